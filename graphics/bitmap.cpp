@@ -1,0 +1,228 @@
+// Storage and drawing operations of the bitmap.
+#include "graphics/bitmap.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+#include <new>
+
+namespace {
+
+/// 64-bit, so that no size can wrap into a small one. Zero or below means: no storage.
+std::int32_t pixelCount(std::int64_t width, std::int64_t height)
+{
+    const std::int64_t count = width * height;
+    if (count > std::numeric_limits<std::int32_t>::max()) {
+        throw std::bad_array_new_length();
+    }
+    return static_cast<std::int32_t>(std::max<std::int64_t>(count, 0));
+}
+
+std::int32_t scaledLength(std::int32_t length, std::int32_t factor)
+{
+    const std::int64_t result = std::int64_t{length} * factor;
+    if (result != static_cast<std::int32_t>(result)) {
+        throw std::bad_array_new_length();
+    }
+    return static_cast<std::int32_t>(result);
+}
+
+Pixel inverted(Pixel value)
+{
+    return value <= inkPixel ? static_cast<Pixel>(inkPixel - value) : value;
+}
+
+} // namespace
+
+/// The part of a rectangle that lies within the bitmap: columns left..right-1, rows top..bottom-1.
+struct Bitmap::Overlap {
+    std::int32_t left;
+    std::int32_t top;
+    std::int32_t right;
+    std::int32_t bottom;
+};
+
+Bitmap::Bitmap(std::int32_t w, std::int32_t h) : width(w), height(h)
+{
+    reserve(pixelCount(w, h));
+}
+
+Bitmap::Bitmap(std::int32_t w, std::int32_t h, std::span<const std::uint8_t> source) : width(w), height(h)
+{
+    if (std::int64_t{w} * h < 0) {
+        throw std::bad_array_new_length();
+    }
+    reserve(pixelCount(w, h));
+    std::copy_n(source.begin(), capacity, pixels.get());
+}
+
+Bitmap::Bitmap(const Bitmap& other) : Bitmap(other.width, other.height)
+{
+    std::copy_n(other.pixels.get(), capacity, pixels.get());
+}
+
+Bitmap& Bitmap::operator=(const Bitmap& other)
+{
+    if (this != &other) {
+        const std::int32_t count = pixelCount(other.width, other.height);
+        reserve(count);
+        width = other.width;
+        height = other.height;
+        std::copy_n(other.pixels.get(), count, pixels.get());
+    }
+    return *this;
+}
+
+void Bitmap::reserve(std::int32_t count)
+{
+    if (capacity < count) {
+        pixels = std::make_unique_for_overwrite<Pixel[]>(static_cast<std::size_t>(count));
+        capacity = count;
+    }
+}
+
+void Bitmap::resize(std::int32_t newWidth, std::int32_t newHeight)
+{
+    reserve(pixelCount(newWidth, newHeight));
+    width = newWidth;
+    height = newHeight;
+}
+
+bool Bitmap::hasTransparency() const
+{
+    if (isEmpty()) {
+        return false;
+    }
+    const Pixel* end = row(height);
+    return std::find(row(0), end, transparentPixel) != end;
+}
+
+void Bitmap::fill(Pixel value)
+{
+    if (!isEmpty()) {
+        std::fill(row(0), row(height), value);
+    }
+}
+
+Bitmap::Overlap Bitmap::overlapAt(std::int64_t x, std::int64_t y, std::int64_t w, std::int64_t h) const
+{
+    const auto within = [](std::int64_t value, std::int32_t length) {
+        return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, 0, std::max(length, 0)));
+    };
+    return {within(x, width), within(y, height), within(x + w, width), within(y + h, height)};
+}
+
+void Bitmap::fillRect(std::int32_t x, std::int32_t y, std::int32_t w, std::int32_t h, Pixel value)
+{
+    if (w < 1 || h < 1) {
+        return;
+    }
+    const Overlap area = overlapAt(x, y, w, h);
+    for (std::int32_t line = area.top; line < area.bottom; ++line) {
+        std::fill(row(line) + area.left, row(line) + area.right, value);
+    }
+}
+
+void Bitmap::drawLine(std::int32_t x0, std::int32_t y0, std::int32_t x1, std::int32_t y1, Pixel value)
+{
+    plotLine(x0, y0, x1, y1, value);
+}
+
+/// Bresenham's integer line, all octants, in 64 bits so that no difference of coordinates overflows.
+void Bitmap::plotLine(std::int64_t x0, std::int64_t y0, std::int64_t x1, std::int64_t y1, Pixel value)
+{
+    const std::int64_t dx = std::abs(x1 - x0);
+    const std::int64_t dy = std::abs(y1 - y0);
+    const int stepX = x1 > x0 ? 1 : -1;
+    const int stepY = y1 > y0 ? 1 : -1;
+    std::int64_t error = dx - dy;
+
+    for (std::int64_t x = x0, y = y0;;) {
+        if (x >= 0 && x < width && y >= 0 && y < height) {
+            row(static_cast<std::int32_t>(y))[x] = value;
+        }
+        const std::int64_t doubled = 2 * error;
+        if (doubled >= -dy) {
+            if (x == x1) {
+                return;
+            }
+            error -= dy;
+            x += stepX;
+        }
+        if (doubled <= dx) {
+            if (y == y1) {
+                return;
+            }
+            error += dx;
+            y += stepY;
+        }
+    }
+}
+
+void Bitmap::drawRect(std::int32_t x, std::int32_t y, std::int32_t w, std::int32_t h, Pixel value)
+{
+    const std::int64_t right = std::int64_t{x} + w - 1;
+    const std::int64_t bottom = std::int64_t{y} + h - 1;
+    plotLine(x, y, right, y, value);
+    plotLine(right, y, right, bottom, value);
+    plotLine(right, bottom, x, bottom, value);
+    plotLine(x, bottom, x, y, value);
+}
+
+void Bitmap::drawBitmap(std::int32_t x, std::int32_t y, const Bitmap& source, bool invert)
+{
+    if (source.isEmpty()) {
+        return;
+    }
+    const Overlap area = overlapAt(x, y, source.width, source.height);
+    for (std::int32_t line = area.top; line < area.bottom; ++line) {
+        const Pixel* from = source.row(line - y);
+        Pixel* to = row(line);
+        for (std::int32_t column = area.left; column < area.right; ++column) {
+            const Pixel value = from[column - x];
+            if (value != transparentPixel) {
+                to[column] = invert ? inverted(value) : value;
+            }
+        }
+    }
+}
+
+void Bitmap::drawMask(std::int32_t x, std::int32_t y, const Bitmap& source, Pixel value)
+{
+    if (source.isEmpty()) {
+        return;
+    }
+    const Overlap area = overlapAt(x, y, source.width, source.height);
+    for (std::int32_t line = area.top; line < area.bottom; ++line) {
+        const Pixel* from = source.row(line - y);
+        Pixel* to = row(line);
+        for (std::int32_t column = area.left; column < area.right; ++column) {
+            if (from[column - x] == inkPixel) {
+                to[column] = value;
+            }
+        }
+    }
+}
+
+Bitmap Bitmap::scaled(std::int32_t factor) const
+{
+    Bitmap result(scaledLength(width, factor), scaledLength(height, factor));
+    for (std::int32_t y = 0; !result.isEmpty() && y < result.height; ++y) {
+        const Pixel* from = row(y / factor);
+        Pixel* to = result.row(y);
+        for (std::int32_t x = 0; x < result.width; ++x) {
+            to[x] = from[x / factor];
+        }
+    }
+    return result;
+}
+
+Bitmap Bitmap::inkMask() const
+{
+    Bitmap result(width, height);
+    if (!isEmpty()) {
+        std::transform(row(0), row(height), result.row(0),
+                       [](Pixel value) { return value == inkPixel ? inkPixel : transparentPixel; });
+    }
+    return result;
+}

@@ -1,0 +1,16 @@
+// The payload that travels with notifications and broadcasts.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+/// Copied at every hop and never looked into on the way.
+struct EventData {
+    std::string text;
+    std::int32_t intValue = 0;
+    float floatValue = 0;
+    std::int64_t longValue = 0;
+    bool flag = false;
+
+    bool operator==(const EventData&) const = default;
+};
