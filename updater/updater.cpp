@@ -1,0 +1,152 @@
+// The screen: its widgets, its input and its drawing.
+#include "updater/updater.h"
+
+#include "graphics/image_store.h"
+
+#include <utility>
+
+namespace {
+
+constexpr std::uint8_t ledBus = 22;
+constexpr std::uint8_t ledAddress = 0x6C;
+constexpr std::uint8_t allLeds = 10;
+
+constexpr std::int32_t titleBandHeight = 20;
+constexpr std::int32_t wheelCentreX = 128;
+constexpr std::int32_t wheelBottom = 155;
+
+Button menuButton(const std::string& image, const std::string& label)
+{
+    return {"img/" + image + ".png", "img/" + image + "_selected.png", 26, 6, inkPixel, 0, "font8", label, 256};
+}
+
+Button dialogButton(const std::string& image, const std::string& label)
+{
+    return {"img/" + image + ".png", "img/" + image + "_selected.png", 15, 6, inkPixel, 0, "font8", label, 0};
+}
+
+} // namespace
+
+Updater::Updater()
+    : i2c(ledBus), leds(i2c, ledAddress), factoryButton(menuButton("button_factory", "Factory Reset")),
+      updateButton(menuButton("button_update", "Update Firmware")),
+      noButton(dialogButton("dialog_button_cancel", "No")), yesButton(dialogButton("dialog_button_ok", "Yes"))
+{
+    for (std::size_t i = 0; i < wheelFrames.size(); ++i) {
+        wheelFrames[i] = getImage("img/wheel_" + std::to_string(i) + ".png");
+    }
+    name = "Updater";
+    leds.setLevel(allLeds);
+    leds.flush();
+    background = 0;
+    markDirty();
+    // The name that the screen keeps; the one above is overwritten on purpose.
+    name = "SettingsWidget";
+
+    buildTree();
+    setMessage("Waiting for USB...");
+    wheelFrame = 0;
+}
+
+void Updater::buildTree()
+{
+    title.setFont("font16");
+    title.setText("Update Firmware", false);
+    title.setColor(0);
+    message.setFont("font8");
+    message.setVerticallyCentered(false);
+
+    factoryButton.setReleaseAction(askFactoryReset, {});
+    updateButton.setReleaseAction(askUpdate, {});
+    noButton.setReleaseAction(cancel, {});
+    yesButton.setReleaseAction(confirm, {});
+    for (Button* button : {&factoryButton, &updateButton, &noButton, &yesButton}) {
+        button->setVisible(false);
+    }
+
+    addChild(title, 2, 2, 252, 16);
+    addChild(factoryButton, 0, 20);
+    addChild(updateButton, 0, 39);
+    addChild(message, 0, 24, 256, 100);
+    addChild(noButton, 142, 131);
+    addChild(yesButton, 194, 131);
+}
+
+bool Updater::onInput(InputEvent event)
+{
+    if (Widget::onInput(event)) {
+        return true;
+    }
+    switch (event) {
+    case InputEvent::RotateRight:
+        selectNext();
+        return true;
+    case InputEvent::RotateLeft:
+        selectPrevious();
+        return true;
+    default:
+        return false;
+    }
+}
+
+void Updater::broadcast(std::int32_t code, EventData data)
+{
+    Widget::broadcast(code, std::move(data));
+}
+
+void Updater::onResize(std::int32_t /*width*/, std::int32_t /*height*/)
+{}
+
+void Updater::draw()
+{
+    surface.fillRect(0, 0, surface.getWidth(), titleBandHeight, inkPixel);
+    if (wheelFrame != noWheel) {
+        const Bitmap& wheel = wheelFrames[static_cast<std::size_t>(wheelFrame)];
+        surface.drawBitmap(wheelCentreX - wheel.getWidth() / 2, wheelBottom - wheel.getHeight(), wheel, false);
+    }
+}
+
+void Updater::notify(std::string /*senderName*/, std::int32_t code, EventData /*data*/)
+{
+    switch (code) {
+    case askUpdate:
+        askToConfirm(updateQuestion, false);
+        break;
+    case askFactoryReset:
+        askToConfirm(factoryQuestion, true);
+        break;
+    case cancel:
+        showMenu();
+        break;
+    case confirm:
+        startWork();
+        break;
+    default:
+        break; // the selection notices, to which this screen has nothing to add
+    }
+}
+
+UpdateState Updater::showMenu()
+{
+    wheelFrame = noWheel;
+    factoryButton.setVisible(true);
+    // Without an installed firmware there is nothing to keep, and so nothing to update.
+    updateButton.setVisible(!oldVersion.empty());
+    message.setVisible(false);
+    noButton.setVisible(false);
+    yesButton.setVisible(false);
+    state = UpdateState::Choosing;
+    return state;
+}
+
+void Updater::askToConfirm(const std::string& question, bool factoryReset)
+{
+    updateButton.setVisible(false);
+    factoryButton.setVisible(false);
+    message.setVisible(true);
+    setMessage(question);
+    noButton.setVisible(true);
+    yesButton.setVisible(true);
+    noButton.setSelected(true); // the safe choice
+    isFactoryReset = factoryReset ? 1 : 0;
+}
