@@ -1,0 +1,28 @@
+// The debounced push button.
+#pragma once
+
+#include <cstdint>
+
+/// Debounces all 32 lines of GPIO bank 0 at once; a pressed button pulls its line low. A change counts after four
+/// polls in a row that saw it. Edges stay latched until they are taken. Lines are 0 to 31.
+class ButtonInput {
+public:
+    /// Every line counts as released. The debounce counters, which all instances share, keep their values.
+    void init();
+    /// One debounce step.
+    void poll();
+
+    [[nodiscard]] bool isHeld(int line) const;
+    /// Whether the line was pressed since the last call.
+    [[nodiscard]] bool takePressed(int line);
+    /// Whether the line was released since the last call.
+    [[nodiscard]] bool takeReleased(int line);
+
+private:
+    /// Every press since `init`. Nothing reads it; it is there for a debugger.
+    std::uint32_t pressLatch = 0;
+    std::uint32_t state = 0;
+    std::uint32_t previous = 0;
+    std::uint32_t released = 0;
+    std::uint32_t pressed = 0;
+};

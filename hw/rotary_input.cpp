@@ -1,0 +1,25 @@
+// Reading the encoder's event device.
+#include "hw/rotary_input.h"
+
+#include <cstdio>
+#include <fcntl.h>
+#include <linux/input.h>
+#include <unistd.h>
+
+static_assert(sizeof(input_event) == 24, "the event record of a 64-bit kernel");
+
+void RotaryInput::open()
+{
+    fd = ::open("/dev/input/event0", O_RDONLY | O_NONBLOCK);
+    if (fd < 0) {
+        std::fputs("Error opening rotary event device\n", stderr);
+    }
+}
+
+std::int32_t RotaryInput::readStep()
+{
+    input_event event{};
+    const bool isWhole = read(fd, &event, sizeof event) == sizeof event;
+    // The type is not looked at: the only other records, those that end a report, have the value 0.
+    return isWhole ? event.value : 0;
+}
