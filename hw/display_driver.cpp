@@ -1,0 +1,219 @@
+// Bringing up the display and packing frames for it.
+#include "hw/display_driver.h"
+
+#include "hw/gpio_registers.h"
+#include "hw/st75256.h"
+
+#include <array>
+#include <cstdio>
+#include <fcntl.h>
+#include <linux/spi/spidev.h>
+#include <string>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+using namespace st75256;
+
+namespace {
+
+enum class Kind : std::uint8_t { command, data };
+constexpr Kind command = Kind::command;
+constexpr Kind data = Kind::data;
+
+struct InitStep {
+    Kind kind;
+    std::uint8_t byte;
+    std::uint8_t waitAfterMs = 0;
+};
+
+constexpr InitStep initSequence[] = {
+    {command, extensionCommand1},
+    {command, enableMaster},
+    {command, extensionCommand2},
+    {command, autoReadControl},
+    {data, 0x9F}, // disabled
+    {command, otpControl},
+    {data, 0x00, 20}, // reading enabled
+    {command, otpUpload, 20},
+    {command, otpControlOut},
+    {command, extensionCommand1},
+    {command, sleepOut},
+    {command, displayOff, 50},
+    {command, powerControl},
+    {data, 0x0B}, // booster, regulator and follower on
+    {command, dataFormatLsbOnTop},
+    {command, setVop},
+    {data, 0x10}, // low bits
+    {data, 0x04}, // high bits
+    {command, extensionCommand2},
+    {command, analogCircuitSet},
+    {data, 0x00},
+    {data, 0x01}, // booster efficiency
+    {data, 0x02}, // bias
+    {command, boosterLevel},
+    {data, 0xFB},
+    {command, extensionCommand1},
+    {command, displayMode},
+    {data, 0x11}, // four greys
+    {command, displayControl},
+    {data, 0x00}, // clock division
+    {data, 0x9F}, // duty: 160 lines
+    {data, 0x00}, // frame inversion
+    {command, extensionCommand2},
+    {command, temperatureRange},
+    {data, 0x1E},
+    {data, 0x28},
+    {data, 0x32},
+    {command, frameRate}, // one for each temperature range
+    {data, 0x16},
+    {data, 0x16},
+    {data, 0x16},
+    {data, 0x16},
+    {command, extensionCommand1},
+    {command, dataScanDirection},
+    {data, 0x00},
+    {command, normalDisplay},
+    {command, extensionCommand2},
+    {command, internalPowerSupply},
+};
+
+constexpr InitStep addressWindow[] = {
+    {command, extensionCommand1}, //
+    {command, columnAddressSet},  {data, 0x00}, {data, displayWidth - 1},
+    {command, pageAddressSet},    {data, 0x00}, {data, displayHeight - 1},
+};
+
+void waitMs(unsigned milliseconds)
+{
+    usleep(milliseconds * 1000);
+}
+
+void send(DisplayDriver& display, const InitStep& step)
+{
+    step.kind == command ? display.writeCommand(step.byte) : display.writeData(step.byte);
+    if (step.waitAfterMs != 0) {
+        waitMs(step.waitAfterMs);
+    }
+}
+
+/// Values are not masked: anything but 0 to 3 spills into the neighbouring pixels.
+void pack(const Bitmap& canvas, Frame& frame)
+{
+    auto* next = frame.data();
+    for (std::int32_t y = 0; y < displayHeight; y += pixelsPerByte) {
+        for (std::int32_t x = 0; x < displayWidth; ++x) {
+            *next++ = static_cast<std::uint8_t>(canvas.pixel(x, y) + 4 * canvas.pixel(x, y + 1) +
+                                                16 * canvas.pixel(x, y + 2) + 64 * canvas.pixel(x, y + 3));
+        }
+    }
+}
+
+} // namespace
+
+DisplayDriver::~DisplayDriver()
+{
+    const bool wasReady = writer != nullptr;
+    writer.reset();
+    if (wasReady) {
+        close(fd);
+    }
+}
+
+void DisplayDriver::open(int bus, int chipSelect, std::uint32_t busSpeedHz, int dataCommandLine,
+                         int controllerResetLine)
+{
+    dcLine = dataCommandLine;
+    resetLine = controllerResetLine;
+    speedHz = busSpeedHz;
+    frameBuffer = std::make_unique<Frame>();
+
+    selectOutput(dcLine);
+    selectOutput(resetLine);
+
+    const std::string path = "/dev/spidev" + std::to_string(bus) + "." + std::to_string(chipSelect);
+    fd = ::open(path.c_str(), O_WRONLY);
+    if (fd < 0) {
+        std::fputs("Unable to open SPI\n", stderr);
+        return;
+    }
+    if (!configureBus()) {
+        close(fd);
+        return;
+    }
+    resetController();
+    initialiseController();
+    clearDisplayRam();
+    writeCommand(displayOn);
+    writer = std::make_unique<FrameWriter>(fd, dcLine);
+}
+
+bool DisplayDriver::configureBus()
+{
+    std::uint8_t mode = SPI_MODE_3; // clock idles high, data is sampled on the second edge
+    std::uint8_t bitsPerWord = 8;
+    const struct {
+        unsigned long request;
+        void* value;
+        const char* failure;
+    } settings[] = {
+        {SPI_IOC_WR_MODE, &mode, "Unable to set SPI mode\n"},
+        {SPI_IOC_WR_BITS_PER_WORD, &bitsPerWord, "Unable to set SPI bits\n"},
+        {SPI_IOC_WR_MAX_SPEED_HZ, &speedHz, "Unable to set SPI baud\n"},
+    };
+    for (const auto& setting : settings) {
+        if (ioctl(fd, setting.request, setting.value) < 0) {
+            std::fputs(setting.failure, stderr);
+            return false;
+        }
+    }
+    return true;
+}
+
+void DisplayDriver::resetController()
+{
+    driveHigh(resetLine);
+    waitMs(20);
+    driveLow(resetLine);
+    waitMs(20);
+    driveHigh(resetLine);
+    waitMs(200);
+}
+
+void DisplayDriver::initialiseController()
+{
+    for (const InitStep& step : initSequence) {
+        send(*this, step);
+    }
+}
+
+void DisplayDriver::clearDisplayRam()
+{
+    for (const InitStep& step : addressWindow) {
+        send(*this, step);
+    }
+    writeCommand(writeDisplayData);
+    for (std::size_t i = 0; i < Frame().size(); ++i) {
+        writeData(0x00);
+    }
+}
+
+void DisplayDriver::writeCommand(std::uint8_t byte)
+{
+    driveLow(dcLine);
+    [[maybe_unused]] const ssize_t ignored = write(fd, &byte, 1);
+}
+
+void DisplayDriver::writeData(std::uint8_t byte)
+{
+    driveHigh(dcLine);
+    [[maybe_unused]] const ssize_t ignored = write(fd, &byte, 1);
+}
+
+void DisplayDriver::sendFrame(const Bitmap& canvas)
+{
+    if (writer == nullptr) {
+        return;
+    }
+    pack(canvas, *frameBuffer);
+    writer->post(*frameBuffer);
+}
