@@ -1,0 +1,151 @@
+// A whole device to hold in one's hands: the updater runs on it, unmodified.
+#pragma once
+
+#include "sim/models/screen.h"
+#include "sim/models/usb_drive.h"
+#include "sim/protocol/channel.h"
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace sim {
+
+enum class Time {
+    /// For a person: an iteration takes a millisecond.
+    Real,
+    /// For a test: the device stands still until it is told to run on. Scripts run in no time at all.
+    Virtual,
+    /// For a player: virtual, but no faster than real time while a script runs.
+    VirtualPaced,
+};
+
+/// The names of what can be wrong with a device. Those before the blank line have to be there when it is switched on.
+namespace trouble {
+inline constexpr const char* absentMemory = "absent mem";
+inline constexpr const char* mappingFails = "mmap fails";
+inline constexpr const char* absentDisplay = "absent spi";
+inline constexpr const char* absentLeds = "absent i2c";
+inline constexpr const char* absentEncoder = "absent encoder";
+inline constexpr const char* refusedMode = "refused mode";
+inline constexpr const char* refusedBits = "refused bits";
+inline constexpr const char* refusedSpeed = "refused speed";
+
+inline constexpr const char* failingDisplay = "failing spi";
+inline constexpr const char* failingLeds = "failing i2c";
+inline constexpr const char* failingEncoder = "failing encoder";
+inline constexpr const char* noProcesses = "no processes";
+inline constexpr const char* forbiddenDrive = "forbidden drive";
+} // namespace trouble
+
+struct DeviceSetup {
+    std::filesystem::path updater;
+    std::filesystem::path preload;
+    /// The folder in which the device keeps its files; the folders it needs are made.
+    std::filesystem::path root;
+    Time time = Time::Virtual;
+    std::vector<std::string> troubles;
+    /// How long the bus takes for one frame, if not the time that the bus speed gives.
+    std::chrono::microseconds frameTime{0};
+    /// Added to the environment of the updater and its scripts, as NAME=VALUE.
+    std::vector<std::string> environment;
+};
+
+/// The device cannot be used any longer: its program has ended.
+class DeviceEnded : public std::exception {
+public:
+    [[nodiscard]] const char* what() const noexcept override { return "the updater has ended"; }
+};
+
+/// Operations throw DeviceEnded when the updater has ended, and std::runtime_error when the device cannot be built or
+/// does not answer.
+class SimulatedDevice {
+public:
+    /// Switches the device on. In virtual time it then stands at the end of its first iteration.
+    explicit SimulatedDevice(DeviceSetup deviceSetup);
+    SimulatedDevice(const SimulatedDevice&) = delete;
+    SimulatedDevice& operator=(const SimulatedDevice&) = delete;
+    /// Switches it off, and ends its scripts.
+    ~SimulatedDevice();
+
+    // The owner's hands.
+
+    void turn(std::int32_t steps);
+    void press();
+    void release();
+    void plug(const std::filesystem::path& driveImage) { drive.plug(driveImage); }
+    void plugBroken() { drive.plugBroken(); }
+    void unplug() { drive.unplug(); }
+    [[nodiscard]] bool hasDrive() const { return drive.isPlugged(); }
+
+    // Virtual time.
+
+    /// Lets the device run that many iterations.
+    void run(std::uint64_t iterations);
+    /// Lets it run to the end of that iteration.
+    void runTo(std::uint64_t iteration);
+    /// Presses and releases the button, each long enough to count.
+    void click();
+    /// Holds time still until the running script has written that many bytes that are not read yet, or has ended.
+    void awaitScriptOutput(int byteCount);
+    void awaitScriptEnd() { awaitScriptOutput(0); }
+
+    // What can be seen.
+
+    [[nodiscard]] Screen screen();
+    /// The brightness of the eighteen LED outputs, the bar last.
+    [[nodiscard]] std::array<std::uint8_t, 18> leds();
+    [[nodiscard]] std::uint64_t iteration();
+    /// Frames received whole by the display.
+    [[nodiscard]] std::uint64_t frameCount();
+    [[nodiscard]] bool isScriptRunning();
+    /// What the program did that its devices do not allow.
+    [[nodiscard]] std::vector<std::string> faults();
+    /// All that happened on the wires: the time in microseconds, a blank, and the event.
+    [[nodiscard]] std::vector<std::string> traffic();
+    [[nodiscard]] std::string standardOutput() const;
+    [[nodiscard]] std::string standardError() const;
+
+    /// How the updater has ended (as waitpid tells it), if it has.
+    [[nodiscard]] std::optional<int> waitStatus();
+    /// Waits for the updater to end by itself.
+    int waitForEnd();
+    /// In words, such as "exit status 1" or "signal 11".
+    [[nodiscard]] static std::string describe(int waitStatus);
+
+    // What goes wrong.
+
+    void setTrouble(const std::string& name, bool on);
+    void queueEncoderEvent(std::uint16_t type, std::uint16_t code, std::int32_t value);
+
+    [[nodiscard]] const std::filesystem::path& root() const { return setup.root; }
+
+private:
+    struct Status {
+        std::uint64_t iteration;
+        std::uint64_t frames;
+        bool script;
+    };
+
+    void makeFolders() const;
+    void startProgram();
+    [[noreturn]] void becomeProgram(int socket) const;
+    void configure();
+    std::string ask(const std::string& request);
+    Status status();
+
+    DeviceSetup setup;
+    UsbDrive drive;
+    std::unique_ptr<Channel> channel;
+    pid_t pid = -1;
+    std::optional<int> ended;
+};
+
+} // namespace sim

@@ -1,0 +1,23 @@
+// The event queue of the rotary encoder's input device.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <linux/input.h>
+#include <optional>
+
+namespace sim {
+
+class Encoder {
+public:
+    /// One report of the kernel's rotary encoder driver: a relative movement and the record that ends the report.
+    void turn(std::int32_t steps);
+    void queue(std::uint16_t type, std::uint16_t code, std::int32_t value);
+    /// Takes the oldest record, if any.
+    std::optional<input_event> next();
+
+private:
+    std::deque<input_event> events;
+};
+
+} // namespace sim

@@ -1,0 +1,106 @@
+// Function selects, write-only set and clear latches, and levels.
+#include "sim/models/gpio_block.h"
+
+#include <atomic>
+#include <string>
+
+namespace sim {
+
+namespace {
+
+constexpr int linesPerSelect = 10;
+constexpr int bitsPerSelect = 3;
+constexpr std::uint32_t selectMask = 0b111;
+constexpr std::uint32_t selectsInput = 0b000;
+constexpr std::uint32_t selectsOutput = 0b001;
+
+constexpr int setRegister = 7;
+constexpr int clearRegister = 10;
+constexpr int levelRegister = 13;
+
+bool bit(std::uint32_t word, int line)
+{
+    return ((word >> line) & 1U) != 0;
+}
+
+/// Set and clear read as zero: the store is taken out of the page, atomically, as another thread may be storing.
+std::uint32_t takeStore(volatile std::uint32_t& word)
+{
+    return std::atomic_ref(const_cast<std::uint32_t&>(word)).exchange(0);
+}
+
+} // namespace
+
+GpioBlock::GpioBlock(volatile std::uint32_t* registerPage, Faults& faultList)
+    : registers(registerPage), faults(faultList)
+{
+    sync();
+}
+
+void GpioBlock::sync()
+{
+    takeSelects();
+    takeLatches();
+    registers[levelRegister] = (latch & outputs) | (inputs & ~outputs);
+}
+
+void GpioBlock::takeSelects()
+{
+    for (int line = 0; line < lineCount; ++line) {
+        const std::uint32_t select =
+            (registers[line / linesPerSelect] >> (line % linesPerSelect * bitsPerSelect)) & selectMask;
+        const std::uint32_t mask = 1U << line;
+        if (select == selectsOutput && (outputs & mask) == 0) {
+            outputs |= mask;
+            selectListener(line);
+        } else if (select == selectsInput && (outputs & mask) != 0) {
+            outputs &= ~mask;
+        } else if (select != selectsOutput && select != selectsInput && !bit(oddSelects, line)) {
+            oddSelects |= mask;
+            faults.add("GPIO line " + std::to_string(line) + " was given the alternate function " +
+                       std::to_string(select));
+        }
+    }
+}
+
+void GpioBlock::takeLatches()
+{
+    const std::uint32_t set = takeStore(registers[setRegister]);
+    const std::uint32_t clear = takeStore(registers[clearRegister]);
+    for (int line = 0; line < lineCount; ++line) {
+        const bool isSet = bit(set, line);
+        const bool isCleared = bit(clear, line);
+        if (!isSet && !isCleared) {
+            continue;
+        }
+        if (!isOutput(line)) {
+            faults.add("GPIO line " + std::to_string(line) + " was driven while it was an input");
+        }
+        if (isSet && isCleared) {
+            faults.add("GPIO line " + std::to_string(line) + " was set and cleared at once");
+        }
+        const bool before = bit(latch, line);
+        latch = (latch & ~(1U << line)) | (std::uint32_t{isSet} << line);
+        if (isOutput(line) && before != isSet) {
+            outputListener(line, isSet);
+        }
+    }
+}
+
+void GpioBlock::setInput(int line, bool newLevel)
+{
+    inputs = (inputs & ~(1U << line)) | (std::uint32_t{newLevel} << line);
+    sync();
+}
+
+bool GpioBlock::isOutput(int line) const
+{
+    return bit(outputs, line);
+}
+
+bool GpioBlock::level(int line) const
+{
+    return bit(isOutput(line) ? latch : inputs, line);
+}
+
+} // namespace sim

@@ -1,0 +1,42 @@
+// The LED controller at the end of the I2C bus: eighteen brightness outputs behind a register file.
+#pragma once
+
+#include "sim/models/faults.h"
+
+#include <array>
+#include <cstdint>
+#include <span>
+
+namespace sim {
+
+/// The first byte of a write is a register number; the bytes behind it go to that register and the following ones.
+class LedController {
+public:
+    static constexpr std::uint8_t address = 0x6C;
+    static constexpr std::size_t outputCount = 18;
+    static constexpr std::size_t barLength = 6;
+
+    explicit LedController(Faults& faultList) : faults(faultList) {}
+
+    void write(std::span<const std::uint8_t> bytes);
+    /// The register that the last write addressed.
+    [[nodiscard]] std::uint8_t read() const;
+
+    /// The brightness of the outputs, in register order; all dark while the controller or the output is not enabled.
+    [[nodiscard]] std::array<std::uint8_t, outputCount> outputs() const;
+    /// The last six outputs.
+    [[nodiscard]] std::array<std::uint8_t, barLength> bar() const;
+
+private:
+    void writeRegister(std::size_t reg, std::uint8_t value);
+
+    static constexpr std::size_t registerCount = 0x30;
+
+    Faults& faults;
+    std::array<std::uint8_t, registerCount> registers{};
+    /// Brightness takes effect when the update register is written.
+    std::array<std::uint8_t, outputCount> latched{};
+    std::uint8_t pointer = 0;
+};
+
+} // namespace sim

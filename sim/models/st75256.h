@@ -1,0 +1,91 @@
+// An ST75256 display controller as wired to the device's 256 by 160 glass (ST75256 data sheet).
+#pragma once
+
+#include "sim/models/faults.h"
+#include "sim/models/screen.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace sim {
+
+/// Takes bytes as they come over its four-line serial interface and keeps its memory and settings. Whatever breaks the
+/// interface's rules is put on the list of faults, and then taken as the hardware would have to take it.
+class St75256 {
+public:
+    explicit St75256(Faults& faultList);
+
+    // The wires.
+
+    /// Low holds the controller in reset.
+    void setResetLine(bool level);
+    /// Low for commands, high for data. Has to keep still during a transfer.
+    void setDataCommandLine(bool level);
+    void beginTransfer();
+    void endTransfer(std::span<const std::uint8_t> bytes);
+
+    // What can be seen from outside.
+
+    /// Blank (all 0) unless the controller is awake, powered, switched on and in four-grey mode.
+    [[nodiscard]] Screen screen() const;
+    [[nodiscard]] bool isLit() const;
+    /// Complete memory writes of a whole window since power-up.
+    [[nodiscard]] std::uint64_t frameCount() const { return frames; }
+
+private:
+    struct Command;
+    static const Command* findCommand(std::uint8_t code, int page);
+
+    struct Range {
+        std::uint8_t first = 0;
+        std::uint8_t last = 0;
+    };
+
+    /// All that a reset puts back.
+    struct Settings {
+        int page = 1;
+        bool sleeps = true;
+        bool isOn = false;
+        bool isInverse = false;
+        bool lsbOnTop = false;
+        bool isFourGrey = false;
+        bool isPowered = false;
+        bool isInternalPower = false;
+        Range columns;
+        Range pages;
+    };
+
+    void takeCommand(std::uint8_t code);
+    void takeData(std::uint8_t byte);
+    void takeParameter(std::uint8_t byte);
+    void takePixels(std::uint8_t byte);
+    void endWriting();
+    void execute();
+    void executeOnPage1(std::uint8_t code);
+    [[nodiscard]] std::size_t windowSize() const;
+    [[nodiscard]] int lastPage() const;
+
+    /// 256 columns of 40 pages; a page is four rows, a byte four pixels of one column.
+    static constexpr int columnCount = screenWidth;
+    static constexpr int rowsPerPage = 4;
+    static constexpr int pageCount = screenHeight / rowsPerPage;
+
+    Faults& faults;
+    bool resetLine = true;
+    bool wasReset = false;
+    bool dataCommandLine = false;
+    int transfersUnderWay = 0;
+
+    Settings settings;
+    const Command* current = nullptr;
+    std::vector<std::uint8_t> parameters;
+    bool isWriting = false;
+    std::size_t written = 0;
+    std::uint64_t frames = 0;
+    std::array<std::uint8_t, std::size_t{columnCount} * pageCount> memory{};
+};
+
+} // namespace sim

@@ -1,0 +1,374 @@
+// The wiring of the board and what its endpoints do.
+#include "sim/preload/board.h"
+
+#include "sim/preload/real_calls.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <linux/i2c-dev.h>
+#include <linux/spi/spidev.h>
+#include <sstream>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <utility>
+
+namespace sim {
+
+namespace {
+
+constexpr int buttonLine = 6;
+constexpr int dataCommandLine = 7;
+constexpr int resetLine = 25;
+constexpr off_t gpioBase = 0xFE200000;
+
+/// spidev's module parameter bufsiz: a longer transfer is refused.
+constexpr std::size_t spiBufferSize = 10240;
+constexpr std::size_t frameBytes = 10240;
+
+struct Device {
+    std::string_view path;
+    Endpoint endpoint;
+    const char* absence;
+};
+
+constexpr Device devices[] = {
+    {"/dev/mem", Endpoint::Memory, "absent mem"},
+    {"/dev/spidev0.0", Endpoint::Spi, "absent spi"},
+    {"/dev/i2c-22", Endpoint::I2c, "absent i2c"},
+    {"/dev/input/event0", Endpoint::Encoder, "absent encoder"},
+};
+
+ssize_t fail(int error)
+{
+    errno = error;
+    return -1;
+}
+
+std::string hexBytes(std::span<const std::uint8_t> bytes)
+{
+    constexpr std::size_t shown = 32;
+    if (bytes.size() > shown) {
+        return "[" + std::to_string(bytes.size()) + " bytes]";
+    }
+    std::string text;
+    for (const std::uint8_t byte : bytes) {
+        std::array<char, 4> digits{};
+        std::snprintf(digits.data(), digits.size(), "%s%02X", text.empty() ? "" : " ", byte);
+        text += digits.data();
+    }
+    return text;
+}
+
+} // namespace
+
+Board::Board(std::string deviceRoot) : root(std::move(deviceRoot))
+{
+    wire();
+}
+
+void Board::wire()
+{
+    gpio.onSelect([this](int line) { log("gpio " + std::to_string(line) + " output"); });
+    gpio.onOutput([this](int line, bool level) {
+        if (line == dataCommandLine) {
+            display.setDataCommandLine(level); // told in the log with every transfer
+            return;
+        }
+        log("gpio " + std::to_string(line) + (level ? " high" : " low"));
+        if (line == resetLine) {
+            display.setResetLine(level);
+        }
+    });
+}
+
+std::optional<std::string> Board::redirect(std::string_view path) const
+{
+    const bool isOurs = path == "/dev/sda" || path == "/dev/sda1" || path.starts_with("/tmp/fw/") ||
+                        (path.starts_with("/usr/sbin/") && path.ends_with(".sh"));
+    return isOurs ? std::optional(root + std::string(path)) : std::nullopt;
+}
+
+Endpoint Board::endpointAt(std::string_view path)
+{
+    for (const Device& device : devices) {
+        if (device.path == path) {
+            return device.endpoint;
+        }
+    }
+    return Endpoint::None;
+}
+
+Endpoint Board::endpointOf(int fd) const
+{
+    return fd >= 0 && fd < descriptorCount ? endpoints[static_cast<std::size_t>(fd)].load() : Endpoint::None;
+}
+
+int Board::open(Endpoint endpoint)
+{
+    sync();
+    for (const Device& device : devices) {
+        if (device.endpoint == endpoint && hasTrouble(device.absence)) {
+            return static_cast<int>(fail(endpoint == Endpoint::Memory ? EACCES : ENOENT));
+        }
+    }
+    const int fd = REAL(open)("/dev/null", O_RDWR | O_CLOEXEC);
+    if (fd >= 0 && fd < descriptorCount) {
+        endpoints[static_cast<std::size_t>(fd)] = endpoint;
+    }
+    return fd;
+}
+
+void Board::close(int fd)
+{
+    if (endpoints[static_cast<std::size_t>(fd)].exchange(Endpoint::None) == Endpoint::Spi) {
+        note("spi close");
+    }
+}
+
+void* Board::mapRegisters(off_t physicalBase)
+{
+    if (hasTrouble("mmap fails")) {
+        fail(EPERM);
+        return MAP_FAILED;
+    }
+    if (physicalBase != gpioBase) {
+        const std::lock_guard lock(mutex);
+        faults.add("a mapping of memory that is not the GPIO block");
+    }
+    return const_cast<std::uint32_t*>(registers.data());
+}
+
+void Board::sync()
+{
+    const std::lock_guard lock(mutex);
+    gpio.sync();
+}
+
+ssize_t Board::write(int fd, std::span<const std::uint8_t> bytes)
+{
+    switch (endpointOf(fd)) {
+    case Endpoint::Spi:
+        return writeSpi(bytes);
+    case Endpoint::I2c:
+        return writeI2c(bytes);
+    default:
+        return fail(EBADF);
+    }
+}
+
+Timeline::Duration Board::transferTime(std::size_t byteCount) const
+{
+    const auto bytes = static_cast<std::int64_t>(byteCount);
+    if (frameTime.count() != 0) {
+        return frameTime * bytes / static_cast<std::int64_t>(frameBytes);
+    }
+    return std::chrono::nanoseconds(std::chrono::seconds(8)) * bytes / spiSpeedHz;
+}
+
+ssize_t Board::writeSpi(std::span<const std::uint8_t> bytes)
+{
+    // As in the kernel, the bytes are copied before the transfer begins.
+    const std::vector<std::uint8_t> copy(bytes.begin(), bytes.end());
+    {
+        const std::lock_guard lock(mutex);
+        gpio.sync();
+        log((gpio.level(dataCommandLine) ? "spi D " : "spi C ") + hexBytes(copy));
+        if (troubles.contains("failing spi")) {
+            return fail(EIO);
+        }
+        if (copy.size() > spiBufferSize) {
+            return fail(EMSGSIZE);
+        }
+        display.beginTransfer();
+    }
+    timeline.pass(transferTime(copy.size()));
+    const std::lock_guard lock(mutex);
+    gpio.sync();
+    display.endTransfer(copy);
+    return static_cast<ssize_t>(copy.size());
+}
+
+ssize_t Board::writeI2c(std::span<const std::uint8_t> bytes)
+{
+    const std::lock_guard lock(mutex);
+    gpio.sync();
+    log("i2c write " + hexBytes(bytes));
+    if (troubles.contains("failing i2c")) {
+        return fail(ETIMEDOUT);
+    }
+    if (i2cAddress != LedController::address) {
+        faults.add("an I2C write to an address where nothing answers");
+        return fail(EREMOTEIO);
+    }
+    ledController.write(bytes);
+    return static_cast<ssize_t>(bytes.size());
+}
+
+ssize_t Board::read(int fd, std::span<std::uint8_t> bytes)
+{
+    const std::lock_guard lock(mutex);
+    if (endpointOf(fd) == Endpoint::I2c && !bytes.empty() && !troubles.contains("failing i2c")) {
+        bytes[0] = ledController.read();
+        return 1;
+    }
+    if (endpointOf(fd) != Endpoint::Encoder || troubles.contains("failing encoder")) {
+        return fail(EIO);
+    }
+    if (bytes.size() < sizeof(input_event)) {
+        return fail(EINVAL);
+    }
+    const auto event = encoder.next();
+    if (!event) {
+        return fail(EAGAIN);
+    }
+    std::memcpy(bytes.data(), &*event, sizeof *event);
+    return sizeof *event;
+}
+
+int Board::control(int fd, unsigned long request, unsigned long argument)
+{
+    const std::lock_guard lock(mutex);
+    gpio.sync();
+    switch (endpointOf(fd)) {
+    case Endpoint::Spi:
+        return controlSpi(request, argument);
+    case Endpoint::I2c:
+        return controlI2c(request, argument);
+    default:
+        return static_cast<int>(fail(ENOTTY));
+    }
+}
+
+int Board::controlSpi(unsigned long request, unsigned long argument)
+{
+    const struct {
+        unsigned long request;
+        const char* name;
+        std::size_t size;
+    } settings[] = {
+        {SPI_IOC_WR_MODE, "mode", 1},
+        {SPI_IOC_WR_BITS_PER_WORD, "bits", 1},
+        {SPI_IOC_WR_MAX_SPEED_HZ, "speed", 4},
+    };
+    for (const auto& setting : settings) {
+        if (setting.request != request) {
+            continue;
+        }
+        if (troubles.contains(std::string("refused ") + setting.name)) {
+            return static_cast<int>(fail(EINVAL));
+        }
+        std::uint32_t value = 0; // little-endian, as every machine that this runs on
+        std::memcpy(&value, reinterpret_cast<const void*>(argument), setting.size);
+        log(std::string("spi ") + setting.name + " " + std::to_string(value));
+        if (request == SPI_IOC_WR_MAX_SPEED_HZ) {
+            spiSpeedHz = value;
+        }
+        return 0;
+    }
+    return static_cast<int>(fail(ENOTTY));
+}
+
+int Board::controlI2c(unsigned long request, unsigned long argument)
+{
+    if (request != I2C_SLAVE) {
+        return static_cast<int>(fail(ENOTTY));
+    }
+    i2cAddress = argument & 0x7F;
+    const auto address = static_cast<std::uint8_t>(argument);
+    log("i2c slave " + hexBytes({&address, 1}));
+    return 0;
+}
+
+void Board::log(const std::string& event)
+{
+    if (!entries.empty() && entries.back().event == event) {
+        ++entries.back().count;
+        return;
+    }
+    entries.push_back({event, 1, timeline.now()});
+}
+
+void Board::note(const std::string& event)
+{
+    const std::lock_guard lock(mutex);
+    gpio.sync();
+    log(event);
+}
+
+bool Board::hasTrouble(const std::string& trouble) const
+{
+    const std::lock_guard lock(mutex);
+    return troubles.contains(trouble);
+}
+
+void Board::setTrouble(const std::string& trouble, bool on)
+{
+    const std::lock_guard lock(mutex);
+    if (on) {
+        troubles.insert(trouble);
+    } else {
+        troubles.erase(trouble);
+    }
+}
+
+void Board::setButton(bool pressed)
+{
+    const std::lock_guard lock(mutex);
+    gpio.setInput(buttonLine, !pressed);
+}
+
+void Board::turn(std::int32_t steps)
+{
+    const std::lock_guard lock(mutex);
+    encoder.turn(steps);
+}
+
+void Board::queueEvent(std::uint16_t type, std::uint16_t code, std::int32_t value)
+{
+    const std::lock_guard lock(mutex);
+    encoder.queue(type, code, value);
+}
+
+Screen Board::screen()
+{
+    const std::lock_guard lock(mutex);
+    return display.screen();
+}
+
+std::uint64_t Board::frameCount()
+{
+    const std::lock_guard lock(mutex);
+    return display.frameCount();
+}
+
+std::array<std::uint8_t, LedController::outputCount> Board::leds()
+{
+    const std::lock_guard lock(mutex);
+    return ledController.outputs();
+}
+
+std::vector<std::string> Board::faultList()
+{
+    const std::lock_guard lock(mutex);
+    return faults.list();
+}
+
+std::vector<std::string> Board::traffic()
+{
+    const std::lock_guard lock(mutex);
+    std::vector<std::string> lines;
+    for (const LogEntry& entry : entries) {
+        std::ostringstream line;
+        line << std::chrono::duration_cast<std::chrono::microseconds>(entry.time).count() << ' ' << entry.event;
+        if (entry.count > 1) {
+            line << " x" << entry.count;
+        }
+        lines.push_back(line.str());
+    }
+    return lines;
+}
+
+} // namespace sim

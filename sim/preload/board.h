@@ -1,0 +1,109 @@
+// The simulated board: the device models, wired together behind the file descriptors that the program opens.
+#pragma once
+
+#include "sim/models/encoder.h"
+#include "sim/models/faults.h"
+#include "sim/models/gpio_block.h"
+#include "sim/models/led_controller.h"
+#include "sim/models/st75256.h"
+#include "sim/preload/timeline.h"
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <span>
+#include <string>
+#include <string_view>
+#include <sys/types.h>
+#include <vector>
+
+namespace sim {
+
+enum class Endpoint : std::uint8_t { None, Memory, Spi, I2c, Encoder };
+
+/// Operations of the program return what the system call would, with errno set on failure. All may be called from any
+/// thread.
+class Board {
+public:
+    /// `deviceRoot` is the folder in which the device keeps its files.
+    explicit Board(std::string deviceRoot);
+    Board(const Board&) = delete;
+    Board& operator=(const Board&) = delete;
+
+    Timeline timeline;
+
+    // The program's side.
+
+    /// Where the program finds what it looks for under a fixed path, when the board answers for that path.
+    [[nodiscard]] std::optional<std::string> redirect(std::string_view path) const;
+    /// The endpoint behind a device path that this board has.
+    [[nodiscard]] static Endpoint endpointAt(std::string_view path);
+    [[nodiscard]] Endpoint endpointOf(int fd) const;
+
+    int open(Endpoint endpoint);
+    void close(int fd);
+    void* mapRegisters(off_t physicalBase);
+    ssize_t write(int fd, std::span<const std::uint8_t> bytes);
+    ssize_t read(int fd, std::span<std::uint8_t> bytes);
+    int control(int fd, unsigned long request, unsigned long argument);
+    /// Takes in the program's latest register accesses.
+    void sync();
+    void note(const std::string& event);
+    [[nodiscard]] bool hasTrouble(const std::string& trouble) const;
+
+    // The holder's side.
+
+    /// Troubles are names such as "absent spi"; `on` false ends one.
+    void setTrouble(const std::string& trouble, bool on);
+    /// How long the bus takes for 10240 bytes, whatever speed was asked for; 0 for the speed asked for.
+    void setFrameTime(Timeline::Duration duration) { frameTime = duration; }
+    void setButton(bool pressed);
+    void turn(std::int32_t steps);
+    void queueEvent(std::uint16_t type, std::uint16_t code, std::int32_t value);
+
+    [[nodiscard]] Screen screen();
+    [[nodiscard]] std::uint64_t frameCount();
+    [[nodiscard]] std::array<std::uint8_t, LedController::outputCount> leds();
+    [[nodiscard]] std::vector<std::string> faultList();
+    /// Everything that happened on the wires, oldest first; equal events in a row are one line with their count.
+    [[nodiscard]] std::vector<std::string> traffic();
+
+private:
+    struct LogEntry {
+        std::string event;
+        std::uint64_t count;
+        Timeline::Duration time;
+    };
+
+    void wire();
+    void log(const std::string& event);
+    int controlSpi(unsigned long request, unsigned long argument);
+    int controlI2c(unsigned long request, unsigned long argument);
+    ssize_t writeSpi(std::span<const std::uint8_t> bytes);
+    ssize_t writeI2c(std::span<const std::uint8_t> bytes);
+    [[nodiscard]] Timeline::Duration transferTime(std::size_t byteCount) const;
+
+    static constexpr int descriptorCount = 1024;
+
+    const std::string root;
+    std::array<std::atomic<Endpoint>, descriptorCount> endpoints{};
+    Timeline::Duration frameTime{};
+
+    mutable std::mutex mutex;
+    // Guarded by the mutex.
+    alignas(GpioBlock::pageBytes) std::array<volatile std::uint32_t, GpioBlock::pageBytes / 4> registers{};
+    Faults faults;
+    GpioBlock gpio{registers.data(), faults};
+    St75256 display{faults};
+    LedController ledController{faults};
+    Encoder encoder;
+    std::set<std::string> troubles;
+    std::uint32_t spiSpeedHz = 500000;
+    unsigned long i2cAddress = 0;
+    std::vector<LogEntry> entries;
+};
+
+} // namespace sim

@@ -1,0 +1,46 @@
+// Carries out what the holder of the device asks for, on the program's main thread, while it sleeps.
+#pragma once
+
+#include "sim/preload/board.h"
+#include "sim/protocol/channel.h"
+
+#include <cstdint>
+#include <string>
+
+namespace sim {
+
+/// Requests are words separated by blanks; see the table in the source. In virtual time the program stands still at the
+/// end of an iteration until it is told how many more to run.
+class HolderLink {
+public:
+    HolderLink(Board& simulatedBoard, int socket);
+
+    /// Serves requests until the holder says "start".
+    void waitForStart();
+    /// The program sleeps; a sleep of 1000 microseconds is one iteration of its main loop.
+    void sleep(std::uint64_t microseconds);
+    /// The output of the script that runs now; -1 when none runs.
+    void setScript(int fd) { scriptFd = fd; }
+    [[nodiscard]] int getScript() const { return scriptFd; }
+
+private:
+    enum class Next { Serve, Resume };
+
+    Next serveOne();
+    Next answer(const std::string& request, std::string& reply);
+    [[nodiscard]] std::string status();
+    [[nodiscard]] bool awaitOutput(int byteCount) const;
+    void keepPaceWithScript() const;
+
+    Board& board;
+    Channel channel;
+    int scriptFd = -1;
+    std::uint64_t iteration = 0;
+    /// The iteration at whose end the program stands still.
+    std::uint64_t stopAt = 1;
+    /// Whether virtual time runs no faster than real time while a script runs.
+    bool keepsPace = false;
+    bool hasPendingReply = false;
+};
+
+} // namespace sim

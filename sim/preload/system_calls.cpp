@@ -1,0 +1,272 @@
+// The functions that stand before those of the C library in a program that is started with this library preloaded. What
+// concerns the device goes to the simulated board, everything else goes on to the C library.
+#include "sim/preload/board.h"
+#include "sim/preload/holder_link.h"
+#include "sim/preload/real_calls.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <pthread.h>
+#include <string>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+/// Null in every process but the one that the simulator started, and there until the library is set up. Never
+/// destroyed: the program's threads may outlive static destruction.
+struct Simulation {
+    sim::Board board;
+    sim::HolderLink link;
+
+    Simulation(const char* root, int socket) : board(root), link(board, socket) {}
+};
+
+Simulation* simulation = nullptr;
+
+/// Runs before the program's own static initialisation, which maps the GPIO block.
+__attribute__((constructor)) void setUp()
+{
+    const char* root = std::getenv("DEVICE_ROOT");
+    const char* socket = std::getenv("SIM_SOCKET");
+    if (root == nullptr || socket == nullptr) {
+        return;
+    }
+    const int fd = std::atoi(socket);
+    fcntl(fd, F_SETFD, FD_CLOEXEC);
+    // The scripts are the device's, but their processes are not the program.
+    unsetenv("LD_PRELOAD");
+    unsetenv("SIM_SOCKET");
+    auto* created = new Simulation(root, fd);
+    created->link.waitForStart();
+    simulation = created;
+}
+
+bool isDevice(int fd)
+{
+    return simulation != nullptr && simulation->board.endpointOf(fd) != sim::Endpoint::None;
+}
+
+/// The path to use in place of `path`. The buffer keeps it alive.
+const char* redirected(const char* path, std::string& buffer)
+{
+    if (simulation != nullptr && path != nullptr) {
+        if (auto other = simulation->board.redirect(path)) {
+            buffer = std::move(*other);
+            return buffer.c_str();
+        }
+    }
+    return path;
+}
+
+std::string shellQuoted(const std::string& text)
+{
+    std::string quoted = "'";
+    for (const char character : text) {
+        quoted += character == '\'' ? std::string("'\\''") : std::string(1, character);
+    }
+    return quoted + "'";
+}
+
+int openPath(const char* path, int flags, mode_t mode)
+{
+    if (simulation != nullptr) {
+        const sim::Endpoint endpoint = sim::Board::endpointAt(path);
+        if (endpoint != sim::Endpoint::None) {
+            return simulation->board.open(endpoint);
+        }
+    }
+    std::string buffer;
+    return REAL(open)(redirected(path, buffer), flags, mode);
+}
+
+std::FILE* openFile(const char* path, const char* mode)
+{
+    std::string buffer;
+    return REAL(fopen)(redirected(path, buffer), mode);
+}
+
+int queryStatus(const char* path, struct stat* result)
+{
+    if (simulation != nullptr && std::strncmp(path, "/dev/sda", 8) == 0 &&
+        simulation->board.hasTrouble("forbidden drive")) {
+        errno = EACCES;
+        return -1;
+    }
+    std::string buffer;
+    return REAL(stat)(redirected(path, buffer), result);
+}
+
+/// What a new thread is to run.
+struct ThreadStart {
+    void* (*routine)(void*);
+    void* argument;
+};
+
+void* runThread(void* argument)
+{
+    const std::unique_ptr<ThreadStart> start(static_cast<ThreadStart*>(argument));
+    void* result = start->routine(start->argument);
+    simulation->board.timeline.threadEnds();
+    return result;
+}
+
+} // namespace
+
+extern "C" {
+
+int open(const char* path, int flags, ...)
+{
+    std::va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return openPath(path, flags, mode);
+}
+
+int close(int fd)
+{
+    if (isDevice(fd)) {
+        simulation->board.close(fd);
+    }
+    return REAL(close)(fd);
+}
+
+ssize_t read(int fd, void* buffer, size_t size)
+{
+    if (isDevice(fd)) {
+        return simulation->board.read(fd, {static_cast<std::uint8_t*>(buffer), size});
+    }
+    return REAL(read)(fd, buffer, size);
+}
+
+ssize_t write(int fd, const void* buffer, size_t size)
+{
+    if (isDevice(fd)) {
+        return simulation->board.write(fd, {static_cast<const std::uint8_t*>(buffer), size});
+    }
+    return REAL(write)(fd, buffer, size);
+}
+
+int ioctl(int fd, unsigned long request, ...)
+{
+    std::va_list arguments;
+    va_start(arguments, request);
+    const auto argument = va_arg(arguments, unsigned long);
+    va_end(arguments);
+    if (isDevice(fd)) {
+        return simulation->board.control(fd, request, argument);
+    }
+    return REAL(ioctl)(fd, request, argument);
+}
+
+void* mmap(void* address, size_t length, int protection, int flags, int fd, off_t offset)
+{
+    if (isDevice(fd)) {
+        return simulation->board.mapRegisters(offset);
+    }
+    return REAL(mmap)(address, length, protection, flags, fd, offset);
+}
+
+int stat(const char* path, struct stat* result)
+{
+    return queryStatus(path, result);
+}
+
+std::FILE* fopen(const char* path, const char* mode)
+{
+    return openFile(path, mode);
+}
+
+std::FILE* fopen64(const char* path, const char* mode)
+{
+    return openFile(path, mode);
+}
+
+std::FILE* popen(const char* command, const char* mode)
+{
+    constexpr const char* scripts = "/usr/sbin/";
+    if (simulation == nullptr || std::strncmp(command, scripts, std::strlen(scripts)) != 0) {
+        return REAL(popen)(command, mode);
+    }
+    simulation->board.note(std::string("run ") + command);
+    if (simulation->board.hasTrouble("no processes")) {
+        errno = EAGAIN;
+        return nullptr;
+    }
+    std::FILE* pipe = REAL(popen)((shellQuoted(std::getenv("DEVICE_ROOT")) + command).c_str(), mode);
+    simulation->link.setScript(pipe == nullptr ? -1 : fileno(pipe));
+    return pipe;
+}
+
+int pclose(std::FILE* pipe)
+{
+    if (simulation != nullptr && fileno(pipe) == simulation->link.getScript()) {
+        simulation->link.setScript(-1);
+    }
+    return REAL(pclose)(pipe);
+}
+
+int usleep(useconds_t microseconds)
+{
+    if (simulation == nullptr) {
+        return REAL(usleep)(microseconds);
+    }
+    if (sim::onMainThread()) {
+        simulation->link.sleep(microseconds);
+    } else {
+        simulation->board.timeline.pass(std::chrono::microseconds(microseconds));
+    }
+    return 0;
+}
+
+int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*routine)(void*), void* argument)
+{
+    if (simulation == nullptr) {
+        return REAL(pthread_create)(thread, attributes, routine, argument);
+    }
+    auto start = std::make_unique<ThreadStart>(ThreadStart{routine, argument});
+    simulation->board.timeline.threadStarts();
+    const int error = REAL(pthread_create)(thread, attributes, runThread, start.get());
+    if (error != 0) {
+        simulation->board.timeline.threadEnds();
+        return error;
+    }
+    [[maybe_unused]] auto* ownedByThread = start.release();
+    return 0;
+}
+
+int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex)
+{
+    if (simulation == nullptr || sim::onMainThread() ||
+        condition == simulation->board.timeline.ownConditionVariable()) {
+        return REAL(pthread_cond_wait)(condition, mutex);
+    }
+    const sim::Timeline::Waiting waiting(simulation->board.timeline, condition);
+    return REAL(pthread_cond_wait)(condition, mutex);
+}
+
+int pthread_cond_signal(pthread_cond_t* condition)
+{
+    if (simulation != nullptr && condition != simulation->board.timeline.ownConditionVariable()) {
+        simulation->board.timeline.wake(condition, false);
+    }
+    return REAL(pthread_cond_signal)(condition);
+}
+
+int pthread_cond_broadcast(pthread_cond_t* condition)
+{
+    if (simulation != nullptr && condition != simulation->board.timeline.ownConditionVariable()) {
+        simulation->board.timeline.wake(condition, true);
+    }
+    return REAL(pthread_cond_broadcast)(condition);
+}
+
+} // extern "C"

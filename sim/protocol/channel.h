@@ -1,0 +1,31 @@
+// Messages between the simulated board, inside the program under test, and whoever holds the device.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace sim {
+
+/// One end of a stream socket that carries whole messages, each behind its length. The holder asks, the board answers
+/// every request with one message.
+class Channel {
+public:
+    /// Takes over the descriptor.
+    explicit Channel(int socket) : fd(socket) {}
+    Channel(const Channel&) = delete;
+    Channel& operator=(const Channel&) = delete;
+    ~Channel();
+
+    /// False when the other end is gone.
+    bool send(std::string_view message);
+    /// Waits for a message. Nothing when the other end is gone.
+    std::optional<std::string> receive();
+    /// Whether `receive` would return at once.
+    [[nodiscard]] bool hasMessage() const;
+
+private:
+    int fd;
+};
+
+} // namespace sim
