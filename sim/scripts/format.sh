@@ -1,0 +1,46 @@
+#!/bin/bash
+# Makes the file system of the internal memory anew: format.sh 0 keeps the user's presets, format.sh 1 loses them.
+# Exit: 0 done, 1 not possible (the memory is as it was), 2 wrong argument.
+set -eEuo pipefail
+# shellcheck source=common.sh
+. "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+# A memory with errors is refused: presets that cannot be trusted must not replace those that a repair may find.
+save_presets() {
+  show "Saving the presets... 20%"
+  e2fsck -fn dev/memory >/dev/null 2>&1 || fail 1 "the internal memory is damaged, its presets cannot be kept"
+  read_memory dev/memory "$scratch/content" /presets
+  mkdir -p "$scratch/content/presets"
+}
+
+check_presets() {
+  show "Checking the presets... 80%"
+  mkdir "$scratch/back"
+  read_memory "$scratch/memory" "$scratch/back" /presets
+  diff -r "$scratch/content/presets" "$scratch/back/presets" >/dev/null 2>&1 ||
+    fail 1 "the presets did not come through the formatting"
+}
+
+format() {
+  local kib
+  kib=$(cat etc/tonecrate/memory_kib 2>/dev/null) || fail 1 "the size of the internal memory is unknown"
+  show "Formatting... 50%"
+  make_file_system "$scratch/memory" "$kib" "$scratch/content" ||
+    fail 1 "no file system can be made in $kib KiB of internal memory"
+}
+
+main() {
+  [[ $# -eq 1 && ($1 == 0 || $1 == 1) ]] || fail 2 "usage: format.sh 0|1"
+  enter_device
+  [[ -f dev/memory ]] || fail 1 "there is no internal memory"
+  mkdir -p tmp
+  make_scratch tmp
+  mkdir "$scratch/content"
+  [[ $1 == 1 ]] || save_presets
+  format
+  [[ $1 == 1 ]] || check_presets
+  mv -T "$scratch/memory" dev/memory
+  show "Formatted 100%"
+}
+
+main "$@"

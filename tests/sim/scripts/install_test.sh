@@ -1,0 +1,103 @@
+#!/bin/bash
+# Tests that install.sh writes everything, and notices when something was not written.
+set -uo pipefail
+# shellcheck source=kit.sh
+. "$(dirname "${BASH_SOURCE[0]}")/kit.sh"
+
+# small_memory ARGUMENT: unpacked firmware, and a memory that can be formatted but is too small for it.
+small_memory() {
+  plug_partitioned "$work/drive.img"
+  expect 0 decrypt.sh /dev/sda1
+  echo 128 >"$DEVICE_ROOT/etc/tonecrate/memory_kib"
+  expect 0 format.sh "$1"
+}
+
+install_does_not_fit() {
+  small_memory "$1"
+  local before
+  before=$(memory_hash)
+  expect 1 install.sh
+  [[ $(memory_hash) == "$before" ]]
+}
+
+# broken_tool FILTER: a file system debugger that hides behind exit status 0 what FILTER does to its commands.
+broken_tool() {
+  mkdir bin
+  cat >bin/debugfs <<END
+#!/bin/bash
+PATH="$PATH"
+[[ \$1 != -w ]] || { $1 | debugfs "\$@"; exit 0; }
+exec debugfs "\$@"
+END
+  chmod +x bin/debugfs
+}
+
+# install_reads_back ARGUMENT_OF_FORMAT PRESETS FILTER
+install_reads_back() {
+  plug_partitioned "$work/drive.img"
+  expect 0 decrypt.sh /dev/sda1
+  expect 0 format.sh "$1"
+  broken_tool "$3"
+  local before
+  before=$(memory_hash)
+  PATH=$PWD/bin:$PATH expect 1 install.sh
+  [[ $(memory_hash) == "$before" ]]
+  expect 0 install.sh
+  verify "$2"
+}
+
+install_without_firmware() {
+  local before
+  before=$(memory_hash)
+  expect 1 install.sh
+  expect 2 install.sh 0
+  [[ $(memory_hash) == "$before" ]]
+}
+
+install_without_memory() {
+  plug_partitioned "$work/drive.img"
+  expect 0 decrypt.sh /dev/sda1
+  rm "$DEVICE_ROOT/dev/memory"
+  expect 1 install.sh
+  [[ ! -e $DEVICE_ROOT/dev/memory ]]
+}
+
+install_names_with_spaces() {
+  mkdir -p "my firmware/one two/empty folder" "my firmware/presets-factory"
+  echo 1 >"my firmware/one two/ three  four .txt"
+  : >"my firmware/one two/-empty"
+  echo 2 >"my firmware/presets-factory/my preset"
+  "$scripts/pack_firmware.sh" "my firmware" 3.0-rc.1 "$work/keys" "my firmware.fw"
+  plug_firmware "my firmware.fw"
+  expect 0 decrypt.sh /dev/sda
+  expect 0 format.sh 1
+  expect 0 install.sh
+  "$scripts/verify_memory.sh" "$DEVICE_ROOT" "my firmware" 3.0-rc.1 lost
+}
+
+install_without_factory_presets() {
+  mkdir plain
+  echo 1 >plain/one
+  "$scripts/pack_firmware.sh" plain 3.0 "$work/keys" plain.fw
+  plug_firmware plain.fw
+  expect 0 decrypt.sh /dev/sda
+  expect 0 format.sh 1
+  expect 0 install.sh
+  "$scripts/verify_memory.sh" "$DEVICE_ROOT" plain 3.0 lost
+}
+
+make_fixtures
+it "install for an update fails when the files do not fit" install_does_not_fit 0
+it "install for a reset fails when the files do not fit" install_does_not_fit 1
+it "install notices by reading back that a file was not written" install_reads_back 0 kept "grep -v snare"
+it "install notices by reading back that a file has other content" install_reads_back 0 kept "sed 's,hat.wav\" ,kick.wav\" ,'"
+it "install notices by reading back that the version was not written" install_reads_back 0 kept "grep -v version.txt"
+it "install notices by reading back that nothing was written" install_reads_back 0 kept true
+it "install notices by reading back that a factory preset was not written" \
+  install_reads_back 1 lost "sed '/^cd \"\/presets\/bass\"/{n;d}'"
+it "install fails without unpacked firmware or with an argument" install_without_firmware
+it "install fails without a memory" install_without_memory
+it "install says so when there is no device root" needs_device_root install.sh
+it "install copes with spaces, empty files and empty folders" install_names_with_spaces
+it "a reset with a firmware without factory presets leaves none" install_without_factory_presets
+finish

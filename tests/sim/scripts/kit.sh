@@ -1,0 +1,167 @@
+# Sourced by the tests of this folder: fixtures, the runner of one case, and the plugging and pulling of drives.
+# shellcheck shell=bash
+
+repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../../..")
+readonly repository scripts=$repository/sim/scripts firmware=$repository/sim/firmware
+work=$(mktemp -d) || exit 1
+readonly work
+trap 'rm -rf -- "$work"' EXIT
+passed=0 failed=0
+export LC_ALL=C DEVICE_ROOT="$work/case/the device"
+PATH=$PATH:/usr/sbin:/sbin
+
+make_fixtures() {
+  "$scripts/make_keys.sh" "$work/keys" &&
+    "$scripts/make_device.sh" "$work/device" "$work/keys" &&
+    "$scripts/pack_firmware.sh" "$firmware" 2.0.0 "$work/keys" "$work/tonecrate.fw" &&
+    "$scripts/make_drive.sh" "$work/drive.img" "$work/tonecrate.fw" || exit 1
+}
+
+finish() {
+  echo "$passed passed, $failed failed"
+  [[ $failed -eq 0 ]]
+}
+
+# it SENTENCE FUNCTION [ARGUMENT...]: runs the function with a device of its own; any failing command fails it.
+it() {
+  local sentence=$1 status
+  shift
+  (
+    set -e
+    mkdir "$work/case"
+    cp -R "$work/device" "$DEVICE_ROOT"
+    cd "$work/case"
+    "$@"
+  ) >"$work/log" 2>&1
+  status=$?
+  rm -rf -- "$work/case"
+  if [[ $status -eq 0 ]]; then
+    passed=$((passed + 1))
+    echo "ok - $sentence"
+  else
+    failed=$((failed + 1))
+    echo "not ok - $sentence"
+    sed 's/^/    /' "$work/log"
+  fi
+}
+
+# run SCRIPT [ARGUMENT...]: runs an installed script, keeps its output in ./out and ./err and its status in $status.
+run() {
+  status=0
+  "$DEVICE_ROOT/usr/sbin/$1" "${@:2}" >out 2>err || status=$?
+}
+
+# expect STATUS SCRIPT [ARGUMENT...]: also wants a single error line from a failure, none from a success.
+expect() {
+  local wanted=$1
+  shift
+  run "$@"
+  [[ $status -eq $wanted ]] || { echo "$1 exits $status, not $wanted: $(cat err)"; return 1; }
+  if [[ $wanted -eq 0 ]]; then
+    [[ ! -s err ]] || { echo "$1 succeeds but complains: $(cat err)"; return 1; }
+  else
+    [[ $(wc -l <err) -eq 1 && $(cat err) == "$1: "* ]] || { echo "$1 does not fail in one line: $(cat err)"; return 1; }
+  fi
+  no_leftovers
+}
+
+# refuses COMMAND [ARGUMENT...]: a tool fails with a single line that begins with its name.
+refuses() {
+  status=0
+  "$@" >out 2>err || status=$?
+  [[ $status -ne 0 ]] || { echo "$1 does not refuse"; return 1; }
+  [[ $(wc -l <err) -eq 1 && $(cat err) == "${1##*/}: "* ]] || { echo "not in one line: $(cat err)"; return 1; }
+  [[ -z $(find . -name '.scratch*') ]] || { echo "leaves its scratch folder"; return 1; }
+}
+
+no_leftovers() {
+  [[ -z $(find "$DEVICE_ROOT" -name '.scratch*') ]] || { echo "leaves its scratch folder"; return 1; }
+}
+
+plug_partitioned() {
+  cp --sparse=always "$1" "$DEVICE_ROOT/dev/sda"
+  dd if="$1" of="$DEVICE_ROOT/dev/sda1" bs=1M skip=1 conv=sparse status=none
+}
+
+plug_whole() {
+  cp --sparse=always "$1" "$DEVICE_ROOT/dev/sda"
+}
+
+# plug_firmware FILE: plugs a drive without partition table that holds FILE as tonecrate.fw.
+plug_firmware() {
+  mkdir drive
+  cp "$1" drive/tonecrate.fw
+  "$scripts/make_drive.sh" --no-partition drive.img drive/tonecrate.fw
+  plug_whole drive.img
+}
+
+pull() {
+  local device
+  for device in "$DEVICE_ROOT"/dev/sda*; do
+    truncate -s 0 "$device"
+    rm "$device"
+  done
+}
+
+# seal ARCHIVE OUT: what packing does after the archive is made, written out once more from the format.
+seal() {
+  {
+    printf 'tonecrate-fw-01\n'
+    gzip -c "$1" | openssl enc -aes-256-cbc -md sha256 -pbkdf2 -iter 10000 -pass "file:$work/keys/firmware.key"
+  } >sealed
+  sign sealed "$2" "$work/keys"
+}
+
+# sign FILE OUT KEYS
+sign() {
+  openssl pkeyutl -sign -rawin -inkey "$3/signing.key" -in "$1" -out signature
+  cat "$1" signature >"$2"
+}
+
+# flip FILE OFFSET: inverts one byte; a negative offset counts from the end.
+flip() {
+  local offset=$2 byte
+  ((offset >= 0)) || offset=$(($(stat -c %s "$1") + offset))
+  byte=$(od -An -tu1 -j "$offset" -N 1 "$1")
+  # shellcheck disable=SC2059 # the format is the byte to write
+  printf "\\x$(printf %02x $((byte ^ 255)))" | dd of="$1" bs=1 seek="$offset" conv=notrunc status=none
+}
+
+verify() {
+  "$scripts/verify_memory.sh" "$DEVICE_ROOT" "$firmware" 2.0.0 "$1"
+}
+
+memory_hash() {
+  sha256sum <"$DEVICE_ROOT/dev/memory"
+}
+
+# memory_command COMMAND: runs one command of the file system debugger on the internal memory.
+memory_command() {
+  debugfs -w -R "$1" "$DEVICE_ROOT/dev/memory" 2>/dev/null
+}
+
+# update_device: the whole way of an update, which keeps the presets.
+update_device() {
+  plug_partitioned "$work/drive.img"
+  expect 0 decrypt.sh /dev/sda1
+  [[ $(cat "$DEVICE_ROOT/tmp/fw/version.txt") == 2.0.0 ]]
+  [[ $(cat "$DEVICE_ROOT/tmp/fw/version.old.txt") == 1.4.2 ]]
+  expect 0 format.sh 0
+  expect 0 install.sh
+  verify kept
+}
+
+# needs_device_root SCRIPT [ARGUMENT...]: fails in one line when the root is empty, nowhere or not set.
+needs_device_root() {
+  local script=$DEVICE_ROOT/usr/sbin/$1 status
+  shift
+  for DEVICE_ROOT in "" "$PWD/nowhere"; do
+    status=0
+    "$script" "$@" >out 2>err || status=$?
+    [[ $status -ne 0 && $(wc -l <err) -eq 1 ]]
+  done
+  unset DEVICE_ROOT
+  status=0
+  "$script" "$@" >out 2>err || status=$?
+  [[ $status -ne 0 && $(wc -l <err) -eq 1 ]]
+}
