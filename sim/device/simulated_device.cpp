@@ -138,6 +138,7 @@ void SimulatedDevice::configure()
 std::string SimulatedDevice::ask(const std::string& request)
 {
     if (!ended && channel->send(request)) {
+        awaitAnswer();
         if (auto reply = channel->receive()) {
             if (reply->starts_with("error ")) {
                 throw std::runtime_error(reply->substr(std::strlen("error ")));
@@ -147,6 +148,13 @@ std::string SimulatedDevice::ask(const std::string& request)
     }
     waitForEnd();
     throw DeviceEnded();
+}
+
+void SimulatedDevice::awaitAnswer() const
+{
+    if (setup.patience.count() > 0 && !channel->hasMessage(setup.patience)) {
+        throw std::runtime_error("the updater does not answer");
+    }
 }
 
 SimulatedDevice::Status SimulatedDevice::status()

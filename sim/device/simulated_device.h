@@ -46,16 +46,18 @@ inline constexpr const char* forbiddenDrive = "forbidden drive";
 } // namespace trouble
 
 struct DeviceSetup {
-    std::filesystem::path updater;
-    std::filesystem::path preload;
+    std::filesystem::path updater{};
+    std::filesystem::path preload{};
     /// The folder in which the device keeps its files; the folders it needs are made.
-    std::filesystem::path root;
+    std::filesystem::path root{};
     Time time = Time::Virtual;
-    std::vector<std::string> troubles;
+    std::vector<std::string> troubles{};
     /// How long the bus takes for one frame, if not the time that the bus speed gives.
     std::chrono::microseconds frameTime{0};
     /// Added to the environment of the updater and its scripts, as NAME=VALUE.
-    std::vector<std::string> environment;
+    std::vector<std::string> environment{};
+    /// How long to wait for an answer; zero for as long as it takes.
+    std::chrono::milliseconds patience{0};
 };
 
 /// The device cannot be used any longer: its program has ended.
@@ -139,6 +141,7 @@ private:
     [[noreturn]] void becomeProgram(int socket) const;
     void configure();
     std::string ask(const std::string& request);
+    void awaitAnswer() const;
     Status status();
 
     DeviceSetup setup;

@@ -53,21 +53,29 @@ struct St75256::Command {
 const St75256::Command* St75256::findCommand(std::uint8_t code, int page)
 {
     static constexpr Command commands[] = {
-        {extension1, onBothPages, 0}, {extension2, onBothPages, 0},
-        {msbOnTop, 1, 0},             {lsbOnTop, 1, 0},
-        {columnAddress, 1, 2},        {pageAddress, 1, 2},
-        {powerControl, 1, 1},         {writeMemory, 1, 0},
+        {extension1, onBothPages, 0},
+        {extension2, onBothPages, 0},
+        {msbOnTop, 1, 0},
+        {lsbOnTop, 1, 0},
+        {columnAddress, 1, 2},
+        {pageAddress, 1, 2},
+        {powerControl, 1, 1},
+        {writeMemory, 1, 0},
         {0x6E, 1, 0}, // enable master
         {0x6F, 1, 0}, // disable master
         {0x81, 1, 2}, // operating voltage
-        {sleepOut, 1, 0},             {sleepIn, 1, 0},
-        {normalDisplay, 1, 0},        {inverseDisplay, 1, 0},
-        {displayOff, 1, 0},           {displayOn, 1, 0},
+        {sleepOut, 1, 0},
+        {sleepIn, 1, 0},
+        {normalDisplay, 1, 0},
+        {inverseDisplay, 1, 0},
+        {displayOff, 1, 0},
+        {displayOn, 1, 0},
         {scanDirection, 1, 1},
         {0xCA, 1, 3}, // display control
         {displayMode, 1, 1},
         {0x32, 2, 3}, // analog circuit
-        {internalPower, 2, 0},        {externalPower, 2, 0},
+        {internalPower, 2, 0},
+        {externalPower, 2, 0},
         {0x51, 2, 1}, // booster level
         {0xD7, 2, 1}, // auto-read control
         {0xE0, 2, 1}, // OTP control
@@ -82,7 +90,8 @@ const St75256::Command* St75256::findCommand(std::uint8_t code, int page)
     return found == std::end(commands) ? nullptr : found;
 }
 
-St75256::St75256(Faults& faultList) : faults(faultList) {}
+St75256::St75256(Faults& faultList) : faults(faultList)
+{}
 
 void St75256::setResetLine(bool level)
 {

@@ -43,8 +43,8 @@ std::optional<Extent> firstPartition(const fs::path& image)
     const std::uint8_t type = sector[entry + 4];
     const Extent extent = {littleEndian32(&sector[entry + 8]) * std::uint64_t{sectorSize},
                            littleEndian32(&sector[entry + 12]) * std::uint64_t{sectorSize}};
-    const bool isTable = sector[signature] == 0x55 && sector[signature + 1] == 0xAA && (status == 0 || status == 0x80) &&
-                         type != 0 && extent.offset != 0 && extent.size != 0 &&
+    const bool isTable = sector[signature] == 0x55 && sector[signature + 1] == 0xAA &&
+                         (status == 0 || status == 0x80) && type != 0 && extent.offset != 0 && extent.size != 0 &&
                          extent.offset + extent.size <= fs::file_size(image);
     return isTable ? std::optional(extent) : std::nullopt;
 }
@@ -72,7 +72,8 @@ void removeNode(const fs::path& node)
 
 } // namespace
 
-UsbDrive::UsbDrive(const fs::path& deviceRoot) : disk(deviceRoot / "dev/sda"), partition(deviceRoot / "dev/sda1") {}
+UsbDrive::UsbDrive(const fs::path& deviceRoot) : disk(deviceRoot / "dev/sda"), partition(deviceRoot / "dev/sda1")
+{}
 
 void UsbDrive::plug(const fs::path& image)
 {

@@ -5,9 +5,9 @@
 
 namespace sim {
 
-/// A plugged drive is dev/sda (the whole disk) and, when it has a partition table, dev/sda1 (its first partition) in the
-/// device's folder. Both are copies: the image stays what it was. Throws std::runtime_error when the image cannot be
-/// read.
+/// A plugged drive is dev/sda (the whole disk) and, when it has a partition table, dev/sda1 (its first partition) in
+/// the device's folder. Both are copies: the image stays what it was. Throws std::runtime_error when the image cannot
+/// be read.
 class UsbDrive {
 public:
     /// `deviceRoot` is the folder in which the device keeps its files.

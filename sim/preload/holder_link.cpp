@@ -22,15 +22,15 @@ std::string joined(const std::vector<std::string>& lines)
     return text;
 }
 
-template <typename Bytes>
-std::string asText(const Bytes& bytes)
+template <typename Bytes> std::string asText(const Bytes& bytes)
 {
     return {bytes.begin(), bytes.end()};
 }
 
 } // namespace
 
-HolderLink::HolderLink(Board& simulatedBoard, int socket) : board(simulatedBoard), channel(socket) {}
+HolderLink::HolderLink(Board& simulatedBoard, int socket) : board(simulatedBoard), channel(socket)
+{}
 
 void HolderLink::waitForStart()
 {

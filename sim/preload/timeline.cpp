@@ -12,7 +12,8 @@ bool onMainThread()
     return gettid() == getpid();
 }
 
-Timeline::Timeline() : start(std::chrono::steady_clock::now()) {}
+Timeline::Timeline() : start(std::chrono::steady_clock::now())
+{}
 
 Timeline::Duration Timeline::now()
 {

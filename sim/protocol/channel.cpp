@@ -69,10 +69,18 @@ std::optional<std::string> Channel::receive()
     return message;
 }
 
-bool Channel::hasMessage() const
+bool Channel::hasMessage(std::chrono::milliseconds patience) const
 {
-    pollfd entry = {fd, POLLIN, 0};
-    return ::poll(&entry, 1, 0) > 0;
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    for (;;) {
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now()).count();
+        pollfd entry = {fd, POLLIN, 0};
+        const int ready = ::poll(&entry, 1, left > 0 ? static_cast<int>(left) : 0);
+        if (ready >= 0 || errno != EINTR) {
+            return ready > 0;
+        }
+    }
 }
 
 } // namespace sim

@@ -1,6 +1,7 @@
 // Messages between the simulated board, inside the program under test, and whoever holds the device.
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,8 +22,8 @@ public:
     bool send(std::string_view message);
     /// Waits for a message. Nothing when the other end is gone.
     std::optional<std::string> receive();
-    /// Whether `receive` would return at once.
-    [[nodiscard]] bool hasMessage() const;
+    /// Whether `receive` would return at once, or will so within that time.
+    [[nodiscard]] bool hasMessage(std::chrono::milliseconds patience = {}) const;
 
 private:
     int fd;

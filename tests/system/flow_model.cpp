@@ -1,0 +1,136 @@
+// The flow as a small table of what leads where.
+#include "tests/system/flow_model.h"
+
+#include <utility>
+
+FlowModel::FlowModel(std::string installedVersion, std::string firmwareVersion)
+    : oldVersion(std::move(installedVersion)), newVersion(std::move(firmwareVersion))
+{}
+
+bool FlowModel::isScriptRunning() const
+{
+    return current == Place::Preparing || current == Place::Formatting || current == Place::Installing;
+}
+
+void FlowModel::driveFound(std::uint64_t iteration)
+{
+    current = Place::Preparing;
+    header = text = "Preparing new firmware...\n\n";
+    startWheel(iteration);
+}
+
+void FlowModel::turned(bool right)
+{
+    const bool isMenu = current == Place::Menu;
+    if (!isMenu && current != Place::Dialog) {
+        return;
+    }
+    if (isMenu && oldVersion.empty()) {
+        selection = Selection::First;
+    } else if (selection == Selection::None) {
+        selection = right ? Selection::First : Selection::Second;
+    } else {
+        selection = selection == Selection::First ? Selection::Second : Selection::First;
+    }
+}
+
+void FlowModel::clicked(std::uint64_t iteration)
+{
+    if (selection == Selection::None) {
+        return;
+    }
+    if (current == Place::Menu) {
+        factoryReset = selection == Selection::First;
+        current = Place::Dialog;
+        text = question();
+        selection = Selection::First;
+    } else if (current == Place::Dialog && selection == Selection::First) {
+        current = Place::Menu;
+        selection = Selection::None;
+    } else if (current == Place::Dialog) {
+        work(iteration);
+    }
+}
+
+std::string FlowModel::question() const
+{
+    const std::string rest = "Do not unplug the power during the process.\n\nDo you want to continue?";
+    return factoryReset ? "I will do a factory reset to firmware " + newVersion +
+                              ".\n\nALL DATA/PRESETS WILL BE LOST!\n\n" + rest
+                        : "I will update the firmware from " + oldVersion + " to " + newVersion + ".\n\n" + rest;
+}
+
+void FlowModel::work(std::uint64_t iteration)
+{
+    current = Place::Formatting;
+    selection = Selection::None;
+    header = text = "Updating...\n\nDo not unplug the power.\n\nThis may take a few minutes.\n\nState: ";
+    startWheel(iteration);
+}
+
+void FlowModel::told(const std::string& progress)
+{
+    text = header + progress;
+}
+
+void FlowModel::scriptEnded(int status, std::uint64_t iteration)
+{
+    if (status != 0) {
+        fail(status, iteration);
+    } else if (current == Place::Preparing) {
+        current = Place::Menu;
+        wheelStart.reset();
+    } else if (current == Place::Formatting) {
+        current = Place::Installing;
+    } else {
+        current = Place::Done;
+        text = "Everything done!\nYou can now restart the device";
+        wheelStart.reset();
+    }
+}
+
+void FlowModel::fail(int status, std::uint64_t iteration)
+{
+    const std::string advice =
+        factoryReset ? "This should not happen, please contact us." : "You can try a factory reset.";
+    if (current == Place::Formatting) {
+        text = "Failed: Unable to format internal memory.\n" + advice;
+    } else if (current == Place::Installing) {
+        text = "Failed: Unable to install files.\n" + advice;
+    } else if (status == 1) {
+        text = "Failed: Unable to access the USB drive.";
+    } else if (status == 2) {
+        text = "Failed: Firmware file \"tonecrate.fw\" not found.";
+    } else if (status == 3) {
+        text = "Failed: Firmware file is corrupt.";
+    } else {
+        frozenWheel = wheelFrameAt(iteration);
+    }
+    current = Place::Failed;
+    wheelStart.reset();
+}
+
+/// The wheel goes on by one frame in every iteration that is divisible by 142.
+std::optional<int> FlowModel::wheelFrameAt(std::uint64_t iteration) const
+{
+    if (frozenWheel || !wheelStart) {
+        return frozenWheel;
+    }
+    return static_cast<int>((iteration / 142 - *wheelStart / 142) % 8);
+}
+
+sim::Screen FlowModel::screenDrawnAt(std::uint64_t iteration) const
+{
+    ScreenPainter painter;
+    if (current == Place::Menu) {
+        return painter.menu(!oldVersion.empty(), selection).screen();
+    }
+    painter.message(text);
+    if (const auto frame = wheelFrameAt(iteration)) {
+        painter.wheel(*frame);
+    }
+    if (current == Place::Dialog) {
+        painter.dialogButtons(selection);
+    }
+    return painter.screen();
+}

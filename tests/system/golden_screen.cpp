@@ -1,0 +1,61 @@
+// Golden pictures and the pictures that a failing comparison leaves.
+#include "tests/system/golden_screen.h"
+
+#include "sim/device/png_file.h"
+
+#include <cstdlib>
+#include <filesystem>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// The actual picture in pale grey, with red where only it has ink and blue where only the expected one has.
+sim::Picture difference(const sim::Picture& actual, const sim::Picture& expected)
+{
+    sim::Picture result = actual;
+    for (std::size_t i = 0; i < result.pixels.size(); ++i) {
+        const std::uint8_t is = actual.pixels[i].red;
+        const std::uint8_t shouldBe = i < expected.pixels.size() ? expected.pixels[i].red : std::uint8_t{255};
+        const auto pale = static_cast<std::uint8_t>(192 + is / 4);
+        result.pixels[i] = is == shouldBe  ? sim::Colour{pale, pale, pale}
+                           : is < shouldBe ? sim::Colour{220, 0, 0}
+                                           : sim::Colour{0, 0, 220};
+    }
+    return result;
+}
+
+testing::AssertionResult compare(const sim::Picture& actual, const sim::Picture& expected, const std::string& name)
+{
+    if (actual.pixels == expected.pixels) {
+        return testing::AssertionSuccess();
+    }
+    const fs::path folder = FAILED_SCREENS_DIR;
+    fs::create_directories(folder);
+    sim::writePng(folder / (name + ".actual.png"), actual);
+    sim::writePng(folder / (name + ".expected.png"), expected);
+    sim::writePng(folder / (name + ".difference.png"), difference(actual, expected));
+    return testing::AssertionFailure() << "the screen differs: see " << (folder / name).string()
+                                       << ".{actual,expected,difference}.png";
+}
+
+} // namespace
+
+testing::AssertionResult matchesGolden(const sim::Screen& screen, const std::string& name)
+{
+    const fs::path golden = fs::path(GOLDEN_DIR) / (name + ".png");
+    const sim::Picture actual = sim::pictureOf(screen);
+    if (std::getenv("UPDATE_GOLDEN_SCREENS") != nullptr) {
+        sim::writePng(golden, actual);
+        return testing::AssertionSuccess();
+    }
+    if (!fs::exists(golden)) {
+        return testing::AssertionFailure() << "no golden screen " << golden.string();
+    }
+    return compare(actual, sim::readPng(golden), name);
+}
+
+testing::AssertionResult sameScreen(const sim::Screen& actual, const sim::Screen& expected, const std::string& name)
+{
+    return compare(sim::pictureOf(actual), sim::pictureOf(expected), name);
+}

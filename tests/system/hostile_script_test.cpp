@@ -1,0 +1,142 @@
+// Scripts that do not keep to the rules.
+#include "tests/system/system_test.h"
+
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+class HostileScript : public SystemTest {
+protected:
+    /// Puts the script in the place of decrypt.sh and lets the device find a drive.
+    void startWith(const std::string& body)
+    {
+        device.setVersions("1.0", "2.0");
+        device.replaceScript("decrypt.sh", body);
+        device.toPreparing();
+    }
+
+    [[nodiscard]] bool isMenuShown()
+    {
+        device.settle();
+        return device->screen() == ScreenPainter().menu(true, Selection::None).screen();
+    }
+
+    /// Some frame of the wheel under that progress.
+    [[nodiscard]] bool isProgressShown(const std::string& progress)
+    {
+        device.settle();
+        const sim::Screen screen = device->screen();
+        for (int frame = 0; frame < 8; ++frame) {
+            if (screen == ScreenPainter().message("Preparing new firmware...\n\n" + progress).wheel(frame).screen()) {
+                return true;
+            }
+        }
+        return false;
+    }
+};
+
+TEST_F(HostileScript, WithoutALineEndShowsNothing)
+{
+    startWith("printf 'SHOW: never'; read -r _ < \"$DEVICE_ROOT/orders.decrypt.sh\"");
+    device->awaitScriptOutput(11);
+    EXPECT_TRUE(isProgressShown(""));
+}
+
+TEST_F(HostileScript, ThatEndsWithoutALineEndLosesTheLine)
+{
+    startWith("printf 'SHOW: never'");
+    device->awaitScriptEnd();
+    EXPECT_TRUE(isMenuShown());
+}
+
+TEST_F(HostileScript, ThatPrintsZeroBytesLosesTheRestOfTheChunk)
+{
+    device.toPreparing();
+    device.decrypt.print(*device, std::string("SHOW: a\0b\n", 10));
+    EXPECT_TRUE(isProgressShown("")); // "SHOW: a" waits for its line end
+    device.decrypt.print(*device, "c\n");
+    EXPECT_TRUE(isProgressShown("ac"));
+    device.decrypt.print(*device, std::string("\0", 1));
+    EXPECT_TRUE(isProgressShown("ac"));
+    device.decrypt.print(*device, "SHOW: on\n");
+    EXPECT_TRUE(isProgressShown("on"));
+}
+
+TEST_F(HostileScript, ThatPrintsTwoHundredThousandLinesAtOnceShowsThemOneAnIteration)
+{
+    startWith("seq -f 'SHOW: %.0f' 200000; read -r _ < \"$DEVICE_ROOT/orders.decrypt.sh\"");
+    // The script writes on while the updater reads: let it, until it rests.
+    std::ostringstream last;
+    for (int i = 0; i < 400 && !isProgressShown("200000"); ++i) {
+        device->run(1000);
+    }
+    EXPECT_TRUE(isProgressShown("200000"));
+    EXPECT_GE(device->iteration(), 200000U);
+}
+
+TEST_F(HostileScript, ThatPrintsNothingButNoiseIsRead)
+{
+    startWith("head -c 5000000 /dev/urandom; exit 0");
+    for (int i = 0; i < 5000 && device->isScriptRunning(); ++i) {
+        device->run(10);
+        usleep(100);
+    }
+    EXPECT_TRUE(isMenuShown());
+}
+
+TEST_F(HostileScript, ThatPrintsAnEndlessLineIsReadInLinearTime)
+{
+    startWith("head -c 48000000 /dev/zero | tr '\\0' x; exit 3");
+    for (int i = 0; i < 100000 && device->isScriptRunning(); ++i) {
+        device->run(10);
+    }
+    device.settle();
+    EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message("Failed: Firmware file is corrupt.").screen(),
+                           "endless_line"));
+}
+
+TEST_F(HostileScript, WhoseChildGoesOnPrintingIsWaitedFor)
+{
+    startWith("(read -r _ < \"$DEVICE_ROOT/orders.decrypt.sh\"; echo 'SHOW: late') & exit 2");
+    device->run(2000);
+    EXPECT_TRUE(device->isScriptRunning());
+    EXPECT_TRUE(isProgressShown(""));
+    std::ofstream(device.root() / "orders.decrypt.sh") << "go\n";
+    device->awaitScriptEnd();
+    device.settle();
+    // The exit status came first and counts; the late line was shown for one iteration at most.
+    EXPECT_TRUE(sameScreen(device->screen(),
+                           ScreenPainter().message("Failed: Firmware file \"tonecrate.fw\" not found.").screen(),
+                           "late_child"));
+}
+
+TEST_F(HostileScript, ThatClosesItsOutputIsFinishedOnlyWhenItEnds)
+{
+    startWith("exec >&-; exit 1");
+    device->awaitScriptEnd();
+    device.settle();
+    EXPECT_TRUE(sameScreen(device->screen(),
+                           ScreenPainter().message("Failed: Unable to access the USB drive.").screen(), "closed"));
+}
+
+TEST_F(HostileScript, LeavesItsComplaintsOnStandardError)
+{
+    startWith("echo 'SHOW: hidden' >&2; exit 1");
+    device->awaitScriptEnd();
+    device.settle();
+    EXPECT_EQ(device->standardError(), "SHOW: hidden\n");
+}
+
+TEST_F(HostileScript, PrintingALongTextFillsTheScreenAndNoMore)
+{
+    device.toPreparing();
+    std::string text;
+    for (int i = 0; i < 1000; ++i) {
+        text += "word" + std::to_string(i) + " ";
+    }
+    device.decrypt.print(*device, "SHOW: " + text + "\n");
+    EXPECT_TRUE(isProgressShown(text));
+}
+
+} // namespace

@@ -1,0 +1,168 @@
+// Random walks of everything that can happen to the device, against the model of what its owner should experience.
+#include "tests/system/flow_model.h"
+#include "tests/system/system_test.h"
+
+#include <rapidcheck/gtest.h>
+#include <string>
+#include <vector>
+
+namespace {
+
+enum class Act { TurnLeft, TurnRight, Click, LongPress, Wait, Progress, Noise, Succeed, Fail };
+
+struct Step {
+    Act act;
+    /// Of a failing script: its exit status. Else anything.
+    int number;
+};
+
+void showValue(const Step& step, std::ostream& stream)
+{
+    constexpr const char* names[] = {"turn left", "turn right", "click",   "long press", "wait",
+                                     "progress",  "noise",      "succeed", "fail"};
+    stream << names[static_cast<int>(step.act)] << ' ' << step.number;
+}
+
+rc::Gen<Step> anyStep()
+{
+    return rc::gen::construct<Step>(rc::gen::weightedElement<Act>({{4, Act::TurnLeft},
+                                                                   {4, Act::TurnRight},
+                                                                   {6, Act::Click},
+                                                                   {1, Act::LongPress},
+                                                                   {2, Act::Wait},
+                                                                   {3, Act::Progress},
+                                                                   {1, Act::Noise},
+                                                                   {5, Act::Succeed},
+                                                                   {1, Act::Fail}}),
+                                    rc::gen::inRange(1, 6));
+}
+
+/// The device and its model, going the same way.
+class Walk {
+public:
+    Walk(const std::string& oldVersion, const std::string& newVersion) : model(oldVersion, newVersion)
+    {
+        device.setVersions(oldVersion, newVersion);
+        device.toPreparing();
+        model.driveFound(501);
+    }
+
+    void take(const Step& step)
+    {
+        switch (step.act) {
+        case Act::TurnLeft:
+        case Act::TurnRight:
+            turn(step.act == Act::TurnRight);
+            break;
+        case Act::Click:
+            press(60);
+            model.clicked(releaseSeen);
+            break;
+        case Act::LongPress:
+            press(1500);
+            break;
+        case Act::Wait:
+            device->run(static_cast<std::uint64_t>(step.number) * 97);
+            break;
+        default:
+            direct(step);
+            break;
+        }
+        comeToRest();
+    }
+
+    /// The picture that was drawn last has been on the glass for some iterations: 7 after its drawing.
+    [[nodiscard]] bool isAsExpected()
+    {
+        const std::uint64_t drawn = (device->iteration() - 7) / 20 * 20;
+        return device->screen() == model.screenDrawnAt(drawn) && device.isHealthy();
+    }
+
+    [[nodiscard]] bool isOver() const
+    {
+        return model.place() == FlowModel::Place::Done || model.place() == FlowModel::Place::Failed;
+    }
+
+    [[nodiscard]] bool wereTheRightScriptsStarted()
+    {
+        if (model.isScriptRunning()) {
+            current().print(*device, "noise"); // by now it has written down how it was called
+        }
+        const std::string format = model.isReset() ? "1\n" : "0\n";
+        const bool hasFormatted = !device.format.calls().empty();
+        return device.decrypt.calls() == "/dev/sda1\n" && (!hasFormatted || device.format.calls() == format);
+    }
+
+private:
+    void turn(bool right)
+    {
+        device->turn(right ? 1 : -1);
+        model.turned(right);
+    }
+
+    /// Holds the button for that many iterations, counted from the next poll.
+    void press(std::uint64_t iterations)
+    {
+        device->runTo((device->iteration() + 9) / 10 * 10);
+        device->press();
+        device->run(iterations);
+        device->release();
+        releaseSeen = device->iteration() + 40;
+        device->run(40);
+    }
+
+    /// What only a running script can do.
+    void direct(const Step& step)
+    {
+        if (!model.isScriptRunning()) {
+            return;
+        }
+        const OrderedScript& script = current();
+        if (step.act == Act::Progress) {
+            const std::string progress = "step " + std::to_string(step.number);
+            script.print(*device, "SHOW: " + progress + "\n");
+            model.told(progress);
+        } else if (step.act == Act::Noise) {
+            script.print(*device,
+                         "noise\n\nSHOW:\n" + std::string(static_cast<std::size_t>(step.number) * 100, 'x') + "\n");
+        } else {
+            const int status = step.act == Act::Succeed ? 0 : step.number;
+            // Let what was told before be drawn, or it may never be seen.
+            comeToRest();
+            script.exit(*device, status);
+            model.scriptEnded(status, drawnBefore(device->iteration() + 1));
+        }
+    }
+
+    [[nodiscard]] const OrderedScript& current() const
+    {
+        return model.place() == FlowModel::Place::Preparing    ? device.decrypt
+               : model.place() == FlowModel::Place::Formatting ? device.format
+                                                               : device.install;
+    }
+
+    /// The iteration of the last drawing before that one.
+    static std::uint64_t drawnBefore(std::uint64_t iteration) { return (iteration - 1) / 20 * 20; }
+
+    void comeToRest() { device->runTo(device->iteration() / 20 * 20 + 50); }
+
+    TestDevice device;
+    FlowModel model;
+    std::uint64_t releaseSeen = 0;
+};
+
+RC_GTEST_PROP(RandomWalk, ShowsWhatTheModelExpectsAfterEveryStep, ())
+{
+    const auto oldVersion = *rc::gen::element<std::string>("", "1.0", "1.0", "0.9.1-beta");
+    const auto newVersion = *rc::gen::element<std::string>("2.0", "10.20.30", "");
+    const auto steps = *rc::gen::container<std::vector<Step>>(anyStep());
+    Walk walk(oldVersion, newVersion);
+    for (const Step& step : steps) {
+        walk.take(step);
+        RC_ASSERT(walk.isAsExpected());
+    }
+    RC_ASSERT(walk.wereTheRightScriptsStarted());
+    RC_CLASSIFY(walk.isOver(), "came to an end");
+}
+
+} // namespace

@@ -1,0 +1,33 @@
+// Paints expected screens from the source pictures, without any code of the product.
+#pragma once
+
+#include "sim/models/screen.h"
+
+#include <string>
+
+enum class Selection { None, First, Second };
+
+/// Starts with the title on an empty screen.
+class ScreenPainter {
+public:
+    ScreenPainter();
+
+    ScreenPainter& message(const std::string& text);
+    /// `frame` is 0 to 7. A text that reaches as far down shines through.
+    ScreenPainter& wheel(int frame);
+    /// First is the factory reset, second the update, which may be missing.
+    ScreenPainter& menu(bool hasUpdate, Selection selection);
+    /// First is "No", second "Yes".
+    ScreenPainter& dialogButtons(Selection selection);
+
+    [[nodiscard]] const sim::Screen& screen() const { return painted; }
+
+private:
+    void text(int left, int top, const std::string& characters, int scale, std::uint8_t level, int maxLines);
+    /// Only the ink of a transparent picture.
+    void picture(int left, int top, const std::string& name, bool transparent);
+    void button(int left, int top, const std::string& picture, int labelLeft, const std::string& label, bool selected);
+    void set(int x, int y, std::uint8_t level);
+
+    sim::Screen painted{};
+};

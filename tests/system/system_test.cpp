@@ -1,0 +1,138 @@
+// Getting the device to where a test begins.
+#include "tests/system/system_test.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+TemporaryFolder::TemporaryFolder()
+{
+    std::string pattern = (fs::temp_directory_path() / "updater-test-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) {
+        throw std::runtime_error("cannot make " + pattern);
+    }
+    folder = pattern;
+}
+
+TemporaryFolder::~TemporaryFolder()
+{
+    std::error_code ignored;
+    fs::remove_all(folder, ignored);
+}
+
+TestDevice::TestDevice()
+    : decrypt(folder.path(), "decrypt.sh"), format(folder.path(), "format.sh"), install(folder.path(), "install.sh")
+{
+    fs::create_directories(folder.path() / "dev");
+    fs::create_directories(folder.path() / "tmp/fw");
+}
+
+sim::SimulatedDevice& TestDevice::switchOn(sim::DeviceSetup setup)
+{
+    setup.updater = UPDATER;
+    setup.preload = PRELOAD;
+    setup.root = root();
+    device = std::make_unique<sim::SimulatedDevice>(std::move(setup));
+    return *device;
+}
+
+void TestDevice::writeFile(const std::string& path, const std::string& contents) const
+{
+    std::ofstream(root() / path, std::ios::binary) << contents;
+}
+
+void TestDevice::replaceScript(const std::string& name, const std::string& body) const
+{
+    writeFile("usr/sbin/" + name, "#!/bin/sh\n" + body + "\n");
+}
+
+void TestDevice::setVersions(const std::string& oldVersion, const std::string& newVersion) const
+{
+    writeFile("tmp/fw/version.old.txt", oldVersion);
+    writeFile("tmp/fw/version.txt", newVersion);
+}
+
+void TestDevice::settle()
+{
+    device->run(40);
+}
+
+void TestDevice::toPreparing()
+{
+    writeFile("dev/sda", "");
+    writeFile("dev/sda1", "");
+    if (device == nullptr) {
+        switchOn();
+    }
+    device->runTo(501);
+}
+
+void TestDevice::toMenu(const std::string& oldVersion, const std::string& newVersion)
+{
+    setVersions(oldVersion, newVersion);
+    toPreparing();
+    decrypt.exit(*device, 0);
+    settle();
+}
+
+void TestDevice::toUpdateDialog()
+{
+    toMenu();
+    turn(-1);
+    click();
+}
+
+void TestDevice::toFactoryDialog()
+{
+    toMenu();
+    turn(1);
+    click();
+}
+
+void TestDevice::toFormatting(bool factoryReset)
+{
+    factoryReset ? toFactoryDialog() : toUpdateDialog();
+    turn(1);
+    click();
+}
+
+void TestDevice::toInstalling(bool factoryReset)
+{
+    toFormatting(factoryReset);
+    format.exit(*device, 0);
+    settle();
+}
+
+void TestDevice::turn(int steps)
+{
+    device->turn(steps);
+    settle();
+}
+
+void TestDevice::click()
+{
+    device->click();
+    settle();
+}
+
+testing::AssertionResult TestDevice::isHealthy()
+{
+    if (const auto status = device->waitStatus()) {
+        return testing::AssertionFailure() << "the updater ended: " << sim::SimulatedDevice::describe(*status) << "\n"
+                                           << device->standardError();
+    }
+    for (const std::string& fault : device->faults()) {
+        return testing::AssertionFailure() << "fault: " << fault;
+    }
+    return testing::AssertionSuccess();
+}
+
+void SystemTest::TearDown()
+{
+    if (expectsHealth && !HasFatalFailure()) {
+        EXPECT_TRUE(device.isHealthy());
+    }
+}
