@@ -52,6 +52,7 @@ void HolderLink::sleep(std::uint64_t microseconds)
             serveOne();
         }
     } else if (isIteration && iteration >= stopAt) {
+        board.timeline.awaitRest();
         if (hasPendingReply) {
             channel.send("ok " + status());
             hasPendingReply = false;

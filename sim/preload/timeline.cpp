@@ -46,6 +46,14 @@ void Timeline::pass(Duration duration)
     changed.wait(lock, [&] { return transfer.isOver; });
 }
 
+void Timeline::awaitRest()
+{
+    if (isVirtual) {
+        std::unique_lock lock(mutex);
+        waitForRest(lock);
+    }
+}
+
 void Timeline::advance(std::unique_lock<std::mutex>& lock, Duration until)
 {
     for (;;) {

@@ -27,6 +27,9 @@ public:
     /// The calling thread does nothing for that long.
     void pass(Duration duration);
 
+    /// In virtual time, waits until every other thread rests: all that can happen before the clock moves has happened.
+    void awaitRest();
+
     // What the threads other than the main one do, told by the intercepted calls.
 
     void threadStarts();
