@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::int32_t fileHeaderSize = 14;
 constexpr std::int32_t infoHeaderSize = 40;
-constexpr std::int32_t bytesPerPixel = 3;
+constexpr std::int64_t bytesPerPixel = 3;
 
 /// Little-endian, the byte order of every number in a BMP file.
 template <std::size_t Size> void append(std::vector<std::uint8_t>& bytes, std::int64_t value)
@@ -30,7 +30,7 @@ std::vector<std::uint8_t> headers(std::int32_t width, std::int32_t height)
 {
     std::vector<std::uint8_t> bytes = {'B', 'M'};
     // Deliberately without the padding of the rows, so only exact where a row needs none (as in the canvas).
-    append<4>(bytes, std::int64_t{width} * height * bytesPerPixel + fileHeaderSize + infoHeaderSize);
+    append<4>(bytes, bytesPerPixel * width * height + fileHeaderSize + infoHeaderSize);
     append<4>(bytes, 0); // reserved
     append<4>(bytes, fileHeaderSize + infoHeaderSize);
 
@@ -38,7 +38,7 @@ std::vector<std::uint8_t> headers(std::int32_t width, std::int32_t height)
     append<4>(bytes, width);
     append<4>(bytes, height); // positive: the bottom row comes first
     append<2>(bytes, 1);      // planes
-    append<2>(bytes, 8 * bytesPerPixel);
+    append<2>(bytes, bytesPerPixel * 8);
     append<4>(bytes, 0); // no compression
     append<4>(bytes, 0); // image size, may be 0 without compression
     append<4>(bytes, 0); // horizontal resolution
@@ -57,7 +57,7 @@ bool Bitmap::saveBmp(const std::string& path) const
         for (std::int32_t x = 0; x < width; ++x) {
             bytes.insert(bytes.end(), bytesPerPixel, greyOf(pixel(x, y)));
         }
-        const std::int64_t rowBytes = std::int64_t{width} * bytesPerPixel;
+        const std::int64_t rowBytes = bytesPerPixel * width;
         bytes.insert(bytes.end(), static_cast<std::size_t>((4 - rowBytes % 4) % 4), 0);
     }
 

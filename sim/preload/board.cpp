@@ -262,10 +262,13 @@ int Board::controlSpi(unsigned long request, unsigned long argument)
         }
         std::uint32_t value = 0; // little-endian, as every machine that this runs on
         std::memcpy(&value, reinterpret_cast<const void*>(argument), setting.size);
-        log(std::string("spi ") + setting.name + " " + std::to_string(value));
         if (request == SPI_IOC_WR_MAX_SPEED_HZ) {
+            if (value == 0) {
+                return static_cast<int>(fail(EINVAL));
+            }
             spiSpeedHz = value;
         }
+        log(std::string("spi ") + setting.name + " " + std::to_string(value));
         return 0;
     }
     return static_cast<int>(fail(ENOTTY));

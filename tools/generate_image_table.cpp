@@ -1,0 +1,38 @@
+// Build-time tool: turns the PNG files of a folder into the C++ table of compiled-in images.
+#include "tools/image_folder.h"
+#include "tools/image_table_source.h"
+#include "tools/png_image.h"
+#include "tools/replace_file.h"
+
+#include <exception>
+#include <iostream>
+
+namespace {
+
+/// The folder stands for "img" whatever its own name is.
+std::vector<NamedImage> readImages(const std::filesystem::path& folder)
+{
+    std::vector<NamedImage> images;
+    for (const std::string& picture : listPictures(folder)) {
+        images.push_back({"img/" + picture, readPngImage(folder / picture)});
+    }
+    return images;
+}
+
+} // namespace
+
+/// Exit code 0 when the table is written, 1 after one line about what is wrong, 2 when called wrongly.
+int main(int argc, char** argv)
+{
+    if (argc != 3) {
+        std::cerr << "usage: generate_image_table IMG_DIR OUTPUT.cpp\n";
+        return 2;
+    }
+    try {
+        replaceFile(argv[2], imageTableSource(readImages(argv[1])));
+        return 0;
+    } catch (const std::exception& error) {
+        std::cerr << "generate_image_table: " << error.what() << '\n';
+        return 1;
+    }
+}

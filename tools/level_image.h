@@ -1,0 +1,12 @@
+// A picture in the grey levels of the display.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+struct LevelImage {
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    /// Row-major, one byte a pixel, 0 (lightest) to 3 (full ink).
+    std::vector<std::uint8_t> levels;
+};
