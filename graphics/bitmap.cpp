@@ -169,7 +169,9 @@ void Bitmap::drawRect(std::int32_t x, std::int32_t y, std::int32_t w, std::int32
     plotLine(x, bottom, x, y, value);
 }
 
-void Bitmap::drawBitmap(std::int32_t x, std::int32_t y, const Bitmap& source, bool invert)
+/// Calls write(target pixel, source pixel) wherever `source`, with its top-left corner at (x, y), covers this bitmap.
+template <typename Write>
+void Bitmap::overlay(std::int32_t x, std::int32_t y, const Bitmap& source, Write write)
 {
     if (source.isEmpty()) {
         return;
@@ -179,29 +181,27 @@ void Bitmap::drawBitmap(std::int32_t x, std::int32_t y, const Bitmap& source, bo
         const Pixel* from = source.row(line - y);
         Pixel* to = row(line);
         for (std::int32_t column = area.left; column < area.right; ++column) {
-            const Pixel value = from[column - x];
-            if (value != transparentPixel) {
-                to[column] = invert ? inverted(value) : value;
-            }
+            write(to[column], from[column - x]);
         }
     }
 }
 
+void Bitmap::drawBitmap(std::int32_t x, std::int32_t y, const Bitmap& source, bool invert)
+{
+    overlay(x, y, source, [invert](Pixel& target, Pixel value) {
+        if (value != transparentPixel) {
+            target = invert ? inverted(value) : value;
+        }
+    });
+}
+
 void Bitmap::drawMask(std::int32_t x, std::int32_t y, const Bitmap& source, Pixel value)
 {
-    if (source.isEmpty()) {
-        return;
-    }
-    const Overlap area = overlapAt(x, y, source.width, source.height);
-    for (std::int32_t line = area.top; line < area.bottom; ++line) {
-        const Pixel* from = source.row(line - y);
-        Pixel* to = row(line);
-        for (std::int32_t column = area.left; column < area.right; ++column) {
-            if (from[column - x] == inkPixel) {
-                to[column] = value;
-            }
+    overlay(x, y, source, [value](Pixel& target, Pixel mask) {
+        if (mask == inkPixel) {
+            target = value;
         }
-    }
+    });
 }
 
 Bitmap Bitmap::scaled(std::int32_t factor) const
