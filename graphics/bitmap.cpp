@@ -106,8 +106,11 @@ void Bitmap::fill(Pixel value)
 
 Bitmap::Overlap Bitmap::overlapAt(std::int64_t x, std::int64_t y, std::int64_t w, std::int64_t h) const
 {
+    if (isEmpty()) {
+        return {};
+    }
     const auto within = [](std::int64_t value, std::int32_t length) {
-        return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, 0, std::max(length, 0)));
+        return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, 0, length));
     };
     return {within(x, width), within(y, height), within(x + w, width), within(y + h, height)};
 }

@@ -1,0 +1,59 @@
+// The counting operator new, in every form, so that all of them agree on malloc and free (also under sanitizers).
+#include "tests/support/allocation_counter.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+thread_local std::size_t allocations = 0;
+
+void* countedMalloc(std::size_t size) noexcept
+{
+    ++allocations;
+    return std::malloc(size == 0 ? 1 : size);
+}
+
+void* countedAlignedMalloc(std::size_t size, std::align_val_t alignment) noexcept
+{
+    ++allocations;
+    const auto step = static_cast<std::size_t>(alignment);
+    return std::aligned_alloc(step, (size + step) / step * step);
+}
+
+void* orThrow(void* memory)
+{
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+} // namespace
+
+AllocationCounter::AllocationCounter() : start(allocations)
+{}
+
+std::size_t AllocationCounter::count() const
+{
+    return allocations - start;
+}
+
+// clang-format off
+void* operator new(std::size_t size) { return orThrow(countedMalloc(size)); }
+void* operator new[](std::size_t size) { return orThrow(countedMalloc(size)); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return countedMalloc(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return countedMalloc(size); }
+void* operator new(std::size_t size, std::align_val_t alignment) { return orThrow(countedAlignedMalloc(size, alignment)); }
+void* operator new[](std::size_t size, std::align_val_t alignment) { return orThrow(countedAlignedMalloc(size, alignment)); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+void operator delete(void* memory, std::align_val_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::align_val_t) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
+// clang-format on

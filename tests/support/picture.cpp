@@ -1,0 +1,135 @@
+// Converting, printing and matching written-out pictures.
+#include "tests/support/picture.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <ostream>
+#include <stdexcept>
+#include <utility>
+
+namespace {
+
+constexpr std::string_view levelLetters = ".-+#";
+
+Pixel valueOf(char letter)
+{
+    if (const auto level = levelLetters.find(letter); level != std::string_view::npos) {
+        return static_cast<Pixel>(level);
+    }
+    if (letter == ' ') {
+        return transparentPixel;
+    }
+    if (letter >= '4' && letter <= '9') {
+        return static_cast<Pixel>(letter - '0');
+    }
+    throw std::invalid_argument(std::string("no pixel is written as ") + letter);
+}
+
+class ShowsMatcher {
+public:
+    using is_gtest_matcher = void;
+
+    explicit ShowsMatcher(Picture picture) : expected(std::move(picture)) {}
+
+    bool MatchAndExplain(const Bitmap& bitmap, std::ostream* listener) const
+    {
+        const Picture actual = pictureOf(bitmap);
+        if (actual == expected) {
+            return true;
+        }
+        if (listener != nullptr) {
+            *listener << "which differs:\n" << sideBySide(expected, actual);
+        }
+        return false;
+    }
+    void DescribeTo(std::ostream* stream) const { *stream << "shows the expected picture"; }
+    void DescribeNegationTo(std::ostream* stream) const { *stream << "shows another picture"; }
+
+private:
+    Picture expected;
+};
+
+} // namespace
+
+char letterOf(Pixel value)
+{
+    if (value < levelLetters.size()) {
+        return levelLetters[value];
+    }
+    if (value == transparentPixel) {
+        return ' ';
+    }
+    return value <= 9 ? static_cast<char>('0' + value) : '?';
+}
+
+Bitmap bitmapOf(const Picture& picture)
+{
+    const std::size_t width = picture.empty() ? 0 : picture.front().size();
+    std::vector<std::uint8_t> values;
+    for (const std::string& row : picture) {
+        if (row.size() != width) {
+            throw std::invalid_argument("the rows of a picture are equally long");
+        }
+        std::transform(row.begin(), row.end(), std::back_inserter(values), valueOf);
+    }
+    return {static_cast<std::int32_t>(width), static_cast<std::int32_t>(picture.size()), values};
+}
+
+Picture pictureOf(const Bitmap& bitmap)
+{
+    Picture picture;
+    for (std::int32_t y = 0; y < bitmap.getHeight(); ++y) {
+        std::string& row = picture.emplace_back();
+        for (std::int32_t x = 0; x < bitmap.getWidth(); ++x) {
+            row += letterOf(bitmap.pixel(x, y));
+        }
+    }
+    return picture;
+}
+
+void PrintTo(const Bitmap& bitmap, std::ostream* stream)
+{
+    *stream << bitmap.getWidth() << " by " << bitmap.getHeight();
+    for (const std::string& row : pictureOf(bitmap)) {
+        *stream << "\n|" << row << '|';
+    }
+}
+
+void showValue(const Bitmap& bitmap, std::ostream& stream)
+{
+    PrintTo(bitmap, &stream);
+}
+
+std::string sideBySide(const Picture& expected, const Picture& actual)
+{
+    const auto rowOf = [](const Picture& picture, std::size_t y) {
+        return y < picture.size() ? '|' + picture[y] + '|' : std::string();
+    };
+    const std::string heading = "expected";
+    std::size_t column = heading.size();
+    for (std::size_t y = 0; y < expected.size(); ++y) {
+        column = std::max(column, rowOf(expected, y).size());
+    }
+    const auto padded = [column](std::string text) {
+        text.resize(column + 2, ' ');
+        return text;
+    };
+    std::string result = padded(heading) + "actual\n";
+    for (std::size_t y = 0; y < std::max(expected.size(), actual.size()); ++y) {
+        const std::string left = rowOf(expected, y);
+        const std::string right = rowOf(actual, y);
+        result += padded(left) + right + (left == right ? "\n" : "  <- differs\n");
+    }
+    return result;
+}
+
+testing::Matcher<const Bitmap&> shows(Picture expected)
+{
+    return ShowsMatcher(std::move(expected));
+}
+
+testing::Matcher<const Bitmap&> shows(const Bitmap& expected)
+{
+    return shows(pictureOf(expected));
+}
