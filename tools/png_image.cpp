@@ -41,7 +41,7 @@ std::optional<std::uint8_t> levelOf(const Colour& colour)
     if (colour.red != colour.green || colour.red != colour.blue) {
         return std::nullopt;
     }
-    const auto found = std::find(greys.begin(), greys.end(), colour.red);
+    const auto* found = std::find(greys.begin(), greys.end(), colour.red);
     return found == greys.end() ? std::nullopt : std::optional(static_cast<std::uint8_t>(found - greys.begin()));
 }
 
@@ -145,7 +145,7 @@ void PngReader::refusePixel(png_uint_32 x, png_uint_32 y, const std::string& rea
 
 template <typename Calls> void PngReader::guarded(Calls calls)
 {
-    if (setjmp(png_jmpbuf(png)) != 0) {
+    if (setjmp(png_jmpbuf(png)) != 0) { // NOLINT(cert-err52-cpp): how libpng reports an error
         refuse(std::string("is a damaged PNG file (") + complaint.text.data() + ")");
     }
     calls();

@@ -24,8 +24,8 @@ Picture pictureOf(const Screen& screen, int scale)
     Picture picture = {screenWidth * scale, screenHeight * scale, {}};
     for (int y = 0; y < picture.height; ++y) {
         for (int x = 0; x < picture.width; ++x) {
-            const auto source = static_cast<std::size_t>(y / scale * screenWidth + x / scale);
-            const std::uint8_t grey = greys[screen[source] & 3U];
+            const int source = y / scale * screenWidth + x / scale;
+            const std::uint8_t grey = greys[screen[static_cast<std::size_t>(source)] & 3U];
             picture.pixels.push_back({grey, grey, grey});
         }
     }

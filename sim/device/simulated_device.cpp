@@ -59,6 +59,12 @@ SimulatedDevice::SimulatedDevice(DeviceSetup deviceSetup) : setup(std::move(devi
             throw std::runtime_error("no such file: " + needed.string());
         }
     }
+    // Absolute, as the dynamic linker does not look for a bare name in the current folder.
+    setup.preload = fs::absolute(setup.preload);
+    if (setup.preload.string().find_first_of(" :") != std::string::npos) {
+        throw std::runtime_error("the path of a preloaded library must hold neither blanks nor colons: " +
+                                 setup.preload.string());
+    }
     makeFolders();
     startProgram();
     configure();
@@ -185,13 +191,13 @@ void SimulatedDevice::run(std::uint64_t iterations)
     ask("run " + std::to_string(iterations));
 }
 
-void SimulatedDevice::runTo(std::uint64_t target)
+void SimulatedDevice::runTo(std::uint64_t targetIteration)
 {
     const std::uint64_t reached = iteration();
-    if (target < reached) {
-        throw std::logic_error("iteration " + std::to_string(target) + " has passed");
+    if (targetIteration < reached) {
+        throw std::logic_error("iteration " + std::to_string(targetIteration) + " has passed");
     }
-    run(target - reached);
+    run(targetIteration - reached);
 }
 
 void SimulatedDevice::click()

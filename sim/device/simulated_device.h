@@ -92,7 +92,7 @@ public:
     /// Lets the device run that many iterations.
     void run(std::uint64_t iterations);
     /// Lets it run to the end of that iteration.
-    void runTo(std::uint64_t iteration);
+    void runTo(std::uint64_t targetIteration);
     /// Presses and releases the button, each long enough to count.
     void click();
     /// Holds time still until the running script has written that many bytes that are not read yet, or has ended.

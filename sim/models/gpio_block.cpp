@@ -23,6 +23,12 @@ bool bit(std::uint32_t word, int line)
     return ((word >> line) & 1U) != 0;
 }
 
+std::uint32_t withBit(std::uint32_t word, int line, bool value)
+{
+    const std::uint32_t mask = 1U << line;
+    return value ? word | mask : word & ~mask;
+}
+
 /// Set and clear read as zero: the store is taken out of the page, atomically, as another thread may be storing.
 std::uint32_t takeStore(volatile std::uint32_t& word)
 {
@@ -80,7 +86,7 @@ void GpioBlock::takeLatches()
             faults.add("GPIO line " + std::to_string(line) + " was set and cleared at once");
         }
         const bool before = bit(latch, line);
-        latch = (latch & ~(1U << line)) | (std::uint32_t{isSet} << line);
+        latch = withBit(latch, line, isSet);
         if (isOutput(line) && before != isSet) {
             outputListener(line, isSet);
         }
@@ -89,7 +95,7 @@ void GpioBlock::takeLatches()
 
 void GpioBlock::setInput(int line, bool newLevel)
 {
-    inputs = (inputs & ~(1U << line)) | (std::uint32_t{newLevel} << line);
+    inputs = withBit(inputs, line, newLevel);
     sync();
 }
 

@@ -85,7 +85,10 @@ void UsbDrive::plug(const fs::path& image)
     if (const auto extent = firstPartition(image)) {
         copyExtent(image, *extent, partition);
     }
-    fs::copy_file(image, disk);
+    // Whole from the moment it is seen.
+    const fs::path unfinished = disk.string() + ".part";
+    fs::copy_file(image, unfinished, fs::copy_options::overwrite_existing);
+    fs::rename(unfinished, disk);
 }
 
 void UsbDrive::plugBroken()

@@ -261,6 +261,7 @@ int Board::controlSpi(unsigned long request, unsigned long argument)
             return static_cast<int>(fail(EINVAL));
         }
         std::uint32_t value = 0; // little-endian, as every machine that this runs on
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): what ioctl passes is a number or a pointer, by request
         std::memcpy(&value, reinterpret_cast<const void*>(argument), setting.size);
         if (request == SPI_IOC_WR_MAX_SPEED_HZ) {
             if (value == 0) {

@@ -37,6 +37,7 @@ public:
 
     // The program's side.
 
+    [[nodiscard]] const std::string& getRoot() const { return root; }
     /// Where the program finds what it looks for under a fixed path, when the board answers for that path.
     [[nodiscard]] std::optional<std::string> redirect(std::string_view path) const;
     /// The endpoint behind a device path that this board has.

@@ -47,16 +47,19 @@ void HolderLink::sleep(std::uint64_t microseconds)
     } else {
         board.note("wait " + std::to_string(microseconds));
     }
+    const bool isDone = isIteration && iteration >= stopAt;
+    if (isDone) {
+        board.timeline.awaitRest();
+    }
+    if (isDone && hasPendingReply) {
+        channel.send("ok " + status());
+        hasPendingReply = false;
+    }
     if (!board.timeline.getVirtual()) {
         while (channel.hasMessage()) {
             serveOne();
         }
-    } else if (isIteration && iteration >= stopAt) {
-        board.timeline.awaitRest();
-        if (hasPendingReply) {
-            channel.send("ok " + status());
-            hasPendingReply = false;
-        }
+    } else if (isDone) {
         while (serveOne() == Next::Serve) {
         }
     }

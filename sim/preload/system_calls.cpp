@@ -39,7 +39,7 @@ __attribute__((constructor)) void setUp()
     if (root == nullptr || socket == nullptr) {
         return;
     }
-    const int fd = std::atoi(socket);
+    const int fd = static_cast<int>(std::strtol(socket, nullptr, 10));
     fcntl(fd, F_SETFD, FD_CLOEXEC);
     // The scripts are the device's, but their processes are not the program.
     unsetenv("LD_PRELOAD");
@@ -120,6 +120,7 @@ void* runThread(void* argument)
 
 } // namespace
 
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library's headers use reserved names.
 extern "C" {
 
 int open(const char* path, int flags, ...)
@@ -201,7 +202,7 @@ std::FILE* popen(const char* command, const char* mode)
         errno = EAGAIN;
         return nullptr;
     }
-    std::FILE* pipe = REAL(popen)((shellQuoted(std::getenv("DEVICE_ROOT")) + command).c_str(), mode);
+    std::FILE* pipe = REAL(popen)((shellQuoted(simulation->board.getRoot()) + command).c_str(), mode);
     simulation->link.setScript(pipe == nullptr ? -1 : fileno(pipe));
     return pipe;
 }
@@ -270,3 +271,4 @@ int pthread_cond_broadcast(pthread_cond_t* condition)
 }
 
 } // extern "C"
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)

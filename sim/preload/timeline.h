@@ -38,7 +38,7 @@ public:
     /// A thread's stay in a wait on a condition variable.
     class Waiting {
     public:
-        Waiting(Timeline& timeline, const void* conditionVariable);
+        Waiting(Timeline& owner, const void* conditionVariable);
         Waiting(const Waiting&) = delete;
         Waiting& operator=(const Waiting&) = delete;
         ~Waiting();

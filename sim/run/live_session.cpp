@@ -1,0 +1,174 @@
+// The loop of a live session.
+#include "sim/run/live_session.h"
+
+#include "sim/run/signals.h"
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <iostream>
+#include <stdexcept>
+#include <utility>
+
+namespace sim {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr auto frameInterval = std::chrono::milliseconds(33);
+
+/// How long the updater may be stuck before the session is given up.
+constexpr auto patience = std::chrono::seconds(5);
+
+/// Slow enough for a person to read the progress lines.
+constexpr const char* scriptPace = "STEP_SECONDS=0.25";
+
+DeviceSetup completed(DeviceSetup setup)
+{
+    setup.time = Time::Real;
+    setup.patience = patience;
+    setup.environment.push_back(scriptPace);
+    return setup;
+}
+
+} // namespace
+
+LiveSession::LiveSession(DeviceSetup setup, std::filesystem::path driveImage, const ScreenAlbum& chosenAlbum,
+                         FrameFolder& chosenFrames)
+    : drive(std::move(driveImage)), album(chosenAlbum), frames(chosenFrames), device(completed(std::move(setup)))
+{}
+
+void LiveSession::run()
+{
+    try {
+        showUntilQuit();
+    } catch (const DeviceEnded&) {
+        device.waitForEnd(); // and then it is told in the report
+    }
+}
+
+void LiveSession::showUntilQuit()
+{
+    Terminal terminal;
+    LiveView view(terminal);
+    auto nextFrame = Clock::now();
+    while (!hasQuit) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextFrame - Clock::now());
+        terminal.awaitInput(std::max(left, std::chrono::milliseconds(0)));
+        if (caughtSignal() == SIGINT) {
+            return;
+        }
+        checkSignals();
+        for (Command command = terminal.readCommand(); command != Command::None; command = terminal.readCommand()) {
+            handle(command);
+        }
+        if (std::exchange(needsReset, false)) {
+            view.reset();
+        }
+        if (Clock::now() >= nextFrame) {
+            nextFrame = Clock::now() + frameInterval;
+            moveThumb();
+            look();
+            view.draw(snapshot);
+        }
+    }
+}
+
+void LiveSession::handle(Command command)
+{
+    switch (command) {
+    case Command::TurnLeft:
+        return device.turn(-1);
+    case Command::TurnRight:
+        return device.turn(1);
+    case Command::Click:
+        return thumb.click();
+    case Command::Hold:
+        return thumb.hold();
+    case Command::PlugDrive:
+        return plug();
+    case Command::PullDrive:
+        return pull();
+    case Command::Screenshot:
+        return saveScreen();
+    case Command::Redraw:
+        needsReset = true;
+        return;
+    case Command::Quit:
+        hasQuit = true;
+        return;
+    case Command::None:
+        return;
+    }
+}
+
+void LiveSession::plug()
+{
+    if (!device.hasDrive()) {
+        device.plug(drive);
+    }
+    snapshot.message = "drive plugged in";
+}
+
+void LiveSession::pull()
+{
+    snapshot.message = device.hasDrive() ? "drive pulled out" : "there is no drive to pull";
+    device.unplug();
+}
+
+void LiveSession::saveScreen()
+{
+    try {
+        screenshots.push_back(saveScreenshot(snapshot.screen));
+        snapshot.message = "saved " + screenshots.back();
+    } catch (const std::runtime_error& error) {
+        snapshot.message = error.what();
+    }
+}
+
+void LiveSession::moveThumb()
+{
+    if (const auto isPress = thumb.move(device.iteration())) {
+        *isPress ? device.press() : device.release();
+    }
+}
+
+void LiveSession::look()
+{
+    snapshot.screen = device.screen();
+    snapshot.leds = device.leds();
+    snapshot.iteration = device.iteration();
+    snapshot.hasDrive = device.hasDrive();
+    snapshot.isButtonDown = thumb.isDown();
+    snapshot.isScriptRunning = device.isScriptRunning();
+    faults = device.faults();
+    snapshot.fault = faults.empty() ? "" : faults.back();
+    if (device.frameCount() > 0) {
+        frames.add(snapshot.screen, album.nameOf(snapshot.screen));
+    }
+}
+
+bool LiveSession::report()
+{
+    for (const std::string& name : screenshots) {
+        std::cout << "saved " << name << '\n';
+    }
+    const bool hasEnded = device.waitStatus().has_value();
+    if (hasEnded) {
+        reportEnd();
+    }
+    for (const std::string& fault : faults) {
+        std::cerr << "tonecrate-simulator: the updater misused the hardware: " << fault << '\n';
+    }
+    return !hasEnded && faults.empty();
+}
+
+void LiveSession::reportEnd()
+{
+    std::cerr << "tonecrate-simulator: the updater has ended: " << SimulatedDevice::describe(*device.waitStatus())
+              << '\n'
+              << device.standardError();
+}
+
+} // namespace sim

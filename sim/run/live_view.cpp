@@ -1,0 +1,157 @@
+// The screen on top, and four lines under it: the lamps, the keys, the state, and a hint or a fault.
+#include "sim/run/live_view.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace sim {
+
+namespace {
+
+constexpr int linesBelow = 4;
+
+struct Size {
+    int columns;
+    int rows;
+};
+
+constexpr Size greysSize = {screenWidth, screenHeight / 2 + linesBelow};
+constexpr Size pixelsSize = {screenWidth / 2, screenHeight / 4 + linesBelow};
+constexpr Size smallSize = {screenWidth / 4, screenHeight / 8 + linesBelow};
+
+bool fits(Size size, int columns, int rows)
+{
+    return columns >= size.columns && rows >= size.rows;
+}
+
+std::string sizeText(Size size)
+{
+    return std::to_string(size.columns) + "x" + std::to_string(size.rows);
+}
+
+/// Text that may hold any bytes, such as a path.
+std::wstring wide(const std::string& text)
+{
+    std::wstring result;
+    for (const char character : text) {
+        const auto code = static_cast<unsigned char>(character);
+        result += code >= 0x20 && code < 0x7F ? static_cast<wchar_t>(code) : L'?';
+    }
+    return result;
+}
+
+std::string stateLine(const Snapshot& snapshot)
+{
+    std::array<char, 32> time{};
+    std::snprintf(time.data(), time.size(), "%.1f s", static_cast<double>(snapshot.iteration) / 1000);
+    std::string text = time.data();
+    text += snapshot.hasDrive ? "  drive in" : "  no drive";
+    text += snapshot.isButtonDown ? "  button down" : "";
+    text += snapshot.isScriptRunning ? "  script runs" : "";
+    return text + (snapshot.message.empty() ? "" : "  " + snapshot.message);
+}
+
+constexpr const wchar_t* keyHelp = L"\u2190\u2192 turn  space click  p hold  i/e drive in/out  s save  q quit";
+
+} // namespace
+
+Detail detailFor(int columns, int rows, bool hasGreys)
+{
+    if (hasGreys && fits(greysSize, columns, rows)) {
+        return Detail::Greys;
+    }
+    return fits(pixelsSize, columns, rows) ? Detail::Pixels : Detail::Small;
+}
+
+void LiveView::reset()
+{
+    drawn.reset();
+}
+
+void LiveView::draw(const Snapshot& snapshot)
+{
+    if (!drawn) {
+        terminal.clear();
+        detail = detailFor(terminal.columns(), terminal.rows(), terminal.hasGreys());
+    }
+    if (drawn != snapshot.screen) {
+        drawScreen(snapshot.screen);
+        drawn = snapshot.screen;
+    }
+    const Size size = detail == Detail::Greys ? greysSize : detail == Detail::Pixels ? pixelsSize : smallSize;
+    int row = std::max(std::min(size.rows, terminal.rows()) - linesBelow, 0);
+    drawLeds(row++, snapshot.leds);
+    terminal.putRow(row++, keyHelp, Ink::Plain);
+    terminal.putRow(row++, wide(stateLine(snapshot)), Ink::Plain);
+    if (snapshot.fault.empty()) {
+        terminal.putRow(row, hint(), Ink::Plain);
+    } else {
+        terminal.putRow(row, wide("fault: " + snapshot.fault), Ink::Warning);
+    }
+    terminal.flush();
+}
+
+void LiveView::drawScreen(const Screen& screen)
+{
+    if (detail == Detail::Greys) {
+        return drawGreys(screen);
+    }
+    int row = 0;
+    for (const std::wstring& text : brailleRows(detail == Detail::Pixels ? dotsOf(screen) : halfSizeDots(screen))) {
+        terminal.putRow(row++, text, Ink::Display);
+    }
+}
+
+void LiveView::drawGreys(const Screen& screen)
+{
+    for (int row = 0; row < screenHeight / 2; ++row) {
+        for (int column = 0; column < screenWidth; ++column) {
+            terminal.put(row, column, halfBlockAt(screen, column, row));
+        }
+    }
+}
+
+/// The bar of six, then four lamps of three colours, each with its brightness in hexadecimal digits.
+void LiveView::drawLeds(int row, const std::array<std::uint8_t, 18>& leds)
+{
+    constexpr std::size_t lamps = 4;
+    constexpr std::size_t barStart = 3 * lamps;
+    std::wstring text = L"bar ";
+    std::array<wchar_t, 16> digits{};
+    for (std::size_t i = barStart; i < leds.size(); ++i) {
+        std::swprintf(digits.data(), digits.size(), L"\u2588%02x", leds[i]);
+        text += digits.data();
+    }
+    text += L"  rgb";
+    for (std::size_t i = 0; i < barStart; i += 3) {
+        std::swprintf(digits.data(), digits.size(), L" \u25CF%02x%02x%02x", leds[i], leds[i + 1], leds[i + 2]);
+        text += digits.data();
+    }
+    terminal.putRow(row, text, Ink::Plain);
+    std::size_t i = 0;
+    for (std::size_t column = 0; column < text.size(); ++column) {
+        const int x = static_cast<int>(column);
+        if (text[column] == L'\u2588') {
+            const int brightness = leds[barStart + i++];
+            terminal.putLamp(row, x, text[column], brightness, brightness, brightness);
+        } else if (text[column] == L'\u25CF') {
+            const std::size_t first = (i++ - (leds.size() - barStart)) * 3;
+            terminal.putLamp(row, x, text[column], leds[first], leds[first + 1], leds[first + 2]);
+        }
+    }
+}
+
+std::wstring LiveView::hint() const
+{
+    const std::string now = "window " + sizeText({terminal.columns(), terminal.rows()}) + ": ";
+    const std::string greys = terminal.hasGreys() ? sizeText(greysSize) + " shows the greys" : "";
+    if (!fits(smallSize, terminal.columns(), terminal.rows())) {
+        return wide(now + "too small, " + sizeText(pixelsSize) + " shows every pixel");
+    }
+    if (detail == Detail::Small) {
+        return wide(now + sizeText(pixelsSize) + " shows every pixel" + (greys.empty() ? "" : ", " + greys));
+    }
+    return detail == Detail::Greys || greys.empty() ? std::wstring() : wide(now + greys);
+}
+
+} // namespace sim

@@ -1,0 +1,111 @@
+// Runs the updater on a simulated device, live or in a play.
+#include "sim/run/frame_folder.h"
+#include "sim/run/live_session.h"
+#include "sim/run/options.h"
+#include "sim/run/player.h"
+#include "sim/run/screen_album.h"
+#include "sim/run/signals.h"
+#include "sim/run/workshop.h"
+
+#include <cerrno>
+#include <cstring>
+#include <exception>
+#include <iostream>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int failed = 1;
+constexpr int wrongUsage = 2;
+
+sim::Options defaultOptions()
+{
+    return {.updater = TONECRATE_UPDATER, .preload = TONECRATE_PRELOAD, .scripts = TONECRATE_SIM_FOLDER "/scripts"};
+}
+
+void require(const fs::path& path, int mode)
+{
+    if (access(path.c_str(), mode) != 0) {
+        throw std::runtime_error("cannot use " + path.string() + ": " + std::strerror(errno));
+    }
+}
+
+void requireFiles(const sim::Options& options)
+{
+    require(options.updater, X_OK);
+    require(options.preload, R_OK);
+    require(options.scripts, X_OK);
+}
+
+sim::DeviceSetup setupOf(const sim::Options& options, fs::path root)
+{
+    return {
+        .updater = fs::absolute(options.updater), .preload = fs::absolute(options.preload), .root = std::move(root)};
+}
+
+int playOne(const sim::Options& options, const sim::Play& play)
+{
+    try {
+        const sim::ScreenAlbum album(TONECRATE_SIM_FOLDER "/run/screens");
+        sim::FrameFolder frames(options.frames);
+        sim::PlayLog log(std::cout);
+        const sim::Workshop workshop(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
+        sim::Player player(play, workshop, {album, frames, log}, setupOf(options, workshop.makeDevice(play.memoryKib)));
+        const std::string verified = player.perform();
+        std::cout << play.name << ": passed: " << verified << std::endl;
+        return std::cout ? 0 : failed;
+    } catch (const std::runtime_error& error) {
+        sim::checkSignals();
+        std::cerr << play.name << ": failed: " << error.what() << '\n';
+        return failed;
+    }
+}
+
+int runLive(const sim::Options& options)
+{
+    const sim::ScreenAlbum album(TONECRATE_SIM_FOLDER "/run/screens");
+    sim::FrameFolder frames(options.frames);
+    const sim::Workshop workshop(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
+    std::cout << "Making a device and a drive ..." << std::endl;
+    const fs::path drive = workshop.makeDrive(sim::DriveKind::Firmware);
+    sim::LiveSession session(setupOf(options, workshop.makeDevice()), drive, album, frames);
+    session.run();
+    return session.report() ? 0 : failed;
+}
+
+int run(const sim::Options& options)
+{
+    requireFiles(options);
+    const bool isInteractive = isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
+    if (options.play.empty() && isInteractive) {
+        return runLive(options);
+    }
+    return playOne(options, *sim::findPlay(options.play.empty() ? sim::defaultPlay : options.play));
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    sim::watchSignals();
+    try {
+        const std::vector<std::string> arguments(argv + 1, argv + argc);
+        const sim::Options options = sim::parseOptions(arguments, defaultOptions());
+        if (options.wantsHelp) {
+            std::cout << sim::helpText();
+            return 0;
+        }
+        return run(options);
+    } catch (const sim::UsageError& error) {
+        const std::string help = sim::helpText();
+        std::cerr << "tonecrate-simulator: " << error.what() << '\n' << help.substr(0, help.find('\n')) << '\n';
+        return wrongUsage;
+    } catch (const sim::Interrupted&) {
+        sim::endBySignal(sim::caughtSignal());
+    } catch (const std::exception& error) {
+        std::cerr << "tonecrate-simulator: " << error.what() << '\n';
+        return failed;
+    }
+}

@@ -1,0 +1,93 @@
+// The options, and the plays that can be asked for.
+#include "sim/run/options.h"
+
+#include "sim/run/plays.h"
+
+#include <optional>
+#include <sstream>
+
+namespace sim {
+
+namespace {
+
+struct Option {
+    std::string_view name;
+    void (*assign)(Options& options, const std::string& value);
+};
+
+constexpr Option optionsWithValue[] = {
+    {"--updater", [](Options& options, const std::string& value) { options.updater = value; }},
+    {"--preload", [](Options& options, const std::string& value) { options.preload = value; }},
+    {"--scripts", [](Options& options, const std::string& value) { options.scripts = value; }},
+    {"--frames", [](Options& options, const std::string& value) { options.frames = value; }},
+    {"--play", [](Options& options, const std::string& value) { options.play = value; }},
+};
+
+const Option& optionNamed(const std::string& name)
+{
+    for (const Option& option : optionsWithValue) {
+        if (option.name == name) {
+            return option;
+        }
+    }
+    throw UsageError("unknown " + std::string(name.starts_with('-') ? "option " : "argument ") + name);
+}
+
+void check(const Options& options)
+{
+    if (!options.play.empty() && findPlay(options.play) == nullptr) {
+        throw UsageError("unknown play " + options.play);
+    }
+}
+
+} // namespace
+
+Options parseOptions(std::span<const std::string> arguments, const Options& defaults)
+{
+    Options options = defaults;
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        const std::string& argument = arguments[i];
+        if (argument == "--help" || argument == "-h") {
+            options.wantsHelp = true;
+            return options;
+        }
+        const std::size_t equals = argument.find('=');
+        const Option& option = optionNamed(argument.substr(0, equals));
+        const bool isJoined = equals != std::string::npos;
+        if (!isJoined && ++i == arguments.size()) {
+            throw UsageError(argument + " needs a value");
+        }
+        const std::string value = isJoined ? argument.substr(equals + 1) : arguments[i];
+        if (value.empty()) {
+            throw UsageError(std::string(option.name) + " needs a value");
+        }
+        option.assign(options, value);
+    }
+    check(options);
+    return options;
+}
+
+std::string helpText()
+{
+    std::ostringstream text;
+    text
+        << "usage: tonecrate-simulator [--play NAME] [--frames DIR] [--updater PATH] [--preload PATH] [--scripts DIR]\n"
+           "\n"
+           "Runs the updater on a simulated device. In a terminal the screen is live and the keys are the knob; "
+           "without\n"
+           "a terminal, or with --play, a whole run plays by itself and is checked.\n"
+           "\n"
+           "  --frames DIR    saves every screen as a PNG file, pixel for pixel, numbered in order\n"
+           "  --updater PATH  the updater to run\n"
+           "  --preload PATH  the library that simulates the device's hardware\n"
+           "  --scripts DIR   the device's scripts and the tools around them\n"
+           "  --play NAME     is one of\n";
+    for (const Play& play : allPlays()) {
+        text << "    " << play.name << std::string(16 - play.name.size(), ' ') << play.summary << '\n';
+    }
+    text << "\n"
+            "Exit status: 0 all was well, 1 something went wrong, 2 wrong usage.\n";
+    return text.str();
+}
+
+} // namespace sim

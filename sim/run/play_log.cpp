@@ -1,0 +1,100 @@
+// Captions and braille pictures.
+#include "sim/run/play_log.h"
+
+#include "sim/run/text_picture.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <ostream>
+#include <stdexcept>
+
+namespace sim {
+
+namespace {
+
+constexpr int rowsPerCharacter = 4;
+constexpr int textRows = screenHeight / rowsPerCharacter;
+
+/// Where the wheel turns, with the end columns and rows.
+constexpr int wheelLeft = 102;
+constexpr int wheelRight = 154;
+constexpr int wheelTop = 104;
+constexpr int wheelBottom = 155;
+
+Screen withoutWheel(Screen screen)
+{
+    for (int y = wheelTop; y < wheelBottom; ++y) {
+        std::fill_n(screen.begin() + y * screenWidth + wheelLeft, wheelRight - wheelLeft, std::uint8_t{0});
+    }
+    return screen;
+}
+
+bool isRowEqual(const Screen& a, const Screen& b, int y)
+{
+    const auto start = a.begin() + y * screenWidth;
+    return std::equal(start, start + screenWidth, b.begin() + y * screenWidth);
+}
+
+} // namespace
+
+void PlayLog::say(std::uint64_t moment, const std::string& text)
+{
+    std::array<char, 32> time{};
+    std::snprintf(time.data(), time.size(), "%8.3f s  ", static_cast<double>(moment) / 1000);
+    out << time.data() << text << std::endl;
+    if (!out) {
+        throw std::runtime_error("cannot write to the standard output");
+    }
+}
+
+void PlayLog::show(std::uint64_t moment, const Screen& screen, const std::string& name)
+{
+    const Rows rows = changedRows(withoutWheel(screen));
+    if (rows.first >= rows.end) {
+        return;
+    }
+    // A line or two of text, which says more alone than in the same screen again.
+    constexpr int littleChange = 24;
+    const bool isWhole = rows.end - rows.first > littleChange || !name.empty();
+    say(moment, name.empty() ? "the screen shows" : "the screen shows \"" + name + "\"");
+    print(screen, isWhole ? Rows{0, screenHeight} : rows);
+    last = withoutWheel(screen);
+}
+
+PlayLog::Rows PlayLog::changedRows(const Screen& screen) const
+{
+    Rows rows = {0, screenHeight};
+    while (last && rows.first < rows.end && isRowEqual(screen, *last, rows.first)) {
+        ++rows.first;
+    }
+    while (last && rows.first < rows.end && isRowEqual(screen, *last, rows.end - 1)) {
+        --rows.end;
+    }
+    return rows;
+}
+
+/// Without the empty rows at the bottom, and the blanks at the ends of rows.
+void PlayLog::print(const Screen& screen, Rows rows)
+{
+    const auto text = brailleRows(dotsOf(screen));
+    int end = std::min((rows.end + rowsPerCharacter - 1) / rowsPerCharacter, textRows);
+    const auto isEmpty = [&](int row) {
+        return text[static_cast<std::size_t>(row)].find_first_not_of(L' ') == std::wstring::npos;
+    };
+    while (end > rows.first / rowsPerCharacter && isEmpty(end - 1)) {
+        --end;
+    }
+    if (end <= rows.first / rowsPerCharacter) {
+        out << "(empty)" << std::endl;
+        return;
+    }
+    out << '\n';
+    for (int row = rows.first / rowsPerCharacter; row < end; ++row) {
+        const std::wstring& line = text[static_cast<std::size_t>(row)];
+        out << utf8(line.substr(0, line.find_last_not_of(L' ') + 1)) << '\n';
+    }
+    out << std::endl;
+}
+
+} // namespace sim

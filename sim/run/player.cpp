@@ -1,0 +1,217 @@
+// The acts of a play, and the watching in between.
+#include "sim/run/player.h"
+
+#include "sim/run/signals.h"
+
+#include <chrono>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+namespace sim {
+
+namespace {
+
+/// Iterations from one look at the device to the next; it sends no more than one frame in that time.
+constexpr std::uint64_t glance = 20;
+
+/// How long, in iterations, the device may take for anything.
+constexpr std::uint64_t longestWait = 60000;
+
+/// How long its program may be stuck in one iteration.
+constexpr auto patience = std::chrono::seconds(20);
+
+/// Long enough for every progress line to be drawn.
+constexpr const char* scriptPace = "STEP_SECONDS=0.05";
+
+DeviceSetup completed(DeviceSetup setup)
+{
+    setup.time = Time::VirtualPaced;
+    setup.patience = patience;
+    setup.environment.push_back(scriptPace);
+    return setup;
+}
+
+} // namespace
+
+Player::Player(const Play& chosenPlay, const Workshop& chosenWorkshop, Witnesses chosenWitnesses, DeviceSetup setup)
+    : play(chosenPlay), workshop(chosenWorkshop), witnesses(chosenWitnesses), drive(workshop.makeDrive(play.drive)),
+      device(completed(std::move(setup)))
+{}
+
+std::string Player::perform()
+{
+    try {
+        observe();
+        for (const auto& scene : play.scenes) {
+            for (const Step& step : scene) {
+                perform(step);
+            }
+        }
+        return checkEnd();
+    } catch (const DeviceEnded&) {
+        throw std::runtime_error(tellEnd());
+    }
+}
+
+void Player::perform(const Step& step)
+{
+    switch (step.act) {
+    case Act::See:
+        return see(step.what);
+    case Act::AwaitScript:
+        return awaitScript(step.what);
+    case Act::Plug:
+        rememberMemory();
+        device.plug(drive);
+        return say("the drive is plugged in");
+    case Act::Pull:
+        device.unplug();
+        return say("the drive is pulled out");
+    case Act::TurnRight:
+        device.turn(1);
+        return say("the knob is turned to the right");
+    case Act::Click:
+        return click();
+    }
+}
+
+void Player::see(std::string_view name)
+{
+    if (!witnesses.album.contains(name)) {
+        throw std::runtime_error("there is no reference picture " + std::string(name) + ".png");
+    }
+    runUntil([&] { return screenName == name; }, "the screen \"" + std::string(name) + "\"", glance);
+}
+
+void Player::awaitScript(std::string_view command)
+{
+    constexpr std::uint64_t atOnce = 1;
+    runUntil([&] { return scripts.size() > scriptsAwaited; }, std::string(command) + " to start", atOnce);
+    const std::string& started = scripts[scriptsAwaited++];
+    if (started != command) {
+        throw std::runtime_error(started + " was started instead of " + std::string(command));
+    }
+}
+
+void Player::click()
+{
+    constexpr int debouncing = 3; // glances
+    rememberMemory();
+    say("the knob is clicked");
+    device.press();
+    for (int i = 0; i < debouncing; ++i) {
+        run(glance);
+    }
+    device.release();
+    for (int i = 0; i < debouncing; ++i) {
+        run(glance);
+    }
+}
+
+std::string Player::checkEnd()
+{
+    const std::string finalScreen = screenName;
+    constexpr std::uint64_t aftermath = 500;
+    run(aftermath);
+    const auto faults = device.faults();
+    if (!faults.empty()) {
+        throw std::runtime_error("the updater misused the hardware: " + faults.front());
+    }
+    if (screenName != finalScreen) {
+        throw std::runtime_error("the screen \"" + finalScreen + "\" does not stay");
+    }
+    if (scripts.size() != scriptsAwaited) {
+        throw std::runtime_error("an unexpected script was started: " + scripts[scriptsAwaited]);
+    }
+    if (play.outcome != Outcome::LeftAlone) {
+        return workshop.verify(device.root(), play.outcome);
+    }
+    if (memoryContent(device.root()) != memoryBeforeScript) {
+        throw std::runtime_error("the script that failed has changed the internal memory");
+    }
+    return "the screen \"" + finalScreen + "\" stays, and the script that failed left the internal memory as it was";
+}
+
+void Player::runUntil(const std::function<bool()>& isTrue, const std::string& awaited, std::uint64_t step)
+{
+    for (std::uint64_t waited = 0; !isTrue(); waited += step) {
+        if (waited >= longestWait) {
+            throw std::runtime_error("waited " + std::to_string(longestWait / 1000) + " s of device time for " +
+                                     awaited);
+        }
+        run(step);
+    }
+}
+
+void Player::run(std::uint64_t iterations)
+{
+    checkSignals();
+    device.run(iterations);
+    observe();
+}
+
+void Player::observe()
+{
+    iteration = device.iteration();
+    observeWords(device.standardOutput(), outputSeen, "the updater writes: ");
+    observeScripts();
+    observeWords(device.standardError(), errorsSeen, "an error is told: ");
+    observeScreen();
+    isScriptRunning = device.isScriptRunning();
+}
+
+/// The log of the wires tells of a script as "MICROSECONDS run COMMAND".
+void Player::observeScripts()
+{
+    std::size_t count = 0;
+    for (const std::string& entry : device.traffic()) {
+        std::istringstream words(entry);
+        std::string time;
+        std::string verb;
+        std::string command;
+        words >> time >> verb >> std::ws;
+        if (verb == "run" && std::getline(words, command) && ++count > scripts.size()) {
+            if (isScriptRunning) { // one script follows the other, with nothing in between
+                rememberMemory();
+            }
+            scripts.push_back(command);
+            say(command + " starts");
+        }
+    }
+}
+
+void Player::observeScreen()
+{
+    const std::uint64_t frames = device.frameCount();
+    if (frames == frameCount) {
+        return;
+    }
+    frameCount = frames;
+    const Screen screen = device.screen();
+    screenName = witnesses.album.nameOf(screen);
+    witnesses.frames.add(screen, screenName);
+    witnesses.log.show(iteration, screen, screenName);
+}
+
+/// Tells the lines that are new. The last one may lack its end.
+void Player::observeWords(const std::string& all, std::size_t& seen, const std::string& caption)
+{
+    std::istringstream text(all.substr(seen));
+    for (std::string line; std::getline(text, line);) {
+        say(caption + line);
+    }
+    seen = all.size();
+}
+
+std::string Player::tellEnd()
+{
+    std::string text = "the updater has ended: " + SimulatedDevice::describe(device.waitForEnd());
+    std::istringstream errors(device.standardError());
+    for (std::string line; std::getline(errors, line);) {
+        text += "; " + line;
+    }
+    return text;
+}
+
+} // namespace sim

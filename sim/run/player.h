@@ -1,0 +1,68 @@
+// Performs a play on a device, and checks what comes of it.
+#pragma once
+
+#include "sim/device/simulated_device.h"
+#include "sim/run/frame_folder.h"
+#include "sim/run/play_log.h"
+#include "sim/run/plays.h"
+#include "sim/run/screen_album.h"
+#include "sim/run/workshop.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace sim {
+
+class Player {
+public:
+    /// Where what is seen goes to.
+    struct Witnesses {
+        const ScreenAlbum& album;
+        FrameFolder& frames;
+        PlayLog& log;
+    };
+
+    /// Starts the device. Its setup names the updater, the library and the root; the rest is the player's choice.
+    Player(const Play& chosenPlay, const Workshop& chosenWorkshop, Witnesses chosenWitnesses, DeviceSetup setup);
+
+    /// Returns in a line what has been verified. Throws std::runtime_error with a line when something is not as it
+    /// should be, and Interrupted.
+    std::string perform();
+
+private:
+    void perform(const Step& step);
+    void see(std::string_view name);
+    void awaitScript(std::string_view command);
+    void click();
+    std::string checkEnd();
+
+    /// Looks every `step` iterations. Throws when the device has run for too long and still `isTrue` is not.
+    void runUntil(const std::function<bool()>& isTrue, const std::string& awaited, std::uint64_t step);
+    void run(std::uint64_t iterations);
+    void rememberMemory() { memoryBeforeScript = memoryContent(device.root()); }
+    void observe();
+    void observeScripts();
+    void observeScreen();
+    void observeWords(const std::string& all, std::size_t& seen, const std::string& caption);
+    void say(const std::string& text) { witnesses.log.say(iteration, text); }
+    [[nodiscard]] std::string tellEnd();
+
+    const Play& play;
+    const Workshop& workshop;
+    Witnesses witnesses;
+    const std::filesystem::path drive;
+    SimulatedDevice device;
+
+    std::uint64_t iteration = 0;
+    std::uint64_t frameCount = 0;
+    std::string screenName;
+    std::vector<std::string> scripts;
+    std::size_t scriptsAwaited = 0;
+    bool isScriptRunning = false;
+    std::string memoryBeforeScript;
+    std::size_t outputSeen = 0;
+    std::size_t errorsSeen = 0;
+};
+
+} // namespace sim

@@ -1,0 +1,57 @@
+// Reading the pictures back into grey levels.
+#include "sim/run/screen_album.h"
+
+#include "sim/device/png_file.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace sim {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+Screen readScreen(const fs::path& path)
+{
+    const Picture picture = readPng(path);
+    Screen screen{};
+    if (picture.pixels.size() != screen.size()) {
+        throw std::runtime_error("not the size of a screen: " + path.string());
+    }
+    constexpr int levelStep = 85;
+    std::transform(picture.pixels.begin(), picture.pixels.end(), screen.begin(), [](const Colour& colour) {
+        return static_cast<std::uint8_t>((255 - colour.green + levelStep / 2) / levelStep);
+    });
+    if (pictureOf(screen).pixels != picture.pixels) {
+        throw std::runtime_error("not in the greys of a screen: " + path.string());
+    }
+    return screen;
+}
+
+} // namespace
+
+ScreenAlbum::ScreenAlbum(const fs::path& folder)
+{
+    if (!fs::is_directory(folder)) {
+        throw std::runtime_error("no such folder: " + folder.string());
+    }
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+        if (entry.path().extension() == ".png") {
+            names[readScreen(entry.path())] = entry.path().stem().string();
+        }
+    }
+}
+
+bool ScreenAlbum::contains(std::string_view name) const
+{
+    return std::any_of(names.begin(), names.end(), [&](const auto& entry) { return entry.second == name; });
+}
+
+std::string ScreenAlbum::nameOf(const Screen& screen) const
+{
+    const auto found = names.find(screen);
+    return found == names.end() ? std::string() : found->second;
+}
+
+} // namespace sim

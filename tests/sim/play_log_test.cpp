@@ -1,0 +1,126 @@
+// Tests of what a play prints.
+#include "sim/run/play_log.h"
+
+#include <gmock/gmock.h>
+#include <memory>
+#include <sstream>
+
+namespace {
+
+using sim::PlayLog;
+using sim::Screen;
+
+std::unique_ptr<Screen> emptyScreen()
+{
+    auto screen = std::make_unique<Screen>();
+    screen->fill(0);
+    return screen;
+}
+
+void setPixel(Screen& screen, int x, int y)
+{
+    screen[static_cast<std::size_t>(y * sim::screenWidth + x)] = 3;
+}
+
+/// A log, and what it has printed since it was last asked.
+struct PrintedLog {
+    std::ostringstream stream;
+    PlayLog log{stream};
+
+    std::string printed()
+    {
+        std::string text = stream.str();
+        stream.str("");
+        return text;
+    }
+};
+
+TEST(PlayLog, SaysWhatHappensWithTheSecondsOfDeviceTime)
+{
+    PrintedLog test;
+    test.log.say(12345, "something happens");
+    EXPECT_EQ(test.printed(), "  12.345 s  something happens\n");
+}
+
+TEST(PlayLog, ShowsAScreenWithoutBlanksAtItsEnds)
+{
+    PrintedLog test;
+    const auto screen = emptyScreen();
+    setPixel(*screen, 0, 4);
+    setPixel(*screen, 5, 4);
+    test.log.show(500, *screen, "");
+    EXPECT_EQ(test.printed(), "   0.500 s  the screen shows\n\n\n\u2801 \u2808\n\n");
+}
+
+TEST(PlayLog, TellsTheNameOfAScreenThatHasOne)
+{
+    PrintedLog test;
+    const auto screen = emptyScreen();
+    setPixel(*screen, 0, 0);
+    test.log.show(500, *screen, "menu");
+    EXPECT_EQ(test.printed(), "   0.500 s  the screen shows \"menu\"\n\n\u2801\n\n");
+}
+
+TEST(PlayLog, SaysThatAScreenIsEmpty)
+{
+    PrintedLog test;
+    test.log.show(1, *emptyScreen(), "");
+    EXPECT_EQ(test.printed(), "   0.001 s  the screen shows\n(empty)\n");
+}
+
+TEST(PlayLog, KeepsSilentWhenTheScreenStaysTheSame)
+{
+    PrintedLog test;
+    const auto screen = emptyScreen();
+    test.log.show(1, *screen, "");
+    (void)test.printed();
+    test.log.show(2, *screen, "");
+    EXPECT_EQ(test.printed(), "");
+}
+
+TEST(PlayLog, KeepsSilentWhenOnlyTheWheelTurns)
+{
+    PrintedLog test;
+    const auto screen = emptyScreen();
+    test.log.show(1, *screen, "");
+    (void)test.printed();
+    for (const auto& [x, y] : {std::pair{102, 104}, {153, 104}, {102, 154}, {153, 154}}) {
+        setPixel(*screen, x, y);
+    }
+    test.log.show(2, *screen, "waiting");
+    EXPECT_EQ(test.printed(), "");
+}
+
+TEST(PlayLog, ShowsWhatChangesBesideTheWheel)
+{
+    for (const auto& [x, y] : {std::pair{101, 120}, {154, 120}, {120, 103}, {120, 155}}) {
+        PrintedLog test;
+        const auto screen = emptyScreen();
+        test.log.show(1, *screen, "");
+        (void)test.printed();
+        setPixel(*screen, x, y);
+        test.log.show(2, *screen, "");
+        EXPECT_NE(test.printed(), "") << x << ", " << y;
+    }
+}
+
+TEST(PlayLog, ShowsOnlyTheRowsOfALittleChange)
+{
+    PrintedLog test;
+    const auto screen = emptyScreen();
+    setPixel(*screen, 0, 0);
+    test.log.show(1, *screen, "");
+    (void)test.printed();
+    setPixel(*screen, 2, 81);
+    test.log.show(2, *screen, "");
+    EXPECT_EQ(test.printed(), "   0.002 s  the screen shows\n\n \u2802\n\n");
+}
+
+TEST(PlayLog, FailsWhenNothingCanBePrinted)
+{
+    PrintedLog test;
+    test.stream.setstate(std::ios::badbit);
+    EXPECT_THROW(test.log.say(1, "a word"), std::runtime_error);
+}
+
+} // namespace

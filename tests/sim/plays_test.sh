@@ -1,0 +1,165 @@
+#!/bin/bash
+# Tests the simulator as a program: every play, what a play does not let pass, wrong usage, and that nothing is left.
+# Usage: plays_test.sh SIMULATOR SCRIPTS [PLAY]   (with PLAY only that play)
+set -uo pipefail
+
+simulator=$1 scripts=$2
+work=$(mktemp -d) || exit 1
+trap 'rm -rf -- "$work"' EXIT
+mkdir "$work/tmp"
+export TMPDIR=$work/tmp
+passed=0 failed=0
+
+# it SENTENCE FUNCTION [ARGUMENT...]
+it() {
+  local sentence=$1
+  shift
+  if (set -e && "$@" && nothing_left) >"$work/log" 2>&1; then
+    passed=$((passed + 1))
+    echo "ok - $sentence"
+  else
+    failed=$((failed + 1))
+    echo "not ok - $sentence"
+    sed 's/^/    /' "$work/log"
+  fi
+}
+
+nothing_left() {
+  [[ -z $(ls -A "$TMPDIR") ]] || { echo "left behind: $(ls -A "$TMPDIR")"; return 1; }
+}
+
+# run ARGUMENT...: keeps the simulator's output in $work/out and $work/err and its exit status in $status.
+run() {
+  status=0
+  "$simulator" "$@" </dev/null >"$work/out" 2>"$work/err" || status=$?
+}
+
+play_passes() {
+  run --play "$1"
+  [[ $status -eq 0 ]] || { echo "exit status $status: $(cat "$work/err")"; return 1; }
+  [[ ! -s $work/err && $(tail -n 1 "$work/out") == "$1: passed: "* ]] || { tail -n 1 "$work/out" "$work/err"; return 1; }
+}
+
+# fails_saying STATUS PATTERN: the last run ended so, with a single line of error.
+fails_saying() {
+  cat "$work/err"
+  # shellcheck disable=SC2053 # a pattern
+  [[ $status -eq $1 && $(wc -l <"$work/err") -eq 1 && $(cat "$work/err") == $2 ]] || { echo "exit status $status"; return 1; }
+}
+
+update_is_the_default() {
+  run
+  [[ $status -eq 0 && $(tail -n 1 "$work/out") == "update: passed: "* ]]
+}
+
+# wrong_usage ARGUMENT...
+wrong_usage() {
+  run "$@"
+  [[ $status -eq 2 && ! -s $work/out && $(wc -l <"$work/err") -eq 2 && $(tail -n 1 "$work/err") == usage:* ]]
+}
+
+shows_help() {
+  run --help
+  [[ $status -eq 0 && ! -s $work/err && $(head -n 1 "$work/out") == usage:* ]]
+}
+
+# with_script NAME TEXT ARGUMENT...: runs the simulator with one of the device's scripts replaced.
+with_script() {
+  local name=$1 text=$2
+  shift 2
+  rm -rf "$work/scripts"
+  cp -R "$scripts" "$work/scripts"
+  printf '#!/bin/bash\n%s\n' "$text" >"$work/scripts/$name"
+  run --scripts "$work/scripts" "$@"
+}
+
+lazy_install() {
+  with_script install.sh 'exit 0' --play update
+  fails_saying 1 'update: failed: verify_memory.sh: wrong version*'
+}
+
+unchecked_signature() {
+  with_script decrypt.sh 'exit 2' --play corrupt
+  fails_saying 1 'corrupt: failed: waited 60 s of device time for the screen "failed-corrupt"'
+}
+
+careless_format() {
+  # shellcheck disable=SC2016 # for the script to expand
+  with_script format.sh 'echo >>"$DEVICE_ROOT/dev/memory"; exit 1' --play format-fails
+  fails_saying 1 'format-fails: failed: *internal memory*'
+}
+
+updater_that_ends() {
+  run --updater "$(type -P true)"
+  fails_saying 1 'update: failed: the updater has ended: exit status 0'
+}
+
+missing_updater() {
+  run --updater "$work/nothing"
+  fails_saying 1 '*: cannot use *nothing: No such file or directory'
+}
+
+no_temporary_folder() {
+  TMPDIR=$work/nowhere run
+  fails_saying 1 'update: failed: cannot make a folder in *'
+}
+
+missing_tool() {
+  local tool path=$PATH
+  mkdir -p "$work/bin"
+  for tool in bash openssl; do ln -sf "$(command -v "$tool")" "$work/bin/"; done
+  PATH=$work/bin run
+  PATH=$path fails_saying 1 'update: failed: missing tool: mcopy (package mtools)'
+}
+
+saves_frames() {
+  run --play no-firmware --frames "$work/frames"
+  [[ $status -eq 0 && -s $work/frames/0002-waiting.png && -n $(ls "$work"/frames/*-failed-no-firmware.png) ]]
+}
+
+# full_output: nobody can read what is printed.
+full_output() {
+  status=0
+  "$simulator" --play corrupt >/dev/full 2>"$work/err" </dev/null || status=$?
+  fails_saying 1 'corrupt: failed: cannot write to the standard output'
+}
+
+# ends_by_signal NAME: under job control, without which jobs ignore an interrupt.
+ends_by_signal() {
+  set -m
+  "$simulator" --play update </dev/null >"$work/out" 2>"$work/err" &
+  sleep 1
+  kill -s "$1" $!
+  status=0
+  wait $! || status=$?
+  [[ ! -s $work/err && $status -eq $((128 + $(kill -l "$1"))) ]] || { echo "exit status $status"; return 1; }
+}
+
+finish() {
+  echo "$passed passed, $failed failed"
+  [[ $failed -eq 0 ]]
+}
+
+if [[ $# -ge 3 ]]; then
+  it "the play $3 passes" play_passes "$3"
+  finish
+  exit
+fi
+it "an update is what plays without options" update_is_the_default
+it "--help tells the usage" shows_help
+it "an unknown option is wrong usage" wrong_usage --fast
+it "an unknown play is wrong usage" wrong_usage --play chess
+it "an option without its value is wrong usage" wrong_usage --frames
+it "a play notices that nothing was installed" lazy_install
+it "a play notices the wrong message" unchecked_signature
+it "a play notices a memory that a failed script has changed" careless_format
+it "a play tells that the updater has ended" updater_that_ends
+it "an updater that is not there is told in one line" missing_updater
+it "a missing folder for temporary files is told in one line" no_temporary_folder
+it "a missing tool is told in one line, with its package" missing_tool
+it "frames are saved, with the names of known screens" saves_frames
+it "an output that is full is told in one line" full_output
+it "SIGINT ends a play, and nothing is left" ends_by_signal INT
+it "SIGTERM ends a play, and nothing is left" ends_by_signal TERM
+it "SIGHUP ends a play, and nothing is left" ends_by_signal HUP
+finish
