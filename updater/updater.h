@@ -31,7 +31,7 @@ enum class UpdateState : std::uint32_t {
 
 /// Waits for a USB drive, has it decrypted, lets the user choose and confirm, formats and installs. The images and
 /// fonts must be there before it is built.
-class Updater : public Widget {
+class Updater final : public Widget {
 public:
     /// Also switches the device's LEDs on.
     Updater();

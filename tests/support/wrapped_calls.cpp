@@ -1,0 +1,156 @@
+// What the linker puts in place of the system's calls: each asks the stand-in for the board, if there is one.
+#include "tests/support/system_calls.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+extern "C" {
+int __real_open(const char* path, int flags, ...);
+int __real_close(int fd);
+ssize_t __real_read(int fd, void* buffer, size_t count);
+ssize_t __real_write(int fd, const void* bytes, size_t count);
+int __real_ioctl(int fd, unsigned long request, ...);
+void* __real_mmap(void* address, size_t length, int protection, int flags, int fd, off_t offset);
+int __real_usleep(useconds_t microseconds);
+FILE* __real_popen(const char* command, const char* mode);
+int __real_pclose(FILE* pipe);
+}
+
+namespace {
+
+// What answers before `main` and between two tests: the product maps the registers during static initialisation.
+constexpr int startupFd = 899999;
+constinit std::uint32_t startupBlock[1024] = {};
+constinit SystemCalls::StartupMapping startup;
+
+/// Null when the descriptor is none of the stand-in's.
+SystemCalls* ownerOf(int fd)
+{
+    return SystemCalls::owns(fd) ? SystemCalls::current : nullptr;
+}
+
+} // namespace
+
+constinit SystemCalls* SystemCalls::current = nullptr;
+
+SystemCalls::StartupMapping SystemCalls::startupMapping()
+{
+    return startup;
+}
+
+extern "C" {
+
+int __wrap_open(const char* path, int flags, ...)
+{
+    if (SystemCalls::isDevice(path)) {
+        if (SystemCalls::current != nullptr) {
+            return SystemCalls::current->openDevice(path, flags);
+        }
+        if (std::string_view(path) == "/dev/mem") {
+            return startupFd;
+        }
+        errno = ENOENT;
+        return -1;
+    }
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return __real_open(path, flags, mode);
+}
+
+int __wrap_close(int fd)
+{
+    if (fd == startupFd) {
+        return 0;
+    }
+    SystemCalls* const owner = ownerOf(fd);
+    return owner != nullptr ? owner->closeDevice(fd) : __real_close(fd);
+}
+
+ssize_t __wrap_read(int fd, void* buffer, size_t count)
+{
+    ssize_t result = 0;
+    if (SystemCalls::current != nullptr && SystemCalls::current->readCommand(fd, buffer, count, result)) {
+        return result;
+    }
+    SystemCalls* const owner = ownerOf(fd);
+    return owner != nullptr ? owner->readDevice(fd, buffer, count) : __real_read(fd, buffer, count);
+}
+
+ssize_t __wrap_write(int fd, const void* bytes, size_t count)
+{
+    SystemCalls* const owner = ownerOf(fd);
+    return owner != nullptr ? owner->writeDevice(fd, static_cast<const std::uint8_t*>(bytes), count)
+                            : __real_write(fd, bytes, count);
+}
+
+int __wrap_ioctl(int fd, unsigned long request, ...)
+{
+    va_list arguments;
+    va_start(arguments, request);
+    void* argument = va_arg(arguments, void*);
+    va_end(arguments);
+    SystemCalls* const owner = ownerOf(fd);
+    return owner != nullptr ? owner->control(fd, request, argument) : __real_ioctl(fd, request, argument);
+}
+
+void* __wrap_mmap(void* address, size_t length, int protection, int flags, int fd, off_t offset)
+{
+    if (fd == startupFd) {
+        startup.physicalBase = offset;
+        ++startup.count;
+        return startupBlock;
+    }
+    SystemCalls* const owner = ownerOf(fd);
+    return owner != nullptr ? owner->map(length, protection, flags, fd, offset)
+                            : __real_mmap(address, length, protection, flags, fd, offset);
+}
+
+int __wrap_usleep(useconds_t microseconds)
+{
+    if (SystemCalls::current == nullptr) {
+        return __real_usleep(microseconds);
+    }
+    SystemCalls::current->wait(microseconds);
+    return 0;
+}
+
+FILE* __wrap_popen(const char* command, const char* mode)
+{
+    return SystemCalls::current != nullptr ? SystemCalls::current->start(command, mode) : __real_popen(command, mode);
+}
+
+int __wrap_pclose(FILE* pipe)
+{
+    return SystemCalls::current != nullptr ? SystemCalls::current->finish(pipe) : __real_pclose(pipe);
+}
+
+// The standard library's own calls are not renamed; it finds these before the system's.
+
+int stat(const char* path, struct stat* result) noexcept
+{
+    static const auto systemStat = reinterpret_cast<int (*)(const char*, struct stat*)>(dlsym(RTLD_NEXT, "stat"));
+    const char* resolved = SystemCalls::current != nullptr ? SystemCalls::current->resolve(path) : path;
+    if (resolved == nullptr) {
+        errno = ENOENT;
+        return -1;
+    }
+    return systemStat(resolved, result);
+}
+
+FILE* fopen64(const char* path, const char* mode)
+{
+    static const auto systemOpen = reinterpret_cast<FILE* (*)(const char*, const char*)>(dlsym(RTLD_NEXT, "fopen64"));
+    const char* resolved = SystemCalls::current != nullptr ? SystemCalls::current->resolve(path) : path;
+    if (resolved == nullptr) {
+        errno = ENOENT;
+        return nullptr;
+    }
+    return systemOpen(resolved, mode);
+}
+
+} // extern "C"
