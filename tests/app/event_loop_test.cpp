@@ -427,9 +427,6 @@ TEST_F(Loop, RunsWithoutDisplayAndEncoder)
 
 // With the real screen.
 
-/// Final, so that it may be destroyed in place although widgets have no virtual destructor.
-class TestedScreen final : public Updater {};
-
 class RealScreenLoop : public testing::Test {
 protected:
     RealScreenLoop()
@@ -454,7 +451,7 @@ protected:
     }
 
     SystemCalls calls;
-    std::optional<TestedScreen> updater;
+    std::optional<Updater> updater;
     DisplayDriver display;
     RotaryInput encoder;
     ButtonInput button;

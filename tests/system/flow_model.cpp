@@ -103,11 +103,18 @@ void FlowModel::fail(int status, std::uint64_t iteration)
         text = "Failed: Firmware file \"tonecrate.fw\" not found.";
     } else if (status == 3) {
         text = "Failed: Firmware file is corrupt.";
-    } else {
+    } else if (!isWheelDrawnAnew(iteration)) {
         frozenWheel = wheelFrameAt(iteration);
     }
     current = Place::Failed;
     wheelStart.reset();
+}
+
+/// Whether the wheel has turned since the last drawing, so that there will be another.
+bool FlowModel::isWheelDrawnAnew(std::uint64_t iteration) const
+{
+    const std::uint64_t drawn = (iteration - 1) / 20 * 20;
+    return wheelFrameAt(drawn) != wheelFrameAt(iteration);
 }
 
 /// The wheel goes on by one frame in every iteration that is divisible by 142.

@@ -33,6 +33,7 @@ private:
     [[nodiscard]] std::string question() const;
     void work(std::uint64_t iteration);
     void fail(int status, std::uint64_t iteration);
+    [[nodiscard]] bool isWheelDrawnAnew(std::uint64_t iteration) const;
     void startWheel(std::uint64_t iteration) { wheelStart = iteration; }
     [[nodiscard]] std::optional<int> wheelFrameAt(std::uint64_t iteration) const;
 

@@ -130,7 +130,7 @@ private:
             // Let what was told before be drawn, or it may never be seen.
             comeToRest();
             script.exit(*device, status);
-            model.scriptEnded(status, drawnBefore(device->iteration() + 1));
+            model.scriptEnded(status, device->iteration() + 1);
         }
     }
 
@@ -140,9 +140,6 @@ private:
                : model.place() == FlowModel::Place::Formatting ? device.format
                                                                : device.install;
     }
-
-    /// The iteration of the last drawing before that one.
-    static std::uint64_t drawnBefore(std::uint64_t iteration) { return (iteration - 1) / 20 * 20; }
 
     void comeToRest() { device->runTo(device->iteration() / 20 * 20 + 50); }
 

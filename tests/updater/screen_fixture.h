@@ -18,9 +18,6 @@
 
 inline const ScriptedRead nothingNow = {"", EAGAIN};
 
-/// Final, so that it may be destroyed in place although widgets have no virtual destructor.
-class TestedScreen final : public Updater {};
-
 class ScreenTest : public testing::Test {
 protected:
     // What the buttons send.
@@ -179,6 +176,6 @@ protected:
 
     SystemCalls calls;
     ScratchFolder folder;
-    std::optional<TestedScreen> screen;
+    std::optional<Updater> screen;
     std::uint64_t iteration = 0;
 };

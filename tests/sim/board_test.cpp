@@ -1,0 +1,591 @@
+// Tests of the board: its endpoints, what can be wrong with them, and its log.
+#include "sim/preload/board.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <functional>
+#include <gmock/gmock.h>
+#include <linux/i2c-dev.h>
+#include <linux/spi/spidev.h>
+#include <memory>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+using sim::Board;
+using sim::Endpoint;
+using sim::LedController;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Optional;
+
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr off_t gpioBase = 0xFE200000;
+constexpr std::size_t frameSize = 10240;
+
+constexpr int buttonLine = 6;
+constexpr int dataCommandLine = 7;
+constexpr int resetLine = 25;
+
+class BoardTest : public testing::Test {
+protected:
+    BoardTest() { board->timeline.setVirtual(true); }
+    ~BoardTest() override
+    {
+        for (const int fd : opened) {
+            close(fd);
+        }
+    }
+
+    int open(Endpoint endpoint)
+    {
+        const int fd = board->open(endpoint);
+        if (fd >= 0) {
+            opened.push_back(fd);
+        }
+        return fd;
+    }
+    ssize_t write(int fd, const Bytes& bytes) { return board->write(fd, bytes); }
+    int controlSpi(unsigned long request, std::uint32_t value)
+    {
+        return board->control(spi(), request, reinterpret_cast<unsigned long>(&value));
+    }
+    int selectI2c(std::uint8_t address) { return board->control(i2c(), I2C_SLAVE, address); }
+
+    int spi() { return shared(spiFd, Endpoint::Spi); }
+    int i2c() { return shared(i2cFd, Endpoint::I2c); }
+    int encoder() { return shared(encoderFd, Endpoint::Encoder); }
+
+    volatile std::uint32_t* registers() { return static_cast<volatile std::uint32_t*>(board->mapRegisters(gpioBase)); }
+    void selectOutput(int line)
+    {
+        registers()[line / 10] = registers()[line / 10] | 1U << (line % 10 * 3);
+        board->sync();
+    }
+    void drive(int line, bool level)
+    {
+        registers()[level ? 7 : 10] = 1U << line;
+        board->sync();
+    }
+    void command(std::uint8_t code, const Bytes& parameters = {})
+    {
+        drive(dataCommandLine, false);
+        EXPECT_EQ(write(spi(), {code}), 1);
+        if (!parameters.empty()) {
+            drive(dataCommandLine, true);
+            EXPECT_EQ(write(spi(), parameters), static_cast<ssize_t>(parameters.size()));
+        }
+    }
+    /// Brings the display up so far that frames are seen.
+    void lightDisplay()
+    {
+        selectOutput(dataCommandLine);
+        selectOutput(resetLine);
+        for (const bool level : {true, false, true}) {
+            drive(resetLine, level);
+        }
+        const std::pair<std::uint8_t, Bytes> commands[] = {
+            {0x94, {}}, {0x20, {0x0B}}, {0x0C, {}},           {0xF0, {0x11}},       {0x31, {}},
+            {0x40, {}}, {0x30, {}},     {0x15, {0x00, 0xFF}}, {0x75, {0x00, 0x9F}}, {0xAF, {}},
+        };
+        for (const auto& [code, parameters] : commands) {
+            command(code, parameters);
+        }
+    }
+
+    std::unique_ptr<Board> board = std::make_unique<Board>("/somewhere/a device");
+    std::vector<int> opened;
+
+private:
+    int shared(int& fd, Endpoint endpoint)
+    {
+        if (fd < 0) {
+            fd = open(endpoint);
+        }
+        return fd;
+    }
+
+    int spiFd = -1;
+    int i2cFd = -1;
+    int encoderFd = -1;
+};
+
+/// What a failing call leaves behind.
+struct Failure {
+    long result;
+    int error;
+
+    bool operator==(const Failure&) const = default;
+};
+
+Failure failureOf(const std::function<long()>& call)
+{
+    errno = 0;
+    const long result = call();
+    return {result, errno};
+}
+
+// Paths.
+
+TEST_F(BoardTest, KeepsTheDrivesTheVersionFilesAndTheScriptsInItsFolder)
+{
+    for (const std::string path : {"/dev/sda", "/dev/sda1", "/tmp/fw/version.txt", "/tmp/fw/version.old.txt",
+                                   "/tmp/fw/deep/er", "/usr/sbin/decrypt.sh", "/usr/sbin/install.sh"}) {
+        EXPECT_THAT(board->redirect(path), Optional("/somewhere/a device" + path));
+    }
+}
+
+TEST_F(BoardTest, LeavesAllOtherPathsAlone)
+{
+    for (const char* path : {"",
+                             "/",
+                             "dev/sda",
+                             "/dev/sda2",
+                             "/dev/sda11",
+                             "/dev/sdb",
+                             "/dev/sd",
+                             "/dev/null",
+                             "/dev/mem",
+                             "/dev/spidev0.0",
+                             "/dev/i2c-22",
+                             "/dev/input/event0",
+                             "/tmp/fw",
+                             "/tmp/fw2/version.txt",
+                             "/tmp/other",
+                             "tmp/fw/version.txt",
+                             "/usr/sbin/decrypt",
+                             "/usr/sbin/",
+                             "/usr/bin/decrypt.sh",
+                             "/sbin/decrypt.sh",
+                             "/x/usr/sbin/decrypt.sh",
+                             "/x/tmp/fw/version.txt"}) {
+        EXPECT_EQ(board->redirect(path), std::nullopt) << path;
+    }
+}
+
+TEST_F(BoardTest, HasFourEndpointsAtTheirPathsOnly)
+{
+    const std::pair<const char*, Endpoint> paths[] = {
+        {"/dev/mem", Endpoint::Memory},           {"/dev/spidev0.0", Endpoint::Spi}, {"/dev/i2c-22", Endpoint::I2c},
+        {"/dev/input/event0", Endpoint::Encoder}, {"/dev/kmem", Endpoint::None},     {"/dev/spidev0.1", Endpoint::None},
+        {"/dev/spidev1.0", Endpoint::None},       {"/dev/i2c-2", Endpoint::None},    {"/dev/i2c-221", Endpoint::None},
+        {"/dev/input/event1", Endpoint::None},    {"/dev/sda", Endpoint::None},      {"", Endpoint::None},
+    };
+    for (const auto& [path, endpoint] : paths) {
+        EXPECT_EQ(Board::endpointAt(path), endpoint) << path;
+    }
+}
+
+// Descriptors.
+
+TEST_F(BoardTest, KnowsItsDescriptorsUntilTheyAreClosed)
+{
+    for (const Endpoint endpoint : {Endpoint::Memory, Endpoint::Spi, Endpoint::I2c, Endpoint::Encoder}) {
+        const int fd = open(endpoint);
+        ASSERT_GE(fd, 0);
+        EXPECT_EQ(board->endpointOf(fd), endpoint);
+        board->close(fd);
+        EXPECT_EQ(board->endpointOf(fd), Endpoint::None);
+    }
+}
+
+TEST_F(BoardTest, KnowsNoOtherDescriptors)
+{
+    for (const int fd : {-1, 0, 1, 2, 1023, 1024, 1 << 20}) {
+        EXPECT_EQ(board->endpointOf(fd), Endpoint::None) << fd;
+    }
+}
+
+TEST_F(BoardTest, RefusesWhatAnEndpointCannotDo)
+{
+    Bytes buffer(64);
+    const int memory = open(Endpoint::Memory);
+    EXPECT_EQ(failureOf([&] { return write(memory, {1}); }), (Failure{-1, EBADF}));
+    EXPECT_EQ(failureOf([&] { return write(encoder(), {1}); }), (Failure{-1, EBADF}));
+    EXPECT_EQ(failureOf([&] { return board->read(memory, buffer); }), (Failure{-1, EIO}));
+    EXPECT_EQ(failureOf([&] { return board->read(spi(), buffer); }), (Failure{-1, EIO}));
+    EXPECT_EQ(failureOf([&] { return board->control(memory, SPI_IOC_WR_MODE, 0); }), (Failure{-1, ENOTTY}));
+    EXPECT_EQ(failureOf([&] { return board->control(encoder(), I2C_SLAVE, 0); }), (Failure{-1, ENOTTY}));
+    EXPECT_EQ(failureOf([&] { return board->control(spi(), I2C_SLAVE, 0); }), (Failure{-1, ENOTTY}));
+    EXPECT_EQ(failureOf([&] { return board->control(i2c(), SPI_IOC_WR_MODE, 0); }), (Failure{-1, ENOTTY}));
+}
+
+// Troubles.
+
+TEST_F(BoardTest, HasOnlyTheEndpointsThatAreNotAbsent)
+{
+    const struct {
+        const char* trouble;
+        Endpoint endpoint;
+        int error;
+    } cases[] = {
+        {"absent mem", Endpoint::Memory, EACCES},
+        {"absent spi", Endpoint::Spi, ENOENT},
+        {"absent i2c", Endpoint::I2c, ENOENT},
+        {"absent encoder", Endpoint::Encoder, ENOENT},
+    };
+    for (const auto& absent : cases) {
+        board->setTrouble(absent.trouble, true);
+        EXPECT_TRUE(board->hasTrouble(absent.trouble));
+        for (const auto& other : cases) {
+            const Failure failure = failureOf([&] { return std::min(open(other.endpoint), 0); });
+            const bool isAbsent = other.endpoint == absent.endpoint;
+            EXPECT_EQ(failure, (isAbsent ? Failure{-1, absent.error} : Failure{0, 0})) << other.trouble;
+        }
+        board->setTrouble(absent.trouble, false);
+        EXPECT_FALSE(board->hasTrouble(absent.trouble));
+        EXPECT_GE(open(absent.endpoint), 0) << absent.trouble;
+    }
+}
+
+TEST_F(BoardTest, FailsToMapWhenToldSo)
+{
+    board->setTrouble("mmap fails", true);
+    errno = 0;
+    EXPECT_EQ(board->mapRegisters(gpioBase), MAP_FAILED);
+    EXPECT_EQ(errno, EPERM);
+}
+
+TEST_F(BoardTest, RefusesOneOfTheBusSettingsWhenToldSo)
+{
+    const struct {
+        const char* trouble;
+        unsigned long request;
+    } settings[] = {
+        {"refused mode", SPI_IOC_WR_MODE},
+        {"refused bits", SPI_IOC_WR_BITS_PER_WORD},
+        {"refused speed", SPI_IOC_WR_MAX_SPEED_HZ},
+    };
+    for (const auto& refused : settings) {
+        board->setTrouble(refused.trouble, true);
+        for (const auto& setting : settings) {
+            const Failure expected = setting.request == refused.request ? Failure{-1, EINVAL} : Failure{0, 0};
+            EXPECT_EQ(failureOf([&] { return controlSpi(setting.request, 8); }), expected) << setting.trouble;
+        }
+        board->setTrouble(refused.trouble, false);
+        EXPECT_EQ(controlSpi(refused.request, 8), 0);
+    }
+}
+
+TEST_F(BoardTest, RefusesASpeedOfNothing)
+{
+    EXPECT_EQ(failureOf([&] { return controlSpi(SPI_IOC_WR_MAX_SPEED_HZ, 0); }), (Failure{-1, EINVAL}));
+    EXPECT_EQ(write(spi(), {0x30}), 1);
+}
+
+TEST_F(BoardTest, FailsTransfersToTheDisplayWhenToldSo)
+{
+    lightDisplay();
+    board->setTrouble("failing spi", true);
+    EXPECT_EQ(failureOf([&] { return write(spi(), {0xAE}); }), (Failure{-1, EIO}));
+    board->setTrouble("failing spi", false);
+    EXPECT_EQ(write(spi(), {0xAE}), 1);
+}
+
+TEST_F(BoardTest, FailsTransfersToTheLedsWhenToldSo)
+{
+    Bytes byte(1);
+    ASSERT_EQ(selectI2c(LedController::address), 0);
+    board->setTrouble("failing i2c", true);
+    EXPECT_EQ(failureOf([&] { return write(i2c(), {0x00, 0x01}); }), (Failure{-1, ETIMEDOUT}));
+    EXPECT_EQ(failureOf([&] { return board->read(i2c(), byte); }), (Failure{-1, EIO}));
+    board->setTrouble("failing i2c", false);
+    EXPECT_EQ(write(i2c(), {0x00}), 1);
+    EXPECT_EQ(board->read(i2c(), byte), 1);
+    EXPECT_EQ(byte[0], 0) << "the failed write has not reached the register";
+}
+
+TEST_F(BoardTest, FailsToReadTheEncoderWhenToldSoAndLosesNothing)
+{
+    Bytes buffer(sizeof(input_event));
+    board->turn(1);
+    board->setTrouble("failing encoder", true);
+    EXPECT_EQ(failureOf([&] { return board->read(encoder(), buffer); }), (Failure{-1, EIO}));
+    board->setTrouble("failing encoder", false);
+    EXPECT_EQ(board->read(encoder(), buffer), 24);
+}
+
+// The encoder.
+
+TEST_F(BoardTest, HandsOutOneEncoderRecordPerRead)
+{
+    board->turn(-2);
+    board->queueEvent(EV_KEY, KEY_A, 9);
+    Bytes buffer(3 * sizeof(input_event));
+    std::vector<std::int32_t> values;
+    while (board->read(encoder(), buffer) == sizeof(input_event)) {
+        input_event event{};
+        std::memcpy(&event, buffer.data(), sizeof event);
+        values.push_back(event.value);
+    }
+    EXPECT_THAT(values, ElementsAre(-2, 0, 9));
+    EXPECT_EQ(failureOf([&] { return board->read(encoder(), buffer); }), (Failure{-1, EAGAIN}));
+}
+
+TEST_F(BoardTest, RefusesAnEncoderReadThatIsTooShortAndLosesNothing)
+{
+    board->turn(1);
+    Bytes tooShort(sizeof(input_event) - 1);
+    Bytes buffer(sizeof(input_event));
+    EXPECT_EQ(failureOf([&] { return board->read(encoder(), tooShort); }), (Failure{-1, EINVAL}));
+    EXPECT_EQ(failureOf([&] { return board->read(encoder(), {}); }), (Failure{-1, EINVAL}));
+    EXPECT_EQ(board->read(encoder(), buffer), 24);
+}
+
+// The LEDs.
+
+TEST_F(BoardTest, LightsTheLeds)
+{
+    ASSERT_EQ(selectI2c(LedController::address), 0);
+    EXPECT_EQ(write(i2c(), {0x00, 0x01}), 2);
+    EXPECT_EQ(write(i2c(), {0x25, 0x10}), 2);
+    EXPECT_EQ(write(i2c(), {0x12, 0x80, 0x00}), 3);
+    EXPECT_EQ(board->leds().back(), 0x80);
+    EXPECT_EQ(board->leds().front(), 0);
+    EXPECT_THAT(board->faultList(), IsEmpty());
+}
+
+TEST_F(BoardTest, GetsNoAnswerAtAnotherI2cAddress)
+{
+    EXPECT_EQ(failureOf([&] { return write(i2c(), {0x00, 0x01}); }), (Failure{-1, EREMOTEIO})) << "none selected";
+    ASSERT_EQ(selectI2c(0x6D), 0);
+    EXPECT_EQ(failureOf([&] { return write(i2c(), {0x00, 0x01}); }), (Failure{-1, EREMOTEIO}));
+    EXPECT_EQ(board->faultList(), std::vector<std::string>(2, "an I2C write to an address where nothing answers"));
+}
+
+// The GPIO block.
+
+TEST_F(BoardTest, ReportsAMappingOfOtherMemory)
+{
+    EXPECT_NE(board->mapRegisters(0x3F200000), MAP_FAILED);
+    EXPECT_THAT(board->faultList(), ElementsAre("a mapping of memory that is not the GPIO block"));
+}
+
+TEST_F(BoardTest, PullsTheButtonsLineDownWhileItIsPressed)
+{
+    const auto level = [this] { return (registers()[13] >> buttonLine) & 1U; };
+    EXPECT_EQ(level(), 1U);
+    board->setButton(true);
+    EXPECT_EQ(level(), 0U);
+    EXPECT_EQ(registers()[13], ~(1U << buttonLine)) << "no other line";
+    board->setButton(false);
+    EXPECT_EQ(level(), 1U);
+}
+
+// The display.
+
+TEST_F(BoardTest, ShowsAFrameWhenItHasArrivedWhole)
+{
+    lightDisplay();
+    EXPECT_THAT(board->screen(), Each(0));
+    command(0x5C, Bytes(frameSize, 0xAA));
+    EXPECT_THAT(board->screen(), Each(2));
+    EXPECT_EQ(board->frameCount(), 1U);
+    EXPECT_THAT(board->faultList(), IsEmpty());
+}
+
+TEST_F(BoardTest, ResetsTheDisplayWhenItsResetLineIsLow)
+{
+    lightDisplay();
+    command(0x5C, Bytes(frameSize, 0xFF));
+    drive(resetLine, false);
+    EXPECT_THAT(board->screen(), Each(0));
+    command(0x30);
+    EXPECT_THAT(board->faultList(), ElementsAre("the controller was used during its reset"));
+}
+
+TEST_F(BoardTest, RefusesATransferThatIsLongerThanTheDriversBuffer)
+{
+    lightDisplay();
+    const auto before = board->timeline.now();
+    drive(dataCommandLine, true);
+    EXPECT_EQ(failureOf([&] { return write(spi(), Bytes(frameSize + 1)); }), (Failure{-1, EMSGSIZE}));
+    EXPECT_EQ(board->timeline.now(), before) << "nothing went over the bus";
+    EXPECT_THAT(board->faultList(), IsEmpty());
+    command(0x5C, Bytes(frameSize));
+    EXPECT_EQ(board->frameCount(), 1U);
+}
+
+TEST_F(BoardTest, TakesTheTimeOfTheBusSpeedForATransfer)
+{
+    lightDisplay();
+    const struct {
+        std::uint32_t speedHz;
+        sim::Timeline::Duration perByte;
+    } speeds[] = {{12500000, 640ns}, {1000000, 8us}};
+    for (const auto& [speedHz, perByte] : speeds) {
+        ASSERT_EQ(controlSpi(SPI_IOC_WR_MAX_SPEED_HZ, speedHz), 0);
+        const auto before = board->timeline.now();
+        command(0x5C, Bytes(frameSize));
+        EXPECT_EQ(board->timeline.now() - before, perByte * (frameSize + 1)) << speedHz;
+    }
+}
+
+TEST_F(BoardTest, TakesTheTimeItIsToldToForAFrame)
+{
+    lightDisplay();
+    board->setFrameTime(60ms);
+    const auto before = board->timeline.now();
+    write(spi(), Bytes(frameSize));
+    EXPECT_EQ(board->timeline.now() - before, 60ms);
+    write(spi(), Bytes(frameSize / 2));
+    EXPECT_EQ(board->timeline.now() - before, 90ms);
+    board->setFrameTime(0ms);
+    write(spi(), Bytes(1));
+    EXPECT_EQ(board->timeline.now() - before, 90ms + 16us) << "at the speed of an untouched bus";
+}
+
+/// A frame is under way in another thread, for 60 ms, of which one has passed.
+class BoardDuringAFrame : public BoardTest {
+protected:
+    BoardDuringAFrame()
+    {
+        lightDisplay();
+        board->setFrameTime(60ms);
+        command(0x5C);
+        drive(dataCommandLine, true);
+        transfer(frame);
+        board->timeline.pass(1ms);
+    }
+    ~BoardDuringAFrame() override
+    {
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+    }
+    void transfer(const Bytes& bytes)
+    {
+        board->timeline.threadStarts();
+        threads.emplace_back([this, fd = spi(), &bytes] {
+            EXPECT_EQ(board->write(fd, bytes), static_cast<ssize_t>(bytes.size()));
+            board->timeline.threadEnds();
+        });
+    }
+
+    Bytes frame = Bytes(frameSize, 0xFF);
+    const Bytes otherFrame = Bytes(frameSize, 0x55);
+    std::vector<std::thread> threads;
+};
+
+TEST_F(BoardDuringAFrame, ShowsItAtItsEndAndNotBefore)
+{
+    board->timeline.pass(58ms);
+    EXPECT_THAT(board->screen(), Each(0));
+    board->timeline.pass(1ms);
+    EXPECT_THAT(board->screen(), Each(3));
+    EXPECT_THAT(board->faultList(), IsEmpty());
+}
+
+TEST_F(BoardDuringAFrame, SendsTheBytesAsTheyWereWhenTheWriteBegan)
+{
+    std::fill(frame.begin(), frame.end(), std::uint8_t{0});
+    board->timeline.pass(60ms);
+    EXPECT_THAT(board->screen(), Each(3));
+}
+
+TEST_F(BoardDuringAFrame, ReportsAFlippedLine)
+{
+    drive(dataCommandLine, false);
+    drive(dataCommandLine, true);
+    board->timeline.pass(60ms);
+    EXPECT_EQ(board->faultList(), std::vector<std::string>(2, "the data/command line changed during a transfer"));
+}
+
+TEST_F(BoardDuringAFrame, ReportsAFlippedLineThatNoCallOfTheProgramFollowed)
+{
+    registers()[10] = 1U << dataCommandLine;
+    board->timeline.pass(60ms);
+    EXPECT_EQ(board->faultList().front(), "the data/command line changed during a transfer");
+}
+
+TEST_F(BoardDuringAFrame, ReportsAnotherOneThatOverlaps)
+{
+    transfer(otherFrame);
+    board->timeline.pass(1ms);
+    EXPECT_THAT(board->faultList(), ElementsAre("a transfer began while another was under way"));
+    board->timeline.pass(60ms);
+}
+
+TEST_F(BoardDuringAFrame, LetsTheMainThreadDoOtherThings)
+{
+    EXPECT_EQ(selectI2c(LedController::address), 0);
+    EXPECT_EQ(write(i2c(), {0x00}), 1);
+    board->setButton(true);
+    board->turn(1);
+    EXPECT_EQ(board->timeline.now() % 1ms, 0ms + (board->timeline.now() % 1ms));
+    board->timeline.pass(60ms);
+    EXPECT_THAT(board->screen(), Each(3));
+}
+
+// The log.
+
+TEST_F(BoardTest, LogsWhatHappensOnTheWiresWithItsTimeInMicroseconds)
+{
+    controlSpi(SPI_IOC_WR_MODE, 3);
+    controlSpi(SPI_IOC_WR_BITS_PER_WORD, 8);
+    controlSpi(SPI_IOC_WR_MAX_SPEED_HZ, 8000000);
+    selectOutput(dataCommandLine);
+    selectOutput(resetLine);
+    drive(resetLine, true);
+    drive(resetLine, false);
+    drive(resetLine, true);
+    board->timeline.pass(20ms);
+    command(0x15, {0x00, 0xFF});
+    selectI2c(0x6C);
+    write(i2c(), {0x2F, 0x00});
+    board->note("wait 20000");
+    board->close(spi());
+    EXPECT_THAT(board->traffic(), ElementsAre("0 spi mode 3", "0 spi bits 8", "0 spi speed 8000000", "0 gpio 7 output",
+                                              "0 gpio 25 output", "0 gpio 25 high", "0 gpio 25 low", "0 gpio 25 high",
+                                              "20000 spi C 15", "20001 spi D 00 FF", "20003 i2c slave 6C",
+                                              "20003 i2c write 2F 00", "20003 wait 20000", "20003 spi close"));
+}
+
+TEST_F(BoardTest, LogsEqualEventsInARowAsOneWithTheirCountAndTheFirstTime)
+{
+    lightDisplay();
+    const std::size_t before = board->traffic().size();
+    controlSpi(SPI_IOC_WR_MAX_SPEED_HZ, 8000000);
+    board->timeline.pass(1ms - board->timeline.now());
+    command(0x5C);
+    drive(dataCommandLine, true);
+    for (std::size_t i = 0; i < frameSize; ++i) {
+        write(spi(), {0x00});
+    }
+    write(spi(), {0x01});
+    write(spi(), {0x00});
+    auto lines = board->traffic();
+    lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(before));
+    EXPECT_THAT(lines, ElementsAre("256 spi speed 8000000", "1000 spi C 5C", "1001 spi D 00 x10240", "11241 spi D 01",
+                                   "11242 spi D 00"));
+}
+
+TEST_F(BoardTest, LogsLongTransfersByTheirLength)
+{
+    write(spi(), Bytes(32, 0xAB));
+    write(spi(), Bytes(33, 0xAB));
+    const auto lines = board->traffic();
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_THAT(lines[0], testing::EndsWith("AB AB AB"));
+    EXPECT_THAT(lines[1], testing::EndsWith("[33 bytes]"));
+}
+
+TEST_F(BoardTest, LogsTransfersThatFailed)
+{
+    selectOutput(dataCommandLine);
+    board->setTrouble("failing spi", true);
+    write(spi(), {0x30});
+    board->setTrouble("failing i2c", true);
+    write(i2c(), {0x00, 0x01});
+    EXPECT_THAT(board->traffic(), ElementsAre("0 gpio 7 output", "0 spi C 30", "0 i2c write 00 01"));
+}
+
+} // namespace

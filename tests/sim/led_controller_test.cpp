@@ -1,0 +1,163 @@
+// Tests of the LED controller's register file.
+#include "sim/models/led_controller.h"
+
+#include <gmock/gmock.h>
+#include <initializer_list>
+#include <vector>
+
+namespace {
+
+using sim::LedController;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr std::uint8_t enableRegister = 0x00;
+constexpr std::uint8_t firstBrightness = 0x01;
+constexpr std::uint8_t barBrightness = 0x0D;
+constexpr std::uint8_t updateRegister = 0x13;
+constexpr std::uint8_t firstSetting = 0x14;
+constexpr std::uint8_t resetRegister = 0x2F;
+
+class Leds : public testing::Test {
+protected:
+    void write(std::initializer_list<std::uint8_t> bytes)
+    {
+        const std::vector<std::uint8_t> copy = bytes;
+        controller.write(copy);
+    }
+    void writeFrom(std::uint8_t reg, std::size_t count, std::uint8_t value)
+    {
+        std::vector<std::uint8_t> bytes(count + 1, value);
+        bytes[0] = reg;
+        controller.write(bytes);
+    }
+    void enableAll()
+    {
+        write({enableRegister, 1});
+        writeFrom(firstSetting, LedController::outputCount, 0x10);
+    }
+    /// Output k gets the brightness 10 + k.
+    void writeDistinctBrightness()
+    {
+        std::vector<std::uint8_t> bytes = {firstBrightness};
+        for (std::uint8_t k = 0; k < LedController::outputCount; ++k) {
+            bytes.push_back(static_cast<std::uint8_t>(10 + k));
+        }
+        controller.write(bytes);
+    }
+
+    sim::Faults faults;
+    LedController controller{faults};
+};
+
+TEST_F(Leds, AreDarkAtFirst)
+{
+    EXPECT_THAT(controller.outputs(), Each(0));
+    EXPECT_THAT(controller.bar(), Each(0));
+}
+
+TEST_F(Leds, AreFedByOneRegisterEachAndEndWithTheBar)
+{
+    enableAll();
+    writeDistinctBrightness();
+    write({updateRegister, 0});
+    for (std::size_t k = 0; k < LedController::outputCount; ++k) {
+        EXPECT_EQ(controller.outputs()[k], 10 + k);
+    }
+    EXPECT_THAT(controller.bar(), ElementsAre(22, 23, 24, 25, 26, 27));
+    EXPECT_THAT(faults.list(), IsEmpty());
+}
+
+TEST_F(Leds, TakeTheirBrightnessWhenTheUpdateRegisterIsWrittenWhateverItsValue)
+{
+    enableAll();
+    for (const std::uint8_t value : {std::uint8_t{0}, std::uint8_t{0xFF}}) {
+        const auto brightness = static_cast<std::uint8_t>(100 + value / 2);
+        const auto before = controller.bar()[0];
+        write({barBrightness, brightness});
+        EXPECT_EQ(controller.bar()[0], before);
+        write({updateRegister, value});
+        EXPECT_EQ(controller.bar()[0], brightness);
+    }
+}
+
+TEST_F(Leds, AreUpdatedByABlockThatEndsAtTheUpdateRegister)
+{
+    enableAll();
+    std::vector<std::uint8_t> block(20, 0xFF);
+    block.front() = firstBrightness;
+    block.back() = 0;
+    controller.write(block);
+    EXPECT_THAT(controller.outputs(), Each(0xFF));
+}
+
+TEST_F(Leds, AreDarkUntilTheControllerIsEnabled)
+{
+    writeFrom(firstSetting, LedController::outputCount, 0x10);
+    writeDistinctBrightness();
+    write({updateRegister, 0});
+    for (const std::uint8_t value : {std::uint8_t{0x00}, std::uint8_t{0xFE}}) {
+        write({enableRegister, value});
+        EXPECT_THAT(controller.outputs(), Each(0)) << int{value};
+    }
+    write({enableRegister, 1});
+    EXPECT_EQ(controller.outputs()[0], 10);
+}
+
+TEST_F(Leds, AreDarkWhileTheirOwnSettingIsZero)
+{
+    enableAll();
+    writeDistinctBrightness();
+    write({updateRegister, 0});
+    write({firstSetting + 1, 0});
+    EXPECT_EQ(controller.outputs()[0], 10);
+    EXPECT_EQ(controller.outputs()[1], 0);
+    EXPECT_EQ(controller.outputs()[2], 12);
+}
+
+TEST_F(Leds, AreAllResetByTheResetRegister)
+{
+    enableAll();
+    writeDistinctBrightness();
+    write({updateRegister, 0});
+    write({resetRegister, 0});
+    EXPECT_THAT(controller.outputs(), Each(0));
+    enableAll();
+    EXPECT_THAT(controller.outputs(), Each(0)) << "what was latched is gone";
+    write({updateRegister, 0});
+    EXPECT_THAT(controller.outputs(), Each(0)) << "the brightness is gone";
+}
+
+TEST_F(Leds, LetTheRegisterBeReadThatWasAddressedLast)
+{
+    write({0x20, 0x11, 0x22});
+    EXPECT_EQ(controller.read(), 0x11);
+    write({0x21});
+    EXPECT_EQ(controller.read(), 0x22);
+    EXPECT_EQ(controller.read(), 0x22) << "reading does not advance";
+}
+
+TEST_F(Leds, ReportEveryWriteToARegisterThatDoesNotExist)
+{
+    write({resetRegister, 0, 1, 2});
+    EXPECT_THAT(faults.list(),
+                ElementsAre("LED controller register 48 does not exist", "LED controller register 49 does not exist"));
+}
+
+TEST_F(Leds, ReadRegistersThatDoNotExistAsZero)
+{
+    write({0x30});
+    EXPECT_EQ(controller.read(), 0);
+    write({0xFF});
+    EXPECT_EQ(controller.read(), 0);
+    EXPECT_THAT(faults.list(), IsEmpty());
+}
+
+TEST_F(Leds, ReportAnEmptyWrite)
+{
+    controller.write({});
+    EXPECT_THAT(faults.list(), ElementsAre("an empty I2C write"));
+}
+
+} // namespace
