@@ -13,7 +13,8 @@ constexpr std::int32_t infoHeaderSize = 40;
 constexpr std::int64_t bytesPerPixel = 3;
 
 /// Little-endian, the byte order of every number in a BMP file.
-template <std::size_t Size> void append(std::vector<std::uint8_t>& bytes, std::int64_t value)
+template <std::size_t Size>
+void append(std::vector<std::uint8_t>& bytes, std::int64_t value)
 {
     for (std::size_t i = 0; i < Size; ++i) {
         bytes.push_back(static_cast<std::uint8_t>(value >> (8 * i)));

@@ -96,7 +96,8 @@ public:
 private:
     /// Runs libpng calls and turns their failure into a Refusal. libpng jumps out of `calls`, so that they and what
     /// they are made from must not own anything.
-    template <typename Calls> void guarded(Calls calls);
+    template <typename Calls>
+    void guarded(Calls calls);
     [[noreturn]] void refuse(const std::string& reason) const { throw Refusal(path, reason); }
     [[noreturn]] void refusePixel(png_uint_32 x, png_uint_32 y, const std::string& reason) const;
 
@@ -143,7 +144,8 @@ void PngReader::refusePixel(png_uint_32 x, png_uint_32 y, const std::string& rea
     refuse("pixel (" + std::to_string(x) + ", " + std::to_string(y) + ") " + reason);
 }
 
-template <typename Calls> void PngReader::guarded(Calls calls)
+template <typename Calls>
+void PngReader::guarded(Calls calls)
 {
     if (setjmp(png_jmpbuf(png)) != 0) { // NOLINT(cert-err52-cpp): how libpng reports an error
         refuse(std::string("is a damaged PNG file (") + complaint.text.data() + ")");

@@ -59,12 +59,6 @@ SimulatedDevice::SimulatedDevice(DeviceSetup deviceSetup) : setup(std::move(devi
             throw std::runtime_error("no such file: " + needed.string());
         }
     }
-    // Absolute, as the dynamic linker does not look for a bare name in the current folder.
-    setup.preload = fs::absolute(setup.preload);
-    if (setup.preload.string().find_first_of(" :") != std::string::npos) {
-        throw std::runtime_error("the path of a preloaded library must hold neither blanks nor colons: " +
-                                 setup.preload.string());
-    }
     makeFolders();
     startProgram();
     configure();
@@ -74,9 +68,7 @@ SimulatedDevice::~SimulatedDevice()
 {
     if (pid > 0) {
         kill(-pid, SIGKILL); // with its scripts
-        if (!ended) {
-            waitpid(pid, nullptr, 0);
-        }
+        waitForEnd();
     }
 }
 
@@ -113,7 +105,9 @@ void SimulatedDevice::becomeProgram(int socket) const
     redirectTo("/dev/null", STDIN_FILENO);
     redirectTo(setup.root / outputFile, STDOUT_FILENO);
     redirectTo(setup.root / errorFile, STDERR_FILENO);
-    setenv("LD_PRELOAD", setup.preload.c_str(), 1);
+    // By descriptor, because the variable cannot hold a path with a blank or a colon.
+    const int library = open(setup.preload.c_str(), O_RDONLY);
+    setenv("LD_PRELOAD", ("/proc/self/fd/" + std::to_string(library)).c_str(), 1);
     setenv("DEVICE_ROOT", setup.root.c_str(), 1);
     setenv("SIM_SOCKET", std::to_string(socket).c_str(), 1);
     for (const std::string& variable : setup.environment) {
@@ -166,8 +160,7 @@ void SimulatedDevice::awaitAnswer() const
 SimulatedDevice::Status SimulatedDevice::status()
 {
     Status result{};
-    std::string ok;
-    std::istringstream(ask("status")) >> ok >> result.iteration >> result.frames >> result.script;
+    std::istringstream(ask("status")) >> result.iteration >> result.frames >> result.script;
     return result;
 }
 
@@ -276,8 +269,11 @@ std::optional<int> SimulatedDevice::waitStatus()
 int SimulatedDevice::waitForEnd()
 {
     int status = 0;
-    if (!ended && waitpid(pid, &status, 0) == pid) {
-        ended = status;
+    pid_t waited = -1;
+    while (!ended && ((waited = waitpid(pid, &status, 0)) == pid || errno == EINTR)) {
+        if (waited == pid) {
+            ended = status;
+        }
     }
     return ended.value_or(-1);
 }

@@ -1,10 +1,13 @@
 // The requests of the device's holder.
 #include "sim/preload/holder_link.h"
 
+#include <map>
 #include <poll.h>
 #include <sstream>
+#include <string_view>
 #include <sys/ioctl.h>
 #include <unistd.h>
+#include <utility>
 
 namespace sim {
 
@@ -22,7 +25,16 @@ std::string joined(const std::vector<std::string>& lines)
     return text;
 }
 
-template <typename Bytes> std::string asText(const Bytes& bytes)
+template <typename Value>
+Value take(std::istringstream& words)
+{
+    Value value{};
+    words >> value;
+    return value;
+}
+
+template <typename Bytes>
+std::string asText(const Bytes& bytes)
 {
     return {bytes.begin(), bytes.end()};
 }
@@ -34,8 +46,7 @@ HolderLink::HolderLink(Board& simulatedBoard, int socket) : board(simulatedBoard
 
 void HolderLink::waitForStart()
 {
-    while (serveOne() == Next::Serve) {
-    }
+    serveUntilResumed();
 }
 
 void HolderLink::sleep(std::uint64_t microseconds)
@@ -51,103 +62,121 @@ void HolderLink::sleep(std::uint64_t microseconds)
     if (isDone) {
         board.timeline.awaitRest();
     }
-    if (isDone && hasPendingReply) {
-        channel.send("ok " + status());
-        hasPendingReply = false;
+    if (isDone && std::exchange(owesReply, false)) {
+        channel.send(status());
     }
     if (!board.timeline.getVirtual()) {
         while (channel.hasMessage()) {
             serveOne();
         }
     } else if (isDone) {
-        while (serveOne() == Next::Serve) {
-        }
+        serveUntilResumed();
     }
     keepPaceWithScript();
     board.timeline.pass(std::chrono::microseconds(microseconds));
 }
 
+void HolderLink::serveUntilResumed()
+{
+    isResumed = false;
+    while (!isResumed) {
+        serveOne();
+    }
+}
+
 /// Serves one request, waiting for it. The program ends with its holder.
-HolderLink::Next HolderLink::serveOne()
+void HolderLink::serveOne()
 {
     const auto request = channel.receive();
     if (!request) {
         _exit(1);
     }
-    std::string reply;
-    const Next next = answer(*request, reply);
-    if (!hasPendingReply) {
+    const std::string reply = answer(*request);
+    if (!owesReply) {
         channel.send(reply);
     }
-    return next;
 }
 
-HolderLink::Next HolderLink::answer(const std::string& request, std::string& reply)
+std::string HolderLink::answer(const std::string& request)
 {
-    std::istringstream words(request);
-    std::string verb;
-    words >> verb;
-    reply = "ok";
-    if (verb == "start") {
-        return Next::Resume;
-    }
-    if (verb == "run") { // N: lets the program run that many iterations, and answers when they are done
-        std::uint64_t count = 0;
-        words >> count;
-        stopAt = iteration + count;
-        hasPendingReply = count > 0;
-        return count > 0 ? Next::Resume : Next::Serve;
-    }
-    if (verb == "time") { // virtual | real
-        std::string kind;
-        words >> kind;
-        board.timeline.setVirtual(kind == "virtual");
-    } else if (verb == "pace") { // on | off
-        std::string value;
-        words >> value;
-        keepsPace = value == "on";
-    } else if (verb == "frame-time") { // MICROSECONDS
-        std::int64_t microseconds = 0;
-        words >> microseconds;
-        board.setFrameTime(std::chrono::microseconds(microseconds));
-    } else if (verb == "trouble") { // on | off NAME
-        std::string value;
-        std::string name;
-        words >> value >> std::ws;
-        std::getline(words, name);
-        board.setTrouble(name, value == "on");
-    } else if (verb == "button") { // 1 | 0
-        int pressed = 0;
-        words >> pressed;
-        board.setButton(pressed != 0);
-    } else if (verb == "turn") { // STEPS
-        std::int32_t steps = 0;
-        words >> steps;
-        board.turn(steps);
-    } else if (verb == "event") { // TYPE CODE VALUE
-        std::uint16_t type = 0;
-        std::uint16_t code = 0;
-        std::int32_t value = 0;
-        words >> type >> code >> value;
-        board.queueEvent(type, code, value);
-    } else if (verb == "await-output") { // BYTES: until the script has written that much, or has ended
-        int count = 0;
-        words >> count;
-        reply = awaitOutput(count) ? "ok" : "error the script wrote nothing in time";
-    } else if (verb == "status") {
-        reply = "ok " + status();
-    } else if (verb == "screen") {
-        reply = asText(board.screen());
-    } else if (verb == "leds") {
-        reply = asText(board.leds());
-    } else if (verb == "faults") {
-        reply = joined(board.faultList());
-    } else if (verb == "traffic") {
-        reply = joined(board.traffic());
-    } else {
-        reply = "error unknown request: " + request;
-    }
-    return Next::Serve;
+    using Words = std::istringstream;
+    static const std::map<std::string_view, std::string (*)(HolderLink&, Words&)> answers = {
+        // Lets the program go on after its start.
+        {"start",
+         [](HolderLink& link, Words&) {
+             link.isResumed = true;
+             return std::string();
+         }},
+        // COUNT: lets it run that many iterations, and answers when they are done.
+        {"run", [](HolderLink& link, Words& words) { return link.resume(take<std::uint64_t>(words)); }},
+        // virtual | real
+        {"time",
+         [](HolderLink& link, Words& words) {
+             link.board.timeline.setVirtual(take<std::string>(words) == "virtual");
+             return std::string();
+         }},
+        // on | off
+        {"pace",
+         [](HolderLink& link, Words& words) {
+             link.keepsPace = take<std::string>(words) == "on";
+             return std::string();
+         }},
+        // MICROSECONDS
+        {"frame-time",
+         [](HolderLink& link, Words& words) {
+             link.board.setFrameTime(std::chrono::microseconds(take<std::int64_t>(words)));
+             return std::string();
+         }},
+        // on | off NAME
+        {"trouble",
+         [](HolderLink& link, Words& words) {
+             const bool on = take<std::string>(words) == "on";
+             std::string name;
+             std::getline(words >> std::ws, name);
+             link.board.setTrouble(name, on);
+             return std::string();
+         }},
+        // 1 | 0
+        {"button",
+         [](HolderLink& link, Words& words) {
+             link.board.setButton(take<int>(words) != 0);
+             return std::string();
+         }},
+        // STEPS
+        {"turn",
+         [](HolderLink& link, Words& words) {
+             link.board.turn(take<std::int32_t>(words));
+             return std::string();
+         }},
+        // TYPE CODE VALUE
+        {"event",
+         [](HolderLink& link, Words& words) {
+             const auto type = take<std::uint16_t>(words);
+             const auto code = take<std::uint16_t>(words);
+             link.board.queueEvent(type, code, take<std::int32_t>(words));
+             return std::string();
+         }},
+        // BYTES: answers when the script has written that much that is not read yet, or has ended.
+        {"await-output",
+         [](HolderLink& link, Words& words) {
+             return std::string(link.awaitOutput(take<int>(words)) ? "" : "error the script wrote nothing in time");
+         }},
+        {"status", [](HolderLink& link, Words&) { return link.status(); }},
+        {"screen", [](HolderLink& link, Words&) { return asText(link.board.screen()); }},
+        {"leds", [](HolderLink& link, Words&) { return asText(link.board.leds()); }},
+        {"faults", [](HolderLink& link, Words&) { return joined(link.board.faultList()); }},
+        {"traffic", [](HolderLink& link, Words&) { return joined(link.board.traffic()); }},
+    };
+    Words words(request);
+    const auto found = answers.find(take<std::string>(words));
+    return found == answers.end() ? "error unknown request: " + request : found->second(*this, words);
+}
+
+std::string HolderLink::resume(std::uint64_t iterations)
+{
+    stopAt = iteration + iterations;
+    isResumed = owesReply = iterations > 0;
+    return {};
 }
 
 std::string HolderLink::status()

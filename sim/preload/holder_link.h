@@ -9,8 +9,8 @@
 
 namespace sim {
 
-/// Requests are words separated by blanks; see the table in the source. In virtual time the program stands still at the
-/// end of an iteration until it is told how many more to run.
+/// A request is words separated by blanks, see the table in the source; an answer that begins with "error " refuses it.
+/// In virtual time the program stands still at the end of an iteration until it is told how many more to run.
 class HolderLink {
 public:
     HolderLink(Board& simulatedBoard, int socket);
@@ -24,10 +24,10 @@ public:
     [[nodiscard]] int getScript() const { return scriptFd; }
 
 private:
-    enum class Next { Serve, Resume };
-
-    Next serveOne();
-    Next answer(const std::string& request, std::string& reply);
+    void serveUntilResumed();
+    void serveOne();
+    std::string answer(const std::string& request);
+    std::string resume(std::uint64_t iterations);
     [[nodiscard]] std::string status();
     [[nodiscard]] bool awaitOutput(int byteCount) const;
     void keepPaceWithScript() const;
@@ -40,7 +40,9 @@ private:
     std::uint64_t stopAt = 1;
     /// Whether virtual time runs no faster than real time while a script runs.
     bool keepsPace = false;
-    bool hasPendingReply = false;
+    bool isResumed = false;
+    /// To the request to run.
+    bool owesReply = false;
 };
 
 } // namespace sim

@@ -6,7 +6,8 @@
 namespace sim {
 
 /// The next definition of `name` after this library's.
-template <typename Function> Function* realCall(const char* name)
+template <typename Function>
+Function* realCall(const char* name)
 {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }

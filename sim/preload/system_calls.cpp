@@ -13,6 +13,7 @@
 #include <memory>
 #include <pthread.h>
 #include <string>
+#include <string_view>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -95,7 +96,7 @@ std::FILE* openFile(const char* path, const char* mode)
 
 int queryStatus(const char* path, struct stat* result)
 {
-    if (simulation != nullptr && std::strncmp(path, "/dev/sda", 8) == 0 &&
+    if (simulation != nullptr && std::string_view(path).starts_with("/dev/sda") && simulation->board.redirect(path) &&
         simulation->board.hasTrouble("forbidden drive")) {
         errno = EACCES;
         return -1;
@@ -124,6 +125,15 @@ void* runThread(void* argument)
 extern "C" {
 
 int open(const char* path, int flags, ...)
+{
+    std::va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return openPath(path, flags, mode);
+}
+
+int open64(const char* path, int flags, ...)
 {
     std::va_list arguments;
     va_start(arguments, flags);
@@ -176,9 +186,20 @@ void* mmap(void* address, size_t length, int protection, int flags, int fd, off_
     return REAL(mmap)(address, length, protection, flags, fd, offset);
 }
 
+void* mmap64(void* address, size_t length, int protection, int flags, int fd, off_t offset)
+{
+    return mmap(address, length, protection, flags, fd, offset);
+}
+
 int stat(const char* path, struct stat* result)
 {
     return queryStatus(path, result);
+}
+
+int stat64(const char* path, struct stat64* result)
+{
+    static_assert(sizeof(struct stat) == sizeof(struct stat64), "one and the same on a 64-bit system");
+    return queryStatus(path, reinterpret_cast<struct stat*>(result));
 }
 
 std::FILE* fopen(const char* path, const char* mode)

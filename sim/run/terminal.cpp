@@ -37,7 +37,8 @@ constexpr Binding characterKeys[] = {
     {L'q', Command::Quit},
 };
 
-template <std::size_t count> Command boundTo(wint_t key, const Binding (&bindings)[count])
+template <std::size_t count>
+Command boundTo(wint_t key, const Binding (&bindings)[count])
 {
     for (const Binding& binding : bindings) {
         if (binding.key == key) {

@@ -6,8 +6,8 @@ target_compile_definitions(sim_run_tests PRIVATE SCREENS_DIR="${PROJECT_SOURCE_D
 
 set(plays_test ${CMAKE_CURRENT_SOURCE_DIR}/plays_test.sh $<TARGET_FILE:simulate> ${PROJECT_SOURCE_DIR}/sim/scripts)
 add_test(NAME sim_run.program COMMAND ${plays_test})
-set_tests_properties(sim_run.program PROPERTIES TIMEOUT 300)
+set_tests_properties(sim_run.program PROPERTIES ${test_properties})
 foreach(play IN ITEMS update factory-reset no-firmware corrupt no-partition unplugged format-fails install-fails)
     add_test(NAME sim_run.play.${play} COMMAND ${plays_test} ${play})
-    set_tests_properties(sim_run.play.${play} PROPERTIES TIMEOUT 300)
+    set_tests_properties(sim_run.play.${play} PROPERTIES ${test_properties})
 endforeach()

@@ -9,7 +9,8 @@
 #include <cstdint>
 #include <vector>
 
-template <> struct rc::Arbitrary<Bitmap> {
+template <>
+struct rc::Arbitrary<Bitmap> {
     static Gen<Bitmap> arbitrary()
     {
         return gen::exec([] {

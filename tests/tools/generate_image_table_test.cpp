@@ -103,7 +103,8 @@ PngPicture interlaced(PngPicture picture)
     return picture;
 }
 
-template <typename Case> std::string caseName(const testing::TestParamInfo<Case>& info)
+template <typename Case>
+std::string caseName(const testing::TestParamInfo<Case>& info)
 {
     return info.param.name;
 }

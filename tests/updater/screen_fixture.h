@@ -109,7 +109,8 @@ protected:
 
     // What can be seen.
 
-    template <typename Kind> Kind& child(std::size_t index)
+    template <typename Kind>
+    Kind& child(std::size_t index)
     {
         return static_cast<Kind&>(*screen->getChildren().at(index));
     }
