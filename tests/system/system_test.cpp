@@ -1,27 +1,9 @@
 // Getting the device to where a test begins.
 #include "tests/system/system_test.h"
 
-#include <cstdlib>
-#include <fstream>
-#include <stdexcept>
 #include <utility>
 
 namespace fs = std::filesystem;
-
-TemporaryFolder::TemporaryFolder()
-{
-    std::string pattern = (fs::temp_directory_path() / "updater-test-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) {
-        throw std::runtime_error("cannot make " + pattern);
-    }
-    folder = pattern;
-}
-
-TemporaryFolder::~TemporaryFolder()
-{
-    std::error_code ignored;
-    fs::remove_all(folder, ignored);
-}
 
 TestDevice::TestDevice()
     : decrypt(folder.path(), "decrypt.sh"), format(folder.path(), "format.sh"), install(folder.path(), "install.sh")
@@ -37,11 +19,6 @@ sim::SimulatedDevice& TestDevice::switchOn(sim::DeviceSetup setup)
     setup.root = root();
     device = std::make_unique<sim::SimulatedDevice>(std::move(setup));
     return *device;
-}
-
-void TestDevice::writeFile(const std::string& path, const std::string& contents) const
-{
-    std::ofstream(root() / path, std::ios::binary) << contents;
 }
 
 void TestDevice::replaceScript(const std::string& name, const std::string& body) const

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "sim/device/simulated_device.h"
+#include "tests/support/scratch_folder.h"
 #include "tests/system/golden_screen.h"
 #include "tests/system/ordered_script.h"
 #include "tests/system/screen_painter.h"
@@ -10,20 +11,6 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
-
-/// A fresh folder that is removed at the end.
-class TemporaryFolder {
-public:
-    TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    ~TemporaryFolder();
-
-    [[nodiscard]] const std::filesystem::path& path() const { return folder; }
-
-private:
-    std::filesystem::path folder;
-};
 
 /// A device in virtual time, off until `switchOn`.
 class TestDevice {
@@ -36,7 +23,7 @@ public:
     sim::SimulatedDevice* operator->() { return device.get(); }
 
     [[nodiscard]] const std::filesystem::path& root() const { return folder.path(); }
-    void writeFile(const std::string& path, const std::string& contents) const;
+    void writeFile(const std::string& path, const std::string& contents) const { folder.write(path, contents); }
     /// Puts a shell script of the test's own in the place of an ordered one.
     void replaceScript(const std::string& name, const std::string& body) const;
     void setVersions(const std::string& oldVersion, const std::string& newVersion) const;
@@ -59,7 +46,7 @@ public:
     testing::AssertionResult isHealthy();
 
 private:
-    TemporaryFolder folder;
+    ScratchFolder folder;
 
 public:
     OrderedScript decrypt;
