@@ -28,7 +28,7 @@ DeviceSetup completed(DeviceSetup setup)
 {
     setup.time = Time::Real;
     setup.patience = patience;
-    setup.environment.push_back(scriptPace);
+    setup.environment.emplace_back(scriptPace);
     return setup;
 }
 

@@ -22,18 +22,23 @@ constexpr int wheelRight = 154;
 constexpr int wheelTop = 104;
 constexpr int wheelBottom = 155;
 
+template <typename AnyScreen>
+auto* rowOf(AnyScreen& screen, std::ptrdiff_t y)
+{
+    return screen.data() + y * screenWidth;
+}
+
 Screen withoutWheel(Screen screen)
 {
     for (int y = wheelTop; y < wheelBottom; ++y) {
-        std::fill_n(screen.begin() + y * screenWidth + wheelLeft, wheelRight - wheelLeft, std::uint8_t{0});
+        std::fill(rowOf(screen, y) + wheelLeft, rowOf(screen, y) + wheelRight, std::uint8_t{0});
     }
     return screen;
 }
 
 bool isRowEqual(const Screen& a, const Screen& b, int y)
 {
-    const auto start = a.begin() + y * screenWidth;
-    return std::equal(start, start + screenWidth, b.begin() + y * screenWidth);
+    return std::equal(rowOf(a, y), rowOf(a, y) + screenWidth, rowOf(b, y));
 }
 
 } // namespace

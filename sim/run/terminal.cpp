@@ -63,6 +63,7 @@ constexpr short cubeColours = 216;
 bool canAddressCursor()
 {
     const char* capability = tigetstr("cup");
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): how terminfo says that there is no such capability
     return capability != nullptr && capability != reinterpret_cast<const char*>(-1);
 }
 

@@ -16,7 +16,8 @@ constexpr unsigned emptyBraille = 0x2800;
 
 bool inkAt(const Dots& dots, int x, int y)
 {
-    return dots.ink[static_cast<std::size_t>(y * dots.width + x)];
+    const int index = y * dots.width + x;
+    return dots.ink[static_cast<std::size_t>(index)];
 }
 
 int inkIn(const Dots& dots, int left, int top, int right, int bottom)
@@ -80,7 +81,8 @@ std::vector<std::wstring> brailleRows(const Dots& dots)
 
 HalfBlock halfBlockAt(const Screen& screen, int column, int row)
 {
-    const auto top = static_cast<std::size_t>(2 * row * screenWidth + column);
+    const int index = 2 * row * screenWidth + column;
+    const auto top = static_cast<std::size_t>(index);
     return {screen[top], screen[top + screenWidth]};
 }
 
@@ -88,7 +90,7 @@ std::string utf8(const std::wstring& text)
 {
     std::string bytes;
     for (const wchar_t character : text) {
-        const auto code = static_cast<unsigned>(character);
+        const auto code = static_cast<char32_t>(character);
         if (code < 0x80) {
             bytes += static_cast<char>(code);
         } else if (code < 0x800) {

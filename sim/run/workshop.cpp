@@ -122,7 +122,7 @@ fs::path Workshop::keys() const
 
 fs::path Workshop::makeDevice(int memoryKib) const
 {
-    const fs::path device = folder / "device";
+    fs::path device = folder / "device";
     run("make_device.sh", {device, keys()});
     if (memoryKib != 0) {
         std::ofstream(device / "etc/tonecrate/memory_kib") << memoryKib << '\n';
@@ -142,7 +142,7 @@ fs::path Workshop::makeDrive(DriveKind kind) const
     fs::path drive = folder / "drive.img";
     std::vector<std::string> arguments;
     if (kind == DriveKind::FirmwareWithoutPartition) {
-        arguments.push_back("--no-partition");
+        arguments.emplace_back("--no-partition");
     }
     arguments.push_back(drive);
     if (kind == DriveKind::NoFirmware) {
