@@ -32,8 +32,8 @@ void buildFonts()
 
 } // namespace
 
-// Nothing is caught here: without its screen or its scripts the program cannot go on, and whoever started it is to see
-// it end.
+// Nothing is caught here: without its GPIO block or its scripts the program cannot go on, and whoever started it is to
+// see it end.
 int main()
 {
     std::cout << "Starting updater..." << std::endl;

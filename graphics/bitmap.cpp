@@ -210,7 +210,10 @@ void Bitmap::drawMask(std::int32_t x, std::int32_t y, const Bitmap& source, Pixe
 Bitmap Bitmap::scaled(std::int32_t factor) const
 {
     Bitmap result(scaledLength(width, factor), scaledLength(height, factor));
-    for (std::int32_t y = 0; !result.isEmpty() && y < result.height; ++y) {
+    if (isEmpty() || factor < 1) {
+        return result;
+    }
+    for (std::int32_t y = 0; y < result.height; ++y) {
         const Pixel* from = row(y / factor);
         Pixel* to = result.row(y);
         for (std::int32_t x = 0; x < result.width; ++x) {

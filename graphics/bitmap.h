@@ -49,7 +49,7 @@ public:
     /// The one-pixel outline of a w by h rectangle.
     void drawRect(std::int32_t x, std::int32_t y, std::int32_t w, std::int32_t h, Pixel value);
     /// Copies `source` with its top-left corner at (x, y), except its transparent pixels. `invert` swaps 0 with 3 and
-    /// 1 with 2.
+    /// 1 with 2. `source` must be another bitmap.
     void drawBitmap(std::int32_t x, std::int32_t y, const Bitmap& source, bool invert);
     /// Writes `value` wherever `source`, placed at (x, y), holds full ink.
     void drawMask(std::int32_t x, std::int32_t y, const Bitmap& source, Pixel value);

@@ -19,7 +19,7 @@ public:
     [[nodiscard]] bool takeReleased(int line);
 
 private:
-    /// Every press since `init`. Nothing reads it; it is there for a debugger.
+    /// The lines that were ever pressed since `init`. Nothing reads it.
     std::uint32_t pressLatch = 0;
     std::uint32_t state = 0;
     std::uint32_t previous = 0;

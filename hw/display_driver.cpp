@@ -17,8 +17,7 @@ using namespace st75256;
 namespace {
 
 enum class Kind : std::uint8_t { command, data };
-constexpr Kind command = Kind::command;
-constexpr Kind data = Kind::data;
+using enum Kind;
 
 struct InitStep {
     Kind kind;
@@ -78,9 +77,9 @@ constexpr InitStep initSequence[] = {
 };
 
 constexpr InitStep addressWindow[] = {
-    {command, extensionCommand1}, //
-    {command, columnAddressSet},  {data, 0x00}, {data, displayWidth - 1},
-    {command, pageAddressSet},    {data, 0x00}, {data, displayHeight - 1},
+    {command, extensionCommand1}, {command, columnAddressSet}, {data, 0x00},
+    {data, displayWidth - 1},     {command, pageAddressSet},   {data, 0x00},
+    {data, displayHeight - 1},
 };
 
 void waitMs(unsigned milliseconds)
@@ -90,7 +89,11 @@ void waitMs(unsigned milliseconds)
 
 void send(DisplayDriver& display, const InitStep& step)
 {
-    step.kind == command ? display.writeCommand(step.byte) : display.writeData(step.byte);
+    if (step.kind == command) {
+        display.writeCommand(step.byte);
+    } else {
+        display.writeData(step.byte);
+    }
     if (step.waitAfterMs != 0) {
         waitMs(step.waitAfterMs);
     }
@@ -192,7 +195,7 @@ void DisplayDriver::clearDisplayRam()
         send(*this, step);
     }
     writeCommand(writeDisplayData);
-    for (std::size_t i = 0; i < Frame().size(); ++i) {
+    for (std::size_t i = 0; i < std::tuple_size_v<Frame>; ++i) {
         writeData(0x00);
     }
 }

@@ -16,13 +16,14 @@ public:
     /// The last frame goes out whole before the device is closed.
     ~DisplayDriver();
 
-    /// Opens /dev/spidev`bus`.`chipSelect`, resets and initialises the controller and clears its memory: about a third
-    /// of a second. A failure is said on standard error; frames are then lost.
+    /// Opens /dev/spidev`bus`.`chipSelect`, resets and initialises the controller and clears its memory, which
+    /// takes at least a third of a second. To be called once. A failure is said on standard error; frames are then
+    /// lost.
     void open(int bus, int chipSelect, std::uint32_t busSpeedHz, int dataCommandLine, int controllerResetLine);
     /// Packs the canvas, at least 256 by 160 pixels of value 0 to 3, and returns without waiting for its transfer.
     void sendFrame(const Bitmap& canvas);
 
-    // Below is for the time before the first frame; from then on the frame writer owns the bus.
+    // These three are for the time between `open` and the first frame; from then on the frame writer owns the bus.
 
     void writeCommand(std::uint8_t byte);
     void writeData(std::uint8_t byte);

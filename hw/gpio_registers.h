@@ -11,7 +11,7 @@ extern volatile std::uint32_t* gpioRegisters;
 /// Maps the registers at `physicalBase` from /dev/mem. On failure says why on standard error and returns null.
 [[nodiscard]] volatile std::uint32_t* mapGpioRegisters(off_t physicalBase);
 
-// The lines below are those of bank 0, 0 to 31.
+// GPIO lines are those of bank 0, numbered 0 to 31.
 
 /// Makes the line an output. Its level stays what the output latch holds.
 void selectOutput(int line);

@@ -13,8 +13,8 @@ struct RegisterValue {
 };
 
 constexpr std::array<RegisterValue, 2> wakeUp = {{
-    {0x2F, 0x00}, // reset
-    {0x00, 0x01}, // enable
+    {0x2F, 0x00},
+    {0x00, 0x01},
 }};
 
 constexpr std::uint8_t firstOutputSetting = 0x14;
@@ -24,7 +24,7 @@ constexpr std::uint8_t outputSetting = 0x10;
 constexpr std::size_t barFirstRegister = 0x0D;
 constexpr std::size_t barLength = 6;
 
-// The first LED fades in unevenly, to the eye in even steps; from level 5 on the bar grows by one LED a level.
+// The first LED fades in over four uneven steps; from level 5 on the bar grows by one LED a level.
 constexpr std::array<std::array<std::uint8_t, barLength>, 11> barLevels = {{
     {0, 0, 0, 0, 0, 0},
     {8, 0, 0, 0, 0, 0},

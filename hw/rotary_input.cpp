@@ -20,6 +20,6 @@ std::int32_t RotaryInput::readStep()
 {
     input_event event{};
     const bool isWhole = read(fd, &event, sizeof event) == sizeof event;
-    // The type is not looked at: the only other records, those that end a report, have the value 0.
+    // Neither type nor code is looked at: the only other records, those that end a report, have the value 0.
     return isWhole ? event.value : 0;
 }

@@ -12,6 +12,6 @@ public:
     [[nodiscard]] std::int32_t readStep();
 
 private:
-    // Never closed: the program ends with its process.
+    // Never closed: it is needed until the process ends.
     int fd = -1;
 };

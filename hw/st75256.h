@@ -1,5 +1,5 @@
 // The commands of the Sitronix ST75256 display controller that this program sends (ST75256 data sheet, "Instruction
-// Table"). The same code means another command on each of the two extension pages.
+// Table"). The same code may mean another command on each of the two extension pages.
 #pragma once
 
 #include <cstdint>

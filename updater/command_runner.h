@@ -1,4 +1,4 @@
-// Runs one shell command and collects its output without ever blocking.
+// Runs one shell command and collects its output without waiting for it.
 #pragma once
 
 #include <cstddef>
@@ -21,8 +21,9 @@ public:
     /// Waits for the command to end.
     ~CommandRunner();
 
-    /// Reads what the command has written so far. Returns `running`, or, once the output has ended, the exit status 0
-    /// to 255; 0 from then on. A command that a signal killed counts as status 0.
+    /// Reads all that the command has written so far, however much. Returns `running`, or, once the output has ended,
+    /// the exit status 0 to 255; 0 from then on. A command that a signal killed counts as status 0. Waits only for a
+    /// command that has closed its output to end.
     std::uint32_t poll();
 
     [[nodiscard]] std::size_t lineCount() const { return lines.size(); }

@@ -12,7 +12,7 @@ namespace {
 
 /// Iterations. Keep the odd value: one turn of the wheel is to take 1136.
 constexpr std::uint64_t wheelPeriod = 142;
-constexpr std::uint64_t usbCheckPeriod = 500;
+constexpr std::uint64_t usbCheckPeriod = 501;
 
 // Built once: the drive is looked for at run time without an allocation.
 const std::filesystem::path drivePath = "/dev/sda";
@@ -96,7 +96,7 @@ void Updater::turnWheel(std::uint64_t iteration)
 
 void Updater::lookForDrive(std::uint64_t iteration)
 {
-    if (state != UpdateState::WaitingForUsb || iteration - lastUsbCheck <= usbCheckPeriod) {
+    if (state != UpdateState::WaitingForUsb || iteration - lastUsbCheck < usbCheckPeriod) {
         return;
     }
     lastUsbCheck = iteration;

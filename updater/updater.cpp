@@ -15,22 +15,19 @@ constexpr std::int32_t titleBandHeight = 20;
 constexpr std::int32_t wheelCentreX = 128;
 constexpr std::int32_t wheelBottom = 155;
 
-Button menuButton(const std::string& image, const std::string& label)
+Button imageButton(const std::string& image, std::int32_t labelX, const std::string& label, std::int32_t labelWidth)
 {
-    return {"img/" + image + ".png", "img/" + image + "_selected.png", 26, 6, inkPixel, 0, "font8", label, 256};
-}
-
-Button dialogButton(const std::string& image, const std::string& label)
-{
-    return {"img/" + image + ".png", "img/" + image + "_selected.png", 15, 6, inkPixel, 0, "font8", label, 0};
+    return {
+        "img/" + image + ".png", "img/" + image + "_selected.png", labelX, 6, inkPixel, 0, "font8", label, labelWidth};
 }
 
 } // namespace
 
 Updater::Updater()
-    : i2c(ledBus), leds(i2c, ledAddress), factoryButton(menuButton("button_factory", "Factory Reset")),
-      updateButton(menuButton("button_update", "Update Firmware")),
-      noButton(dialogButton("dialog_button_cancel", "No")), yesButton(dialogButton("dialog_button_ok", "Yes"))
+    : i2c(ledBus), leds(i2c, ledAddress), factoryButton(imageButton("button_factory", 26, "Factory Reset", 256)),
+      updateButton(imageButton("button_update", 26, "Update Firmware", 256)),
+      noButton(imageButton("dialog_button_cancel", 15, "No", 0)),
+      yesButton(imageButton("dialog_button_ok", 15, "Yes", 0))
 {
     for (std::size_t i = 0; i < wheelFrames.size(); ++i) {
         wheelFrames[i] = getImage("img/wheel_" + std::to_string(i) + ".png");

@@ -67,10 +67,10 @@ void Widget::addChild(Widget& child, std::int32_t childX, std::int32_t childY, s
     child.parent = this;
     child.x = childX;
     child.y = childY;
+    markDirty();
     if (width != -1 && height != -1) {
         child.setSize(width, height);
     }
-    markDirty();
 }
 
 void Widget::removeChild(Widget& child)

@@ -183,6 +183,12 @@ TEST_F(RealFonts, MeasureTheWidthOfText)
     }
 }
 
+TEST_F(RealFonts, MeasureALineFeedAsTheBox)
+{
+    EXPECT_EQ(textWidth("font8", "\n"), 5U);
+    EXPECT_EQ(textWidth("font16", "\n"), 10U);
+}
+
 TEST_F(RealFonts, MeasureTheHeightAndSpacingOfLines)
 {
     EXPECT_EQ(fontHeight("font8"), 8);

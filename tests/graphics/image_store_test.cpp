@@ -74,25 +74,38 @@ TEST_F(ImageStoreTest, ReturnsCopiesWithAStorageOfExactlyTheirPixels)
     EXPECT_EQ(getImage("shrunk.png").getCapacity(), 3);
 }
 
-TEST_F(ImageStoreTest, ReportsAMissingPathOnOneLineEveryTimeAndReturnsAnEmptyBitmap)
+struct MissingPath {
+    const char* name;
+    const char* path;
+};
+
+class MissingImage : public ImageStoreTest, public testing::WithParamInterface<MissingPath> {};
+
+TEST_P(MissingImage, IsReportedOnOneLineEveryTimeAndReturnsAnEmptyBitmap)
 {
     buildImageStore();
-    // Keys are exact, and the line feed has no glyph.
-    for (const std::string path : {"img/wheel_8.png", "img/font8/0a.png", "img/wheel_0.PNG", "img/wheel_0",
-                                   "wheel_0.png", "./img/wheel_0.png", ""}) {
-        SCOPED_TRACE(path);
-        for (int time = 0; time < 2; ++time) {
-            Bitmap image = bitmapOf({"#"});
-            testing::internal::CaptureStdout();
-            EXPECT_EQ(standardErrorOfGetImage(path, image), "Image in image buffer not avilable:" + path + '\n');
-            EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-            EXPECT_EQ(image.getWidth(), 0);
-            EXPECT_EQ(image.getHeight(), 0);
-            EXPECT_EQ(getImage("img/wheel_0.png").getWidth(), 51);
-        }
+    const std::string path = GetParam().path;
+    for (int time = 0; time < 2; ++time) {
+        Bitmap image = bitmapOf({"#"});
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(standardErrorOfGetImage(path, image), "Image in image buffer not avilable:" + path + '\n');
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+        EXPECT_EQ(image.getWidth(), 0);
+        EXPECT_EQ(image.getHeight(), 0);
+        EXPECT_EQ(getImage("img/wheel_0.png").getWidth(), 51);
     }
     EXPECT_EQ(imageStore.size(), 113U);
 }
+
+INSTANTIATE_TEST_SUITE_P(Path, MissingImage,
+                         testing::Values(MissingPath{"ThatNeverWas", "img/wheel_8.png"},
+                                         MissingPath{"OfTheLineFeed", "img/font8/0a.png"},
+                                         MissingPath{"InUpperCase", "img/wheel_0.PNG"},
+                                         MissingPath{"WithoutItsEnding", "img/wheel_0"},
+                                         MissingPath{"WithoutItsFolder", "wheel_0.png"},
+                                         MissingPath{"ByAnotherWay", "./img/wheel_0.png"},
+                                         MissingPath{"WithoutAName", ""}),
+                         [](const auto& test) { return std::string(test.param.name); });
 
 TEST_F(ImageStoreTest, ReturnsAMissingImageWithoutStorage)
 {
