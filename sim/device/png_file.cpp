@@ -4,6 +4,8 @@
 #include <array>
 #include <png.h>
 #include <stdexcept>
+#include <string>
+#include <unistd.h>
 
 namespace sim {
 
@@ -38,7 +40,8 @@ void writePng(const std::filesystem::path& path, const Picture& picture)
     image.width = static_cast<png_uint_32>(picture.width);
     image.height = static_cast<png_uint_32>(picture.height);
     image.format = PNG_FORMAT_RGB;
-    const std::filesystem::path unfinished = path.string() + ".part";
+    // Of this process alone: another may be writing the same picture.
+    const std::filesystem::path unfinished = path.string() + "." + std::to_string(getpid()) + ".part";
     if (png_image_write_to_file(&image, unfinished.c_str(), 0, picture.pixels.data(), 0, nullptr) == 0) {
         std::filesystem::remove(unfinished);
         throw std::runtime_error("cannot write " + path.string() + ": " + image.message);

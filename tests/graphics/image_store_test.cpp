@@ -97,15 +97,13 @@ TEST_P(MissingImage, IsReportedOnOneLineEveryTimeAndReturnsAnEmptyBitmap)
     EXPECT_EQ(imageStore.size(), 113U);
 }
 
-INSTANTIATE_TEST_SUITE_P(Path, MissingImage,
-                         testing::Values(MissingPath{"ThatNeverWas", "img/wheel_8.png"},
-                                         MissingPath{"OfTheLineFeed", "img/font8/0a.png"},
-                                         MissingPath{"InUpperCase", "img/wheel_0.PNG"},
-                                         MissingPath{"WithoutItsEnding", "img/wheel_0"},
-                                         MissingPath{"WithoutItsFolder", "wheel_0.png"},
-                                         MissingPath{"ByAnotherWay", "./img/wheel_0.png"},
-                                         MissingPath{"WithoutAName", ""}),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    Path, MissingImage,
+    testing::Values(MissingPath{"ThatNeverWas", "img/wheel_8.png"}, MissingPath{"OfTheLineFeed", "img/font8/0a.png"},
+                    MissingPath{"InUpperCase", "img/wheel_0.PNG"}, MissingPath{"WithoutItsEnding", "img/wheel_0"},
+                    MissingPath{"WithoutItsFolder", "wheel_0.png"}, MissingPath{"ByAnotherWay", "./img/wheel_0.png"},
+                    MissingPath{"WithoutAName", ""}),
+    [](const auto& test) { return std::string(test.param.name); });
 
 TEST_F(ImageStoreTest, ReturnsAMissingImageWithoutStorage)
 {

@@ -23,11 +23,10 @@ TEST_F(Display, TurnsTheWheelEvery142Iterations)
         const int turnsAt = 142 * turn;
         const int drawnAt = (turnsAt + 19) / 20 * 20;
         device->runTo(static_cast<std::uint64_t>(drawnAt) + 6);
-        EXPECT_TRUE(sameScreen(device->screen(),
-                               ScreenPainter().message("Waiting for USB...").wheel((turn - 1) % 8).screen(),
+        EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message(texts::waiting).wheel((turn - 1) % 8).screen(),
                                "wheel_before_" + std::to_string(turn)));
         device->run(1);
-        EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message("Waiting for USB...").wheel(turn % 8).screen(),
+        EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message(texts::waiting).wheel(turn % 8).screen(),
                                "wheel_after_" + std::to_string(turn)));
     }
 }
@@ -58,14 +57,11 @@ TEST_F(SlowDisplay, GetsWholeFramesInOrderWithoutAFault)
     }
     EXPECT_GT(device->frameCount(), first);
     EXPECT_LT(device->frameCount(), first + 100);
-    // Every whole frame is one of the pictures, never a mixture: see that the last one arrives as it was drawn.
+    // A whole frame is one of the pictures, never a mixture; the last one arrives as it was drawn.
     device.decrypt.print(*device, "SHOW: the last\n");
-    device.decrypt.exit(*device, 4);
     device->run(300);
     EXPECT_TRUE(device.isHealthy());
-    const sim::Screen end = device->screen();
-    device->run(1000);
-    EXPECT_EQ(device->screen(), end);
+    EXPECT_TRUE(device.showsAtWork(texts::preparingHeader + "the last"));
 }
 
 TEST_F(SlowDisplay, ShowsTheLastPictureInTheEnd)
@@ -86,14 +82,13 @@ TEST_F(SlowDisplay, DoesNotHoldUpTheLoop)
     const auto traffic = device->traffic();
     const auto lastTime = std::stoull(traffic.back());
     EXPECT_LT(lastTime, 336589U + 60000U + 10000U * 1000U);
-    EXPECT_EQ(device->iteration(), 10000U);
 }
 
 TEST_F(SlowDisplay, ShowsNothingButPicturesThatWereDrawn)
 {
     std::set<sim::Screen> allowed = {sim::Screen{}};
     for (int frame = 0; frame < 8; ++frame) {
-        allowed.insert(ScreenPainter().message("Waiting for USB...").wheel(frame).screen());
+        allowed.insert(ScreenPainter().message(texts::waiting).wheel(frame).screen());
     }
     for (int i = 0; i < 300; ++i) {
         device->run(7);

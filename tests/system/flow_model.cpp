@@ -15,7 +15,7 @@ bool FlowModel::isScriptRunning() const
 void FlowModel::driveFound(std::uint64_t iteration)
 {
     current = Place::Preparing;
-    header = text = "Preparing new firmware...\n\n";
+    header = text = texts::preparingHeader;
     startWheel(iteration);
 }
 
@@ -54,17 +54,14 @@ void FlowModel::clicked(std::uint64_t iteration)
 
 std::string FlowModel::question() const
 {
-    const std::string rest = "Do not unplug the power during the process.\n\nDo you want to continue?";
-    return factoryReset ? "I will do a factory reset to firmware " + newVersion +
-                              ".\n\nALL DATA/PRESETS WILL BE LOST!\n\n" + rest
-                        : "I will update the firmware from " + oldVersion + " to " + newVersion + ".\n\n" + rest;
+    return factoryReset ? texts::factoryQuestion(newVersion) : texts::updateQuestion(oldVersion, newVersion);
 }
 
 void FlowModel::work(std::uint64_t iteration)
 {
     current = Place::Formatting;
     selection = Selection::None;
-    header = text = "Updating...\n\nDo not unplug the power.\n\nThis may take a few minutes.\n\nState: ";
+    header = text = texts::updatingHeader;
     startWheel(iteration);
 }
 
@@ -84,25 +81,23 @@ void FlowModel::scriptEnded(int status, std::uint64_t iteration)
         current = Place::Installing;
     } else {
         current = Place::Done;
-        text = "Everything done!\nYou can now restart the device";
+        text = texts::done;
         wheelStart.reset();
     }
 }
 
 void FlowModel::fail(int status, std::uint64_t iteration)
 {
-    const std::string advice =
-        factoryReset ? "This should not happen, please contact us." : "You can try a factory reset.";
     if (current == Place::Formatting) {
-        text = "Failed: Unable to format internal memory.\n" + advice;
+        text = texts::formatFailed(factoryReset);
     } else if (current == Place::Installing) {
-        text = "Failed: Unable to install files.\n" + advice;
+        text = texts::installFailed(factoryReset);
     } else if (status == 1) {
-        text = "Failed: Unable to access the USB drive.";
+        text = texts::driveFailed;
     } else if (status == 2) {
-        text = "Failed: Firmware file \"tonecrate.fw\" not found.";
+        text = texts::firmwareNotFound;
     } else if (status == 3) {
-        text = "Failed: Firmware file is corrupt.";
+        text = texts::firmwareCorrupt;
     } else if (!isWheelDrawnAnew(iteration)) {
         frozenWheel = wheelFrameAt(iteration);
     }

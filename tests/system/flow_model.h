@@ -3,6 +3,7 @@
 
 #include "sim/models/screen.h"
 #include "tests/system/screen_painter.h"
+#include "tests/system/screen_texts.h"
 
 #include <cstdint>
 #include <optional>
@@ -43,7 +44,7 @@ private:
     Selection selection = Selection::None;
     bool factoryReset = false;
     std::string header;
-    std::string text = "Waiting for USB...";
+    std::string text = texts::waiting;
     /// When the wheel began to turn from its first frame, if it turns.
     std::optional<std::uint64_t> wheelStart = 0;
     /// The frame at which it stands although it should be gone, after a failure that changed nothing else.

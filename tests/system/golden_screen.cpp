@@ -3,6 +3,7 @@
 
 #include "sim/device/png_file.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 
@@ -25,8 +26,18 @@ sim::Picture difference(const sim::Picture& actual, const sim::Picture& expected
     return result;
 }
 
-testing::AssertionResult compare(const sim::Picture& actual, const sim::Picture& expected, const std::string& name)
+/// With the test's name in front, as tests that run side by side may look at the same screen.
+std::string nameOfFailure(const std::string& screen)
 {
+    const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
+    std::string name = std::string(test->test_suite_name()) + "." + test->name() + "." + screen;
+    std::replace(name.begin(), name.end(), '/', '_');
+    return name;
+}
+
+testing::AssertionResult compare(const sim::Picture& actual, const sim::Picture& expected, const std::string& screen)
+{
+    const std::string name = nameOfFailure(screen);
     if (actual.pixels == expected.pixels) {
         return testing::AssertionSuccess();
     }

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
-/// Compares with golden/`name`.png. On a difference, `name`.actual.png, .expected.png and .difference.png are left
+/// Compares with golden/`name`.png. On a difference, the actual picture, the expected one and their difference are left
 /// beside each other in the build folder's failed_screens/. With UPDATE_GOLDEN_SCREENS set in the environment, writes
 /// the golden picture instead: look at it before you commit it.
 testing::AssertionResult matchesGolden(const sim::Screen& screen, const std::string& name);

@@ -30,17 +30,10 @@ protected:
         return device->screen() == ScreenPainter().menu(true, Selection::None).screen();
     }
 
-    /// Some frame of the wheel under that progress.
     [[nodiscard]] bool isProgressShown(const std::string& progress)
     {
         device.settle();
-        const sim::Screen screen = device->screen();
-        for (int frame = 0; frame < 8; ++frame) {
-            if (screen == ScreenPainter().message("Preparing new firmware...\n\n" + progress).wheel(frame).screen()) {
-                return true;
-            }
-        }
-        return false;
+        return device.showsAtWork(texts::preparingHeader + progress);
     }
 };
 
@@ -73,10 +66,10 @@ TEST_F(HostileScript, ThatPrintsZeroBytesLosesTheRestOfTheChunk)
 
 TEST_F(HostileScript, ThatPrintsTwoHundredThousandLinesAtOnceShowsThemOneAnIteration)
 {
-    startWith("seq -f 'SHOW: %.0f' 200000; read -r _ < \"$DEVICE_ROOT/orders.decrypt.sh\"");
-    // The script writes on while the updater reads: let it, until it rests.
-    for (int i = 0; i < 4000 && !isProgressShown("200000"); ++i) {
-        device->run(1000);
+    // It rests for the last of them, so that they are all shown before its end.
+    startWith("seq -f 'SHOW: %.0f' 200000; read -r _ < \"$DEVICE_ROOT/orders.decrypt.sh\"; exit 4");
+    for (int i = 0; i < 10000 && !isProgressShown("200000"); ++i) {
+        device->run(960);
     }
     EXPECT_TRUE(isProgressShown("200000"));
     EXPECT_GE(device->iteration(), 200000U);
@@ -94,8 +87,7 @@ TEST_F(HostileScript, ThatPrintsAnEndlessLineIsReadInLinearTime)
     startWith("head -c 48000000 /dev/zero | tr '\\0' x; exit 3");
     readToTheEnd();
     device.settle();
-    EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message("Failed: Firmware file is corrupt.").screen(),
-                           "endless_line"));
+    EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message(texts::firmwareCorrupt).screen(), "endless_line"));
 }
 
 TEST_F(HostileScript, WhoseChildGoesOnPrintingIsWaitedFor)
@@ -108,9 +100,7 @@ TEST_F(HostileScript, WhoseChildGoesOnPrintingIsWaitedFor)
     device->awaitScriptEnd();
     device.settle();
     // The exit status came first and counts; the late line was shown for one iteration at most.
-    EXPECT_TRUE(sameScreen(device->screen(),
-                           ScreenPainter().message("Failed: Firmware file \"tonecrate.fw\" not found.").screen(),
-                           "late_child"));
+    EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message(texts::firmwareNotFound).screen(), "late_child"));
 }
 
 TEST_F(HostileScript, ThatClosesItsOutputIsFinishedOnlyWhenItEnds)
@@ -118,8 +108,7 @@ TEST_F(HostileScript, ThatClosesItsOutputIsFinishedOnlyWhenItEnds)
     startWith("exec >&-; exit 1");
     device->awaitScriptEnd();
     device.settle();
-    EXPECT_TRUE(sameScreen(device->screen(),
-                           ScreenPainter().message("Failed: Unable to access the USB drive.").screen(), "closed"));
+    EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message(texts::driveFailed).screen(), "closed"));
 }
 
 TEST_F(HostileScript, LeavesItsComplaintsOnStandardError)

@@ -90,7 +90,10 @@ public:
         }
         const std::string format = model.isReset() ? "1\n" : "0\n";
         const bool hasFormatted = !device.format.calls().empty();
-        return device.decrypt.calls() == "/dev/sda1\n" && (!hasFormatted || device.format.calls() == format);
+        const bool hasInstalled = !device.install.calls().empty();
+        const bool mayHaveInstalled = model.place() >= FlowModel::Place::Installing;
+        return device.decrypt.calls() == "/dev/sda1\n" && (!hasFormatted || device.format.calls() == format) &&
+               (!hasInstalled || (mayHaveInstalled && device.install.calls() == "\n"));
     }
 
 private:

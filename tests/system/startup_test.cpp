@@ -21,8 +21,7 @@ TEST_F(Startup, ShowsThatItWaitsForTheDrive)
     device.switchOn();
     device->runTo(40);
     EXPECT_SCREEN(*device, "waiting");
-    EXPECT_TRUE(
-        sameScreen(device->screen(), ScreenPainter().message("Waiting for USB...").wheel(0).screen(), "painted"));
+    EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message(texts::waiting).wheel(0).screen(), "painted"));
 }
 
 TEST_F(Startup, LightsTheWholeLedBarAndNoOtherLed)

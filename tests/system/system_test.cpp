@@ -95,6 +95,17 @@ void TestDevice::click()
     settle();
 }
 
+bool TestDevice::showsAtWork(const std::string& message)
+{
+    const sim::Screen screen = device->screen();
+    for (int frame = 0; frame < 8; ++frame) {
+        if (screen == ScreenPainter().message(message).wheel(frame).screen()) {
+            return true;
+        }
+    }
+    return false;
+}
+
 testing::AssertionResult TestDevice::isHealthy()
 {
     if (const auto status = device->waitStatus()) {

@@ -6,6 +6,7 @@
 #include "tests/system/golden_screen.h"
 #include "tests/system/ordered_script.h"
 #include "tests/system/screen_painter.h"
+#include "tests/system/screen_texts.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -41,6 +42,9 @@ public:
     void toInstalling(bool factoryReset);
     void turn(int steps);
     void click();
+
+    /// Whether that message stands on the screen over the wheel, whichever way the wheel is turned.
+    [[nodiscard]] bool showsAtWork(const std::string& message);
 
     /// No fault of the wires so far, and the updater still runs.
     testing::AssertionResult isHealthy();
