@@ -1,16 +1,20 @@
 // Starting the updater under the preloaded library, and talking to the board inside it.
 #include "sim/device/simulated_device.h"
 
+#include "sim/device/program_file.h"
+#include "sim/protocol/preload.h"
+
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -23,8 +27,8 @@ namespace {
 constexpr const char* outputFile = "updater.out";
 constexpr const char* errorFile = "updater.err";
 
-/// Long enough for the debouncing of the button, in iterations.
-constexpr std::uint64_t clickIterations = 60;
+/// How long the program may go on after it has closed its socket, when nobody says how patient to be.
+constexpr std::chrono::milliseconds defaultPatience = std::chrono::seconds(20);
 
 std::string contentsOf(const fs::path& path)
 {
@@ -43,11 +47,44 @@ std::vector<std::string> linesOf(const std::string& text)
     return lines;
 }
 
+/// In the new process, whose standard error is the file by then.
+[[noreturn]] void giveUp(const std::string& reason)
+{
+    const std::string line = reason + "\n";
+    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
+    _exit(127);
+}
+
 void redirectTo(const fs::path& path, int fd)
 {
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    dup2(file, fd);
-    close(file);
+    const int file = open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0644);
+    if (file < 0 || dup2(file, fd) != fd) {
+        giveUp("cannot open " + path.string() + ": " + std::strerror(errno));
+    }
+    if (file != fd) {
+        close(file);
+    }
+}
+
+/// By descriptor, because the variable for the loader cannot hold a path with a blank or a colon. The loader starts a
+/// program even without a library that it cannot load, and that would be on the real hardware: so it is tried first.
+std::string openLibrary(const fs::path& path)
+{
+    unsetenv(rootVariable); // without which the library does nothing
+    unsetenv(socketVariable);
+    const int file = open(path.c_str(), O_RDONLY);
+    if (file < 0) {
+        giveUp("cannot open " + path.string() + ": " + std::strerror(errno));
+    }
+    std::string name = "/proc/self/fd/" + std::to_string(file);
+    void* library = dlopen(name.c_str(), RTLD_NOW);
+    if (library == nullptr) {
+        giveUp("cannot load " + path.string() + ": " + dlerror());
+    }
+    if (dlsym(library, librarySymbol) == nullptr) {
+        giveUp("not the simulated hardware: " + path.string());
+    }
+    return name;
 }
 
 } // namespace
@@ -59,17 +96,10 @@ SimulatedDevice::SimulatedDevice(DeviceSetup deviceSetup) : setup(std::move(devi
             throw std::runtime_error("no such file: " + needed.string());
         }
     }
+    requireDynamic(setup.updater);
     makeFolders();
     startProgram();
     configure();
-}
-
-SimulatedDevice::~SimulatedDevice()
-{
-    if (pid > 0) {
-        kill(-pid, SIGKILL); // with its scripts
-        waitForEnd();
-    }
 }
 
 void SimulatedDevice::makeFolders() const
@@ -85,41 +115,37 @@ void SimulatedDevice::startProgram()
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()) != 0) {
         throw std::runtime_error(std::string("cannot make a socket: ") + std::strerror(errno));
     }
-    pid = fork();
-    if (pid < 0) {
-        throw std::runtime_error(std::string("cannot start a process: ") + std::strerror(errno));
-    }
-    if (pid == 0) {
-        becomeProgram(sockets[1]);
-    }
-    setpgid(pid, pid);
-    close(sockets[1]);
     channel = std::make_unique<Channel>(sockets[0]);
+    try {
+        process.start([&] { becomeProgram(sockets[1]); });
+    } catch (...) {
+        close(sockets[1]);
+        throw;
+    }
+    close(sockets[1]);
 }
 
-/// In the new process: a process group of its own, so that its scripts can be ended with it.
 void SimulatedDevice::becomeProgram(int socket) const
 {
-    setpgid(0, 0);
     fcntl(socket, F_SETFD, 0);
-    redirectTo("/dev/null", STDIN_FILENO);
-    redirectTo(setup.root / outputFile, STDOUT_FILENO);
     redirectTo(setup.root / errorFile, STDERR_FILENO);
-    // By descriptor, because the variable cannot hold a path with a blank or a colon.
-    const int library = open(setup.preload.c_str(), O_RDONLY);
-    setenv("LD_PRELOAD", ("/proc/self/fd/" + std::to_string(library)).c_str(), 1);
-    setenv("DEVICE_ROOT", setup.root.c_str(), 1);
-    setenv("SIM_SOCKET", std::to_string(socket).c_str(), 1);
+    redirectTo(setup.root / outputFile, STDOUT_FILENO);
+    redirectTo("/dev/null", STDIN_FILENO);
+    const std::string library = openLibrary(setup.preload);
     for (const std::string& variable : setup.environment) {
         putenv(strdup(variable.c_str()));
     }
+    if (setenv("LD_PRELOAD", library.c_str(), 1) != 0 || setenv(rootVariable, setup.root.c_str(), 1) != 0 ||
+        setenv(socketVariable, std::to_string(socket).c_str(), 1) != 0) {
+        giveUp("cannot set the environment");
+    }
     execl(setup.updater.c_str(), setup.updater.c_str(), nullptr);
-    _exit(127);
+    giveUp("cannot run " + setup.updater.string() + ": " + std::strerror(errno));
 }
 
 void SimulatedDevice::configure()
 {
-    ask(setup.time == Time::Real ? "time real" : "time virtual");
+    askFirst(setup.time == Time::Real ? "time real" : "time virtual");
     ask(setup.time == Time::VirtualPaced ? "pace on" : "pace off");
     ask("frame-time " + std::to_string(setup.frameTime.count()));
     for (const std::string& name : setup.troubles) {
@@ -135,9 +161,23 @@ void SimulatedDevice::configure()
     }
 }
 
+/// A program that ends before it answers has not begun.
+void SimulatedDevice::askFirst(const std::string& request)
+{
+    try {
+        ask(request);
+    } catch (const DeviceEnded&) {
+        std::string reason = "cannot start the updater: " + explain(waitForEnd());
+        for (const std::string& line : linesOf(standardError())) {
+            reason += "; " + line;
+        }
+        throw std::runtime_error(reason);
+    }
+}
+
 std::string SimulatedDevice::ask(const std::string& request)
 {
-    if (!ended && channel->send(request)) {
+    if (!waitStatus() && channel->send(request)) {
         awaitAnswer();
         if (auto reply = channel->receive()) {
             if (reply->starts_with("error ")) {
@@ -146,14 +186,40 @@ std::string SimulatedDevice::ask(const std::string& request)
             return *std::move(reply);
         }
     }
-    waitForEnd();
+    awaitEnd();
     throw DeviceEnded();
 }
 
 void SimulatedDevice::awaitAnswer() const
 {
-    if (setup.patience.count() > 0 && !channel->hasMessage(setup.patience)) {
-        throw std::runtime_error("the updater does not answer");
+    constexpr std::chrono::milliseconds slice{100};
+    const auto start = std::chrono::steady_clock::now();
+    while (!channel->hasMessage(slice)) {
+        if (setup.patience.count() > 0 && std::chrono::steady_clock::now() - start >= setup.patience) {
+            throw std::runtime_error("the updater does not answer");
+        }
+        callWhileWaiting();
+    }
+}
+
+/// The program has closed its socket, so it ends, or else it is ended.
+void SimulatedDevice::awaitEnd()
+{
+    const auto patience = setup.patience.count() > 0 ? setup.patience : defaultPatience;
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (!waitStatus() && std::chrono::steady_clock::now() < deadline) {
+        callWhileWaiting();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    if (!waitStatus()) {
+        process.kill();
+    }
+}
+
+void SimulatedDevice::callWhileWaiting() const
+{
+    if (setup.whileWaiting) {
+        setup.whileWaiting();
     }
 }
 
@@ -257,33 +323,18 @@ std::string SimulatedDevice::standardError() const
     return contentsOf(setup.root / errorFile);
 }
 
-std::optional<int> SimulatedDevice::waitStatus()
-{
-    int status = 0;
-    if (!ended && waitpid(pid, &status, WNOHANG) == pid) {
-        ended = status;
-    }
-    return ended;
-}
-
-int SimulatedDevice::waitForEnd()
-{
-    int status = 0;
-    pid_t waited = -1;
-    while (!ended && ((waited = waitpid(pid, &status, 0)) == pid || errno == EINTR)) {
-        if (waited == pid) {
-            ended = status;
-        }
-    }
-    return ended.value_or(-1);
-}
-
 std::string SimulatedDevice::describe(int waitStatus)
 {
     if (WIFSIGNALED(waitStatus)) {
         return "signal " + std::to_string(WTERMSIG(waitStatus));
     }
     return "exit status " + std::to_string(WEXITSTATUS(waitStatus));
+}
+
+std::string SimulatedDevice::explain(int waitStatus)
+{
+    return describe(waitStatus) +
+           (WIFSIGNALED(waitStatus) ? std::string(" (") + strsignal(WTERMSIG(waitStatus)) + ")" : "");
 }
 
 void SimulatedDevice::setTrouble(const std::string& name, bool on)

@@ -1,9 +1,11 @@
 // A whole device to hold in one's hands: the updater runs on it, unmodified.
 #pragma once
 
+#include "sim/device/process_group.h"
 #include "sim/models/screen.h"
 #include "sim/models/usb_drive.h"
 #include "sim/protocol/channel.h"
+#include "sim/protocol/troubles.h"
 
 #include <array>
 #include <chrono>
@@ -13,7 +15,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
 namespace sim {
@@ -26,24 +27,6 @@ enum class Time {
     /// For a player: virtual, but no faster than real time while a script runs.
     VirtualPaced,
 };
-
-/// The names of what can be wrong with a device. Those before the blank line have to be there when it is switched on.
-namespace trouble {
-inline constexpr const char* absentMemory = "absent mem";
-inline constexpr const char* mappingFails = "mmap fails";
-inline constexpr const char* absentDisplay = "absent spi";
-inline constexpr const char* absentLeds = "absent i2c";
-inline constexpr const char* absentEncoder = "absent encoder";
-inline constexpr const char* refusedMode = "refused mode";
-inline constexpr const char* refusedBits = "refused bits";
-inline constexpr const char* refusedSpeed = "refused speed";
-
-inline constexpr const char* failingDisplay = "failing spi";
-inline constexpr const char* failingLeds = "failing i2c";
-inline constexpr const char* failingEncoder = "failing encoder";
-inline constexpr const char* noProcesses = "no processes";
-inline constexpr const char* forbiddenDrive = "forbidden drive";
-} // namespace trouble
 
 struct DeviceSetup {
     std::filesystem::path updater{};
@@ -58,6 +41,8 @@ struct DeviceSetup {
     std::vector<std::string> environment{};
     /// How long to wait for an answer; zero for as long as it takes.
     std::chrono::milliseconds patience{0};
+    /// Called again and again while the device lets itself be waited for; what it throws ends the waiting.
+    std::function<void()> whileWaiting{};
 };
 
 /// The device cannot be used any longer: its program has ended.
@@ -70,12 +55,15 @@ public:
 /// does not answer.
 class SimulatedDevice {
 public:
+    /// How long a press, and the pause after it, are for a click: enough for the debouncing of the button.
+    static constexpr std::uint64_t clickIterations = 60;
+
     /// Switches the device on. In virtual time it then stands at the end of its first iteration.
     explicit SimulatedDevice(DeviceSetup deviceSetup);
     SimulatedDevice(const SimulatedDevice&) = delete;
     SimulatedDevice& operator=(const SimulatedDevice&) = delete;
     /// Switches it off, and ends its scripts.
-    ~SimulatedDevice();
+    ~SimulatedDevice() = default;
 
     // The owner's hands.
 
@@ -83,7 +71,6 @@ public:
     void press();
     void release();
     void plug(const std::filesystem::path& driveImage) { drive.plug(driveImage); }
-    void plugBroken() { drive.plugBroken(); }
     void unplug() { drive.unplug(); }
     [[nodiscard]] bool hasDrive() const { return drive.isPlugged(); }
 
@@ -116,11 +103,13 @@ public:
     [[nodiscard]] std::string standardError() const;
 
     /// How the updater has ended (as waitpid tells it), if it has.
-    [[nodiscard]] std::optional<int> waitStatus();
+    [[nodiscard]] std::optional<int> waitStatus() { return process.waitStatus(); }
     /// Waits for the updater to end by itself.
-    int waitForEnd();
+    int waitForEnd() { return process.waitForEnd(); }
     /// In words, such as "exit status 1" or "signal 11".
     [[nodiscard]] static std::string describe(int waitStatus);
+    /// For a person, such as "signal 11 (Segmentation fault)".
+    [[nodiscard]] static std::string explain(int waitStatus);
 
     // What goes wrong.
 
@@ -140,15 +129,17 @@ private:
     void startProgram();
     [[noreturn]] void becomeProgram(int socket) const;
     void configure();
+    void askFirst(const std::string& request);
     std::string ask(const std::string& request);
     void awaitAnswer() const;
+    void awaitEnd();
+    void callWhileWaiting() const;
     Status status();
 
     DeviceSetup setup;
     UsbDrive drive;
     std::unique_ptr<Channel> channel;
-    pid_t pid = -1;
-    std::optional<int> ended;
+    ProcessGroup process;
 };
 
 } // namespace sim

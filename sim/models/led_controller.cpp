@@ -57,12 +57,4 @@ std::array<std::uint8_t, LedController::outputCount> LedController::outputs() co
     return result;
 }
 
-std::array<std::uint8_t, LedController::barLength> LedController::bar() const
-{
-    std::array<std::uint8_t, barLength> result{};
-    const auto all = outputs();
-    std::copy(all.end() - barLength, all.end(), result.begin());
-    return result;
-}
-
 } // namespace sim

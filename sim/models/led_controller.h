@@ -14,7 +14,6 @@ class LedController {
 public:
     static constexpr std::uint8_t address = 0x6C;
     static constexpr std::size_t outputCount = 18;
-    static constexpr std::size_t barLength = 6;
 
     explicit LedController(Faults& faultList) : faults(faultList) {}
 
@@ -24,8 +23,6 @@ public:
 
     /// The brightness of the outputs, in register order; all dark while the controller or the output is not enabled.
     [[nodiscard]] std::array<std::uint8_t, outputCount> outputs() const;
-    /// The last six outputs.
-    [[nodiscard]] std::array<std::uint8_t, barLength> bar() const;
 
 private:
     void writeRegister(std::size_t reg, std::uint8_t value);

@@ -91,13 +91,6 @@ void UsbDrive::plug(const fs::path& image)
     fs::rename(unfinished, disk);
 }
 
-void UsbDrive::plugBroken()
-{
-    unplug();
-    std::ofstream(partition).flush();
-    std::ofstream(disk).flush();
-}
-
 void UsbDrive::unplug()
 {
     removeNode(disk);

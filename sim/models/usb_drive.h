@@ -14,8 +14,6 @@ public:
     explicit UsbDrive(const std::filesystem::path& deviceRoot);
 
     void plug(const std::filesystem::path& image);
-    /// A drive that is there but of which nothing can be read: its nodes are empty.
-    void plugBroken();
     /// Whoever still reads from the drive finds it ended.
     void unplug();
     [[nodiscard]] bool isPlugged() const;

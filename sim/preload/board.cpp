@@ -2,6 +2,7 @@
 #include "sim/preload/board.h"
 
 #include "sim/preload/real_calls.h"
+#include "sim/protocol/troubles.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -35,10 +36,10 @@ struct Device {
 };
 
 constexpr Device devices[] = {
-    {"/dev/mem", Endpoint::Memory, "absent mem"},
-    {"/dev/spidev0.0", Endpoint::Spi, "absent spi"},
-    {"/dev/i2c-22", Endpoint::I2c, "absent i2c"},
-    {"/dev/input/event0", Endpoint::Encoder, "absent encoder"},
+    {"/dev/mem", Endpoint::Memory, trouble::absentMemory},
+    {"/dev/spidev0.0", Endpoint::Spi, trouble::absentDisplay},
+    {"/dev/i2c-22", Endpoint::I2c, trouble::absentLeds},
+    {"/dev/input/event0", Endpoint::Encoder, trouble::absentEncoder},
 };
 
 ssize_t fail(int error)
@@ -130,7 +131,7 @@ void Board::close(int fd)
 
 void* Board::mapRegisters(off_t physicalBase)
 {
-    if (hasTrouble("mmap fails")) {
+    if (hasTrouble(trouble::mappingFails)) {
         fail(EPERM);
         return MAP_FAILED;
     }
@@ -176,7 +177,7 @@ ssize_t Board::writeSpi(std::span<const std::uint8_t> bytes)
         const std::lock_guard lock(mutex);
         gpio.sync();
         log((gpio.level(dataCommandLine) ? "spi D " : "spi C ") + hexBytes(copy));
-        if (troubles.contains("failing spi")) {
+        if (troubles.contains(trouble::failingDisplay)) {
             return fail(EIO);
         }
         if (copy.size() > spiBufferSize) {
@@ -196,7 +197,7 @@ ssize_t Board::writeI2c(std::span<const std::uint8_t> bytes)
     const std::lock_guard lock(mutex);
     gpio.sync();
     log("i2c write " + hexBytes(bytes));
-    if (troubles.contains("failing i2c")) {
+    if (troubles.contains(trouble::failingLeds)) {
         return fail(ETIMEDOUT);
     }
     if (i2cAddress != LedController::address) {
@@ -210,11 +211,31 @@ ssize_t Board::writeI2c(std::span<const std::uint8_t> bytes)
 ssize_t Board::read(int fd, std::span<std::uint8_t> bytes)
 {
     const std::lock_guard lock(mutex);
-    if (endpointOf(fd) == Endpoint::I2c && !bytes.empty() && !troubles.contains("failing i2c")) {
-        bytes[0] = ledController.read();
-        return 1;
+    switch (endpointOf(fd)) {
+    case Endpoint::I2c:
+        return readI2c(bytes);
+    case Endpoint::Encoder:
+        return readEncoder(bytes);
+    default:
+        return fail(EIO);
     }
-    if (endpointOf(fd) != Endpoint::Encoder || troubles.contains("failing encoder")) {
+}
+
+ssize_t Board::readI2c(std::span<std::uint8_t> bytes)
+{
+    if (troubles.contains(trouble::failingLeds)) {
+        return fail(ETIMEDOUT);
+    }
+    if (bytes.empty()) {
+        return fail(EIO);
+    }
+    bytes[0] = ledController.read();
+    return 1;
+}
+
+ssize_t Board::readEncoder(std::span<std::uint8_t> bytes)
+{
+    if (troubles.contains(trouble::failingEncoder)) {
         return fail(EIO);
     }
     if (bytes.size() < sizeof(input_event)) {
@@ -247,17 +268,18 @@ int Board::controlSpi(unsigned long request, unsigned long argument)
     const struct {
         unsigned long request;
         const char* name;
+        const char* refusal;
         std::size_t size;
     } settings[] = {
-        {SPI_IOC_WR_MODE, "mode", 1},
-        {SPI_IOC_WR_BITS_PER_WORD, "bits", 1},
-        {SPI_IOC_WR_MAX_SPEED_HZ, "speed", 4},
+        {SPI_IOC_WR_MODE, "mode", trouble::refusedMode, 1},
+        {SPI_IOC_WR_BITS_PER_WORD, "bits", trouble::refusedBits, 1},
+        {SPI_IOC_WR_MAX_SPEED_HZ, "speed", trouble::refusedSpeed, 4},
     };
     for (const auto& setting : settings) {
         if (setting.request != request) {
             continue;
         }
-        if (troubles.contains(std::string("refused ") + setting.name)) {
+        if (troubles.contains(setting.refusal)) {
             return static_cast<int>(fail(EINVAL));
         }
         std::uint32_t value = 0; // little-endian, as every machine that this runs on

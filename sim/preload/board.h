@@ -85,6 +85,8 @@ private:
     int controlI2c(unsigned long request, unsigned long argument);
     ssize_t writeSpi(std::span<const std::uint8_t> bytes);
     ssize_t writeI2c(std::span<const std::uint8_t> bytes);
+    ssize_t readI2c(std::span<std::uint8_t> bytes);
+    ssize_t readEncoder(std::span<std::uint8_t> bytes);
     [[nodiscard]] Timeline::Duration transferTime(std::size_t byteCount) const;
 
     static constexpr int descriptorCount = 1024;

@@ -1,10 +1,10 @@
 // The requests of the device's holder.
 #include "sim/preload/holder_link.h"
 
-#include <map>
+#include "sim/protocol/troubles.h"
+
 #include <poll.h>
 #include <sstream>
-#include <string_view>
 #include <sys/ioctl.h>
 #include <unistd.h>
 #include <utility>
@@ -97,79 +97,88 @@ void HolderLink::serveOne()
     }
 }
 
+/// There before any constructor has run, because the first requests are served in one.
+constinit const HolderLink::Answer HolderLink::answers[] = {
+    // Lets the program go on after its start.
+    {"start",
+     [](HolderLink& link, Words&) {
+         link.isResumed = true;
+         return std::string();
+     }},
+    // COUNT: lets it run that many iterations, and answers when they are done.
+    {"run", [](HolderLink& link, Words& words) { return link.resume(take<std::uint64_t>(words)); }},
+    // virtual | real
+    {"time",
+     [](HolderLink& link, Words& words) {
+         link.board.timeline.setVirtual(take<std::string>(words) == "virtual");
+         return std::string();
+     }},
+    // on | off
+    {"pace",
+     [](HolderLink& link, Words& words) {
+         link.keepsPace = take<std::string>(words) == "on";
+         return std::string();
+     }},
+    // MICROSECONDS
+    {"frame-time",
+     [](HolderLink& link, Words& words) {
+         link.board.setFrameTime(std::chrono::microseconds(take<std::int64_t>(words)));
+         return std::string();
+     }},
+    // on | off NAME
+    {"trouble",
+     [](HolderLink& link, Words& words) {
+         const bool on = take<std::string>(words) == "on";
+         std::string name;
+         std::getline(words >> std::ws, name);
+         if (!trouble::isKnown(name)) {
+             return "error unknown trouble: " + name;
+         }
+         link.board.setTrouble(name, on);
+         return std::string();
+     }},
+    // 1 | 0
+    {"button",
+     [](HolderLink& link, Words& words) {
+         link.board.setButton(take<int>(words) != 0);
+         return std::string();
+     }},
+    // STEPS
+    {"turn",
+     [](HolderLink& link, Words& words) {
+         link.board.turn(take<std::int32_t>(words));
+         return std::string();
+     }},
+    // TYPE CODE VALUE
+    {"event",
+     [](HolderLink& link, Words& words) {
+         const auto type = take<std::uint16_t>(words);
+         const auto code = take<std::uint16_t>(words);
+         link.board.queueEvent(type, code, take<std::int32_t>(words));
+         return std::string();
+     }},
+    // BYTES: answers when the script has written that much that is not read yet, or has ended.
+    {"await-output",
+     [](HolderLink& link, Words& words) {
+         return std::string(link.awaitOutput(take<int>(words)) ? "" : "error the script wrote nothing in time");
+     }},
+    {"status", [](HolderLink& link, Words&) { return link.status(); }},
+    {"screen", [](HolderLink& link, Words&) { return asText(link.board.screen()); }},
+    {"leds", [](HolderLink& link, Words&) { return asText(link.board.leds()); }},
+    {"faults", [](HolderLink& link, Words&) { return joined(link.board.faultList()); }},
+    {"traffic", [](HolderLink& link, Words&) { return joined(link.board.traffic()); }},
+};
+
 std::string HolderLink::answer(const std::string& request)
 {
-    using Words = std::istringstream;
-    static const std::map<std::string_view, std::string (*)(HolderLink&, Words&)> answers = {
-        // Lets the program go on after its start.
-        {"start",
-         [](HolderLink& link, Words&) {
-             link.isResumed = true;
-             return std::string();
-         }},
-        // COUNT: lets it run that many iterations, and answers when they are done.
-        {"run", [](HolderLink& link, Words& words) { return link.resume(take<std::uint64_t>(words)); }},
-        // virtual | real
-        {"time",
-         [](HolderLink& link, Words& words) {
-             link.board.timeline.setVirtual(take<std::string>(words) == "virtual");
-             return std::string();
-         }},
-        // on | off
-        {"pace",
-         [](HolderLink& link, Words& words) {
-             link.keepsPace = take<std::string>(words) == "on";
-             return std::string();
-         }},
-        // MICROSECONDS
-        {"frame-time",
-         [](HolderLink& link, Words& words) {
-             link.board.setFrameTime(std::chrono::microseconds(take<std::int64_t>(words)));
-             return std::string();
-         }},
-        // on | off NAME
-        {"trouble",
-         [](HolderLink& link, Words& words) {
-             const bool on = take<std::string>(words) == "on";
-             std::string name;
-             std::getline(words >> std::ws, name);
-             link.board.setTrouble(name, on);
-             return std::string();
-         }},
-        // 1 | 0
-        {"button",
-         [](HolderLink& link, Words& words) {
-             link.board.setButton(take<int>(words) != 0);
-             return std::string();
-         }},
-        // STEPS
-        {"turn",
-         [](HolderLink& link, Words& words) {
-             link.board.turn(take<std::int32_t>(words));
-             return std::string();
-         }},
-        // TYPE CODE VALUE
-        {"event",
-         [](HolderLink& link, Words& words) {
-             const auto type = take<std::uint16_t>(words);
-             const auto code = take<std::uint16_t>(words);
-             link.board.queueEvent(type, code, take<std::int32_t>(words));
-             return std::string();
-         }},
-        // BYTES: answers when the script has written that much that is not read yet, or has ended.
-        {"await-output",
-         [](HolderLink& link, Words& words) {
-             return std::string(link.awaitOutput(take<int>(words)) ? "" : "error the script wrote nothing in time");
-         }},
-        {"status", [](HolderLink& link, Words&) { return link.status(); }},
-        {"screen", [](HolderLink& link, Words&) { return asText(link.board.screen()); }},
-        {"leds", [](HolderLink& link, Words&) { return asText(link.board.leds()); }},
-        {"faults", [](HolderLink& link, Words&) { return joined(link.board.faultList()); }},
-        {"traffic", [](HolderLink& link, Words&) { return joined(link.board.traffic()); }},
-    };
     Words words(request);
-    const auto found = answers.find(take<std::string>(words));
-    return found == answers.end() ? "error unknown request: " + request : found->second(*this, words);
+    const auto name = take<std::string>(words);
+    for (const Answer& answer : answers) {
+        if (answer.name == name) {
+            return answer.give(*this, words);
+        }
+    }
+    return "error unknown request: " + request;
 }
 
 std::string HolderLink::resume(std::uint64_t iterations)

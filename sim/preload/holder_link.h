@@ -5,7 +5,9 @@
 #include "sim/protocol/channel.h"
 
 #include <cstdint>
+#include <sstream>
 #include <string>
+#include <string_view>
 
 namespace sim {
 
@@ -24,6 +26,13 @@ public:
     [[nodiscard]] int getScript() const { return scriptFd; }
 
 private:
+    using Words = std::istringstream;
+    struct Answer {
+        std::string_view name;
+        std::string (*give)(HolderLink& link, Words& words);
+    };
+    static const Answer answers[];
+
     void serveUntilResumed();
     void serveOne();
     std::string answer(const std::string& request);

@@ -3,6 +3,8 @@
 #include "sim/preload/board.h"
 #include "sim/preload/holder_link.h"
 #include "sim/preload/real_calls.h"
+#include "sim/protocol/preload.h"
+#include "sim/protocol/troubles.h"
 
 #include <cerrno>
 #include <cstdarg>
@@ -35,8 +37,8 @@ Simulation* simulation = nullptr;
 /// Runs before the program's own static initialisation, which maps the GPIO block.
 __attribute__((constructor)) void setUp()
 {
-    const char* root = std::getenv("DEVICE_ROOT");
-    const char* socket = std::getenv("SIM_SOCKET");
+    const char* root = std::getenv(sim::rootVariable);
+    const char* socket = std::getenv(sim::socketVariable);
     if (root == nullptr || socket == nullptr) {
         return;
     }
@@ -44,7 +46,7 @@ __attribute__((constructor)) void setUp()
     fcntl(fd, F_SETFD, FD_CLOEXEC);
     // The scripts are the device's, but their processes are not the program.
     unsetenv("LD_PRELOAD");
-    unsetenv("SIM_SOCKET");
+    unsetenv(sim::socketVariable);
     auto* created = new Simulation(root, fd);
     created->link.waitForStart();
     simulation = created;
@@ -76,8 +78,10 @@ std::string shellQuoted(const std::string& text)
     return quoted + "'";
 }
 
-int openPath(const char* path, int flags, mode_t mode)
+/// The mode follows only when the flags say so.
+int openPath(const char* path, int flags, std::va_list arguments)
 {
+    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
     if (simulation != nullptr) {
         const sim::Endpoint endpoint = sim::Board::endpointAt(path);
         if (endpoint != sim::Endpoint::None) {
@@ -97,7 +101,7 @@ std::FILE* openFile(const char* path, const char* mode)
 int queryStatus(const char* path, struct stat* result)
 {
     if (simulation != nullptr && std::string_view(path).starts_with("/dev/sda") && simulation->board.redirect(path) &&
-        simulation->board.hasTrouble("forbidden drive")) {
+        simulation->board.hasTrouble(sim::trouble::forbiddenDrive)) {
         errno = EACCES;
         return -1;
     }
@@ -124,22 +128,26 @@ void* runThread(void* argument)
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library's headers use reserved names.
 extern "C" {
 
+/// sim::librarySymbol.
+extern const int tonecrate_simulated_device;
+const int tonecrate_simulated_device = 1;
+
 int open(const char* path, int flags, ...)
 {
     std::va_list arguments;
     va_start(arguments, flags);
-    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
+    const int fd = openPath(path, flags, arguments);
     va_end(arguments);
-    return openPath(path, flags, mode);
+    return fd;
 }
 
 int open64(const char* path, int flags, ...)
 {
     std::va_list arguments;
     va_start(arguments, flags);
-    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
+    const int fd = openPath(path, flags, arguments);
     va_end(arguments);
-    return openPath(path, flags, mode);
+    return fd;
 }
 
 int close(int fd)
@@ -219,7 +227,7 @@ std::FILE* popen(const char* command, const char* mode)
         return REAL(popen)(command, mode);
     }
     simulation->board.note(std::string("run ") + command);
-    if (simulation->board.hasTrouble("no processes")) {
+    if (simulation->board.hasTrouble(sim::trouble::noProcesses)) {
         errno = EAGAIN;
         return nullptr;
     }

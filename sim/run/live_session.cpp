@@ -28,6 +28,7 @@ DeviceSetup completed(DeviceSetup setup)
 {
     setup.time = Time::Real;
     setup.patience = patience;
+    setup.whileWaiting = checkSignals;
     setup.environment.emplace_back(scriptPace);
     return setup;
 }
@@ -105,10 +106,10 @@ void LiveSession::handle(Command command)
 
 void LiveSession::plug()
 {
+    snapshot.message = device.hasDrive() ? "there is a drive already" : "drive plugged in";
     if (!device.hasDrive()) {
         device.plug(drive);
     }
-    snapshot.message = "drive plugged in";
 }
 
 void LiveSession::pull()
@@ -166,7 +167,7 @@ bool LiveSession::report()
 
 void LiveSession::reportEnd()
 {
-    std::cerr << "tonecrate-simulator: the updater has ended: " << SimulatedDevice::describe(*device.waitStatus())
+    std::cerr << "tonecrate-simulator: the updater has ended: " << SimulatedDevice::explain(*device.waitStatus())
               << '\n'
               << device.standardError();
 }

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <fcntl.h>
 #include <iostream>
 #include <unistd.h>
 
@@ -75,6 +76,16 @@ int runLive(const sim::Options& options)
     return session.report() ? 0 : failed;
 }
 
+/// So that nothing that is opened later takes the place of one that is closed.
+void occupyStandardStreams()
+{
+    int fd = STDIN_FILENO;
+    while (fd >= STDIN_FILENO && fd <= STDERR_FILENO) {
+        fd = open("/dev/null", O_RDWR);
+    }
+    close(fd);
+}
+
 int run(const sim::Options& options)
 {
     requireFiles(options);
@@ -89,6 +100,7 @@ int run(const sim::Options& options)
 
 int main(int argc, char** argv)
 {
+    occupyStandardStreams();
     sim::watchSignals();
     try {
         const std::vector<std::string> arguments(argv + 1, argv + argc);

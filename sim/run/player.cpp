@@ -28,6 +28,7 @@ DeviceSetup completed(DeviceSetup setup)
 {
     setup.time = Time::VirtualPaced;
     setup.patience = patience;
+    setup.whileWaiting = checkSignals;
     setup.environment.emplace_back(scriptPace);
     return setup;
 }
@@ -96,17 +97,12 @@ void Player::awaitScript(std::string_view command)
 
 void Player::click()
 {
-    constexpr int debouncing = 3; // glances
     rememberMemory();
     say("the knob is clicked");
     device.press();
-    for (int i = 0; i < debouncing; ++i) {
-        run(glance);
-    }
+    runGlancing(SimulatedDevice::clickIterations);
     device.release();
-    for (int i = 0; i < debouncing; ++i) {
-        run(glance);
-    }
+    runGlancing(SimulatedDevice::clickIterations);
 }
 
 std::string Player::checkEnd()
@@ -141,6 +137,13 @@ void Player::runUntil(const std::function<bool()>& isTrue, const std::string& aw
                                      awaited);
         }
         run(step);
+    }
+}
+
+void Player::runGlancing(std::uint64_t iterations)
+{
+    for (std::uint64_t done = 0; done < iterations; done += glance) {
+        run(glance);
     }
 }
 
@@ -206,7 +209,7 @@ void Player::observeWords(const std::string& all, std::size_t& seen, const std::
 
 std::string Player::tellEnd()
 {
-    std::string text = "the updater has ended: " + SimulatedDevice::describe(device.waitForEnd());
+    std::string text = "the updater has ended: " + SimulatedDevice::explain(device.waitForEnd());
     std::istringstream errors(device.standardError());
     for (std::string line; std::getline(errors, line);) {
         text += "; " + line;

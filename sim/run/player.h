@@ -39,6 +39,7 @@ private:
 
     /// Looks every `step` iterations. Throws when the device has run for too long and still `isTrue` is not.
     void runUntil(const std::function<bool()>& isTrue, const std::string& awaited, std::uint64_t step);
+    void runGlancing(std::uint64_t iterations);
     void run(std::uint64_t iterations);
     void rememberMemory() { memoryBeforeScript = memoryContent(device.root()); }
     void observe();

@@ -1,6 +1,8 @@
 // The thumb on the knob's button, which presses for as long as the device needs to notice.
 #pragma once
 
+#include "sim/device/simulated_device.h"
+
 #include <cstdint>
 #include <deque>
 #include <optional>
@@ -11,10 +13,10 @@ namespace sim {
 /// its debouncing and its long press.
 class Thumb {
 public:
-    static constexpr std::uint64_t clickIterations = 60;
+    static constexpr std::uint64_t clickIterations = SimulatedDevice::clickIterations;
     static constexpr std::uint64_t holdIterations = 1100;
     /// Between two presses.
-    static constexpr std::uint64_t pauseIterations = 60;
+    static constexpr std::uint64_t pauseIterations = clickIterations;
 
     void click() { queue(clickIterations); }
     void hold() { queue(holdIterations); }

@@ -125,7 +125,10 @@ fs::path Workshop::makeDevice(int memoryKib) const
     fs::path device = folder / "device";
     run("make_device.sh", {device, keys()});
     if (memoryKib != 0) {
-        std::ofstream(device / "etc/tonecrate/memory_kib") << memoryKib << '\n';
+        const fs::path file = device / "etc/tonecrate/memory_kib";
+        if (!(std::ofstream(file) << memoryKib << std::endl)) {
+            throw std::runtime_error("cannot write " + file.string());
+        }
     }
     return device;
 }
@@ -167,7 +170,9 @@ std::string memoryContent(const fs::path& device)
 {
     const fs::path memory = device / "dev/memory";
     std::string bytes(fs::file_size(memory), '\0');
-    std::ifstream(memory, std::ios::binary).read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    if (!std::ifstream(memory, std::ios::binary).read(bytes.data(), static_cast<std::streamsize>(bytes.size()))) {
+        throw std::runtime_error("cannot read " + memory.string());
+    }
     return bytes;
 }
 

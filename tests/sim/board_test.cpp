@@ -296,7 +296,7 @@ TEST_F(BoardTest, FailsTransfersToTheLedsWhenToldSo)
     ASSERT_EQ(selectI2c(LedController::address), 0);
     board->setTrouble("failing i2c", true);
     EXPECT_EQ(failureOf([&] { return write(i2c(), {0x00, 0x01}); }), (Failure{-1, ETIMEDOUT}));
-    EXPECT_EQ(failureOf([&] { return board->read(i2c(), byte); }), (Failure{-1, EIO}));
+    EXPECT_EQ(failureOf([&] { return board->read(i2c(), byte); }), (Failure{-1, ETIMEDOUT}));
     board->setTrouble("failing i2c", false);
     EXPECT_EQ(write(i2c(), {0x00}), 1);
     EXPECT_EQ(board->read(i2c(), byte), 1);
@@ -516,11 +516,12 @@ TEST_F(BoardDuringAFrame, ReportsAnotherOneThatOverlaps)
 
 TEST_F(BoardDuringAFrame, LetsTheMainThreadDoOtherThings)
 {
+    const auto before = board->timeline.now();
     EXPECT_EQ(selectI2c(LedController::address), 0);
     EXPECT_EQ(write(i2c(), {0x00}), 1);
     board->setButton(true);
     board->turn(1);
-    EXPECT_EQ(board->timeline.now() % 1ms, 0ms + (board->timeline.now() % 1ms));
+    EXPECT_EQ(board->timeline.now(), before);
     board->timeline.pass(60ms);
     EXPECT_THAT(board->screen(), Each(3));
 }

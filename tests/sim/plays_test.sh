@@ -127,8 +127,9 @@ full_output() {
 # ends_by_signal NAME: under job control, without which jobs ignore an interrupt.
 ends_by_signal() {
   set -m
+  : >"$work/out"
   "$simulator" --play update </dev/null >"$work/out" 2>"$work/err" &
-  sleep 1
+  while [[ ! -s $work/out ]] && kill -0 $!; do sleep 0.01; done
   kill -s "$1" $!
   status=0
   wait $! || status=$?

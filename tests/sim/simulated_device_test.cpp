@@ -1,9 +1,12 @@
 // Tests of the device as a whole, on which a program of the tests' own runs.
+#include "sim/device/program_file.h"
 #include "sim/device/simulated_device.h"
 
 #include "tests/support/scratch_folder.h"
 
 #include <chrono>
+#include <csignal>
+#include <elf.h>
 #include <fstream>
 #include <functional>
 #include <gmock/gmock.h>
@@ -151,8 +154,8 @@ TEST_F(Device, RunsToTheEndOfAnIteration)
 TEST_F(Device, RunsThroughAnHourInSeconds)
 {
     start("");
-    device->runTo(100000);
-    EXPECT_EQ(device->iteration(), 100000U);
+    device->runTo(3'600'000);
+    EXPECT_EQ(device->iteration(), 3'600'000U);
 }
 
 // Frames.
@@ -506,11 +509,11 @@ TEST_F(Device, MayLieAnywhere)
     EXPECT_EQ(device->iteration(), 1U);
 }
 
-TEST_F(Device, EndsAtOnceWhenItsUpdaterIsNoProgram)
+TEST_F(Device, IsNotBuiltWhenItsUpdaterIsNoProgram)
 {
     folder.write("updater", "not executable");
     setup.updater = folder / "updater";
-    EXPECT_THROW(SimulatedDevice{setup}, DeviceEnded);
+    EXPECT_THROW(SimulatedDevice{setup}, std::runtime_error);
 }
 
 class DeviceWithoutHolder : public Device, public testing::WithParamInterface<Time> {};
@@ -609,6 +612,152 @@ TEST_F(Device, KeepsPaceWithAScriptThatRuns)
     device->run(50);
     EXPECT_GE(std::chrono::steady_clock::now() - before, 40ms);
     EXPECT_EQ(device->iteration(), 51U);
+}
+
+// What must not run on the real hardware.
+
+class UnsafeDevice : public Device {
+protected:
+    /// Fails to be built, saying so, and the program has not begun.
+    void expectRefusal(const std::string& reason)
+    {
+        setup.environment = {"PROBE=say begun"};
+        EXPECT_THAT([&] { SimulatedDevice{setup}; },
+                    Throws<std::runtime_error>(Property(&std::runtime_error::what, HasSubstr(reason))));
+        const fs::path output = setup.root / "updater.out";
+        EXPECT_TRUE(!fs::exists(output) || fs::file_size(output) == 0);
+    }
+    /// A copy of the program that asks for no loader, as if it were static.
+    [[nodiscard]] fs::path staticProgram() const
+    {
+        fs::copy_file(PROBE_PROGRAM, folder / "static");
+        std::fstream file(folder / "static", std::ios::in | std::ios::out | std::ios::binary);
+        Elf64_Ehdr header{};
+        file.read(reinterpret_cast<char*>(&header), sizeof header);
+        for (unsigned i = 0; i < header.e_phnum; ++i) {
+            const auto offset = static_cast<std::streamoff>(header.e_phoff + i * sizeof(Elf64_Phdr));
+            Elf64_Phdr part{};
+            file.seekg(offset).read(reinterpret_cast<char*>(&part), sizeof part);
+            part.p_type = part.p_type == PT_INTERP ? PT_NULL : part.p_type;
+            file.seekp(offset).write(reinterpret_cast<const char*>(&part), sizeof part);
+        }
+        return folder / "static";
+    }
+};
+
+TEST_F(UnsafeDevice, IsRefusedWithoutALibraryThatCanBeLoaded)
+{
+    folder.write("preload.so", "no library");
+    setup.preload = folder / "preload.so";
+    expectRefusal("cannot load " + setup.preload.string());
+    setup.preload = folder.path();
+    expectRefusal("cannot load " + setup.preload.string());
+}
+
+TEST_F(UnsafeDevice, IsRefusedWithALibraryThatSimulatesNothing)
+{
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);) {
+        if (line.find("/libm.so") != std::string::npos) {
+            setup.preload = line.substr(line.find('/'));
+        }
+    }
+    expectRefusal("not the simulated hardware: " + setup.preload.string());
+}
+
+TEST_F(UnsafeDevice, IsRefusedWithAProgramThatLoadsNoLibraries)
+{
+    folder.write("script", "#!/bin/sh\necho begun\n");
+    fs::permissions(folder / "script", fs::perms::owner_all);
+    for (const fs::path& program : {folder / "script", staticProgram(), fs::path(PRELOAD_LIBRARY)}) {
+        setup.updater = program;
+        expectRefusal("not a program that loads the simulated hardware: " + program.string());
+    }
+}
+
+TEST_F(UnsafeDevice, IsRefusedWithAProgramThatRunsAsSomebodyElse)
+{
+    fs::copy_file(PROBE_PROGRAM, folder / "program");
+    fs::permissions(folder / "program", fs::perms::owner_all | fs::perms::set_uid);
+    setup.updater = folder / "program";
+    expectRefusal("not a program that loads the simulated hardware");
+}
+
+TEST_F(UnsafeDevice, TellsWhyTheProgramCannotBeRun)
+{
+    fs::copy_file(PROBE_PROGRAM, folder / "program");
+    fs::permissions(folder / "program", fs::perms::owner_read);
+    setup.updater = folder / "program";
+    expectRefusal("exit status 127; cannot run " + setup.updater.string() + ": Permission denied");
+}
+
+TEST_F(UnsafeDevice, IsNotLedAstrayByItsEnvironment)
+{
+    setup.environment = {"PROBE=display;iterate 1", "LD_PRELOAD=", "SIM_SOCKET=0"};
+    EXPECT_EQ(SimulatedDevice(setup).iteration(), 1U);
+}
+
+TEST(ProgramFile, NamesTheLoaderOfADynamicProgramOnly)
+{
+    const ScratchFolder folder;
+    folder.write("script", "#!/bin/sh\n");
+    folder.write("empty", "");
+    folder.write("short", ELFMAG);
+    EXPECT_THAT(sim::interpreterOf(PROBE_PROGRAM), HasSubstr("/ld"));
+    for (const fs::path& other : {folder / "script", folder / "empty", folder / "short", folder / "missing",
+                                  folder.path(), fs::path(PRELOAD_LIBRARY)}) {
+        EXPECT_EQ(sim::interpreterOf(other), "") << other;
+    }
+}
+
+TEST_F(Device, RefusesTroublesItDoesNotKnowAndLeavesNothingRunning)
+{
+    setup.troubles = {"bad luck"};
+    EXPECT_THAT([&] { start("pid"); }, Throws<std::runtime_error>(Property(&std::runtime_error::what,
+                                                                           std::string("unknown trouble: bad luck"))));
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
+}
+
+TEST_F(Device, KnowsEveryTroubleThatHasAName)
+{
+    start("");
+    for (const std::string_view name : sim::trouble::all) {
+        EXPECT_NO_THROW(device->setTrouble(std::string(name), true));
+        EXPECT_NO_THROW(device->setTrouble(std::string(name), false));
+    }
+}
+
+TEST_F(Device, CanStopWaitingForAnAnswer)
+{
+    setup.whileWaiting = [] { throw std::logic_error("enough"); };
+    addScript("install.sh", "exec sleep 1000\n");
+    start("script /usr/sbin/install.sh");
+    EXPECT_THROW(device->awaitScriptEnd(), std::logic_error);
+}
+
+TEST_F(Device, ExplainsSignals)
+{
+    EXPECT_EQ(SimulatedDevice::explain(SIGSEGV), "signal 11 (Segmentation fault)");
+    EXPECT_EQ(SimulatedDevice::explain(1 << 8), "exit status 1");
+}
+
+/// A shell, which can close the library's socket behind its back.
+TEST_F(Device, EndsAProgramThatLivesOnWithoutItsSocket)
+{
+    folder.write("profile", "for file in /proc/$$/fd/*; do\n"
+                            "  fd=${file##*/}\n"
+                            "  [ \"$fd\" -le 2 ] || eval \"exec $fd>&-\"\n"
+                            "done\n"
+                            "echo closed\n"
+                            "while :; do sleep 0.01; done\n");
+    setup.updater = "/bin/bash";
+    setup.time = Time::Real;
+    setup.patience = 500ms;
+    setup.environment = {"BASH_ENV=" + (folder / "profile").string()};
+    device.emplace(setup);
+    ASSERT_TRUE(becomesTrue([this] { return device->standardOutput() == "closed\n"; })) << device->standardError();
+    EXPECT_THROW((void)device->iteration(), DeviceEnded);
+    EXPECT_EQ(SimulatedDevice::describe(device->waitForEnd()), "signal 9");
 }
 
 } // namespace

@@ -188,17 +188,6 @@ TEST_F(Usb, IsReplacedByAnotherOne)
     EXPECT_TRUE(root.read("dev/sda") == fatBootSector());
 }
 
-TEST_F(Usb, CanBeBroken)
-{
-    plug(imageWith(fatPartition));
-    drive.plugBroken();
-    EXPECT_TRUE(drive.isPlugged());
-    EXPECT_TRUE(hasDisk() && hasPartition());
-    EXPECT_EQ(root.read("dev/sda") + root.read("dev/sda1"), "");
-    drive.unplug();
-    EXPECT_FALSE(hasDisk() || hasPartition());
-}
-
 TEST_F(Usb, NamesAnImageThatIsNotThereAndStaysAsItWas)
 {
     plug(imageWith(fatPartition));

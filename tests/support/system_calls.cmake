@@ -3,7 +3,9 @@
 set(system_calls_dir ${CMAKE_CURRENT_LIST_DIR})
 
 function(use_system_calls target)
-    target_sources(${target} PRIVATE ${system_calls_dir}/system_calls.cpp ${system_calls_dir}/wrapped_calls.cpp)
+    foreach(part IN ITEMS system_calls system_calls_commands system_calls_display wrapped_calls)
+        target_sources(${target} PRIVATE ${system_calls_dir}/${part}.cpp)
+    endforeach()
     foreach(call IN ITEMS open close read write ioctl mmap usleep popen pclose)
         target_link_options(${target} PRIVATE -Wl,--wrap=${call})
     endforeach()

@@ -1,4 +1,4 @@
-// The stand-in for the board.
+// The stand-in for the board: its log and its devices.
 #include "tests/support/system_calls.h"
 
 #include "hw/gpio_registers.h"
@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/i2c-dev.h>
 #include <linux/input.h>
@@ -15,27 +14,14 @@
 #include <sys/mman.h>
 #include <utility>
 
-extern "C" {
-ssize_t __real_read(int fd, void* buffer, size_t count);
-FILE* __real_popen(const char* command, const char* mode);
-int __real_pclose(FILE* pipe);
-}
-
 namespace {
 
-constexpr std::size_t setWord = 7;
-constexpr std::size_t clearWord = 10;
 constexpr std::size_t levelWord = 13;
 
 /// The main loop's sleep. From the first frame on another thread drives the lines, so it is no time to look at them.
 constexpr unsigned loopSleep = 1000;
 
 volatile std::uint32_t* registersBefore = nullptr;
-
-bool isDriveOrVersionFile(std::string_view path)
-{
-    return path.starts_with("/dev/sd") || path.starts_with("/tmp/fw/");
-}
 
 std::string hexBytes(const std::uint8_t* bytes, std::size_t count)
 {
@@ -97,6 +83,16 @@ void SystemCalls::note(const char* format, ...)
     if (onCall) {
         onCall(text);
     }
+}
+
+std::string firstDifference(const std::vector<std::string>& actual, const std::vector<std::string>& expected)
+{
+    const auto [a, e] = std::mismatch(actual.begin(), actual.end(), expected.begin(), expected.end());
+    if (a == actual.end() && e == expected.end()) {
+        return {};
+    }
+    return "entry " + std::to_string(a - actual.begin()) + ": expected '" + (e == expected.end() ? "the end" : *e) +
+           "', got '" + (a == actual.end() ? "the end" : *a) + "'";
 }
 
 // Devices.
@@ -287,231 +283,4 @@ ssize_t SystemCalls::readDevice(int fd, void* buffer, std::size_t count)
         errno = EBADF;
         return -1;
     }
-}
-
-// The display.
-
-/// Takes over what was stored to the set and clear registers since the last look. The product stores at most once to a
-/// line between two of its calls, so nothing is lost.
-void SystemCalls::settleGpio()
-{
-    const std::uint32_t set = std::exchange(gpio[setWord], 0);
-    const std::uint32_t clear = std::exchange(gpio[clearWord], 0);
-    if ((set & clear) != 0) {
-        note("a line was driven both ways at once");
-    }
-    noteStores(set, true);
-    noteStores(clear, false);
-}
-
-void SystemCalls::noteStores(std::uint32_t mask, bool isHigh)
-{
-    if (mask == 0) {
-        return;
-    }
-    outputs = isHigh ? outputs | mask : outputs & ~mask;
-    if (mask == 1U << dcLine) {
-        dcDriven = true;
-        return;
-    }
-    if ((mask & (mask - 1)) != 0) {
-        note("lines %08X %s", mask, isHigh ? "high" : "low");
-        return;
-    }
-    int line = 0;
-    while ((mask >> line) != 1) {
-        ++line;
-    }
-    note("line %d %s", line, isHigh ? "high" : "low");
-}
-
-ssize_t SystemCalls::sendByte(std::uint8_t byte)
-{
-    settleGpio();
-    const bool isData = ((outputs >> dcLine) & 1U) != 0;
-    note("%s%s %02X", dcDriven ? "" : "undriven ", isData ? "data" : "command", byte);
-    dcDriven = false;
-    lastByte = byte;
-    lastByteWasCommand = !isData;
-    return limited(1);
-}
-
-ssize_t SystemCalls::transfer(const std::uint8_t* bytes, std::size_t count)
-{
-    settleGpio();
-    Transfer result;
-    if (isLogging) {
-        result.bytes.assign(bytes, bytes + count);
-    }
-    result.commandBefore = lastByte;
-    result.commandWasCommand = lastByteWasCommand;
-    result.isData = dcDriven && ((outputs >> dcLine) & 1U) != 0;
-    note("transfer of %zu bytes", count);
-    {
-        std::unique_lock lock(mutex);
-        ++transfersBegun;
-        changed.notify_all();
-        changed.wait(lock, [this] { return !transfersHeld || transferPermits > 0; });
-        if (transfersHeld) {
-            --transferPermits;
-        }
-        result.wasStill =
-            gpio[setWord] == 0 && gpio[clearWord] == 0 && std::equal(result.bytes.begin(), result.bytes.end(), bytes);
-        ++transfersEnded;
-        if (isLogging) {
-            sentTransfers.push_back(std::move(result));
-        }
-        dcDriven = false;
-    }
-    changed.notify_all();
-    return limited(count);
-}
-
-void SystemCalls::holdTransfers()
-{
-    const std::lock_guard lock(mutex);
-    transfersHeld = true;
-    transferPermits = 0;
-}
-
-void SystemCalls::releaseOneTransfer()
-{
-    {
-        const std::lock_guard lock(mutex);
-        ++transferPermits;
-    }
-    changed.notify_all();
-}
-
-void SystemCalls::releaseTransfers()
-{
-    {
-        const std::lock_guard lock(mutex);
-        transfersHeld = false;
-    }
-    changed.notify_all();
-}
-
-void SystemCalls::waitUntilBegun(std::size_t transferCount)
-{
-    std::unique_lock lock(mutex);
-    changed.wait(lock, [&] { return transfersBegun >= transferCount; });
-}
-
-void SystemCalls::waitUntilEnded(std::size_t transferCount)
-{
-    std::unique_lock lock(mutex);
-    changed.wait(lock, [&] { return transfersEnded >= transferCount; });
-}
-
-std::vector<Transfer> SystemCalls::transfers() const
-{
-    const std::lock_guard lock(mutex);
-    return sentTransfers;
-}
-
-// Files and commands.
-
-std::size_t SystemCalls::lookUps(const std::string& path) const
-{
-    return lookUpCounts.at(path);
-}
-
-const char* SystemCalls::resolve(const char* path)
-{
-    if (!isDriveOrVersionFile(path)) {
-        return path;
-    }
-    const auto count = lookUpCounts.find(std::string_view(path));
-    if (count != lookUpCounts.end()) {
-        ++count->second;
-    }
-    const auto found = placedFiles.find(std::string_view(path));
-    return found == placedFiles.end() ? nullptr : found->second.c_str();
-}
-
-void SystemCalls::script(const std::string& commandLine, ScriptedCommand command)
-{
-    scriptedCommands[commandLine] = std::move(command);
-}
-
-std::FILE* SystemCalls::start(const char* commandLine, const char* mode)
-{
-    note("run %s", commandLine);
-    if (commandStartFails) {
-        errno = EMFILE;
-        return nullptr;
-    }
-    ScriptedCommand command{commandLine, {}};
-    const auto found = scriptedCommands.find(commandLine);
-    if (found != scriptedCommands.end()) {
-        command = std::move(found->second);
-        scriptedCommands.erase(found);
-    } else if (std::string_view(commandLine).starts_with("/usr/sbin/")) {
-        ADD_FAILURE() << "a script of the device was started: " << commandLine;
-        command.shellLine = "exit 99";
-    }
-    commandPipe = __real_popen(command.shellLine.c_str(), mode);
-    commandFd = fileno(commandPipe);
-    commandIsScripted = !command.reads.empty();
-    commandOutput = std::move(command.reads);
-    outputOffset = 0;
-    readsOfCommand = 0;
-    return commandPipe;
-}
-
-int SystemCalls::finish(std::FILE* pipe)
-{
-    const int status = __real_pclose(pipe);
-    note("exit status taken");
-    if (pipe == commandPipe) {
-        commandPipe = nullptr;
-        commandFd = -1;
-    }
-    if (exitStatusFails) {
-        errno = ECHILD;
-        return -1;
-    }
-    return status;
-}
-
-bool SystemCalls::readCommand(int fd, void* buffer, std::size_t count, ssize_t& result)
-{
-    if (commandPipe == nullptr || fd != commandFd) {
-        return false;
-    }
-    ++readsOfCommand;
-    result = commandIsScripted ? readScripted(buffer, count) : __real_read(fd, buffer, count);
-    return true;
-}
-
-ssize_t SystemCalls::readScripted(void* buffer, std::size_t count)
-{
-    if (commandOutput.empty()) {
-        return 0;
-    }
-    const ScriptedRead& next = commandOutput.front();
-    if (next.error != 0) {
-        errno = next.error;
-        commandOutput.pop_front();
-        return -1;
-    }
-    const std::size_t moved = std::min(next.bytes.size() - outputOffset, count);
-    std::memcpy(buffer, next.bytes.data() + outputOffset, moved);
-    outputOffset += moved;
-    if (outputOffset == next.bytes.size()) {
-        commandOutput.pop_front();
-        outputOffset = 0;
-    }
-    return static_cast<ssize_t>(moved);
-}
-
-std::string firstDifference(const std::vector<std::string>& actual, const std::vector<std::string>& expected)
-{
-    const auto [a, e] = std::mismatch(actual.begin(), actual.end(), expected.begin(), expected.end());
-    if (a == actual.end() && e == expected.end()) {
-        return {};
-    }
-    return "entry " + std::to_string(a - actual.begin()) + ": expected '" + (e == expected.end() ? "the end" : *e) +
-           "', got '" + (a == actual.end() ? "the end" : *a) + "'";
 }

@@ -137,29 +137,10 @@ void writeFile(const fs::path& file, const std::string& content)
     }
 }
 
-std::string readFile(const fs::path& file)
-{
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
 GeneratorFixture::GeneratorFixture()
 {
-    std::string name = (fs::temp_directory_path() / "image_table_XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) {
-        throw std::runtime_error("no temporary folder");
-    }
-    folder = name;
-    imgDir = folder / "img";
-    output = folder / "output" / "table.cpp";
     fs::create_directory(imgDir);
     fs::create_directory(output.parent_path());
-}
-
-GeneratorFixture::~GeneratorFixture()
-{
-    std::error_code ignored;
-    fs::remove_all(folder, ignored);
 }
 
 void GeneratorFixture::addPicture(const std::string& name, const std::string& content) const
@@ -185,7 +166,7 @@ ParsedTable GeneratorFixture::table() const
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(result.standardOutput, "");
     EXPECT_EQ(result.standardError, "");
-    return parseTable(readFile(output));
+    return parseTable(outputText());
 }
 
 void GeneratorFixture::expectRefusal(const std::vector<std::string>& parts) const
@@ -198,8 +179,13 @@ void GeneratorFixture::expectRefusal(const std::vector<std::string>& parts) cons
     for (const std::string& part : parts) {
         EXPECT_THAT(result.standardError, HasSubstr(part));
     }
-    EXPECT_EQ(readFile(output), "the old table");
+    EXPECT_EQ(outputText(), "the old table");
     EXPECT_THAT(outputFolderContent(), testing::ElementsAre("table.cpp"));
+}
+
+std::string GeneratorFixture::outputText() const
+{
+    return folder.read("output/table.cpp");
 }
 
 std::vector<std::string> GeneratorFixture::outputFolderContent() const

@@ -1,6 +1,7 @@
 // Runs the image table generator as the build does, as a process on a folder of its own.
 #pragma once
 
+#include "tests/support/scratch_folder.h"
 #include "tests/tools/png_writing.h"
 
 #include <cstddef>
@@ -44,13 +45,18 @@ struct ParsedTable {
 ParsedTable parseTable(const std::string& source);
 
 void writeFile(const std::filesystem::path& file, const std::string& content);
-std::string readFile(const std::filesystem::path& file);
+
+/// Names a case of a table by its member `name`.
+template <typename Case>
+std::string caseName(const testing::TestParamInfo<Case>& info)
+{
+    return info.param.name;
+}
 
 /// Makes a folder for each test, with an empty image folder `imgDir` and an output folder that holds nothing.
 class GeneratorFixture : public testing::Test {
 protected:
     GeneratorFixture();
-    ~GeneratorFixture() override;
 
     /// `name` is relative to the image folder; folders are made as needed.
     void addPicture(const std::string& name, const std::string& content) const;
@@ -63,9 +69,11 @@ protected:
     /// was and no other file beside it.
     void expectRefusal(const std::vector<std::string>& parts) const;
 
+    /// What the table holds, where it is written by default.
+    [[nodiscard]] std::string outputText() const;
     [[nodiscard]] std::vector<std::string> outputFolderContent() const;
 
-    std::filesystem::path folder;
-    std::filesystem::path imgDir;
-    std::filesystem::path output;
+    ScratchFolder folder;
+    std::filesystem::path imgDir = folder / "img";
+    std::filesystem::path output = folder / "output/table.cpp";
 };

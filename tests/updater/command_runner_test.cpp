@@ -7,11 +7,13 @@
 #include <cerrno>
 #include <ctime>
 #include <fcntl.h>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <ostream>
 #include <rapidcheck/gtest.h>
 #include <sched.h>
 #include <stdexcept>
+#include <sys/stat.h>
 
 namespace {
 
@@ -197,9 +199,15 @@ TEST_F(Runner, PollGivesZeroAfterTheStatusWasReturned)
 
 TEST_F(Runner, TheOutputReplacesAllStatusFlagsByNonBlockingAlone)
 {
-    CommandRunner sleeping("sleep 0.01");
+    const ScratchFolder folder;
+    const std::string gate = (folder / "gate").string();
+    ASSERT_EQ(mkfifo(gate.c_str(), 0600), 0);
+    CommandRunner waiting("read -r line <'" + gate + '\'');
+    std::fstream opener(gate); // opened both ways, which does not wait for the reader
     EXPECT_EQ(fcntl(calls.commandDescriptor(), F_GETFL), O_NONBLOCK | O_RDONLY);
-    EXPECT_EQ(sleeping.poll(), running) << "a blocking read would have waited for the end";
+    EXPECT_EQ(waiting.poll(), running) << "a blocking read would have waited for the end";
+    opener << "go" << std::endl;
+    EXPECT_EQ(pollToTheEnd(waiting), 0U);
 }
 
 TEST_F(Runner, AReadErrorOtherThanTryAgainEndsTheCommandAsTheEndOfItsOutputDoes)

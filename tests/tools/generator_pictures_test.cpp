@@ -1,32 +1,16 @@
-// The image table generator: what it accepts, what it refuses, and that equal pictures give an equal table.
+// The image table generator: which pictures it accepts, and what it makes of their pixels.
 #include "tests/tools/generator_fixture.h"
-#include "tests/tools/png_writing.h"
 
-#include <algorithm>
-#include <gmock/gmock.h>
+#include <filesystem>
+#include <gtest/gtest.h>
 #include <ostream>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
 
 namespace {
 
 using GenerateImageTable = GeneratorFixture;
-
-std::vector<std::string> pathsOf(const ParsedTable& table)
-{
-    std::vector<std::string> paths;
-    for (const TableEntry& entry : table.entries) {
-        paths.push_back(entry.path);
-    }
-    return paths;
-}
 
 /// Every sample `copies` times over, then `alpha` where it is not 0: a pixel of a richer colour type.
 std::vector<unsigned int> widened(const std::vector<unsigned int>& greys, int copies, unsigned int alpha = 0)
@@ -103,12 +87,6 @@ PngPicture interlaced(PngPicture picture)
     return picture;
 }
 
-template <typename Case>
-std::string caseName(const testing::TestParamInfo<Case>& info)
-{
-    return info.param.name;
-}
-
 // The table
 
 TEST_F(GenerateImageTable, TurnsTheFourGreysIntoTheFourLevels)
@@ -145,30 +123,6 @@ TEST_F(GenerateImageTable, PlacesTheImagesBehindEachOther)
     EXPECT_EQ(result.pixels, "333112");
 }
 
-TEST_F(GenerateImageTable, SortsImagesByTheBytesOfTheirWholePath)
-{
-    for (const char* name : {"a_b.png", "a0.png", "a/z.png", "a.png", "a/b/c.png", "b.png", "font8/41.png"}) {
-        addPicture(name);
-    }
-    EXPECT_THAT(pathsOf(table()), ElementsAre("img/a.png", "img/a/b/c.png", "img/a/z.png", "img/a0.png", "img/a_b.png",
-                                              "img/b.png", "img/font8/41.png"));
-}
-
-TEST_F(GenerateImageTable, CallsTheFolderImgWhateverItsNameIs)
-{
-    addPicture("a.png");
-    fs::rename(imgDir, folder / "Pictures of today");
-    imgDir = folder / "Pictures of today";
-    EXPECT_THAT(pathsOf(table()), ElementsAre("img/a.png"));
-}
-
-TEST_F(GenerateImageTable, OverlooksAFolderWithoutFiles)
-{
-    addPicture("a.png");
-    fs::create_directories(imgDir / "to_do" / "later");
-    EXPECT_THAT(pathsOf(table()), ElementsAre("img/a.png"));
-}
-
 TEST_F(GenerateImageTable, AcceptsTheLargestAllowedSize)
 {
     PngPicture wide = greyRow(std::vector<unsigned int>(4096, 255));
@@ -176,28 +130,6 @@ TEST_F(GenerateImageTable, AcceptsTheLargestAllowedSize)
     std::swap(wide.width, wide.height);
     addPicture("tall.png", wide);
     EXPECT_EQ(table().pixels, std::string(std::size_t{2} * 4096, '0'));
-}
-
-TEST_F(GenerateImageTable, WritesAFileThatCompilesWithoutWarnings)
-{
-    addPicture("a.png", greyRow({255, 170, 84, 0}));
-    addPicture("font8/41.png", greyRow({0}));
-    ASSERT_EQ(table().entries.size(), 2U);
-
-    const ProcessResult compiler =
-        runProcess({CXX_COMPILER, "-std=c++20", "-Wall", "-Wextra", "-Wpedantic", "-Wconversion", "-Wshadow", "-Werror",
-                    "-fsyntax-only", "-I", SOURCE_DIR, output.string()});
-    EXPECT_EQ(compiler.exitCode, 0) << compiler.standardError;
-    EXPECT_EQ(compiler.standardError, "");
-}
-
-TEST_F(GenerateImageTable, ReplacesTheOutputOfAnEarlierRun)
-{
-    addPicture("a.png");
-    writeFile(output, std::string(10000, 'x'));
-    EXPECT_EQ(table().pixels, "3");
-    EXPECT_THAT(readFile(output), Not(HasSubstr("xx")));
-    EXPECT_THAT(outputFolderContent(), ElementsAre("table.cpp"));
 }
 
 // Kinds of PNG files
@@ -432,286 +364,6 @@ TEST_F(GenerateImageTable, RefusesAFolderThatItMayNotRead)
     fs::permissions(imgDir / "icons", fs::perms::none);
     expectRefusal({"icons", "cannot be read"});
     fs::permissions(imgDir / "icons", fs::perms::owner_all);
-}
-
-// Names
-
-struct NamedFile {
-    std::string name;
-    std::string file;
-    /// The key of a usable name, part of the message about another one.
-    std::string expected;
-};
-
-void PrintTo(const NamedFile& named, std::ostream* stream)
-{
-    *stream << named.name;
-}
-
-const std::vector<NamedFile> refusedNames = {
-    {"UpperCase", "Wheel.png", "Wheel.png: is no name for a picture"},
-    {"UpperCaseEnding", "wheel.PNG", "wheel.PNG: is no name for a picture"},
-    {"Hyphen", "wheel-0.png", "wheel-0.png: is no name for a picture"},
-    {"Blank", "wheel 0.png", "wheel 0.png: is no name for a picture"},
-    {"Comma", "wheel,0.png", "wheel,0.png: is no name for a picture"},
-    {"Quote", "wheel\".png", "wheel\".png: is no name for a picture"},
-    {"Backslash", "wheel\\.png", "wheel\\.png: is no name for a picture"},
-    {"LineFeed", "wheel\n0.png", "wheel\\x0a0.png: is no name for a picture"},
-    {"Umlaut",
-     "r\xc3\xa4"
-     "der.png",
-     "r\\xc3\\xa4der.png: is no name for a picture"},
-    {"OtherEnding", "wheel.bmp", "wheel.bmp: is no name for a picture"},
-    {"NoEnding", "wheel", "wheel: is no name for a picture"},
-    {"EndingWithoutDot", "wheelpng", "wheelpng: is no name for a picture"},
-    {"Backup", "wheel.png.orig", "wheel.png.orig: is no name for a picture"},
-    {"BackupOfAnEditor", "wheel.png~", "wheel.png~: is no name for a picture"},
-    {"Hidden", ".wheel.png", ".wheel.png: is no name for a picture"},
-    {"EndingAlone", ".png", ".png: is no name for a picture"},
-    {"HiddenFolder", ".git/a.png", ".git: is no name for a folder"},
-    {"UpperCaseFolder", "Icons/a.png", "Icons: is no name for a folder"},
-    {"DottedFolder", "icons.png/a.png", "icons.png: is no name for a folder"},
-    {"GlyphOfOneDigit", "font8/4.png", "font8/4.png: is no name for a glyph"},
-    {"GlyphOfThreeDigits", "font8/041.png", "font8/041.png: is no name for a glyph"},
-    {"GlyphInUpperCase", "font8/4A.png", "font8/4A.png: is no name for a picture"},
-    {"GlyphBeyondHexadecimal", "font8/4g.png", "font8/4g.png: is no name for a glyph"},
-    {"GlyphByWord", "font8/box.png", "font8/box.png: is no name for a glyph"},
-    {"GlyphDeeper", "font8/a/41.png", "font8/a/41.png: is no name for a glyph"},
-    {"GlyphInASiblingFolder", "font8b/41.png", "font8b/41.png: is no name for a glyph"},
-    {"PictureThatTheFontWouldTake", "font8_sample.png", "font8_sample.png: is no name for a glyph"},
-};
-
-class AnUnusableName : public GeneratorFixture, public testing::WithParamInterface<NamedFile> {};
-
-TEST_P(AnUnusableName, IsRefused)
-{
-    addPicture("wheel_0.png");
-    addPicture(GetParam().file, PngPicture{});
-    expectRefusal({GetParam().expected});
-}
-
-INSTANTIATE_TEST_SUITE_P(GenerateImageTable, AnUnusableName, testing::ValuesIn(refusedNames), caseName<NamedFile>);
-
-TEST_F(GenerateImageTable, NamesTheFirstOfSeveralUnusableNames)
-{
-    for (const char* name : {"G.png", "C.png", "E.png", "B.png", "H.png", "D.png", "F.png", "A.png"}) {
-        addPicture(name);
-    }
-    expectRefusal({(imgDir / "A.png").string()});
-}
-
-class AUsableName : public GeneratorFixture, public testing::WithParamInterface<NamedFile> {};
-
-const std::vector<NamedFile> usableNames = {
-    {"Letter", "a.png", "img/a.png"},
-    {"Digit", "0.png", "img/0.png"},
-    {"Underscore", "_.png", "img/_.png"},
-    {"FurtherDots", "wheel_0.v2.png", "img/wheel_0.v2.png"},
-    {"FolderInAFolder", "icons/small/ok.png", "img/icons/small/ok.png"},
-    {"FirstGlyph", "font8/00.png", "img/font8/00.png"},
-    {"GlyphWithLetter", "font8/7e.png", "img/font8/7e.png"},
-    {"LastGlyph", "font8/ff.png", "img/font8/ff.png"},
-    {"OtherFontFolder", "font16/large.png", "img/font16/large.png"},
-    {"GlyphFolderElsewhere", "more/font8/any.png", "img/more/font8/any.png"},
-};
-
-TEST_P(AUsableName, BecomesTheKeyBehindImg)
-{
-    addPicture(GetParam().file);
-    EXPECT_THAT(pathsOf(table()), ElementsAre(GetParam().expected));
-}
-
-INSTANTIATE_TEST_SUITE_P(GenerateImageTable, AUsableName, testing::ValuesIn(usableNames), caseName<NamedFile>);
-
-// Strange things in the folder
-
-TEST_F(GenerateImageTable, RefusesASymbolicLinkToAPicture)
-{
-    addPicture("a.png");
-    fs::create_symlink("a.png", imgDir / "b.png");
-    expectRefusal({"b.png: is neither a regular file nor a folder"});
-}
-
-TEST_F(GenerateImageTable, RefusesASymbolicLinkToAFolder)
-{
-    addPicture("icons/a.png");
-    fs::create_directory_symlink("icons", imgDir / "symbols");
-    expectRefusal({"symbols: is neither a regular file nor a folder"});
-}
-
-TEST_F(GenerateImageTable, RefusesASymbolicLinkToNowhere)
-{
-    addPicture("a.png");
-    fs::create_symlink("gone.png", imgDir / "b.png");
-    expectRefusal({"b.png: is neither a regular file nor a folder"});
-}
-
-TEST_F(GenerateImageTable, RefusesAPipeWithoutWaitingForIt)
-{
-    addPicture("a.png");
-    ASSERT_EQ(mkfifo((imgDir / "b.png").c_str(), 0600), 0);
-    expectRefusal({"b.png: is neither a regular file nor a folder"});
-}
-
-TEST_F(GenerateImageTable, RefusesAFolderThatIsMissing)
-{
-    imgDir = folder / "nowhere";
-    expectRefusal({"nowhere: is not a folder"});
-}
-
-TEST_F(GenerateImageTable, RefusesAFileInPlaceOfTheFolder)
-{
-    addPicture("a.png");
-    imgDir /= "a.png";
-    expectRefusal({"a.png: is not a folder"});
-}
-
-TEST_F(GenerateImageTable, RefusesAFolderWithoutPictures)
-{
-    expectRefusal({imgDir.string() + ": holds no pictures"});
-}
-
-TEST_F(GenerateImageTable, RefusesAFolderThatHoldsEmptyFoldersOnly)
-{
-    fs::create_directories(imgDir / "icons" / "small");
-    expectRefusal({imgDir.string() + ": holds no pictures"});
-}
-
-// Arguments
-
-TEST_F(GenerateImageTable, ShowsTheUsageWhenTheNumberOfArgumentsIsWrong)
-{
-    const std::vector<std::vector<std::string>> wrong = {{}, {"img"}, {"img", "table.cpp", "more"}};
-    for (const std::vector<std::string>& arguments : wrong) {
-        SCOPED_TRACE(arguments.size());
-        std::vector<std::string> command = {GENERATE_IMAGE_TABLE};
-        command.insert(command.end(), arguments.begin(), arguments.end());
-        const ProcessResult result = runProcess(command, {.workingFolder = folder});
-        EXPECT_EQ(result.exitCode, 2);
-        EXPECT_EQ(result.standardOutput, "");
-        EXPECT_EQ(result.standardError, "usage: generate_image_table IMG_DIR OUTPUT.cpp\n");
-    }
-    EXPECT_THAT(outputFolderContent(), IsEmpty());
-}
-
-// The output
-
-TEST_F(GenerateImageTable, ReportsAnOutputFolderThatIsMissing)
-{
-    addPicture("a.png");
-    output = folder / "nowhere" / "table.cpp";
-    const ProcessResult result = run();
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.standardError, "generate_image_table: " + output.string() + ": cannot be written\n");
-    EXPECT_FALSE(fs::exists(output.parent_path()));
-}
-
-TEST_F(GenerateImageTable, RefusesToReplaceAFolder)
-{
-    addPicture("a.png");
-    fs::create_directory(output);
-    const ProcessResult result = run();
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.standardError, "generate_image_table: " + output.string() + ": is not a regular file\n");
-    EXPECT_THAT(outputFolderContent(), ElementsAre("table.cpp"));
-}
-
-TEST_F(GenerateImageTable, RefusesToReplaceAPipe)
-{
-    addPicture("a.png");
-    ASSERT_EQ(mkfifo(output.c_str(), 0600), 0);
-    const ProcessResult result = run();
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.standardError, "generate_image_table: " + output.string() + ": is not a regular file\n");
-    EXPECT_TRUE(fs::is_fifo(output));
-}
-
-TEST_F(GenerateImageTable, KeepsTheOldOutputWhenTheDiskIsFull)
-{
-    addPicture("a.png", greyRow(std::vector<unsigned int>(4000, 0)));
-    writeFile(output, "the old table");
-    const ProcessResult result = run({.largestFile = 2000});
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.standardError, "generate_image_table: " + output.string() + ": cannot be written\n");
-    EXPECT_EQ(readFile(output), "the old table");
-    EXPECT_THAT(outputFolderContent(), ElementsAre("table.cpp"));
-}
-
-TEST_F(GenerateImageTable, LeavesNothingWhenTheFirstRunFails)
-{
-    addPicture("a.png", greyRow({99}));
-    EXPECT_EQ(run().exitCode, 1);
-    EXPECT_THAT(outputFolderContent(), IsEmpty());
-}
-
-TEST_F(GenerateImageTable, NamesItselfInFrontOfWhatIsWrong)
-{
-    addPicture("a.png", greyRow({99}));
-    EXPECT_THAT(run().standardError, StartsWith("generate_image_table: " + (imgDir / "a.png").string() + ": "));
-}
-
-// Equal pictures, equal table
-
-/// The output for the same pictures, written in the given order into a folder elsewhere.
-class EqualPictures : public GeneratorFixture {
-protected:
-    [[nodiscard]] std::string outputAfter(const std::vector<std::string>& order) const
-    {
-        fs::remove_all(imgDir);
-        for (const std::string& name : order) {
-            addPicture(name, greyRow({255, name.size() % 2 == 0 ? 0U : 84U}));
-        }
-        EXPECT_EQ(run().exitCode, 0);
-        return readFile(output);
-    }
-
-    std::vector<std::string> names = {"wheel_1.png", "font8/41.png", "wheel_0.png", "b/z.png",
-                                      "b.png",       "font8/00.png", "b_0.png",     "icons/ok.png"};
-};
-
-TEST_F(EqualPictures, GiveTheSameBytesAgain)
-{
-    EXPECT_EQ(outputAfter(names), outputAfter(names));
-}
-
-TEST_F(EqualPictures, GiveTheSameBytesInWhateverOrderTheyWereMade)
-{
-    const std::string first = outputAfter(names);
-    std::sort(names.begin(), names.end());
-    EXPECT_EQ(outputAfter(names), first);
-    std::reverse(names.begin(), names.end());
-    EXPECT_EQ(outputAfter(names), first);
-}
-
-TEST_F(EqualPictures, GiveTheSameBytesWhereverTheFolderIs)
-{
-    const std::string first = outputAfter(names);
-    imgDir = folder / "another" / "place" / "pictures";
-    const std::string second = outputAfter(names);
-    EXPECT_EQ(second, first);
-    EXPECT_THAT(second, Not(HasSubstr(folder.string())));
-}
-
-TEST_F(EqualPictures, GiveTheSameBytesHoweverTheFolderIsSpelled)
-{
-    const std::string first = outputAfter(names);
-    for (const char* spelling : {"img", "img/", "./img", "output/../img//"}) {
-        SCOPED_TRACE(spelling);
-        fs::remove(output);
-        const std::vector<std::string> command = {GENERATE_IMAGE_TABLE, spelling, "output/table.cpp"};
-        EXPECT_EQ(runProcess(command, {.workingFolder = folder}).exitCode, 0);
-        EXPECT_EQ(readFile(output), first);
-    }
-}
-
-TEST_F(EqualPictures, GiveTheSameBytesInEveryLocale)
-{
-    const std::string first = outputAfter(names);
-    for (const char* locale : {"C", "C.UTF-8", "de_DE.UTF-8", "tr_TR.UTF-8", "nowhere"}) {
-        SCOPED_TRACE(locale);
-        EXPECT_EQ(run({.locale = locale}).exitCode, 0);
-        EXPECT_EQ(readFile(output), first);
-    }
 }
 
 } // namespace

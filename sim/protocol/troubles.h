@@ -1,0 +1,36 @@
+// What can be wrong with a device, by name.
+#pragma once
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+
+/// Those before the blank line have to be there when the device is switched on.
+namespace sim::trouble {
+
+inline constexpr const char* absentMemory = "absent mem";
+inline constexpr const char* mappingFails = "mmap fails";
+inline constexpr const char* absentDisplay = "absent spi";
+inline constexpr const char* absentLeds = "absent i2c";
+inline constexpr const char* absentEncoder = "absent encoder";
+inline constexpr const char* refusedMode = "refused mode";
+inline constexpr const char* refusedBits = "refused bits";
+inline constexpr const char* refusedSpeed = "refused speed";
+
+inline constexpr const char* failingDisplay = "failing spi";
+inline constexpr const char* failingLeds = "failing i2c";
+inline constexpr const char* failingEncoder = "failing encoder";
+inline constexpr const char* noProcesses = "no processes";
+inline constexpr const char* forbiddenDrive = "forbidden drive";
+
+inline constexpr std::string_view all[] = {
+    absentMemory, mappingFails,   absentDisplay, absentLeds,     absentEncoder, refusedMode,    refusedBits,
+    refusedSpeed, failingDisplay, failingLeds,   failingEncoder, noProcesses,   forbiddenDrive,
+};
+
+[[nodiscard]] inline bool isKnown(std::string_view name)
+{
+    return std::find(std::begin(all), std::end(all), name) != std::end(all);
+}
+
+} // namespace sim::trouble
