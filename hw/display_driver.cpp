@@ -77,9 +77,13 @@ constexpr InitStep initSequence[] = {
 };
 
 constexpr InitStep addressWindow[] = {
-    {command, extensionCommand1}, {command, columnAddressSet}, {data, 0x00},
-    {data, displayWidth - 1},     {command, pageAddressSet},   {data, 0x00},
-    {data, displayHeight - 1},
+    {command, extensionCommand1},
+    {command, columnAddressSet},
+    {data, 0x00},             // first
+    {data, displayWidth - 1}, // last
+    {command, pageAddressSet},
+    {data, 0x00},              // first
+    {data, displayHeight - 1}, // last
 };
 
 void waitMs(unsigned milliseconds)
