@@ -112,13 +112,12 @@ bool FlowModel::isWheelDrawnAnew(std::uint64_t iteration) const
     return wheelFrameAt(drawn) != wheelFrameAt(iteration);
 }
 
-/// The wheel goes on by one frame in every iteration that is divisible by 142.
 std::optional<int> FlowModel::wheelFrameAt(std::uint64_t iteration) const
 {
     if (frozenWheel || !wheelStart) {
         return frozenWheel;
     }
-    return static_cast<int>((iteration / 142 - *wheelStart / 142) % 8);
+    return ::wheelFrameAt(iteration, *wheelStart);
 }
 
 sim::Screen FlowModel::screenDrawnAt(std::uint64_t iteration) const

@@ -8,11 +8,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// The wheel whose turning began (again) at frame 0 at iteration `start`, as it was drawn last.
+/// The wheel that began to turn in iteration `start`, as it was drawn last.
 int wheelFrame(std::uint64_t start, std::uint64_t now)
 {
     const std::uint64_t drawn = (now - 7) / 20 * 20;
-    return static_cast<int>((drawn / 142 - start / 142) % 8);
+    return wheelFrameAt(drawn, start);
 }
 
 class Waiting : public SystemTest {

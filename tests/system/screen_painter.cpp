@@ -34,6 +34,11 @@ bool isInk(const sim::Picture& picture, int x, int y)
 
 } // namespace
 
+int wheelFrameAt(std::uint64_t iteration, std::uint64_t start)
+{
+    return static_cast<int>((iteration / 142 - start / 142) % 8);
+}
+
 ScreenPainter::ScreenPainter()
 {
     for (int y = 0; y < 20; ++y) {

@@ -3,9 +3,14 @@
 
 #include "sim/models/screen.h"
 
+#include <cstdint>
 #include <string>
 
 enum class Selection { None, First, Second };
+
+/// The frame, 0 to 7, of a wheel that was set to its first in iteration `start`: it goes on by one in every iteration
+/// that is divisible by 142.
+[[nodiscard]] int wheelFrameAt(std::uint64_t iteration, std::uint64_t start);
 
 /// Starts with the title on an empty screen.
 class ScreenPainter {
