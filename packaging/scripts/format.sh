@@ -1,0 +1,100 @@
+#!/bin/sh
+# Makes the file system of the internal memory anew: format.sh 0 keeps the presets, format.sh 1 loses them.
+# Installed as /usr/sbin/format.sh. Exit: 0 done, 1 not possible.
+# The power may fail at any moment: format.sh 0, run again, goes on from the memory or the backup, whichever is whole.
+[ -r /usr/lib/tonecrate/common.sh ] || exit 1
+# shellcheck source=common.sh
+. /usr/lib/tonecrate/common.sh
+
+# Nothing of the memory is lost when this fails.
+save_presets() {
+  show "Checking the memory... 5%"
+  if repair "$memory_device" && mount_memory ro && memory_is_whole; then
+    write_backup
+  elif unmount "$memory_mount" && repair "$backup_device" && mount_backup ro && backup_is_whole; then
+    show "Going on with the saved presets... 30%"
+  else
+    fail 1 "neither the internal memory nor its backup is whole"
+  fi
+  { unmount "$memory_mount" && unmount "$backup_mount"; } || fail 1 "the partitions are in use"
+}
+
+write_backup() {
+  show "Saving the presets... 15%"
+  { make_file_system "$backup_device" && mount_backup rw && fill_backup "$backup_mount/new" &&
+    unmount "$backup_mount"; } || fail 1 "the presets cannot be saved on $backup_device"
+  show "Checking the saved presets... 30%"
+  { mount_backup rw && same_presets "$memory_mount" "$backup_mount/new" &&
+    cmp "$memory_mount/version.txt" "$backup_mount/new/version.txt" >&2; } ||
+    fail 1 "the saved presets read back differently"
+  mv "$backup_mount/new" "$backup_mount/complete" || fail 1 "the saved presets cannot be marked complete"
+}
+
+# fill_backup FOLDER
+fill_backup() {
+  mkdir "$1" && copy_presets "$memory_mount" "$1" && cp "$memory_mount/version.txt" "$1/"
+}
+
+# copy_presets FROM TO: no presets at all become an empty folder, so that the memory does not count as a new one.
+copy_presets() {
+  if [ -d "$1/presets" ]; then
+    cp -a "$1/presets" "$2/"
+  else
+    mkdir "$2/presets"
+  fi
+}
+
+# same_presets ORIGINAL COPY
+same_presets() {
+  if [ -d "$1/presets" ]; then
+    same_tree "$1/presets" "$2/presets"
+  else
+    [ -z "$(ls -A "$2/presets")" ]
+  fi
+}
+
+# What is on the memory counts no more, from before the first block of it is written on.
+format_memory() {
+  show "Formatting... 45%"
+  if mount_memory rw; then
+    rm -f "$memory_mount/version.txt"
+    unmount "$memory_mount" || fail 1 "$memory_device is in use"
+  fi
+  make_file_system "$memory_device" || fail 1 "no file system can be made on $memory_device"
+}
+
+restore_presets() {
+  show "Restoring the presets... 75%"
+  { mount_backup ro && mount_memory rw && copy_presets "$backup_mount/complete" "$memory_mount" &&
+    unmount "$memory_mount"; } || fail 1 "the presets cannot be restored"
+  show "Checking the presets... 90%"
+  { mount_memory ro && same_presets "$backup_mount/complete" "$memory_mount"; } ||
+    fail 1 "the presets did not come through the formatting"
+}
+
+# The mark first. A backup that cannot be mounted may be one that a repair would bring back: all of it goes.
+discard_backup() {
+  if mount_backup rw; then
+    ! backup_is_whole || mv "$backup_mount/complete" "$backup_mount/old"
+    unmount "$backup_mount" || fail 1 "$backup_device is in use"
+  fi
+  make_file_system "$backup_device" || fail 1 "the saved presets cannot be discarded"
+}
+
+main() {
+  { [ $# -eq 1 ] && { [ "$1" = 0 ] || [ "$1" = 1 ]; }; } || fail 2 "usage: format.sh 0|1"
+  require_partitions
+  if [ "$1" = 0 ]; then
+    save_presets
+    format_memory
+    restore_presets
+  else
+    discard_backup
+    format_memory
+  fi
+  { unmount "$memory_mount" && unmount "$backup_mount"; } || fail 1 "the partitions are in use"
+  show "Formatted 100%"
+  succeed
+}
+
+main "$@"

@@ -1,0 +1,225 @@
+# Sourced by the tests of this folder: a device to run the scripts on. It has a root of its own with nothing in it but
+# what the scripts may use, loop devices for its partitions and its drive, and mounts that nobody else sees.
+# Usage of the tests: NAME_test.sh busybox|dash   (the root is BusyBox, or dash with the GNU tools)
+# shellcheck shell=bash
+
+[[ ${1:-} == busybox || ${1:-} == dash ]] || { echo "usage: ${0##*/} busybox|dash" >&2; exit 2; }
+[[ $EUID -eq 0 ]] || { echo "skipped: loop devices and mounts need root"; exit 77; }
+[[ -n ${OWN_MOUNTS:-} ]] || OWN_MOUNTS=yes exec unshare --mount --propagation private "${BASH_SOURCE[1]}" "$@"
+
+shell=$1
+repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../../..")
+work=$(mktemp -d) || exit 1
+root=$work/root
+readonly shell repository work root scripts=$repository/packaging/scripts tools=$repository/sim/scripts
+readonly firmware=$repository/sim/firmware user_presets=$tools/user_presets
+passed=0 failed=0 status=0
+export LC_ALL=C
+PATH=$PATH:/usr/sbin:/sbin
+trap clean_up EXIT
+
+# The kernel of a build machine may not know FAT; the scripts read any file system that their settings name.
+drive_type=ext4
+if grep -qw vfat /proc/filesystems || modprobe -q vfat 2>/dev/null; then drive_type=vfat; fi
+
+clean_up() {
+  shut_down
+  umount "$root/proc" "$root/sys"
+  rm -rf --one-file-system -- "$work"
+}
+
+# add_program FOLDER PROGRAM...: copies programs into a folder of the root, and their libraries with them.
+add_program() {
+  local folder=$root$1 program library
+  mkdir -p "$folder"
+  for program in "${@:2}"; do
+    program=$(type -P "$program") || { echo "missing tool: $program" >&2; exit 1; }
+    cp -L "$program" "$folder/"
+    for library in $(ldd "$program" 2>/dev/null | grep -o '/[^ ]*'); do
+      mkdir -p "$root${library%/*}"
+      cp -L "$library" "$root$library"
+    done
+  done
+}
+
+make_root() {
+  mkdir -p "$root"/{bin,sbin,usr/bin,usr/sbin,usr/lib/tonecrate,etc/tonecrate,dev,proc,sys,tmp,run,elsewhere}
+  add_program /sbin mke2fs e2fsck
+  add_program /usr/bin openssl
+  if [[ $shell == busybox ]]; then
+    add_program /bin busybox
+    chroot "$root" /bin/busybox --install -s /bin
+  else
+    add_program /bin dash cat cmp cp find grep gzip head ls mkdir mount mv readlink rm sort stat sync tail tar \
+      truncate umount wc
+    ln -s dash "$root/bin/sh"
+  fi
+  cp "$scripts"/{decrypt,format,install}.sh "$root/usr/sbin/"
+  cp "$scripts/common.sh" "$root/usr/lib/tonecrate/"
+  sed "s/^drive_file_systems=.*/drive_file_systems=$drive_type/" "$scripts/updater.conf" >"$work/updater.conf"
+  mount -t proc proc "$root/proc"
+  mount --bind /sys "$root/sys"
+}
+
+make_fixtures() {
+  "$tools/make_keys.sh" "$work/keys"
+  "$tools/pack_firmware.sh" "$firmware" 2.0.0 "$work/keys" "$work/tonecrate.fw"
+  make_drive "$work/drive.img" "$work/tonecrate.fw"
+  mkdir -p "$work/content/firmware"
+  echo 'one voice' >"$work/content/firmware/voices.conf"
+  echo 1.4.2 >"$work/content/version.txt"
+  cp -R "$user_presets" "$work/content/presets"
+  mke2fs -q -t ext4 -d "$work/content" "$work/memory.img" 24m >/dev/null 2>&1
+  truncate -s 12M "$work/backup.img"
+}
+
+# make_drive IMAGE [FILE...]: a drive with one partition at 1 MiB that holds the files.
+make_drive() {
+  local image=$1
+  shift
+  if [[ $drive_type == vfat ]]; then
+    "$tools/make_drive.sh" "$image" "$@"
+  else
+    rm -rf "$work/drive_content"
+    mkdir "$work/drive_content"
+    [[ $# -eq 0 ]] || cp "$@" "$work/drive_content/"
+    truncate -s 20M "$image"
+    mke2fs -q -F -t ext4 -E offset=1048576 -d "$work/drive_content" "$image" 19m
+  fi
+}
+
+# plug NAME IMAGE [OFFSET]: the block device /dev/NAME of the root.
+plug() {
+  local loop
+  loop=$(losetup --find --show --offset "${3:-0}" "$2")
+  mknod "$root/dev/$1" b "$((0x$(stat -c %t "$loop")))" "$((0x$(stat -c %T "$loop")))"
+  echo "$loop" >"$work/loops/$1"
+}
+
+# unplug NAME: its node goes at once, the device itself with its last user.
+unplug() {
+  rm -f "$root/dev/$1"
+  losetup --detach "$(cat "$work/loops/$1")"
+  rm "$work/loops/$1"
+}
+
+unplug_all() {
+  local loop
+  for loop in "$work"/loops/*; do
+    [[ ! -e $loop ]] || unplug "${loop##*/}"
+  done
+}
+
+plug_drive() {
+  plug sda "${1:-$work/drive.img}"
+  plug sda1 "${1:-$work/drive.img}" 1048576
+}
+
+plug_partitions() {
+  plug mmcblk0p3 memory.img
+  plug mmcblk0p4 backup.img
+}
+
+# Everything that a loss of power loses is new.
+boot() {
+  mount -t tmpfs -o size=32M tmpfs "$root/tmp"
+  mount -t tmpfs tmpfs "$root/run"
+  mount -t tmpfs tmpfs "$root/dev"
+  mknod "$root/dev/null" c 1 3
+  plug_partitions
+}
+
+shut_down() {
+  local folder
+  while read -r folder; do
+    umount -l "$folder"
+  done < <(mounted_below "$root" | grep -v -x -e "$root/proc" -e "$root/sys" | tac)
+  unplug_all
+}
+
+mounted_below() {
+  cut -d ' ' -f 2 /proc/self/mounts | grep "^$1/"
+}
+
+# it SENTENCE FUNCTION [ARGUMENT...]: runs the function with a device of its own; any failing command fails it.
+it() {
+  local sentence=$1 outcome
+  shift
+  mkdir -p "$work/case" "$work/loops"
+  cp --sparse=always "$work/memory.img" "$work/backup.img" "$work/case/"
+  cp "$work/keys/signing.pub" "$work/keys/firmware.key" "$work/updater.conf" "$root/etc/tonecrate/"
+  (
+    set -e
+    cd "$work/case"
+    boot
+    "$@"
+  ) >"$work/log" 2>&1
+  outcome=$?
+  if [[ $outcome -eq 0 ]]; then
+    passed=$((passed + 1))
+    echo "ok - $sentence"
+  else
+    failed=$((failed + 1))
+    echo "not ok - $sentence"
+    sed 's/^/    /' "$work/log"
+  fi
+  shut_down
+  rm -rf --one-file-system -- "$work/case"
+}
+
+finish() {
+  echo "$passed passed, $failed failed"
+  [[ $failed -eq 0 ]]
+}
+
+in_root() {
+  env -i /usr/sbin/chroot "$root" "$@"
+}
+
+# run SCRIPT [ARGUMENT...]: keeps its output in ./out and ./err and its status in $status.
+run() {
+  status=0
+  in_root "/usr/sbin/$1" "${@:2}" >out 2>err </dev/null || status=$?
+}
+
+# expect STATUS SCRIPT [ARGUMENT...]
+expect() {
+  run "${@:2}"
+  [[ $status -eq $1 ]] || { echo "$2 exits $status, not $1: $(cat err)"; return 1; }
+  [[ $1 -eq 0 ]] || tail -n 1 err | grep "^$2: " || { echo "$2 does not say why it fails"; return 1; }
+  tidy
+}
+
+# tidy: what every end of a script keeps to.
+tidy() {
+  ! mounted_below "$root/run" || { echo "it leaves a mount"; return 1; }
+  [[ ! -e $root/tmp/fw.new ]] || { echo "it leaves its scratch folder"; return 1; }
+  ! grep -E '^SHOW: .{41}' out || { echo "a line is too long for the display"; return 1; }
+}
+
+# look DEVICE: its file system is sound, and lies in ./seen.
+look() {
+  local image=$1
+  e2fsck -fn "$image" || { echo "$image is damaged"; return 1; }
+  rm -rf seen
+  mkdir seen
+  debugfs -R "rdump / seen" "$image" 2>/dev/null
+  rm -rf seen/lost+found
+}
+
+# verify PRESETS_FOLDER [FIRMWARE_FOLDER]: the memory holds the firmware 2.0.0, these presets, and nothing else.
+verify() {
+  look memory.img
+  mkdir wanted
+  cp -R "${2:-$firmware}" wanted/firmware
+  cp -R "$1" wanted/presets
+  echo 2.0.0 >wanted/version.txt
+  diff -r wanted seen
+  rm -r wanted
+}
+
+hash_of() {
+  sha256sum <"$1"
+}
+
+make_root && make_fixtures || exit 1
