@@ -25,14 +25,22 @@ make_scratch() {
   (umask 077 && mkdir "$scratch") || fail 1 "cannot make $scratch"
 }
 
+# The kernel makes the device of a drive before those of its partitions, and the program may have found it in between: a
+# drive without a file system gets a second for its first partition to come.
 mount_drive() {
   show "Reading the drive... 10%"
   release "$drive_mount"
+  try_mount || { sleep 1 && try_mount; } || fail 1 "$drive cannot be mounted"
+}
+
+try_mount() {
   require_drive
-  for type in $drive_file_systems; do
-    ! mount_at "$drive_mount" "$type" ro "$drive" || return 0
+  for device in "$drive" "${drive}1"; do
+    for type in $drive_file_systems; do
+      ! { [ -b "$device" ] && mount_at "$drive_mount" "$type" ro "$device"; } || return 0
+    done
   done
-  fail 1 "$drive cannot be mounted"
+  return 1
 }
 
 # Sets `file` to the firmware on the drive; case does not matter on it.

@@ -1,6 +1,7 @@
 // Tests of the display's bring-up, byte by byte, and of the frames that it is sent.
 #include "hw/display_driver.h"
 
+#include "tests/support/bring_up.h"
 #include "tests/support/system_calls.h"
 
 #include <fcntl.h>
@@ -12,12 +13,15 @@
 
 namespace {
 
+using bringUp::addressWindow;
+using bringUp::clearedRam;
+using bringUp::initialisation;
+using bringUp::resetPulse;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr std::size_t frameSize = 10240;
-constexpr std::size_t ramBytes = 10240;
 
 std::vector<std::string> operator+(std::vector<std::string> first, const std::vector<std::string>& second)
 {
@@ -32,52 +36,7 @@ const std::vector<std::string> opening = {
     "ioctl 40016B03 = 8",        // bits a word
     "ioctl 40046B04 = 12500000", // speed
 };
-
-const std::vector<std::string> resetPulse = {
-    "line 25 high", "wait 20000 us",
-    "line 25 low", "wait 20000 us",
-    "line 25 high", "wait 200000 us",
-};
-
-const std::vector<std::string> initialisation = {
-    "command 30",                                             // page 1
-    "command 6E",                                             // enable master
-    "command 31",                                             // page 2
-    "command D7", "data 9F",                                  // auto-read off
-    "command E0", "data 00", "wait 20000 us",                 // OTP read
-    "command E3", "wait 20000 us",                            // OTP up-load
-    "command E1",                                             // OTP control out
-    "command 30",                                             // page 1
-    "command 94",                                             // sleep out
-    "command AE", "wait 50000 us",                            // display off
-    "command 20", "data 0B",                                  // power
-    "command 0C",                                             // least significant bit on top
-    "command 81", "data 10", "data 04",                       // Vop
-    "command 31",                                             // page 2
-    "command 32", "data 00", "data 01", "data 02",            // analog circuit
-    "command 51", "data FB",                                  // booster level
-    "command 30",                                             // page 1
-    "command F0", "data 11",                                  // four greys
-    "command CA", "data 00", "data 9F", "data 00",            // 160 lines
-    "command 31",                                             // page 2
-    "command F2", "data 1E", "data 28", "data 32",            // temperature range
-    "command F0", "data 16", "data 16", "data 16", "data 16", // frame rate
-    "command 30",                                             // page 1
-    "command BC", "data 00",                                  // scan direction
-    "command A6",                                             // not inverted
-    "command 31",                                             // page 2
-    "command 40",                                             // internal power supply
-};
-
-const std::vector<std::string> addressWindow = {
-    "command 30",                       // page 1
-    "command 15", "data 00", "data FF", // columns
-    "command 75", "data 00", "data 9F", // pages
-    "command 5C",                       // write display data
-};
 // clang-format on
-
-const std::vector<std::string> clearedRam = std::vector<std::string>(ramBytes, "data 00");
 
 class Display : public testing::Test {
 protected:

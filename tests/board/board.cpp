@@ -1,0 +1,295 @@
+// Booting, driving and recording.
+#include "tests/board/board.h"
+
+#include "sim/device/png_file.h"
+
+#include <algorithm>
+#include <chrono>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <stdexcept>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::chrono::seconds longestWait(60);
+
+constexpr std::uint32_t gpioBase = 0xFE200000;
+constexpr std::uint32_t setRegister = gpioBase + 0x1C;
+constexpr std::uint32_t clearRegister = gpioBase + 0x28;
+constexpr std::uint32_t buttonLine = 1U << 6;
+
+/// Polls after which the debounced button has taken a new level for certain.
+constexpr int pollsOfAnEdge = 6;
+
+fs::path makeFolder(const std::string& name)
+{
+    fs::path folder = fs::path(RUNS_DIR) / name;
+    fs::remove_all(folder);
+    fs::create_directories(folder);
+    return folder;
+}
+
+fs::path copyOfCard(const fs::path& folder)
+{
+    fs::path card = folder / "card.img";
+    fs::copy_file(fs::path(STAGE_DIR) / "card.img", card);
+    return card;
+}
+
+/// Of the options, `thread=single` is what makes it quick.
+std::vector<std::string> argumentsFor(const Board::Setup& setup, const fs::path& card)
+{
+    const fs::path stage = STAGE_DIR;
+    return {stage / "emulator", "-machine", "raspi4b", "-m", "2G", "-accel", "tcg,thread=single", "-kernel",
+            stage / "kernel", "-initrd", stage / "initramfs", "-dtb",
+            stage / (setup.hasI2cInterrupt ? "wired.dtb" : "unwired.dtb"), "-append",
+            // The SPI and I2C controllers have no interrupts here: one is polled, the other has that of the USB
+            // controller, which is kept awake by a hub, shared with it.
+            "console=ttyAMA0,115200 panic=-1 spi-bcm2835.polling_limit_us=9000000 usbcore.autosuspend=-1 " +
+                setup.kernelOptions,
+            "-display", "none", "-monitor", "none", "-no-reboot", "-device", "usb-hub,id=hub",
+            // An EEPROM takes the LED controller's place: it keeps what is written.
+            "-device", "at24c-eeprom,bus=i2c-bus.1,address=0x6c,rom-size=256", "-drive",
+            "if=sd,id=card,format=raw,file=" + card.string(), "-trace", "i2c_event", "-trace", "i2c_send"};
+}
+
+} // namespace
+
+Board::Board(const Setup& setup)
+    : folder(makeFolder(setup.name)), cardFile(setup.card.empty() ? copyOfCard(folder) : setup.card),
+      emulator(argumentsFor(setup, cardFile), folder / "emulator.log"), traceReader(&Board::readTrace, this),
+      consoleReader(&Board::readConsole, this)
+{
+    try {
+        waitForLine("BOARD ready");
+    } catch (...) {
+        cutPower();
+        keepRecords();
+        throw;
+    }
+}
+
+Board::~Board()
+{
+    cutPower();
+    keepRecords();
+    if (!testing::Test::HasFailure()) {
+        fs::remove(folder / "card.img");
+    }
+}
+
+void Board::cutPower()
+{
+    emulator.kill();
+    for (std::thread* reader : {&traceReader, &consoleReader}) {
+        if (reader->joinable()) {
+            reader->join();
+        }
+    }
+}
+
+void Board::keepRecords()
+{
+    std::ofstream consoleLog(folder / "console.log");
+    for (const std::string& line : console) {
+        consoleLog << line << '\n';
+    }
+    std::ofstream wires(folder / "wires.log");
+    for (const std::string& event : bus.events()) {
+        wires << event << '\n';
+    }
+    if (!bus.screens().empty()) {
+        sim::writePng(folder / "last_screen.png", sim::pictureOf(bus.screens().back()));
+    }
+}
+
+/// Calls take(line) for every line, with the lock held, which is taken once for all lines that came together.
+void Board::readLines(int fd, const std::function<void(std::string_view)>& take)
+{
+    std::string pending;
+    std::array<char, 65536> buffer;
+    for (ssize_t count = 0; (count = ::read(fd, buffer.data(), buffer.size())) > 0;) {
+        pending.append(buffer.data(), static_cast<std::size_t>(count));
+        const std::lock_guard lock(mutex);
+        std::size_t start = 0;
+        for (std::size_t end = 0; (end = pending.find('\n', start)) != std::string::npos; start = end + 1) {
+            take(std::string_view(pending).substr(start, end - start));
+        }
+        pending.erase(0, start);
+        changed.notify_all();
+    }
+}
+
+void Board::readTrace()
+{
+    readLines(emulator.trace(), [this](std::string_view line) { bus.take(line); });
+}
+
+void Board::readConsole()
+{
+    readLines(emulator.consoleOutput(),
+              [this](std::string_view line) { console.emplace_back(line.substr(0, line.find('\r'))); });
+    const std::lock_guard lock(mutex);
+    hasEnded = true;
+    changed.notify_all();
+}
+
+void Board::waitUntil(const std::string& what, const std::function<bool()>& condition)
+{
+    std::unique_lock lock(mutex);
+    const bool came = changed.wait_for(lock, longestWait, [&] { return hasEnded || condition(); });
+    if (!came || (hasEnded && !condition())) {
+        throw std::runtime_error((hasEnded ? "the board ended before: " : "never came: ") + what + " (see " +
+                                 folder.string() + ")");
+    }
+}
+
+/// For what only the emulator can tell: it is asked again and again.
+void Board::askUntil(const std::string& what, const std::function<bool()>& condition)
+{
+    const auto deadline = std::chrono::steady_clock::now() + longestWait;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            throw std::runtime_error("never came: " + what);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+}
+
+void Board::waitFor(const std::string& what, const std::function<bool(const Bus&)>& condition)
+{
+    waitUntil(what, [&] { return condition(bus); });
+}
+
+void Board::waitForScene(const Scene& scene)
+{
+    waitUntil("the screen \"" + scene.name + "\"", [&] {
+        while (screensSeen < bus.screens().size()) {
+            if (scene.has(bus.screens()[screensSeen++])) {
+                return true;
+            }
+        }
+        return false;
+    });
+}
+
+void Board::waitForLine(const std::string& line)
+{
+    waitUntil("the line \"" + line + "\"", [&] {
+        const auto from = console.begin() + static_cast<std::ptrdiff_t>(linesSeen);
+        const auto found = std::find(from, console.end(), line);
+        if (found == console.end()) {
+            return false;
+        }
+        linesSeen = static_cast<std::size_t>(found - console.begin()) + 1;
+        return true;
+    });
+}
+
+std::vector<std::string> Board::lines()
+{
+    const std::lock_guard lock(mutex);
+    return {console.begin() + static_cast<std::ptrdiff_t>(linesSeen), console.end()};
+}
+
+bool Board::tryExecute(const std::string& command, const nlohmann::json& arguments)
+{
+    try {
+        emulator.execute(command, arguments);
+        return true;
+    } catch (const Emulator::Refusal&) {
+        return false;
+    }
+}
+
+void Board::trace(const std::string& event, bool on)
+{
+    emulator.execute("trace-event-set-state", {{"name", event}, {"enable", on}});
+}
+
+void Board::startUpdater()
+{
+    emulator.writeWord(setRegister, buttonLine); // the pull-up, which the emulator lacks
+    std::array<std::uint32_t, 6> selects{};
+    for (std::uint32_t i = 0; i < selects.size(); ++i) {
+        selects[i] = emulator.readWord(gpioBase + 4 * i);
+    }
+    look([&](const Bus&) { bus.setFunctionSelects(selects); });
+    trace("memory_region_ops_write", true);
+    emulator.typeOnConsole("start\n");
+}
+
+void Board::stopUpdater()
+{
+    emulator.typeOnConsole("stop\n");
+    waitForLine("BOARD stopped");
+    trace("memory_region_ops_write", false);
+}
+
+void Board::turn(int detents)
+{
+    emulator.typeOnConsole("turn " + std::to_string(detents) + "\n");
+}
+
+void Board::click()
+{
+    trace("memory_region_ops_read", true);
+    emulator.writeWord(clearRegister, buttonLine);
+    waitFor("reads of the pressed button",
+            [](const Bus& wires) { return wires.readsOfButton(false) >= pollsOfAnEdge; });
+    emulator.writeWord(setRegister, buttonLine);
+    waitFor("reads of the released button",
+            [](const Bus& wires) { return wires.readsOfButton(true) >= pollsOfAnEdge; });
+    trace("memory_region_ops_read", false);
+}
+
+void Board::plug(const std::string& image)
+{
+    const fs::path file = fs::path(STAGE_DIR) / image;
+    emulator.execute("blockdev-add", {{"driver", "raw"},
+                                      {"node-name", "drive"},
+                                      {"read-only", true},
+                                      {"file", {{"driver", "file"}, {"filename", file.string()}}}});
+    emulator.execute("device_add", {{"driver", "usb-storage"}, {"id", "plugged"}, {"drive", "drive"}});
+}
+
+void Board::pull()
+{
+    emulator.execute("device_del", {{"id", "plugged"}});
+    // The image is free only when the board has let go of the device.
+    askUntil("the end of the drive", [this] { return tryExecute("blockdev-del", {{"node-name", "drive"}}); });
+}
+
+std::vector<std::string> Board::run(const std::string& command)
+{
+    const std::size_t from = look([this](const Bus&) { return console.size(); });
+    emulator.typeOnConsole("run " + command + "\n");
+    std::size_t end = 0;
+    waitUntil("the end of " + command, [&] {
+        const auto found = std::find_if(console.begin() + static_cast<std::ptrdiff_t>(from), console.end(),
+                                        [](const std::string& line) { return line.starts_with("BOARD ran it with "); });
+        end = static_cast<std::size_t>(found - console.begin());
+        return found != console.end();
+    });
+    return look([&](const Bus&) {
+        return std::vector<std::string>(console.begin() + static_cast<std::ptrdiff_t>(from),
+                                        console.begin() + static_cast<std::ptrdiff_t>(end) + 1);
+    });
+}
+
+std::uint64_t Board::cardWrites()
+{
+    for (const auto& device : emulator.execute("query-blockstats")) {
+        if (device.value("device", "") == "card") {
+            return device["stats"]["wr_operations"].get<std::uint64_t>();
+        }
+    }
+    throw std::runtime_error("the board has no card");
+}
+
+void Board::waitForCardWrites(std::uint64_t sectors)
+{
+    askUntil(std::to_string(sectors) + " sectors on the card", [this, sectors] { return cardWrites() >= sectors; });
+}

@@ -1,0 +1,87 @@
+// Looking at the card from outside, and the way through the menu.
+#include "tests/board/board_test.h"
+
+#include <cstdlib>
+#include <fstream>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// As make_board.sh partitions it.
+constexpr std::streamoff memoryOffset = 8 << 20;
+constexpr std::size_t memoryBytes = 24 << 20;
+
+bool runsWell(const std::string& command)
+{
+    return std::system((command + " >&2").c_str()) == 0;
+}
+
+} // namespace
+
+namespace boardTest {
+
+testing::AssertionResult isWellBehaved(Board& board)
+{
+    return board.look([](const Bus& bus) {
+        testing::AssertionResult result =
+            bus.faults().empty() ? testing::AssertionSuccess() : testing::AssertionFailure();
+        for (const std::string& fault : bus.faults()) {
+            result << fault << "; ";
+        }
+        return result;
+    });
+}
+
+std::vector<std::string> eventsOf(Board& board)
+{
+    return board.look([](const Bus& bus) { return bus.events(); });
+}
+
+bool hasScreen(const Bus& bus)
+{
+    return !bus.screens().empty();
+}
+
+std::vector<sim::Screen> screensFrom(Board& board, std::size_t first)
+{
+    return board.look([first](const Bus& bus) {
+        return std::vector<sim::Screen>(bus.screens().begin() + static_cast<std::ptrdiff_t>(first),
+                                        bus.screens().end());
+    });
+}
+
+testing::AssertionResult holdsNewFirmware(const fs::path& card, bool kept)
+{
+    const fs::path root = card.string() + ".opened";
+    fs::create_directories(root / "dev");
+    std::string memory(memoryBytes, '\0');
+    std::ifstream file(card, std::ios::binary);
+    file.seekg(memoryOffset);
+    file.read(memory.data(), memoryBytes);
+    std::ofstream(root / "dev" / "memory", std::ios::binary) << memory;
+    const std::string command = std::string(VERIFY_MEMORY) + " " + root.string() + " " + STAGE_DIR +
+                                "/firmware 2.0.0 " + (kept ? "kept" : "lost");
+    return runsWell(command) ? testing::AssertionSuccess() : testing::AssertionFailure() << "failed: " << command;
+}
+
+testing::AssertionResult isUntouched(const fs::path& card)
+{
+    return runsWell("cmp " + card.string() + " " + STAGE_DIR + "/card.img") ? testing::AssertionSuccess()
+                                                                            : testing::AssertionFailure();
+}
+
+void chooseAndConfirm(Board& board, bool factoryReset)
+{
+    board.waitForScene(scenes::menu());
+    board.turn(factoryReset ? 1 : -1);
+    board.waitForScene(factoryReset ? scenes::factoryResetSelected() : scenes::updateSelected());
+    board.click();
+    board.waitForScene(scenes::question(factoryReset, false));
+    board.turn(1);
+    board.waitForScene(scenes::question(factoryReset, true));
+    board.click();
+    board.waitForScene(scenes::working(factoryReset));
+}
+
+} // namespace boardTest

@@ -1,0 +1,188 @@
+// Decoding the trace.
+#include "tests/board/bus.h"
+
+#include <charconv>
+#include <cstdio>
+
+namespace {
+
+// Of the BCM2711 as its processors see it.
+constexpr std::uint32_t gpioBase = 0xFE200000;
+constexpr std::uint32_t gpioSelects = 6;
+constexpr std::uint32_t gpioSet = 0x1C;
+constexpr std::uint32_t gpioClear = 0x28;
+constexpr std::uint32_t gpioLevel = 0x34;
+constexpr std::uint32_t gpioEnd = 0x100;
+constexpr std::uint32_t spiControlAddress = 0xFE204000;
+constexpr std::uint32_t spiFifoAddress = 0xFE204004;
+constexpr std::uint32_t spiClockAddress = 0xFE204008;
+constexpr std::uint32_t transferActive = 0x80;
+
+constexpr int dataCommandLine = 7;
+constexpr int chipSelectLine = 8;
+constexpr int resetLine = 25;
+constexpr int buttonLine = 6;
+
+constexpr std::size_t frameBytes = 10240;
+
+/// The number behind `name`, which must be there, in hexadecimal with 0x in front.
+std::uint32_t numberAfter(std::string_view line, std::string_view name)
+{
+    std::uint32_t value = 0;
+    const std::size_t at = line.find(name);
+    if (at != std::string_view::npos) {
+        const char* first = line.data() + at + name.size() + 2;
+        std::from_chars(first, line.data() + line.size(), value, 16);
+    }
+    return value;
+}
+
+std::string hexByte(std::uint8_t value)
+{
+    std::array<char, 3> text{};
+    std::snprintf(text.data(), text.size(), "%02X", value);
+    return text.data();
+}
+
+bool bit(std::uint32_t word, int index)
+{
+    return ((word >> index) & 1U) != 0;
+}
+
+} // namespace
+
+void Bus::take(std::string_view line)
+{
+    constexpr std::string_view writeEvent = "memory_region_ops_write ";
+    constexpr std::string_view readEvent = "memory_region_ops_read ";
+    constexpr std::string_view i2cEvent = "i2c_";
+    constexpr std::string_view fromOutside = "cpu -1 ";
+    if (line.starts_with(i2cEvent)) {
+        takeI2c(line.substr(i2cEvent.size()), line);
+        return;
+    }
+    const bool isWrite = line.starts_with(writeEvent);
+    if (!isWrite && !line.starts_with(readEvent)) {
+        return;
+    }
+    const std::string_view rest = line.substr(isWrite ? writeEvent.size() : readEvent.size());
+    if (rest.starts_with(fromOutside)) {
+        return;
+    }
+    const std::uint32_t address = numberAfter(rest, " addr ");
+    const std::uint32_t value = numberAfter(rest, " value ");
+    isWrite ? store(address, value) : read(address, value);
+}
+
+void Bus::store(std::uint32_t address, std::uint32_t value)
+{
+    if (address == spiFifoAddress) {
+        transfer.push_back(static_cast<std::uint8_t>(value));
+    } else if (address == spiControlAddress) {
+        controlSpi(value);
+    } else if (address == spiClockAddress) {
+        dividers.insert(value);
+    } else if (address == gpioBase + gpioSet || address == gpioBase + gpioClear) {
+        drive(value, address == gpioBase + gpioSet);
+    } else if (address >= gpioBase && address < gpioBase + 4 * gpioSelects) {
+        select((address - gpioBase) / 4, value);
+    } else if (address > gpioBase && address < gpioBase + gpioEnd) {
+        log.push_back("GPIO register " + std::to_string(address - gpioBase));
+    }
+}
+
+void Bus::read(std::uint32_t address, std::uint32_t value)
+{
+    if (address == gpioBase + gpioLevel) {
+        const bool level = bit(value, buttonLine);
+        buttonReads = level == lastButton ? buttonReads + 1 : 1;
+        lastButton = level;
+    }
+}
+
+void Bus::select(std::size_t index, std::uint32_t value)
+{
+    static constexpr std::array<const char*, 8> functions = {
+        "input", "output", "alternate 5", "alternate 4", "alternate 0", "alternate 1", "alternate 2", "alternate 3"};
+    constexpr std::size_t linesPerRegister = 10;
+    for (std::size_t i = 0; i < linesPerRegister; ++i) {
+        const std::size_t before = (selects[index] >> (3 * i)) & 7U;
+        const std::size_t now = (value >> (3 * i)) & 7U;
+        if (now != before) {
+            log.push_back("line " + std::to_string(index * linesPerRegister + i) + " " + functions[now]);
+        }
+    }
+    selects[index] = value;
+}
+
+void Bus::drive(std::uint32_t lines, bool level)
+{
+    for (int line = 0; line < 32; ++line) {
+        const bool isNew = !bit(driven, line) || bit(levels, line) != level;
+        if (!bit(lines, line) || line == chipSelectLine || !isNew) {
+            continue;
+        }
+        const std::uint32_t mask = 1U << line;
+        driven |= mask;
+        levels = level ? levels | mask : levels & ~mask;
+        if (line == dataCommandLine) {
+            display.setDataCommandLine(level); // told with each transfer
+            continue;
+        }
+        log.push_back("line " + std::to_string(line) + (level ? " high" : " low"));
+        if (line == resetLine) {
+            display.setResetLine(level);
+        }
+    }
+}
+
+void Bus::controlSpi(std::uint32_t value)
+{
+    const bool wasActive = (spiControl & transferActive) != 0;
+    const bool isActive = (value & transferActive) != 0;
+    spiControl = value;
+    if (isActive && !wasActive) {
+        modes.insert(static_cast<int>((value >> 2) & 3U));
+        display.beginTransfer();
+    } else if (wasActive && !isActive) {
+        endTransfer();
+    }
+}
+
+void Bus::endTransfer()
+{
+    const bool isData = bit(levels, dataCommandLine);
+    const std::uint64_t framesBefore = display.frameCount();
+    display.endTransfer(transfer);
+    if (transfer.size() == 1) {
+        log.push_back((isData ? "data " : "command ") + hexByte(transfer.front()));
+    } else if (isData && transfer.size() == frameBytes) {
+        log.emplace_back("frame");
+    } else {
+        log.push_back((isData ? "data, " : "command, ") + std::to_string(transfer.size()) + " bytes");
+    }
+    if (display.frameCount() != framesBefore && display.isLit()) {
+        shown.push_back(display.screen());
+    }
+    transfer.clear();
+}
+
+void Bus::takeI2c(std::string_view event, std::string_view line)
+{
+    if (event.starts_with("send ")) {
+        i2cBytes.push_back(static_cast<std::uint8_t>(numberAfter(line, " data:")));
+    } else if (event.starts_with("event start")) {
+        i2cBytes.clear();
+    } else if (event.starts_with("event finish") && !i2cBytes.empty()) {
+        const auto address = static_cast<std::uint8_t>(numberAfter(line, "(addr:"));
+        std::string text = "i2c " + hexByte(address) + ":";
+        for (const std::uint8_t byte : i2cBytes) {
+            text += " " + hexByte(byte);
+        }
+        log.push_back(text);
+        if (address == sim::LedController::address) {
+            leds.write(i2cBytes);
+        }
+        i2cBytes.clear();
+    }
+}

@@ -1,0 +1,68 @@
+// What goes over the board's wires, read off the emulator's trace, and the device models at the end of them.
+#pragma once
+
+#include "sim/models/faults.h"
+#include "sim/models/led_controller.h"
+#include "sim/models/screen.h"
+#include "sim/models/st75256.h"
+
+#include <array>
+#include <cstdint>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Understands the trace events memory_region_ops_write, memory_region_ops_read, i2c_event and i2c_send. What is stored
+/// from outside the board's processors, by a hand on its wires, is left out.
+class Bus {
+public:
+    Bus() : display(faultList), leds(faultList) {}
+
+    /// The function select registers as they are, so that what the program changes in them can be told.
+    void setFunctionSelects(const std::array<std::uint32_t, 6>& registers) { selects = registers; }
+    /// One line of the trace.
+    void take(std::string_view line);
+
+    /// In order, as "line 25 high", "line 5 output", "command 30", "data 9F" (one byte), "frame" (10240 data bytes),
+    /// "data, 512 bytes" (any other number) and "i2c 6C: 2F 00". Chip select and lines that stay as they are go untold.
+    [[nodiscard]] const std::vector<std::string>& events() const { return log; }
+    /// What the glass showed after each frame, once the display was on.
+    [[nodiscard]] const std::vector<sim::Screen>& screens() const { return shown; }
+    [[nodiscard]] const std::vector<std::string>& faults() const { return faultList.list(); }
+    [[nodiscard]] std::array<std::uint8_t, sim::LedController::outputCount> ledOutputs() const
+    {
+        return leds.outputs();
+    }
+    [[nodiscard]] const std::set<std::uint32_t>& clockDividers() const { return dividers; }
+    [[nodiscard]] const std::set<int>& spiModes() const { return modes; }
+    /// How often in a row, up to now, the pin levels were read with line 6 like this.
+    [[nodiscard]] int readsOfButton(bool level) const { return level == lastButton ? buttonReads : 0; }
+
+private:
+    void store(std::uint32_t address, std::uint32_t value);
+    void read(std::uint32_t address, std::uint32_t value);
+    void select(std::size_t index, std::uint32_t value);
+    void drive(std::uint32_t lines, bool level);
+    void controlSpi(std::uint32_t value);
+    void endTransfer();
+    void takeI2c(std::string_view event, std::string_view line);
+
+    sim::Faults faultList;
+    sim::St75256 display;
+    sim::LedController leds;
+
+    std::array<std::uint32_t, 6> selects{};
+    std::uint32_t driven = 0;
+    std::uint32_t levels = 0;
+    std::uint32_t spiControl = 0;
+    std::vector<std::uint8_t> transfer;
+    std::vector<std::uint8_t> i2cBytes;
+    bool lastButton = false;
+    int buttonReads = 0;
+
+    std::vector<std::string> log;
+    std::vector<sim::Screen> shown;
+    std::set<std::uint32_t> dividers;
+    std::set<int> modes;
+};

@@ -1,0 +1,141 @@
+// Tests of what is made of the emulator's trace.
+#include "tests/board/bus.h"
+
+#include <gmock/gmock.h>
+#include <string>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::string hex(std::uint32_t value)
+{
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "0x%x", value);
+    return text.data();
+}
+
+class BusTest : public testing::Test {
+protected:
+    // As the emulator writes it.
+    void access(const std::string& kind, int cpu, std::uint32_t address, std::uint32_t value)
+    {
+        bus.take("memory_region_ops_" + kind + " cpu " + std::to_string(cpu) + " mr 0x7f36533f9690 addr " +
+                 hex(address) + " value " + hex(value) + " size 4 name 'device'");
+    }
+    void store(std::uint32_t address, std::uint32_t value) { access("write", 0, address, value); }
+    void setLines(std::uint32_t lines) { store(0xFE20001C, lines); }
+    void clearLines(std::uint32_t lines) { store(0xFE200028, lines); }
+
+    void transfer(const std::vector<std::uint8_t>& bytes)
+    {
+        store(0xFE204000, 0x8C); // mode 3, active
+        for (const std::uint8_t byte : bytes) {
+            store(0xFE204004, byte);
+        }
+        store(0xFE204000, 0x0C);
+    }
+
+    Bus bus;
+};
+
+constexpr std::uint32_t dataCommand = 1U << 7;
+constexpr std::uint32_t chipSelect = 1U << 8;
+constexpr std::uint32_t reset = 1U << 25;
+
+TEST_F(BusTest, TellsWhatALineBecameAndNotWhatItsNeighboursStayed)
+{
+    bus.setFunctionSelects({0x900, 0, 0x4, 0, 0, 0});
+    store(0xFE200000, 0x8900);
+    store(0xFE200008, 0x8004);
+    store(0xFE200008, 0x0004);
+    EXPECT_THAT(bus.events(), ElementsAre("line 5 output", "line 25 output", "line 25 input"));
+}
+
+TEST_F(BusTest, TellsALineWhenItsLevelIsNew)
+{
+    setLines(reset);
+    setLines(reset);
+    clearLines(reset | 1U << 5);
+    clearLines(reset);
+    EXPECT_THAT(bus.events(), ElementsAre("line 25 high", "line 5 low", "line 25 low"));
+}
+
+TEST_F(BusTest, TellsNothingOfTheChipSelectAndOfTheHandOnTheWires)
+{
+    setLines(chipSelect);
+    access("write", -1, 0xFE20001C, 1U << 6);
+    EXPECT_THAT(bus.events(), IsEmpty());
+}
+
+TEST_F(BusTest, TellsAStoreToAnyOtherRegisterOfTheLines)
+{
+    store(0xFE200058, 1);
+    store(0xFE201000, 1); // no longer among them
+    EXPECT_THAT(bus.events(), ElementsAre("GPIO register 88"));
+}
+
+TEST_F(BusTest, TellsTransfersByTheLevelOfTheDataCommandLine)
+{
+    clearLines(dataCommand);
+    transfer({0xAE});
+    setLines(dataCommand);
+    transfer({0x0B});
+    transfer(std::vector<std::uint8_t>(512));
+    transfer(std::vector<std::uint8_t>(10240));
+    EXPECT_THAT(bus.events(), ElementsAre("command AE", "data 0B", "data, 512 bytes", "frame"));
+    EXPECT_THAT(bus.spiModes(), ElementsAre(3));
+}
+
+TEST_F(BusTest, KeepsEveryClockDivider)
+{
+    store(0xFE204008, 46);
+    store(0xFE204008, 46);
+    store(0xFE204008, 2);
+    EXPECT_THAT(bus.clockDividers(), ElementsAre(2, 46));
+}
+
+TEST_F(BusTest, FindsFaultWithALineThatMovesUnderATransfer)
+{
+    clearLines(dataCommand);
+    store(0xFE204000, 0x8C);
+    setLines(dataCommand);
+    EXPECT_THAT(bus.faults(), ElementsAre("the data/command line changed during a transfer"));
+}
+
+TEST_F(BusTest, TellsI2cWritesWithTheirAddress)
+{
+    for (const char* line : {"i2c_event start(addr:0x6c)", "i2c_send send(addr:0x6c) data:0x2f",
+                             "i2c_send send(addr:0x6c) data:0x00", "i2c_event finish(addr:0x6c)"}) {
+        bus.take(line);
+    }
+    EXPECT_THAT(bus.events(), ElementsAre("i2c 6C: 2F 00"));
+}
+
+TEST_F(BusTest, TellsNothingOfAnI2cTransferThatCarriedNothing)
+{
+    bus.take("i2c_event start(addr:0x6c)");
+    bus.take("i2c_event finish(addr:0x6c)");
+    EXPECT_THAT(bus.events(), IsEmpty());
+}
+
+TEST_F(BusTest, CountsReadsOfTheButtonSinceItsLevelChanged)
+{
+    for (const std::uint32_t levels : {0x40U, 0x40U, 0x00U, 0x80U, 0x3FU}) {
+        access("read", 2, 0xFE200034, levels);
+    }
+    EXPECT_EQ(bus.readsOfButton(false), 3);
+    EXPECT_EQ(bus.readsOfButton(true), 0);
+}
+
+TEST_F(BusTest, PassesOverWhatItDoesNotKnow)
+{
+    bus.take("");
+    bus.take("usb_dwc2_io_write something");
+    bus.take("memory_region_ops_write");
+    EXPECT_THAT(bus.events(), IsEmpty());
+    EXPECT_THAT(bus.faults(), IsEmpty());
+}
+
+} // namespace

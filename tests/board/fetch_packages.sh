@@ -1,0 +1,91 @@
+#!/bin/bash
+# Fetches the Debian packages that the emulated board is made of and unpacks them; installs nothing.
+# Usage: fetch_packages.sh FOLDER
+# FOLDER/emulator gets a QEMU for this machine, FOLDER/board what the board runs and its unit tests link (64-bit Arm),
+# FOLDER/kernel_version the kernel's. A folder that was filled by this very script is left as it is.
+set -euo pipefail
+export LC_ALL=C
+
+fail() {
+    printf 'fetch_packages.sh: %s\n' "$1" >&2
+    exit 1
+}
+
+[[ $# -eq 1 ]] || fail "usage: fetch_packages.sh FOLDER"
+readonly folder=$1
+stamp=$(sha256sum "${BASH_SOURCE[0]}")
+readonly stamp=${stamp%% *}
+readonly release=bookworm
+
+# The stable release's own QEMU does not know the board; only these come from the backports, not what they depend on.
+readonly emulator_packages=("qemu-system-arm/$release-backports" "qemu-system-common/$release-backports"
+    "qemu-system-data/$release-backports")
+readonly board_packages=(
+    busybox-static
+    openssl libssl3 libc6 # for the example scripts, as is the next line
+    e2fsprogs libext2fs2 libblkid1 libcom-err2 libuuid1
+    libgtest-dev libgmock-dev librapidcheck-dev libpng-dev libpng16-16 zlib1g-dev zlib1g # for the unit tests
+)
+
+# The address of the first package source of this machine that serves the release.
+own_mirror() {
+    local mirror
+    mirror=$(apt-get indextargets --format "\$(REPO_URI) \$(CODENAME)" 2>/dev/null |
+        sed -n "s/ $release\$//p" | head -n 1)
+    [[ -n $mirror ]] || fail "this machine has no package source for Debian $release (try apt-get update)"
+    printf '%s\n' "$mirror"
+}
+
+# prepare_apt NAME ARCHITECTURE SUITE...: a package manager of its own below the work folder; sets `apt_options`.
+prepare_apt() {
+    local root=$work/$1 architecture=$2 suite
+    shift 2
+    mkdir -p "$root"/{sources,lists/partial,cache/archives/partial}
+    : >"$root/status"
+    for suite in "$@"; do
+        printf 'deb [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] %s %s main\n' "$mirror" "$suite"
+    done >"$root/sources/own.list"
+    apt_options=(-qq -o APT::Sandbox::User=root -o "APT::Architecture=$architecture" -o "APT::Architectures=$architecture"
+        -o Dir::Etc::sourcelist=/dev/null -o "Dir::Etc::sourceparts=$root/sources" -o "Dir::State::lists=$root/lists"
+        -o "Dir::Cache=$root/cache" -o "Dir::State::status=$root/status")
+    apt-get "${apt_options[@]}" update
+}
+
+unpack_all() {
+    local package
+    mkdir -p "$2"
+    for package in "$1"/*.deb; do
+        dpkg-deb --extract "$package" "$2"
+    done
+}
+
+# With what it depends on and this machine does not have.
+fetch_emulator() {
+    prepare_apt emulator "$(dpkg --print-architecture)" "$release" "$release-backports"
+    apt-get "${apt_options[@]}" -o Dir::State::status=/var/lib/dpkg/status --yes --download-only \
+        --no-install-recommends --reinstall install "${emulator_packages[@]}" >/dev/null
+    unpack_all "$work/emulator/cache/archives" "$work/done/emulator"
+}
+
+fetch_board() {
+    local kernel
+    prepare_apt board arm64 "$release"
+    kernel=$(apt-cache "${apt_options[@]}" show linux-image-arm64 |
+        sed -n 's/^Depends: linux-image-\([^ ]*\).*/\1/p' | head -n 1)
+    [[ -n $kernel ]] || fail "Debian $release has no kernel for arm64 here"
+    mkdir "$work/board/archives"
+    (cd "$work/board/archives" && apt-get "${apt_options[@]}" download "linux-image-$kernel" "${board_packages[@]}")
+    unpack_all "$work/board/archives" "$work/done/board"
+    printf '%s\n' "$kernel" >"$work/done/kernel_version"
+}
+
+[[ $(cat "$folder/stamp" 2>/dev/null) != "$stamp" ]] || exit 0
+mirror=$(own_mirror)
+mkdir -p "$folder"
+work=$(realpath -- "$(mktemp -d -- "$folder/.work.XXXXXX")")
+trap 'rm -rf -- "$work"' EXIT
+fetch_emulator
+fetch_board
+rm -rf -- "$folder"/{emulator,board,kernel_version,stamp}
+mv -- "$work"/done/* "$folder/"
+printf '%s\n' "$stamp" >"$folder/stamp"

@@ -1,0 +1,61 @@
+// Kernels that are not set up for the program, each of which takes something away from it.
+#include "tests/board/board_test.h"
+#include "tests/board/expected_events.h"
+#include "tests/system/golden_screen.h"
+
+#include <fstream>
+
+namespace {
+
+using boardTest::eventsOf;
+using boardTest::hasScreen;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+/// The page that tells those who build a device what to do about it.
+std::string devicePage()
+{
+    std::ifstream file(DEVICE_PAGE);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+TEST(Refusal, OfTheRegistersEndsTheProgramAtItsFirstAccess)
+{
+    Board board({.name = "NoRegisters", .kernelOptions = "spidev.bufsiz=10240"});
+    board.startUpdater();
+    const std::string message = "mmap error 0xffffffffffffffff";
+    board.waitForLine(message);
+    board.waitForLine("Starting updater...");
+    board.waitForLine("BOARD updater ended with 139"); // a segmentation fault
+    EXPECT_THAT(eventsOf(board), IsEmpty());
+    EXPECT_THAT(devicePage(), HasSubstr(message));
+    EXPECT_THAT(devicePage(), HasSubstr("iomem=relaxed"));
+}
+
+TEST(Refusal, OfWholeFramesLeavesTheDisplayBlankWithoutAWord)
+{
+    Board board({.name = "SmallBuffer", .kernelOptions = "iomem=relaxed"});
+    board.startUpdater();
+    // The wheel goes on turning behind it, so that frames go on being tried.
+    const Events expected = Events{"line 5 output"} + expected::ledSetUp() + expected::displaySetUp() +
+                            Events{"command 5C", "command 5C", "command 5C"};
+    board.waitFor("three frames", [&](const Bus& bus) { return bus.events().size() >= expected.size(); });
+    EXPECT_EQ(firstDifference(eventsOf(board), expected), "");
+    EXPECT_FALSE(board.look(hasScreen));
+    EXPECT_THAT(board.lines(), ElementsAre("Starting updater..."));
+    EXPECT_THAT(devicePage(), HasSubstr("spidev.bufsiz=10240"));
+}
+
+TEST(Refusal, OfTheLedBusCostsTimeAndTheLedsAndNothingElse)
+{
+    Board board({.name = "NoLeds", .hasI2cInterrupt = false});
+    board.startUpdater();
+    board.waitFor("the first screen", hasScreen);
+    EXPECT_TRUE(matchesGolden(board.look([](const Bus& bus) { return bus.screens().front(); }), "waiting"));
+    EXPECT_THAT(board.look([](const Bus& bus) { return bus.ledOutputs(); }), testing::Each(0));
+    EXPECT_THAT(board.lines(), ElementsAre("Starting updater..."));
+    EXPECT_THAT(devicePage(), HasSubstr("I2C"));
+}
+
+} // namespace

@@ -1,0 +1,37 @@
+// The pictures that a stretch of the update shows, and whether a run showed the right ones in the right order.
+#pragma once
+
+#include "sim/models/screen.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+/// Any of its screens, in any order and number, as the wheel turns and progress comes.
+struct Scene {
+    std::string name;
+    std::vector<sim::Screen> screens;
+    /// Whether a run may pass it by unseen: it is too short for a slow display to be sure to show it.
+    bool isFleeting = false;
+
+    [[nodiscard]] bool has(const sim::Screen& screen) const;
+};
+
+/// Every screen belongs to the scene that is on or to a later one, and no scene but a fleeting one is left out.
+testing::AssertionResult tellsStory(const std::vector<sim::Screen>& screens, const std::vector<Scene>& story);
+
+namespace scenes {
+
+[[nodiscard]] Scene waiting();
+[[nodiscard]] Scene preparing();
+/// With nothing selected; with the update selected; with the factory reset selected.
+[[nodiscard]] Scene menu();
+[[nodiscard]] Scene updateSelected();
+[[nodiscard]] Scene factoryResetSelected();
+/// The question before the work, with "No" or "Yes" selected.
+[[nodiscard]] Scene question(bool factoryReset, bool yes);
+[[nodiscard]] Scene working(bool factoryReset);
+[[nodiscard]] Scene done();
+[[nodiscard]] Scene failed(const std::string& message);
+
+} // namespace scenes

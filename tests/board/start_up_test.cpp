@@ -1,0 +1,79 @@
+// From the start of the program to its first frame.
+#include "tests/board/board_test.h"
+#include "tests/board/expected_events.h"
+#include "tests/system/golden_screen.h"
+
+#include <memory>
+
+namespace {
+
+using boardTest::eventsOf;
+using testing::ElementsAre;
+
+/// One boot for all of these tests: each looks at another side of it.
+class StartUp : public testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        board = std::make_unique<Board>(Board::Setup{"StartUp"});
+        board->startUpdater();
+        board->waitFor("the first screen", boardTest::hasScreen);
+    }
+    static void TearDownTestSuite() { board.reset(); }
+
+    static std::unique_ptr<Board> board;
+};
+
+std::unique_ptr<Board> StartUp::board;
+
+TEST_F(StartUp, SaysThatItStartsAndNothingElse)
+{
+    EXPECT_THAT(board->lines(), ElementsAre("Starting updater..."));
+}
+
+TEST_F(StartUp, SelectsItsLinesAndBringsUpLedsAndDisplayByteForByte)
+{
+    EXPECT_EQ(firstDifference(eventsOf(*board), Events{"line 5 output"} + expected::ledSetUp() +
+                                                    expected::displaySetUp() + Events{"command 5C", "frame"}),
+              "");
+}
+
+TEST_F(StartUp, TouchesNoOtherLine)
+{
+    for (const std::string& event : eventsOf(*board)) {
+        EXPECT_TRUE(!event.starts_with("line ") || event.starts_with("line 5 ") || event.starts_with("line 7 ") ||
+                    event.starts_with("line 25 "))
+            << event;
+        EXPECT_FALSE(event.starts_with("GPIO register")) << event;
+    }
+}
+
+TEST_F(StartUp, UsesTheBusInModeThreeAtNoMoreThanItsSpeed)
+{
+    const auto [modes, dividers] =
+        board->look([](const Bus& bus) { return std::pair(bus.spiModes(), bus.clockDividers()); });
+    EXPECT_THAT(modes, ElementsAre(3));
+    // The first even divider that brings the 562.5 MHz of the emulated core to 12.5 MHz or less.
+    EXPECT_THAT(dividers, ElementsAre(46));
+}
+
+TEST_F(StartUp, LeavesTheLedControllerWithTheWholeBarLit)
+{
+    std::string expected = "0x01";
+    for (int reg = 0x01; reg <= 0x25; ++reg) {
+        expected += reg < 0x0D ? " 0x00" : reg <= 0x12 ? " 0xff" : reg == 0x13 ? " 0x00" : " 0x10";
+    }
+    EXPECT_THAT(board->run("i2ctransfer -y 22 w1@0x6c 0 r38"), ElementsAre(expected, "BOARD ran it with 0"));
+}
+
+TEST_F(StartUp, ShowsTheWaitingScreenFirst)
+{
+    EXPECT_TRUE(matchesGolden(board->look([](const Bus& bus) { return bus.screens().front(); }), "waiting"));
+}
+
+TEST_F(StartUp, DoesNothingThatADeviceWouldTakeAmiss)
+{
+    EXPECT_TRUE(boardTest::isWellBehaved(*board));
+}
+
+} // namespace

@@ -1,0 +1,107 @@
+// Whole updates with the example scripts: a real FAT drive, a real partition of the card, and the loss of power.
+#include "tests/board/board_test.h"
+
+#include <fstream>
+
+namespace {
+
+using boardTest::chooseAndConfirm;
+using boardTest::holdsNewFirmware;
+using boardTest::isWellBehaved;
+using boardTest::screensFrom;
+
+namespace fs = std::filesystem;
+
+std::vector<Scene> storyOf(bool factoryReset)
+{
+    return {scenes::waiting(),
+            scenes::preparing(),
+            scenes::menu(),
+            factoryReset ? scenes::factoryResetSelected() : scenes::updateSelected(),
+            scenes::question(factoryReset, false),
+            scenes::question(factoryReset, true),
+            scenes::working(factoryReset),
+            scenes::done()};
+}
+
+/// Sectors that had been written on the card when the work began and when it was done.
+struct WorkSpan {
+    std::uint64_t begin = 0;
+    std::uint64_t end = 0;
+};
+
+fs::path spanFile()
+{
+    return fs::path(RUNS_DIR) / "work_span";
+}
+
+WorkSpan work(Board& board, bool factoryReset)
+{
+    WorkSpan span;
+    chooseAndConfirm(board, factoryReset);
+    span.begin = board.cardWrites();
+    board.waitForScene(scenes::done());
+    span.end = board.cardWrites();
+    return span;
+}
+
+struct JobCase {
+    const char* name;
+    bool factoryReset;
+};
+
+class Job : public testing::TestWithParam<JobCase> {};
+
+TEST_P(Job, ShowsItsWholeStoryAndLeavesTheNewFirmwareOnTheCard)
+{
+    const bool factoryReset = GetParam().factoryReset;
+    Board board({GetParam().name});
+    board.startUpdater();
+    board.waitForScene(scenes::waiting());
+    board.plug("drive.img");
+    const WorkSpan span = work(board, factoryReset);
+    EXPECT_TRUE(tellsStory(screensFrom(board), storyOf(factoryReset)));
+    EXPECT_TRUE(isWellBehaved(board));
+    board.waitForLine("Starting updater...");
+    board.waitForLine("Started install.sh");
+    board.cutPower();
+    EXPECT_TRUE(holdsNewFirmware(board.card(), !factoryReset));
+    if (!factoryReset) {
+        std::ofstream(spanFile()) << span.begin << ' ' << span.end << '\n';
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Job, testing::Values(JobCase{"Update", false}, JobCase{"FactoryReset", true}),
+                         [](const auto& job) { return job.param.name; });
+
+/// The parameter is the tenth of the work, by what it writes on the card, in whose middle the power goes.
+class PowerCut : public testing::TestWithParam<int> {};
+
+TEST_P(PowerCut, IsFollowedByAnUpdateThatEndsWellAndKeepsThePresets)
+{
+    WorkSpan span;
+    ASSERT_TRUE(std::ifstream(spanFile()) >> span.begin >> span.end) << "run the update first";
+    const std::uint64_t writes = (span.end - span.begin) * (2 * static_cast<unsigned>(GetParam()) + 1) / 20;
+    const std::string name = "PowerCut" + std::to_string(GetParam());
+    Board board({name});
+    board.startUpdater();
+    board.waitForScene(scenes::waiting());
+    board.plug("drive.img");
+    chooseAndConfirm(board, false);
+    board.waitForCardWrites(span.begin + writes);
+    board.cutPower();
+
+    Board again({name + ".again", board.card()});
+    again.startUpdater();
+    again.waitForScene(scenes::waiting());
+    again.plug("drive.img");
+    work(again, false);
+    EXPECT_TRUE(tellsStory(screensFrom(again), storyOf(false)));
+    EXPECT_TRUE(isWellBehaved(again));
+    again.cutPower();
+    EXPECT_TRUE(holdsNewFirmware(board.card(), true));
+}
+
+INSTANTIATE_TEST_SUITE_P(Tenth, PowerCut, testing::Range(0, 10));
+
+} // namespace
