@@ -21,7 +21,7 @@ constexpr std::uint32_t clearRegister = gpioBase + 0x28;
 constexpr std::uint32_t buttonLine = 1U << 6;
 
 /// Polls after which the debounced button has taken a new level for certain.
-constexpr int pollsOfAnEdge = 6;
+constexpr int pollsOfAnEdge = 8;
 
 fs::path makeFolder(const std::string& name)
 {
@@ -235,14 +235,10 @@ void Board::turn(int detents)
 
 void Board::click()
 {
-    trace("memory_region_ops_read", true);
-    emulator.writeWord(clearRegister, buttonLine);
-    waitFor("reads of the pressed button",
-            [](const Bus& wires) { return wires.readsOfButton(false) >= pollsOfAnEdge; });
-    emulator.writeWord(setRegister, buttonLine);
-    waitFor("reads of the released button",
-            [](const Bus& wires) { return wires.readsOfButton(true) >= pollsOfAnEdge; });
-    trace("memory_region_ops_read", false);
+    for (const std::uint32_t level : {clearRegister, setRegister}) {
+        emulator.writeWord(level, buttonLine);
+        waitForPolls(pollsOfAnEdge);
+    }
 }
 
 void Board::plug(const std::string& image)
@@ -277,6 +273,14 @@ std::vector<std::string> Board::run(const std::string& command)
         return std::vector<std::string>(console.begin() + static_cast<std::ptrdiff_t>(from),
                                         console.begin() + static_cast<std::ptrdiff_t>(end) + 1);
     });
+}
+
+void Board::waitForPolls(int count)
+{
+    trace("memory_region_ops_read", true);
+    const int before = look([](const Bus& wires) { return wires.buttonPolls(); });
+    waitFor("polls of the button", [=](const Bus& wires) { return wires.buttonPolls() >= before + count; });
+    trace("memory_region_ops_read", false);
 }
 
 std::uint64_t Board::cardWrites()

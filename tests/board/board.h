@@ -56,6 +56,8 @@ public:
     /// Until a line of the console is exactly this, since the last one waited for.
     void waitForLine(const std::string& line);
     void waitFor(const std::string& what, const std::function<bool(const Bus&)>& condition);
+    /// Until the updater has looked at the button so often, once in ten of its iterations.
+    void waitForPolls(int count);
     /// What the console told since the last line waited for.
     [[nodiscard]] std::vector<std::string> lines();
     /// Sectors written on the SD card since the board was switched on.

@@ -36,12 +36,12 @@ public:
     }
     [[nodiscard]] const std::set<std::uint32_t>& clockDividers() const { return dividers; }
     [[nodiscard]] const std::set<int>& spiModes() const { return modes; }
-    /// How often in a row, up to now, the pin levels were read with line 6 like this.
-    [[nodiscard]] int readsOfButton(bool level) const { return level == lastButton ? buttonReads : 0; }
+    /// How often the pin levels were read, which is how the button is polled.
+    [[nodiscard]] int buttonPolls() const { return polls; }
 
 private:
     void store(std::uint32_t address, std::uint32_t value);
-    void read(std::uint32_t address, std::uint32_t value);
+    void read(std::uint32_t address);
     void select(std::size_t index, std::uint32_t value);
     void drive(std::uint32_t lines, bool level);
     void controlSpi(std::uint32_t value);
@@ -58,8 +58,7 @@ private:
     std::uint32_t spiControl = 0;
     std::vector<std::uint8_t> transfer;
     std::vector<std::uint8_t> i2cBytes;
-    bool lastButton = false;
-    int buttonReads = 0;
+    int polls = 0;
 
     std::vector<std::string> log;
     std::vector<sim::Screen> shown;

@@ -120,13 +120,13 @@ TEST_F(BusTest, TellsNothingOfAnI2cTransferThatCarriedNothing)
     EXPECT_THAT(bus.events(), IsEmpty());
 }
 
-TEST_F(BusTest, CountsReadsOfTheButtonSinceItsLevelChanged)
+TEST_F(BusTest, CountsReadsOfTheLevelsByTheProgramOnly)
 {
-    for (const std::uint32_t levels : {0x40U, 0x40U, 0x00U, 0x80U, 0x3FU}) {
-        access("read", 2, 0xFE200034, levels);
-    }
-    EXPECT_EQ(bus.readsOfButton(false), 3);
-    EXPECT_EQ(bus.readsOfButton(true), 0);
+    access("read", 2, 0xFE200034, 0x40);
+    access("read", 2, 0xFE200030, 0x40);
+    access("read", -1, 0xFE200034, 0x40);
+    access("read", 0, 0xFE200034, 0x00);
+    EXPECT_EQ(bus.buttonPolls(), 2);
 }
 
 TEST_F(BusTest, PassesOverWhatItDoesNotKnow)

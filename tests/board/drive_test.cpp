@@ -73,6 +73,27 @@ TEST_F(Drive, WithoutAPartitionTableIsAsGood)
     board->pull();
 }
 
+/// A frame takes longer here than the program waits for the next one.
+TEST_F(Drive, BringsAMenuWhoseNewestPictureComesLastHoweverFastTheKnobTurns)
+{
+    board->plug("drive.img");
+    board->waitForScene(scenes::menu());
+    const std::size_t menuScreens = screensFrom(*board).size();
+    // Of two entries, the first detent leads to the upper one, an even number from there back to it. The kernel keeps
+    // no more than 64 records, two for each detent.
+    for (const int detents : {21, -20, 20, -20, 20}) {
+        board->turn(detents);
+        board->waitForPolls(10);
+    }
+    const std::vector<sim::Screen> screens = screensFrom(*board, menuScreens);
+    ASSERT_FALSE(screens.empty());
+    EXPECT_TRUE(scenes::factoryResetSelected().has(screens.back()));
+    for (const sim::Screen& screen : screens) {
+        EXPECT_TRUE(scenes::factoryResetSelected().has(screen) || scenes::updateSelected().has(screen));
+    }
+    board->pull();
+}
+
 /// The kernel makes the drive's own device first: the program may find that before there is the partition's.
 TEST_F(Drive, FoundBeforeItsPartitionIsAsGood)
 {

@@ -126,7 +126,11 @@ Emulator::Emulator(const std::vector<std::string>& arguments, const std::filesys
     for (Pair* pair : {&monitorPair, &memoryPair, &consoleInput, &consoleOutputPair, &tracePair}) {
         pair->theirs.close();
     }
-    static_cast<void>(monitor->receive()); // its greeting
+    try {
+        static_cast<void>(monitor->receive()); // its greeting
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error(std::string(error.what()) + ": see " + errorLog.string());
+    }
     execute("qmp_capabilities");
 }
 

@@ -3,6 +3,8 @@
 #include "tests/board/expected_events.h"
 #include "tests/system/golden_screen.h"
 
+#include <chrono>
+#include <iostream>
 #include <memory>
 
 namespace {
@@ -15,9 +17,14 @@ class StartUp : public testing::Test {
 protected:
     static void SetUpTestSuite()
     {
+        using Clock = std::chrono::steady_clock;
+        const auto switchedOn = Clock::now();
         board = std::make_unique<Board>(Board::Setup{"StartUp"});
+        const auto ready = Clock::now();
         board->startUpdater();
         board->waitFor("the first screen", boardTest::hasScreen);
+        std::cout << "booted in " << std::chrono::duration<double>(ready - switchedOn).count() << " s, first frame "
+                  << std::chrono::duration<double>(Clock::now() - ready).count() << " s after the program's start\n";
     }
     static void TearDownTestSuite() { board.reset(); }
 
