@@ -138,8 +138,8 @@ write_old_version() {
 # In a function, so that the whole script is read before anything happens.
 main() {
   [ $# -eq 1 ] || fail 1 "usage: decrypt.sh DRIVE"
-  require_drive
   make_scratch
+  require_drive
   mount_drive
   find_firmware
   copy_firmware

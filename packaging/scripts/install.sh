@@ -57,12 +57,12 @@ check_files() {
     fail 1 "the presets read back differently"
 }
 
-# From the rename on, the memory is whole.
+# The memory is whole from the rename on.
 write_version() {
   show "Writing the version... 95%"
-  { cp "$unpacked/version.txt" "$memory_mount/version.new" && sync -f "$memory_mount" &&
-    mv "$memory_mount/version.new" "$memory_mount/version.txt" && unmount "$memory_mount" &&
-    mount_memory ro && cmp "$unpacked/version.txt" "$memory_mount/version.txt" >&2 && unmount "$memory_mount"; } ||
+  { cp "$unpacked/version.txt" "$memory_mount/version.new" && unmount "$memory_mount" && mount_memory rw &&
+    cmp "$unpacked/version.txt" "$memory_mount/version.new" >&2 &&
+    mv "$memory_mount/version.new" "$memory_mount/version.txt" && unmount "$memory_mount"; } ||
     fail 1 "the version cannot be written"
 }
 

@@ -1,18 +1,159 @@
 #!/bin/bash
-# Tests that format.sh keeps the presets when it should, and the whole memory when it fails.
+# Tests that format.sh keeps the presets when it should, and destroys nothing when it cannot.
 set -uo pipefail
 # shellcheck source=kit.sh
 . "$(dirname "${BASH_SOURCE[0]}")/kit.sh"
 
-whole_update() {
-  plug_drive
-  expect 0 decrypt.sh /dev/sda1
-  [[ $(cat "$root/tmp/fw/version.txt") == 2.0.0 ]]
-  [[ $(cat "$root/tmp/fw/version.old.txt") == 1.4.2 ]]
-  expect 0 format.sh 0
-  expect 0 install.sh
-  verify "$user_presets"
+# fails_untouched ARGUMENT...: not a byte of either partition changes.
+fails_untouched() {
+  local before
+  before=$(hash_of memory.img)$(hash_of backup.img)
+  expect 1 format.sh "$@"
+  [[ $(hash_of memory.img)$(hash_of backup.img) == "$before" ]] || { echo "format.sh $* changes something"; return 1; }
 }
 
-it "an update keeps the presets" whole_update
+# presets_stay ARGUMENT: it fails, and the memory is as good as it was.
+presets_stay() {
+  expect 1 format.sh "$1"
+  e2fsck -fn memory.img
+  debugfs -R "rdump / $PWD" memory.img 2>/dev/null
+  diff -r "$user_presets" presets
+  [[ $(cat version.txt) == 1.4.2 ]]
+}
+
+keeps_presets_alone() {
+  expect 0 format.sh 0
+  e2fsck -fn memory.img
+  mkdir seen
+  debugfs -R "rdump / seen" memory.img 2>/dev/null
+  diff -r "$user_presets" seen/presets
+  [[ $(ls seen) == $'lost+found\npresets' ]]
+}
+
+reset_leaves_nothing() {
+  expect 0 format.sh 1
+  for image in memory.img backup.img; do
+    e2fsck -fn "$image"
+    rm -rf seen
+    mkdir seen
+    debugfs -R "rdump / seen" "$image" 2>/dev/null
+    [[ $(ls seen) == lost+found ]]
+  done
+}
+
+wrong_arguments() {
+  local before arguments
+  before=$(hash_of memory.img)
+  for arguments in "" 2 00 "0 1"; do
+    # shellcheck disable=SC2086 # several arguments
+    expect 2 format.sh $arguments
+  done
+  [[ $(hash_of memory.img) == "$before" ]]
+}
+
+without_partition() {
+  mv "$root/dev/$1" aside
+  fails_untouched 0
+  fails_untouched 1
+  touch "$root/dev/$1"
+  fails_untouched 0
+  fails_untouched 1
+}
+
+mounted_elsewhere() {
+  mount "$(cat "$work/loops/$1")" "$root/elsewhere"
+  expect 1 format.sh 0
+  expect 1 format.sh 1
+  umount "$root/elsewhere"
+}
+
+# The mount is one that the script cannot see.
+mounted_out_of_sight() {
+  mkdir mounted
+  mount "$(cat "$work/loops/mmcblk0p3")" mounted
+  presets_stay 0
+  presets_stay 1
+  umount mounted
+}
+
+used_as_swap() {
+  mkswap "$root/dev/mmcblk0p4"
+  swapon "$root/dev/mmcblk0p4" || { echo "this kernel has no swap space"; return 0; }
+  presets_stay 0
+  swapoff "$root/dev/mmcblk0p4"
+}
+
+one_device_for_both() {
+  change_setting backup_device /dev/mmcblk0p3
+  fails_untouched 0
+  fails_untouched 1
+}
+
+presets_too_large() {
+  mkdir more
+  head -c 14M /dev/urandom >more/take.wav
+  memory_command "write more/take.wav presets/take.wav"
+  expect 1 format.sh 0
+  [[ $(debugfs -R "cat presets/take.wav" memory.img 2>/dev/null | sha256sum) == "$(hash_of more/take.wav)" ]]
+  [[ $(memory_command 'cat version.txt') == 1.4.2 ]]
+}
+
+damaged_memory() {
+  dd if=/dev/urandom of=memory.img bs=1K count=200 conv=notrunc status=none
+  fails_untouched 0
+  expect 0 format.sh 1
+  e2fsck -fn memory.img
+}
+
+memory_without_version() {
+  memory_command 'rm version.txt'
+  expect 1 format.sh 0
+  debugfs -R "rdump presets $PWD" memory.img 2>/dev/null
+  diff -r "$user_presets" presets
+}
+
+# unfaithful_copy LINE: from that line on, a preset is damaged when it is copied, and nobody says so.
+unfaithful_copy() {
+  # shellcheck disable=SC2016 # for the script to expand
+  on_line "$1" 'cp() { command cp "$@" && find "$3" -name "*.s16" -exec truncate -s 10 {} \; ; }'
+  run format.sh 0
+  [[ $status -eq 1 ]] || { echo "exits $status"; return 1; }
+}
+
+many_presets() {
+  local i
+  mkdir -p "content/presets/deep/er/and deeper" content/presets/empty
+  for i in {1..200}; do head -c "$((i * 37))" /dev/urandom >"content/presets/deep/er/and deeper/täke $i.bin"; done
+  ln -s "deep/er" content/presets/link
+  echo 1.4.2 >content/version.txt
+  mke2fs -q -F -t ext4 -d content memory.img 2>/dev/null
+  update
+  verify content/presets
+}
+
+no_presets() {
+  mkdir -p content none
+  echo 1.4.2 >content/version.txt
+  mke2fs -q -F -t ext4 -d content memory.img 2>/dev/null
+  update
+  verify none
+}
+
+it "format for an update keeps the presets, and nothing else" keeps_presets_alone
+it "format for a factory reset leaves nothing, neither on the memory nor on the backup" reset_leaves_nothing
+it "format exits 2 for wrong arguments" wrong_arguments
+for partition in mmcblk0p3 mmcblk0p4; do
+  it "format fails when $partition is gone or a file" without_partition "$partition"
+done
+it "format fails when the memory is mounted elsewhere" mounted_elsewhere mmcblk0p3
+it "format fails when the memory is mounted out of its sight" mounted_out_of_sight
+it "format fails when the backup is swap space" used_as_swap
+it "format fails when memory and backup are one device" one_device_for_both
+it "presets that do not fit into the backup stay on the memory" presets_too_large
+it "format for an update refuses a damaged memory, a reset repairs it" damaged_memory
+it "format for an update refuses a memory that is not whole" memory_without_version
+it "format notices that the saved presets differ" unfaithful_copy "Saving"
+it "format notices that the restored presets differ" unfaithful_copy "Restoring"
+it "hundreds of presets in nested folders survive an update" many_presets
+it "an owner without presets has none after an update" no_presets
 finish

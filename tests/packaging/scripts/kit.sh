@@ -10,6 +10,7 @@
 shell=$1
 repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../../..")
 work=$(mktemp -d) || exit 1
+mount -t tmpfs tmpfs "$work" || exit 1 # no time goes to a disk
 root=$work/root
 readonly shell repository work root scripts=$repository/packaging/scripts tools=$repository/sim/scripts
 readonly firmware=$repository/sim/firmware user_presets=$tools/user_presets
@@ -17,6 +18,8 @@ passed=0 failed=0 status=0
 export LC_ALL=C
 PATH=$PATH:/usr/sbin:/sbin
 trap clean_up EXIT
+# shellcheck source=../../support/containers.sh
+. "$repository/tests/support/containers.sh"
 
 # The kernel of a build machine may not know FAT; the scripts read any file system that their settings name.
 drive_type=ext4
@@ -24,8 +27,9 @@ if grep -qw vfat /proc/filesystems || modprobe -q vfat 2>/dev/null; then drive_t
 
 clean_up() {
   shut_down
-  umount "$root/proc" "$root/sys"
-  rm -rf --one-file-system -- "$work"
+  cd /
+  umount "$root/proc" "$root/sys" "$work"
+  rmdir -- "$work"
 }
 
 # add_program FOLDER PROGRAM...: copies programs into a folder of the root, and their libraries with them.
@@ -88,6 +92,14 @@ make_drive() {
   fi
 }
 
+# plug_firmware FILE: plugs a drive that holds FILE as tonecrate.fw.
+plug_firmware() {
+  mkdir drive
+  cp "$1" drive/tonecrate.fw
+  make_drive drive.img drive/tonecrate.fw
+  plug_drive drive.img
+}
+
 # plug NAME IMAGE [OFFSET]: the block device /dev/NAME of the root.
 plug() {
   local loop
@@ -120,7 +132,7 @@ plug_partitions() {
   plug mmcblk0p4 backup.img
 }
 
-# Everything that a loss of power loses is new.
+# Everything that a loss of power takes away is made anew.
 boot() {
   mount -t tmpfs -o size=32M tmpfs "$root/tmp"
   mount -t tmpfs tmpfs "$root/run"
@@ -197,19 +209,13 @@ tidy() {
   ! grep -E '^SHOW: .{41}' out || { echo "a line is too long for the display"; return 1; }
 }
 
-# look DEVICE: its file system is sound, and lies in ./seen.
-look() {
-  local image=$1
-  e2fsck -fn "$image" || { echo "$image is damaged"; return 1; }
+# verify PRESETS_FOLDER [FIRMWARE_FOLDER]: the memory is sound, holds the firmware 2.0.0, these presets, and nothing else.
+verify() {
+  e2fsck -fn memory.img || { echo "the memory is damaged"; return 1; }
   rm -rf seen
   mkdir seen
-  debugfs -R "rdump / seen" "$image" 2>/dev/null
+  debugfs -R "rdump / seen" memory.img 2>/dev/null
   rm -rf seen/lost+found
-}
-
-# verify PRESETS_FOLDER [FIRMWARE_FOLDER]: the memory holds the firmware 2.0.0, these presets, and nothing else.
-verify() {
-  look memory.img
   mkdir wanted
   cp -R "${2:-$firmware}" wanted/firmware
   cp -R "$1" wanted/presets
@@ -220,6 +226,45 @@ verify() {
 
 hash_of() {
   sha256sum <"$1"
+}
+
+# prepare: unpacked firmware, and the drive gone again.
+prepare() {
+  plug_drive
+  expect 0 decrypt.sh /dev/sda1
+  unplug sda1
+  unplug sda
+}
+
+# update: the whole way of one, to the installed files.
+update() {
+  prepare
+  expect 0 format.sh 0
+  expect 0 install.sh
+}
+
+# change_setting NAME VALUE
+change_setting() {
+  grep -q "^$1=" "$root/etc/tonecrate/updater.conf"
+  sed -i "s|^$1=.*|$1=$2|" "$root/etc/tonecrate/updater.conf"
+}
+
+# on_line BEGINNING COMMAND: every script does the command when it has printed a progress line that begins so. The scripts
+# read their settings last, so what the settings define counts.
+on_line() {
+  cat >>"$root/etc/tonecrate/updater.conf" <<END
+show() {
+  printf 'SHOW: %s\n' "\$1"
+  case \$1 in
+  "$1"*) $2 ;;
+  esac
+}
+END
+}
+
+# memory_command COMMAND: one command of the file system debugger on the memory, which nobody has mounted.
+memory_command() {
+  debugfs -w -R "$1" memory.img 2>/dev/null
 }
 
 make_root && make_fixtures || exit 1
