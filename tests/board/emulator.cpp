@@ -4,8 +4,10 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -107,6 +109,7 @@ Emulator::Emulator(const std::vector<std::string>& arguments, const std::filesys
         all.push_back(argument);
     }
     process.start([&] {
+        prctl(PR_SET_PDEATHSIG, SIGKILL); // it would run on alone when this program is killed
         const int log = open(errorLog.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         dup2(consoleInput.theirs.get(), STDIN_FILENO);
         dup2(consoleOutputPair.theirs.get(), STDOUT_FILENO);

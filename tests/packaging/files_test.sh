@@ -1,0 +1,86 @@
+#!/bin/bash
+# Tests the files that go on the device beside the program, with the tools of those who will read them there.
+set -uo pipefail
+
+packaging=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../../packaging")
+work=$(mktemp -d) || exit 1
+readonly packaging work
+trap 'rm -rf -- "$work"' EXIT
+cd "$work" || exit 1
+passed=0 failed=0
+
+# it SENTENCE FUNCTION [ARGUMENT...]: any failing command of the function fails it.
+it() {
+  local sentence=$1 outcome
+  shift
+  (
+    set -e
+    "$@"
+  ) >log 2>&1
+  outcome=$?
+  if [[ $outcome -eq 0 ]]; then
+    passed=$((passed + 1))
+    echo "ok - $sentence"
+  else
+    failed=$((failed + 1))
+    echo "not ok - $sentence"
+    sed 's/^/    /' log
+  fi
+}
+
+# silent COMMAND [ARGUMENT...]: it succeeds and has nothing to say.
+silent() {
+  "$@" >said 2>&1
+  cat said
+  [[ ! -s said ]]
+}
+
+# The unit refers to a program and a manual page that are not on this machine.
+unit_is_valid() {
+  mkdir -p root/{usr/sbin,lib/systemd/system}
+  install -m 755 /bin/true root/usr/sbin/tonecrate-updater
+  cp "$packaging/tonecrate-updater.service" root/lib/systemd/system/
+  cp /lib/systemd/system/{basic,sysinit,shutdown,local-fs,network,time-set,initrd-switch-root}*.target \
+    /lib/systemd/system/*.slice /lib/systemd/system/modprobe@.service root/lib/systemd/system/ 2>/dev/null || true
+  silent systemd-analyze verify --man=no --recursive-errors=no --root="$PWD/root" tonecrate-updater.service
+}
+
+base_tree() {
+  cat <<'END'
+/dts-v1/;
+/ {
+  aliases { };
+  soc {
+    gpio: gpio@7e200000 { phandle = <15>; #gpio-cells = <2>; };
+    spi@7e204000 { status = "disabled"; };
+    i2c@7e804000 { status = "disabled"; };
+  };
+};
+END
+}
+
+overlay_applies() {
+  silent dtc -@ -I dts -O dtb -o overlay.dtbo "$packaging/tonecrate-overlay.dts"
+  base_tree >base.dts
+  dtc -q -@ -I dts -O dtb -o base.dtb base.dts
+  fdtoverlay -i base.dtb -o board.dtb overlay.dtbo
+  [[ $(fdtget board.dtb /soc/spi@7e204000 status) == okay ]]
+  [[ $(fdtget board.dtb /soc/spi@7e204000/display@0 reg) == 0 ]]
+  [[ $(fdtget board.dtb "$(fdtget board.dtb /aliases i2c22)" status) == okay ]]
+  [[ $(fdtget board.dtb /rotary-encoder gpios) == "15 23 1 15 24 1" ]]
+}
+
+# dtoverlay=...,line_a= replaces the cell at that offset, which must be the number of a line.
+overlay_has_parameters() {
+  dtc -q -@ -I dts -O dtb -o overlay.dtbo "$packaging/tonecrate-overlay.dts"
+  [[ $(fdtget overlay.dtbo /fragment@3/__overlay__/rotary-encoder gpios | cut -d ' ' -f 2,5) == "23 24" ]]
+  [[ $(fdtget -t bx overlay.dtbo /__overrides__ line_a | cut -d ' ' -f 5-) == "67 70 69 6f 73 3a 34 0" ]]
+  [[ $(fdtget -t bx overlay.dtbo /__overrides__ line_b | cut -d ' ' -f 5-) == "67 70 69 6f 73 3a 31 36 0" ]]
+}
+
+it "the unit passes systemd's check" unit_is_valid
+it "the overlay compiles without a warning and sets up SPI, I2C bus 22 and the encoder" overlay_applies
+it "the encoder's lines are parameters of the overlay" overlay_has_parameters
+it "the manual page passes mandoc's check" silent mandoc -T lint "$packaging/tonecrate-updater.8"
+echo "$passed passed, $failed failed"
+[[ $failed -eq 0 ]]

@@ -1,0 +1,120 @@
+#!/bin/bash
+# Installs, runs, removes and purges the package in an arm64 system, under QEMU's user emulation.
+# Usage: package_test.sh PACKAGE.deb CACHE   (CACHE keeps the system; as root, for its files and its mounts)
+set -uo pipefail
+
+[[ $# -eq 2 ]] || { echo "usage: package_test.sh PACKAGE.deb CACHE" >&2; exit 2; }
+[[ $EUID -eq 0 ]] || { echo "package_test.sh: needs root" >&2; exit 1; }
+mkdir -p "$2" || exit 1
+package=$(realpath -- "$1")
+cache=$(realpath -- "$2")
+base=$cache/base
+work=$(mktemp -d) || exit 1
+readonly package cache base work
+passed=0 failed=0 holder=
+trap '[[ -z $holder ]] || kill "$holder"; rm -rf --one-file-system -- "$work"' EXIT
+PATH=$PATH:/usr/sbin:/sbin
+
+# A user namespace has handlers for foreign programs of its own: nothing changes for the machine.
+start_namespace() {
+  unshare --user sleep infinity &
+  holder=$!
+  until [[ $(readlink "/proc/$holder/ns/user") != "$(readlink /proc/self/ns/user)" ]]; do sleep 0.01; done
+  echo "0 0 65536" >"/proc/$holder/uid_map"
+  echo "0 0 65536" >"/proc/$holder/gid_map"
+}
+
+# in_arm64 FOLDER COMMAND [ARGUMENT...]: runs a command of the arm64 system in FOLDER.
+in_arm64() {
+  # shellcheck disable=SC2016 # for the inner shell
+  nsenter --user --target "$holder" unshare --mount --propagation private sh -euc '
+    mount -t binfmt_misc binfmt_misc /proc/sys/fs/binfmt_misc
+    cat /usr/lib/binfmt.d/qemu-aarch64.conf >/proc/sys/fs/binfmt_misc/register
+    mount --rbind /dev "$1/dev"
+    mount --rbind /proc "$1/proc"
+    root=$1
+    shift
+    exec env -i HOME=/root PATH=/usr/sbin:/usr/bin:/sbin:/bin container=lxc DEBIAN_FRONTEND=noninteractive \
+      /usr/sbin/chroot "$root" "$@"' sh "$@" </dev/null
+}
+
+# The mirror that this machine uses.
+mirror() {
+  # shellcheck disable=SC2016 # for apt to expand
+  apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Codename: bookworm' | head -n 1
+}
+
+# make_base: a minimal Debian with the libraries of the program, made once.
+make_base() {
+  [[ ! -e $cache/complete ]] || return 0
+  rm -rf --one-file-system -- "$base"
+  debootstrap --foreign --arch=arm64 --variant=minbase --include=libstdc++6 bookworm "$base" "$(mirror)" &&
+    in_arm64 "$base" /debootstrap/debootstrap --second-stage && touch "$cache/complete"
+}
+
+# it SENTENCE FUNCTION [ARGUMENT...]: any failing command of the function fails it.
+it() {
+  local sentence=$1 outcome
+  shift
+  (
+    set -e
+    "$@"
+  ) >"$work/log" 2>&1
+  outcome=$?
+  if [[ $outcome -eq 0 ]]; then
+    passed=$((passed + 1))
+    echo "ok - $sentence"
+  else
+    failed=$((failed + 1))
+    echo "not ok - $sentence"
+    sed 's/^/    /' "$work/log"
+  fi
+}
+
+files() {
+  (cd "$work/system" && find . -xdev \( -path ./var -o -path ./proc -o -path ./dev -o -path ./tmp \) -prune -o -print | sort)
+}
+
+installs() {
+  files >"$work/files.before"
+  cp "$package" "$work/system/tmp/package.deb"
+  in_arm64 "$work/system" dpkg --install /tmp/package.deb
+  [[ -x $work/system/usr/sbin/tonecrate-updater ]]
+}
+
+leaves_scripts_alone() {
+  [[ -z $(find "$work/system/usr/sbin" -name '*crypt.sh' -o -name 'format.sh' -o -name 'install.sh') ]]
+}
+
+starts_nothing() {
+  [[ -z $(find "$work/system/etc/systemd" -name '*tonecrate*') ]]
+  [[ $(dpkg-deb --ctrl-tarfile "$package" | tar -t | sort) == $'./\n./control\n./md5sums' ]]
+}
+
+# The devices of this machine are not the board's: the program says so and dies, as the device page tells.
+runs_without_devices() {
+  local status=0
+  # shellcheck disable=SC2016 # for the inner shell
+  in_arm64 "$work/system" sh -c 'mount -t tmpfs tmpfs /dev && exec tonecrate-updater' >"$work/out" 2>"$work/err" || status=$?
+  cat "$work/out" "$work/err"
+  [[ $status -eq 139 && $(cat "$work/out") == "Starting updater..." ]]
+  grep -qx "can't open /dev/mem! Make sure you are root!" "$work/err"
+}
+
+removes() {
+  in_arm64 "$work/system" dpkg --remove tonecrate-updater
+  in_arm64 "$work/system" dpkg --purge tonecrate-updater
+  files >"$work/files.after"
+  diff "$work/files.before" "$work/files.after"
+}
+
+start_namespace
+make_base >"$cache/log" 2>&1 || { echo "package_test.sh: no arm64 system could be made: see $cache/log" >&2; exit 1; }
+cp -a "$base" "$work/system" || exit 1
+it "the package installs, with all that it depends on" installs
+it "it installs no scripts over the device's own" leaves_scripts_alone
+it "it starts and enables nothing" starts_nothing
+it "the program, without a device, says what is missing" runs_without_devices
+it "removed and purged, it leaves nothing" removes
+echo "$passed passed, $failed failed"
+[[ $failed -eq 0 ]]
