@@ -1,5 +1,5 @@
 # Sourced by the tests of scripts: firmware containers made by hand, with the keys in $work/keys, and damaged ones.
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2154 # $work is of the test that sources this
 
 # seal ARCHIVE OUT: what packing does after the archive is made, written out once more from the format.
 seal() {
