@@ -138,7 +138,7 @@ void DisplayDriver::open(int bus, int chipSelect, std::uint32_t busSpeedHz, int 
     selectOutput(resetLine);
 
     const std::string path = "/dev/spidev" + std::to_string(bus) + "." + std::to_string(chipSelect);
-    fd = ::open(path.c_str(), O_WRONLY);
+    fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
     if (fd < 0) {
         std::fputs("Unable to open SPI\n", stderr);
         return;

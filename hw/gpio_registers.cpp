@@ -28,7 +28,7 @@ volatile std::uint32_t* gpioRegisters = mapGpioRegisters(gpioPhysicalBase);
 
 volatile std::uint32_t* mapGpioRegisters(off_t physicalBase)
 {
-    const int fd = open("/dev/mem", O_RDWR | O_SYNC);
+    const int fd = open("/dev/mem", O_RDWR | O_SYNC | O_CLOEXEC);
     if (fd < 0) {
         std::fputs("can't open /dev/mem! Make sure you are root!\n", stderr);
         return nullptr;

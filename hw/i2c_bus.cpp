@@ -13,7 +13,7 @@ void I2cBus::open(std::uint8_t busNumber)
     close();
     std::array<char, 19> path{};
     std::snprintf(path.data(), path.size(), "/dev/i2c-%d", busNumber);
-    fd = ::open(path.data(), O_RDWR);
+    fd = ::open(path.data(), O_RDWR | O_CLOEXEC);
 }
 
 void I2cBus::close()

@@ -10,7 +10,7 @@ static_assert(sizeof(input_event) == 24, "the event record of a 64-bit kernel");
 
 void RotaryInput::open()
 {
-    fd = ::open("/dev/input/event0", O_RDONLY | O_NONBLOCK);
+    fd = ::open("/dev/input/event0", O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
         std::fputs("Error opening rotary event device\n", stderr);
     }

@@ -15,6 +15,7 @@ CommandRunner::CommandRunner(const std::string& command) : pipe(popen(command.c_
     }
     fd = fileno(pipe);
     fcntl(fd, F_SETFL, O_NONBLOCK);
+    fcntl(fd, F_SETFD, FD_CLOEXEC);
 }
 
 CommandRunner::~CommandRunner()

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-/// The command starts on construction. Its standard error is not captured.
+/// The command starts on construction. Its standard error is not captured; no other command inherits its output.
 class CommandRunner {
 public:
     /// What `poll` returns while the command runs.

@@ -66,9 +66,14 @@ void redirectTo(const fs::path& path, int fd)
     }
 }
 
+std::string pathOf(int file)
+{
+    return "/proc/self/fd/" + std::to_string(file);
+}
+
 /// By descriptor, because the variable for the loader cannot hold a path with a blank or a colon. The loader starts a
 /// program even without a library that it cannot load, and that would be on the real hardware: so it is tried first.
-std::string openLibrary(const fs::path& path)
+int openLibrary(const fs::path& path)
 {
     unsetenv(rootVariable); // without which the library does nothing
     unsetenv(socketVariable);
@@ -76,15 +81,14 @@ std::string openLibrary(const fs::path& path)
     if (file < 0) {
         giveUp("cannot open " + path.string() + ": " + std::strerror(errno));
     }
-    std::string name = "/proc/self/fd/" + std::to_string(file);
-    void* library = dlopen(name.c_str(), RTLD_NOW);
+    void* library = dlopen(pathOf(file).c_str(), RTLD_NOW);
     if (library == nullptr) {
         giveUp("cannot load " + path.string() + ": " + dlerror());
     }
     if (dlsym(library, librarySymbol) == nullptr) {
         giveUp("not the simulated hardware: " + path.string());
     }
-    return name;
+    return file;
 }
 
 } // namespace
@@ -127,17 +131,26 @@ void SimulatedDevice::startProgram()
 
 void SimulatedDevice::becomeProgram(int socket) const
 {
+    // Whatever else the holder has open is none of the program's business.
+    close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
     fcntl(socket, F_SETFD, 0);
     redirectTo(setup.root / errorFile, STDERR_FILENO);
     redirectTo(setup.root / outputFile, STDOUT_FILENO);
     redirectTo("/dev/null", STDIN_FILENO);
-    const std::string library = openLibrary(setup.preload);
+    const int library = openLibrary(setup.preload);
     for (const std::string& variable : setup.environment) {
         putenv(strdup(variable.c_str()));
     }
-    if (setenv("LD_PRELOAD", library.c_str(), 1) != 0 || setenv(rootVariable, setup.root.c_str(), 1) != 0 ||
-        setenv(socketVariable, std::to_string(socket).c_str(), 1) != 0) {
-        giveUp("cannot set the environment");
+    const std::pair<const char*, std::string> variables[] = {
+        {"LD_PRELOAD", pathOf(library)},
+        {rootVariable, setup.root},
+        {socketVariable, std::to_string(socket)},
+        {libraryVariable, std::to_string(library)},
+    };
+    for (const auto& [name, value] : variables) {
+        if (setenv(name, value.c_str(), 1) != 0) {
+            giveUp("cannot set the environment");
+        }
     }
     execl(setup.updater.c_str(), setup.updater.c_str(), nullptr);
     giveUp("cannot run " + setup.updater.string() + ": " + std::strerror(errno));

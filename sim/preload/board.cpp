@@ -107,7 +107,7 @@ Endpoint Board::endpointOf(int fd) const
     return fd >= 0 && fd < descriptorCount ? endpoints[static_cast<std::size_t>(fd)].load() : Endpoint::None;
 }
 
-int Board::open(Endpoint endpoint)
+int Board::open(Endpoint endpoint, int flags)
 {
     sync();
     for (const Device& device : devices) {
@@ -115,7 +115,7 @@ int Board::open(Endpoint endpoint)
             return static_cast<int>(fail(endpoint == Endpoint::Memory ? EACCES : ENOENT));
         }
     }
-    const int fd = REAL(open)("/dev/null", O_RDWR | O_CLOEXEC);
+    const int fd = REAL(open)("/dev/null", O_RDWR | (flags & O_CLOEXEC));
     if (fd >= 0 && fd < descriptorCount) {
         endpoints[static_cast<std::size_t>(fd)] = endpoint;
     }

@@ -44,7 +44,8 @@ public:
     [[nodiscard]] static Endpoint endpointAt(std::string_view path);
     [[nodiscard]] Endpoint endpointOf(int fd) const;
 
-    int open(Endpoint endpoint);
+    /// `flags` are those of the system call.
+    int open(Endpoint endpoint, int flags);
     void close(int fd);
     void* mapRegisters(off_t physicalBase);
     ssize_t write(int fd, std::span<const std::uint8_t> bytes);

@@ -34,19 +34,28 @@ struct Simulation {
 
 Simulation* simulation = nullptr;
 
+/// -1 when the variable is not set.
+int descriptorIn(const char* variable)
+{
+    const char* const number = std::getenv(variable);
+    return number == nullptr ? -1 : static_cast<int>(std::strtol(number, nullptr, 10));
+}
+
 /// Runs before the program's own static initialisation, which maps the GPIO block.
 __attribute__((constructor)) void setUp()
 {
     const char* root = std::getenv(sim::rootVariable);
-    const char* socket = std::getenv(sim::socketVariable);
-    if (root == nullptr || socket == nullptr) {
+    if (root == nullptr || std::getenv(sim::socketVariable) == nullptr) {
         return;
     }
-    const int fd = static_cast<int>(std::strtol(socket, nullptr, 10));
+    const int fd = descriptorIn(sim::socketVariable);
     fcntl(fd, F_SETFD, FD_CLOEXEC);
+    // Loaded by now.
+    REAL(close)(descriptorIn(sim::libraryVariable));
     // The scripts are the device's, but their processes are not the program.
     unsetenv("LD_PRELOAD");
     unsetenv(sim::socketVariable);
+    unsetenv(sim::libraryVariable);
     auto* created = new Simulation(root, fd);
     created->link.waitForStart();
     simulation = created;
@@ -85,7 +94,7 @@ int openPath(const char* path, int flags, std::va_list arguments)
     if (simulation != nullptr) {
         const sim::Endpoint endpoint = sim::Board::endpointAt(path);
         if (endpoint != sim::Endpoint::None) {
-            return simulation->board.open(endpoint);
+            return simulation->board.open(endpoint, flags);
         }
     }
     std::string buffer;

@@ -31,7 +31,7 @@ std::vector<std::string> operator+(std::vector<std::string> first, const std::ve
 
 // clang-format off
 const std::vector<std::string> opening = {
-    "open /dev/spidev0.0 flags " + std::to_string(O_WRONLY),
+    "open /dev/spidev0.0 flags " + std::to_string(O_WRONLY | O_CLOEXEC),
     "ioctl 40016B01 = 3",        // mode
     "ioctl 40016B03 = 8",        // bits a word
     "ioctl 40046B04 = 12500000", // speed
@@ -120,9 +120,9 @@ TEST_F(Display, OpensTheDeviceSpeedAndResetLineThatItIsGiven)
     display->open(1, 2, 400000, 7, 11);
     std::vector<std::string> log = calls.takeLog();
     log.resize(10);
-    EXPECT_THAT(log, ElementsAre("open /dev/spidev1.2 flags " + std::to_string(O_WRONLY), "ioctl 40016B01 = 3",
-                                 "ioctl 40016B03 = 8", "ioctl 40046B04 = 400000", "line 11 high", "wait 20000 us",
-                                 "line 11 low", "wait 20000 us", "line 11 high", "wait 200000 us"));
+    EXPECT_THAT(log, ElementsAre("open /dev/spidev1.2 flags " + std::to_string(O_WRONLY | O_CLOEXEC),
+                                 "ioctl 40016B01 = 3", "ioctl 40016B03 = 8", "ioctl 40046B04 = 400000", "line 11 high",
+                                 "wait 20000 us", "line 11 low", "wait 20000 us", "line 11 high", "wait 200000 us"));
     EXPECT_EQ(calls.gpio[1], 0x00000008U);
 }
 
@@ -141,7 +141,7 @@ TEST_F(Display, ThatIsAbsentIsReportedAndNotResetAlthoughBothLinesAreOutputs)
 {
     calls.removeDevice("/dev/spidev0.0");
     EXPECT_EQ(open(), "Unable to open SPI\n");
-    EXPECT_THAT(calls.takeLog(), ElementsAre("open /dev/spidev0.0 flags " + std::to_string(O_WRONLY)));
+    EXPECT_THAT(calls.takeLog(), ElementsAre("open /dev/spidev0.0 flags " + std::to_string(O_WRONLY | O_CLOEXEC)));
     EXPECT_EQ(calls.gpio[0], 0x00200000U);
     EXPECT_EQ(calls.gpio[2], 0x00008000U);
     EXPECT_EQ(calls.gpio[7], 0U);

@@ -43,7 +43,7 @@ TEST_F(GpioRegisters, MappingOpensMapsAndClosesTheMemoryDevice)
     EXPECT_EQ(mapGpioRegisters(blockBase), calls.gpio.data());
 
     EXPECT_THAT(calls.takeLog(),
-                ElementsAre("open /dev/mem flags " + std::to_string(O_RDWR | O_SYNC),
+                ElementsAre("open /dev/mem flags " + std::to_string(O_RDWR | O_SYNC | O_CLOEXEC),
                             "mmap /dev/mem length 4096 protection " + std::to_string(PROT_READ | PROT_WRITE) +
                                 " flags " + std::to_string(MAP_SHARED) + " offset FE200000",
                             "close /dev/mem"));
@@ -64,7 +64,7 @@ TEST_F(GpioRegisters, WithoutRootRightsTheMessageIsPrintedAndNullReturned)
     testing::internal::CaptureStderr();
     EXPECT_EQ(mapGpioRegisters(blockBase), nullptr);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "can't open /dev/mem! Make sure you are root!\n");
-    EXPECT_THAT(calls.takeLog(), ElementsAre("open /dev/mem flags " + std::to_string(O_RDWR | O_SYNC)));
+    EXPECT_THAT(calls.takeLog(), ElementsAre("open /dev/mem flags " + std::to_string(O_RDWR | O_SYNC | O_CLOEXEC)));
 }
 
 TEST_F(GpioRegisters, ARefusedMappingPrintsTheFailureValueAndClosesTheDevice)

@@ -13,7 +13,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const std::string readWrite = std::to_string(O_RDWR);
+const std::string readWrite = std::to_string(O_RDWR | O_CLOEXEC);
 
 class I2c : public testing::Test {
 protected:

@@ -24,7 +24,8 @@ protected:
 TEST_F(Encoder, IsOpenedForReadingWithoutBlocking)
 {
     encoder.open();
-    EXPECT_THAT(calls.takeLog(), ElementsAre("open /dev/input/event0 flags " + std::to_string(O_RDONLY | O_NONBLOCK)));
+    EXPECT_THAT(calls.takeLog(),
+                ElementsAre("open /dev/input/event0 flags " + std::to_string(O_RDONLY | O_NONBLOCK | O_CLOEXEC)));
 }
 
 TEST_F(Encoder, ThatIsMissingIsReportedAndNeverTurns)

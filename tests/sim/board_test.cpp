@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <functional>
 #include <gmock/gmock.h>
 #include <linux/i2c-dev.h>
@@ -47,7 +48,7 @@ protected:
 
     int open(Endpoint endpoint)
     {
-        const int fd = board->open(endpoint);
+        const int fd = board->open(endpoint, O_RDWR | O_CLOEXEC);
         if (fd >= 0) {
             opened.push_back(fd);
         }

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <csignal>
 #include <elf.h>
+#include <fcntl.h>
 #include <fstream>
 #include <functional>
 #include <gmock/gmock.h>
@@ -385,14 +386,39 @@ TEST_F(Device, GivesAScriptItsArgumentsAndItsFolder)
                                       (setup.root / "usr/sbin/format.sh").string()));
 }
 
+/// The descriptor on which ls reads the descriptors: the lowest that is free.
+constexpr const char* ofTheListing = "3";
+
 TEST_F(Device, HidesItselfFromItsScripts)
 {
     addScript("format.sh", "echo \"${LD_PRELOAD-none} ${SIM_SOCKET-none}\"\n"
-                           "ls -l /proc/$$/fd | grep -c socket || true\n");
-    start("script /usr/sbin/format.sh;environment LD_PRELOAD;environment SIM_SOCKET");
+                           "ls /proc/self/fd\n");
+    start("script /usr/sbin/format.sh;environment LD_PRELOAD;environment SIM_SOCKET;environment SIM_LIBRARY");
     device->awaitScriptEnd();
     device->run(2);
-    EXPECT_THAT(output(), ElementsAre("unset", "unset", "none none", "0", "script ended with 0"));
+    EXPECT_THAT(output(), ElementsAre("unset", "unset", "unset", "none none", "0", "1", "2", ofTheListing,
+                                      "script ended with 0"));
+}
+
+TEST_F(Device, LeavesItsDescriptorsToScriptsUnlessTheyAreToBeClosed)
+{
+    addScript("format.sh", "find /proc/self/fd -type l -lname /dev/null -printf '%f\\n'\n");
+    start("encoder;script /usr/sbin/format.sh");
+    device->awaitScriptEnd();
+    device->run(2);
+    EXPECT_THAT(output(), ElementsAre("0", "3", "script ended with 0"));
+}
+
+TEST_F(Device, HidesWhatItsHolderHasOpen)
+{
+    const int held = open("/dev/null", O_RDONLY);
+    ASSERT_GT(held, 2);
+    addScript("format.sh", "ls /proc/self/fd\n");
+    start("script /usr/sbin/format.sh");
+    device->awaitScriptEnd();
+    device->run(2);
+    EXPECT_THAT(output(), ElementsAre("0", "1", "2", ofTheListing, "script ended with 0"));
+    close(held);
 }
 
 TEST_F(Device, RunsOtherCommandsAsTheyAre)

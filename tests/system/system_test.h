@@ -25,6 +25,7 @@ public:
 
     [[nodiscard]] const std::filesystem::path& root() const { return folder.path(); }
     void writeFile(const std::string& path, const std::string& contents) const { folder.write(path, contents); }
+    [[nodiscard]] std::string readFile(const std::string& path) const { return folder.read(path); }
     /// Puts a shell script of the test's own in the place of an ordered one.
     void replaceScript(const std::string& name, const std::string& body) const;
     void setVersions(const std::string& oldVersion, const std::string& newVersion) const;

@@ -3,7 +3,9 @@
 
 #include "tests/updater/screen_fixture.h"
 
+#include <fcntl.h>
 #include <ostream>
+#include <string>
 
 namespace {
 
@@ -72,8 +74,8 @@ TEST_F(Screen, SetsUpTheLedsAndTurnsThemOnInThisOrder)
     screen.reset();
     calls.takeLog();
     screen.emplace();
-    std::vector<std::string> expected = {"open /dev/i2c-22 flags 2", "address 6C", "i2c write 2F 00",
-                                         "i2c write 00 01"};
+    std::vector<std::string> expected = {"open /dev/i2c-22 flags " + std::to_string(O_RDWR | O_CLOEXEC), "address 6C",
+                                         "i2c write 2F 00", "i2c write 00 01"};
     for (const char* reg :
          {"14", "15", "16", "17", "18", "19", "1A", "1B", "1C", "1D", "1E", "1F", "20", "21", "22", "23", "24", "25"}) {
         expected.push_back(std::string("i2c write ") + reg + " 10");
