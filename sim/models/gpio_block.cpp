@@ -50,22 +50,32 @@ void GpioBlock::sync()
     registers[levelRegister] = (latch & outputs) | (inputs & ~outputs);
 }
 
+/// Most of the time none has changed: this is looked at in every iteration of the program.
 void GpioBlock::takeSelects()
 {
-    for (int line = 0; line < lineCount; ++line) {
-        const std::uint32_t select =
-            (registers[line / linesPerSelect] >> (line % linesPerSelect * bitsPerSelect)) & selectMask;
-        const std::uint32_t mask = 1U << line;
-        if (select == selectsOutput && (outputs & mask) == 0) {
-            outputs |= mask;
-            selectListener(line);
-        } else if (select == selectsInput && (outputs & mask) != 0) {
-            outputs &= ~mask;
-        } else if (select != selectsOutput && select != selectsInput && !bit(oddSelects, line)) {
-            oddSelects |= mask;
-            faults.add("GPIO line " + std::to_string(line) + " was given the alternate function " +
-                       std::to_string(select));
+    for (std::size_t i = 0; i < selects.size(); ++i) {
+        const std::uint32_t word = registers[i];
+        const std::uint32_t before = std::exchange(selects[i], word);
+        for (int line = 0; line < linesPerSelect && word != before; ++line) {
+            takeSelect(static_cast<int>(i) * linesPerSelect + line, (word >> (line * bitsPerSelect)) & selectMask);
         }
+    }
+}
+
+void GpioBlock::takeSelect(int line, std::uint32_t select)
+{
+    if (line >= lineCount) {
+        return;
+    }
+    const std::uint32_t mask = 1U << line;
+    if (select == selectsOutput && (outputs & mask) == 0) {
+        outputs |= mask;
+        selectListener(line);
+    } else if (select == selectsInput && (outputs & mask) != 0) {
+        outputs &= ~mask;
+    } else if (select != selectsOutput && select != selectsInput && !bit(oddSelects, line)) {
+        oddSelects |= mask;
+        faults.add("GPIO line " + std::to_string(line) + " was given the alternate function " + std::to_string(select));
     }
 }
 
@@ -73,7 +83,7 @@ void GpioBlock::takeLatches()
 {
     const std::uint32_t set = takeStore(registers[setRegister]);
     const std::uint32_t clear = takeStore(registers[clearRegister]);
-    for (int line = 0; line < lineCount; ++line) {
+    for (int line = 0; line < lineCount && (set | clear) != 0; ++line) {
         const bool isSet = bit(set, line);
         const bool isCleared = bit(clear, line);
         if (!isSet && !isCleared) {

@@ -3,6 +3,7 @@
 
 #include "sim/models/faults.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -37,12 +38,15 @@ public:
 
 private:
     void takeSelects();
+    void takeSelect(int line, std::uint32_t select);
     void takeLatches();
 
     volatile std::uint32_t* registers;
     Faults& faults;
     std::function<void(int, bool)> outputListener = [](int, bool) {};
     std::function<void(int)> selectListener = [](int) {};
+    /// The select registers of this bank, as seen last.
+    std::array<std::uint32_t, 4> selects{};
     std::uint32_t outputs = 0;
     /// Lines that were reported for an alternate function.
     std::uint32_t oddSelects = 0;
