@@ -9,7 +9,8 @@ namespace sim {
 
 bool onMainThread()
 {
-    return gettid() == getpid();
+    thread_local const bool isMain = gettid() == getpid(); // asked in every iteration of the program
+    return isMain;
 }
 
 Timeline::Timeline() : start(std::chrono::steady_clock::now())
