@@ -21,6 +21,8 @@ public:
     [[nodiscard]] std::optional<int> waitStatus();
     /// Waits for the process to end by itself; -1 when there is none.
     int waitForEnd();
+    /// -1 when there is none.
+    [[nodiscard]] pid_t getPid() const { return pid; }
     /// Kills the process and those that it has started.
     void kill();
 

@@ -106,6 +106,8 @@ public:
     [[nodiscard]] std::optional<int> waitStatus() { return process.waitStatus(); }
     /// Waits for the updater to end by itself.
     int waitForEnd() { return process.waitForEnd(); }
+    /// That of the updater.
+    [[nodiscard]] pid_t processId() const { return process.getPid(); }
     /// In words, such as "exit status 1" or "signal 11".
     [[nodiscard]] static std::string describe(int waitStatus);
     /// For a person, such as "signal 11 (Segmentation fault)".

@@ -15,6 +15,7 @@ bool FlowModel::isScriptRunning() const
 void FlowModel::driveFound(std::uint64_t iteration)
 {
     current = Place::Preparing;
+    driveFoundAt = iteration;
     header = text = texts::preparingHeader;
     startWheel(iteration);
 }
@@ -98,18 +99,18 @@ void FlowModel::fail(int status, std::uint64_t iteration)
         text = texts::firmwareNotFound;
     } else if (status == 3) {
         text = texts::firmwareCorrupt;
-    } else if (!isWheelDrawnAnew(iteration)) {
+    } else if (!isDrawnAnew(iteration)) {
         frozenWheel = wheelFrameAt(iteration);
     }
     current = Place::Failed;
     wheelStart.reset();
 }
 
-/// Whether the wheel has turned since the last drawing, so that there will be another.
-bool FlowModel::isWheelDrawnAnew(std::uint64_t iteration) const
+/// Whether the drive was found or the wheel has turned since the last drawing, so that there will be another.
+bool FlowModel::isDrawnAnew(std::uint64_t iteration) const
 {
     const std::uint64_t drawn = (iteration - 1) / 20 * 20;
-    return wheelFrameAt(drawn) != wheelFrameAt(iteration);
+    return drawn < driveFoundAt || wheelFrameAt(drawn) != wheelFrameAt(iteration);
 }
 
 std::optional<int> FlowModel::wheelFrameAt(std::uint64_t iteration) const

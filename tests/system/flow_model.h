@@ -34,7 +34,7 @@ private:
     [[nodiscard]] std::string question() const;
     void work(std::uint64_t iteration);
     void fail(int status, std::uint64_t iteration);
-    [[nodiscard]] bool isWheelDrawnAnew(std::uint64_t iteration) const;
+    [[nodiscard]] bool isDrawnAnew(std::uint64_t iteration) const;
     void startWheel(std::uint64_t iteration) { wheelStart = iteration; }
     [[nodiscard]] std::optional<int> wheelFrameAt(std::uint64_t iteration) const;
 
@@ -45,6 +45,7 @@ private:
     bool factoryReset = false;
     std::string header;
     std::string text = texts::waiting;
+    std::uint64_t driveFoundAt = 0;
     /// When the wheel began to turn from its first frame, if it turns.
     std::optional<std::uint64_t> wheelStart = 0;
     /// The frame at which it stands although it should be gone, after a failure that changed nothing else.

@@ -1,7 +1,5 @@
-// Scripts that do not keep to the rules.
+// Scripts that print more than anybody would read.
 #include "tests/system/system_test.h"
-
-#include <fstream>
 
 namespace {
 
@@ -37,33 +35,6 @@ protected:
     }
 };
 
-TEST_F(HostileScript, WithoutALineEndShowsNothing)
-{
-    startWith("printf 'SHOW: never'; read -r _ < \"$DEVICE_ROOT/orders.decrypt.sh\"");
-    device->awaitScriptOutput(11);
-    EXPECT_TRUE(isProgressShown(""));
-}
-
-TEST_F(HostileScript, ThatEndsWithoutALineEndLosesTheLine)
-{
-    startWith("printf 'SHOW: never'");
-    device->awaitScriptEnd();
-    EXPECT_TRUE(isMenuShown());
-}
-
-TEST_F(HostileScript, ThatPrintsZeroBytesLosesTheRestOfTheChunk)
-{
-    device.toPreparing();
-    device.decrypt.print(*device, std::string("SHOW: a\0b\n", 10));
-    EXPECT_TRUE(isProgressShown("")); // "SHOW: a" waits for its line end
-    device.decrypt.print(*device, "c\n");
-    EXPECT_TRUE(isProgressShown("ac"));
-    device.decrypt.print(*device, std::string("\0", 1));
-    EXPECT_TRUE(isProgressShown("ac"));
-    device.decrypt.print(*device, "SHOW: on\n");
-    EXPECT_TRUE(isProgressShown("on"));
-}
-
 TEST_F(HostileScript, ThatPrintsTwoHundredThousandLinesAtOnceShowsThemOneAnIteration)
 {
     // It rests for the last of them, so that they are all shown before its end.
@@ -88,27 +59,6 @@ TEST_F(HostileScript, ThatPrintsAnEndlessLineIsReadInLinearTime)
     readToTheEnd();
     device.settle();
     EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message(texts::firmwareCorrupt).screen(), "endless_line"));
-}
-
-TEST_F(HostileScript, WhoseChildGoesOnPrintingIsWaitedFor)
-{
-    startWith("(read -r _ < \"$DEVICE_ROOT/orders.decrypt.sh\"; echo 'SHOW: late') & exit 2");
-    device->run(2000);
-    EXPECT_TRUE(device->isScriptRunning());
-    EXPECT_TRUE(isProgressShown(""));
-    std::ofstream(device.root() / "orders.decrypt.sh") << "go\n";
-    device->awaitScriptEnd();
-    device.settle();
-    // The exit status came first and counts; the late line was shown for one iteration at most.
-    EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message(texts::firmwareNotFound).screen(), "late_child"));
-}
-
-TEST_F(HostileScript, ThatClosesItsOutputIsFinishedOnlyWhenItEnds)
-{
-    startWith("exec >&-; exit 1");
-    device->awaitScriptEnd();
-    device.settle();
-    EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message(texts::driveFailed).screen(), "closed"));
 }
 
 TEST_F(HostileScript, LeavesItsComplaintsOnStandardError)

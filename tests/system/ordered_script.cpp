@@ -22,11 +22,6 @@ echo "$*" >> "$DEVICE_ROOT/calls.$name"
 while IFS= read -r order; do
     case $order in
     'exit '*) exit "${order#exit }" ;;
-    'die')
-        # A shell that runs a command either waits for it or becomes it.
-        case $(cat "/proc/$PPID/comm") in *sh) kill -s KILL "$PPID" ;; esac
-        kill -s KILL $$
-        ;;
     *) printf '%b' "$order" ;;
     esac
 done < "$DEVICE_ROOT/orders.$name"
@@ -87,12 +82,6 @@ void OrderedScript::print(sim::SimulatedDevice& device, const std::string& bytes
 void OrderedScript::exit(sim::SimulatedDevice& device, int status) const
 {
     order("exit " + std::to_string(status));
-    device.awaitScriptEnd();
-}
-
-void OrderedScript::die(sim::SimulatedDevice& device) const
-{
-    order("die");
     device.awaitScriptEnd();
 }
 

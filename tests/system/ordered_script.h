@@ -21,8 +21,6 @@ public:
     /// The bytes, which may be any but come to at most 60,000, are in the pipe for the updater's next read.
     void print(sim::SimulatedDevice& device, const std::string& bytes) const;
     void exit(sim::SimulatedDevice& device, int status) const;
-    /// It is killed, and with it the shell that runs it for the updater.
-    void die(sim::SimulatedDevice& device) const;
 
     /// How often it has been started, and with what arguments, one line each.
     [[nodiscard]] std::string calls() const;

@@ -233,38 +233,4 @@ INSTANTIATE_TEST_SUITE_P(
                     DecryptFailure{3, "Failed: Firmware file is corrupt.", "failed_corrupt"}),
     [](const auto& test) { return "Is" + std::to_string(test.param.status); });
 
-TEST_F(Preparing, KeepsItsTextWhenTheScriptFailsInAnUnknownWay)
-{
-    device.decrypt.print(*device, "SHOW: the last word\n");
-    device.settle();
-    const sim::Screen before = device->screen();
-    device.decrypt.exit(*device, 4);
-    device->run(5000);
-    // The picture is not even drawn again: the wheel stands still where it was.
-    EXPECT_EQ(device->screen(), before);
-    EXPECT_EQ(device->standardOutput(), "Starting updater...\nA command failed...\n");
-}
-
-TEST_F(Preparing, TakesACommandThatASignalKilledForASuccess)
-{
-    device.setVersions("1.0", "2.0");
-    device.decrypt.die(*device);
-    device.settle();
-    EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().menu(true, Selection::None).screen(), "killed"));
-}
-
-TEST_F(Preparing, WithAMissingScriptStopsUnderItsHeader)
-{
-    TestDevice other;
-    other.writeFile("dev/sda", "");
-    fs::remove(other.root() / "usr/sbin/decrypt.sh");
-    other.switchOn();
-    other->runTo(501);
-    other->awaitScriptEnd();
-    other->run(1000);
-    EXPECT_TRUE(sameScreen(other->screen(), ScreenPainter().message("Preparing new firmware...").screen(), "missing"));
-    EXPECT_EQ(other->standardOutput(), "Starting updater...\nA command failed...\n");
-    EXPECT_TRUE(other.isHealthy());
-}
-
 } // namespace

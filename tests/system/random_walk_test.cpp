@@ -1,6 +1,5 @@
 // Random walks of everything that can happen to the device, against the model of what its owner should experience.
-#include "tests/system/flow_model.h"
-#include "tests/system/system_test.h"
+#include "tests/system/modelled_device.h"
 
 #include <rapidcheck/gtest.h>
 #include <string>
@@ -37,14 +36,12 @@ rc::Gen<Step> anyStep()
                                     rc::gen::inRange(1, 6));
 }
 
-/// The device and its model, going the same way.
+/// Takes steps with the device and its model.
 class Walk {
 public:
-    Walk(const std::string& oldVersion, const std::string& newVersion) : model(oldVersion, newVersion)
+    Walk(const std::string& oldVersion, const std::string& newVersion) : walker(oldVersion, newVersion)
     {
-        device.setVersions(oldVersion, newVersion);
-        device.toPreparing();
-        model.driveFound(501);
+        walker.findDrive();
     }
 
     void take(const Step& step)
@@ -52,14 +49,13 @@ public:
         switch (step.act) {
         case Act::TurnLeft:
         case Act::TurnRight:
-            turn(step.act == Act::TurnRight);
+            walker.turn(step.act == Act::TurnRight);
             break;
         case Act::Click:
-            press(60);
-            model.clicked(releaseSeen);
+            walker.click();
             break;
         case Act::LongPress:
-            press(1500);
+            walker.pressLong();
             break;
         case Act::Wait:
             device->run(static_cast<std::uint64_t>(step.number) * 97);
@@ -68,15 +64,10 @@ public:
             direct(step);
             break;
         }
-        comeToRest();
+        walker.comeToRest();
     }
 
-    /// The picture that was drawn last has been on the glass for some iterations: 7 after its drawing.
-    [[nodiscard]] bool isAsExpected()
-    {
-        const std::uint64_t drawn = (device->iteration() - 7) / 20 * 20;
-        return device->screen() == model.screenDrawnAt(drawn) && device.isHealthy();
-    }
+    [[nodiscard]] bool isAsExpected() { return walker.isAsExpected("walk"); }
 
     [[nodiscard]] bool isOver() const
     {
@@ -86,7 +77,7 @@ public:
     [[nodiscard]] bool wereTheRightScriptsStarted()
     {
         if (model.isScriptRunning()) {
-            current().print(*device, "noise"); // by now it has written down how it was called
+            walker.currentScript().print(*device, "noise"); // by now it has written down how it was called
         }
         const std::string format = model.isReset() ? "1\n" : "0\n";
         const bool hasFormatted = !device.format.calls().empty();
@@ -97,58 +88,30 @@ public:
     }
 
 private:
-    void turn(bool right)
-    {
-        device->turn(right ? 1 : -1);
-        model.turned(right);
-    }
-
-    /// Holds the button for that many iterations, counted from the next poll.
-    void press(std::uint64_t iterations)
-    {
-        device->runTo((device->iteration() + 9) / 10 * 10);
-        device->press();
-        device->run(iterations);
-        device->release();
-        releaseSeen = device->iteration() + 40;
-        device->run(40);
-    }
-
     /// What only a running script can do.
     void direct(const Step& step)
     {
         if (!model.isScriptRunning()) {
             return;
         }
-        const OrderedScript& script = current();
+        const OrderedScript& script = walker.currentScript();
         if (step.act == Act::Progress) {
-            const std::string progress = "step " + std::to_string(step.number);
-            script.print(*device, "SHOW: " + progress + "\n");
-            model.told(progress);
+            walker.tell(script, "step " + std::to_string(step.number));
         } else if (step.act == Act::Noise) {
             script.print(*device,
                          "noise\n\nSHOW:\n" + std::string(static_cast<std::size_t>(step.number) * 100, 'x') + "\n");
         } else {
             const int status = step.act == Act::Succeed ? 0 : step.number;
             // Let what was told before be drawn, or it may never be seen.
-            comeToRest();
+            walker.comeToRest();
             script.exit(*device, status);
-            model.scriptEnded(status, device->iteration() + 1);
+            walker.awaitScriptEnd(status);
         }
     }
 
-    [[nodiscard]] const OrderedScript& current() const
-    {
-        return model.place() == FlowModel::Place::Preparing    ? device.decrypt
-               : model.place() == FlowModel::Place::Formatting ? device.format
-                                                               : device.install;
-    }
-
-    void comeToRest() { device->runTo(device->iteration() / 20 * 20 + 50); }
-
-    TestDevice device;
-    FlowModel model;
-    std::uint64_t releaseSeen = 0;
+    ModelledDevice walker;
+    TestDevice& device = walker.device;
+    FlowModel& model = walker.model;
 };
 
 RC_GTEST_PROP(RandomWalk, ShowsWhatTheModelExpectsAfterEveryStep, ())

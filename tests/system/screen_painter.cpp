@@ -39,6 +39,16 @@ int wheelFrameAt(std::uint64_t iteration, std::uint64_t start)
     return static_cast<int>((iteration / 142 - start / 142) % 8);
 }
 
+std::uint64_t wheelStepsShown(std::uint64_t from, std::uint64_t to)
+{
+    std::uint64_t count = 0;
+    for (std::uint64_t turned = from / 142 * 142; turned <= to; turned += 142) {
+        const std::uint64_t shown = (turned + 19) / 20 * 20 + 7;
+        count += turned > 0 && shown > from && shown <= to ? 1 : 0;
+    }
+    return count;
+}
+
 ScreenPainter::ScreenPainter()
 {
     for (int y = 0; y < 20; ++y) {

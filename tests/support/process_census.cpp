@@ -1,0 +1,77 @@
+// Counting in /proc.
+#include "tests/support/process_census.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+fs::path folderOf(pid_t pid)
+{
+    return fs::path("/proc") / std::to_string(pid);
+}
+
+std::size_t countEntries(const fs::path& folder)
+{
+    return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
+}
+
+/// As ps tells it; 0 when there is no such process.
+char stateOf(pid_t pid)
+{
+    std::ifstream file(folderOf(pid) / "stat");
+    file.ignore(std::numeric_limits<std::streamsize>::max(), ')');
+    char state = 0;
+    file >> state;
+    return state;
+}
+
+void countChildren(pid_t pid, ProcessCensus& census)
+{
+    for (const auto& thread : fs::directory_iterator(folderOf(pid) / "task")) {
+        std::ifstream children(thread.path() / "children");
+        for (pid_t child = 0; children >> child;) {
+            ++census.children;
+            census.zombies += stateOf(child) == 'Z' ? 1 : 0;
+        }
+    }
+}
+
+std::size_t residentKib(pid_t pid)
+{
+    std::ifstream file(folderOf(pid) / "smaps_rollup"); // exact, unlike the counters in statm
+    for (std::string word; file >> word;) {
+        if (word == "Rss:") {
+            std::size_t size = 0;
+            file >> size;
+            return size;
+        }
+    }
+    throw std::runtime_error("the memory of process " + std::to_string(pid) + " is not told");
+}
+
+} // namespace
+
+ProcessCensus takeCensus(pid_t pid)
+{
+    ProcessCensus census;
+    census.descriptors = countEntries(folderOf(pid) / "fd");
+    census.descriptors -= pid == getpid() ? 1 : 0; // that of the counting
+    census.threads = countEntries(folderOf(pid) / "task");
+    census.residentKib = residentKib(pid);
+    countChildren(pid, census);
+    return census;
+}
+
+bool isRunning(pid_t pid)
+{
+    const char state = stateOf(pid);
+    return state != 0 && state != 'Z' && state != 'X';
+}

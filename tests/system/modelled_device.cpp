@@ -1,0 +1,74 @@
+// Doing everything twice.
+#include "tests/system/modelled_device.h"
+
+ModelledDevice::ModelledDevice(const std::string& oldVersion, const std::string& newVersion)
+    : model(oldVersion, newVersion)
+{
+    device.setVersions(oldVersion, newVersion);
+}
+
+void ModelledDevice::findDrive()
+{
+    device.toPreparing();
+    model.driveFound(device->iteration());
+}
+
+void ModelledDevice::turn(bool right)
+{
+    device->turn(right ? 1 : -1);
+    model.turned(right);
+}
+
+void ModelledDevice::click()
+{
+    press(60);
+    model.clicked(releaseSeen);
+}
+
+void ModelledDevice::pressLong()
+{
+    press(1500);
+}
+
+/// Holds the button for that many iterations, counted from the next poll.
+void ModelledDevice::press(std::uint64_t iterations)
+{
+    device->runTo((device->iteration() + 9) / 10 * 10);
+    device->press();
+    device->run(iterations);
+    device->release();
+    releaseSeen = device->iteration() + 40;
+    device->run(40);
+}
+
+void ModelledDevice::tell(const OrderedScript& script, const std::string& progress)
+{
+    script.print(*device, "SHOW: " + progress + "\n");
+    model.told(progress);
+}
+
+void ModelledDevice::awaitScriptEnd(int status)
+{
+    device->awaitScriptEnd();
+    model.scriptEnded(status, device->iteration() + 1);
+}
+
+const OrderedScript& ModelledDevice::currentScript() const
+{
+    return model.place() == FlowModel::Place::Preparing    ? device.decrypt
+           : model.place() == FlowModel::Place::Formatting ? device.format
+                                                           : device.install;
+}
+
+void ModelledDevice::comeToRest()
+{
+    device->runTo(device->iteration() / 20 * 20 + 50);
+}
+
+testing::AssertionResult ModelledDevice::isAsExpected(const std::string& name)
+{
+    // A picture is on the glass 7 iterations after it was drawn.
+    const std::uint64_t drawn = (device->iteration() - 7) / 20 * 20;
+    auto result = sameScreen(device->screen(), model.screenDrawnAt(drawn), name);
+    return result ? device.isHealthy() : result;
+}
