@@ -161,6 +161,8 @@ void SimulatedDevice::configure()
     askFirst(setup.time == Time::Real ? "time real" : "time virtual");
     ask(setup.time == Time::VirtualPaced ? "pace on" : "pace off");
     ask("frame-time " + std::to_string(setup.frameTime.count()));
+    ask("refuse-i2c " + std::to_string(setup.refusedI2cTransfer));
+    ask(setup.keepsTraffic ? "keep-traffic on" : "keep-traffic off");
     for (const std::string& name : setup.troubles) {
         ask("trouble on " + name);
     }

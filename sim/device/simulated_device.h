@@ -37,6 +37,10 @@ struct DeviceSetup {
     std::vector<std::string> troubles{};
     /// How long the bus takes for one frame, if not the time that the bus speed gives.
     std::chrono::microseconds frameTime{0};
+    /// The one transfer on the I2C bus that is refused, counted from 1; 0 for none. Selecting a device counts as one.
+    int refusedI2cTransfer = 0;
+    /// Not for a run of days, as `traffic` keeps all of it in the memory of the updater.
+    bool keepsTraffic = true;
     /// Added to the environment of the updater and its scripts, as NAME=VALUE.
     std::vector<std::string> environment{};
     /// How long to wait for an answer; zero for as long as it takes.

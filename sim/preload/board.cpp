@@ -162,6 +162,12 @@ ssize_t Board::write(int fd, std::span<const std::uint8_t> bytes)
 
 Timeline::Duration Board::transferTime(std::size_t byteCount) const
 {
+    constexpr Timeline::Duration hang = std::chrono::seconds(1);
+    return troubles.contains(trouble::hangingDisplay) ? hang : timeOnTheBus(byteCount);
+}
+
+Timeline::Duration Board::timeOnTheBus(std::size_t byteCount) const
+{
     const auto bytes = static_cast<std::int64_t>(byteCount);
     if (frameTime.count() != 0) {
         return frameTime * bytes / static_cast<std::int64_t>(frameBytes);
@@ -172,7 +178,8 @@ Timeline::Duration Board::transferTime(std::size_t byteCount) const
 ssize_t Board::writeSpi(std::span<const std::uint8_t> bytes)
 {
     // As in the kernel, the bytes are copied before the transfer begins.
-    const std::vector<std::uint8_t> copy(bytes.begin(), bytes.end());
+    std::vector<std::uint8_t> copy(bytes.begin(), bytes.end());
+    Timeline::Duration duration{};
     {
         const std::lock_guard lock(mutex);
         gpio.sync();
@@ -183,13 +190,23 @@ ssize_t Board::writeSpi(std::span<const std::uint8_t> bytes)
         if (copy.size() > spiBufferSize) {
             return fail(EMSGSIZE);
         }
+        if (troubles.contains(trouble::shortTransfers) && copy.size() > 1) {
+            copy.resize(copy.size() / 2);
+        }
+        duration = transferTime(copy.size());
         display.beginTransfer();
     }
-    timeline.pass(transferTime(copy.size()));
+    timeline.pass(duration);
     const std::lock_guard lock(mutex);
     gpio.sync();
     display.endTransfer(copy);
     return static_cast<ssize_t>(copy.size());
+}
+
+/// To be asked once a transfer.
+bool Board::isI2cTransferRefused()
+{
+    return ++i2cTransfers == refusedI2cTransfer;
 }
 
 ssize_t Board::writeI2c(std::span<const std::uint8_t> bytes)
@@ -197,7 +214,7 @@ ssize_t Board::writeI2c(std::span<const std::uint8_t> bytes)
     const std::lock_guard lock(mutex);
     gpio.sync();
     log("i2c write " + hexBytes(bytes));
-    if (troubles.contains(trouble::failingLeds)) {
+    if (isI2cTransferRefused() || troubles.contains(trouble::failingLeds)) {
         return fail(ETIMEDOUT);
     }
     if (i2cAddress != LedController::address) {
@@ -223,7 +240,7 @@ ssize_t Board::read(int fd, std::span<std::uint8_t> bytes)
 
 ssize_t Board::readI2c(std::span<std::uint8_t> bytes)
 {
-    if (troubles.contains(trouble::failingLeds)) {
+    if (isI2cTransferRefused() || troubles.contains(trouble::failingLeds)) {
         return fail(ETIMEDOUT);
     }
     if (bytes.empty()) {
@@ -237,6 +254,9 @@ ssize_t Board::readEncoder(std::span<std::uint8_t> bytes)
 {
     if (troubles.contains(trouble::failingEncoder)) {
         return fail(EIO);
+    }
+    if (troubles.contains(trouble::endedEncoder)) {
+        return 0;
     }
     if (bytes.size() < sizeof(input_event)) {
         return fail(EINVAL);
@@ -302,14 +322,20 @@ int Board::controlI2c(unsigned long request, unsigned long argument)
     if (request != I2C_SLAVE) {
         return static_cast<int>(fail(ENOTTY));
     }
-    i2cAddress = argument & 0x7F;
     const auto address = static_cast<std::uint8_t>(argument);
     log("i2c slave " + hexBytes({&address, 1}));
+    if (isI2cTransferRefused()) {
+        return static_cast<int>(fail(EBUSY));
+    }
+    i2cAddress = argument & 0x7F;
     return 0;
 }
 
 void Board::log(const std::string& event)
 {
+    if (!keepsTraffic) {
+        return;
+    }
     if (!entries.empty() && entries.back().event == event) {
         ++entries.back().count;
         return;
@@ -380,6 +406,12 @@ std::vector<std::string> Board::faultList()
 {
     const std::lock_guard lock(mutex);
     return faults.list();
+}
+
+void Board::keepTraffic(bool on)
+{
+    const std::lock_guard lock(mutex);
+    keepsTraffic = on;
 }
 
 std::vector<std::string> Board::traffic()

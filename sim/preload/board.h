@@ -62,6 +62,8 @@ public:
     void setTrouble(const std::string& trouble, bool on);
     /// How long the bus takes for 10240 bytes, whatever speed was asked for; 0 for the speed asked for.
     void setFrameTime(Timeline::Duration duration) { frameTime = duration; }
+    /// Counted from 1, the selections of a device among them; 0 for none.
+    void refuseI2cTransfer(int number) { refusedI2cTransfer = number; }
     void setButton(bool pressed);
     void turn(std::int32_t steps);
     void queueEvent(std::uint16_t type, std::uint16_t code, std::int32_t value);
@@ -70,6 +72,8 @@ public:
     [[nodiscard]] std::uint64_t frameCount();
     [[nodiscard]] std::array<std::uint8_t, LedController::outputCount> leds();
     [[nodiscard]] std::vector<std::string> faultList();
+    /// Off: nothing is written down any more, so that a long run does not fill the memory.
+    void keepTraffic(bool on);
     /// Everything that happened on the wires, oldest first; equal events in a row are one line with their count.
     [[nodiscard]] std::vector<std::string> traffic();
 
@@ -85,16 +89,19 @@ private:
     int controlSpi(unsigned long request, unsigned long argument);
     int controlI2c(unsigned long request, unsigned long argument);
     ssize_t writeSpi(std::span<const std::uint8_t> bytes);
+    [[nodiscard]] bool isI2cTransferRefused();
     ssize_t writeI2c(std::span<const std::uint8_t> bytes);
     ssize_t readI2c(std::span<std::uint8_t> bytes);
     ssize_t readEncoder(std::span<std::uint8_t> bytes);
     [[nodiscard]] Timeline::Duration transferTime(std::size_t byteCount) const;
+    [[nodiscard]] Timeline::Duration timeOnTheBus(std::size_t byteCount) const;
 
     static constexpr int descriptorCount = 1024;
 
     const std::string root;
     std::array<std::atomic<Endpoint>, descriptorCount> endpoints{};
     Timeline::Duration frameTime{};
+    int refusedI2cTransfer = 0;
 
     mutable std::mutex mutex;
     // Guarded by the mutex.
@@ -107,6 +114,8 @@ private:
     std::set<std::string> troubles;
     std::uint32_t spiSpeedHz = 500000;
     unsigned long i2cAddress = 0;
+    int i2cTransfers = 0;
+    bool keepsTraffic = true;
     std::vector<LogEntry> entries;
 };
 

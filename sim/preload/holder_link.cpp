@@ -125,6 +125,18 @@ constinit const HolderLink::Answer HolderLink::answers[] = {
          link.board.setFrameTime(std::chrono::microseconds(take<std::int64_t>(words)));
          return std::string();
      }},
+    // NUMBER, from 1 on
+    {"refuse-i2c",
+     [](HolderLink& link, Words& words) {
+         link.board.refuseI2cTransfer(take<int>(words));
+         return std::string();
+     }},
+    // on | off
+    {"keep-traffic",
+     [](HolderLink& link, Words& words) {
+         link.board.keepTraffic(take<std::string>(words) == "on");
+         return std::string();
+     }},
     // on | off NAME
     {"trouble",
      [](HolderLink& link, Words& words) {

@@ -18,14 +18,21 @@ inline constexpr const char* refusedBits = "refused bits";
 inline constexpr const char* refusedSpeed = "refused speed";
 
 inline constexpr const char* failingDisplay = "failing spi";
+/// More than a byte at once comes through as its first half.
+inline constexpr const char* shortTransfers = "short spi";
+/// A transfer takes a second.
+inline constexpr const char* hangingDisplay = "hanging spi";
 inline constexpr const char* failingLeds = "failing i2c";
 inline constexpr const char* failingEncoder = "failing encoder";
+/// At its end, as if there was nothing left to come, and not for the moment only.
+inline constexpr const char* endedEncoder = "ended encoder";
 inline constexpr const char* noProcesses = "no processes";
 inline constexpr const char* forbiddenDrive = "forbidden drive";
 
 inline constexpr std::string_view all[] = {
-    absentMemory, mappingFails,   absentDisplay, absentLeds,     absentEncoder, refusedMode,    refusedBits,
-    refusedSpeed, failingDisplay, failingLeds,   failingEncoder, noProcesses,   forbiddenDrive,
+    absentMemory,   mappingFails, absentDisplay,  absentLeds,     absentEncoder,  refusedMode,
+    refusedBits,    refusedSpeed, failingDisplay, shortTransfers, hangingDisplay, failingLeds,
+    failingEncoder, endedEncoder, noProcesses,    forbiddenDrive,
 };
 
 [[nodiscard]] inline bool isKnown(std::string_view name)

@@ -291,6 +291,49 @@ TEST_F(BoardTest, FailsTransfersToTheDisplayWhenToldSo)
     EXPECT_EQ(write(spi(), {0xAE}), 1);
 }
 
+TEST_F(BoardTest, CutsTransfersToTheDisplayShortWhenToldSo)
+{
+    lightDisplay();
+    board->setTrouble("short spi", true);
+    command(0x5C);
+    drive(dataCommandLine, true);
+    EXPECT_EQ(write(spi(), Bytes(frameSize, 0xFF)), static_cast<ssize_t>(frameSize / 2));
+    EXPECT_EQ(board->frameCount(), 0U);
+    board->setTrouble("short spi", false);
+    command(0x5C, Bytes(frameSize, 0xAA));
+    EXPECT_THAT(board->screen(), Each(2));
+    EXPECT_THAT(board->faultList(), ElementsAre("a frame is short: 5120 of 10240 bytes"));
+}
+
+TEST_F(BoardTest, TakesASecondForATransferToTheDisplayWhenToldSo)
+{
+    lightDisplay();
+    const auto before = board->timeline.now();
+    board->setTrouble("hanging spi", true);
+    command(0x5C, Bytes(frameSize));
+    EXPECT_EQ(board->timeline.now() - before, 2s);
+    EXPECT_EQ(board->frameCount(), 1U);
+}
+
+TEST_F(BoardTest, RefusesOneTransferToTheLedsWhenToldSo)
+{
+    Bytes byte(1);
+    const std::function<long()> transfers[] = {
+        [this] { return selectI2c(LedController::address); },
+        [this] { return write(i2c(), {0x00}); },
+        [this, &byte] { return board->read(i2c(), byte); },
+    };
+    const int errors[] = {EBUSY, ETIMEDOUT, ETIMEDOUT};
+    ASSERT_EQ(selectI2c(LedController::address), 0);
+    for (int refused = 0; refused < 3; ++refused) {
+        board->refuseI2cTransfer(1 + 3 * refused + refused + 1); // the selection above, and the rounds before
+        for (int i = 0; i < 3; ++i) {
+            const Failure result = failureOf(transfers[i]);
+            EXPECT_EQ(result.error, i == refused ? errors[i] : 0) << "transfer " << i << " of round " << refused;
+        }
+    }
+}
+
 TEST_F(BoardTest, FailsTransfersToTheLedsWhenToldSo)
 {
     Bytes byte(1);
@@ -311,6 +354,16 @@ TEST_F(BoardTest, FailsToReadTheEncoderWhenToldSoAndLosesNothing)
     board->setTrouble("failing encoder", true);
     EXPECT_EQ(failureOf([&] { return board->read(encoder(), buffer); }), (Failure{-1, EIO}));
     board->setTrouble("failing encoder", false);
+    EXPECT_EQ(board->read(encoder(), buffer), 24);
+}
+
+TEST_F(BoardTest, EndsTheEncodersRecordsWhenToldSoAndLosesNothing)
+{
+    Bytes buffer(sizeof(input_event));
+    board->turn(1);
+    board->setTrouble("ended encoder", true);
+    EXPECT_EQ(board->read(encoder(), buffer), 0);
+    board->setTrouble("ended encoder", false);
     EXPECT_EQ(board->read(encoder(), buffer), 24);
 }
 
@@ -588,6 +641,16 @@ TEST_F(BoardTest, LogsTransfersThatFailed)
     board->setTrouble("failing i2c", true);
     write(i2c(), {0x00, 0x01});
     EXPECT_THAT(board->traffic(), ElementsAre("0 gpio 7 output", "0 spi C 30", "0 i2c write 00 01"));
+}
+
+TEST_F(BoardTest, LogsNothingWhenToldSo)
+{
+    board->note("before");
+    board->keepTraffic(false);
+    board->note("meanwhile");
+    board->keepTraffic(true);
+    board->note("behind");
+    EXPECT_THAT(board->traffic(), ElementsAre("0 before", "0 behind"));
 }
 
 } // namespace

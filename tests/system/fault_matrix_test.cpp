@@ -138,21 +138,8 @@ void FaultMatrix::goToWork()
 {
     device.switchOn();
     before = census();
-    walker.findDrive();
-    if (isFaulty(Place::Preparing)) {
-        return;
-    }
-    device.decrypt.exit(*device, 0);
-    walker.awaitScriptEnd(0);
-    walker.comeToRest();
-    for (const bool right : {job().isReset, true}) { // to the choice, to "Yes"
-        walker.turn(right);
-        walker.click();
-    }
-    if (isFaulty(Place::Installing)) {
-        device.format.exit(*device, 0);
-        walker.awaitScriptEnd(0);
-        device->run(1);
+    while (model.place() != job().place) {
+        walker.advance(job().isReset);
     }
 }
 

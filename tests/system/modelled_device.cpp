@@ -13,6 +13,21 @@ void ModelledDevice::findDrive()
     model.driveFound(device->iteration());
 }
 
+void ModelledDevice::advance(bool isReset)
+{
+    const bool isChoice = model.place() == FlowModel::Place::Menu;
+    if (model.place() == FlowModel::Place::Waiting) {
+        findDrive();
+    } else if (model.isScriptRunning()) {
+        currentScript().exit(*device, 0);
+        awaitScriptEnd(0);
+        device->run(1);
+    } else {
+        turn(isChoice ? isReset : true); // to one of both, or to "Yes"
+        click();
+    }
+}
+
 void ModelledDevice::turn(bool right)
 {
     device->turn(right ? 1 : -1);
@@ -65,10 +80,15 @@ void ModelledDevice::comeToRest()
     device->runTo(device->iteration() / 20 * 20 + 50);
 }
 
-testing::AssertionResult ModelledDevice::isAsExpected(const std::string& name)
+testing::AssertionResult ModelledDevice::showsWhatItShould(const std::string& name)
 {
     // A picture is on the glass 7 iterations after it was drawn.
     const std::uint64_t drawn = (device->iteration() - 7) / 20 * 20;
-    auto result = sameScreen(device->screen(), model.screenDrawnAt(drawn), name);
+    return sameScreen(device->screen(), model.screenDrawnAt(drawn), name);
+}
+
+testing::AssertionResult ModelledDevice::isAsExpected(const std::string& name)
+{
+    auto result = showsWhatItShould(name);
     return result ? device.isHealthy() : result;
 }

@@ -13,6 +13,9 @@ public:
     ModelledDevice(const std::string& oldVersion, const std::string& newVersion);
 
     void findDrive();
+    /// One step on the way through a whole update or factory reset: the drive is found, a script ends well, the owner
+    /// chooses or confirms.
+    void advance(bool isReset);
     void turn(bool right);
     void click();
     void pressLong();
@@ -25,8 +28,10 @@ public:
 
     /// Runs until all that changed is drawn and on the glass.
     void comeToRest();
-    /// At rest: the screen is what the model says, pixel by pixel, and the device is healthy. On a difference in the
-    /// screen, leaves pictures under `name`.
+    // At rest: the screen is what the model says, pixel by pixel. On a difference, leaves pictures under `name`.
+
+    [[nodiscard]] testing::AssertionResult showsWhatItShould(const std::string& name);
+    /// And the device is healthy.
     [[nodiscard]] testing::AssertionResult isAsExpected(const std::string& name);
 
     TestDevice device;
