@@ -69,6 +69,19 @@ protected:
     [[nodiscard]] std::string trouble() const { return std::get<std::string>(GetParam()); }
     [[nodiscard]] bool losesPictures() const { return trouble() != sim::trouble::hangingDisplay; }
 
+    /// So that there is one to be overtaken by the last.
+    void changeThePictureTwice()
+    {
+        for (const char* progress : {"meanwhile", "last of all"}) {
+            if (walker.model.isScriptRunning()) {
+                walker.tell(walker.currentScript(), progress);
+            } else {
+                walker.turn(true);
+            }
+            walker.comeToRest();
+        }
+    }
+
     /// A picture that was lost is not sent again. The wheel brings the next one by itself; where it is gone, the knob.
     void bringTheNextPicture()
     {
@@ -86,9 +99,7 @@ TEST_P(FailingDisplay, ShowsWhereTheUpdaterIsOnceTheBusWorksAgain)
     walker.advance(false);
     walker.comeToRest();
     EXPECT_EQ(device->frameCount(), frames) << "no picture arrives";
-    if (walker.model.isScriptRunning()) {
-        walker.tell(walker.currentScript(), "meanwhile");
-    }
+    changeThePictureTwice();
     device->run(10000);
     device->setTrouble(trouble(), false);
     bringTheNextPicture();

@@ -1,0 +1,165 @@
+// The drive is pulled at every line that the scripts print, in updates with the reference scripts.
+#include "sim/device/simulated_device.h"
+#include "sim/run/workshop.h"
+#include "tests/support/process_census.h"
+#include "tests/system/golden_screen.h"
+#include "tests/system/screen_painter.h"
+#include "tests/system/screen_texts.h"
+
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <stdexcept>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// Of one update: those of the decryption, which reads the drive, and those after it.
+constexpr int decryptLines = 6;
+constexpr int formatLines = 4;
+constexpr int installLines = 20;
+constexpr int allLines = decryptLines + formatLines + installLines;
+
+constexpr int never = 0;
+
+/// A device with the reference scripts, which wait at their beginning and at each of their progress lines.
+class HeldScripts : public testing::TestWithParam<int> {
+protected:
+    HeldScripts()
+    {
+        std::ofstream(root / "usr/sbin/common.sh", std::ios::app)
+            << "wait_to_go_on() { read -r _ <\"$DEVICE_ROOT/go\"; }\n"
+               "show() { printf 'SHOW: %s\\n' \"$1\"; wait_to_go_on; }\n"
+               "wait_to_go_on\n";
+        // Open for both, so that neither side waits for the other to open it.
+        if (mkfifo((root / "go").c_str(), 0600) != 0 || (go = open((root / "go").c_str(), O_RDWR | O_CLOEXEC)) < 0) {
+            throw std::runtime_error("cannot hold the scripts");
+        }
+    }
+    ~HeldScripts() override { close(go); }
+
+    void findDrive()
+    {
+        device.plug(drive);
+        device.runTo(501);
+    }
+    /// Lets the running script, and the one that follows it at once, print line after line.
+    void followScripts(int pulledLine);
+    bool awaitLine();
+    void letGoOn() const;
+    void confirmUpdate();
+    void expectNothingIsLeft();
+
+    sim::Workshop workshop{SCRIPTS_DIR, FIRMWARE_DIR};
+    const fs::path root = workshop.makeDevice();
+    const fs::path drive = workshop.makeDrive(sim::DriveKind::Firmware);
+    sim::SimulatedDevice device{{.updater = UPDATER, .preload = PRELOAD, .root = root}};
+    const ProcessCensus atRest = takeCensus(device.processId());
+    int go = -1;
+    int linesPrinted = 0;
+};
+
+void HeldScripts::followScripts(int pulledLine)
+{
+    while (device.isScriptRunning()) {
+        letGoOn();
+        while (awaitLine()) {
+            if (++linesPrinted == pulledLine) {
+                device.unplug();
+            }
+            letGoOn();
+        }
+    }
+    device.run(40); // until all that changed is on the screen
+}
+
+/// False when the script has ended instead; the next one may run by then.
+bool HeldScripts::awaitLine()
+{
+    const std::string before = device.standardOutput();
+    device.awaitScriptOutput(1);
+    device.run(1);
+    return device.isScriptRunning() && device.standardOutput() == before;
+}
+
+void HeldScripts::letGoOn() const
+{
+    if (write(go, "\n", 1) != 1) {
+        throw std::runtime_error("cannot let a script go on");
+    }
+}
+
+void HeldScripts::confirmUpdate()
+{
+    for (const int step : {-1, 1}) { // to the update, to "Yes"
+        device.turn(step);
+        device.run(40);
+        device.click();
+    }
+}
+
+void HeldScripts::expectNothingIsLeft()
+{
+    const ProcessCensus after = takeCensus(device.processId());
+    EXPECT_EQ(after.descriptors, atRest.descriptors);
+    EXPECT_EQ(after.threads, atRest.threads);
+    EXPECT_EQ(after.children, 0U);
+    for (const auto& file : fs::directory_iterator(root / "tmp")) {
+        EXPECT_EQ(file.path().filename(), "fw");
+    }
+    EXPECT_EQ(device.waitStatus(), std::nullopt);
+    EXPECT_TRUE(device.faults().empty());
+}
+
+TEST_F(HeldScripts, PrintAsManyLinesAsArePulledAt)
+{
+    findDrive();
+    followScripts(never);
+    EXPECT_EQ(linesPrinted, decryptLines);
+    confirmUpdate();
+    followScripts(never);
+    EXPECT_EQ(linesPrinted, allLines);
+    EXPECT_TRUE(sameScreen(device.screen(), ScreenPainter().message(texts::done).screen(), "done"));
+    workshop.verify(root, sim::Outcome::Updated);
+    expectNothingIsLeft();
+}
+
+using PulledWhileReading = HeldScripts;
+
+TEST_P(PulledWhileReading, IsReportedAndTheMemoryIsLeftAlone)
+{
+    findDrive();
+    const std::string memory = sim::memoryContent(root);
+    followScripts(GetParam());
+    device.run(600);
+    EXPECT_TRUE(sameScreen(device.screen(), ScreenPainter().message(texts::driveFailed).screen(), "failed"));
+    EXPECT_EQ(device.standardOutput(), "Starting updater...\nA command failed...\n");
+    EXPECT_TRUE(sim::memoryContent(root) == memory);
+    expectNothingIsLeft();
+}
+
+INSTANTIATE_TEST_SUITE_P(Line, PulledWhileReading, testing::Range(1, decryptLines + 1));
+
+using PulledAfterwards = HeldScripts;
+
+TEST_P(PulledAfterwards, IsOfNoConsequence)
+{
+    findDrive();
+    followScripts(never);
+    confirmUpdate();
+    followScripts(GetParam());
+    EXPECT_FALSE(device.hasDrive());
+    EXPECT_TRUE(sameScreen(device.screen(), ScreenPainter().message(texts::done).screen(), "done"));
+    EXPECT_EQ(device.standardOutput(), "Starting updater...\nStarted install.sh\nEverything done");
+    workshop.verify(root, sim::Outcome::Updated);
+    expectNothingIsLeft();
+}
+
+INSTANTIATE_TEST_SUITE_P(Line, PulledAfterwards, testing::Range(decryptLines + 1, allLines + 1));
+
+} // namespace
