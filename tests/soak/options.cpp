@@ -1,0 +1,46 @@
+// Two options with a number each.
+#include "tests/soak/options.h"
+
+#include "tests/soak/sample_series.h"
+
+#include <charconv>
+#include <string>
+#include <string_view>
+
+namespace soak {
+
+namespace {
+
+/// Fewer would not leave anything behind the warm-up.
+constexpr std::uint64_t fewest = 2 * SampleSeries::warmUpDivisor;
+
+std::uint64_t parseNumber(std::string_view option, std::string_view text)
+{
+    std::uint64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || number < fewest) {
+        throw UsageError(std::string(option) + " takes a number from " + std::to_string(fewest) + " on, not \"" +
+                         std::string(text) + '"');
+    }
+    return number;
+}
+
+} // namespace
+
+Options parseOptions(std::span<char*> arguments)
+{
+    Options options;
+    for (std::size_t i = 0; i < arguments.size(); i += 2) {
+        const std::string_view name = arguments[i];
+        if (name != "--iterations" && name != "--updates") {
+            throw UsageError("unknown option " + std::string(name));
+        }
+        if (i + 1 == arguments.size()) {
+            throw UsageError(std::string(name) + " needs a value");
+        }
+        (name == "--updates" ? options.updates : options.iterations) = parseNumber(name, arguments[i + 1]);
+    }
+    return options;
+}
+
+} // namespace soak

@@ -1,0 +1,121 @@
+// One update, and all of them.
+#include "tests/soak/updates.h"
+
+#include "tests/soak/sample_series.h"
+#include "tests/system/modelled_device.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <ostream>
+#include <string>
+#include <unistd.h>
+
+namespace soak {
+
+namespace {
+
+using Place = FlowModel::Place;
+
+constexpr int progressLines = 10;
+
+/// What an updater leaves when its update is done.
+struct Outcome {
+    bool isRight;
+    std::uint64_t frames;
+    ProcessCensus updater;
+};
+
+void showProgress(ModelledDevice& walker)
+{
+    for (int line = 1; line <= progressLines; ++line) {
+        walker.tell(walker.currentScript(), "step " + std::to_string(line));
+        walker.comeToRest();
+    }
+}
+
+Outcome update(bool isReset)
+{
+    ModelledDevice walker("1.0", "2.0");
+    TestDevice& device = walker.device;
+    bool isRight = true;
+    while (walker.model.place() != Place::Done) {
+        walker.advance(isReset);
+        if (walker.model.isScriptRunning()) {
+            showProgress(walker);
+        }
+        walker.comeToRest();
+        isRight = isRight && device->screen() == walker.model.screenDrawnAt((device->iteration() - 7) / 20 * 20);
+    }
+    isRight = isRight && device.isHealthy() && device.format.calls() == (isReset ? "1\n" : "0\n") &&
+              device->standardOutput() == "Starting updater...\nStarted install.sh\nEverything done";
+    return {isRight, device->frameCount(), takeCensus(device->processId())};
+}
+
+/// From the lowest to the highest.
+class Range {
+public:
+    void add(std::uint64_t value)
+    {
+        lowest = std::min(lowest, value);
+        highest = std::max(highest, value);
+    }
+    [[nodiscard]] bool isOne() const { return lowest == highest; }
+
+    friend std::ostream& operator<<(std::ostream& stream, const Range& range)
+    {
+        stream << range.lowest;
+        return range.isOne() ? stream : stream << " to " << range.highest;
+    }
+
+private:
+    std::uint64_t lowest = std::numeric_limits<std::uint64_t>::max();
+    std::uint64_t highest = 0;
+};
+
+/// What all the updaters left.
+struct Summary {
+    std::uint64_t rightOnes = 0;
+    std::array<Range, 2> frames; ///< of the updates and of the factory resets
+    Range residentKib;
+    Range descriptors;
+    Range threads;
+    Range children;
+
+    void add(const Outcome& outcome, bool isReset)
+    {
+        rightOnes += outcome.isRight ? 1 : 0;
+        frames[isReset ? 1 : 0].add(outcome.frames);
+        residentKib.add(outcome.updater.residentKib);
+        descriptors.add(outcome.updater.descriptors);
+        threads.add(outcome.updater.threads);
+        children.add(outcome.updater.children);
+    }
+    /// Memory differs with where it happens to lie; everything else has to be the same.
+    [[nodiscard]] bool isOneLikeTheOther() const
+    {
+        return frames[0].isOne() && frames[1].isOne() && descriptors.isOne() && threads.isOne() && children.isOne();
+    }
+};
+
+} // namespace
+
+bool soakUpdates(std::uint64_t count, std::ostream& table)
+{
+    CensusSeries holder("this process");
+    Summary updaters;
+    for (std::uint64_t i = 0; i < count; ++i) {
+        const bool isReset = i % 2 == 1;
+        updaters.add(update(isReset), isReset);
+        holder.add(takeCensus(getpid()));
+    }
+    table << count << " updates and factory resets, in turn:\n"
+          << "  right from the first screen to the last: " << updaters.rightOnes << '\n'
+          << "  frames of an update: " << updaters.frames[0] << ", of a factory reset: " << updaters.frames[1] << '\n'
+          << "  the updaters in the end: resident KiB " << updaters.residentKib << ", descriptors "
+          << updaters.descriptors << ", threads " << updaters.threads << ", children " << updaters.children << '\n';
+    holder.print(table);
+    return holder.isFlat() && updaters.isOneLikeTheOther() && updaters.rightOnes == count;
+}
+
+} // namespace soak

@@ -1,0 +1,53 @@
+// Running, sampling and counting.
+#include "tests/soak/waiting.h"
+
+#include "tests/soak/sample_series.h"
+#include "tests/system/system_test.h"
+
+#include <algorithm>
+#include <ostream>
+
+namespace soak {
+
+namespace {
+
+constexpr std::uint64_t samplesPerWarmUp = 4;
+constexpr std::uint64_t sampleCount = samplesPerWarmUp * SampleSeries::warmUpDivisor;
+
+/// The clearing of the display, the first picture, and from then on one frame for each step of the wheel.
+std::uint64_t framesDue(std::uint64_t iterations)
+{
+    constexpr std::uint64_t firstPictureShown = 20 + 7;
+    return iterations < firstPictureShown ? 1 : 2 + wheelStepsShown(firstPictureShown, iterations);
+}
+
+bool isStillWaiting(TestDevice& device, std::uint64_t iterations)
+{
+    const std::uint64_t drawn = (iterations - 7) / 20 * 20;
+    const auto expected = ScreenPainter().message(texts::waiting).wheel(wheelFrameAt(drawn, 0)).screen();
+    return device->screen() == expected && device.isHealthy() && device->standardOutput() == "Starting updater...\n" &&
+           device->standardError().empty();
+}
+
+} // namespace
+
+bool soakWaiting(std::uint64_t iterations, std::ostream& table)
+{
+    TestDevice device;
+    device.switchOn({.keepsTraffic = false});
+    CensusSeries census("updater");
+    for (std::uint64_t i = 1; i <= sampleCount; ++i) {
+        device->runTo(std::max(iterations * i / sampleCount, device->iteration()));
+        census.add(takeCensus(device->processId()));
+    }
+    const std::uint64_t due = framesDue(iterations);
+    const std::uint64_t sent = device->frameCount();
+    const bool isWaiting = isStillWaiting(device, iterations);
+    table << "Waiting for " << iterations << " iterations:\n";
+    census.print(table);
+    table << "  frames: " << due << " due, " << sent << " sent: " << (due == sent ? "exact" : "WRONG") << '\n'
+          << "  screen in the end: " << (isWaiting ? "as it should be" : "WRONG") << '\n';
+    return census.isFlat() && due == sent && isWaiting;
+}
+
+} // namespace soak
