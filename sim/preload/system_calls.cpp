@@ -87,10 +87,14 @@ std::string shellQuoted(const std::string& text)
     return quoted + "'";
 }
 
-/// The mode follows only when the flags say so.
-int openPath(const char* path, int flags, std::va_list arguments)
+/// Whether the mode of a new file follows the flags.
+bool isModeGiven(int flags)
 {
-    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
+    return (flags & (O_CREAT | O_TMPFILE)) != 0;
+}
+
+int openPath(const char* path, int flags, mode_t mode)
+{
     if (simulation != nullptr) {
         const sim::Endpoint endpoint = sim::Board::endpointAt(path);
         if (endpoint != sim::Endpoint::None) {
@@ -145,18 +149,18 @@ int open(const char* path, int flags, ...)
 {
     std::va_list arguments;
     va_start(arguments, flags);
-    const int fd = openPath(path, flags, arguments);
+    const mode_t mode = isModeGiven(flags) ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
-    return fd;
+    return openPath(path, flags, mode);
 }
 
 int open64(const char* path, int flags, ...)
 {
     std::va_list arguments;
     va_start(arguments, flags);
-    const int fd = openPath(path, flags, arguments);
+    const mode_t mode = isModeGiven(flags) ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
-    return fd;
+    return openPath(path, flags, mode);
 }
 
 int close(int fd)

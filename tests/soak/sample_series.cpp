@@ -7,37 +7,29 @@
 
 namespace soak {
 
-auto SampleSeries::warmUpEnd() const
+void SampleSeries::add(std::uint64_t sample)
 {
-    return samples.begin() + static_cast<std::ptrdiff_t>(samples.size() / warmUpDivisor);
-}
-
-std::size_t SampleSeries::warmUpMaximum() const
-{
-    return *std::max_element(samples.begin(), warmUpEnd());
-}
-
-std::size_t SampleSeries::laterMaximum() const
-{
-    return *std::max_element(warmUpEnd(), samples.end());
+    std::uint64_t& maximum = count++ < warmUpCount ? warmUpMaximum : laterMaximum;
+    maximum = std::max(maximum, sample);
 }
 
 void SampleSeries::print(std::ostream& stream) const
 {
-    stream << "  " << std::left << std::setw(34) << name << std::right << std::setw(6) << samples.size()
-           << " samples, at most" << std::setw(7) << warmUpMaximum() << " in the warm-up," << std::setw(7)
-           << laterMaximum() << " later: " << (isFlat() ? "flat" : "GROWS") << '\n';
+    stream << "  " << std::left << std::setw(34) << name << std::right << std::setw(6) << count << " samples, at most"
+           << std::setw(7) << warmUpMaximum << " in the warm-up," << std::setw(7) << laterMaximum
+           << " later: " << (isFlat() ? "flat" : "GROWS") << '\n';
 }
 
-CensusSeries::CensusSeries(const std::string& process)
-    : series{SampleSeries(process + ": resident KiB"), SampleSeries(process + ": descriptors"),
-             SampleSeries(process + ": threads"), SampleSeries(process + ": children")}
+CensusSeries::CensusSeries(const std::string& process, std::uint64_t sampleCount)
+    : series{SampleSeries(process + ": resident KiB", sampleCount),
+             SampleSeries(process + ": descriptors", sampleCount), SampleSeries(process + ": threads", sampleCount),
+             SampleSeries(process + ": children", sampleCount)}
 {}
 
 void CensusSeries::add(const ProcessCensus& census)
 {
-    const std::array<std::size_t, 4> samples = {census.residentKib, census.descriptors, census.threads,
-                                                census.children};
+    const std::array<std::uint64_t, 4> samples = {census.residentKib, census.descriptors, census.threads,
+                                                  census.children};
     for (std::size_t i = 0; i < samples.size(); ++i) {
         series[i].add(samples[i]);
     }

@@ -4,39 +4,42 @@
 #include "tests/support/process_census.h"
 
 #include <array>
-#include <cstddef>
+#include <cstdint>
 #include <iosfwd>
 #include <string>
-#include <vector>
+#include <utility>
 
 namespace soak {
 
+/// Keeps no sample, so that it does not grow itself.
 class SampleSeries {
 public:
     /// The first of so many parts of a run is its warm-up.
-    static constexpr std::size_t warmUpDivisor = 24;
+    static constexpr std::uint64_t warmUpDivisor = 24;
 
-    explicit SampleSeries(std::string what) : name(std::move(what)) {}
+    /// `sampleCount` is that of the whole run.
+    SampleSeries(std::string what, std::uint64_t sampleCount)
+        : name(std::move(what)), warmUpCount(sampleCount / warmUpDivisor)
+    {}
 
-    void add(std::size_t sample) { samples.push_back(sample); }
+    void add(std::uint64_t sample);
     /// Nothing behind the warm-up is larger than the largest within it.
-    [[nodiscard]] bool isFlat() const { return laterMaximum() <= warmUpMaximum(); }
+    [[nodiscard]] bool isFlat() const { return laterMaximum <= warmUpMaximum; }
     /// One line of the table.
     void print(std::ostream& stream) const;
 
 private:
-    [[nodiscard]] auto warmUpEnd() const;
-    [[nodiscard]] std::size_t warmUpMaximum() const;
-    [[nodiscard]] std::size_t laterMaximum() const;
-
     std::string name;
-    std::vector<std::size_t> samples;
+    std::uint64_t warmUpCount;
+    std::uint64_t count = 0;
+    std::uint64_t warmUpMaximum = 0;
+    std::uint64_t laterMaximum = 0;
 };
 
 /// All that a process holds.
 class CensusSeries {
 public:
-    explicit CensusSeries(const std::string& process);
+    CensusSeries(const std::string& process, std::uint64_t sampleCount);
 
     void add(const ProcessCensus& census);
     [[nodiscard]] bool isFlat() const;

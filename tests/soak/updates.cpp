@@ -102,7 +102,7 @@ struct Summary {
 
 bool soakUpdates(std::uint64_t count, std::ostream& table)
 {
-    CensusSeries holder("this process");
+    CensusSeries holder("this process", count);
     Summary updaters;
     for (std::uint64_t i = 0; i < count; ++i) {
         const bool isReset = i % 2 == 1;

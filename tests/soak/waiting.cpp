@@ -35,7 +35,7 @@ bool soakWaiting(std::uint64_t iterations, std::ostream& table)
 {
     TestDevice device;
     device.switchOn({.keepsTraffic = false});
-    CensusSeries census("updater");
+    CensusSeries census("updater", sampleCount);
     for (std::uint64_t i = 1; i <= sampleCount; ++i) {
         device->runTo(std::max(iterations * i / sampleCount, device->iteration()));
         census.add(takeCensus(device->processId()));
