@@ -9,7 +9,8 @@ copy=$(mktemp -d)
 readonly copy
 trap 'rm -rf -- "$copy"' EXIT
 
-git -C "$project" ls-files -z | tar --create --null --files-from=- --directory="$project" | tar --extract --directory="$copy"
+git -C "$project" ls-files -z |
+    tar --create --directory="$project" --null --files-from=- | tar --extract --directory="$copy"
 cd "$copy"
 for preset in "$@"; do
     cmake --preset "$preset" >/dev/null
