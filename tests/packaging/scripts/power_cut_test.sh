@@ -174,5 +174,7 @@ it "a factory reset discards what an update has saved" reset_discards_backup
 it "an update goes on from the backup when the memory is half made" half_made_memory
 it "a whole memory counts more than what an update has saved before" stale_backup
 it "a damaged backup of a half-made memory is told, and a factory reset helps" damaged_backup
-it "an update after a cut before any command ends well and keeps the presets" cut_at_every_command
+# It takes longest, and the commands are the same whatever the shell: the device's is enough.
+[[ $shell == dash ]] ||
+  it "an update after a cut before any command ends well and keeps the presets" cut_at_every_command
 finish
