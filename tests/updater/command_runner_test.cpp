@@ -205,10 +205,15 @@ TEST_F(Runner, TheOutputReplacesAllStatusFlagsByNonBlockingAlone)
     CommandRunner waiting("read -r line <'" + gate + '\'');
     std::fstream opener(gate); // opened both ways, which does not wait for the reader
     EXPECT_EQ(fcntl(calls.commandDescriptor(), F_GETFL), O_NONBLOCK | O_RDONLY);
-    EXPECT_EQ(fcntl(calls.commandDescriptor(), F_GETFD), FD_CLOEXEC);
     EXPECT_EQ(waiting.poll(), running) << "a blocking read would have waited for the end";
     opener << "go" << std::endl;
     EXPECT_EQ(pollToTheEnd(waiting), 0U);
+}
+
+TEST_F(Runner, TheOutputIsClosedInWhateverElseIsStarted)
+{
+    const CommandRunner ended("exit 0");
+    EXPECT_EQ(fcntl(calls.commandDescriptor(), F_GETFD), FD_CLOEXEC);
 }
 
 TEST_F(Runner, AReadErrorOtherThanTryAgainEndsTheCommandAsTheEndOfItsOutputDoes)
