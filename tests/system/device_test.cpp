@@ -237,15 +237,15 @@ INSTANTIATE_TEST_SUITE_P(Number, RefusedI2cTransfer, testing::Range(1, i2cTransf
 
 // Without some of them.
 
-TEST_F(FailingDevice, AWholeUpdateRunsWithoutDisplayAndLeds)
+TEST(AbsentDevices, AreMissedByNobodyDuringAWholeUpdate)
 {
-    TestDevice other;
-    other.switchOn({.troubles = {sim::trouble::absentDisplay, sim::trouble::absentLeds}});
-    other.toInstalling(false);
-    other.install.exit(*other, 0);
-    other.settle();
-    EXPECT_EQ(other->standardOutput(), "Starting updater...\nStarted install.sh\nEverything done");
-    EXPECT_EQ(other->standardError(), "Unable to open SPI\n");
+    TestDevice device;
+    device.switchOn({.troubles = {sim::trouble::absentDisplay, sim::trouble::absentLeds}});
+    device.toInstalling(false);
+    device.install.exit(*device, 0);
+    device.settle();
+    EXPECT_EQ(device->standardOutput(), "Starting updater...\nStarted install.sh\nEverything done");
+    EXPECT_EQ(device->standardError(), "Unable to open SPI\n");
 }
 
 } // namespace
