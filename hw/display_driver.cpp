@@ -1,6 +1,7 @@
-// Bringing up the display and packing frames for it.
+// Bringing up the display and handing on its frames.
 #include "hw/display_driver.h"
 
+#include "hw/frame_packer.h"
 #include "hw/gpio_registers.h"
 #include "hw/st75256.h"
 
@@ -100,18 +101,6 @@ void send(DisplayDriver& display, const InitStep& step)
     }
     if (step.waitAfterMs != 0) {
         waitMs(step.waitAfterMs);
-    }
-}
-
-/// Values are not masked: anything but 0 to 3 spills into the neighbouring pixels.
-void pack(const Bitmap& canvas, Frame& frame)
-{
-    auto* next = frame.data();
-    for (std::int32_t y = 0; y < displayHeight; y += pixelsPerByte) {
-        for (std::int32_t x = 0; x < displayWidth; ++x) {
-            *next++ = static_cast<std::uint8_t>(canvas.pixel(x, y) + 4 * canvas.pixel(x, y + 1) +
-                                                16 * canvas.pixel(x, y + 2) + 64 * canvas.pixel(x, y + 3));
-        }
     }
 }
 
@@ -221,6 +210,6 @@ void DisplayDriver::sendFrame(const Bitmap& canvas)
     if (writer == nullptr) {
         return;
     }
-    pack(canvas, *frameBuffer);
+    packFrame(canvas, *frameBuffer);
     writer->post(*frameBuffer);
 }
