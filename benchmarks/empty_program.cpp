@@ -1,0 +1,3 @@
+// What every program weighs.
+int main()
+{}

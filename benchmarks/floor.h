@@ -1,0 +1,49 @@
+// The floor: what drawing and packing the measured screens costs without widgets, surfaces and clipping.
+#pragma once
+
+#include "hw/frame.h"
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string_view>
+#include <vector>
+
+/// Plain loops, written for these screens alone: rows are copied and filled whole, glyphs stand in cells of one size,
+/// so that the compiler knows how long its loops are, and pixels are packed by 64-bit words.
+class Floor {
+public:
+    /// The image store and the fonts must be there.
+    Floor();
+
+    const Frame& drawMessage();
+    const Frame& drawMenu();
+    void pack();
+
+private:
+    using Pixels = std::array<std::uint8_t, displayWidth * displayHeight>;
+
+    /// A glyph in the upper left corner of a cell of `size` by `size` pixels: 0xFF for ink, 0 for none.
+    template <std::int32_t size>
+    struct Glyph {
+        std::int32_t width = 0;
+        std::array<std::uint8_t, size * size> ink{};
+    };
+    template <std::int32_t size>
+    using Alphabet = std::array<Glyph<size>, 256>;
+
+    template <std::int32_t size>
+    static Alphabet<size> alphabetOf(const char* font);
+    template <std::int32_t size>
+    void drawText(const Alphabet<size>& alphabet, std::string_view text, std::int32_t left, std::int32_t top,
+                  std::int32_t right, std::uint8_t colour);
+    void clear();
+    void drawTitle();
+
+    Alphabet<8> alphabet8;
+    Alphabet<16> alphabet16;
+    std::vector<std::uint8_t> wheel;
+    std::array<std::vector<std::uint8_t>, 2> buttons;
+    Pixels canvas{};
+    Frame frame{};
+};
