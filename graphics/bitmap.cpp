@@ -100,7 +100,7 @@ bool Bitmap::hasTransparency() const
 void Bitmap::fill(Pixel value)
 {
     if (!isEmpty()) {
-        std::fill(row(0), row(height), value);
+        std::fill(writableRow(0), writableRow(height), value);
     }
 }
 
@@ -122,7 +122,7 @@ void Bitmap::fillRect(std::int32_t x, std::int32_t y, std::int32_t w, std::int32
     }
     const Overlap area = overlapAt(x, y, w, h);
     for (std::int32_t line = area.top; line < area.bottom; ++line) {
-        std::fill(row(line) + area.left, row(line) + area.right, value);
+        std::fill(writableRow(line) + area.left, writableRow(line) + area.right, value);
     }
 }
 
@@ -142,7 +142,7 @@ void Bitmap::plotLine(std::int64_t x0, std::int64_t y0, std::int64_t x1, std::in
 
     for (std::int64_t x = x0, y = y0;;) {
         if (x >= 0 && x < width && y >= 0 && y < height) {
-            row(static_cast<std::int32_t>(y))[x] = value;
+            writableRow(static_cast<std::int32_t>(y))[x] = value;
         }
         const std::int64_t doubled = 2 * error;
         if (doubled >= -dy) {
@@ -182,7 +182,7 @@ void Bitmap::overlay(std::int32_t x, std::int32_t y, const Bitmap& source, Write
     const Overlap area = overlapAt(x, y, source.width, source.height);
     for (std::int32_t line = area.top; line < area.bottom; ++line) {
         const Pixel* from = source.row(line - y);
-        Pixel* to = row(line);
+        Pixel* to = writableRow(line);
         for (std::int32_t column = area.left; column < area.right; ++column) {
             write(to[column], from[column - x]);
         }
@@ -215,7 +215,7 @@ Bitmap Bitmap::scaled(std::int32_t factor) const
     }
     for (std::int32_t y = 0; y < result.height; ++y) {
         const Pixel* from = row(y / factor);
-        Pixel* to = result.row(y);
+        Pixel* to = result.writableRow(y);
         for (std::int32_t x = 0; x < result.width; ++x) {
             to[x] = from[x / factor];
         }
@@ -227,7 +227,7 @@ Bitmap Bitmap::inkMask() const
 {
     Bitmap result(width, height);
     if (!isEmpty()) {
-        std::transform(row(0), row(height), result.row(0),
+        std::transform(row(0), row(height), result.writableRow(0),
                        [](Pixel value) { return value == inkPixel ? inkPixel : transparentPixel; });
     }
     return result;

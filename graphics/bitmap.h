@@ -40,6 +40,8 @@ public:
 
     /// No bounds check: x must lie in 0..width-1 and y in 0..height-1.
     [[nodiscard]] Pixel pixel(std::int32_t x, std::int32_t y) const { return row(y)[x]; }
+    /// The `getWidth()` pixels of row y, which must lie in 0..height-1.
+    [[nodiscard]] const Pixel* row(std::int32_t y) const { return pixels.get() + std::int64_t{y} * width; }
     [[nodiscard]] bool hasTransparency() const;
 
     void fill(Pixel value);
@@ -66,8 +68,7 @@ private:
     struct Overlap;
 
     [[nodiscard]] bool isEmpty() const { return width < 1 || height < 1; }
-    [[nodiscard]] Pixel* row(std::int32_t y) { return pixels.get() + std::int64_t{y} * width; }
-    [[nodiscard]] const Pixel* row(std::int32_t y) const { return pixels.get() + std::int64_t{y} * width; }
+    [[nodiscard]] Pixel* writableRow(std::int32_t y) { return pixels.get() + std::int64_t{y} * width; }
     void reserve(std::int32_t count);
     [[nodiscard]] Overlap overlapAt(std::int64_t x, std::int64_t y, std::int64_t w, std::int64_t h) const;
     template <typename Write>

@@ -1,13 +1,23 @@
 // The loop over all pixels of a frame.
 #include "hw/frame_packer.h"
 
-void packFrame(const Bitmap& canvas, Frame& frame)
+// The development machines' basic instruction set has no shift within bytes and so needs half as much again as the
+// device's; where the machine can do more, more is used.
+#ifdef __x86_64__
+#define TONECRATE_WIDE_VECTORS __attribute__((target_clones("avx2", "default")))
+#else
+#define TONECRATE_WIDE_VECTORS
+#endif
+
+/// Every step of the sum stays within its byte, so that a register full of bytes is worked on at a time.
+TONECRATE_WIDE_VECTORS void packFrame(const Bitmap& canvas, Frame& frame)
 {
-    auto* next = frame.data();
-    for (std::int32_t y = 0; y < displayHeight; y += pixelsPerByte) {
+    const auto join = [](Pixel upper, std::uint8_t lower) { return static_cast<std::uint8_t>(upper + 4 * lower); };
+    std::uint8_t* __restrict bytes = frame.data(); // shares no memory with the canvas
+    for (std::int32_t y = 0; y < displayHeight; y += pixelsPerByte, bytes += displayWidth) {
+        const Pixel* rows[] = {canvas.row(y), canvas.row(y + 1), canvas.row(y + 2), canvas.row(y + 3)};
         for (std::int32_t x = 0; x < displayWidth; ++x) {
-            *next++ = static_cast<std::uint8_t>(canvas.pixel(x, y) + 4 * canvas.pixel(x, y + 1) +
-                                                16 * canvas.pixel(x, y + 2) + 64 * canvas.pixel(x, y + 3));
+            bytes[x] = join(rows[0][x], join(rows[1][x], join(rows[2][x], rows[3][x])));
         }
     }
 }
