@@ -71,8 +71,8 @@ private:
     [[nodiscard]] Pixel* writableRow(std::int32_t y) { return pixels.get() + std::int64_t{y} * width; }
     void reserve(std::int32_t count);
     [[nodiscard]] Overlap overlapAt(std::int64_t x, std::int64_t y, std::int64_t w, std::int64_t h) const;
-    template <typename Write>
-    void overlay(std::int32_t x, std::int32_t y, const Bitmap& source, Write write);
+    template <typename Choose>
+    void overlay(std::int32_t x, std::int32_t y, const Bitmap& source, Choose choose);
     void plotLine(std::int64_t x0, std::int64_t y0, std::int64_t x1, std::int64_t y1, Pixel value);
 
     std::int32_t width = 0;
