@@ -32,14 +32,31 @@ std::uint8_t codeOf(std::string_view path)
     return code;
 }
 
-const Bitmap& glyphFor(const Font& font, char character)
+const GlyphCell& cellFor(const Font& font, char character)
 {
-    static const Bitmap none;
-    auto found = font.glyphs.find(static_cast<std::uint8_t>(character));
-    if (found == font.glyphs.end()) {
-        found = font.glyphs.find(0);
+    return font.cells[font.cellOf[static_cast<std::uint8_t>(character)]];
+}
+
+GlyphCell cellOf(const Bitmap& glyph)
+{
+    constexpr std::int32_t leastColumns = 16;
+    Bitmap mask(std::max(glyph.getWidth(), leastColumns), glyph.getHeight());
+    mask.fill(transparentPixel);
+    mask.drawBitmap(0, 0, glyph, false);
+    return {glyph.getWidth(), std::move(mask)};
+}
+
+/// Fills the flat table from the map.
+void lineUpCells(Font& font)
+{
+    for (const auto& [code, glyph] : font.glyphs) {
+        if (code == 0) {
+            font.cells.front() = cellOf(glyph);
+        } else {
+            font.cellOf[code] = static_cast<std::uint8_t>(font.cells.size());
+            font.cells.push_back(cellOf(glyph));
+        }
     }
-    return found == font.glyphs.end() ? none : found->second;
 }
 
 std::int32_t heightOf(const Font& font)
@@ -53,18 +70,48 @@ std::int32_t clampedToInt(std::int64_t value)
     return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, Limits::min(), Limits::max()));
 }
 
+/// Sets `text` in lines of at most `maxWidth` columns: calls place(cell, column, line) for each of its glyphs, up to the
+/// break that would open line number `maxLines`. Returns the number of the last line.
+template <typename Place>
+std::int32_t setLines(const Font& font, const std::string& text, std::int64_t maxWidth, std::int32_t maxLines,
+                      Place place)
+{
+    std::int64_t column = 0;
+    std::int32_t line = 0;
+    for (const char character : text) {
+        const GlyphCell& cell = cellFor(font, character);
+        // A line feed that overflows is used up by the break that it causes.
+        if (character == '\n' || cell.width + column > maxWidth) {
+            if (line + 1 >= maxLines) {
+                return line;
+            }
+            ++line;
+            column = 0;
+        }
+        if (character != '\n') {
+            place(cell, column, line);
+            column += cell.width + font.letterSpacing;
+        }
+    }
+    return line;
+}
+
 } // namespace
 
 void buildFont(const std::string& name, const std::string& directory, std::int32_t letterSpacing,
                std::int32_t lineSpacing, std::int32_t scale)
 {
-    std::map<std::uint8_t, Bitmap> glyphs;
+    Font font;
+    font.letterSpacing = letterSpacing;
+    font.lineSpacing = lineSpacing;
+    font.scale = scale;
     for (const auto& [path, image] : imageStore) {
         if (path.starts_with(directory)) {
-            glyphs.insert_or_assign(codeOf(path), getImage(path).inkMask().scaled(scale));
+            font.glyphs.insert_or_assign(codeOf(path), getImage(path).inkMask().scaled(scale));
         }
     }
-    fontRegistry[name] = Font{letterSpacing, lineSpacing, scale, std::move(glyphs)};
+    lineUpCells(font);
+    fontRegistry[name] = std::move(font);
 }
 
 std::int32_t fontHeight(const std::string& name)
@@ -87,7 +134,7 @@ std::uint32_t textWidth(const std::string& name, const std::string& text)
     }
     std::int64_t total = 0;
     for (const char character : text) {
-        total += glyphFor(*font, character).getWidth() + font->letterSpacing;
+        total += cellFor(*font, character).width + font->letterSpacing;
     }
     return static_cast<std::uint32_t>(total == 0 ? 0 : total - font->letterSpacing);
 }
@@ -98,21 +145,8 @@ std::int32_t countLines(const std::string& name, const std::string& text, std::i
     if (font == nullptr) {
         return 0;
     }
-    std::int32_t breaks = 0;
-    std::int64_t column = 0;
-    for (const char character : text) {
-        const std::int32_t width = glyphFor(*font, character).getWidth();
-        const bool overflows = width + column > maxWidth;
-        // A line feed that overflows is used up by the break that it causes.
-        if (overflows || character == '\n') {
-            ++breaks;
-            column = 0;
-        }
-        if (character != '\n') {
-            column += width + font->letterSpacing;
-        }
-    }
-    return breaks + 1;
+    const auto measureOnly = [](const GlyphCell&, std::int64_t, std::int32_t) {};
+    return setLines(*font, text, maxWidth, std::numeric_limits<std::int32_t>::max(), measureOnly) + 1;
 }
 
 void drawText(Bitmap& canvas, std::int32_t x, std::int32_t y, const std::string& name, const std::string& text,
@@ -123,22 +157,8 @@ void drawText(Bitmap& canvas, std::int32_t x, std::int32_t y, const std::string&
         return;
     }
     const std::int64_t pitch = std::int64_t{lineGap} + heightOf(*font);
-    std::int64_t column = 0;
-    std::int32_t line = 0;
-    for (const char character : text) {
-        const Bitmap& glyph = glyphFor(*font, character);
-        const bool overflows = maxWidth != 0 && glyph.getWidth() + column > maxWidth;
-        // A line feed that overflows is used up by the break that it causes.
-        if (overflows || character == '\n') {
-            if (line + 1 >= maxLines) {
-                return;
-            }
-            ++line;
-            column = 0;
-        }
-        if (character != '\n') {
-            canvas.drawMask(clampedToInt(x + column), clampedToInt(y + pitch * line), glyph, colour);
-            column += glyph.getWidth() + font->letterSpacing;
-        }
-    }
+    const std::int64_t limit = maxWidth == 0 ? std::numeric_limits<std::int64_t>::max() : maxWidth;
+    setLines(*font, text, limit, maxLines, [&](const GlyphCell& cell, std::int64_t column, std::int32_t line) {
+        canvas.drawMask(clampedToInt(x + column), clampedToInt(y + pitch * line), cell.mask, colour);
+    });
 }

@@ -3,9 +3,19 @@
 
 #include "graphics/bitmap.h"
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
+
+/// A glyph as it is drawn.
+struct GlyphCell {
+    /// Of the glyph, without what was added to its right.
+    std::int32_t width = 0;
+    /// The glyph, widened with transparent columns where it is narrow: short rows are not worth a loop.
+    Bitmap mask;
+};
 
 struct Font {
     /// Columns of gap after every glyph but the last.
@@ -16,6 +26,13 @@ struct Font {
     std::int32_t scale = 0;
     /// By character code. Pixels are full ink or transparent. Code 0 stands in for every code that is missing.
     std::map<std::uint8_t, Bitmap> glyphs;
+
+    // The same, found without a search.
+
+    /// Where every code's cell is in `cells`; 0 for the codes that are missing.
+    std::array<std::uint8_t, 256> cellOf{};
+    /// The first is the stand-in's, or an empty one.
+    std::vector<GlyphCell> cells = std::vector<GlyphCell>(1);
 };
 
 using FontRegistry = std::map<std::string, Font>;
