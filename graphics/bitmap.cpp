@@ -2,7 +2,9 @@
 #include "graphics/bitmap.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <new>
 
@@ -27,9 +29,50 @@ std::int32_t scaledLength(std::int32_t length, std::int32_t factor)
     return static_cast<std::int32_t>(result);
 }
 
-Pixel inverted(Pixel value)
+/// Pixels of one row on which operators work at once. Sixteen of them fill a vector register of the device.
+template <std::int32_t count>
+using Pixels __attribute__((vector_size(count))) = Pixel;
+constexpr std::int32_t registerful = 16;
+
+/// Replaces `count` pixels with choose(pixels, source pixels).
+template <std::int32_t count, typename Choose>
+void chooseMany(Pixel* to, const Pixel* from, Choose choose)
 {
-    return value <= inkPixel ? static_cast<Pixel>(inkPixel - value) : value;
+    if constexpr (count > registerful) {
+        chooseMany<count / 2>(to, from, choose);
+        chooseMany<count / 2>(to + count / 2, from + count / 2, choose);
+    } else {
+        Pixels<count> old;
+        Pixels<count> source;
+        std::memcpy(&old, to, sizeof old);
+        std::memcpy(&source, from, sizeof source);
+        old = choose(old, source);
+        std::memcpy(to, &old, sizeof old);
+    }
+}
+
+/// The end of a row, shorter than twice `most` pixels.
+template <std::int32_t most, typename Choose>
+void chooseRest(Pixel* to, const Pixel* from, std::int32_t count, Choose choose)
+{
+    if ((count & most) != 0) {
+        chooseMany<most>(to, from, choose);
+        to += most;
+        from += most;
+    }
+    if constexpr (most > 1) {
+        chooseRest<most / 2>(to, from, count, choose);
+    }
+}
+
+template <typename Choose>
+void chooseRow(Pixel* to, const Pixel* from, std::int32_t count, Choose choose)
+{
+    constexpr std::int32_t many = 4 * registerful;
+    for (; count >= many; count -= many, to += many, from += many) {
+        chooseMany<many>(to, from, choose);
+    }
+    chooseRest<many / 2>(to, from, count, choose);
 }
 
 } // namespace
@@ -59,6 +102,7 @@ Bitmap::Bitmap(std::int32_t w, std::int32_t h, std::span<const std::uint8_t> sou
 Bitmap::Bitmap(const Bitmap& other) : Bitmap(other.width, other.height)
 {
     std::copy_n(other.pixels.get(), capacity, pixels.get());
+    writtenBands = other.writtenBands;
 }
 
 Bitmap& Bitmap::operator=(const Bitmap& other)
@@ -69,6 +113,7 @@ Bitmap& Bitmap::operator=(const Bitmap& other)
         width = other.width;
         height = other.height;
         std::copy_n(other.pixels.get(), count, pixels.get());
+        writtenBands = other.writtenBands;
     }
     return *this;
 }
@@ -86,6 +131,7 @@ void Bitmap::resize(std::int32_t newWidth, std::int32_t newHeight)
     reserve(pixelCount(newWidth, newHeight));
     width = newWidth;
     height = newHeight;
+    writtenBands = allBands;
 }
 
 bool Bitmap::hasTransparency() const
@@ -100,8 +146,20 @@ bool Bitmap::hasTransparency() const
 void Bitmap::fill(Pixel value)
 {
     if (!isEmpty()) {
-        std::fill(writableRow(0), writableRow(height), value);
+        std::fill(row(0), row(height), value);
     }
+    writtenBands = value == transparentPixel ? 0 : allBands;
+}
+
+void Bitmap::noteWriting(std::int32_t top, std::int32_t bottom)
+{
+    if (top >= bottom) {
+        return;
+    }
+    const std::int32_t first = top / rowsPerBand;
+    const std::int32_t count = (bottom - 1) / rowsPerBand - first + 1;
+    const std::uint64_t bands = count < 64 ? (std::uint64_t{1} << count) - 1 : allBands;
+    writtenBands |= std::rotl(bands, first % 64);
 }
 
 Bitmap::Overlap Bitmap::overlapAt(std::int64_t x, std::int64_t y, std::int64_t w, std::int64_t h) const
@@ -121,8 +179,13 @@ void Bitmap::fillRect(std::int32_t x, std::int32_t y, std::int32_t w, std::int32
         return;
     }
     const Overlap area = overlapAt(x, y, w, h);
+    noteWriting(area.top, area.bottom);
+    if (area.right - area.left == width) {
+        std::fill(row(area.top), row(area.bottom), value);
+        return;
+    }
     for (std::int32_t line = area.top; line < area.bottom; ++line) {
-        std::fill(writableRow(line) + area.left, writableRow(line) + area.right, value);
+        std::fill(row(line) + area.left, row(line) + area.right, value);
     }
 }
 
@@ -134,6 +197,7 @@ void Bitmap::drawLine(std::int32_t x0, std::int32_t y0, std::int32_t x1, std::in
 /// Bresenham's integer line, all octants, in 64 bits so that no difference of coordinates overflows.
 void Bitmap::plotLine(std::int64_t x0, std::int64_t y0, std::int64_t x1, std::int64_t y1, Pixel value)
 {
+    writtenBands = allBands;
     const std::int64_t dx = std::abs(x1 - x0);
     const std::int64_t dy = std::abs(y1 - y0);
     const int stepX = x1 > x0 ? 1 : -1;
@@ -142,7 +206,7 @@ void Bitmap::plotLine(std::int64_t x0, std::int64_t y0, std::int64_t x1, std::in
 
     for (std::int64_t x = x0, y = y0;;) {
         if (x >= 0 && x < width && y >= 0 && y < height) {
-            writableRow(static_cast<std::int32_t>(y))[x] = value;
+            row(static_cast<std::int32_t>(y))[x] = value;
         }
         const std::int64_t doubled = 2 * error;
         if (doubled >= -dy) {
@@ -172,8 +236,7 @@ void Bitmap::drawRect(std::int32_t x, std::int32_t y, std::int32_t w, std::int32
     plotLine(x, bottom, x, y, value);
 }
 
-/// Replaces each pixel that `source`, with its top-left corner at (x, y), covers with choose(pixel, source pixel). A
-/// choice instead of a condition to write: so a register full of pixels is chosen at a time.
+/// Replaces each pixel that `source`, with its top-left corner at (x, y), covers with choose(pixel, source pixel).
 template <typename Choose>
 void Bitmap::overlay(std::int32_t x, std::int32_t y, const Bitmap& source, Choose choose)
 {
@@ -181,12 +244,21 @@ void Bitmap::overlay(std::int32_t x, std::int32_t y, const Bitmap& source, Choos
         return;
     }
     const Overlap area = overlapAt(x, y, source.width, source.height);
-    const std::int32_t count = area.right - area.left;
-    for (std::int32_t line = area.top; line < area.bottom; ++line) {
-        const Pixel* __restrict from = source.row(line - y) + (area.left - x);
-        Pixel* __restrict to = writableRow(line) + area.left;
-        for (std::int32_t i = 0; i < count; ++i) {
-            to[i] = choose(to[i], from[i]);
+    if (area.left >= area.right || area.top >= area.bottom) {
+        return;
+    }
+    noteWriting(area.top, area.bottom);
+    const std::int32_t columns = area.right - area.left;
+    const std::uint64_t written = source.writtenBands;
+    Pixel* to = row(area.top) + area.left;
+    const Pixel* from = source.row(area.top - y) + (area.left - x);
+    const std::ptrdiff_t step = width;
+    const std::ptrdiff_t sourceStep = source.width;
+    for (std::int32_t line = area.top; line < area.bottom; ++line, to += step, from += sourceStep) {
+        if (columns == registerful) { // a glyph, mostly
+            chooseMany<registerful>(to, from, choose);
+        } else if (isInBand(line - y, written)) {
+            chooseRow(to, from, columns, choose);
         }
     }
 }
@@ -194,15 +266,22 @@ void Bitmap::overlay(std::int32_t x, std::int32_t y, const Bitmap& source, Choos
 void Bitmap::drawBitmap(std::int32_t x, std::int32_t y, const Bitmap& source, bool invert)
 {
     if (invert) {
-        overlay(x, y, source, [](Pixel old, Pixel value) { return value == transparentPixel ? old : inverted(value); });
+        overlay(x, y, source, []<typename Value>(Value old, Value value) {
+            const auto inverted = static_cast<Value>(inkPixel - value);
+            return value == transparentPixel ? old : value <= inkPixel ? inverted : value;
+        });
     } else {
-        overlay(x, y, source, [](Pixel old, Pixel value) { return value == transparentPixel ? old : value; });
+        overlay(x, y, source, []<typename Value>(Value old, Value value) {
+            return value == transparentPixel ? old : value; //
+        });
     }
 }
 
 void Bitmap::drawMask(std::int32_t x, std::int32_t y, const Bitmap& source, Pixel value)
 {
-    overlay(x, y, source, [value](Pixel old, Pixel mask) { return mask == inkPixel ? value : old; });
+    overlay(x, y, source, [value]<typename Value>(Value old, Value mask) {
+        return mask == inkPixel ? static_cast<Value>(Value{} + value) : old;
+    });
 }
 
 Bitmap Bitmap::scaled(std::int32_t factor) const
@@ -213,7 +292,7 @@ Bitmap Bitmap::scaled(std::int32_t factor) const
     }
     for (std::int32_t y = 0; y < result.height; ++y) {
         const Pixel* from = row(y / factor);
-        Pixel* to = result.writableRow(y);
+        Pixel* to = result.row(y);
         for (std::int32_t x = 0; x < result.width; ++x) {
             to[x] = from[x / factor];
         }
@@ -225,7 +304,7 @@ Bitmap Bitmap::inkMask() const
 {
     Bitmap result(width, height);
     if (!isEmpty()) {
-        std::transform(row(0), row(height), result.writableRow(0),
+        std::transform(row(0), row(height), result.row(0),
                        [](Pixel value) { return value == inkPixel ? inkPixel : transparentPixel; });
     }
     return result;

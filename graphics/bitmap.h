@@ -67,8 +67,17 @@ public:
 private:
     struct Overlap;
 
+    static constexpr std::int32_t rowsPerBand = 4;
+    static constexpr std::uint64_t allBands = ~std::uint64_t{0};
+
+    [[nodiscard]] static bool isInBand(std::int32_t y, std::uint64_t bands)
+    {
+        return (bands >> (y / rowsPerBand % 64) & 1) != 0;
+    }
+    void noteWriting(std::int32_t top, std::int32_t bottom);
+
     [[nodiscard]] bool isEmpty() const { return width < 1 || height < 1; }
-    [[nodiscard]] Pixel* writableRow(std::int32_t y) { return pixels.get() + std::int64_t{y} * width; }
+    [[nodiscard]] Pixel* row(std::int32_t y) { return pixels.get() + std::int64_t{y} * width; }
     void reserve(std::int32_t count);
     [[nodiscard]] Overlap overlapAt(std::int64_t x, std::int64_t y, std::int64_t w, std::int64_t h) const;
     template <typename Choose>
@@ -79,4 +88,7 @@ private:
     std::int32_t height = 0;
     std::unique_ptr<Pixel[]> pixels;
     std::int32_t capacity = 0;
+    /// A bit for every four rows that may hold anything but transparent pixels; the others need not be looked at when
+    /// the bitmap is drawn, and most of a label is empty. Rows that are 256 apart share a bit.
+    std::uint64_t writtenBands = allBands;
 };

@@ -70,8 +70,8 @@ std::int32_t clampedToInt(std::int64_t value)
     return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, Limits::min(), Limits::max()));
 }
 
-/// Sets `text` in lines of at most `maxWidth` columns: calls place(cell, column, line) for each of its glyphs, up to the
-/// break that would open line number `maxLines`. Returns the number of the last line.
+/// Sets `text` in lines of at most `maxWidth` columns: calls place(cell, column, line) for each of its glyphs, up to
+/// the break that would open line number `maxLines`. Returns the number of the last line.
 template <typename Place>
 std::int32_t setLines(const Font& font, const std::string& text, std::int64_t maxWidth, std::int32_t maxLines,
                       Place place)
