@@ -29,6 +29,9 @@ std::int32_t scaledLength(std::int32_t length, std::int32_t factor)
     return static_cast<std::int32_t>(result);
 }
 
+/// Where every array begins, so that the rows of the Canvas are read by whole cache lines.
+constexpr std::align_val_t cacheLine{64};
+
 /// Pixels of one row on which operators work at once. Sixteen of them fill a vector register of the device.
 template <std::int32_t count>
 using Pixels __attribute__((vector_size(count))) = Pixel;
@@ -118,10 +121,15 @@ Bitmap& Bitmap::operator=(const Bitmap& other)
     return *this;
 }
 
+void Bitmap::Free::operator()(Pixel* array) const
+{
+    operator delete[](array, cacheLine);
+}
+
 void Bitmap::reserve(std::int32_t count)
 {
     if (capacity < count) {
-        pixels = std::make_unique_for_overwrite<Pixel[]>(static_cast<std::size_t>(count));
+        pixels.reset(new (cacheLine) Pixel[static_cast<std::size_t>(count)]);
         capacity = count;
     }
 }

@@ -86,7 +86,10 @@ private:
 
     std::int32_t width = 0;
     std::int32_t height = 0;
-    std::unique_ptr<Pixel[]> pixels;
+    struct Free {
+        void operator()(Pixel* array) const;
+    };
+    std::unique_ptr<Pixel[], Free> pixels;
     std::int32_t capacity = 0;
     /// A bit for every four rows that may hold anything but transparent pixels; the others need not be looked at when
     /// the bitmap is drawn, and most of a label is empty. Rows that are 256 apart share a bit.
