@@ -67,7 +67,7 @@ public:
 private:
     struct Overlap;
 
-    static constexpr std::int32_t rowsPerBand = 4;
+    static constexpr std::int32_t rowsPerBand = 2;
     static constexpr std::uint64_t allBands = ~std::uint64_t{0};
 
     [[nodiscard]] static bool isInBand(std::int32_t y, std::uint64_t bands)
@@ -91,7 +91,7 @@ private:
     };
     std::unique_ptr<Pixel[], Free> pixels;
     std::int32_t capacity = 0;
-    /// A bit for every four rows that may hold anything but transparent pixels; the others need not be looked at when
-    /// the bitmap is drawn, and most of a label is empty. Rows that are 256 apart share a bit.
+    /// A bit for every two rows that may hold anything but transparent pixels; the others need not be looked at when
+    /// the bitmap is drawn, and most of a label is empty. Rows that are 128 apart share a bit.
     std::uint64_t writtenBands = allBands;
 };

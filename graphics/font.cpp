@@ -37,13 +37,27 @@ const GlyphCell& cellFor(const Font& font, char character)
     return font.cells[font.cellOf[static_cast<std::uint8_t>(character)]];
 }
 
+bool hasInk(const Bitmap& glyph, std::int32_t y)
+{
+    const Pixel* end = glyph.row(y) + glyph.getWidth();
+    return std::find(glyph.row(y), end, inkPixel) != end;
+}
+
 GlyphCell cellOf(const Bitmap& glyph)
 {
     constexpr std::int32_t leastColumns = 16;
-    Bitmap mask(std::max(glyph.getWidth(), leastColumns), glyph.getHeight());
+    std::int32_t top = 0;
+    std::int32_t bottom = glyph.getHeight();
+    while (top < bottom && !hasInk(glyph, top)) {
+        ++top;
+    }
+    while (top < bottom && !hasInk(glyph, bottom - 1)) {
+        --bottom;
+    }
+    Bitmap mask(std::max(glyph.getWidth(), leastColumns), bottom - top);
     mask.fill(transparentPixel);
-    mask.drawBitmap(0, 0, glyph, false);
-    return {glyph.getWidth(), std::move(mask)};
+    mask.drawBitmap(0, -top, glyph, false);
+    return {glyph.getWidth(), top, std::move(mask)};
 }
 
 /// Fills the flat table from the map.
@@ -159,6 +173,6 @@ void drawText(Bitmap& canvas, std::int32_t x, std::int32_t y, const std::string&
     const std::int64_t pitch = std::int64_t{lineGap} + heightOf(*font);
     const std::int64_t limit = maxWidth == 0 ? std::numeric_limits<std::int64_t>::max() : maxWidth;
     setLines(*font, text, limit, maxLines, [&](const GlyphCell& cell, std::int64_t column, std::int32_t line) {
-        canvas.drawMask(clampedToInt(x + column), clampedToInt(y + pitch * line), cell.mask, colour);
+        canvas.drawMask(clampedToInt(x + column), clampedToInt(y + pitch * line + cell.top), cell.mask, colour);
     });
 }

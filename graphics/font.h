@@ -13,7 +13,10 @@
 struct GlyphCell {
     /// Of the glyph, without what was added to its right.
     std::int32_t width = 0;
-    /// The glyph, widened with transparent columns where it is narrow: short rows are not worth a loop.
+    /// The glyph's first row with ink.
+    std::int32_t top = 0;
+    /// From there to the last row with ink, widened with transparent columns where it is narrow: short rows are not
+    /// worth a loop.
     Bitmap mask;
 };
 
