@@ -469,6 +469,32 @@ TEST_F(RealScreenLoop, TenThousandIdleIterationsAllocateNothing)
     EXPECT_EQ(calls.lookUps("/dev/sda"), 20U) << "the drive was looked for all the while";
 }
 
+TEST_F(RealScreenLoop, AnIdleIterationOfTheMenuReadsTheEncoderAndSleeps)
+{
+    updater->showMenu();
+    iterate(20);
+    calls.waitUntilEnded(1);
+    calls.takeLog();
+    iterate(1000);
+    std::vector<std::string> expected;
+    for (int i = 0; i < 1000; ++i) {
+        expected.insert(expected.end(), {"encoder read of 24 bytes", "wait 1000 us"});
+    }
+    EXPECT_EQ(firstDifference(calls.takeLog(), expected), "");
+}
+
+TEST_F(RealScreenLoop, ATurnOfTheWheelAllocatesNothing)
+{
+    calls.setLogging(false);
+    iterate(140);
+    const AllocationCounter counter;
+    updater->update(142);
+    EXPECT_TRUE(updater->needsRedraw());
+    updater->drawTree();
+    display.sendFrame(updater->getSurface());
+    EXPECT_EQ(counter.count(), 0U);
+}
+
 TEST_F(RealScreenLoop, WaitingSendsAFrameForEveryTurnOfTheWheel)
 {
     iterate(20);

@@ -566,6 +566,73 @@ TEST(Bitmap, KeepsOnlyFullInkInItsInkMask)
     EXPECT_THAT(bitmapOf({"#", ".", "#"}).inkMask(), shows({"#", " ", "#"}));
 }
 
+/// Every way to write into a bitmap that was filled with transparent pixels.
+struct WritingCase {
+    const char* name;
+    void (*write)(Bitmap& bitmap, std::int32_t y);
+};
+
+void PrintTo(const WritingCase& writing, std::ostream* out)
+{
+    *out << writing.name;
+}
+
+class BitmapWriting : public testing::TestWithParam<WritingCase> {};
+
+TEST_P(BitmapWriting, IntoATransparentBitmapIsSeenWhereverItIsDrawn)
+{
+    constexpr std::int32_t height = 300;
+    for (const std::int32_t y : {0, 1, 2, 63, 64, 127, 128, 129, 255, 256, 299}) {
+        Bitmap source(20, height);
+        source.fill(transparentPixel);
+        GetParam().write(source, y);
+        const Bitmap copy(source);
+        Bitmap target(20, height);
+        target.fill(0);
+        target.drawBitmap(0, 0, copy, false);
+        for (std::int32_t row = 0; row < height; ++row) {
+            for (std::int32_t x = 0; x < 20; ++x) {
+                const Pixel expected = source.pixel(x, row) == transparentPixel ? 0 : source.pixel(x, row);
+                ASSERT_EQ(target.pixel(x, row), expected) << x << ", " << row << " after writing at " << y;
+            }
+        }
+        EXPECT_EQ(target.pixel(3, y), 2);
+    }
+}
+
+Bitmap shade(std::int32_t width, std::int32_t height, Pixel value)
+{
+    Bitmap result(width, height);
+    result.fill(value);
+    return result;
+}
+
+constexpr WritingCase writingCases[] = {
+    {"fillRect", [](Bitmap& bitmap, std::int32_t y) { bitmap.fillRect(3, y, 2, 1, 2); }},
+    {"fillRect over whole rows", [](Bitmap& bitmap, std::int32_t y) { bitmap.fillRect(-1, y - 1, 30, 2, 2); }},
+    {"fill", [](Bitmap& bitmap, std::int32_t) { bitmap.fill(2); }},
+    {"drawLine", [](Bitmap& bitmap, std::int32_t y) { bitmap.drawLine(3, y, 8, y, 2); }},
+    {"drawRect", [](Bitmap& bitmap, std::int32_t y) { bitmap.drawRect(3, y, 4, 9, 2); }},
+    {"drawBitmap", [](Bitmap& bitmap, std::int32_t y) { bitmap.drawBitmap(2, y - 1, shade(5, 2, 2), false); }},
+    {"drawBitmap, inverted", [](Bitmap& bitmap, std::int32_t y) { bitmap.drawBitmap(0, y, shade(20, 1, 1), true); }},
+    {"drawMask", [](Bitmap& bitmap, std::int32_t y) { bitmap.drawMask(3, y, shade(16, 3, 3), 2); }},
+    {"assignment", [](Bitmap& bitmap, std::int32_t) { bitmap = shade(20, 300, 2); }},
+};
+
+INSTANTIATE_TEST_SUITE_P(All, BitmapWriting, testing::ValuesIn(writingCases));
+
+TEST(Bitmap, ShowsItsStaleRowsAfterAResize)
+{
+    Bitmap bitmap(4, 300);
+    bitmap.fill(transparentPixel);
+    bitmap.fillRect(0, 0, 4, 1, 2);
+    bitmap.resize(1, 300); // the four pixels are now the first four rows
+    Bitmap target = shade(1, 300, 0);
+    target.drawBitmap(0, 0, bitmap, false);
+    EXPECT_EQ(target.pixel(0, 3), 2);
+    EXPECT_EQ(target.pixel(0, 4), 0);
+}
+
 TEST(Bitmap, AllocatesNothingWhileDrawing)
 {
     Bitmap canvas = blank(256, 160);
