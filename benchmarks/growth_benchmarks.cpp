@@ -47,13 +47,15 @@ void readOutput(benchmark::State& state)
     }
 }
 
+class PlainWidget final : public Widget {};
+
 /// Ten children each; the last widget is at the bottom.
 class Tree {
 public:
     explicit Tree(std::int64_t size)
     {
         for (std::int64_t i = 0; i < size; ++i) {
-            Widget& widget = widgets.emplace_back();
+            PlainWidget& widget = widgets.emplace_back();
             widget.setSize(16, 16);
             if (i > 0) {
                 widgets[static_cast<std::size_t>((i - 1) / 10)].addChild(widget, 2, 2);
@@ -64,14 +66,14 @@ public:
     Widget& root() { return widgets.front(); }
     void markAllDirty()
     {
-        for (Widget& widget : widgets) {
+        for (PlainWidget& widget : widgets) {
             widget.markDirty();
         }
     }
     void markLastDirty() { widgets.back().markDirty(); }
 
 private:
-    std::deque<Widget> widgets;
+    std::deque<PlainWidget> widgets;
 };
 
 void drawWholeTree(benchmark::State& state)

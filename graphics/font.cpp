@@ -43,7 +43,7 @@ bool hasInk(const Bitmap& glyph, std::int32_t y)
     return std::find(glyph.row(y), end, inkPixel) != end;
 }
 
-GlyphCell cellOf(const Bitmap& glyph)
+void fillCell(GlyphCell& cell, const Bitmap& glyph)
 {
     constexpr std::int32_t leastColumns = 16;
     std::int32_t top = 0;
@@ -54,21 +54,23 @@ GlyphCell cellOf(const Bitmap& glyph)
     while (top < bottom && !hasInk(glyph, bottom - 1)) {
         --bottom;
     }
-    Bitmap mask(std::max(glyph.getWidth(), leastColumns), bottom - top);
-    mask.fill(transparentPixel);
-    mask.drawBitmap(0, -top, glyph, false);
-    return {glyph.getWidth(), top, std::move(mask)};
+    cell.width = glyph.getWidth();
+    cell.top = top;
+    cell.mask.resize(std::max(cell.width, leastColumns), bottom - top);
+    cell.mask.fill(transparentPixel);
+    cell.mask.drawBitmap(0, -top, glyph, false);
 }
 
 /// Fills the flat table from the map.
 void lineUpCells(Font& font)
 {
+    font.cells.reserve(font.glyphs.size() + 1);
     for (const auto& [code, glyph] : font.glyphs) {
         if (code == 0) {
-            font.cells.front() = cellOf(glyph);
+            fillCell(font.cells.front(), glyph);
         } else {
             font.cellOf[code] = static_cast<std::uint8_t>(font.cells.size());
-            font.cells.push_back(cellOf(glyph));
+            fillCell(font.cells.emplace_back(), glyph);
         }
     }
 }
