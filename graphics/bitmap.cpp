@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <new>
@@ -195,53 +194,6 @@ void Bitmap::fillRect(std::int32_t x, std::int32_t y, std::int32_t w, std::int32
     for (std::int32_t line = area.top; line < area.bottom; ++line) {
         std::fill(row(line) + area.left, row(line) + area.right, value);
     }
-}
-
-void Bitmap::drawLine(std::int32_t x0, std::int32_t y0, std::int32_t x1, std::int32_t y1, Pixel value)
-{
-    plotLine(x0, y0, x1, y1, value);
-}
-
-/// Bresenham's integer line, all octants, in 64 bits so that no difference of coordinates overflows.
-void Bitmap::plotLine(std::int64_t x0, std::int64_t y0, std::int64_t x1, std::int64_t y1, Pixel value)
-{
-    writtenBands = allBands;
-    const std::int64_t dx = std::abs(x1 - x0);
-    const std::int64_t dy = std::abs(y1 - y0);
-    const int stepX = x1 > x0 ? 1 : -1;
-    const int stepY = y1 > y0 ? 1 : -1;
-    std::int64_t error = dx - dy;
-
-    for (std::int64_t x = x0, y = y0;;) {
-        if (x >= 0 && x < width && y >= 0 && y < height) {
-            row(static_cast<std::int32_t>(y))[x] = value;
-        }
-        const std::int64_t doubled = 2 * error;
-        if (doubled >= -dy) {
-            if (x == x1) {
-                return;
-            }
-            error -= dy;
-            x += stepX;
-        }
-        if (doubled <= dx) {
-            if (y == y1) {
-                return;
-            }
-            error += dx;
-            y += stepY;
-        }
-    }
-}
-
-void Bitmap::drawRect(std::int32_t x, std::int32_t y, std::int32_t w, std::int32_t h, Pixel value)
-{
-    const std::int64_t right = std::int64_t{x} + w - 1;
-    const std::int64_t bottom = std::int64_t{y} + h - 1;
-    plotLine(x, y, right, y, value);
-    plotLine(right, y, right, bottom, value);
-    plotLine(right, bottom, x, bottom, value);
-    plotLine(x, bottom, x, y, value);
 }
 
 /// Replaces each pixel that `source`, with its top-left corner at (x, y), covers with choose(pixel, source pixel).

@@ -1,0 +1,233 @@
+// Clipped lines and outlines against two models: the plain walk over every step, and the line's closed form in 128 bits
+// where a walk would take hours.
+#include "graphics/bitmap.h"
+
+#include "tests/support/picture.h"
+
+#include <rapidcheck/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <ostream>
+#include <vector>
+
+namespace {
+
+__extension__ using Wide = __int128;
+
+constexpr std::int32_t lowest = std::numeric_limits<std::int32_t>::min();
+constexpr std::int32_t highest = std::numeric_limits<std::int32_t>::max();
+
+/// 64-bit, since the far corners of an outline leave the 32 bits.
+struct Point {
+    std::int64_t x;
+    std::int64_t y;
+};
+
+struct Line {
+    Point from;
+    Point to;
+};
+
+void PrintTo(const Line& line, std::ostream* stream)
+{
+    *stream << line.from.x << ", " << line.from.y << " to " << line.to.x << ", " << line.to.y;
+}
+
+void plot(Bitmap& bitmap, std::int64_t x, std::int64_t y, Pixel value)
+{
+    if (x >= 0 && y >= 0 && x < bitmap.getWidth() && y < bitmap.getHeight()) {
+        bitmap.fillRect(static_cast<std::int32_t>(x), static_cast<std::int32_t>(y), 1, 1, value);
+    }
+}
+
+/// Bresenham's line step by step, visible or not.
+void walkLine(Bitmap& bitmap, const Line& line, Pixel value)
+{
+    const std::int64_t dx = std::abs(line.to.x - line.from.x);
+    const std::int64_t dy = std::abs(line.to.y - line.from.y);
+    std::int64_t error = dx - dy;
+    for (auto [x, y] = line.from;;) {
+        plot(bitmap, x, y, value);
+        const std::int64_t doubled = 2 * error;
+        if (doubled >= -dy) {
+            if (x == line.to.x) {
+                return;
+            }
+            error -= dy;
+            x += line.to.x > line.from.x ? 1 : -1;
+        }
+        if (doubled <= dx) {
+            if (y == line.to.y) {
+                return;
+            }
+            error += dx;
+            y += line.to.y > line.from.y ? 1 : -1;
+        }
+    }
+}
+
+/// Whether the line has moved `across` of `rise` when it has moved `along` of `run`, its longer axis.
+bool isReached(Wide along, Wide run, Wide across, Wide rise)
+{
+    const bool isWithin = along >= 0 && along <= run;
+    return isWithin && (run == 0 ? across == 0 : (2 * along * rise + run) / (2 * run) == across);
+}
+
+/// Every pixel of the bitmap asked whether the line meets it.
+void solveLine(Bitmap& bitmap, const Line& line, Pixel value)
+{
+    const auto forward = [](std::int64_t from, std::int64_t to) { return to > from ? 1 : -1; };
+    const Wide dx = std::abs(line.to.x - line.from.x);
+    const Wide dy = std::abs(line.to.y - line.from.y);
+    for (std::int32_t y = 0; y < bitmap.getHeight(); ++y) {
+        for (std::int32_t x = 0; x < bitmap.getWidth(); ++x) {
+            const Wide movedX = (x - line.from.x) * forward(line.from.x, line.to.x);
+            const Wide movedY = (y - line.from.y) * forward(line.from.y, line.to.y);
+            if (dx >= dy ? isReached(movedX, dx, movedY, dy) : isReached(movedY, dy, movedX, dx)) {
+                plot(bitmap, x, y, value);
+            }
+        }
+    }
+}
+
+template <typename Draw>
+void outline(const Draw& draw, std::int64_t x, std::int64_t y, std::int64_t w, std::int64_t h)
+{
+    const Point end = {x + w - 1, y + h - 1};
+    draw(Line{{x, y}, {end.x, y}});
+    draw(Line{{end.x, y}, end});
+    draw(Line{end, {x, end.y}});
+    draw(Line{{x, end.y}, {x, y}});
+}
+
+Bitmap blank(std::int32_t width, std::int32_t height)
+{
+    Bitmap bitmap(width, height);
+    bitmap.fill(0);
+    return bitmap;
+}
+
+void drawLine(Bitmap& bitmap, const Line& line, Pixel value)
+{
+    bitmap.drawLine(static_cast<std::int32_t>(line.from.x), static_cast<std::int32_t>(line.from.y),
+                    static_cast<std::int32_t>(line.to.x), static_cast<std::int32_t>(line.to.y), value);
+}
+
+void requireSame(const Bitmap& expected, const Bitmap& actual)
+{
+    if (pictureOf(expected) != pictureOf(actual)) {
+        RC_FAIL(sideBySide(pictureOf(expected), pictureOf(actual)));
+    }
+}
+
+Bitmap anyBlank()
+{
+    const auto width = *rc::gen::inRange<std::int32_t>(0, 24);
+    return blank(width, *rc::gen::inRange<std::int32_t>(0, 18));
+}
+
+/// Near the bitmap, some hundreds of steps away, or as far out as can be.
+rc::Gen<std::int32_t> farCoordinate()
+{
+    const auto near = rc::gen::inRange<std::int32_t>(-4, 28);
+    const auto nearEnds = rc::gen::oneOf(rc::gen::inRange<std::int32_t>(lowest, lowest + 40),
+                                         rc::gen::inRange<std::int32_t>(highest - 40, highest));
+    return rc::gen::weightedOneOf<std::int32_t>({{2, near},
+                                                 {1, rc::gen::inRange<std::int32_t>(-900, 900)},
+                                                 {2, nearEnds},
+                                                 {1, rc::gen::element(lowest, highest)},
+                                                 {2, rc::gen::arbitrary<std::int32_t>()},
+                                                 {2, rc::gen::inRange<std::int32_t>(lowest, highest)}});
+}
+
+Line lineOf(const rc::Gen<std::int32_t>& coordinate)
+{
+    const std::vector<std::int32_t> ends = *rc::gen::container<std::vector<std::int32_t>>(4, coordinate);
+    return {{ends[0], ends[1]}, {ends[2], ends[3]}};
+}
+
+RC_GTEST_PROP(LineProperties, EveryPixelIsTheOneOfThePlainWalkWhereverTheLineIsClipped, ())
+{
+    const Line line = lineOf(rc::gen::inRange<std::int32_t>(-60, 84));
+    Bitmap expected = anyBlank();
+    Bitmap actual = expected;
+    walkLine(expected, line, 3);
+    drawLine(actual, line, 3);
+    requireSame(expected, actual);
+}
+
+RC_GTEST_PROP(LineProperties, TheClosedFormIsThePlainWalk, ())
+{
+    const Line line = lineOf(rc::gen::inRange<std::int32_t>(-60, 84));
+    Bitmap walked = anyBlank();
+    Bitmap solved = walked;
+    walkLine(walked, line, 3);
+    solveLine(solved, line, 3);
+    requireSame(walked, solved);
+}
+
+RC_GTEST_PROP(LineProperties, EveryPixelIsTheOneOfTheClosedFormHoweverFarTheEndsAre, ())
+{
+    const Line line = lineOf(farCoordinate());
+    Bitmap expected = anyBlank();
+    Bitmap actual = expected;
+    solveLine(expected, line, 3);
+    drawLine(actual, line, 3);
+    requireSame(expected, actual);
+}
+
+/// Seldom does a random line through billions of pixels meet a small bitmap; these do, near its middle.
+RC_GTEST_PROP(LineProperties, EveryPixelOfALongLineThroughTheBitmapIsTheOneOfTheClosedForm, ())
+{
+    const Point middle = {*rc::gen::inRange(0, 24), *rc::gen::inRange(0, 18)};
+    const auto half = rc::gen::inRange<std::int32_t>(lowest + 100, highest - 100);
+    const Point to = {*half, *half};
+    const Line line = {{2 * middle.x - to.x, 2 * middle.y - to.y}, to};
+    Bitmap expected = blank(24, 18);
+    Bitmap actual = expected;
+    solveLine(expected, line, 3);
+    drawLine(actual, line, 3);
+    requireSame(expected, actual);
+    RC_ASSERT(actual.pixel(static_cast<std::int32_t>(middle.x), static_cast<std::int32_t>(middle.y)) == 3);
+}
+
+RC_GTEST_PROP(LineProperties, OutlinesAreTheirFourLinesHoweverLarge, ())
+{
+    const std::vector<std::int32_t> numbers = *rc::gen::container<std::vector<std::int32_t>>(4, farCoordinate());
+    Bitmap expected = anyBlank();
+    Bitmap actual = expected;
+    outline([&](const Line& line) { solveLine(expected, line, 2); }, numbers[0], numbers[1], numbers[2], numbers[3]);
+    actual.drawRect(numbers[0], numbers[1], numbers[2], numbers[3], 2);
+    requireSame(expected, actual);
+}
+
+class ExtremeLine : public testing::TestWithParam<Line> {};
+
+TEST_P(ExtremeLine, ShowsThePixelsOfTheClosedFormInBothDirections)
+{
+    const Line& line = GetParam();
+    for (const Line& directed : {line, Line{line.to, line.from}}) {
+        Bitmap expected = blank(64, 40);
+        Bitmap actual = expected;
+        solveLine(expected, directed, 3);
+        drawLine(actual, directed, 3);
+        EXPECT_THAT(actual, shows(expected));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, ExtremeLine,
+                         testing::Values(Line{{lowest, lowest}, {highest, highest}},
+                                         Line{{lowest, highest}, {highest, lowest}}, Line{{lowest, 7}, {highest, 7}},
+                                         Line{{7, lowest}, {7, highest}}, Line{{lowest, 0}, {highest, 1}},
+                                         Line{{0, lowest}, {1, highest}}, Line{{lowest, -20}, {highest, 60}},
+                                         Line{{lowest, lowest + 1}, {highest, highest}},
+                                         Line{{lowest + 1, lowest}, {highest, highest}},
+                                         Line{{0, 0}, {highest, highest - 1}}, Line{{0, 0}, {highest - 1, highest}},
+                                         Line{{63, 39}, {lowest, lowest}}, Line{{5, 5}, {lowest, highest}},
+                                         Line{{lowest, lowest}, {lowest, lowest}}, Line{{lowest, -1}, {highest, -1}},
+                                         Line{{64, lowest}, {64, highest}}));
+
+} // namespace
