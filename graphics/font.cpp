@@ -75,6 +75,12 @@ void lineUpCells(Font& font)
     }
 }
 
+/// From a glyph's first column to that of the next. 64-bit: the spacing may be any number.
+std::int64_t advanceOf(const Font& font, const GlyphCell& cell)
+{
+    return std::int64_t{cell.width} + font.letterSpacing;
+}
+
 std::int32_t heightOf(const Font& font)
 {
     return font.glyphs.empty() ? 0 : font.glyphs.begin()->second.getHeight();
@@ -106,7 +112,7 @@ std::int32_t setLines(const Font& font, const std::string& text, std::int64_t ma
         }
         if (character != '\n') {
             place(cell, column, line);
-            column += cell.width + font.letterSpacing;
+            column += advanceOf(font, cell);
         }
     }
     return line;
@@ -150,7 +156,7 @@ std::uint32_t textWidth(const std::string& name, const std::string& text)
     }
     std::int64_t total = 0;
     for (const char character : text) {
-        total += cellFor(*font, character).width + font->letterSpacing;
+        total += advanceOf(*font, cellFor(*font, character));
     }
     return static_cast<std::uint32_t>(total == 0 ? 0 : total - font->letterSpacing);
 }

@@ -431,6 +431,16 @@ TEST_F(TinyFont, DrawsItsFirstLineWhateverTheLineGapAndCountsLinesWithoutOverflo
     EXPECT_EQ(countLines("tiny", "aaa", lowest), 4);
 }
 
+TEST_F(TinyFont, MeasuresAndDrawsWithAnySpacingWithoutOverflow)
+{
+    fontRegistry.at("tiny").letterSpacing = highest;
+    EXPECT_EQ(textWidth("tiny", "ab"), 5 + static_cast<std::uint32_t>(highest));
+    EXPECT_EQ(countLines("tiny", "ab", highest), 2);
+    Bitmap canvas = bitmapOf(Picture(3, "..."));
+    drawText(canvas, 0, 0, "tiny", "ab", 3, 0, 1, 1);
+    EXPECT_THAT(canvas, shows({"#..", "##.", "#.."}));
+}
+
 TEST_F(TinyFont, AllocatesNothingWhileMeasuringAndDrawing)
 {
     Bitmap canvas(64, 64);
