@@ -3,6 +3,7 @@
 
 #include "tests/support/arbitrary_bitmap.h"
 #include "tests/support/test_font.h"
+#include "tests/support/text_model.h"
 
 #include <rapidcheck/gtest.h>
 
@@ -105,45 +106,6 @@ TEST_F(FontProperties, CountLinesNamesHowManyLinesDrawTextNeedsForTheWholeText)
     });
 }
 
-/// The written steps of text drawing, pixel by pixel and without clipping cleverness.
-void drawTextPlainly(Bitmap& canvas, std::int32_t x, std::int32_t y, const std::string& name, const std::string& text,
-                     Pixel colour, std::int32_t maxWidth, std::int32_t maxLines, std::int32_t lineGap)
-{
-    const Font& font = fontRegistry.at(name);
-    const std::int32_t lineHeight = font.glyphs.begin()->second.getHeight();
-    std::int32_t column = 0;
-    std::int32_t line = 0;
-    for (const char character : text) {
-        const auto code = static_cast<std::uint8_t>(character);
-        const Bitmap& glyph = font.glyphs.contains(code) ? font.glyphs.at(code) : font.glyphs.at(0);
-        if (maxWidth != 0 && glyph.getWidth() + column > maxWidth) {
-            line += 1;
-            if (line >= maxLines) {
-                return;
-            }
-            column = 0;
-            if (character == '\n') {
-                continue;
-            }
-        } else if (character == '\n') {
-            if (line + 1 >= maxLines) {
-                return;
-            }
-            line += 1;
-            column = 0;
-            continue;
-        }
-        for (std::int32_t i = 0; i < glyph.getWidth(); ++i) {
-            for (std::int32_t j = 0; j < glyph.getHeight(); ++j) {
-                if (glyph.pixel(i, j) == 3) {
-                    canvas.fillRect(x + column + i, y + (lineGap + lineHeight) * line + j, 1, 1, colour);
-                }
-            }
-        }
-        column += glyph.getWidth() + font.letterSpacing;
-    }
-}
-
 TEST_F(FontProperties, DrawTextWritesThePixelsThatAModelWrites)
 {
     rc::detail::checkGTest([] {
@@ -158,7 +120,7 @@ TEST_F(FontProperties, DrawTextWritesThePixelsThatAModelWrites)
         Bitmap expected(40, 25);
         expected.fill(4);
         Bitmap actual = expected;
-        drawTextPlainly(expected, x, y, "any", text, colour, maxWidth, maxLines, lineGap);
+        drawTextPlainly(expected, x, y, fontRegistry.at("any"), text, colour, maxWidth, maxLines, lineGap);
         drawText(actual, x, y, "any", text, colour, maxWidth, maxLines, lineGap);
         if (pictureOf(expected) != pictureOf(actual)) {
             RC_FAIL(sideBySide(pictureOf(expected), pictureOf(actual)));

@@ -2,39 +2,20 @@
 // where a walk would take hours.
 #include "graphics/bitmap.h"
 
+#include "tests/support/line_model.h"
 #include "tests/support/picture.h"
 
 #include <rapidcheck/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
-#include <ostream>
 #include <vector>
 
 namespace {
 
-__extension__ using Wide = __int128;
-
 constexpr std::int32_t lowest = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t highest = std::numeric_limits<std::int32_t>::max();
-
-/// 64-bit, since the far corners of an outline leave the 32 bits.
-struct Point {
-    std::int64_t x;
-    std::int64_t y;
-};
-
-struct Line {
-    Point from;
-    Point to;
-};
-
-void PrintTo(const Line& line, std::ostream* stream)
-{
-    *stream << line.from.x << ", " << line.from.y << " to " << line.to.x << ", " << line.to.y;
-}
 
 void plot(Bitmap& bitmap, std::int64_t x, std::int64_t y, Pixel value)
 {
@@ -69,38 +50,16 @@ void walkLine(Bitmap& bitmap, const Line& line, Pixel value)
     }
 }
 
-/// Whether the line has moved `across` of `rise` when it has moved `along` of `run`, its longer axis.
-bool isReached(Wide along, Wide run, Wide across, Wide rise)
-{
-    const bool isWithin = along >= 0 && along <= run;
-    return isWithin && (run == 0 ? across == 0 : (2 * along * rise + run) / (2 * run) == across);
-}
-
 /// Every pixel of the bitmap asked whether the line meets it.
 void solveLine(Bitmap& bitmap, const Line& line, Pixel value)
 {
-    const auto forward = [](std::int64_t from, std::int64_t to) { return to > from ? 1 : -1; };
-    const Wide dx = std::abs(line.to.x - line.from.x);
-    const Wide dy = std::abs(line.to.y - line.from.y);
     for (std::int32_t y = 0; y < bitmap.getHeight(); ++y) {
         for (std::int32_t x = 0; x < bitmap.getWidth(); ++x) {
-            const Wide movedX = (x - line.from.x) * forward(line.from.x, line.to.x);
-            const Wide movedY = (y - line.from.y) * forward(line.from.y, line.to.y);
-            if (dx >= dy ? isReached(movedX, dx, movedY, dy) : isReached(movedY, dy, movedX, dx)) {
+            if (meets(line, x, y)) {
                 plot(bitmap, x, y, value);
             }
         }
     }
-}
-
-template <typename Draw>
-void outline(const Draw& draw, std::int64_t x, std::int64_t y, std::int64_t w, std::int64_t h)
-{
-    const Point end = {x + w - 1, y + h - 1};
-    draw(Line{{x, y}, {end.x, y}});
-    draw(Line{{end.x, y}, end});
-    draw(Line{end, {x, end.y}});
-    draw(Line{{x, end.y}, {x, y}});
 }
 
 Bitmap blank(std::int32_t width, std::int32_t height)
@@ -199,7 +158,9 @@ RC_GTEST_PROP(LineProperties, OutlinesAreTheirFourLinesHoweverLarge, ())
     const std::vector<std::int32_t> numbers = *rc::gen::container<std::vector<std::int32_t>>(4, farCoordinate());
     Bitmap expected = anyBlank();
     Bitmap actual = expected;
-    outline([&](const Line& line) { solveLine(expected, line, 2); }, numbers[0], numbers[1], numbers[2], numbers[3]);
+    for (const Line& line : outlineOf(numbers[0], numbers[1], numbers[2], numbers[3])) {
+        solveLine(expected, line, 2);
+    }
     actual.drawRect(numbers[0], numbers[1], numbers[2], numbers[3], 2);
     requireSame(expected, actual);
 }

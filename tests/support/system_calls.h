@@ -10,6 +10,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -29,6 +30,8 @@ struct ScriptedCommand {
     std::string shellLine = "exit 0";
     /// Answers the reads one after another; when they are used up the output has ended. Reads the real pipe if empty.
     std::deque<ScriptedRead> reads;
+    /// When given, no process is started: this is what its end would have been, as waitpid tells it. Needs `reads`.
+    std::optional<int> waitStatus = std::nullopt;
 };
 
 /// One write of more than one byte to the display.
@@ -208,6 +211,7 @@ private:
     std::FILE* commandPipe = nullptr;
     int commandFd = -1;
     bool commandIsScripted = false;
+    std::optional<int> commandWaitStatus;
     std::deque<ScriptedRead> commandOutput;
     /// How much of the first of them has been read.
     std::size_t outputOffset = 0;

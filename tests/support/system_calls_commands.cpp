@@ -52,7 +52,7 @@ std::FILE* SystemCalls::start(const char* commandLine, const char* mode)
         errno = EMFILE;
         return nullptr;
     }
-    ScriptedCommand command{commandLine, {}};
+    ScriptedCommand command{commandLine, {}, {}};
     const auto found = scriptedCommands.find(commandLine);
     if (found != scriptedCommands.end()) {
         command = std::move(found->second);
@@ -61,7 +61,8 @@ std::FILE* SystemCalls::start(const char* commandLine, const char* mode)
         ADD_FAILURE() << "a script of the device was started: " << commandLine;
         command.shellLine = "exit 99";
     }
-    commandPipe = __real_popen(command.shellLine.c_str(), mode);
+    commandWaitStatus = command.waitStatus;
+    commandPipe = commandWaitStatus ? std::fopen("/dev/null", mode) : __real_popen(command.shellLine.c_str(), mode);
     commandFd = fileno(commandPipe);
     commandIsScripted = !command.reads.empty();
     commandOutput = std::move(command.reads);
@@ -72,7 +73,8 @@ std::FILE* SystemCalls::start(const char* commandLine, const char* mode)
 
 int SystemCalls::finish(std::FILE* pipe)
 {
-    const int status = __real_pclose(pipe);
+    const bool hasProcess = pipe != commandPipe || !commandWaitStatus;
+    const int status = hasProcess ? __real_pclose(pipe) : (std::fclose(pipe), *commandWaitStatus);
     note("exit status taken");
     if (pipe == commandPipe) {
         commandPipe = nullptr;

@@ -1,0 +1,149 @@
+// The drawing operations at any coordinates, each against a model that asks every pixel by itself.
+#include "fuzz/fuzz_target.h"
+#include "graphics/bitmap.h"
+#include "tests/support/line_model.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr std::size_t mostOperations = 64;
+
+Bitmap takeBitmap(FuzzInput& input)
+{
+    const std::int32_t width = input.takeFrom(0, 40);
+    const std::int32_t height = input.takeFrom(0, 30);
+    const auto seed = input.take<std::uint8_t>();
+    std::vector<std::uint8_t> values;
+    for (std::int32_t i = 0; i < width * height; ++i) {
+        static constexpr std::uint8_t kinds[] = {0, 1, 2, 3, 255, 3, 9, 255};
+        values.push_back(kinds[(i * (seed | 1) >> 2 ^ seed) & 7]);
+    }
+    return {width, height, values};
+}
+
+/// The bitmap after an operation that writes `written(x, y)` where that gives a value.
+template <typename Written>
+Bitmap modelled(const Bitmap& before, const Written& written)
+{
+    std::vector<std::uint8_t> values;
+    for (std::int32_t y = 0; y < before.getHeight(); ++y) {
+        for (std::int32_t x = 0; x < before.getWidth(); ++x) {
+            values.push_back(std::optional<Pixel>(written(x, y)).value_or(before.pixel(x, y)));
+        }
+    }
+    return {before.getWidth(), before.getHeight(), values};
+}
+
+void requireSame(const Bitmap& expected, const Bitmap& actual, const char* expectation)
+{
+    require(expected.getWidth() == actual.getWidth() && expected.getHeight() == actual.getHeight(),
+            "drawing keeps the size");
+    for (std::int32_t y = 0; y < expected.getHeight(); ++y) {
+        for (std::int32_t x = 0; x < expected.getWidth(); ++x) {
+            require(expected.pixel(x, y) == actual.pixel(x, y), expectation);
+        }
+    }
+}
+
+/// What `source`, placed at (left, top), has at a pixel of the bitmap below it.
+std::optional<Pixel> under(const Bitmap& source, std::int32_t left, std::int32_t top, std::int32_t x, std::int32_t y)
+{
+    const std::int64_t column = std::int64_t{x} - left;
+    const std::int64_t row = std::int64_t{y} - top;
+    if (column < 0 || row < 0 || column >= source.getWidth() || row >= source.getHeight()) {
+        return std::nullopt;
+    }
+    return source.pixel(static_cast<std::int32_t>(column), static_cast<std::int32_t>(row));
+}
+
+void fillRectangle(Bitmap& bitmap, FuzzInput& input)
+{
+    const std::int32_t left = input.takeCoordinate();
+    const std::int32_t top = input.takeCoordinate();
+    const std::int32_t width = input.takeCoordinate();
+    const std::int32_t height = input.takeCoordinate();
+    const auto value = input.take<Pixel>();
+    const Bitmap expected = modelled(bitmap, [&](std::int64_t x, std::int64_t y) {
+        const bool isInside = x >= left && x - left < width && y >= top && y - top < height;
+        return isInside ? std::optional(value) : std::nullopt;
+    });
+    bitmap.fillRect(left, top, width, height, value);
+    requireSame(expected, bitmap, "a rectangle covers its pixels and no other");
+}
+
+void drawLine(Bitmap& bitmap, FuzzInput& input)
+{
+    const std::int32_t x0 = input.takeCoordinate();
+    const std::int32_t y0 = input.takeCoordinate();
+    const std::int32_t x1 = input.takeCoordinate();
+    const std::int32_t y1 = input.takeCoordinate();
+    const auto value = input.take<Pixel>();
+    const Line line = {{x0, y0}, {x1, y1}};
+    const Bitmap expected = modelled(bitmap, [&](std::int32_t x, std::int32_t y) {
+        return meets(line, x, y) ? std::optional(value) : std::nullopt;
+    });
+    bitmap.drawLine(x0, y0, x1, y1, value);
+    requireSame(expected, bitmap, "a line has the pixels of its closed form and no other");
+}
+
+void drawOutline(Bitmap& bitmap, FuzzInput& input)
+{
+    const std::int32_t left = input.takeCoordinate();
+    const std::int32_t top = input.takeCoordinate();
+    const std::int32_t width = input.takeCoordinate();
+    const std::int32_t height = input.takeCoordinate();
+    const auto value = input.take<Pixel>();
+    const std::vector<Line> lines = outlineOf(left, top, width, height);
+    const Bitmap expected = modelled(bitmap, [&](std::int32_t x, std::int32_t y) {
+        const bool isMet = std::any_of(lines.begin(), lines.end(), [&](const Line& line) { return meets(line, x, y); });
+        return isMet ? std::optional(value) : std::nullopt;
+    });
+    bitmap.drawRect(left, top, width, height, value);
+    requireSame(expected, bitmap, "an outline is its four lines");
+}
+
+void drawPicture(Bitmap& bitmap, FuzzInput& input)
+{
+    const Bitmap source = takeBitmap(input);
+    const std::int32_t left = input.takeCoordinate();
+    const std::int32_t top = input.takeCoordinate();
+    const bool invert = input.takeFrom(0, 1) != 0;
+    const Bitmap expected = modelled(bitmap, [&](std::int32_t x, std::int32_t y) {
+        std::optional<Pixel> value = under(source, left, top, x, y);
+        if (value == transparentPixel) {
+            value.reset();
+        }
+        return value && invert && *value <= 3 ? static_cast<Pixel>(3 - *value) : value;
+    });
+    bitmap.drawBitmap(left, top, source, invert);
+    requireSame(expected, bitmap, "a bitmap covers what is below its opaque pixels");
+}
+
+void drawMask(Bitmap& bitmap, FuzzInput& input)
+{
+    const Bitmap source = takeBitmap(input);
+    const std::int32_t left = input.takeCoordinate();
+    const std::int32_t top = input.takeCoordinate();
+    const auto value = input.take<Pixel>();
+    const Bitmap expected = modelled(bitmap, [&](std::int32_t x, std::int32_t y) {
+        return under(source, left, top, x, y) == inkPixel ? std::optional(value) : std::nullopt;
+    });
+    bitmap.drawMask(left, top, source, value);
+    requireSame(expected, bitmap, "a mask writes its value where it has ink");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count)
+{
+    static constexpr auto operations = {fillRectangle, drawLine, drawOutline, drawPicture, drawMask};
+    FuzzInput input(bytes, count);
+    Bitmap bitmap = takeBitmap(input);
+    for (std::size_t i = 0; i < mostOperations && !input.isEmpty(); ++i) {
+        operations.begin()[input.take<std::uint8_t>() % operations.size()](bitmap, input);
+    }
+    return 0;
+}
