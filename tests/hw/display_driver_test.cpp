@@ -85,6 +85,13 @@ TEST_F(Display, IsBroughtUpWithExactlyTheseBytesLevelsAndWaits)
               "");
 }
 
+TEST_F(Display, WorksOnDescriptorZeroToo)
+{
+    calls.giveDescriptorZero();
+    EXPECT_EQ(open(), "");
+    EXPECT_EQ(calls.takeLog().back(), "command AF");
+}
+
 TEST_F(Display, ClearingSetsTheWholeAddressWindowAndWrites10240Zeros)
 {
     open();

@@ -57,6 +57,13 @@ TEST_F(GpioRegisters, MappingTakesThePhysicalBaseThatItIsGiven)
     EXPECT_THAT(calls.takeLog(), testing::Contains(testing::HasSubstr("offset 3F200000")));
 }
 
+TEST_F(GpioRegisters, MappingWorksOnDescriptorZeroToo)
+{
+    calls.giveDescriptorZero();
+    EXPECT_EQ(mapGpioRegisters(blockBase), calls.gpio.data());
+    EXPECT_EQ(calls.openDevices(), 0U);
+}
+
 TEST_F(GpioRegisters, WithoutRootRightsTheMessageIsPrintedAndNullReturned)
 {
     calls.removeDevice("/dev/mem");

@@ -49,6 +49,15 @@ TEST_F(I2c, BusIsClosedOnceByCloseAndTheDestructor)
     EXPECT_THAT(calls.takeLog(), ElementsAre("open /dev/i2c-2 flags " + readWrite, "close /dev/i2c-2"));
 }
 
+TEST_F(I2c, BusOnDescriptorZeroIsClosedToo)
+{
+    calls.giveDescriptorZero();
+    bus.open(23);
+    calls.takeLog();
+    bus.close();
+    EXPECT_THAT(calls.takeLog(), ElementsAre("close /dev/i2c-23"));
+}
+
 TEST_F(I2c, OpeningAnotherBusClosesTheFirst)
 {
     bus.open(23);

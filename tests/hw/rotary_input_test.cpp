@@ -28,6 +28,16 @@ TEST_F(Encoder, IsOpenedForReadingWithoutBlocking)
                 ElementsAre("open /dev/input/event0 flags " + std::to_string(O_RDONLY | O_NONBLOCK | O_CLOEXEC)));
 }
 
+TEST_F(Encoder, WorksOnDescriptorZeroToo)
+{
+    calls.giveDescriptorZero();
+    calls.queueStep(1);
+    testing::internal::CaptureStderr();
+    encoder.open();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(encoder.readStep(), 1);
+}
+
 TEST_F(Encoder, ThatIsMissingIsReportedAndNeverTurns)
 {
     calls.removeDevice("/dev/input/event0");

@@ -173,7 +173,8 @@ int SystemCalls::openDevice(const char* path, int flags)
     }
     const std::lock_guard lock(mutex);
     devices[nextFd] = {path, kindOf(path)};
-    return nextFd++;
+    hasZero = hasZero || nextFd == 0;
+    return std::exchange(nextFd, std::max(nextFd + 1, firstFd));
 }
 
 int SystemCalls::closeDevice(int fd)

@@ -81,6 +81,8 @@ public:
     /// The path cannot be opened.
     void removeDevice(const std::string& path);
     void refuseIoctl(unsigned long request);
+    /// The next device that is opened gets descriptor 0, as when the program was started without a standard input.
+    void giveDescriptorZero() { nextFd = 0; }
     void refuseMapping() { mappingRefused = true; }
     /// Writes to devices move at most this many bytes; below 0 they fail.
     void limitWrites(ssize_t value) { writeLimit = value; }
@@ -140,7 +142,10 @@ public:
 
     [[nodiscard]] static bool isDevice(std::string_view path);
     /// Also of a descriptor that was closed.
-    [[nodiscard]] static bool owns(int fd) { return fd >= firstFd; }
+    [[nodiscard]] static bool owns(int fd)
+    {
+        return fd >= firstFd || (fd == 0 && current != nullptr && current->hasZero);
+    }
     int openDevice(const char* path, int flags);
     int closeDevice(int fd);
     int control(int fd, unsigned long request, void* argument);
@@ -184,6 +189,7 @@ private:
     bool mappingRefused = false;
     std::atomic<ssize_t> writeLimit = 1 << 30;
     int nextFd = firstFd;
+    bool hasZero = false;
     /// Far above what a process may open, so that a number that slips past the fake is a bad descriptor.
     static constexpr int firstFd = 900000;
 
