@@ -67,6 +67,8 @@ TEST_F(FontBuilding, ReadsTheCodeFromTheTwoCharactersBeforeTheEnding)
     for (const Case& c :
          {Case{"f/7b.png", 0x7b}, Case{"f/7B.png", 0x7b}, Case{"f/00.png", 0}, Case{"f/ff.png", 0xff},
           Case{"f/a0.png", 0xa0}, Case{"f/long name 41.png", 0x41}, Case{"f/41.bmp", 0x41},
+          // Only two digits count, and nothing has to stand before them.
+          Case{"f/41fpng", 0x41}, Case{"fa.png", 0xfa},
           // Only the first digit counts when the second is none.
           Case{"f/7g.png", 0x07}, Case{"f/b..png", 0x0b},
           // No digit first: code 0.
