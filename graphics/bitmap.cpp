@@ -31,50 +31,52 @@ std::int32_t scaledLength(std::int32_t length, std::int32_t factor)
 /// Where every array begins, so that the rows of the Canvas are read by whole cache lines.
 constexpr std::align_val_t cacheLine{64};
 
-/// Pixels of one row on which operators work at once. Sixteen of them fill a vector register of the device.
-template <std::int32_t count>
-using Pixels __attribute__((vector_size(count))) = Pixel;
+/// Pixels of one row on which operators work at once. They fill a vector register of the device.
 constexpr std::int32_t registerful = 16;
+using Pixels __attribute__((vector_size(registerful))) = Pixel;
 
-/// Replaces `count` pixels with choose(pixels, source pixels).
-template <std::int32_t count, typename Choose>
+Pixels load(const Pixel* from)
+{
+    Pixels pixels;
+    std::memcpy(&pixels, from, sizeof pixels);
+    return pixels;
+}
+
+void store(const Pixels& pixels, Pixel* to)
+{
+    std::memcpy(to, &pixels, sizeof pixels);
+}
+
+/// Replaces a register full of pixels with choose(pixels, source pixels).
+template <typename Choose>
 void chooseMany(Pixel* to, const Pixel* from, Choose choose)
 {
-    if constexpr (count > registerful) {
-        chooseMany<count / 2>(to, from, choose);
-        chooseMany<count / 2>(to + count / 2, from + count / 2, choose);
-    } else {
-        Pixels<count> old;
-        Pixels<count> source;
-        std::memcpy(&old, to, sizeof old);
-        std::memcpy(&source, from, sizeof source);
-        old = choose(old, source);
-        std::memcpy(to, &old, sizeof old);
-    }
+    store(choose(load(to), load(from)), to);
 }
 
-/// The end of a row, shorter than twice `most` pixels.
-template <std::int32_t most, typename Choose>
-void chooseRest(Pixel* to, const Pixel* from, std::int32_t count, Choose choose)
-{
-    if ((count & most) != 0) {
-        chooseMany<most>(to, from, choose);
-        to += most;
-        from += most;
-    }
-    if constexpr (most > 1) {
-        chooseRest<most / 2>(to, from, count, choose);
-    }
-}
-
+/// Four at a time, as most rows are those of the whole display. The last register full overlaps the one before it, and
+/// is chosen before that is stored: a load of what was stored in two pieces would wait for both.
 template <typename Choose>
 void chooseRow(Pixel* to, const Pixel* from, std::int32_t count, Choose choose)
 {
-    constexpr std::int32_t many = 4 * registerful;
-    for (; count >= many; count -= many, to += many, from += many) {
-        chooseMany<many>(to, from, choose);
+    if (count < registerful) {
+        for (std::int32_t i = 0; i < count; ++i) {
+            to[i] = choose(to[i], from[i]);
+        }
+        return;
     }
-    chooseRest<many / 2>(to, from, count, choose);
+    const std::int32_t last = count - registerful;
+    const Pixels end = choose(load(to + last), load(from + last));
+    std::int32_t i = 0;
+    for (; i + 4 * registerful <= count; i += 4 * registerful) {
+        for (const std::int32_t part : {0, 1, 2, 3}) {
+            chooseMany(to + i + part * registerful, from + i + part * registerful, choose);
+        }
+    }
+    for (; i < last; i += registerful) {
+        chooseMany(to + i, from + i, choose);
+    }
+    store(end, to + last);
 }
 
 } // namespace
@@ -216,7 +218,7 @@ void Bitmap::overlay(std::int32_t x, std::int32_t y, const Bitmap& source, Choos
     const std::ptrdiff_t sourceStep = source.width;
     for (std::int32_t line = area.top; line < area.bottom; ++line, to += step, from += sourceStep) {
         if (columns == registerful) { // a glyph, mostly
-            chooseMany<registerful>(to, from, choose);
+            chooseMany(to, from, choose);
         } else if (isInBand(line - y, written)) {
             chooseRow(to, from, columns, choose);
         }

@@ -25,10 +25,13 @@ void Text::draw()
         return; // an unknown font
     }
     const std::int32_t fit = (height + gap) / pitch;
-    const std::int32_t lines = std::min(countLines(font, text, width), fit);
-    // Deliberate: the block is centred with the font's own gap but drawn with a gap of one row.
-    const std::int32_t top = verticallyCentered ? (height - (lines * pitch - gap)) / 2 : 0;
-    drawText(surface, 0, top, font, text, color, width, lines, 1);
+    std::int32_t top = 0;
+    if (verticallyCentered) {
+        const std::int32_t lines = std::min(countLines(font, text, width), fit);
+        // Deliberate: the block is centred with the font's own gap but drawn with a gap of one row.
+        top = (height - (lines * pitch - gap)) / 2;
+    }
+    drawText(surface, 0, top, font, text, color, width, fit, 1);
 }
 
 void Text::setFont(std::string fontName)
