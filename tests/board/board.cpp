@@ -282,18 +282,3 @@ void Board::waitForPolls(int count)
     waitFor("polls of the button", [=](const Bus& wires) { return wires.buttonPolls() >= before + count; });
     trace("memory_region_ops_read", false);
 }
-
-std::uint64_t Board::cardWrites()
-{
-    for (const auto& device : emulator.execute("query-blockstats")) {
-        if (device.value("device", "") == "card") {
-            return device["stats"]["wr_operations"].get<std::uint64_t>();
-        }
-    }
-    throw std::runtime_error("the board has no card");
-}
-
-void Board::waitForCardWrites(std::uint64_t sectors)
-{
-    askUntil(std::to_string(sectors) + " sectors on the card", [this, sectors] { return cardWrites() >= sectors; });
-}

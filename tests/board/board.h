@@ -60,9 +60,6 @@ public:
     void waitForPolls(int count);
     /// What the console told since the last line waited for.
     [[nodiscard]] std::vector<std::string> lines();
-    /// Sectors written on the SD card since the board was switched on.
-    [[nodiscard]] std::uint64_t cardWrites();
-    void waitForCardWrites(std::uint64_t sectors);
     /// Holds what comes over the wires still while it looks.
     template <typename Look>
     auto look(Look&& look)

@@ -71,15 +71,15 @@ testing::AssertionResult isUntouched(const fs::path& card)
                                                                             : testing::AssertionFailure();
 }
 
-void chooseAndConfirm(Board& board, bool factoryReset)
+void chooseAndConfirm(Board& board, bool factoryReset, const std::vector<std::string>& oldVersions)
 {
     board.waitForScene(scenes::menu());
     board.turn(factoryReset ? 1 : -1);
     board.waitForScene(factoryReset ? scenes::factoryResetSelected() : scenes::updateSelected());
     board.click();
-    board.waitForScene(scenes::question(factoryReset, false));
+    board.waitForScene(scenes::question(factoryReset, false, oldVersions));
     board.turn(1);
-    board.waitForScene(scenes::question(factoryReset, true));
+    board.waitForScene(scenes::question(factoryReset, true, oldVersions));
     board.click();
     board.waitForScene(scenes::working(factoryReset));
 }

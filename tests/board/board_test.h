@@ -24,6 +24,7 @@ namespace boardTest {
 [[nodiscard]] testing::AssertionResult isUntouched(const std::filesystem::path& card);
 
 /// From the waiting screen with a drive in, to the work: picks one of the two, says "Yes".
-void chooseAndConfirm(Board& board, bool factoryReset);
+void chooseAndConfirm(Board& board, bool factoryReset,
+                      const std::vector<std::string>& oldVersions = {scenes::preparedVersion});
 
 } // namespace boardTest

@@ -16,6 +16,7 @@ constexpr std::uint32_t gpioEnd = 0x100;
 constexpr std::uint32_t spiControlAddress = 0xFE204000;
 constexpr std::uint32_t spiFifoAddress = 0xFE204004;
 constexpr std::uint32_t spiClockAddress = 0xFE204008;
+constexpr std::uint32_t cardDataAddress = 0xFE300020;
 constexpr std::uint32_t transferActive = 0x80;
 
 constexpr int dataCommandLine = 7;
@@ -80,6 +81,8 @@ void Bus::store(std::uint32_t address, std::uint32_t value)
         controlSpi(value);
     } else if (address == spiClockAddress) {
         dividers.insert(value);
+    } else if (address == cardDataAddress) {
+        bytesToCard += sizeof value;
     } else if (address == gpioBase + gpioSet || address == gpioBase + gpioClear) {
         drive(value, address == gpioBase + gpioSet);
     } else if (address >= gpioBase && address < gpioBase + 4 * gpioSelects) {

@@ -36,6 +36,8 @@ public:
     }
     [[nodiscard]] const std::set<std::uint32_t>& clockDividers() const { return dividers; }
     [[nodiscard]] const std::set<int>& spiModes() const { return modes; }
+    /// Bytes handed to the SD card so far.
+    [[nodiscard]] std::uint64_t cardBytes() const { return bytesToCard; }
     /// How often the pin levels were read, which is how the button is polled.
     [[nodiscard]] int buttonPolls() const { return polls; }
 
@@ -58,6 +60,7 @@ private:
     std::uint32_t spiControl = 0;
     std::vector<std::uint8_t> transfer;
     std::vector<std::uint8_t> i2cBytes;
+    std::uint64_t bytesToCard = 0;
     int polls = 0;
 
     std::vector<std::string> log;

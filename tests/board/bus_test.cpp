@@ -104,6 +104,15 @@ TEST_F(BusTest, FindsFaultWithALineThatMovesUnderATransfer)
     EXPECT_THAT(bus.faults(), ElementsAre("the data/command line changed during a transfer"));
 }
 
+TEST_F(BusTest, CountsTheBytesForTheCard)
+{
+    store(0xFE300020, 0x12345678);
+    store(0xFE300020, 0);
+    store(0xFE300024, 1);
+    EXPECT_EQ(bus.cardBytes(), 8);
+    EXPECT_THAT(bus.events(), IsEmpty());
+}
+
 TEST_F(BusTest, TellsI2cWritesWithTheirAddress)
 {
     for (const char* line : {"i2c_event start(addr:0x6c)", "i2c_send send(addr:0x6c) data:0x2f",

@@ -84,8 +84,8 @@ make_initramfs() {
 make_emulator() {
     cat >"$work/out/emulator" <<END
 #!/bin/sh
-LD_LIBRARY_PATH=$(printf '%s:' "$packages"/emulator{/usr,}/lib/*-linux-gnu) \\
-    exec $packages/emulator/usr/bin/qemu-system-aarch64 "\$@"
+LD_LIBRARY_PATH="$(printf '%s:' "$packages"/emulator{/usr,}/lib/*-linux-gnu)" \\
+    exec "$packages/emulator/usr/bin/qemu-system-aarch64" "\$@"
 END
     chmod +x "$work/out/emulator"
     cp "$packages/board/boot/vmlinuz-$kernel" "$work/out/kernel"

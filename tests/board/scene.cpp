@@ -8,9 +8,6 @@
 
 namespace {
 
-constexpr const char* oldVersion = "1.4.2";
-constexpr const char* newVersion = "2.0.0";
-
 /// What decrypt.sh tells.
 const std::vector<std::string> preparingLines = {
     "Reading the drive... 10%", "Reading the drive... 30%", "Checking the signature... 50%",
@@ -112,12 +109,17 @@ Scene factoryResetSelected()
     return still("factory reset selected", ScreenPainter().menu(true, Selection::First));
 }
 
-Scene question(bool factoryReset, bool yes)
+Scene question(bool factoryReset, bool yes, const std::vector<std::string>& oldVersions)
 {
-    return still(yes ? "\"Yes\"" : "\"No\"", ScreenPainter()
-                                                 .message(factoryReset ? texts::factoryQuestion(newVersion)
-                                                                       : texts::updateQuestion(oldVersion, newVersion))
-                                                 .dialogButtons(yes ? Selection::Second : Selection::First));
+    Scene scene{yes ? "\"Yes\"" : "\"No\"", {}};
+    for (const std::string& oldVersion : oldVersions) {
+        scene.screens.push_back(ScreenPainter()
+                                    .message(factoryReset ? texts::factoryQuestion(newVersion)
+                                                          : texts::updateQuestion(oldVersion, newVersion))
+                                    .dialogButtons(yes ? Selection::Second : Selection::First)
+                                    .screen());
+    }
+    return scene;
 }
 
 Scene working(bool factoryReset)

@@ -28,8 +28,13 @@ namespace scenes {
 [[nodiscard]] Scene menu();
 [[nodiscard]] Scene updateSelected();
 [[nodiscard]] Scene factoryResetSelected();
-/// The question before the work, with "No" or "Yes" selected.
-[[nodiscard]] Scene question(bool factoryReset, bool yes);
+/// The version on the card as it is prepared.
+inline const std::string preparedVersion = "1.4.2";
+/// The version on the drive.
+inline const std::string newVersion = "2.0.0";
+/// The question before the work, with "No" or "Yes" selected. That before an update names one of the old versions.
+[[nodiscard]] Scene question(bool factoryReset, bool yes,
+                             const std::vector<std::string>& oldVersions = {preparedVersion});
 [[nodiscard]] Scene working(bool factoryReset);
 [[nodiscard]] Scene done();
 [[nodiscard]] Scene failed(const std::string& message);
