@@ -1,4 +1,5 @@
 # The Debian package for the device: cpack makes it in a build folder of the preset `device`.
+
 # compress SOURCE NAME: a file of the build folder, the same bytes from the same source.
 function(compress source name)
     set(file ${CMAKE_CURRENT_BINARY_DIR}/package/${name})

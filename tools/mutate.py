@@ -365,11 +365,22 @@ def report(mutants, results):
         print(f"\n{untried} of these mutants were not tried yet")
 
 
+def number_from(low, high):
+    """What argparse makes of an option that takes a whole number within these bounds."""
+    def number(text):
+        if not text.isdigit() or not low <= int(text) <= high:
+            raise argparse.ArgumentTypeError(f"takes a number from {low} to {high}, not {text!r}")
+        return int(text)
+    return number
+
+
 def arguments():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("files", nargs="*", metavar="FILE", help="sources of the product; all without any")
-    parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="workers, each with a tree of its own")
-    parser.add_argument("--share", type=int, default=100, metavar="PERCENT", help="try this share, always the same one")
+    parser.add_argument("--jobs", type=number_from(1, 64), default=os.cpu_count(),
+                        help="workers, each with a tree of its own")
+    parser.add_argument("--share", type=number_from(1, 100), default=100, metavar="PERCENT",
+                        help="try this share, always the same one")
     parser.add_argument("--retry", action="store_true", help="try the survivors of earlier runs again")
     parser.add_argument("--report", action="store_true", help="only tell what is known")
     return parser.parse_args()

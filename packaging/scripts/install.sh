@@ -66,9 +66,13 @@ write_version() {
     fail 1 "the version cannot be written"
 }
 
-# A backup that stays is no failure: it does not count any more.
+# The memory counts more than a backup that stays: that is no failure, but it would bring back old presets if the memory
+# were damaged later.
 drop_backup() {
-  mount_backup rw || return 0
+  if ! mount_backup rw; then
+    make_file_system "$backup_device" || : # a repair could bring it back otherwise
+    return
+  fi
   if backup_is_whole; then
     mv "$backup_mount/complete" "$backup_mount/old"
     sync -f "$backup_mount"

@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::chrono::seconds longestWait(60);
+constexpr std::chrono::seconds longestWait(180);
 
 constexpr std::uint32_t gpioBase = 0xFE200000;
 constexpr std::uint32_t setRegister = gpioBase + 0x1C;
@@ -21,7 +21,7 @@ constexpr std::uint32_t clearRegister = gpioBase + 0x28;
 constexpr std::uint32_t buttonLine = 1U << 6;
 
 /// Polls after which the debounced button has taken a new level for certain.
-constexpr int pollsOfAnEdge = 8;
+constexpr int pollsOfAnEdge = 5;
 
 fs::path makeFolder(const std::string& name)
 {
@@ -75,7 +75,7 @@ Board::~Board()
 {
     cutPower();
     keepRecords();
-    if (!testing::Test::HasFailure()) {
+    if (!testing::UnitTest::GetInstance()->Failed()) {
         fs::remove(folder / "card.img");
     }
 }
@@ -235,10 +235,15 @@ void Board::turn(int detents)
 
 void Board::click()
 {
+    trace("memory_region_ops_read", true);
     for (const std::uint32_t level : {clearRegister, setRegister}) {
+        const int moves = look([](const Bus& wires) { return wires.handMoves(); });
         emulator.writeWord(level, buttonLine);
-        waitForPolls(pollsOfAnEdge);
+        waitFor("polls of the button", [=](const Bus& wires) {
+            return wires.handMoves() > moves && wires.pollsSinceMove() >= pollsOfAnEdge;
+        });
     }
+    trace("memory_region_ops_read", false);
 }
 
 void Board::plug(const std::string& image)

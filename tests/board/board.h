@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-/// Waits are for conditions; one that does not come true within a minute, or whose board has ended, throws
+/// Waits are for conditions; one that does not come true within three minutes, or whose board has ended, throws
 /// std::runtime_error. What came over the console and the wires, and the last screen, stay in the build folder's
 /// board_runs/NAME/; so does the card when a test has failed.
 class Board {

@@ -62,7 +62,11 @@ testing::AssertionResult holdsNewFirmware(const fs::path& card, bool kept)
     std::ofstream(root / "dev" / "memory", std::ios::binary) << memory;
     const std::string command = std::string(VERIFY_MEMORY) + " " + root.string() + " " + STAGE_DIR +
                                 "/firmware 2.0.0 " + (kept ? "kept" : "lost");
-    return runsWell(command) ? testing::AssertionSuccess() : testing::AssertionFailure() << "failed: " << command;
+    if (!runsWell(command)) {
+        return testing::AssertionFailure() << "failed: " << command;
+    }
+    fs::remove_all(root);
+    return testing::AssertionSuccess();
 }
 
 testing::AssertionResult isUntouched(const fs::path& card)

@@ -66,10 +66,11 @@ void Bus::take(std::string_view line)
         return;
     }
     const std::string_view rest = line.substr(isWrite ? writeEvent.size() : readEvent.size());
+    const std::uint32_t address = numberAfter(rest, " addr ");
     if (rest.starts_with(fromOutside)) {
+        noteMove(address);
         return;
     }
-    const std::uint32_t address = numberAfter(rest, " addr ");
     isWrite ? store(address, numberAfter(rest, " value ")) : read(address);
 }
 
@@ -96,6 +97,14 @@ void Bus::read(std::uint32_t address)
 {
     if (address == gpioBase + gpioLevel) {
         ++polls;
+    }
+}
+
+void Bus::noteMove(std::uint32_t address)
+{
+    if (address == gpioBase + gpioSet || address == gpioBase + gpioClear) {
+        ++moves;
+        pollsAtMove = polls;
     }
 }
 

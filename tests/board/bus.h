@@ -14,7 +14,7 @@
 #include <vector>
 
 /// Understands the trace events memory_region_ops_write, memory_region_ops_read, i2c_event and i2c_send. What is stored
-/// from outside the board's processors, by a hand on its wires, is left out.
+/// from outside the board's processors, by a hand on its wires, is counted and otherwise left out.
 class Bus {
 public:
     Bus() : display(faultList), leds(faultList) {}
@@ -40,10 +40,14 @@ public:
     [[nodiscard]] std::uint64_t cardBytes() const { return bytesToCard; }
     /// How often the pin levels were read, which is how the button is polled.
     [[nodiscard]] int buttonPolls() const { return polls; }
+    /// How often the hand has set or cleared a line, and how often the levels were read since it last did.
+    [[nodiscard]] int handMoves() const { return moves; }
+    [[nodiscard]] int pollsSinceMove() const { return polls - pollsAtMove; }
 
 private:
     void store(std::uint32_t address, std::uint32_t value);
     void read(std::uint32_t address);
+    void noteMove(std::uint32_t address);
     void select(std::size_t index, std::uint32_t value);
     void drive(std::uint32_t lines, bool level);
     void controlSpi(std::uint32_t value);
@@ -62,6 +66,8 @@ private:
     std::vector<std::uint8_t> i2cBytes;
     std::uint64_t bytesToCard = 0;
     int polls = 0;
+    int moves = 0;
+    int pollsAtMove = 0;
 
     std::vector<std::string> log;
     std::vector<sim::Screen> shown;

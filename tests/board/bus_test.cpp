@@ -138,6 +138,16 @@ TEST_F(BusTest, CountsReadsOfTheLevelsByTheProgramOnly)
     EXPECT_EQ(bus.buttonPolls(), 2);
 }
 
+TEST_F(BusTest, CountsReadsSinceTheHandMoved)
+{
+    access("read", 2, 0xFE200034, 0x40);
+    access("write", -1, 0xFE200028, 0x40);
+    access("read", 2, 0xFE200034, 0x00);
+    access("read", 2, 0xFE200034, 0x00);
+    EXPECT_EQ(bus.handMoves(), 1);
+    EXPECT_EQ(bus.pollsSinceMove(), 2);
+}
+
 TEST_F(BusTest, PassesOverWhatItDoesNotKnow)
 {
     bus.take("");

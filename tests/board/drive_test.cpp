@@ -83,7 +83,7 @@ TEST_F(Drive, BringsAMenuWhoseNewestPictureComesLastHoweverFastTheKnobTurns)
     // no more than 64 records, two for each detent.
     for (const int detents : {21, -20, 20, -20, 20}) {
         board->turn(detents);
-        board->waitForPolls(10);
+        board->waitForPolls(40); // 400 iterations, long enough for the frames of all of them
     }
     const std::vector<sim::Screen> screens = screensFrom(*board, menuScreens);
     ASSERT_FALSE(screens.empty());

@@ -48,13 +48,11 @@ Pair pipePair(bool weWrite)
 void writeAll(int fd, const std::string& text)
 {
     for (std::size_t sent = 0; sent < text.size();) {
-        const ssize_t count = send(fd, text.data() + sent, text.size() - sent, MSG_NOSIGNAL);
-        const ssize_t written =
-            count < 0 && errno == ENOTSOCK ? write(fd, text.data() + sent, text.size() - sent) : count;
-        if (written < 0) {
+        const ssize_t count = write(fd, text.data() + sent, text.size() - sent);
+        if (count < 0) {
             fail("the emulator does not listen");
         }
-        sent += static_cast<std::size_t>(written);
+        sent += static_cast<std::size_t>(count);
     }
 }
 
@@ -92,6 +90,7 @@ std::string Emulator::LineSocket::receive()
 
 Emulator::Emulator(const std::vector<std::string>& arguments, const std::filesystem::path& errorLog)
 {
+    std::signal(SIGPIPE, SIG_IGN); // what is said to an emulator that has ended is an error, not the end
     Pair monitorPair = socketPair();
     Pair memoryPair = socketPair();
     Pair consoleInput = pipePair(true);

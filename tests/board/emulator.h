@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-/// Everything throws std::runtime_error when the emulator does not answer.
+/// Everything throws std::runtime_error when the emulator has ended.
 class Emulator {
 public:
     /// What `execute` throws when the emulator answers that it cannot.
@@ -35,7 +35,6 @@ public:
     /// Where the lines of its trace come out. It waits when nobody reads them.
     [[nodiscard]] int trace() const { return traceOutput.get(); }
 
-    [[nodiscard]] bool hasEnded() { return process.waitStatus().has_value(); }
     /// Ends it between two instructions, as a loss of power would.
     void kill() { process.kill(); }
 

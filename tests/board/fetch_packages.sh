@@ -86,6 +86,6 @@ work=$(realpath -- "$(mktemp -d -- "$folder/.work.XXXXXX")")
 trap 'rm -rf -- "$work"' EXIT
 fetch_emulator
 fetch_board
-rm -rf -- "$folder"/{emulator,board,kernel_version,stamp}
+rm -rf -- "$folder"/{stamp,emulator,board,kernel_version}
 mv -- "$work"/done/* "$folder/"
 printf '%s\n' "$stamp" >"$folder/stamp"

@@ -9,6 +9,7 @@
 #   *.img                               USB drives
 set -euo pipefail
 export LC_ALL=C
+PATH=$PATH:/usr/sbin:/sbin # an ordinary user's PATH lacks the file system tools
 
 fail() {
     printf 'make_board.sh: %s\n' "$1" >&2

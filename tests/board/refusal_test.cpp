@@ -55,7 +55,7 @@ TEST(Refusal, OfTheLedBusCostsTimeAndTheLedsAndNothingElse)
     EXPECT_TRUE(matchesGolden(board.look([](const Bus& bus) { return bus.screens().front(); }), "waiting"));
     EXPECT_THAT(board.look([](const Bus& bus) { return bus.ledOutputs(); }), testing::Each(0));
     EXPECT_THAT(board.lines(), ElementsAre("Starting updater..."));
-    EXPECT_THAT(devicePage(), HasSubstr("I2C"));
+    EXPECT_THAT(devicePage(), HasSubstr("the I2C bus times out"));
 }
 
 } // namespace

@@ -66,7 +66,7 @@ testing::AssertionResult tellsStory(const std::vector<sim::Screen>& screens, con
     bool wasShown = false;
     for (std::size_t i = 0; i < screens.size(); ++i) {
         while (scene != story.end() && !scene->has(screens[i])) {
-            if (!wasShown && !scene->isFleeting) {
+            if (!wasShown) {
                 return testing::AssertionFailure() << "screen " << i << " is not \"" << scene->name << "\"";
             }
             ++scene;

@@ -11,13 +11,11 @@
 struct Scene {
     std::string name;
     std::vector<sim::Screen> screens;
-    /// Whether a run may pass it by unseen: it is too short for a slow display to be sure to show it.
-    bool isFleeting = false;
 
     [[nodiscard]] bool has(const sim::Screen& screen) const;
 };
 
-/// Every screen belongs to the scene that is on or to a later one, and no scene but a fleeting one is left out.
+/// Every screen belongs to the scene that is on or to a later one, and none is left out.
 testing::AssertionResult tellsStory(const std::vector<sim::Screen>& screens, const std::vector<Scene>& story);
 
 namespace scenes {

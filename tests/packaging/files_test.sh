@@ -30,7 +30,7 @@ it() {
 
 # silent COMMAND [ARGUMENT...]: it succeeds and has nothing to say.
 silent() {
-  "$@" >said 2>&1
+  "$@" >said 2>&1 || { cat said; return 1; }
   cat said
   [[ ! -s said ]]
 }
