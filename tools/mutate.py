@@ -33,7 +33,7 @@ UNIT_TESTS = {
     "updater": ["updater"],
     "widgets": ["widgets", "updater"],
     "graphics": ["graphics", "widgets"],
-    "hw": ["hw", "frame_writer", "app"],
+    "hw": ["hw", "frame_writer", "program_start", "app"],
 }
 # The long ones, which tell no mutant from the program that the short ones do not.
 LONG_SYSTEM_TESTS = [
@@ -147,7 +147,7 @@ class Tree:
         return sorted({program for programs in UNIT_TESTS.values() for program in programs} | {"system"})
 
     def test_command(self, program):
-        folder = self.build / "tests" / ("hw" if program == "frame_writer" else program)
+        folder = self.build / "tests" / ("hw" if program in UNIT_TESTS["hw"][:3] else program)
         command = [folder / f"{program}_tests", "--gtest_fail_fast", "--gtest_brief=1"]
         if program == "system":
             command.append("--gtest_filter=-" + ":".join(LONG_SYSTEM_TESTS))

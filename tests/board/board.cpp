@@ -239,9 +239,8 @@ void Board::click()
     for (const std::uint32_t level : {clearRegister, setRegister}) {
         const int moves = look([](const Bus& wires) { return wires.handMoves(); });
         emulator.writeWord(level, buttonLine);
-        waitFor("polls of the button", [=](const Bus& wires) {
-            return wires.handMoves() > moves && wires.pollsSinceMove() >= pollsOfAnEdge;
-        });
+        waitFor("polls of the button",
+                [=](const Bus& wires) { return wires.handMoves() > moves && wires.pollsSinceMove() >= pollsOfAnEdge; });
     }
     trace("memory_region_ops_read", false);
 }

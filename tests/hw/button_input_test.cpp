@@ -4,7 +4,6 @@
 #include "tests/support/system_calls.h"
 
 #include <array>
-#include <cstdlib>
 #include <gtest/gtest.h>
 #include <random>
 
@@ -120,24 +119,6 @@ TEST_F(Button, ALineThatIsLowAtStartIsPressedAfterFourPolls)
 {
     poll("LLLL");
     EXPECT_TRUE(button.takePressed(line));
-}
-
-/// In a process of its own: only a program's first poll meets the counters as they were built.
-TEST(ButtonAtProgramStart, ALineThatIsLowFromTheFirstPollOnIsPressedAtTheFourth)
-{
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
-    const auto pressAtOnce = [] {
-        SystemCalls calls;
-        calls.setLevel(line, false);
-        ButtonInput button;
-        int polls = 0;
-        while (!button.isHeld(line) && polls < 9) {
-            button.poll();
-            ++polls;
-        }
-        std::exit(polls);
-    };
-    EXPECT_EXIT(pressAtOnce(), testing::ExitedWithCode(4), "");
 }
 
 TEST_F(Button, EdgesOfOtherLinesAreLatchedOnTheirOwn)
