@@ -69,8 +69,8 @@ void chooseRow(Pixel* to, const Pixel* from, std::int32_t count, Choose choose)
     const Pixels end = choose(load(to + last), load(from + last));
     std::int32_t i = 0;
     for (; i + 4 * registerful <= count; i += 4 * registerful) {
-        for (const std::int32_t part : {0, 1, 2, 3}) {
-            chooseMany(to + i + part * registerful, from + i + part * registerful, choose);
+        for (std::int32_t part = i; part < i + 4 * registerful; part += registerful) {
+            chooseMany(to + part, from + part, choose);
         }
     }
     for (; i < last; i += registerful) {
