@@ -9,17 +9,43 @@
 
 namespace {
 
-constexpr std::size_t mostOperations = 64;
+constexpr std::size_t mostOperations = 32;
+
+/// Small ones, one with rows of many machine words, and one with more rows than the bitmap has marks for.
+struct Shape {
+    std::int32_t widest;
+    std::int32_t highest;
+};
+constexpr Shape shapes[] = {{40, 30}, {150, 8}, {8, 200}, {24, 24}};
+
+/// Grey levels, values that are none, and often the transparent one.
+constexpr Pixel pixelKinds[] = {0, 1, 2, 3, 255, 3, 9, 255};
+
+Pixel takePixel(FuzzInput& input)
+{
+    return pixelKinds[input.take<std::uint8_t>() & 7];
+}
+
+/// Mostly on or near a side of that length.
+std::int32_t takeAlong(std::int32_t length, FuzzInput& input)
+{
+    return input.takeFrom(0, 3) == 0 ? input.takeCoordinate() : input.takeFrom(-8, length + 8);
+}
+
+Shape takeShape(FuzzInput& input)
+{
+    const Shape& most = shapes[input.take<std::uint8_t>() & 3];
+    const std::int32_t width = input.takeFrom(0, most.widest);
+    return {width, input.takeFrom(0, most.highest)};
+}
 
 Bitmap takeBitmap(FuzzInput& input)
 {
-    const std::int32_t width = input.takeFrom(0, 40);
-    const std::int32_t height = input.takeFrom(0, 30);
+    const auto [width, height] = takeShape(input);
     const auto seed = input.take<std::uint8_t>();
     std::vector<std::uint8_t> values;
     for (std::int32_t i = 0; i < width * height; ++i) {
-        static constexpr std::uint8_t kinds[] = {0, 1, 2, 3, 255, 3, 9, 255};
-        values.push_back(kinds[(i * (seed | 1) >> 2 ^ seed) & 7]);
+        values.push_back(pixelKinds[(i * (seed | 1) >> 2 ^ seed) & 7]);
     }
     return {width, height, values};
 }
@@ -61,11 +87,11 @@ std::optional<Pixel> under(const Bitmap& source, std::int32_t left, std::int32_t
 
 void fillRectangle(Bitmap& bitmap, FuzzInput& input)
 {
-    const std::int32_t left = input.takeCoordinate();
-    const std::int32_t top = input.takeCoordinate();
-    const std::int32_t width = input.takeCoordinate();
-    const std::int32_t height = input.takeCoordinate();
-    const auto value = input.take<Pixel>();
+    const std::int32_t left = takeAlong(bitmap.getWidth(), input);
+    const std::int32_t top = takeAlong(bitmap.getHeight(), input);
+    const std::int32_t width = takeAlong(bitmap.getWidth(), input);
+    const std::int32_t height = takeAlong(bitmap.getHeight(), input);
+    const Pixel value = takePixel(input);
     const Bitmap expected = modelled(bitmap, [&](std::int64_t x, std::int64_t y) {
         const bool isInside = x >= left && x - left < width && y >= top && y - top < height;
         return isInside ? std::optional(value) : std::nullopt;
@@ -76,11 +102,11 @@ void fillRectangle(Bitmap& bitmap, FuzzInput& input)
 
 void drawLine(Bitmap& bitmap, FuzzInput& input)
 {
-    const std::int32_t x0 = input.takeCoordinate();
-    const std::int32_t y0 = input.takeCoordinate();
-    const std::int32_t x1 = input.takeCoordinate();
-    const std::int32_t y1 = input.takeCoordinate();
-    const auto value = input.take<Pixel>();
+    const std::int32_t x0 = takeAlong(bitmap.getWidth(), input);
+    const std::int32_t y0 = takeAlong(bitmap.getHeight(), input);
+    const std::int32_t x1 = takeAlong(bitmap.getWidth(), input);
+    const std::int32_t y1 = takeAlong(bitmap.getHeight(), input);
+    const Pixel value = takePixel(input);
     const Line line = {{x0, y0}, {x1, y1}};
     const Bitmap expected = modelled(bitmap, [&](std::int32_t x, std::int32_t y) {
         return meets(line, x, y) ? std::optional(value) : std::nullopt;
@@ -91,11 +117,11 @@ void drawLine(Bitmap& bitmap, FuzzInput& input)
 
 void drawOutline(Bitmap& bitmap, FuzzInput& input)
 {
-    const std::int32_t left = input.takeCoordinate();
-    const std::int32_t top = input.takeCoordinate();
-    const std::int32_t width = input.takeCoordinate();
-    const std::int32_t height = input.takeCoordinate();
-    const auto value = input.take<Pixel>();
+    const std::int32_t left = takeAlong(bitmap.getWidth(), input);
+    const std::int32_t top = takeAlong(bitmap.getHeight(), input);
+    const std::int32_t width = takeAlong(bitmap.getWidth(), input);
+    const std::int32_t height = takeAlong(bitmap.getHeight(), input);
+    const Pixel value = takePixel(input);
     const std::vector<Line> lines = outlineOf(left, top, width, height);
     const Bitmap expected = modelled(bitmap, [&](std::int32_t x, std::int32_t y) {
         const bool isMet = std::any_of(lines.begin(), lines.end(), [&](const Line& line) { return meets(line, x, y); });
@@ -105,21 +131,61 @@ void drawOutline(Bitmap& bitmap, FuzzInput& input)
     requireSame(expected, bitmap, "an outline is its four lines");
 }
 
-void drawPicture(Bitmap& bitmap, FuzzInput& input)
+/// `below` with `source` at (left, top), as drawing a bitmap is to leave it.
+Bitmap overlaid(const Bitmap& below, const Bitmap& source, std::int32_t left, std::int32_t top, bool invert)
 {
-    const Bitmap source = takeBitmap(input);
-    const std::int32_t left = input.takeCoordinate();
-    const std::int32_t top = input.takeCoordinate();
-    const bool invert = input.takeFrom(0, 1) != 0;
-    const Bitmap expected = modelled(bitmap, [&](std::int32_t x, std::int32_t y) {
+    return modelled(below, [&](std::int32_t x, std::int32_t y) {
         std::optional<Pixel> value = under(source, left, top, x, y);
         if (value == transparentPixel) {
             value.reset();
         }
         return value && invert && *value <= 3 ? static_cast<Pixel>(3 - *value) : value;
     });
-    bitmap.drawBitmap(left, top, source, invert);
-    requireSame(expected, bitmap, "a bitmap covers what is below its opaque pixels");
+}
+
+void drawOnto(Bitmap& below, const Bitmap& source, FuzzInput& input)
+{
+    const std::int32_t left = input.takeCoordinate();
+    const std::int32_t top = input.takeCoordinate();
+    const bool invert = input.takeFrom(0, 1) != 0;
+    const Bitmap expected = overlaid(below, source, left, top, invert);
+    below.drawBitmap(left, top, source, invert);
+    requireSame(expected, below, "a bitmap covers what is below its opaque pixels");
+}
+
+void drawPicture(Bitmap& bitmap, FuzzInput& input)
+{
+    drawOnto(bitmap, takeBitmap(input), input);
+}
+
+/// What was written on the bitmap, and nothing else, arrives where it is drawn.
+void drawOnAnother(Bitmap& bitmap, FuzzInput& input)
+{
+    Bitmap below = takeBitmap(input);
+    drawOnto(below, bitmap, input);
+}
+
+void fillWhole(Bitmap& bitmap, FuzzInput& input)
+{
+    const Pixel value = takePixel(input);
+    bitmap.fill(value);
+    requireSame(modelled(bitmap, [&](std::int32_t, std::int32_t) { return value; }), bitmap, "filling covers all");
+}
+
+void resize(Bitmap& bitmap, FuzzInput& input)
+{
+    const auto [width, height] = takeShape(input);
+    bitmap.resize(width, height);
+    require(bitmap.getWidth() == width && bitmap.getHeight() == height, "resizing gives the size");
+    fillWhole(bitmap, input);
+}
+
+void replaceByCopy(Bitmap& bitmap, FuzzInput& input)
+{
+    Bitmap other = takeBitmap(input);
+    drawOnto(other, bitmap, input);
+    bitmap = other;
+    requireSame(other, bitmap, "a copy is the same");
 }
 
 void drawMask(Bitmap& bitmap, FuzzInput& input)
@@ -127,7 +193,7 @@ void drawMask(Bitmap& bitmap, FuzzInput& input)
     const Bitmap source = takeBitmap(input);
     const std::int32_t left = input.takeCoordinate();
     const std::int32_t top = input.takeCoordinate();
-    const auto value = input.take<Pixel>();
+    const Pixel value = takePixel(input);
     const Bitmap expected = modelled(bitmap, [&](std::int32_t x, std::int32_t y) {
         return under(source, left, top, x, y) == inkPixel ? std::optional(value) : std::nullopt;
     });
@@ -135,15 +201,27 @@ void drawMask(Bitmap& bitmap, FuzzInput& input)
     requireSame(expected, bitmap, "a mask writes its value where it has ink");
 }
 
+/// Nothing that the operations left is taken for transparent, nor the other way round.
+void requireWholeArrives(const Bitmap& bitmap)
+{
+    Bitmap below(bitmap.getWidth(), bitmap.getHeight());
+    below.fill(1);
+    const Bitmap expected = overlaid(below, bitmap, 0, 0, false);
+    below.drawBitmap(0, 0, bitmap, false);
+    requireSame(expected, below, "all that was drawn on a bitmap arrives where that is drawn");
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count)
 {
-    static constexpr auto operations = {fillRectangle, drawLine, drawOutline, drawPicture, drawMask};
+    static constexpr auto operations = {fillRectangle, drawLine,      drawOutline, drawPicture,  drawMask,
+                                        fillWhole,     drawOnAnother, resize,      replaceByCopy};
     FuzzInput input(bytes, count);
     Bitmap bitmap = takeBitmap(input);
     for (std::size_t i = 0; i < mostOperations && !input.isEmpty(); ++i) {
         operations.begin()[input.take<std::uint8_t>() % operations.size()](bitmap, input);
     }
+    requireWholeArrives(bitmap);
     return 0;
 }

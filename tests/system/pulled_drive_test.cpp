@@ -1,4 +1,4 @@
-// The drive is pulled at every line that the scripts print, in updates with the reference scripts.
+// The drive is pulled at every line that the scripts print, in updates and factory resets with the reference scripts.
 #include "sim/device/simulated_device.h"
 #include "sim/run/workshop.h"
 #include "tests/support/process_census.h"
@@ -10,25 +10,41 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-/// Of one update: those of the decryption, which reads the drive, and those after it.
+/// Those of the decryption, which reads the drive.
 constexpr int decryptLines = 6;
-constexpr int formatLines = 4;
-constexpr int installLines = 20;
-constexpr int allLines = decryptLines + formatLines + installLines;
 
 constexpr int never = 0;
 
+/// What the owner chooses, and all lines from the drive to its end.
+struct Job {
+    const char* name;
+    int turn; ///< of the knob in the menu
+    int lines;
+    sim::Outcome outcome;
+};
+
+// 4 lines of the formatting, which keeps the presets, and 20 of the installation; or 2 and, with new presets, 23.
+constexpr Job update = {"Update", -1, decryptLines + 4 + 20, sim::Outcome::Updated};
+constexpr Job factoryReset = {"FactoryReset", 1, decryptLines + 2 + 23, sim::Outcome::Reset};
+
+void PrintTo(const Job& job, std::ostream* stream)
+{
+    *stream << job.name;
+}
+
 /// A device with the reference scripts, which wait at their beginning and at each of their progress lines.
-class HeldScripts : public testing::TestWithParam<int> {
+class HeldScripts : public testing::Test {
 protected:
     HeldScripts()
     {
@@ -52,7 +68,7 @@ protected:
     void followScripts(int pulledLine);
     bool awaitLine();
     void letGoOn() const;
-    void confirmUpdate();
+    void choose(const Job& job);
     void expectNothingIsLeft();
 
     sim::Workshop workshop{SCRIPTS_DIR, FIRMWARE_DIR};
@@ -94,9 +110,9 @@ void HeldScripts::letGoOn() const
     }
 }
 
-void HeldScripts::confirmUpdate()
+void HeldScripts::choose(const Job& job)
 {
-    for (const int step : {-1, 1}) { // to the update, to "Yes"
+    for (const int step : {job.turn, 1}) { // to what is chosen, to "Yes"
         device.turn(step);
         device.run(40);
         device.click();
@@ -116,20 +132,25 @@ void HeldScripts::expectNothingIsLeft()
     EXPECT_TRUE(device.faults().empty());
 }
 
-TEST_F(HeldScripts, PrintAsManyLinesAsArePulledAt)
+class WholeJob : public HeldScripts, public testing::WithParamInterface<Job> {};
+
+TEST_P(WholeJob, PrintsAsManyLinesAsArePulledAt)
 {
+    const Job& job = GetParam();
     findDrive();
     followScripts(never);
     EXPECT_EQ(linesPrinted, decryptLines);
-    confirmUpdate();
+    choose(job);
     followScripts(never);
-    EXPECT_EQ(linesPrinted, allLines);
+    EXPECT_EQ(linesPrinted, job.lines);
     EXPECT_TRUE(sameScreen(device.screen(), ScreenPainter().message(texts::done).screen(), "done"));
-    workshop.verify(root, sim::Outcome::Updated);
+    workshop.verify(root, job.outcome);
     expectNothingIsLeft();
 }
 
-using PulledWhileReading = HeldScripts;
+INSTANTIATE_TEST_SUITE_P(All, WholeJob, testing::Values(update, factoryReset), testing::PrintToStringParamName());
+
+class PulledWhileReading : public HeldScripts, public testing::WithParamInterface<int> {};
 
 TEST_P(PulledWhileReading, IsReportedAndTheMemoryIsLeftAlone)
 {
@@ -145,21 +166,45 @@ TEST_P(PulledWhileReading, IsReportedAndTheMemoryIsLeftAlone)
 
 INSTANTIATE_TEST_SUITE_P(Line, PulledWhileReading, testing::Range(1, decryptLines + 1));
 
-using PulledAfterwards = HeldScripts;
+struct LaterPull {
+    Job job;
+    int line;
+};
+
+void PrintTo(const LaterPull& pull, std::ostream* stream)
+{
+    *stream << pull.job.name << ", line " << pull.line;
+}
+
+class PulledAfterwards : public HeldScripts, public testing::WithParamInterface<LaterPull> {};
 
 TEST_P(PulledAfterwards, IsOfNoConsequence)
 {
+    const auto& [job, line] = GetParam();
     findDrive();
     followScripts(never);
-    confirmUpdate();
-    followScripts(GetParam());
+    choose(job);
+    followScripts(line);
     EXPECT_FALSE(device.hasDrive());
     EXPECT_TRUE(sameScreen(device.screen(), ScreenPainter().message(texts::done).screen(), "done"));
     EXPECT_EQ(device.standardOutput(), "Starting updater...\nStarted install.sh\nEverything done");
-    workshop.verify(root, sim::Outcome::Updated);
+    workshop.verify(root, job.outcome);
     expectNothingIsLeft();
 }
 
-INSTANTIATE_TEST_SUITE_P(Line, PulledAfterwards, testing::Range(decryptLines + 1, allLines + 1));
+std::vector<LaterPull> allLaterPulls()
+{
+    std::vector<LaterPull> pulls;
+    for (const Job& job : {update, factoryReset}) {
+        for (int line = decryptLines + 1; line <= job.lines; ++line) {
+            pulls.push_back({job, line});
+        }
+    }
+    return pulls;
+}
+
+INSTANTIATE_TEST_SUITE_P(Line, PulledAfterwards, testing::ValuesIn(allLaterPulls()), [](const auto& pull) {
+    return std::string(pull.param.job.name) + std::to_string(pull.param.line);
+});
 
 } // namespace
