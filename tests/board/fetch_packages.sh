@@ -5,6 +5,8 @@
 # FOLDER/kernel_version the kernel's. A folder that was filled by this very script is left as it is.
 set -euo pipefail
 export LC_ALL=C
+# shellcheck source-path=SCRIPTDIR source=../support/mirror.sh
+. "$(dirname -- "${BASH_SOURCE[0]}")/../support/mirror.sh"
 
 fail() {
     printf 'fetch_packages.sh: %s\n' "$1" >&2
@@ -26,15 +28,6 @@ readonly board_packages=(
     e2fsprogs libext2fs2 libblkid1 libcom-err2 libuuid1
     libgtest-dev libgmock-dev librapidcheck-dev libpng-dev libpng16-16 zlib1g-dev zlib1g # for the unit tests
 )
-
-# The address of the first package source of this machine that serves the release.
-own_mirror() {
-    local mirror
-    mirror=$(apt-get indextargets --format "\$(REPO_URI) \$(CODENAME)" 2>/dev/null |
-        sed -n "s/ $release\$//p" | head -n 1)
-    [[ -n $mirror ]] || fail "this machine has no package source for Debian $release (try apt-get update)"
-    printf '%s\n' "$mirror"
-}
 
 # prepare_apt NAME ARCHITECTURE SUITE...: a package manager of its own below the work folder; sets `apt_options`.
 prepare_apt() {
@@ -80,7 +73,7 @@ fetch_board() {
 }
 
 [[ $(cat "$folder/stamp" 2>/dev/null) != "$stamp" ]] || exit 0
-mirror=$(own_mirror)
+mirror=$(own_mirror "$release")
 mkdir -p "$folder"
 work=$(realpath -- "$(mktemp -d -- "$folder/.work.XXXXXX")")
 trap 'rm -rf -- "$work"' EXIT

@@ -2,31 +2,13 @@
 # Tests the files that go on the device beside the program, with the tools of those who will read them there.
 set -uo pipefail
 
-packaging=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../../packaging")
+repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../..")
 work=$(mktemp -d) || exit 1
-readonly packaging work
+readonly repository work packaging=$repository/packaging
 trap 'rm -rf -- "$work"' EXIT
 cd "$work" || exit 1
-passed=0 failed=0
-
-# it SENTENCE FUNCTION [ARGUMENT...]: any failing command of the function fails it.
-it() {
-  local sentence=$1 outcome
-  shift
-  (
-    set -e
-    "$@"
-  ) >log 2>&1
-  outcome=$?
-  if [[ $outcome -eq 0 ]]; then
-    passed=$((passed + 1))
-    echo "ok - $sentence"
-  else
-    failed=$((failed + 1))
-    echo "not ok - $sentence"
-    sed 's/^/    /' log
-  fi
-}
+# shellcheck source-path=SCRIPTDIR source=../support/cases.sh
+. "$repository/tests/support/cases.sh"
 
 # silent COMMAND [ARGUMENT...]: it succeeds and has nothing to say.
 silent() {
@@ -82,5 +64,4 @@ it "the unit passes systemd's check" unit_is_valid
 it "the overlay compiles without a warning and sets up SPI, I2C bus 22 and the encoder" overlay_applies
 it "the encoder's lines are parameters of the overlay" overlay_has_parameters
 it "the manual page passes mandoc's check" silent mandoc -T lint "$packaging/tonecrate-updater.8"
-echo "$passed passed, $failed failed"
-[[ $failed -eq 0 ]]
+finish

@@ -11,9 +11,13 @@ cache=$(realpath -- "$2")
 base=$cache/base
 work=$(mktemp -d) || exit 1
 readonly package cache base work
-passed=0 failed=0 holder=
+holder=
 trap '[[ -z $holder ]] || kill "$holder"; rm -rf --one-file-system -- "$work"' EXIT
 PATH=$PATH:/usr/sbin:/sbin
+# shellcheck source-path=SCRIPTDIR source=../support/cases.sh
+. "$(dirname -- "${BASH_SOURCE[0]}")/../support/cases.sh"
+# shellcheck source-path=SCRIPTDIR source=../support/mirror.sh
+. "$(dirname -- "${BASH_SOURCE[0]}")/../support/mirror.sh"
 
 # A user namespace has handlers for foreign programs of its own: nothing changes for the machine.
 start_namespace() {
@@ -38,37 +42,14 @@ in_arm64() {
       /usr/sbin/chroot "$root" "$@"' sh "$@" </dev/null
 }
 
-# The mirror that this machine uses.
-mirror() {
-  # shellcheck disable=SC2016 # for apt to expand
-  apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Codename: bookworm' | head -n 1
-}
-
 # make_base: a minimal Debian with the libraries of the program, made once.
 make_base() {
   [[ ! -e $cache/complete ]] || return 0
   rm -rf --one-file-system -- "$base"
-  debootstrap --foreign --arch=arm64 --variant=minbase --include=libstdc++6 bookworm "$base" "$(mirror)" &&
+  local mirror
+  mirror=$(own_mirror bookworm) &&
+    debootstrap --foreign --arch=arm64 --variant=minbase --include=libstdc++6 bookworm "$base" "$mirror" &&
     in_arm64 "$base" /debootstrap/debootstrap --second-stage && touch "$cache/complete"
-}
-
-# it SENTENCE FUNCTION [ARGUMENT...]: any failing command of the function fails it.
-it() {
-  local sentence=$1 outcome
-  shift
-  (
-    set -e
-    "$@"
-  ) >"$work/log" 2>&1
-  outcome=$?
-  if [[ $outcome -eq 0 ]]; then
-    passed=$((passed + 1))
-    echo "ok - $sentence"
-  else
-    failed=$((failed + 1))
-    echo "not ok - $sentence"
-    sed 's/^/    /' "$work/log"
-  fi
 }
 
 files() {
@@ -116,5 +97,4 @@ it "it installs no scripts over the device's own" leaves_scripts_alone
 it "it starts and enables nothing" starts_nothing
 it "the program, without a device, says what is missing" runs_without_devices
 it "removed and purged, it leaves nothing" removes
-echo "$passed passed, $failed failed"
-[[ $failed -eq 0 ]]
+finish

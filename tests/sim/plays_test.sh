@@ -8,20 +8,12 @@ work=$(mktemp -d) || exit 1
 trap 'rm -rf -- "$work"' EXIT
 mkdir "$work/tmp"
 export TMPDIR=$work/tmp
-passed=0 failed=0
+# shellcheck source-path=SCRIPTDIR source=../support/cases.sh
+. "$(dirname -- "${BASH_SOURCE[0]}")/../support/cases.sh"
 
-# it SENTENCE FUNCTION [ARGUMENT...]
-it() {
-  local sentence=$1
-  shift
-  if (set -e && "$@" && nothing_left) >"$work/log" 2>&1; then
-    passed=$((passed + 1))
-    echo "ok - $sentence"
-  else
-    failed=$((failed + 1))
-    echo "not ok - $sentence"
-    sed 's/^/    /' "$work/log"
-  fi
+around_case() {
+  "$@"
+  nothing_left
 }
 
 nothing_left() {
@@ -134,11 +126,6 @@ ends_by_signal() {
   status=0
   wait $! || status=$?
   [[ ! -s $work/err && $status -eq $((128 + $(kill -l "$1"))) ]] || { echo "exit status $status"; return 1; }
-}
-
-finish() {
-  echo "$passed passed, $failed failed"
-  [[ $failed -eq 0 ]]
 }
 
 if [[ $# -ge 3 ]]; then

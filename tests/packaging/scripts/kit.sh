@@ -14,12 +14,14 @@ mount -t tmpfs tmpfs "$work" || exit 1 # no time goes to a disk
 root=$work/root
 readonly shell repository work root scripts=$repository/packaging/scripts tools=$repository/sim/scripts
 readonly firmware=$repository/sim/firmware user_presets=$tools/user_presets
-passed=0 failed=0 status=0
+status=0
 export LC_ALL=C
 PATH=$PATH:/usr/sbin:/sbin
 trap clean_up EXIT
 # shellcheck source=../../support/containers.sh
 . "$repository/tests/support/containers.sh"
+# shellcheck source=../../support/cases.sh
+. "$repository/tests/support/cases.sh"
 
 # The kernel of a build machine may not know FAT; the scripts read any file system that their settings name.
 drive_type=ext4
@@ -153,35 +155,16 @@ mounted_below() {
   cut -d ' ' -f 2 /proc/self/mounts | grep "^$1/"
 }
 
-# it SENTENCE FUNCTION [ARGUMENT...]: runs the function with a device of its own; any failing command fails it.
-it() {
-  local sentence=$1 outcome
-  shift
+# Each case has a device of its own.
+around_case() {
+  shut_down
+  rm -rf --one-file-system -- "$work/case"
   mkdir -p "$work/case" "$work/loops"
   cp --sparse=always "$work/memory.img" "$work/backup.img" "$work/case/"
   cp "$work/keys/signing.pub" "$work/keys/firmware.key" "$work/updater.conf" "$root/etc/tonecrate/"
-  (
-    set -e
-    cd "$work/case"
-    boot
-    "$@"
-  ) >"$work/log" 2>&1
-  outcome=$?
-  if [[ $outcome -eq 0 ]]; then
-    passed=$((passed + 1))
-    echo "ok - $sentence"
-  else
-    failed=$((failed + 1))
-    echo "not ok - $sentence"
-    sed 's/^/    /' "$work/log"
-  fi
-  shut_down
-  rm -rf --one-file-system -- "$work/case"
-}
-
-finish() {
-  echo "$passed passed, $failed failed"
-  [[ $failed -eq 0 ]]
+  cd "$work/case"
+  boot
+  "$@"
 }
 
 in_root() {

@@ -8,7 +8,8 @@ readonly work
 trap 'rm -rf -- "$work"' EXIT
 # shellcheck source=../../support/containers.sh
 . "$repository/tests/support/containers.sh"
-passed=0 failed=0
+# shellcheck source=../../support/cases.sh
+. "$repository/tests/support/cases.sh"
 export LC_ALL=C DEVICE_ROOT="$work/case/the device"
 PATH=$PATH:/usr/sbin:/sbin
 
@@ -19,32 +20,13 @@ make_fixtures() {
     "$scripts/make_drive.sh" "$work/drive.img" "$work/tonecrate.fw" || exit 1
 }
 
-finish() {
-  echo "$passed passed, $failed failed"
-  [[ $failed -eq 0 ]]
-}
-
-# it SENTENCE FUNCTION [ARGUMENT...]: runs the function with a device of its own; any failing command fails it.
-it() {
-  local sentence=$1 status
-  shift
-  (
-    set -e
-    mkdir "$work/case"
-    cp -R "$work/device" "$DEVICE_ROOT"
-    cd "$work/case"
-    "$@"
-  ) >"$work/log" 2>&1
-  status=$?
+# Each case has a device of its own.
+around_case() {
   rm -rf -- "$work/case"
-  if [[ $status -eq 0 ]]; then
-    passed=$((passed + 1))
-    echo "ok - $sentence"
-  else
-    failed=$((failed + 1))
-    echo "not ok - $sentence"
-    sed 's/^/    /' "$work/log"
-  fi
+  mkdir "$work/case"
+  cp -R "$work/device" "$DEVICE_ROOT"
+  cd "$work/case"
+  "$@"
 }
 
 # run SCRIPT [ARGUMENT...]: runs an installed script, keeps its output in ./out and ./err and its status in $status.
