@@ -6,12 +6,12 @@
 #include "benchmarks/samples.h"
 #include "sim/device/simulated_device.h"
 #include "tests/support/allocation_counter.h"
+#include "tests/support/process_census.h"
 #include "tests/support/scratch_folder.h"
 
 #include <chrono>
 #include <cstdio>
 #include <ctime>
-#include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -33,26 +33,6 @@ std::int64_t textAndData(const std::string& program)
         throw std::runtime_error("the size of " + program + " cannot be told");
     }
     return text + data;
-}
-
-/// The processes that this one has started.
-std::string childProcess()
-{
-    std::string pid;
-    std::ifstream("/proc/thread-self/children") >> pid;
-    return pid;
-}
-
-std::int64_t residentKilobytes(const std::string& pid)
-{
-    std::ifstream status("/proc/" + pid + "/status");
-    for (std::string word; status >> word;) {
-        std::int64_t value = 0;
-        if (word == "VmRSS:" && status >> value) {
-            return value;
-        }
-    }
-    throw std::runtime_error("the memory of process " + pid + " cannot be told");
 }
 
 double processorSeconds()
@@ -105,7 +85,7 @@ std::int64_t residentMemory()
     const ScratchFolder folder;
     sim::SimulatedDevice device({.updater = UPDATER, .preload = PRELOAD, .root = folder.path()});
     device.run(1000);
-    return residentKilobytes(childProcess());
+    return static_cast<std::int64_t>(takeCensus(device.processId()).residentKib);
 }
 
 Pace measurePace()

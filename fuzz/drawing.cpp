@@ -43,9 +43,9 @@ Bitmap takeBitmap(FuzzInput& input)
 {
     const auto [width, height] = takeShape(input);
     const auto seed = input.take<std::uint8_t>();
-    std::vector<std::uint8_t> values;
-    for (std::int32_t i = 0; i < width * height; ++i) {
-        values.push_back(pixelKinds[(i * (seed | 1) >> 2 ^ seed) & 7]);
+    std::vector<std::uint8_t> values(static_cast<std::size_t>(width * height));
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        values[i] = pixelKinds[(i * (seed | 1U) >> 2 ^ seed) & 7];
     }
     return {width, height, values};
 }

@@ -3,6 +3,7 @@
 
 Works in private copies of the tree, one a worker, under build/mutate/. What was tried is remembered there, so that a
 run that was interrupted goes on where it stopped; a changed file is tried anew, and with --retry so are the survivors.
+tools/survivors.txt has the reasons of those that are known to survive.
 """
 
 import argparse
@@ -25,7 +26,7 @@ from mutations import mutations_of
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 WORK = ROOT / "build" / "mutate"
 RESULTS = WORK / "results.jsonl"
-EXCUSES = ROOT / "tools" / "equivalent_mutants.txt"
+EXCUSES = ROOT / "tools" / "survivors.txt"
 
 # For each folder the test programs that meet its code first.
 UNIT_TESTS = {
@@ -42,6 +43,7 @@ LONG_SYSTEM_TESTS = [
     "RandomWalk.*",
 ]
 CAUGHT = ("failed", "timed out")
+EXCUSE_MARKS = {"= ": "equivalent", "~ ": "survived"}
 MEMORY_LIMIT = 2 << 30
 SUBREAPER = 36  # PR_SET_CHILD_SUBREAPER of prctl(2)
 
@@ -276,7 +278,7 @@ def load_results():
 
 
 def load_excuses():
-    """The reason for each mutant that no test can catch, by path, line before and line after."""
+    """What is known of mutants that survive, and why, by path, line before and line after."""
     excuses, path, before, after = {}, "", "", ""
     for line in EXCUSES.read_text().splitlines() if EXCUSES.exists() else []:
         mark, text = line[:2], line[2:]
@@ -284,8 +286,8 @@ def load_excuses():
             before = text
         elif mark == "+ ":
             after = text
-        elif mark == "= ":
-            excuses[path, before, after] = text
+        elif mark in EXCUSE_MARKS:
+            excuses[path, before, after] = EXCUSE_MARKS[mark], text
         elif line and not line.startswith("#"):
             path = line
     return excuses
@@ -327,16 +329,21 @@ def try_mutants(pending, jobs):
             print(f"{done}/{len(pending)}, {minutes:.0f} min left: {place} {verdict}", file=sys.stderr)
 
 
+def look_of(mutant):
+    """What an excuse names it by; some mutants of a file may look the same."""
+    return mutant.path, mutant.before, mutant.after
+
+
 def outcomes_of(mutants, results):
-    """For each mutant that was tried and is none to the compiler: its verdict, "equivalent" where a reason is given."""
+    """For each mutant that was tried or has an excuse, and is none to the compiler: its verdict and the excuse."""
     excuses = load_excuses()
     for mutant in mutants:
         verdict = results.get(mutant.key, {}).get("verdict")
-        reason = excuses.get((mutant.path, mutant.before, mutant.after), "")
-        if verdict == "survived" and reason:
-            yield mutant, "equivalent", reason
+        excuse = excuses.get(look_of(mutant))
+        if excuse and verdict in (None, "survived"):
+            yield mutant, *excuse
         elif verdict in (*CAUGHT, "survived"):
-            yield mutant, verdict, reason
+            yield mutant, verdict, ""
 
 
 def print_table(outcomes):
@@ -354,13 +361,27 @@ def print_table(outcomes):
         print(row.format(folder, mutants, caught, count["timed out"], count["equivalent"], count["survived"], share))
 
 
+def pending_of(mutants, results, retry=False):
+    """One whose excuse can be meant for no other is tried in a retry only."""
+    excuses = load_excuses()
+    looks = collections.Counter(map(look_of, mutants))
+
+    def is_pending(mutant):
+        verdict = results.get(mutant.key, {}).get("verdict")
+        if retry and verdict in (None, "survived"):
+            return True
+        return verdict is None and not (look_of(mutant) in excuses and looks[look_of(mutant)] == 1)
+
+    return list(filter(is_pending, mutants))
+
+
 def report(mutants, results):
     outcomes = list(outcomes_of(mutants, results))
     print_table(outcomes)
     for mutant, verdict, reason in outcomes:
         if verdict not in CAUGHT:
-            print(f"\n{mutant.path}:{mutant.line}\n- {mutant.before}\n+ {mutant.after}\n= {reason or 'SURVIVED'}")
-    untried = sum(mutant.key not in results for mutant in mutants)
+            print(f"\n{mutant.path}:{mutant.line}\n- {mutant.before}\n+ {mutant.after}\n{verdict}: {reason or 'WHY?'}")
+    untried = len(pending_of(mutants, results))
     if untried:
         print(f"\n{untried} of these mutants were not tried yet")
 
@@ -381,7 +402,7 @@ def arguments():
                         help="workers, each with a tree of its own")
     parser.add_argument("--share", type=number_from(1, 100), default=100, metavar="PERCENT",
                         help="try this share, always the same one")
-    parser.add_argument("--retry", action="store_true", help="try the survivors of earlier runs again")
+    parser.add_argument("--retry", action="store_true", help="try the survivors again, those with a reason in tools/survivors.txt too")
     parser.add_argument("--report", action="store_true", help="only tell what is known")
     return parser.parse_args()
 
@@ -393,11 +414,7 @@ def main():
     files = product_files(options.files)
     mutants = [mutant for path in files for mutant in mutants_of(path) if in_share(mutant, options.share)]
     results = load_results()
-    pending = [
-        mutant
-        for mutant in mutants
-        if mutant.key not in results or (options.retry and results[mutant.key]["verdict"] == "survived")
-    ]
+    pending = pending_of(mutants, results, options.retry)
     if pending and not options.report:
         try_mutants(pending, options.jobs)
     report(mutants, load_results())

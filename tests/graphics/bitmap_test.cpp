@@ -610,6 +610,7 @@ Bitmap shade(std::int32_t width, std::int32_t height, Pixel value)
 constexpr WritingCase writingCases[] = {
     {"fillRect", [](Bitmap& bitmap, std::int32_t y) { bitmap.fillRect(3, y, 2, 1, 2); }},
     {"fillRect over whole rows", [](Bitmap& bitmap, std::int32_t y) { bitmap.fillRect(-1, y - 1, 30, 2, 2); }},
+    {"fillRect over 128 rows", [](Bitmap& bitmap, std::int32_t y) { bitmap.fillRect(0, y / 2 * 2, 20, 128, 2); }},
     {"fill", [](Bitmap& bitmap, std::int32_t) { bitmap.fill(2); }},
     {"drawLine", [](Bitmap& bitmap, std::int32_t y) { bitmap.drawLine(3, y, 8, y, 2); }},
     {"drawRect", [](Bitmap& bitmap, std::int32_t y) { bitmap.drawRect(3, y, 4, 9, 2); }},

@@ -45,7 +45,7 @@ Outcome update(bool isReset)
             showProgress(walker);
         }
         walker.comeToRest();
-        isRight = isRight && device->screen() == walker.model.screenDrawnAt((device->iteration() - 7) / 20 * 20);
+        isRight = isRight && device->screen() == walker.expectedScreen();
     }
     isRight = isRight && device.isHealthy() && device.format.calls() == (isReset ? "1\n" : "0\n") &&
               device->standardOutput() == "Starting updater...\nStarted install.sh\nEverything done";

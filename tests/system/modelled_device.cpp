@@ -80,11 +80,15 @@ void ModelledDevice::comeToRest()
     device->runTo(device->iteration() / 20 * 20 + 50);
 }
 
-testing::AssertionResult ModelledDevice::showsWhatItShould(const std::string& name)
+sim::Screen ModelledDevice::expectedScreen()
 {
     // A picture is on the glass 7 iterations after it was drawn.
-    const std::uint64_t drawn = (device->iteration() - 7) / 20 * 20;
-    return sameScreen(device->screen(), model.screenDrawnAt(drawn), name);
+    return model.screenDrawnAt((device->iteration() - 7) / 20 * 20);
+}
+
+testing::AssertionResult ModelledDevice::showsWhatItShould(const std::string& name)
+{
+    return sameScreen(device->screen(), expectedScreen(), name);
 }
 
 testing::AssertionResult ModelledDevice::isAsExpected(const std::string& name)

@@ -28,7 +28,9 @@ public:
 
     /// Runs until all that changed is drawn and on the glass.
     void comeToRest();
-    // At rest: the screen is what the model says, pixel by pixel. On a difference, leaves pictures under `name`.
+    /// What the model says that is on the glass.
+    [[nodiscard]] sim::Screen expectedScreen();
+    // At rest: the screen is that one, pixel by pixel. On a difference, leaves pictures under `name`.
 
     [[nodiscard]] testing::AssertionResult showsWhatItShould(const std::string& name);
     /// And the device is healthy.
