@@ -411,6 +411,24 @@ TEST_F(TinyFont, WritesTheColourWhereThereIsInkAndNothingBehindIt)
     }
 }
 
+using GlyphDrawing = GraphicsTest;
+
+TEST_F(GlyphDrawing, ShowsTheWholeGlyphWhateverItsSizeAndWhereverItsInkIs)
+{
+    for (const Picture& glyph : {Picture{"#" + std::string(38, '.') + "#", std::string(40, '#')},
+                                 Picture{"#..............#"}, Picture{"..", "..", "#.", ".#", "..", ".."},
+                                 Picture{"##", ".."}, Picture{"..", "##"}, Picture{"...", "..."}}) {
+        imageStore.clear();
+        storeGlyph("f", 'x', glyph);
+        buildFont("any", "f", 1, 2, 1);
+        Bitmap expected = bitmapOf(Picture(8, std::string(44, '4')));
+        Bitmap canvas = expected;
+        expected.drawMask(2, 1, bitmapOf(glyph), 1);
+        drawText(canvas, 2, 1, "any", "x", 1, 0, 1, 1);
+        EXPECT_THAT(canvas, shows(expected));
+    }
+}
+
 TEST_F(TinyFont, DrawsNothingAtExtremePositions)
 {
     Bitmap canvas = bitmapOf({"....", "....", "...."});
