@@ -165,6 +165,28 @@ RC_GTEST_PROP(LineProperties, OutlinesAreTheirFourLinesHoweverLarge, ())
     requireSame(expected, actual);
 }
 
+TEST(ShortLine, ShowsThePixelsOfThePlainWalkWhereverItsEndsAre)
+{
+    constexpr std::int32_t width = 3;
+    constexpr std::int32_t height = 2;
+    constexpr std::int32_t outside = 4;
+    std::vector<Point> ends;
+    for (std::int32_t y = -outside; y < height + outside; ++y) {
+        for (std::int32_t x = -outside; x < width + outside; ++x) {
+            ends.push_back({x, y});
+        }
+    }
+    for (const Point& from : ends) {
+        for (const Point& to : ends) {
+            Bitmap expected = blank(width, height);
+            Bitmap actual = expected;
+            walkLine(expected, {from, to}, 3);
+            drawLine(actual, {from, to}, 3);
+            ASSERT_THAT(actual, shows(expected)) << testing::PrintToString(Line{from, to});
+        }
+    }
+}
+
 class ExtremeLine : public testing::TestWithParam<Line> {};
 
 TEST_P(ExtremeLine, ShowsThePixelsOfTheClosedFormInBothDirections)
