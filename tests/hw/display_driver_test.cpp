@@ -1,6 +1,7 @@
 // Tests of the display's bring-up, byte by byte, and of the frames that it is sent.
 #include "hw/display_driver.h"
 
+#include "hw/frame_packer.h"
 #include "tests/support/bring_up.h"
 #include "tests/support/system_calls.h"
 
@@ -382,6 +383,16 @@ RC_GTEST_FIXTURE_PROP(Display, PacksAnyCanvasAsANaivePackerDoes, ())
         canvas.fillRect(r.x, r.y, r.width, r.height, r.value);
     }
     RC_ASSERT(sentFrame(canvas) == naivelyPacked(canvas));
+}
+
+TEST(FramePacker, WritesNothingBehindTheFrame)
+{
+    struct {
+        Frame frame;
+        std::uint8_t behind = 0x5A;
+    } memory;
+    packFrame(blankCanvas(3), memory.frame);
+    EXPECT_EQ(memory.behind, 0x5A);
 }
 
 } // namespace
