@@ -58,6 +58,13 @@ TEST_F(I2c, BusOnDescriptorZeroIsClosedToo)
     EXPECT_THAT(calls.takeLog(), ElementsAre("close /dev/i2c-23"));
 }
 
+TEST_F(I2c, NothingIsTransferredOnAClosedBus)
+{
+    bus.close();
+    EXPECT_FALSE(bus.writeRegister(1, 2));
+    EXPECT_EQ(bus.readRegister(1), 0);
+}
+
 TEST_F(I2c, OpeningAnotherBusClosesTheFirst)
 {
     bus.open(23);
