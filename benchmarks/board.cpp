@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -88,7 +87,7 @@ ssize_t readCommand(int fd, void* buffer, std::size_t count)
         return failsFor(EAGAIN);
     }
     const std::size_t length = std::min({count, outputLeft, outputPattern.size()});
-    std::memcpy(buffer, outputPattern.data(), length);
+    outputPattern.copy(static_cast<char*>(buffer), length);
     outputLeft -= length;
     return static_cast<ssize_t>(length);
 }
