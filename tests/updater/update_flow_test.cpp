@@ -233,6 +233,23 @@ TEST_F(Flow, LinesThatWaitWhenTheScriptEndsAreLost)
     EXPECT_EQ(message().getText(), preparing + "a");
 }
 
+TEST_F(Flow, LinesThatWaitWhenTheFirmwareIsDecryptedAreNotShownInTheQuestion)
+{
+    startPreparing({{"SHOW: a\nSHOW: b\nSHOW: c\n", 0}}, 0);
+    notify(askFactoryReset);
+    const std::string question = message().getText();
+    tick(3);
+    EXPECT_EQ(message().getText(), question);
+}
+
+TEST_F(Flow, LinesThatWaitWhenTheWorkIsDoneAreNotShownAfterIt)
+{
+    startWork(false, {}, 0);
+    script(install, {{"SHOW: a\nSHOW: b\nSHOW: c\n", 0}}, 0);
+    tick(5);
+    EXPECT_EQ(message().getText(), "Everything done!\nYou can now restart the device");
+}
+
 TEST_F(Flow, TheWheelTurnsAndTheStateStaysWhileAScriptRuns)
 {
     startPreparing(std::deque<ScriptedRead>(1000, nothingNow), 0);
