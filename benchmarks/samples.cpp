@@ -5,6 +5,15 @@
 #include <cstddef>
 #include <stdexcept>
 
+namespace {
+
+[[noreturn]] void failWithout(const std::string& name)
+{
+    throw std::runtime_error("\"" + name + "\" was not measured, and the table needs all");
+}
+
+} // namespace
+
 double quantile(std::vector<double> samples, double share)
 {
     const auto position =
@@ -26,6 +35,15 @@ void Samples::ReportRuns(const std::vector<Run>& runs)
     }
 }
 
+double Samples::median(const std::string& name) const
+{
+    const auto found = times.find(name);
+    if (found == times.end()) {
+        failWithout(name);
+    }
+    return quantile(found->second, 0.5);
+}
+
 std::vector<std::pair<double, double>> Samples::mediansBySize(const std::string& name) const
 {
     std::vector<std::pair<double, double>> result;
@@ -33,6 +51,9 @@ std::vector<std::pair<double, double>> Samples::mediansBySize(const std::string&
         if (key.starts_with(name + '/')) {
             result.emplace_back(std::stod(key.substr(name.size() + 1)), quantile(samples, 0.5));
         }
+    }
+    if (result.empty()) {
+        failWithout(name);
     }
     std::ranges::sort(result);
     return result;

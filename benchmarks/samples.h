@@ -17,8 +17,10 @@ public:
     void ReportRuns(const std::vector<Run>& runs) override;
 
     [[nodiscard]] bool isEmpty() const { return times.empty(); }
-    /// In nanoseconds of processor time. Throws std::out_of_range when nothing of that name was measured.
-    [[nodiscard]] double median(const std::string& name) const { return quantile(times.at(name), 0.5); }
+    // Both throw std::runtime_error when nothing of that name was measured.
+
+    /// In nanoseconds of processor time.
+    [[nodiscard]] double median(const std::string& name) const;
     /// Size and median of every benchmark `name`/size, with growing size.
     [[nodiscard]] std::vector<std::pair<double, double>> mediansBySize(const std::string& name) const;
 
