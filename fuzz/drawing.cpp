@@ -32,6 +32,19 @@ std::int32_t takeAlong(std::int32_t length, FuzzInput& input)
     return input.takeFrom(0, 3) == 0 ? input.takeCoordinate() : input.takeFrom(-8, length + 8);
 }
 
+struct Rectangle {
+    std::int32_t left;
+    std::int32_t top;
+    std::int32_t width;
+    std::int32_t height;
+};
+
+Rectangle takeRectangle(const Bitmap& bitmap, FuzzInput& input)
+{
+    return {takeAlong(bitmap.getWidth(), input), takeAlong(bitmap.getHeight(), input),
+            takeAlong(bitmap.getWidth(), input), takeAlong(bitmap.getHeight(), input)};
+}
+
 Shape takeShape(FuzzInput& input)
 {
     const Shape& most = shapes[input.take<std::uint8_t>() & 3];
@@ -87,16 +100,14 @@ std::optional<Pixel> under(const Bitmap& source, std::int32_t left, std::int32_t
 
 void fillRectangle(Bitmap& bitmap, FuzzInput& input)
 {
-    const std::int32_t left = takeAlong(bitmap.getWidth(), input);
-    const std::int32_t top = takeAlong(bitmap.getHeight(), input);
-    const std::int32_t width = takeAlong(bitmap.getWidth(), input);
-    const std::int32_t height = takeAlong(bitmap.getHeight(), input);
+    const Rectangle area = takeRectangle(bitmap, input);
     const Pixel value = takePixel(input);
     const Bitmap expected = modelled(bitmap, [&](std::int64_t x, std::int64_t y) {
-        const bool isInside = x >= left && x - left < width && y >= top && y - top < height;
+        const bool isInside =
+            x >= area.left && x - area.left < area.width && y >= area.top && y - area.top < area.height;
         return isInside ? std::optional(value) : std::nullopt;
     });
-    bitmap.fillRect(left, top, width, height, value);
+    bitmap.fillRect(area.left, area.top, area.width, area.height, value);
     requireSame(expected, bitmap, "a rectangle covers its pixels and no other");
 }
 
@@ -117,17 +128,14 @@ void drawLine(Bitmap& bitmap, FuzzInput& input)
 
 void drawOutline(Bitmap& bitmap, FuzzInput& input)
 {
-    const std::int32_t left = takeAlong(bitmap.getWidth(), input);
-    const std::int32_t top = takeAlong(bitmap.getHeight(), input);
-    const std::int32_t width = takeAlong(bitmap.getWidth(), input);
-    const std::int32_t height = takeAlong(bitmap.getHeight(), input);
+    const Rectangle area = takeRectangle(bitmap, input);
     const Pixel value = takePixel(input);
-    const std::vector<Line> lines = outlineOf(left, top, width, height);
+    const std::vector<Line> lines = outlineOf(area.left, area.top, area.width, area.height);
     const Bitmap expected = modelled(bitmap, [&](std::int32_t x, std::int32_t y) {
         const bool isMet = std::any_of(lines.begin(), lines.end(), [&](const Line& line) { return meets(line, x, y); });
         return isMet ? std::optional(value) : std::nullopt;
     });
-    bitmap.drawRect(left, top, width, height, value);
+    bitmap.drawRect(area.left, area.top, area.width, area.height, value);
     requireSame(expected, bitmap, "an outline is its four lines");
 }
 
