@@ -1,6 +1,8 @@
 // Storage and drawing operations of the bitmap.
 #include "graphics/bitmap.h"
 
+#include "graphics/wide_vectors.h"
+
 #include <algorithm>
 #include <bit>
 #include <cstring>
@@ -225,7 +227,7 @@ void Bitmap::overlay(std::int32_t x, std::int32_t y, const Bitmap& source, Choos
     }
 }
 
-void Bitmap::drawBitmap(std::int32_t x, std::int32_t y, const Bitmap& source, bool invert)
+TONECRATE_WIDE_VECTORS void Bitmap::drawBitmap(std::int32_t x, std::int32_t y, const Bitmap& source, bool invert)
 {
     if (invert) {
         overlay(x, y, source, []<typename Value>(Value old, Value value) {
@@ -239,7 +241,7 @@ void Bitmap::drawBitmap(std::int32_t x, std::int32_t y, const Bitmap& source, bo
     }
 }
 
-void Bitmap::drawMask(std::int32_t x, std::int32_t y, const Bitmap& source, Pixel value)
+TONECRATE_WIDE_VECTORS void Bitmap::drawMask(std::int32_t x, std::int32_t y, const Bitmap& source, Pixel value)
 {
     overlay(x, y, source, [value]<typename Value>(Value old, Value mask) {
         return mask == inkPixel ? static_cast<Value>(Value{} + value) : old;

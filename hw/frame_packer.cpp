@@ -1,13 +1,7 @@
 // The loop over all pixels of a frame.
 #include "hw/frame_packer.h"
 
-// The development machines' basic instruction set has no shift within bytes and so needs half as much again as the
-// device's; where the machine can do more, GCC uses it.
-#if defined(__x86_64__) && !defined(__clang__)
-#define TONECRATE_WIDE_VECTORS __attribute__((target_clones("avx2", "default")))
-#else
-#define TONECRATE_WIDE_VECTORS
-#endif
+#include "graphics/wide_vectors.h"
 
 /// Every step of the sum stays within its byte, so that a register full of bytes is worked on at a time.
 TONECRATE_WIDE_VECTORS void packFrame(const Bitmap& canvas, Frame& frame)
