@@ -39,6 +39,13 @@ fs::path spanFile()
     return fs::path(RUNS_DIR) / "work_span";
 }
 
+void startWithDrive(Board& board)
+{
+    board.startUpdater();
+    board.waitForScene(scenes::waiting());
+    board.plug("drive.img");
+}
+
 WorkSpan work(Board& board, bool factoryReset, const Versions& oldVersions = {scenes::preparedVersion})
 {
     WorkSpan span;
@@ -61,9 +68,7 @@ TEST_P(Job, ShowsItsWholeStoryAndLeavesTheNewFirmwareOnTheCard)
 {
     const bool factoryReset = GetParam().factoryReset;
     Board board({GetParam().name});
-    board.startUpdater();
-    board.waitForScene(scenes::waiting());
-    board.plug("drive.img");
+    startWithDrive(board);
     const WorkSpan span = work(board, factoryReset);
     EXPECT_TRUE(tellsStory(screensFrom(board), storyOf(factoryReset)));
     EXPECT_TRUE(isWellBehaved(board));
@@ -86,9 +91,7 @@ class PowerCut : public testing::TestWithParam<int> {};
 bool cutPowerAt(std::uint64_t cut, Board& board, WorkSpan& span)
 {
     const Scene done = scenes::done();
-    board.startUpdater();
-    board.waitForScene(scenes::waiting());
-    board.plug("drive.img");
+    startWithDrive(board);
     chooseAndConfirm(board, false);
     board.waitFor("the moment of the cut", [&](const Bus& bus) {
         span.end = bus.cardBytes();
@@ -120,9 +123,7 @@ TEST_P(PowerCut, IsFollowedByAnUpdateThatEndsWellAndKeepsThePresets)
     const std::unique_ptr<Board> board = boardCutIn(GetParam());
 
     Board again({"PowerCut" + std::to_string(GetParam()) + ".again", board->card()});
-    again.startUpdater();
-    again.waitForScene(scenes::waiting());
-    again.plug("drive.img");
+    startWithDrive(again);
     const Versions oldVersions = {scenes::preparedVersion, scenes::newVersion}; // as far as the first update came
     work(again, false, oldVersions);
     EXPECT_TRUE(tellsStory(screensFrom(again), storyOf(false, oldVersions)));

@@ -136,6 +136,7 @@ TEST_F(FontBuilding, FromAnEmptyStoreMakesAFontThatDrawsNothingAndMeasuresNothin
     drawText(canvas, 0, 0, "empty", "AB\nC", 3, 0, 9, 1);
     EXPECT_THAT(canvas, shows({"....", "...."}));
     EXPECT_EQ(textWidth("empty", "AB\nC"), 0U);
+    EXPECT_EQ(countLines("empty", "AB", 1), 1);
     EXPECT_EQ(fontHeight("empty"), 0);
     EXPECT_EQ(fontLineSpacing("empty"), 2);
 }

@@ -23,8 +23,8 @@ std::uint64_t framesDue(std::uint64_t iterations)
 
 bool isStillWaiting(TestDevice& device, std::uint64_t iterations)
 {
-    const std::uint64_t drawn = (iterations - 7) / 20 * 20;
-    const auto expected = ScreenPainter().message(texts::waiting).wheel(wheelFrameAt(drawn, 0)).screen();
+    const int wheelFrame = wheelFrameAt(drawingShownAt(iterations), 0);
+    const auto expected = ScreenPainter().message(texts::waiting).wheel(wheelFrame).screen();
     return device->screen() == expected && device.isHealthy() && device->standardOutput() == "Starting updater...\n" &&
            device->standardError().empty();
 }

@@ -82,8 +82,7 @@ void ModelledDevice::comeToRest()
 
 sim::Screen ModelledDevice::expectedScreen()
 {
-    // A picture is on the glass 7 iterations after it was drawn.
-    return model.screenDrawnAt((device->iteration() - 7) / 20 * 20);
+    return model.screenDrawnAt(drawingShownAt(device->iteration()));
 }
 
 testing::AssertionResult ModelledDevice::showsWhatItShould(const std::string& name)

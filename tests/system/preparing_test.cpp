@@ -11,8 +11,7 @@ namespace {
 /// The wheel that began to turn in iteration `start`, as it was drawn last.
 int wheelFrame(std::uint64_t start, std::uint64_t now)
 {
-    const std::uint64_t drawn = (now - 7) / 20 * 20;
-    return wheelFrameAt(drawn, start);
+    return wheelFrameAt(drawingShownAt(now), start);
 }
 
 class Waiting : public SystemTest {

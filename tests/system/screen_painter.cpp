@@ -12,6 +12,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// A drawing happens in iterations that are divisible by this one.
+constexpr std::uint64_t drawingInterval = 20;
+/// Iterations from a drawing until it is on the glass.
+constexpr std::uint64_t onItsWay = 7;
+
 const sim::Picture& source(const std::string& name)
 {
     static std::map<std::string, sim::Picture> pictures;
@@ -39,11 +44,16 @@ int wheelFrameAt(std::uint64_t iteration, std::uint64_t start)
     return static_cast<int>((iteration / 142 - start / 142) % 8);
 }
 
+std::uint64_t drawingShownAt(std::uint64_t iteration)
+{
+    return (iteration - onItsWay) / drawingInterval * drawingInterval;
+}
+
 std::uint64_t wheelStepsShown(std::uint64_t from, std::uint64_t to)
 {
     std::uint64_t count = 0;
     for (std::uint64_t turned = from / 142 * 142; turned <= to; turned += 142) {
-        const std::uint64_t shown = (turned + 19) / 20 * 20 + 7;
+        const std::uint64_t shown = (turned + drawingInterval - 1) / drawingInterval * drawingInterval + onItsWay;
         count += turned > 0 && shown > from && shown <= to ? 1 : 0;
     }
     return count;

@@ -12,8 +12,11 @@ enum class Selection { None, First, Second };
 /// that is divisible by 142.
 [[nodiscard]] int wheelFrameAt(std::uint64_t iteration, std::uint64_t start);
 
-/// How many steps of the turning wheel come onto the glass after iteration `from` and up to the end of iteration `to`:
-/// each is drawn in the next iteration that is divisible by 20, and is 7 iterations on its way.
+/// The last iteration whose drawing can be on the glass at the end of `iteration`: what has changed is drawn in the
+/// next iteration that is divisible by 20, and is 7 iterations on its way.
+[[nodiscard]] std::uint64_t drawingShownAt(std::uint64_t iteration);
+
+/// How many steps of the turning wheel come onto the glass after iteration `from` and up to the end of iteration `to`.
 [[nodiscard]] std::uint64_t wheelStepsShown(std::uint64_t from, std::uint64_t to);
 
 /// Starts with the title on an empty screen.
