@@ -42,6 +42,15 @@ TEST_F(Flow, WaitingNeedsARedrawOnlyWhenTheWheelTurns)
     }
 }
 
+TEST(UpdateStates, AreNumberedInTheOrderOfTheFlow)
+{
+    using enum UpdateState;
+    std::uint32_t number = 0;
+    for (const UpdateState state : {WaitingForUsb, Preparing, Choosing, Formatting, Installing, Done, Failed}) {
+        EXPECT_EQ(static_cast<std::uint32_t>(state), number++);
+    }
+}
+
 // The drive.
 
 struct DriveCase {
