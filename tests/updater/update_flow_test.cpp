@@ -19,6 +19,15 @@ const std::string install = "/usr/sbin/install.sh";
 
 class Flow : public ScreenTest {};
 
+TEST(UpdateStates, AreNumberedInTheOrderOfTheFlow)
+{
+    using enum UpdateState;
+    std::uint32_t number = 0;
+    for (const UpdateState state : {WaitingForUsb, Preparing, Choosing, Formatting, Installing, Done, Failed}) {
+        EXPECT_EQ(static_cast<std::uint32_t>(state), number++);
+    }
+}
+
 // The wheel.
 
 TEST_F(Flow, TheWheelTurnsByOneFrameEvery142IterationsAndWrapsAfterEight)
@@ -39,15 +48,6 @@ TEST_F(Flow, WaitingNeedsARedrawOnlyWhenTheWheelTurns)
         if (screen->needsRedraw()) {
             draw();
         }
-    }
-}
-
-TEST(UpdateStates, AreNumberedInTheOrderOfTheFlow)
-{
-    using enum UpdateState;
-    std::uint32_t number = 0;
-    for (const UpdateState state : {WaitingForUsb, Preparing, Choosing, Formatting, Installing, Done, Failed}) {
-        EXPECT_EQ(static_cast<std::uint32_t>(state), number++);
     }
 }
 
