@@ -1,6 +1,9 @@
 // The state machine of the update: which script runs when, and what the user is told.
 #include "updater/updater.h"
 
+#include "updater/screen_texts.h"
+#include "updater/timing.h"
+
 #include <array>
 #include <filesystem>
 #include <fstream>
@@ -10,20 +13,11 @@
 
 namespace {
 
-/// Iterations. Keep the odd value: one turn of the wheel is to take 1136.
-constexpr std::uint64_t wheelPeriod = 142;
-constexpr std::uint64_t usbCheckPeriod = 501;
-
 // Built once: the drive is looked for at run time without an allocation.
 const std::filesystem::path drivePath = "/dev/sda";
 const std::filesystem::path partitionPath = "/dev/sda1";
 
 constexpr std::string_view progressPrefix = "SHOW: ";
-
-constexpr const char* preparingHeader = "Preparing new firmware...\n\n";
-constexpr const char* updatingHeader =
-    "Updating...\n\nDo not unplug the power.\n\nThis may take a few minutes.\n\nState: ";
-constexpr const char* doneMessage = "Everything done!\nYou can now restart the device";
 
 struct FailureMessage {
     UpdateState state;
@@ -33,18 +27,14 @@ struct FailureMessage {
     const char* text;
 };
 
-// After a failed update the factory reset is what is left to try; after a failed factory reset, nothing is.
 constexpr std::array<FailureMessage, 7> failureMessages = {{
-    {UpdateState::Preparing, 1, {}, "Failed: Unable to access the USB drive."},
-    {UpdateState::Preparing, 2, {}, "Failed: Firmware file \"tonecrate.fw\" not found."},
-    {UpdateState::Preparing, 3, {}, "Failed: Firmware file is corrupt."},
-    {UpdateState::Formatting, {}, 0, "Failed: Unable to format internal memory.\nYou can try a factory reset."},
-    {UpdateState::Formatting,
-     {},
-     1,
-     "Failed: Unable to format internal memory.\nThis should not happen, please contact us."},
-    {UpdateState::Installing, {}, 0, "Failed: Unable to install files.\nYou can try a factory reset."},
-    {UpdateState::Installing, {}, 1, "Failed: Unable to install files.\nThis should not happen, please contact us."},
+    {UpdateState::Preparing, 1, {}, texts::driveFailed},
+    {UpdateState::Preparing, 2, {}, texts::firmwareNotFound},
+    {UpdateState::Preparing, 3, {}, texts::firmwareCorrupt},
+    {UpdateState::Formatting, {}, 0, texts::updateFormatFailed},
+    {UpdateState::Formatting, {}, 1, texts::resetFormatFailed},
+    {UpdateState::Installing, {}, 0, texts::updateInstallFailed},
+    {UpdateState::Installing, {}, 1, texts::resetInstallFailed},
 }};
 
 /// The first word of the file; empty when there is none or it cannot be read.
@@ -56,22 +46,6 @@ std::string readVersion(const char* path)
         word.clear(); // a failing read, or no memory for the word, may have left a part of it
     }
     return word;
-}
-
-std::string updateQuestionFor(const std::string& oldVersion, const std::string& newVersion)
-{
-    // Deliberate: the wording without an old version has no full stop behind the new one.
-    const std::string action = oldVersion.empty()
-                                   ? "I will update the firmware to " + newVersion
-                                   : "I will update the firmware from " + oldVersion + " to " + newVersion + ".";
-    return action + "\n\nDo not unplug the power during the process.\n\nDo you want to continue?";
-}
-
-std::string factoryQuestionFor(const std::string& newVersion)
-{
-    return "I will do a factory reset to firmware " + newVersion +
-           ".\n\nALL DATA/PRESETS WILL BE LOST!\n\nDo not unplug the power during the process.\n\n"
-           "Do you want to continue?";
 }
 
 } // namespace
@@ -107,7 +81,7 @@ void Updater::lookForDrive(std::uint64_t iteration)
     runner = std::make_unique<CommandRunner>(hasPartition ? "/usr/sbin/decrypt.sh /dev/sda1"
                                                           : "/usr/sbin/decrypt.sh /dev/sda");
     state = UpdateState::Preparing;
-    progressHeader = preparingHeader;
+    progressHeader = texts::preparingHeader;
     setMessage(progressHeader);
     wheelFrame = 0;
 }
@@ -150,7 +124,7 @@ void Updater::commandSucceeded()
     case UpdateState::Installing:
         std::cout << "Everything done" << std::flush;
         runner.reset();
-        setMessage(doneMessage);
+        setMessage(texts::done);
         wheelFrame = noWheel;
         markDirty();
         state = UpdateState::Done;
@@ -164,8 +138,8 @@ void Updater::offerChoice()
 {
     oldVersion = readVersion("/tmp/fw/version.old.txt");
     newVersion = readVersion("/tmp/fw/version.txt");
-    updateQuestion = updateQuestionFor(oldVersion, newVersion);
-    factoryQuestion = factoryQuestionFor(newVersion);
+    updateQuestion = texts::updateQuestion(oldVersion, newVersion);
+    factoryQuestion = texts::factoryQuestion(newVersion);
     showMenu();
     runner.reset();
 }
@@ -188,7 +162,7 @@ void Updater::commandFailed(std::uint32_t status)
 
 void Updater::startWork()
 {
-    progressHeader = updatingHeader;
+    progressHeader = texts::updatingHeader;
     setMessage(progressHeader);
     runner.reset();
     runner = std::make_unique<CommandRunner>("/usr/sbin/format.sh " + std::to_string(isFactoryReset));

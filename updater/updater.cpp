@@ -2,6 +2,7 @@
 #include "updater/updater.h"
 
 #include "graphics/image_store.h"
+#include "updater/screen_texts.h"
 
 #include <utility>
 
@@ -24,10 +25,11 @@ Button imageButton(const std::string& image, std::int32_t labelX, const std::str
 } // namespace
 
 Updater::Updater()
-    : i2c(ledBus), leds(i2c, ledAddress), factoryButton(imageButton("button_factory", 26, "Factory Reset", 256)),
-      updateButton(imageButton("button_update", 26, "Update Firmware", 256)),
-      noButton(imageButton("dialog_button_cancel", 15, "No", 0)),
-      yesButton(imageButton("dialog_button_ok", 15, "Yes", 0))
+    : i2c(ledBus), leds(i2c, ledAddress),
+      factoryButton(imageButton("button_factory", 26, texts::factoryResetButton, 256)),
+      updateButton(imageButton("button_update", 26, texts::updateButton, 256)),
+      noButton(imageButton("dialog_button_cancel", 15, texts::noButton, 0)),
+      yesButton(imageButton("dialog_button_ok", 15, texts::yesButton, 0))
 {
     for (std::size_t i = 0; i < wheelFrames.size(); ++i) {
         wheelFrames[i] = getImage("img/wheel_" + std::to_string(i) + ".png");
@@ -41,14 +43,14 @@ Updater::Updater()
     name = "SettingsWidget";
 
     buildTree();
-    setMessage("Waiting for USB...");
+    setMessage(texts::waiting);
     wheelFrame = 0;
 }
 
 void Updater::buildTree()
 {
     title.setFont("font16");
-    title.setText("Update Firmware", false);
+    title.setText(texts::title, false);
     title.setColor(0);
     message.setFont("font8");
     message.setVerticallyCentered(false);
