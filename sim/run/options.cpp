@@ -23,14 +23,14 @@ constexpr Option optionsWithValue[] = {
     {"--play", [](Options& options, const std::string& value) { options.play = value; }},
 };
 
-const Option& optionNamed(const std::string& name)
+const Option& optionNamed(std::string_view name)
 {
     for (const Option& option : optionsWithValue) {
         if (option.name == name) {
             return option;
         }
     }
-    throw UsageError("unknown " + std::string(name.starts_with('-') ? "option " : "argument ") + name);
+    throw UsageError("unknown " + std::string(name.starts_with('-') ? "option " : "argument ").append(name));
 }
 
 void check(const Options& options)
@@ -52,7 +52,8 @@ Options parseOptions(std::span<const std::string> arguments, const Options& defa
             return options;
         }
         const std::size_t equals = argument.find('=');
-        const Option& option = optionNamed(argument.substr(0, equals));
+        const std::string_view name = std::string_view(argument).substr(0, equals);
+        const Option& option = optionNamed(name);
         const bool isJoined = equals != std::string::npos;
         if (!isJoined && ++i == arguments.size()) {
             throw UsageError(argument + " needs a value");
