@@ -1,0 +1,66 @@
+# Sourced by dev, and by scripts that take minutes: runs steps and shows their progress on standard error.
+# shellcheck shell=bash
+
+die() {
+    printf '%s: %s\n' "${0##*/}" "$*" >&2
+    exit 1
+}
+
+# step TITLE COMMAND [ARGUMENT...]: in a terminal, prints one line and updates it every second; otherwise one line at the
+# start and one per minute. The command's output goes to build/dev.log and is shown only if the command fails.
+step() {
+    local title=$1 log=build/dev.log
+    shift
+    mkdir -p build
+    "$@" </dev/null 2>&1 | follow "$title" "$log" && return
+    without_progress <"$log" >&2
+    die "failed: $title"
+}
+
+# follow TITLE LOG: copies standard input to the log.
+follow() {
+    local title=$1 rest='' line='' progress='' failed=0 shown=-1 is_open=1
+    exec 3>"$2"
+    [[ -t 2 ]] || printf '%s...\n' "$title" >&2
+    SECONDS=0
+    while ((is_open)); do
+        if IFS= read -r -t 1 line; then
+            rest+=$line
+            printf '%s\n' "$rest" >&3
+            note_progress "$rest"
+            rest=''
+        elif (($? > 128)); then # timeout
+            rest+=$line
+        else
+            printf '%s' "$rest$line" >&3
+            is_open=0
+        fi
+        show_progress
+    done
+    [[ ! -t 2 ]] || printf '\n' >&2
+}
+
+# Sets `progress` and `failed` of follow from a line that Ninja or CTest prints.
+note_progress() {
+    if [[ $1 =~ ^\[([0-9]+)/([0-9]+)\]\  ]]; then
+        progress=", $((100 * BASH_REMATCH[1] / BASH_REMATCH[2])) % built"
+    elif [[ $1 =~ ^\ *([0-9]+)/([0-9]+)\ Test\ +# ]]; then
+        progress=", ${BASH_REMATCH[1]} of ${BASH_REMATCH[2]} tests"
+        [[ $1 != *'***'* || $1 == *'***Skipped'* ]] || failed=$((failed + 1))
+        ((failed == 0)) || progress+=", $failed failed"
+    fi
+}
+
+show_progress() {
+    if [[ -t 2 ]]; then
+        ((SECONDS == shown)) || printf '\r\033[K%s%s, %s s' "$title" "$progress" "$SECONDS" >&2
+        shown=$SECONDS
+    elif ((SECONDS / 60 > shown / 60)); then
+        printf '%s%s, %s s\n' "$title" "$progress" "$SECONDS" >&2
+        shown=$SECONDS
+    fi
+}
+
+without_progress() {
+    grep -vE '^\[[0-9]+/[0-9]+\] |^ *Start +[0-9]+: |^ *[0-9]+/[0-9]+ Test +#.* (Passed|\*\*\*Skipped) ' || true
+}
