@@ -318,9 +318,9 @@ bool SimulatedDevice::isScriptRunning()
     return status().script;
 }
 
-std::vector<std::string> SimulatedDevice::faults()
+std::vector<std::string> SimulatedDevice::violations()
 {
-    return linesOf(ask("faults"));
+    return linesOf(ask("violations"));
 }
 
 std::vector<std::string> SimulatedDevice::traffic()

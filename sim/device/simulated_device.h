@@ -100,7 +100,7 @@ public:
     [[nodiscard]] std::uint64_t frameCount();
     [[nodiscard]] bool isScriptRunning();
     /// What the program did that its devices do not allow.
-    [[nodiscard]] std::vector<std::string> faults();
+    [[nodiscard]] std::vector<std::string> violations();
     /// All that happened on the wires: the time in microseconds, a blank, and the event.
     [[nodiscard]] std::vector<std::string> traffic();
     [[nodiscard]] std::string standardOutput() const;

@@ -37,8 +37,8 @@ std::uint32_t takeStore(volatile std::uint32_t& word)
 
 } // namespace
 
-GpioBlock::GpioBlock(volatile std::uint32_t* registerPage, Faults& faultList)
-    : registers(registerPage), faults(faultList)
+GpioBlock::GpioBlock(volatile std::uint32_t* registerPage, Violations& violationList)
+    : registers(registerPage), violations(violationList)
 {
     sync();
 }
@@ -75,7 +75,8 @@ void GpioBlock::takeSelect(int line, std::uint32_t select)
         outputs &= ~mask;
     } else if (select != selectsOutput && select != selectsInput && !bit(oddSelects, line)) {
         oddSelects |= mask;
-        faults.add("GPIO line " + std::to_string(line) + " was given the alternate function " + std::to_string(select));
+        violations.add("GPIO line " + std::to_string(line) + " was given the alternate function " +
+                       std::to_string(select));
     }
 }
 
@@ -90,10 +91,10 @@ void GpioBlock::takeLatches()
             continue;
         }
         if (!isOutput(line)) {
-            faults.add("GPIO line " + std::to_string(line) + " was driven while it was an input");
+            violations.add("GPIO line " + std::to_string(line) + " was driven while it was an input");
         }
         if (isSet && isCleared) {
-            faults.add("GPIO line " + std::to_string(line) + " was set and cleared at once");
+            violations.add("GPIO line " + std::to_string(line) + " was set and cleared at once");
         }
         const bool before = bit(latch, line);
         latch = withBit(latch, line, isSet);

@@ -1,7 +1,7 @@
 // The GPIO block as the program's accesses and the board's wires see it (bank 0 of a BCM2711).
 #pragma once
 
-#include "sim/models/faults.h"
+#include "sim/models/violations.h"
 
 #include <array>
 #include <cstddef>
@@ -19,8 +19,8 @@ public:
     static constexpr int lineCount = 32;
     static constexpr std::size_t pageBytes = 4096;
 
-    /// `registerPage` is a page of `pageBytes`; faults go to `faultList`.
-    GpioBlock(volatile std::uint32_t* registerPage, Faults& faultList);
+    /// `registerPage` is a page of `pageBytes`; violations go to `violationList`.
+    GpioBlock(volatile std::uint32_t* registerPage, Violations& violationList);
 
     /// Called for each output line whose level has changed.
     void onOutput(std::function<void(int line, bool level)> listener) { outputListener = std::move(listener); }
@@ -42,7 +42,7 @@ private:
     void takeLatches();
 
     volatile std::uint32_t* registers;
-    Faults& faults;
+    Violations& violations;
     std::function<void(int, bool)> outputListener = [](int, bool) {};
     std::function<void(int)> selectListener = [](int) {};
     /// The select registers of this bank, as seen last.

@@ -19,7 +19,7 @@ constexpr std::size_t resetRegister = 0x2F;
 void LedController::write(std::span<const std::uint8_t> bytes)
 {
     if (bytes.empty()) {
-        faults.add("an empty I2C write");
+        violations.add("an empty I2C write");
         return;
     }
     pointer = bytes[0];
@@ -31,7 +31,7 @@ void LedController::write(std::span<const std::uint8_t> bytes)
 void LedController::writeRegister(std::size_t reg, std::uint8_t value)
 {
     if (reg >= registerCount) {
-        faults.add("LED controller register " + std::to_string(reg) + " does not exist");
+        violations.add("LED controller register " + std::to_string(reg) + " does not exist");
         return;
     }
     registers[reg] = value;

@@ -1,7 +1,7 @@
 // The LED controller at the end of the I2C bus: eighteen brightness outputs behind a register file.
 #pragma once
 
-#include "sim/models/faults.h"
+#include "sim/models/violations.h"
 
 #include <array>
 #include <cstdint>
@@ -15,7 +15,7 @@ public:
     static constexpr std::uint8_t address = 0x6C;
     static constexpr std::size_t outputCount = 18;
 
-    explicit LedController(Faults& faultList) : faults(faultList) {}
+    explicit LedController(Violations& violationList) : violations(violationList) {}
 
     void write(std::span<const std::uint8_t> bytes);
     /// The register that the last write addressed.
@@ -29,7 +29,7 @@ private:
 
     static constexpr std::size_t registerCount = 0x30;
 
-    Faults& faults;
+    Violations& violations;
     std::array<std::uint8_t, registerCount> registers{};
     /// Brightness takes effect when the update register is written.
     std::array<std::uint8_t, outputCount> latched{};

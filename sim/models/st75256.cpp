@@ -90,7 +90,7 @@ const St75256::Command* St75256::findCommand(std::uint8_t code, int page)
     return found == std::end(commands) ? nullptr : found;
 }
 
-St75256::St75256(Faults& faultList) : faults(faultList)
+St75256::St75256(Violations& violationList) : violations(violationList)
 {}
 
 void St75256::setResetLine(bool level)
@@ -107,7 +107,7 @@ void St75256::setResetLine(bool level)
 void St75256::setDataCommandLine(bool level)
 {
     if (level != dataCommandLine && transfersUnderWay > 0) {
-        faults.add("the data/command line changed during a transfer");
+        violations.add("the data/command line changed during a transfer");
     }
     dataCommandLine = level;
 }
@@ -115,7 +115,7 @@ void St75256::setDataCommandLine(bool level)
 void St75256::beginTransfer()
 {
     if (transfersUnderWay > 0) {
-        faults.add("a transfer began while another was under way");
+        violations.add("a transfer began while another was under way");
     }
     ++transfersUnderWay;
 }
@@ -124,7 +124,8 @@ void St75256::endTransfer(std::span<const std::uint8_t> bytes)
 {
     --transfersUnderWay;
     if (!resetLine || !wasReset) {
-        faults.add(resetLine ? "the controller was used before its reset" : "the controller was used during its reset");
+        violations.add(resetLine ? "the controller was used before its reset"
+                                 : "the controller was used during its reset");
         return;
     }
     for (const std::uint8_t byte : bytes) {
@@ -135,16 +136,16 @@ void St75256::endTransfer(std::span<const std::uint8_t> bytes)
 void St75256::takeCommand(std::uint8_t code)
 {
     if (current != nullptr && parameters.size() < current->parameterCount) {
-        faults.add("command " + hex(current->code) + " got " + std::to_string(parameters.size()) + " of " +
-                   std::to_string(current->parameterCount) + " data bytes");
+        violations.add("command " + hex(current->code) + " got " + std::to_string(parameters.size()) + " of " +
+                       std::to_string(current->parameterCount) + " data bytes");
     }
     endWriting();
     parameters.clear();
     current = findCommand(code, settings.page);
     if (current == nullptr) {
         const bool onOther = findCommand(code, 3 - settings.page) != nullptr;
-        faults.add((onOther ? "command on the wrong page: " : "unknown command: ") + hex(code) + " on page " +
-                   std::to_string(settings.page));
+        violations.add((onOther ? "command on the wrong page: " : "unknown command: ") + hex(code) + " on page " +
+                       std::to_string(settings.page));
     } else if (current->parameterCount == 0) {
         execute();
     }
@@ -157,7 +158,7 @@ void St75256::takeData(std::uint8_t byte)
     } else if (current != nullptr && parameters.size() < current->parameterCount) {
         takeParameter(byte);
     } else {
-        faults.add("a data byte that no command asked for: " + hex(byte));
+        violations.add("a data byte that no command asked for: " + hex(byte));
     }
 }
 
@@ -174,7 +175,7 @@ void St75256::takePixels(std::uint8_t byte)
 {
     const std::size_t size = windowSize();
     if (written == size) {
-        faults.add("a frame is longer than its window of " + std::to_string(size) + " bytes");
+        violations.add("a frame is longer than its window of " + std::to_string(size) + " bytes");
     }
     ++written;
     if (size == 0 || written > size) {
@@ -192,7 +193,8 @@ void St75256::takePixels(std::uint8_t byte)
 void St75256::endWriting()
 {
     if (isWriting && written < windowSize()) {
-        faults.add("a frame is short: " + std::to_string(written) + " of " + std::to_string(windowSize()) + " bytes");
+        violations.add("a frame is short: " + std::to_string(written) + " of " + std::to_string(windowSize()) +
+                       " bytes");
     }
     isWriting = false;
 }
@@ -259,7 +261,7 @@ void St75256::executeOnPage1(std::uint8_t code)
         break;
     case scanDirection:
         if (parameters[0] != 0) {
-            faults.add("a scan direction that this model does not know: " + hex(parameters[0]));
+            violations.add("a scan direction that this model does not know: " + hex(parameters[0]));
         }
         break;
     default:

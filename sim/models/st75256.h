@@ -1,8 +1,8 @@
 // An ST75256 display controller as wired to the device's 256 by 160 glass (ST75256 data sheet).
 #pragma once
 
-#include "sim/models/faults.h"
 #include "sim/models/screen.h"
+#include "sim/models/violations.h"
 
 #include <array>
 #include <cstddef>
@@ -13,10 +13,10 @@
 namespace sim {
 
 /// Takes bytes as they come over its four-line serial interface and keeps its memory and settings. Whatever breaks the
-/// interface's rules is put on the list of faults, and then taken as the hardware would have to take it.
+/// interface's rules is put on the list of violations, and then taken as the hardware would have to take it.
 class St75256 {
 public:
-    explicit St75256(Faults& faultList);
+    explicit St75256(Violations& violationList);
 
     // The wires.
 
@@ -73,7 +73,7 @@ private:
     static constexpr int rowsPerPage = 4;
     static constexpr int pageCount = screenHeight / rowsPerPage;
 
-    Faults& faults;
+    Violations& violations;
     bool resetLine = true;
     bool wasReset = false;
     bool dataCommandLine = false;

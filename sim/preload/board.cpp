@@ -137,7 +137,7 @@ void* Board::mapRegisters(off_t physicalBase)
     }
     if (physicalBase != gpioBase) {
         const std::lock_guard lock(mutex);
-        faults.add("a mapping of memory that is not the GPIO block");
+        violations.add("a mapping of memory that is not the GPIO block");
     }
     return const_cast<std::uint32_t*>(registers.data());
 }
@@ -218,7 +218,7 @@ ssize_t Board::writeI2c(std::span<const std::uint8_t> bytes)
         return fail(ETIMEDOUT);
     }
     if (i2cAddress != LedController::address) {
-        faults.add("an I2C write to an address where nothing answers");
+        violations.add("an I2C write to an address where nothing answers");
         return fail(EREMOTEIO);
     }
     ledController.write(bytes);
@@ -402,10 +402,10 @@ std::array<std::uint8_t, LedController::outputCount> Board::leds()
     return ledController.outputs();
 }
 
-std::vector<std::string> Board::faultList()
+std::vector<std::string> Board::violationList()
 {
     const std::lock_guard lock(mutex);
-    return faults.list();
+    return violations.list();
 }
 
 void Board::keepTraffic(bool on)

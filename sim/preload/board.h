@@ -2,10 +2,10 @@
 #pragma once
 
 #include "sim/models/encoder.h"
-#include "sim/models/faults.h"
 #include "sim/models/gpio_block.h"
 #include "sim/models/led_controller.h"
 #include "sim/models/st75256.h"
+#include "sim/models/violations.h"
 #include "sim/preload/timeline.h"
 
 #include <array>
@@ -71,7 +71,7 @@ public:
     [[nodiscard]] Screen screen();
     [[nodiscard]] std::uint64_t frameCount();
     [[nodiscard]] std::array<std::uint8_t, LedController::outputCount> leds();
-    [[nodiscard]] std::vector<std::string> faultList();
+    [[nodiscard]] std::vector<std::string> violationList();
     /// Off: nothing is written down any more, so that a long run does not fill the memory.
     void keepTraffic(bool on);
     /// Everything that happened on the wires, oldest first; equal events in a row are one line with their count.
@@ -106,10 +106,10 @@ private:
     mutable std::mutex mutex;
     // Guarded by the mutex.
     alignas(GpioBlock::pageBytes) std::array<volatile std::uint32_t, GpioBlock::pageBytes / 4> registers{};
-    Faults faults;
-    GpioBlock gpio{registers.data(), faults};
-    St75256 display{faults};
-    LedController ledController{faults};
+    Violations violations;
+    GpioBlock gpio{registers.data(), violations};
+    St75256 display{violations};
+    LedController ledController{violations};
     Encoder encoder;
     std::set<std::string> troubles;
     std::uint32_t spiSpeedHz = 500000;

@@ -177,7 +177,7 @@ constinit const HolderLink::Answer HolderLink::answers[] = {
     {"status", [](HolderLink& link, Words&) { return link.status(); }},
     {"screen", [](HolderLink& link, Words&) { return asText(link.board.screen()); }},
     {"leds", [](HolderLink& link, Words&) { return asText(link.board.leds()); }},
-    {"faults", [](HolderLink& link, Words&) { return joined(link.board.faultList()); }},
+    {"violations", [](HolderLink& link, Words&) { return joined(link.board.violationList()); }},
     {"traffic", [](HolderLink& link, Words&) { return joined(link.board.traffic()); }},
 };
 

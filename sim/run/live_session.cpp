@@ -143,8 +143,8 @@ void LiveSession::look()
     snapshot.hasDrive = device.hasDrive();
     snapshot.isButtonDown = thumb.isDown();
     snapshot.isScriptRunning = device.isScriptRunning();
-    faults = device.faults();
-    snapshot.fault = faults.empty() ? "" : faults.back();
+    violations = device.violations();
+    snapshot.violation = violations.empty() ? "" : violations.back();
     if (device.frameCount() > 0) {
         frames.add(snapshot.screen, album.nameOf(snapshot.screen));
     }
@@ -159,10 +159,10 @@ bool LiveSession::report()
     if (hasEnded) {
         reportEnd();
     }
-    for (const std::string& fault : faults) {
-        std::cerr << "tonecrate-simulator: the updater misused the hardware: " << fault << '\n';
+    for (const std::string& violation : violations) {
+        std::cerr << "tonecrate-simulator: the updater misused the hardware: " << violation << '\n';
     }
-    return !hasEnded && faults.empty();
+    return !hasEnded && violations.empty();
 }
 
 void LiveSession::reportEnd()

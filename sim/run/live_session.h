@@ -41,7 +41,7 @@ private:
 
     Snapshot snapshot;
     Thumb thumb;
-    std::vector<std::string> faults;
+    std::vector<std::string> violations;
     std::vector<std::string> screenshots;
     bool hasQuit = false;
     bool needsReset = false;

@@ -1,4 +1,4 @@
-// The screen on top, and four lines under it: the lamps, the keys, the state, and a hint or a fault.
+// The screen on top, and four lines under it: the lamps, the keys, the state, and a hint or a protocol violation.
 #include "sim/run/live_view.h"
 
 #include <algorithm>
@@ -83,10 +83,10 @@ void LiveView::draw(const Snapshot& snapshot)
     drawLeds(row++, snapshot.leds);
     terminal.putRow(row++, keyHelp, Ink::Plain);
     terminal.putRow(row++, wide(stateLine(snapshot)), Ink::Plain);
-    if (snapshot.fault.empty()) {
+    if (snapshot.violation.empty()) {
         terminal.putRow(row, hint(), Ink::Plain);
     } else {
-        terminal.putRow(row, wide("fault: " + snapshot.fault), Ink::Warning);
+        terminal.putRow(row, wide("protocol violation: " + snapshot.violation), Ink::Warning);
     }
     terminal.flush();
 }

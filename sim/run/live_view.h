@@ -22,7 +22,7 @@ struct Snapshot {
     /// The last thing that the program has to say.
     std::string message{};
     /// What the updater did wrong; empty for nothing.
-    std::string fault{};
+    std::string violation{};
 };
 
 /// How much of the screen a window can show.

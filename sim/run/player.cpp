@@ -110,9 +110,9 @@ std::string Player::checkEnd()
     const std::string finalScreen = screenName;
     constexpr std::uint64_t aftermath = 500;
     run(aftermath);
-    const auto faults = device.faults();
-    if (!faults.empty()) {
-        throw std::runtime_error("the updater misused the hardware: " + faults.front());
+    const auto violations = device.violations();
+    if (!violations.empty()) {
+        throw std::runtime_error("the updater misused the hardware: " + violations.front());
     }
     if (screenName != finalScreen) {
         throw std::runtime_error("the screen \"" + finalScreen + "\" does not stay");

@@ -25,9 +25,9 @@ testing::AssertionResult isWellBehaved(Board& board)
 {
     return board.look([](const Bus& bus) {
         testing::AssertionResult result =
-            bus.faults().empty() ? testing::AssertionSuccess() : testing::AssertionFailure();
-        for (const std::string& fault : bus.faults()) {
-            result << fault << "; ";
+            bus.violations().empty() ? testing::AssertionSuccess() : testing::AssertionFailure();
+        for (const std::string& violation : bus.violations()) {
+            result << violation << "; ";
         }
         return result;
     });

@@ -1,10 +1,10 @@
 // What goes over the board's wires, read off the emulator's trace, and the device models at the end of them.
 #pragma once
 
-#include "sim/models/faults.h"
 #include "sim/models/led_controller.h"
 #include "sim/models/screen.h"
 #include "sim/models/st75256.h"
+#include "sim/models/violations.h"
 
 #include <array>
 #include <cstdint>
@@ -17,7 +17,7 @@
 /// from outside the board's processors, by a hand on its wires, is counted and otherwise left out.
 class Bus {
 public:
-    Bus() : display(faultList), leds(faultList) {}
+    Bus() : display(violationList), leds(violationList) {}
 
     /// The function select registers as they are, so that what the program changes in them can be told.
     void setFunctionSelects(const std::array<std::uint32_t, 6>& registers) { selects = registers; }
@@ -29,7 +29,7 @@ public:
     [[nodiscard]] const std::vector<std::string>& events() const { return log; }
     /// What the glass showed after each frame, once the display was on.
     [[nodiscard]] const std::vector<sim::Screen>& screens() const { return shown; }
-    [[nodiscard]] const std::vector<std::string>& faults() const { return faultList.list(); }
+    [[nodiscard]] const std::vector<std::string>& violations() const { return violationList.list(); }
     [[nodiscard]] std::array<std::uint8_t, sim::LedController::outputCount> ledOutputs() const
     {
         return leds.outputs();
@@ -54,7 +54,7 @@ private:
     void endTransfer();
     void takeI2c(std::string_view event, std::string_view line);
 
-    sim::Faults faultList;
+    sim::Violations violationList;
     sim::St75256 display;
     sim::LedController leds;
 

@@ -96,12 +96,12 @@ TEST_F(BusTest, KeepsEveryClockDivider)
     EXPECT_THAT(bus.clockDividers(), ElementsAre(2, 46));
 }
 
-TEST_F(BusTest, FindsFaultWithALineThatMovesUnderATransfer)
+TEST_F(BusTest, ReportsALineThatMovesDuringATransfer)
 {
     clearLines(dataCommand);
     store(0xFE204000, 0x8C);
     setLines(dataCommand);
-    EXPECT_THAT(bus.faults(), ElementsAre("the data/command line changed during a transfer"));
+    EXPECT_THAT(bus.violations(), ElementsAre("the data/command line changed during a transfer"));
 }
 
 TEST_F(BusTest, CountsTheBytesForTheCard)
@@ -154,7 +154,7 @@ TEST_F(BusTest, PassesOverWhatItDoesNotKnow)
     bus.take("usb_dwc2_io_write something");
     bus.take("memory_region_ops_write");
     EXPECT_THAT(bus.events(), IsEmpty());
-    EXPECT_THAT(bus.faults(), IsEmpty());
+    EXPECT_THAT(bus.violations(), IsEmpty());
 }
 
 } // namespace

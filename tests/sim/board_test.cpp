@@ -302,7 +302,7 @@ TEST_F(BoardTest, CutsTransfersToTheDisplayShortWhenToldSo)
     board->setTrouble("short spi", false);
     command(0x5C, Bytes(frameSize, 0xAA));
     EXPECT_THAT(board->screen(), Each(2));
-    EXPECT_THAT(board->faultList(), ElementsAre("a frame is short: 5120 of 10240 bytes"));
+    EXPECT_THAT(board->violationList(), ElementsAre("a frame is short: 5120 of 10240 bytes"));
 }
 
 TEST_F(BoardTest, TakesASecondForATransferToTheDisplayWhenToldSo)
@@ -404,7 +404,7 @@ TEST_F(BoardTest, LightsTheLeds)
     EXPECT_EQ(write(i2c(), {0x12, 0x80, 0x00}), 3);
     EXPECT_EQ(board->leds().back(), 0x80);
     EXPECT_EQ(board->leds().front(), 0);
-    EXPECT_THAT(board->faultList(), IsEmpty());
+    EXPECT_THAT(board->violationList(), IsEmpty());
 }
 
 TEST_F(BoardTest, GetsNoAnswerAtAnotherI2cAddress)
@@ -412,7 +412,7 @@ TEST_F(BoardTest, GetsNoAnswerAtAnotherI2cAddress)
     EXPECT_EQ(failureOf([&] { return write(i2c(), {0x00, 0x01}); }), (Failure{-1, EREMOTEIO})) << "none selected";
     ASSERT_EQ(selectI2c(0x6D), 0);
     EXPECT_EQ(failureOf([&] { return write(i2c(), {0x00, 0x01}); }), (Failure{-1, EREMOTEIO}));
-    EXPECT_EQ(board->faultList(), std::vector<std::string>(2, "an I2C write to an address where nothing answers"));
+    EXPECT_EQ(board->violationList(), std::vector<std::string>(2, "an I2C write to an address where nothing answers"));
 }
 
 // The GPIO block.
@@ -420,7 +420,7 @@ TEST_F(BoardTest, GetsNoAnswerAtAnotherI2cAddress)
 TEST_F(BoardTest, ReportsAMappingOfOtherMemory)
 {
     EXPECT_NE(board->mapRegisters(0x3F200000), MAP_FAILED);
-    EXPECT_THAT(board->faultList(), ElementsAre("a mapping of memory that is not the GPIO block"));
+    EXPECT_THAT(board->violationList(), ElementsAre("a mapping of memory that is not the GPIO block"));
 }
 
 TEST_F(BoardTest, PullsTheButtonsLineDownWhileItIsPressed)
@@ -443,7 +443,7 @@ TEST_F(BoardTest, ShowsAFrameWhenItHasArrivedWhole)
     command(0x5C, Bytes(frameSize, 0xAA));
     EXPECT_THAT(board->screen(), Each(2));
     EXPECT_EQ(board->frameCount(), 1U);
-    EXPECT_THAT(board->faultList(), IsEmpty());
+    EXPECT_THAT(board->violationList(), IsEmpty());
 }
 
 TEST_F(BoardTest, ResetsTheDisplayWhenItsResetLineIsLow)
@@ -453,7 +453,7 @@ TEST_F(BoardTest, ResetsTheDisplayWhenItsResetLineIsLow)
     drive(resetLine, false);
     EXPECT_THAT(board->screen(), Each(0));
     command(0x30);
-    EXPECT_THAT(board->faultList(), ElementsAre("the controller was used during its reset"));
+    EXPECT_THAT(board->violationList(), ElementsAre("the controller was used during its reset"));
 }
 
 TEST_F(BoardTest, RefusesATransferThatIsLongerThanTheDriversBuffer)
@@ -463,7 +463,7 @@ TEST_F(BoardTest, RefusesATransferThatIsLongerThanTheDriversBuffer)
     drive(dataCommandLine, true);
     EXPECT_EQ(failureOf([&] { return write(spi(), Bytes(frameSize + 1)); }), (Failure{-1, EMSGSIZE}));
     EXPECT_EQ(board->timeline.now(), before) << "nothing went over the bus";
-    EXPECT_THAT(board->faultList(), IsEmpty());
+    EXPECT_THAT(board->violationList(), IsEmpty());
     command(0x5C, Bytes(frameSize));
     EXPECT_EQ(board->frameCount(), 1U);
 }
@@ -535,7 +535,7 @@ TEST_F(BoardDuringAFrame, ShowsItAtItsEndAndNotBefore)
     EXPECT_THAT(board->screen(), Each(0));
     board->timeline.pass(1ms);
     EXPECT_THAT(board->screen(), Each(3));
-    EXPECT_THAT(board->faultList(), IsEmpty());
+    EXPECT_THAT(board->violationList(), IsEmpty());
 }
 
 TEST_F(BoardDuringAFrame, SendsTheBytesAsTheyWereWhenTheWriteBegan)
@@ -550,21 +550,21 @@ TEST_F(BoardDuringAFrame, ReportsAFlippedLine)
     drive(dataCommandLine, false);
     drive(dataCommandLine, true);
     board->timeline.pass(60ms);
-    EXPECT_EQ(board->faultList(), std::vector<std::string>(2, "the data/command line changed during a transfer"));
+    EXPECT_EQ(board->violationList(), std::vector<std::string>(2, "the data/command line changed during a transfer"));
 }
 
 TEST_F(BoardDuringAFrame, ReportsAFlippedLineThatNoCallOfTheProgramFollowed)
 {
     registers()[10] = 1U << dataCommandLine;
     board->timeline.pass(60ms);
-    EXPECT_EQ(board->faultList().front(), "the data/command line changed during a transfer");
+    EXPECT_EQ(board->violationList().front(), "the data/command line changed during a transfer");
 }
 
 TEST_F(BoardDuringAFrame, ReportsAnotherOneThatOverlaps)
 {
     transfer(otherFrame);
     board->timeline.pass(1ms);
-    EXPECT_THAT(board->faultList(), ElementsAre("a transfer began while another was under way"));
+    EXPECT_THAT(board->violationList(), ElementsAre("a transfer began while another was under way"));
     board->timeline.pass(60ms);
 }
 

@@ -9,8 +9,8 @@
 
 namespace {
 
-using sim::Faults;
 using sim::GpioBlock;
+using sim::Violations;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -50,8 +50,8 @@ protected:
     [[nodiscard]] bool readLevel(int line) const { return ((page[levelRegister] >> line) & 1U) != 0; }
 
     alignas(GpioBlock::pageBytes) std::array<volatile std::uint32_t, GpioBlock::pageBytes / 4> page{};
-    Faults faults;
-    GpioBlock block{page.data(), faults};
+    Violations violations;
+    GpioBlock block{page.data(), violations};
     std::vector<std::string> events;
 };
 
@@ -73,7 +73,7 @@ TEST_F(Gpio, FindsTheFunctionOfEveryLineInItsThreeBits)
         }
         select(line, input);
     }
-    EXPECT_THAT(faults.list(), IsEmpty());
+    EXPECT_THAT(violations.list(), IsEmpty());
 }
 
 TEST_F(Gpio, TellsOnceThatALineHasBecomeAnOutput)
@@ -96,7 +96,7 @@ TEST_F(Gpio, DrivesOnlyTheLinesWhoseBitIsStored)
     EXPECT_FALSE(block.level(7));
     EXPECT_TRUE(block.level(25));
     EXPECT_THAT(events, ElementsAre("select 7", "select 25", "7 1", "25 1", "7 0"));
-    EXPECT_THAT(faults.list(), IsEmpty());
+    EXPECT_THAT(violations.list(), IsEmpty());
 }
 
 TEST_F(Gpio, DrivesTheFirstAndTheLastLine)
@@ -175,11 +175,11 @@ TEST_F(Gpio, KeepsWhatWasLatchedWhileALineWasAnInput)
 TEST_F(Gpio, ReportsEveryDriveOfAnInput)
 {
     storeSet(1U << 25);
-    EXPECT_THAT(faults.list(), ElementsAre("GPIO line 25 was driven while it was an input"));
+    EXPECT_THAT(violations.list(), ElementsAre("GPIO line 25 was driven while it was an input"));
     storeClear(1U << 25);
-    EXPECT_EQ(faults.list().size(), 2U);
+    EXPECT_EQ(violations.list().size(), 2U);
     block.sync();
-    EXPECT_EQ(faults.list().size(), 2U);
+    EXPECT_EQ(violations.list().size(), 2U);
 }
 
 TEST_F(Gpio, ReportsALineSetAndClearedAtOnce)
@@ -187,7 +187,7 @@ TEST_F(Gpio, ReportsALineSetAndClearedAtOnce)
     select(7, output);
     page[setRegister] = 1U << 7;
     storeClear(1U << 7);
-    EXPECT_THAT(faults.list(), ElementsAre("GPIO line 7 was set and cleared at once"));
+    EXPECT_THAT(violations.list(), ElementsAre("GPIO line 7 was set and cleared at once"));
 }
 
 TEST_F(Gpio, AllowsOneLineToBeSetWhileAnotherIsCleared)
@@ -199,7 +199,7 @@ TEST_F(Gpio, AllowsOneLineToBeSetWhileAnotherIsCleared)
     storeClear(1U << 25);
     EXPECT_TRUE(block.level(7));
     EXPECT_FALSE(block.level(25));
-    EXPECT_THAT(faults.list(), IsEmpty());
+    EXPECT_THAT(violations.list(), IsEmpty());
 }
 
 TEST_F(Gpio, ReportsAnAlternateFunctionOncePerLine)
@@ -207,8 +207,8 @@ TEST_F(Gpio, ReportsAnAlternateFunctionOncePerLine)
     select(7, 0b100);
     block.sync();
     select(8, 0b111);
-    EXPECT_THAT(faults.list(), ElementsAre("GPIO line 7 was given the alternate function 4",
-                                           "GPIO line 8 was given the alternate function 7"));
+    EXPECT_THAT(violations.list(), ElementsAre("GPIO line 7 was given the alternate function 4",
+                                               "GPIO line 8 was given the alternate function 7"));
     EXPECT_THAT(events, IsEmpty());
     EXPECT_FALSE(block.isOutput(7));
 }

@@ -48,8 +48,8 @@ protected:
         controller.write(bytes);
     }
 
-    sim::Faults faults;
-    LedController controller{faults};
+    sim::Violations violations;
+    LedController controller{violations};
 };
 
 TEST_F(Leds, AreDarkAtFirst)
@@ -65,7 +65,7 @@ TEST_F(Leds, AreFedByOneRegisterEach)
     for (std::size_t k = 0; k < LedController::outputCount; ++k) {
         EXPECT_EQ(controller.outputs()[k], 10 + k);
     }
-    EXPECT_THAT(faults.list(), IsEmpty());
+    EXPECT_THAT(violations.list(), IsEmpty());
 }
 
 TEST_F(Leds, TakeTheirBrightnessWhenTheUpdateRegisterIsWrittenWhateverItsValue)
@@ -140,7 +140,7 @@ TEST_F(Leds, LetTheRegisterBeReadThatWasAddressedLast)
 TEST_F(Leds, ReportEveryWriteToARegisterThatDoesNotExist)
 {
     write({resetRegister, 0, 1, 2});
-    EXPECT_THAT(faults.list(),
+    EXPECT_THAT(violations.list(),
                 ElementsAre("LED controller register 48 does not exist", "LED controller register 49 does not exist"));
 }
 
@@ -150,13 +150,13 @@ TEST_F(Leds, ReadRegistersThatDoNotExistAsZero)
     EXPECT_EQ(controller.read(), 0);
     write({0xFF});
     EXPECT_EQ(controller.read(), 0);
-    EXPECT_THAT(faults.list(), IsEmpty());
+    EXPECT_THAT(violations.list(), IsEmpty());
 }
 
 TEST_F(Leds, ReportAnEmptyWrite)
 {
     controller.write({});
-    EXPECT_THAT(faults.list(), ElementsAre("an empty I2C write"));
+    EXPECT_THAT(violations.list(), ElementsAre("an empty I2C write"));
 }
 
 } // namespace

@@ -173,7 +173,7 @@ TEST_F(Device, ShowsAFrameThatTheMainThreadHasSent)
     start("display;fill 170;frame");
     EXPECT_EQ(device->frameCount(), 1U);
     EXPECT_THAT(device->screen(), Each(2));
-    EXPECT_THAT(device->faults(), IsEmpty());
+    EXPECT_THAT(device->violations(), IsEmpty());
 }
 
 TEST_F(Device, ShowsAFrameOfAnotherThreadInTheIterationInWhichItEnds)
@@ -198,7 +198,7 @@ TEST_F(Device, ShowsAFrameOfAnotherThreadInTheIterationInWhichItEnds)
         device->run(1);
         EXPECT_EQ(device->frameCount(), 1U) << frameTime.count();
         EXPECT_THAT(device->screen(), Each(3));
-        EXPECT_THAT(device->faults(), IsEmpty());
+        EXPECT_THAT(device->violations(), IsEmpty());
     }
 }
 
@@ -217,7 +217,7 @@ TEST_F(Device, SendsFramesOfAWriterThatWaitsForThem)
         device->runTo(21 + 7);
         EXPECT_EQ(device->frameCount(), 2U);
         EXPECT_THAT(device->screen(), Each(2));
-        EXPECT_THAT(device->faults(), IsEmpty());
+        EXPECT_THAT(device->violations(), IsEmpty());
     }
 }
 
@@ -226,14 +226,14 @@ TEST_F(Device, ReportsFramesThatOverlap)
     setup.frameTime = 60ms;
     start("display;thread-frame;iterate 20;thread-frame");
     device->runTo(30);
-    EXPECT_THAT(device->faults(), AllOf(Contains("a transfer began while another was under way"),
-                                        Contains("the data/command line changed during a transfer")));
+    EXPECT_THAT(device->violations(), AllOf(Contains("a transfer began while another was under way"),
+                                            Contains("the data/command line changed during a transfer")));
 }
 
-TEST_F(Device, ReportsFaults)
+TEST_F(Device, ReportsProtocolViolations)
 {
     start("display;write 255");
-    EXPECT_THAT(device->faults(), ElementsAre("unknown command: 0xFF on page 1"));
+    EXPECT_THAT(device->violations(), ElementsAre("unknown command: 0xFF on page 1"));
 }
 
 // The owner's hands.
@@ -607,7 +607,7 @@ TEST_F(Device, RunsByItselfInRealTime)
     EXPECT_TRUE(becomesTrue([this] { return device->iteration() > 20; }));
     EXPECT_TRUE(becomesTrue([this] { return device->frameCount() == 1; }));
     EXPECT_THAT(device->screen(), Each(3));
-    EXPECT_THAT(device->faults(), IsEmpty());
+    EXPECT_THAT(device->violations(), IsEmpty());
 }
 
 TEST_F(Device, CanBeLeftToRunInRealTimeToo)

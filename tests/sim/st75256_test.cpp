@@ -13,9 +13,9 @@
 
 namespace {
 
-using sim::Faults;
 using sim::Screen;
 using sim::St75256;
+using sim::Violations;
 using testing::Each;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
@@ -89,8 +89,8 @@ public:
         return rows;
     }
 
-    Faults faults;
-    St75256 controller{faults};
+    Violations violations;
+    St75256 controller{violations};
 };
 
 class Display : public testing::Test, public Wires {
@@ -106,7 +106,7 @@ TEST_F(Display, ShowsTheLowestBitsOnTopWhenToldSo)
     write(Bytes(frameSize, 0b11'10'01'00));
     EXPECT_THAT(shown(0, 0, 3, 8), ElementsAre("000", "111", "222", "333", "000", "111", "222", "333"));
     EXPECT_THAT(shown(255, 156, 1, 4), ElementsAre("0", "1", "2", "3"));
-    EXPECT_THAT(faults.list(), IsEmpty());
+    EXPECT_THAT(violations.list(), IsEmpty());
 }
 
 TEST_F(Display, ShowsTheHighestBitsOnTopWhenToldSoAndAfterAReset)
@@ -142,7 +142,7 @@ TEST_F(Display, TakesTheSameFrameByteByByte)
     }
     EXPECT_THAT(shown(0, 3, 2, 6), ElementsAre("00", "30", "30", "30", "30", "00"));
     EXPECT_EQ(controller.frameCount(), 1U);
-    EXPECT_THAT(faults.list(), IsEmpty());
+    EXPECT_THAT(violations.list(), IsEmpty());
 }
 
 TEST_F(Display, WritesOnlyIntoTheWindow)
@@ -152,7 +152,7 @@ TEST_F(Display, WritesOnlyIntoTheWindow)
     write({0xFF, 0xAA, 0x55, 0xFF});
     EXPECT_THAT(shown(9, 3, 4, 10),
                 ElementsAre("0000", "0320", "0320", "0320", "0320", "0130", "0130", "0130", "0130", "0000"));
-    EXPECT_THAT(faults.list(), IsEmpty());
+    EXPECT_THAT(violations.list(), IsEmpty());
 }
 
 TEST_F(Display, BeginsAtTheFirstCornerOfTheWindowWithEveryWrite)
@@ -172,7 +172,7 @@ TEST_F(Display, KeepsItsWindowFromFrameToFrame)
     write(Bytes(frameSize, 0x55));
     EXPECT_THAT(shown(0, 0, 1, 1), ElementsAre("1"));
     EXPECT_THAT(shown(255, 159, 1, 1), ElementsAre("1"));
-    EXPECT_THAT(faults.list(), IsEmpty());
+    EXPECT_THAT(violations.list(), IsEmpty());
 }
 
 TEST_F(Display, ExchangesAllFourGreysWhenInverse)
@@ -221,7 +221,7 @@ TEST_P(BlankDisplay, IsBlankUntilItIsLitAgain)
     EXPECT_THAT(controller.screen(), Each(0));
     GetParam().isLitAgain(*this);
     EXPECT_TRUE(controller.isLit());
-    EXPECT_THAT(faults.list(), IsEmpty());
+    EXPECT_THAT(violations.list(), IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -252,7 +252,7 @@ TEST(UnusedDisplay, IsBlankAndHasNothingToObjectTo)
     const Wires wires;
     EXPECT_FALSE(wires.controller.isLit());
     EXPECT_THAT(wires.controller.screen(), Each(0));
-    EXPECT_THAT(wires.faults.list(), IsEmpty());
+    EXPECT_THAT(wires.violations.list(), IsEmpty());
 }
 
 TEST_F(Display, CountsFramesThatFillTheirWindow)
@@ -304,11 +304,11 @@ protected:
     const std::size_t count = GetParam().parameterCount;
 };
 
-TEST_P(DisplayCommand, TakesItsDataBytesWithoutAFault)
+TEST_P(DisplayCommand, TakesItsDataBytesWithoutViolation)
 {
     command(code, Bytes(count, 0));
     command(0x30);
-    EXPECT_THAT(faults.list(), IsEmpty());
+    EXPECT_THAT(violations.list(), IsEmpty());
 }
 
 TEST_P(DisplayCommand, MissesEachOfItsDataBytes)
@@ -318,10 +318,10 @@ TEST_P(DisplayCommand, MissesEachOfItsDataBytes)
         wires.reset();
         wires.command(page == 1 ? 0x30 : 0x31);
         wires.command(code, Bytes(sent, 0));
-        EXPECT_THAT(wires.faults.list(), IsEmpty()) << "it may still come";
+        EXPECT_THAT(wires.violations.list(), IsEmpty()) << "it may still come";
         wires.command(0x30);
-        EXPECT_EQ(wires.faults.list().size(), 1U);
-        EXPECT_THAT(wires.faults.list().back(),
+        EXPECT_EQ(wires.violations.list().size(), 1U);
+        EXPECT_THAT(wires.violations.list().back(),
                     testing::HasSubstr("got " + std::to_string(sent) + " of " + std::to_string(count) + " data bytes"));
     }
 }
@@ -330,7 +330,7 @@ TEST_P(DisplayCommand, DidNotAskForAnotherDataByte)
 {
     command(code, Bytes(count, 0));
     data({0xAB});
-    EXPECT_THAT(faults.list(), ElementsAre("a data byte that no command asked for: 0xAB"));
+    EXPECT_THAT(violations.list(), ElementsAre("a data byte that no command asked for: 0xAB"));
 }
 
 TEST_P(DisplayCommand, IsKnownOnItsPageOnlyUnlessTheOtherHasItToo)
@@ -338,11 +338,11 @@ TEST_P(DisplayCommand, IsKnownOnItsPageOnlyUnlessTheOtherHasItToo)
     selectPage(3 - page);
     command(code);
     if (GetParam().isOnBoth) {
-        EXPECT_THAT(faults.list(), IsEmpty());
+        EXPECT_THAT(violations.list(), IsEmpty());
         return;
     }
-    ASSERT_EQ(faults.list().size(), 1U);
-    EXPECT_THAT(faults.list().front(), testing::StartsWith("command on the wrong page: 0x"));
+    ASSERT_EQ(violations.list().size(), 1U);
+    EXPECT_THAT(violations.list().front(), testing::StartsWith("command on the wrong page: 0x"));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -368,32 +368,32 @@ TEST_F(Display, KnowsNoOtherCommands)
         if (std::find(known.begin(), known.end(), code) != known.end()) {
             continue;
         }
-        const std::size_t before = faults.list().size();
+        const std::size_t before = violations.list().size();
         command(static_cast<std::uint8_t>(code));
-        ASSERT_EQ(faults.list().size(), before + 1) << code;
-        EXPECT_THAT(faults.list().back(), testing::StartsWith("unknown command: 0x"));
+        ASSERT_EQ(violations.list().size(), before + 1) << code;
+        EXPECT_THAT(violations.list().back(), testing::StartsWith("unknown command: 0x"));
     }
 }
 
 // What it objects to.
 
-struct FaultCase {
+struct ViolationCase {
     const char* name;
     std::function<void(Wires&)> use;
-    std::vector<std::string> faults;
+    std::vector<std::string> violations;
 };
 
-void PrintTo(const FaultCase& tested, std::ostream* stream)
+void PrintTo(const ViolationCase& tested, std::ostream* stream)
 {
     *stream << tested.name;
 }
 
-class DisplayFault : public testing::TestWithParam<FaultCase>, public Wires {};
+class DisplayViolation : public testing::TestWithParam<ViolationCase>, public Wires {};
 
-TEST_P(DisplayFault, IsReported)
+TEST_P(DisplayViolation, IsReported)
 {
     GetParam().use(*this);
-    EXPECT_THAT(faults.list(), ElementsAreArray(GetParam().faults));
+    EXPECT_THAT(violations.list(), ElementsAreArray(GetParam().violations));
 }
 
 void lightUp(Wires& wires)
@@ -403,112 +403,112 @@ void lightUp(Wires& wires)
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , DisplayFault,
+    , DisplayViolation,
     testing::Values(
-        FaultCase{"NotForCorrectUse",
-                  [](Wires& w) {
-                      lightUp(w);
-                      w.write(Bytes(frameSize, 0xFF));
-                      w.write(Bytes(frameSize, 0x00));
-                  },
-                  {}},
-        FaultCase{"WhenDataComesFirst",
-                  [](Wires& w) {
-                      w.reset();
-                      w.data({0x12});
-                  },
-                  {"a data byte that no command asked for: 0x12"}},
-        FaultCase{"ForEveryByteNobodyAskedFor",
-                  [](Wires& w) {
-                      lightUp(w);
-                      w.command(0x20, {0x0B, 0x01, 0x02});
-                  },
-                  {"a data byte that no command asked for: 0x01", "a data byte that no command asked for: 0x02"}},
-        FaultCase{"WhenACommandIsOnThePageTwo",
-                  [](Wires& w) {
-                      w.reset();
-                      w.command(0x40);
-                  },
-                  {"command on the wrong page: 0x40 on page 1"}},
-        FaultCase{"WhenACommandIsOnThePageOne",
-                  [](Wires& w) {
-                      w.reset();
-                      w.command(0x31);
-                      w.command(0x5C);
-                  },
-                  {"command on the wrong page: 0x5C on page 2"}},
-        FaultCase{"WhenACommandDoesNotExist",
-                  [](Wires& w) {
-                      w.reset();
-                      w.command(0xFF);
-                  },
-                  {"unknown command: 0xFF on page 1"}},
-        FaultCase{"WhenDataBytesAreMissing",
-                  [](Wires& w) {
-                      w.reset();
-                      w.command(0x15, {0x00});
-                      w.command(0xA6);
-                      w.command(0xA6);
-                  },
-                  {"command 0x15 got 1 of 2 data bytes"}},
-        FaultCase{"WhenAFrameIsShort",
-                  [](Wires& w) {
-                      lightUp(w);
-                      w.write(Bytes(frameSize - 1, 0));
-                      w.write(Bytes(frameSize, 0));
-                  },
-                  {"a frame is short: 10239 of 10240 bytes"}},
-        FaultCase{"WhenAFrameIsEmpty",
-                  [](Wires& w) {
-                      lightUp(w);
-                      w.command(0x5C);
-                      w.command(0x5C);
-                      w.data(Bytes(frameSize, 0));
-                  },
-                  {"a frame is short: 0 of 10240 bytes"}},
-        FaultCase{"OnceForAFrameThatIsLong",
-                  [](Wires& w) {
-                      lightUp(w);
-                      w.write(Bytes(frameSize + 100, 0));
-                      w.data(Bytes(100, 0));
-                      w.command(0xA6);
-                  },
-                  {"a frame is longer than its window of 10240 bytes"}},
-        FaultCase{"OnceForEveryFrameThatIsLong",
-                  [](Wires& w) {
-                      lightUp(w);
-                      w.window(3, 4, 5, 6);
-                      w.write(Bytes(5, 0));
-                      w.write(Bytes(6, 0));
-                  },
-                  {"a frame is longer than its window of 4 bytes", "a frame is longer than its window of 4 bytes"}},
-        FaultCase{"WhenTheWindowIsTurnedRound",
-                  [](Wires& w) {
-                      lightUp(w);
-                      w.window(4, 3, 0, 0);
-                      w.write(Bytes(3, 0));
-                  },
-                  {"a frame is longer than its window of 0 bytes"}},
-        FaultCase{"WhenTheWindowLiesBelowTheGlass",
-                  [](Wires& w) {
-                      lightUp(w);
-                      w.window(0, 255, 40, 159);
-                      w.write({0});
-                  },
-                  {"a frame is longer than its window of 0 bytes"}},
-        FaultCase{"WhenTransfersOverlap",
-                  [](Wires& w) {
-                      lightUp(w);
-                      w.command(0x5C);
-                      w.controller.setDataCommandLine(true);
-                      w.controller.beginTransfer();
-                      w.controller.beginTransfer();
-                      w.controller.endTransfer(Bytes(frameSize / 2, 0));
-                      w.controller.endTransfer(Bytes(frameSize / 2, 0));
-                      w.command(0xA6);
-                  },
-                  {"a transfer began while another was under way"}},
-        FaultCase{
+        ViolationCase{"NotForCorrectUse",
+                      [](Wires& w) {
+                          lightUp(w);
+                          w.write(Bytes(frameSize, 0xFF));
+                          w.write(Bytes(frameSize, 0x00));
+                      },
+                      {}},
+        ViolationCase{"WhenDataComesFirst",
+                      [](Wires& w) {
+                          w.reset();
+                          w.data({0x12});
+                      },
+                      {"a data byte that no command asked for: 0x12"}},
+        ViolationCase{"ForEveryByteNobodyAskedFor",
+                      [](Wires& w) {
+                          lightUp(w);
+                          w.command(0x20, {0x0B, 0x01, 0x02});
+                      },
+                      {"a data byte that no command asked for: 0x01", "a data byte that no command asked for: 0x02"}},
+        ViolationCase{"WhenACommandIsOnThePageTwo",
+                      [](Wires& w) {
+                          w.reset();
+                          w.command(0x40);
+                      },
+                      {"command on the wrong page: 0x40 on page 1"}},
+        ViolationCase{"WhenACommandIsOnThePageOne",
+                      [](Wires& w) {
+                          w.reset();
+                          w.command(0x31);
+                          w.command(0x5C);
+                      },
+                      {"command on the wrong page: 0x5C on page 2"}},
+        ViolationCase{"WhenACommandDoesNotExist",
+                      [](Wires& w) {
+                          w.reset();
+                          w.command(0xFF);
+                      },
+                      {"unknown command: 0xFF on page 1"}},
+        ViolationCase{"WhenDataBytesAreMissing",
+                      [](Wires& w) {
+                          w.reset();
+                          w.command(0x15, {0x00});
+                          w.command(0xA6);
+                          w.command(0xA6);
+                      },
+                      {"command 0x15 got 1 of 2 data bytes"}},
+        ViolationCase{"WhenAFrameIsShort",
+                      [](Wires& w) {
+                          lightUp(w);
+                          w.write(Bytes(frameSize - 1, 0));
+                          w.write(Bytes(frameSize, 0));
+                      },
+                      {"a frame is short: 10239 of 10240 bytes"}},
+        ViolationCase{"WhenAFrameIsEmpty",
+                      [](Wires& w) {
+                          lightUp(w);
+                          w.command(0x5C);
+                          w.command(0x5C);
+                          w.data(Bytes(frameSize, 0));
+                      },
+                      {"a frame is short: 0 of 10240 bytes"}},
+        ViolationCase{"OnceForAFrameThatIsLong",
+                      [](Wires& w) {
+                          lightUp(w);
+                          w.write(Bytes(frameSize + 100, 0));
+                          w.data(Bytes(100, 0));
+                          w.command(0xA6);
+                      },
+                      {"a frame is longer than its window of 10240 bytes"}},
+        ViolationCase{"OnceForEveryFrameThatIsLong",
+                      [](Wires& w) {
+                          lightUp(w);
+                          w.window(3, 4, 5, 6);
+                          w.write(Bytes(5, 0));
+                          w.write(Bytes(6, 0));
+                      },
+                      {"a frame is longer than its window of 4 bytes", "a frame is longer than its window of 4 bytes"}},
+        ViolationCase{"WhenTheWindowIsTurnedRound",
+                      [](Wires& w) {
+                          lightUp(w);
+                          w.window(4, 3, 0, 0);
+                          w.write(Bytes(3, 0));
+                      },
+                      {"a frame is longer than its window of 0 bytes"}},
+        ViolationCase{"WhenTheWindowLiesBelowTheGlass",
+                      [](Wires& w) {
+                          lightUp(w);
+                          w.window(0, 255, 40, 159);
+                          w.write({0});
+                      },
+                      {"a frame is longer than its window of 0 bytes"}},
+        ViolationCase{"WhenTransfersOverlap",
+                      [](Wires& w) {
+                          lightUp(w);
+                          w.command(0x5C);
+                          w.controller.setDataCommandLine(true);
+                          w.controller.beginTransfer();
+                          w.controller.beginTransfer();
+                          w.controller.endTransfer(Bytes(frameSize / 2, 0));
+                          w.controller.endTransfer(Bytes(frameSize / 2, 0));
+                          w.command(0xA6);
+                      },
+                      {"a transfer began while another was under way"}},
+        ViolationCase{
             "ForEveryFlipOfTheLineDuringATransfer",
             [](Wires& w) {
                 lightUp(w);
@@ -522,47 +522,47 @@ INSTANTIATE_TEST_SUITE_P(
                 w.controller.setDataCommandLine(false);
             },
             {"the data/command line changed during a transfer", "the data/command line changed during a transfer"}},
-        FaultCase{"ForUseBeforeTheReset",
-                  [](Wires& w) {
-                      w.controller.setResetLine(true);
-                      w.command(0x30);
-                      w.transfer(false, {0xFF, 0xFE});
-                      w.reset();
-                      w.command(0x30);
-                  },
-                  {"the controller was used before its reset", "the controller was used before its reset"}},
-        FaultCase{"ForUseDuringTheReset",
-                  [](Wires& w) {
-                      lightUp(w);
-                      w.controller.setResetLine(false);
-                      w.command(0x5C);
-                      w.controller.setResetLine(true);
-                      w.command(0x30);
-                  },
-                  {"the controller was used during its reset"}},
-        FaultCase{"NotForAFrameThatAResetCutsShort",
-                  [](Wires& w) {
-                      lightUp(w);
-                      w.command(0x5C);
-                      w.data({1, 2, 3});
-                      w.reset();
-                      w.command(0x30);
-                  },
-                  {}},
-        FaultCase{"WhenAFrameGoesOnAfterAReset",
-                  [](Wires& w) {
-                      lightUp(w);
-                      w.command(0x5C);
-                      w.reset();
-                      w.data({1});
-                  },
-                  {"a data byte that no command asked for: 0x01"}},
-        FaultCase{"ForAnotherScanDirection",
-                  [](Wires& w) {
-                      w.reset();
-                      w.command(0xBC, {0x03});
-                  },
-                  {"a scan direction that this model does not know: 0x03"}}),
+        ViolationCase{"ForUseBeforeTheReset",
+                      [](Wires& w) {
+                          w.controller.setResetLine(true);
+                          w.command(0x30);
+                          w.transfer(false, {0xFF, 0xFE});
+                          w.reset();
+                          w.command(0x30);
+                      },
+                      {"the controller was used before its reset", "the controller was used before its reset"}},
+        ViolationCase{"ForUseDuringTheReset",
+                      [](Wires& w) {
+                          lightUp(w);
+                          w.controller.setResetLine(false);
+                          w.command(0x5C);
+                          w.controller.setResetLine(true);
+                          w.command(0x30);
+                      },
+                      {"the controller was used during its reset"}},
+        ViolationCase{"NotForAFrameThatAResetCutsShort",
+                      [](Wires& w) {
+                          lightUp(w);
+                          w.command(0x5C);
+                          w.data({1, 2, 3});
+                          w.reset();
+                          w.command(0x30);
+                      },
+                      {}},
+        ViolationCase{"WhenAFrameGoesOnAfterAReset",
+                      [](Wires& w) {
+                          lightUp(w);
+                          w.command(0x5C);
+                          w.reset();
+                          w.data({1});
+                      },
+                      {"a data byte that no command asked for: 0x01"}},
+        ViolationCase{"ForAnotherScanDirection",
+                      [](Wires& w) {
+                          w.reset();
+                          w.command(0xBC, {0x03});
+                      },
+                      {"a scan direction that this model does not know: 0x03"}}),
     [](const auto& tested) { return std::string(tested.param.name); });
 
 TEST_F(Display, DoesNotWriteWhatIsTooLong)
@@ -591,7 +591,7 @@ TEST_F(Display, ComesOutOfItsResetWithTheFirstPage)
     command(0x31);
     reset();
     command(0xA6);
-    EXPECT_THAT(faults.list(), IsEmpty());
+    EXPECT_THAT(violations.list(), IsEmpty());
 }
 
 } // namespace

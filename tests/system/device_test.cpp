@@ -106,8 +106,8 @@ TEST_P(FailingDisplay, ShowsWhereTheUpdaterIsOnceTheBusWorksAgain)
     device->run(3000);
     EXPECT_TRUE(walker.showsWhatItShould("recovered"));
     const bool isCut = trouble() == sim::trouble::shortTransfers;
-    EXPECT_EQ(device->faults().empty(), !isCut);
-    EXPECT_THAT(device->faults(), testing::Each("a frame is short: 5120 of 10240 bytes"));
+    EXPECT_EQ(device->violations().empty(), !isCut);
+    EXPECT_THAT(device->violations(), testing::Each("a frame is short: 5120 of 10240 bytes"));
 }
 
 constexpr auto nameOfCell = [](const auto& test) {
@@ -204,7 +204,7 @@ Leds ledsWithout(int refused)
 
 class RefusedI2cTransfer : public testing::TestWithParam<int> {
 protected:
-    [[nodiscard]] static std::vector<std::string> faultsToExpect(int refused)
+    [[nodiscard]] static std::vector<std::string> expectedViolations(int refused)
     {
         // Without the first selection nobody is spoken to until the second.
         const std::size_t unanswered = refused == firstSelection ? secondSelection - resetWrite : 0;
@@ -224,7 +224,7 @@ TEST_P(RefusedI2cTransfer, CostsItsOwnEffectAndNothingElse)
     device.switchOn({.refusedI2cTransfer = GetParam()});
     EXPECT_EQ(i2cEvents(device->traffic()), events);
     EXPECT_EQ(device->leds(), ledsWithout(GetParam()));
-    EXPECT_EQ(device->faults(), faultsToExpect(GetParam()));
+    EXPECT_EQ(device->violations(), expectedViolations(GetParam()));
     device->runTo(27);
     EXPECT_SCREEN(*device, "waiting");
     EXPECT_EQ(device->standardError(), "");

@@ -44,7 +44,7 @@ protected:
     void SetUp() override { device.switchOn({.frameTime = std::chrono::milliseconds(60)}); }
 };
 
-TEST_F(SlowDisplay, GetsWholeFramesInOrderWithoutAFault)
+TEST_F(SlowDisplay, GetsWholeFramesInOrderWithoutViolations)
 {
     device->runTo(20);
     const std::uint64_t first = device->frameCount();

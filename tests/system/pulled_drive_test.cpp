@@ -129,7 +129,7 @@ void HeldScripts::expectNothingIsLeft()
         EXPECT_EQ(file.path().filename(), "fw");
     }
     EXPECT_EQ(device.waitStatus(), std::nullopt);
-    EXPECT_TRUE(device.faults().empty());
+    EXPECT_TRUE(device.violations().empty());
 }
 
 class WholeJob : public HeldScripts, public testing::WithParamInterface<Job> {};

@@ -112,8 +112,8 @@ testing::AssertionResult TestDevice::isHealthy()
         return testing::AssertionFailure() << "the updater ended: " << sim::SimulatedDevice::describe(*status) << "\n"
                                            << device->standardError();
     }
-    for (const std::string& fault : device->faults()) {
-        return testing::AssertionFailure() << "fault: " << fault;
+    for (const std::string& violation : device->violations()) {
+        return testing::AssertionFailure() << "protocol violation: " << violation;
     }
     return testing::AssertionSuccess();
 }

@@ -47,7 +47,7 @@ public:
     /// Whether that message stands on the screen over the wheel, whichever way the wheel is turned.
     [[nodiscard]] bool showsAtWork(const std::string& message);
 
-    /// No fault of the wires so far, and the updater still runs.
+    /// No protocol violation so far, and the updater still runs.
     testing::AssertionResult isHealthy();
 
 private:

@@ -1,4 +1,4 @@
-// The list of things that a program did to a device and should not have done.
+// The list of protocol violations: accesses that the hardware does not allow.
 #pragma once
 
 #include <string>
@@ -7,9 +7,9 @@
 
 namespace sim {
 
-class Faults {
+class Violations {
 public:
-    void add(std::string fault) { entries.push_back(std::move(fault)); }
+    void add(std::string violation) { entries.push_back(std::move(violation)); }
     [[nodiscard]] const std::vector<std::string>& list() const { return entries; }
 
 private:
