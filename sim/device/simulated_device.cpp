@@ -163,8 +163,8 @@ void SimulatedDevice::configure()
     ask("frame-time " + std::to_string(setup.frameTime.count()));
     ask("refuse-i2c " + std::to_string(setup.refusedI2cTransfer));
     ask(setup.keepsTraffic ? "keep-traffic on" : "keep-traffic off");
-    for (const std::string& name : setup.troubles) {
-        ask("trouble on " + name);
+    for (const std::string& name : setup.injectedFaults) {
+        ask("fault on " + name);
     }
     ask("start");
     if (setup.time != Time::Real) {
@@ -352,9 +352,9 @@ std::string SimulatedDevice::explain(int waitStatus)
            (WIFSIGNALED(waitStatus) ? std::string(" (") + strsignal(WTERMSIG(waitStatus)) + ")" : "");
 }
 
-void SimulatedDevice::setTrouble(const std::string& name, bool on)
+void SimulatedDevice::setInjectedFault(const std::string& name, bool on)
 {
-    ask(std::string("trouble ") + (on ? "on " : "off ") + name);
+    ask(std::string("fault ") + (on ? "on " : "off ") + name);
 }
 
 void SimulatedDevice::queueEncoderEvent(std::uint16_t type, std::uint16_t code, std::int32_t value)

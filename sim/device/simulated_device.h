@@ -5,7 +5,7 @@
 #include "sim/models/screen.h"
 #include "sim/models/usb_drive.h"
 #include "sim/protocol/channel.h"
-#include "sim/protocol/troubles.h"
+#include "sim/protocol/injected_faults.h"
 
 #include <array>
 #include <chrono>
@@ -34,7 +34,7 @@ struct DeviceSetup {
     /// The folder in which the device keeps its files; the folders it needs are made.
     std::filesystem::path root{};
     Time time = Time::Virtual;
-    std::vector<std::string> troubles{};
+    std::vector<std::string> injectedFaults{};
     /// How long the bus takes for one frame, if not the time that the bus speed gives.
     std::chrono::microseconds frameTime{0};
     /// The one transfer on the I2C bus that is refused, counted from 1; 0 for none. Selecting a device counts as one.
@@ -119,7 +119,7 @@ public:
 
     // What goes wrong.
 
-    void setTrouble(const std::string& name, bool on);
+    void setInjectedFault(const std::string& name, bool on);
     void queueEncoderEvent(std::uint16_t type, std::uint16_t code, std::int32_t value);
 
     [[nodiscard]] const std::filesystem::path& root() const { return setup.root; }

@@ -2,7 +2,7 @@
 #include "sim/preload/board.h"
 
 #include "sim/preload/real_calls.h"
-#include "sim/protocol/troubles.h"
+#include "sim/protocol/injected_faults.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -36,10 +36,10 @@ struct Device {
 };
 
 constexpr Device devices[] = {
-    {"/dev/mem", Endpoint::Memory, trouble::absentMemory},
-    {"/dev/spidev0.0", Endpoint::Spi, trouble::absentDisplay},
-    {"/dev/i2c-22", Endpoint::I2c, trouble::absentLeds},
-    {"/dev/input/event0", Endpoint::Encoder, trouble::absentEncoder},
+    {"/dev/mem", Endpoint::Memory, fault::absentMemory},
+    {"/dev/spidev0.0", Endpoint::Spi, fault::absentDisplay},
+    {"/dev/i2c-22", Endpoint::I2c, fault::absentLeds},
+    {"/dev/input/event0", Endpoint::Encoder, fault::absentEncoder},
 };
 
 ssize_t fail(int error)
@@ -111,7 +111,7 @@ int Board::open(Endpoint endpoint, int flags)
 {
     sync();
     for (const Device& device : devices) {
-        if (device.endpoint == endpoint && hasTrouble(device.absence)) {
+        if (device.endpoint == endpoint && hasInjectedFault(device.absence)) {
             return static_cast<int>(fail(endpoint == Endpoint::Memory ? EACCES : ENOENT));
         }
     }
@@ -131,7 +131,7 @@ void Board::close(int fd)
 
 void* Board::mapRegisters(off_t physicalBase)
 {
-    if (hasTrouble(trouble::mappingFails)) {
+    if (hasInjectedFault(fault::mappingFails)) {
         fail(EPERM);
         return MAP_FAILED;
     }
@@ -163,7 +163,7 @@ ssize_t Board::write(int fd, std::span<const std::uint8_t> bytes)
 Timeline::Duration Board::transferTime(std::size_t byteCount) const
 {
     constexpr Timeline::Duration hang = std::chrono::seconds(1);
-    return troubles.contains(trouble::hangingDisplay) ? hang : timeOnTheBus(byteCount);
+    return injectedFaults.contains(fault::hangingDisplay) ? hang : timeOnTheBus(byteCount);
 }
 
 Timeline::Duration Board::timeOnTheBus(std::size_t byteCount) const
@@ -184,13 +184,13 @@ ssize_t Board::writeSpi(std::span<const std::uint8_t> bytes)
         const std::lock_guard lock(mutex);
         gpio.sync();
         log((gpio.level(dataCommandLine) ? "spi D " : "spi C ") + hexBytes(copy));
-        if (troubles.contains(trouble::failingDisplay)) {
+        if (injectedFaults.contains(fault::failingDisplay)) {
             return fail(EIO);
         }
         if (copy.size() > spiBufferSize) {
             return fail(EMSGSIZE);
         }
-        if (troubles.contains(trouble::shortTransfers) && copy.size() > 1) {
+        if (injectedFaults.contains(fault::shortTransfers) && copy.size() > 1) {
             copy.resize(copy.size() / 2);
         }
         duration = transferTime(copy.size());
@@ -214,7 +214,7 @@ ssize_t Board::writeI2c(std::span<const std::uint8_t> bytes)
     const std::lock_guard lock(mutex);
     gpio.sync();
     log("i2c write " + hexBytes(bytes));
-    if (isI2cTransferRefused() || troubles.contains(trouble::failingLeds)) {
+    if (isI2cTransferRefused() || injectedFaults.contains(fault::failingLeds)) {
         return fail(ETIMEDOUT);
     }
     if (i2cAddress != LedController::address) {
@@ -240,7 +240,7 @@ ssize_t Board::read(int fd, std::span<std::uint8_t> bytes)
 
 ssize_t Board::readI2c(std::span<std::uint8_t> bytes)
 {
-    if (isI2cTransferRefused() || troubles.contains(trouble::failingLeds)) {
+    if (isI2cTransferRefused() || injectedFaults.contains(fault::failingLeds)) {
         return fail(ETIMEDOUT);
     }
     if (bytes.empty()) {
@@ -252,10 +252,10 @@ ssize_t Board::readI2c(std::span<std::uint8_t> bytes)
 
 ssize_t Board::readEncoder(std::span<std::uint8_t> bytes)
 {
-    if (troubles.contains(trouble::failingEncoder)) {
+    if (injectedFaults.contains(fault::failingEncoder)) {
         return fail(EIO);
     }
-    if (troubles.contains(trouble::endedEncoder)) {
+    if (injectedFaults.contains(fault::endedEncoder)) {
         return 0;
     }
     if (bytes.size() < sizeof(input_event)) {
@@ -291,15 +291,15 @@ int Board::controlSpi(unsigned long request, unsigned long argument)
         const char* refusal;
         std::size_t size;
     } settings[] = {
-        {SPI_IOC_WR_MODE, "mode", trouble::refusedMode, 1},
-        {SPI_IOC_WR_BITS_PER_WORD, "bits", trouble::refusedBits, 1},
-        {SPI_IOC_WR_MAX_SPEED_HZ, "speed", trouble::refusedSpeed, 4},
+        {SPI_IOC_WR_MODE, "mode", fault::refusedMode, 1},
+        {SPI_IOC_WR_BITS_PER_WORD, "bits", fault::refusedBits, 1},
+        {SPI_IOC_WR_MAX_SPEED_HZ, "speed", fault::refusedSpeed, 4},
     };
     for (const auto& setting : settings) {
         if (setting.request != request) {
             continue;
         }
-        if (troubles.contains(setting.refusal)) {
+        if (injectedFaults.contains(setting.refusal)) {
             return static_cast<int>(fail(EINVAL));
         }
         std::uint32_t value = 0; // little-endian, as every machine that this runs on
@@ -350,19 +350,19 @@ void Board::note(const std::string& event)
     log(event);
 }
 
-bool Board::hasTrouble(const std::string& trouble) const
+bool Board::hasInjectedFault(const std::string& fault) const
 {
     const std::lock_guard lock(mutex);
-    return troubles.contains(trouble);
+    return injectedFaults.contains(fault);
 }
 
-void Board::setTrouble(const std::string& trouble, bool on)
+void Board::setInjectedFault(const std::string& fault, bool on)
 {
     const std::lock_guard lock(mutex);
     if (on) {
-        troubles.insert(trouble);
+        injectedFaults.insert(fault);
     } else {
-        troubles.erase(trouble);
+        injectedFaults.erase(fault);
     }
 }
 

@@ -54,12 +54,12 @@ public:
     /// Takes in the program's latest register accesses.
     void sync();
     void note(const std::string& event);
-    [[nodiscard]] bool hasTrouble(const std::string& trouble) const;
+    [[nodiscard]] bool hasInjectedFault(const std::string& fault) const;
 
     // The holder's side.
 
-    /// Troubles are names such as "absent spi"; `on` false ends one.
-    void setTrouble(const std::string& trouble, bool on);
+    /// `fault` is a name from injected_faults.h, such as "absent spi"; `on` false ends one.
+    void setInjectedFault(const std::string& fault, bool on);
     /// How long the bus takes for 10240 bytes, whatever speed was asked for; 0 for the speed asked for.
     void setFrameTime(Timeline::Duration duration) { frameTime = duration; }
     /// Counted from 1, the selections of a device among them; 0 for none.
@@ -111,7 +111,7 @@ private:
     St75256 display{violations};
     LedController ledController{violations};
     Encoder encoder;
-    std::set<std::string> troubles;
+    std::set<std::string> injectedFaults;
     std::uint32_t spiSpeedHz = 500000;
     unsigned long i2cAddress = 0;
     int i2cTransfers = 0;

@@ -1,7 +1,7 @@
 // The requests of the device's holder.
 #include "sim/preload/holder_link.h"
 
-#include "sim/protocol/troubles.h"
+#include "sim/protocol/injected_faults.h"
 
 #include <poll.h>
 #include <sstream>
@@ -138,15 +138,15 @@ constinit const HolderLink::Answer HolderLink::answers[] = {
          return std::string();
      }},
     // on | off NAME
-    {"trouble",
+    {"fault",
      [](HolderLink& link, Words& words) {
          const bool on = take<std::string>(words) == "on";
          std::string name;
          std::getline(words >> std::ws, name);
-         if (!trouble::isKnown(name)) {
-             return "error unknown trouble: " + name;
+         if (!fault::isKnown(name)) {
+             return "error unknown fault: " + name;
          }
-         link.board.setTrouble(name, on);
+         link.board.setInjectedFault(name, on);
          return std::string();
      }},
     // 1 | 0

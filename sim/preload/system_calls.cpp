@@ -3,8 +3,8 @@
 #include "sim/preload/board.h"
 #include "sim/preload/holder_link.h"
 #include "sim/preload/real_calls.h"
+#include "sim/protocol/injected_faults.h"
 #include "sim/protocol/preload.h"
-#include "sim/protocol/troubles.h"
 
 #include <cerrno>
 #include <cstdarg>
@@ -114,7 +114,7 @@ std::FILE* openFile(const char* path, const char* mode)
 int queryStatus(const char* path, struct stat* result)
 {
     if (simulation != nullptr && std::string_view(path).starts_with("/dev/sda") && simulation->board.redirect(path) &&
-        simulation->board.hasTrouble(sim::trouble::forbiddenDrive)) {
+        simulation->board.hasInjectedFault(sim::fault::forbiddenDrive)) {
         errno = EACCES;
         return -1;
     }
@@ -240,7 +240,7 @@ std::FILE* popen(const char* command, const char* mode)
         return REAL(popen)(command, mode);
     }
     simulation->board.note(std::string("run ") + command);
-    if (simulation->board.hasTrouble(sim::trouble::noProcesses)) {
+    if (simulation->board.hasInjectedFault(sim::fault::noProcesses)) {
         errno = EAGAIN;
         return nullptr;
     }

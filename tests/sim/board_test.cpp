@@ -219,12 +219,12 @@ TEST_F(BoardTest, RefusesWhatAnEndpointCannotDo)
     EXPECT_EQ(failureOf([&] { return board->control(i2c(), SPI_IOC_WR_MODE, 0); }), (Failure{-1, ENOTTY}));
 }
 
-// Troubles.
+// Injected faults.
 
 TEST_F(BoardTest, HasOnlyTheEndpointsThatAreNotAbsent)
 {
     const struct {
-        const char* trouble;
+        const char* fault;
         Endpoint endpoint;
         int error;
     } cases[] = {
@@ -234,22 +234,22 @@ TEST_F(BoardTest, HasOnlyTheEndpointsThatAreNotAbsent)
         {"absent encoder", Endpoint::Encoder, ENOENT},
     };
     for (const auto& absent : cases) {
-        board->setTrouble(absent.trouble, true);
-        EXPECT_TRUE(board->hasTrouble(absent.trouble));
+        board->setInjectedFault(absent.fault, true);
+        EXPECT_TRUE(board->hasInjectedFault(absent.fault));
         for (const auto& other : cases) {
             const Failure failure = failureOf([&] { return std::min(open(other.endpoint), 0); });
             const bool isAbsent = other.endpoint == absent.endpoint;
-            EXPECT_EQ(failure, (isAbsent ? Failure{-1, absent.error} : Failure{0, 0})) << other.trouble;
+            EXPECT_EQ(failure, (isAbsent ? Failure{-1, absent.error} : Failure{0, 0})) << other.fault;
         }
-        board->setTrouble(absent.trouble, false);
-        EXPECT_FALSE(board->hasTrouble(absent.trouble));
-        EXPECT_GE(open(absent.endpoint), 0) << absent.trouble;
+        board->setInjectedFault(absent.fault, false);
+        EXPECT_FALSE(board->hasInjectedFault(absent.fault));
+        EXPECT_GE(open(absent.endpoint), 0) << absent.fault;
     }
 }
 
 TEST_F(BoardTest, FailsToMapWhenToldSo)
 {
-    board->setTrouble("mmap fails", true);
+    board->setInjectedFault("mmap fails", true);
     errno = 0;
     EXPECT_EQ(board->mapRegisters(gpioBase), MAP_FAILED);
     EXPECT_EQ(errno, EPERM);
@@ -258,7 +258,7 @@ TEST_F(BoardTest, FailsToMapWhenToldSo)
 TEST_F(BoardTest, RefusesOneOfTheBusSettingsWhenToldSo)
 {
     const struct {
-        const char* trouble;
+        const char* fault;
         unsigned long request;
     } settings[] = {
         {"refused mode", SPI_IOC_WR_MODE},
@@ -266,12 +266,12 @@ TEST_F(BoardTest, RefusesOneOfTheBusSettingsWhenToldSo)
         {"refused speed", SPI_IOC_WR_MAX_SPEED_HZ},
     };
     for (const auto& refused : settings) {
-        board->setTrouble(refused.trouble, true);
+        board->setInjectedFault(refused.fault, true);
         for (const auto& setting : settings) {
             const Failure expected = setting.request == refused.request ? Failure{-1, EINVAL} : Failure{0, 0};
-            EXPECT_EQ(failureOf([&] { return controlSpi(setting.request, 8); }), expected) << setting.trouble;
+            EXPECT_EQ(failureOf([&] { return controlSpi(setting.request, 8); }), expected) << setting.fault;
         }
-        board->setTrouble(refused.trouble, false);
+        board->setInjectedFault(refused.fault, false);
         EXPECT_EQ(controlSpi(refused.request, 8), 0);
     }
 }
@@ -285,21 +285,21 @@ TEST_F(BoardTest, RefusesASpeedOfNothing)
 TEST_F(BoardTest, FailsTransfersToTheDisplayWhenToldSo)
 {
     lightDisplay();
-    board->setTrouble("failing spi", true);
+    board->setInjectedFault("failing spi", true);
     EXPECT_EQ(failureOf([&] { return write(spi(), {0xAE}); }), (Failure{-1, EIO}));
-    board->setTrouble("failing spi", false);
+    board->setInjectedFault("failing spi", false);
     EXPECT_EQ(write(spi(), {0xAE}), 1);
 }
 
 TEST_F(BoardTest, CutsTransfersToTheDisplayShortWhenToldSo)
 {
     lightDisplay();
-    board->setTrouble("short spi", true);
+    board->setInjectedFault("short spi", true);
     command(0x5C);
     drive(dataCommandLine, true);
     EXPECT_EQ(write(spi(), Bytes(frameSize, 0xFF)), static_cast<ssize_t>(frameSize / 2));
     EXPECT_EQ(board->frameCount(), 0U);
-    board->setTrouble("short spi", false);
+    board->setInjectedFault("short spi", false);
     command(0x5C, Bytes(frameSize, 0xAA));
     EXPECT_THAT(board->screen(), Each(2));
     EXPECT_THAT(board->violationList(), ElementsAre("a frame is short: 5120 of 10240 bytes"));
@@ -309,7 +309,7 @@ TEST_F(BoardTest, TakesASecondForATransferToTheDisplayWhenToldSo)
 {
     lightDisplay();
     const auto before = board->timeline.now();
-    board->setTrouble("hanging spi", true);
+    board->setInjectedFault("hanging spi", true);
     command(0x5C, Bytes(frameSize));
     EXPECT_EQ(board->timeline.now() - before, 2s);
     EXPECT_EQ(board->frameCount(), 1U);
@@ -338,10 +338,10 @@ TEST_F(BoardTest, FailsTransfersToTheLedsWhenToldSo)
 {
     Bytes byte(1);
     ASSERT_EQ(selectI2c(LedController::address), 0);
-    board->setTrouble("failing i2c", true);
+    board->setInjectedFault("failing i2c", true);
     EXPECT_EQ(failureOf([&] { return write(i2c(), {0x00, 0x01}); }), (Failure{-1, ETIMEDOUT}));
     EXPECT_EQ(failureOf([&] { return board->read(i2c(), byte); }), (Failure{-1, ETIMEDOUT}));
-    board->setTrouble("failing i2c", false);
+    board->setInjectedFault("failing i2c", false);
     EXPECT_EQ(write(i2c(), {0x00}), 1);
     EXPECT_EQ(board->read(i2c(), byte), 1);
     EXPECT_EQ(byte[0], 0) << "the failed write has not reached the register";
@@ -351,9 +351,9 @@ TEST_F(BoardTest, FailsToReadTheEncoderWhenToldSoAndLosesNothing)
 {
     Bytes buffer(sizeof(input_event));
     board->turn(1);
-    board->setTrouble("failing encoder", true);
+    board->setInjectedFault("failing encoder", true);
     EXPECT_EQ(failureOf([&] { return board->read(encoder(), buffer); }), (Failure{-1, EIO}));
-    board->setTrouble("failing encoder", false);
+    board->setInjectedFault("failing encoder", false);
     EXPECT_EQ(board->read(encoder(), buffer), 24);
 }
 
@@ -361,9 +361,9 @@ TEST_F(BoardTest, EndsTheEncodersRecordsWhenToldSoAndLosesNothing)
 {
     Bytes buffer(sizeof(input_event));
     board->turn(1);
-    board->setTrouble("ended encoder", true);
+    board->setInjectedFault("ended encoder", true);
     EXPECT_EQ(board->read(encoder(), buffer), 0);
-    board->setTrouble("ended encoder", false);
+    board->setInjectedFault("ended encoder", false);
     EXPECT_EQ(board->read(encoder(), buffer), 24);
 }
 
@@ -636,9 +636,9 @@ TEST_F(BoardTest, LogsLongTransfersByTheirLength)
 TEST_F(BoardTest, LogsTransfersThatFailed)
 {
     selectOutput(dataCommandLine);
-    board->setTrouble("failing spi", true);
+    board->setInjectedFault("failing spi", true);
     write(spi(), {0x30});
-    board->setTrouble("failing i2c", true);
+    board->setInjectedFault("failing i2c", true);
     write(i2c(), {0x00, 0x01});
     EXPECT_THAT(board->traffic(), ElementsAre("0 gpio 7 output", "0 spi C 30", "0 i2c write 00 01"));
 }

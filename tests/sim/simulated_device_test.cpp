@@ -289,33 +289,33 @@ TEST_F(Device, AnswersForTheFixedPathsAndNoOthers)
     EXPECT_THAT(output(), ElementsAre("1.2.3", "nothing", "/usr/sbin/tool 2", "elsewhere"));
 }
 
-// Troubles.
+// Injected faults.
 
-TEST_F(Device, HasItsTroublesFromTheFirstInstruction)
+TEST_F(Device, HasItsInjectedFaultsFromTheFirstInstruction)
 {
-    setup.troubles = {sim::trouble::absentMemory};
+    setup.injectedFaults = {sim::fault::absentMemory};
     start("gpio");
     EXPECT_THAT(output(), ElementsAre("no memory 13"));
     device.reset();
-    setup.troubles = {sim::trouble::mappingFails};
+    setup.injectedFaults = {sim::fault::mappingFails};
     start("gpio");
     EXPECT_THAT(output(), ElementsAre("no mapping 1"));
 }
 
-TEST_F(Device, GetsAndLosesTroublesWhileItRuns)
+TEST_F(Device, GetsAndLosesInjectedFaultsWhileItRuns)
 {
     start("display;iterate 1;write 166;write 175;iterate 1;write 166");
-    device->setTrouble(sim::trouble::failingDisplay, true);
+    device->setInjectedFault(sim::fault::failingDisplay, true);
     device->run(1);
     EXPECT_THAT(output(), ElementsAre("write failed 5", "write failed 5"));
-    device->setTrouble(sim::trouble::failingDisplay, false);
+    device->setInjectedFault(sim::fault::failingDisplay, false);
     device->run(1);
     EXPECT_EQ(output().size(), 2U);
 }
 
 TEST_F(Device, ForbidsTheDriveButNothingElse)
 {
-    setup.troubles = {sim::trouble::forbiddenDrive};
+    setup.injectedFaults = {sim::fault::forbiddenDrive};
     start("stat /dev/sda;stat /dev/sda1;stat /dev/null");
     EXPECT_THAT(output(), ElementsAre("/dev/sda 13", "/dev/sda1 13", "/dev/null 0"));
 }
@@ -323,7 +323,7 @@ TEST_F(Device, ForbidsTheDriveButNothingElse)
 TEST_F(Device, StartsNoScriptsWithoutProcesses)
 {
     addScript("install.sh", "echo never\n");
-    setup.troubles = {sim::trouble::noProcesses};
+    setup.injectedFaults = {sim::fault::noProcesses};
     start("script /usr/sbin/install.sh");
     EXPECT_THAT(output(), ElementsAre("no script 11"));
     EXPECT_FALSE(device->isScriptRunning());
@@ -736,20 +736,20 @@ TEST(ProgramFile, NamesTheLoaderOfADynamicProgramOnly)
     }
 }
 
-TEST_F(Device, RefusesTroublesItDoesNotKnowAndLeavesNothingRunning)
+TEST_F(Device, RefusesInjectedFaultsItDoesNotKnowAndLeavesNothingRunning)
 {
-    setup.troubles = {"bad luck"};
+    setup.injectedFaults = {"bad luck"};
     EXPECT_THAT([&] { start("pid"); }, Throws<std::runtime_error>(Property(&std::runtime_error::what,
-                                                                           std::string("unknown trouble: bad luck"))));
+                                                                           std::string("unknown fault: bad luck"))));
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
 }
 
 TEST_F(Device, KnowsEveryTroubleThatHasAName)
 {
     start("");
-    for (const std::string_view name : sim::trouble::all) {
-        EXPECT_NO_THROW(device->setTrouble(std::string(name), true));
-        EXPECT_NO_THROW(device->setTrouble(std::string(name), false));
+    for (const std::string_view name : sim::fault::all) {
+        EXPECT_NO_THROW(device->setInjectedFault(std::string(name), true));
+        EXPECT_NO_THROW(device->setInjectedFault(std::string(name), false));
     }
 }
 

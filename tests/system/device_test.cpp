@@ -23,10 +23,10 @@ std::string nameOf(Place place)
     return names[static_cast<std::size_t>(place)];
 }
 
-std::string nameOf(std::string trouble)
+std::string nameOf(std::string fault)
 {
-    std::replace(trouble.begin(), trouble.end(), ' ', '_');
-    return trouble;
+    std::replace(fault.begin(), fault.end(), ' ', '_');
+    return fault;
 }
 
 /// The device on its way through an update, and what its updater holds of the system.
@@ -63,11 +63,11 @@ protected:
 
 // The display.
 
-/// The trouble begins in a place, and lasts beyond the step to the next one.
+/// The fault begins in a place, and lasts beyond the step to the next one.
 class FailingDisplay : public FailingDevice, public testing::WithParamInterface<std::tuple<std::string, Place>> {
 protected:
-    [[nodiscard]] std::string trouble() const { return std::get<std::string>(GetParam()); }
-    [[nodiscard]] bool losesPictures() const { return trouble() != sim::trouble::hangingDisplay; }
+    [[nodiscard]] std::string fault() const { return std::get<std::string>(GetParam()); }
+    [[nodiscard]] bool losesPictures() const { return fault() != sim::fault::hangingDisplay; }
 
     /// So that there is one to be overtaken by the last.
     void changeThePictureTwice()
@@ -95,17 +95,17 @@ TEST_P(FailingDisplay, ShowsWhereTheUpdaterIsOnceTheBusWorksAgain)
 {
     goTo(std::get<Place>(GetParam()));
     const std::uint64_t frames = device->frameCount();
-    device->setTrouble(trouble(), true);
+    device->setInjectedFault(fault(), true);
     walker.advance(false);
     walker.comeToRest();
     EXPECT_EQ(device->frameCount(), frames) << "no picture arrives";
     changeThePictureTwice();
     device->run(10000);
-    device->setTrouble(trouble(), false);
+    device->setInjectedFault(fault(), false);
     bringTheNextPicture();
     device->run(3000);
     EXPECT_TRUE(walker.showsWhatItShould("recovered"));
-    const bool isCut = trouble() == sim::trouble::shortTransfers;
+    const bool isCut = fault() == sim::fault::shortTransfers;
     EXPECT_EQ(device->violations().empty(), !isCut);
     EXPECT_THAT(device->violations(), testing::Each("a frame is short: 5120 of 10240 bytes"));
 }
@@ -114,16 +114,16 @@ constexpr auto nameOfCell = [](const auto& test) {
     return nameOf(std::get<std::string>(test.param)) + "_from_" + nameOf(std::get<Place>(test.param));
 };
 
-INSTANTIATE_TEST_SUITE_P(Trouble, FailingDisplay,
-                         testing::Combine(testing::Values(sim::trouble::failingDisplay, sim::trouble::shortTransfers,
-                                                          sim::trouble::hangingDisplay),
+INSTANTIATE_TEST_SUITE_P(Fault, FailingDisplay,
+                         testing::Combine(testing::Values(sim::fault::failingDisplay, sim::fault::shortTransfers,
+                                                          sim::fault::hangingDisplay),
                                           testing::Values(Place::Waiting, Place::Preparing, Place::Menu, Place::Dialog,
                                                           Place::Formatting)),
                          nameOfCell);
 
 // Nothing is drawn after the last step of all, so that only a picture that is merely late arrives.
 INSTANTIATE_TEST_SUITE_P(LastStep, FailingDisplay,
-                         testing::Combine(testing::Values(sim::trouble::hangingDisplay),
+                         testing::Combine(testing::Values(sim::fault::hangingDisplay),
                                           testing::Values(Place::Installing)),
                          nameOfCell);
 
@@ -134,18 +134,17 @@ class FailingEncoder : public FailingDevice, public testing::WithParamInterface<
 TEST_P(FailingEncoder, LosesNothing)
 {
     goTo(Place::Menu);
-    device->setTrouble(GetParam(), true);
+    device->setInjectedFault(GetParam(), true);
     device->turn(1);
     device->run(10000);
     EXPECT_TRUE(walker.isAsExpected("not_turned"));
-    device->setTrouble(GetParam(), false);
+    device->setInjectedFault(GetParam(), false);
     walker.model.turned(true);
     walker.comeToRest();
     EXPECT_TRUE(walker.isAsExpected("turned"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Trouble, FailingEncoder,
-                         testing::Values(sim::trouble::failingEncoder, sim::trouble::endedEncoder),
+INSTANTIATE_TEST_SUITE_P(Fault, FailingEncoder, testing::Values(sim::fault::failingEncoder, sim::fault::endedEncoder),
                          [](const auto& test) { return nameOf(test.param); });
 
 using HurriedEncoder = FailingDevice;
@@ -240,7 +239,7 @@ INSTANTIATE_TEST_SUITE_P(Number, RefusedI2cTransfer, testing::Range(1, i2cTransf
 TEST(AbsentDevices, AreMissedByNobodyDuringAWholeUpdate)
 {
     TestDevice device;
-    device.switchOn({.troubles = {sim::trouble::absentDisplay, sim::trouble::absentLeds}});
+    device.switchOn({.injectedFaults = {sim::fault::absentDisplay, sim::fault::absentLeds}});
     device.toInstalling(false);
     device.install.exit(*device, 0);
     device.settle();

@@ -107,7 +107,7 @@ TEST_F(Waiting, EndsWhenTheDriveCannotBeLookedFor)
 {
     expectsHealth = false;
     device.switchOn();
-    device->setTrouble(sim::trouble::forbiddenDrive, true);
+    device->setInjectedFault(sim::fault::forbiddenDrive, true);
     EXPECT_THROW(device->runTo(501), sim::DeviceEnded);
     EXPECT_EQ(sim::SimulatedDevice::describe(device->waitForEnd()), "signal 6");
     EXPECT_THAT(device->standardError(), testing::HasSubstr("filesystem error"));
@@ -117,7 +117,7 @@ TEST_F(Waiting, EndsWhenNoScriptCanBeStarted)
 {
     expectsHealth = false;
     device.switchOn();
-    device->setTrouble(sim::trouble::noProcesses, true);
+    device->setInjectedFault(sim::fault::noProcesses, true);
     device.writeFile("dev/sda", "");
     EXPECT_THROW(device->runTo(501), sim::DeviceEnded);
     EXPECT_EQ(sim::SimulatedDevice::describe(device->waitForEnd()), "signal 6");

@@ -106,7 +106,7 @@ TEST_F(Startup, SendsTheFirstFrameAtTheTwentiethIteration)
 }
 
 struct MissingDevice {
-    const char* trouble;
+    const char* fault;
     const char* said;
 };
 
@@ -114,7 +114,7 @@ class StartupWithout : public SystemTest, public testing::WithParamInterface<Mis
 
 TEST_P(StartupWithout, RunsOn)
 {
-    device.switchOn({.troubles = {GetParam().trouble}});
+    device.switchOn({.injectedFaults = {GetParam().fault}});
     device->runTo(600);
     EXPECT_EQ(device->standardOutput(), "Starting updater...\n");
     EXPECT_EQ(device->standardError(), GetParam().said);
@@ -123,23 +123,23 @@ TEST_P(StartupWithout, RunsOn)
 
 INSTANTIATE_TEST_SUITE_P(
     Device, StartupWithout,
-    testing::Values(MissingDevice{sim::trouble::absentDisplay, "Unable to open SPI\n"},
-                    MissingDevice{sim::trouble::refusedMode, "Unable to set SPI mode\n"},
-                    MissingDevice{sim::trouble::refusedBits, "Unable to set SPI bits\n"},
-                    MissingDevice{sim::trouble::refusedSpeed, "Unable to set SPI baud\n"},
-                    MissingDevice{sim::trouble::failingDisplay, ""},
-                    MissingDevice{sim::trouble::absentEncoder, "Error opening rotary event device\n"},
-                    MissingDevice{sim::trouble::failingEncoder, ""}, MissingDevice{sim::trouble::absentLeds, ""},
-                    MissingDevice{sim::trouble::failingLeds, ""}),
+    testing::Values(MissingDevice{sim::fault::absentDisplay, "Unable to open SPI\n"},
+                    MissingDevice{sim::fault::refusedMode, "Unable to set SPI mode\n"},
+                    MissingDevice{sim::fault::refusedBits, "Unable to set SPI bits\n"},
+                    MissingDevice{sim::fault::refusedSpeed, "Unable to set SPI baud\n"},
+                    MissingDevice{sim::fault::failingDisplay, ""},
+                    MissingDevice{sim::fault::absentEncoder, "Error opening rotary event device\n"},
+                    MissingDevice{sim::fault::failingEncoder, ""}, MissingDevice{sim::fault::absentLeds, ""},
+                    MissingDevice{sim::fault::failingLeds, ""}),
     [](const auto& test) {
-        std::string name = test.param.trouble;
+        std::string name = test.param.fault;
         std::replace(name.begin(), name.end(), ' ', '_');
         return name;
     });
 
 TEST_F(Startup, DoesNotResetADisplayThatCannotBeOpenedThoughItsLinesAreOutputs)
 {
-    device.switchOn({.troubles = {sim::trouble::absentDisplay}});
+    device.switchOn({.injectedFaults = {sim::fault::absentDisplay}});
     device->runTo(100);
     const auto traffic = device->traffic();
     EXPECT_THAT(traffic, testing::Contains("0 gpio 7 output"));
@@ -150,7 +150,7 @@ TEST_F(Startup, DoesNotResetADisplayThatCannotBeOpenedThoughItsLinesAreOutputs)
 
 TEST_F(Startup, ClosesABusThatRefusesASettingAndSendsItNothing)
 {
-    device.switchOn({.troubles = {sim::trouble::refusedSpeed}});
+    device.switchOn({.injectedFaults = {sim::fault::refusedSpeed}});
     device->runTo(1000);
     const auto traffic = device->traffic();
     EXPECT_EQ(traffic.back(), "0 spi close");
@@ -159,7 +159,7 @@ TEST_F(Startup, ClosesABusThatRefusesASettingAndSendsItNothing)
 TEST_F(Startup, WithoutTheGpioBlockSaysWhyAndFailsHard)
 {
     expectsHealth = false;
-    device.switchOn({.troubles = {sim::trouble::absentMemory}});
+    device.switchOn({.injectedFaults = {sim::fault::absentMemory}});
     EXPECT_EQ(sim::SimulatedDevice::describe(device->waitForEnd()), "signal 11");
     EXPECT_EQ(device->standardError(), "can't open /dev/mem! Make sure you are root!\n");
     EXPECT_EQ(device->standardOutput(), "Starting updater...\n");
@@ -168,7 +168,7 @@ TEST_F(Startup, WithoutTheGpioBlockSaysWhyAndFailsHard)
 TEST_F(Startup, WhenTheGpioBlockCannotBeMappedSaysSoAndFailsHard)
 {
     expectsHealth = false;
-    device.switchOn({.troubles = {sim::trouble::mappingFails}});
+    device.switchOn({.injectedFaults = {sim::fault::mappingFails}});
     EXPECT_EQ(sim::SimulatedDevice::describe(device->waitForEnd()), "signal 11");
     EXPECT_EQ(device->standardError(), "mmap error 0xffffffffffffffff\n");
 }

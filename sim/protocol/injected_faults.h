@@ -1,12 +1,12 @@
-// What can be wrong with a device, by name.
+// The faults that a test can inject into a device, by name.
 #pragma once
 
 #include <algorithm>
 #include <iterator>
 #include <string_view>
 
-/// Those before the blank line have to be there when the device is switched on.
-namespace sim::trouble {
+/// The faults before the blank line only have an effect when the device is switched on with them.
+namespace sim::fault {
 
 inline constexpr const char* absentMemory = "absent mem";
 inline constexpr const char* mappingFails = "mmap fails";
@@ -40,4 +40,4 @@ inline constexpr std::string_view all[] = {
     return std::find(std::begin(all), std::end(all), name) != std::end(all);
 }
 
-} // namespace sim::trouble
+} // namespace sim::fault
