@@ -131,7 +131,7 @@ void SimulatedDevice::startProgram()
 
 void SimulatedDevice::becomeProgram(int socket) const
 {
-    // Whatever else the holder has open is none of the program's business.
+    // The program must not inherit the controller's other open files.
     close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
     fcntl(socket, F_SETFD, 0);
     redirectTo(setup.root / errorFile, STDERR_FILENO);
@@ -171,7 +171,7 @@ void SimulatedDevice::configure()
         try {
             status(); // answered at the end of the first iteration
         } catch (const DeviceEnded&) {
-            // A program that does not get as far as that is the holder's to look into.
+            // The controller sees it at its next request.
         }
     }
 }

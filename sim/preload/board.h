@@ -35,7 +35,7 @@ public:
 
     Timeline timeline;
 
-    // The program's side.
+    // For the program.
 
     [[nodiscard]] const std::string& getRoot() const { return root; }
     /// Where the program finds what it looks for under a fixed path, when the board answers for that path.
@@ -56,7 +56,7 @@ public:
     void note(const std::string& event);
     [[nodiscard]] bool hasInjectedFault(const std::string& fault) const;
 
-    // The holder's side.
+    // For the controller.
 
     /// `fault` is a name from injected_faults.h, such as "absent spi"; `on` false ends one.
     void setInjectedFault(const std::string& fault, bool on);

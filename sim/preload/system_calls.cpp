@@ -1,7 +1,7 @@
 // The functions that stand before those of the C library in a program that is started with this library preloaded. What
 // concerns the device goes to the simulated board, everything else goes on to the C library.
 #include "sim/preload/board.h"
-#include "sim/preload/holder_link.h"
+#include "sim/preload/controller_link.h"
 #include "sim/preload/real_calls.h"
 #include "sim/protocol/injected_faults.h"
 #include "sim/protocol/preload.h"
@@ -27,7 +27,7 @@ namespace {
 /// destroyed: the program's threads may outlive static destruction.
 struct Simulation {
     sim::Board board;
-    sim::HolderLink link;
+    sim::ControllerLink link;
 
     Simulation(const char* root, int socket) : board(root), link(board, socket) {}
 };

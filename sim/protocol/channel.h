@@ -1,4 +1,4 @@
-// Messages between the simulated board, inside the program under test, and whoever holds the device.
+// Messages between the simulated board, inside the program under test, and its controller.
 #pragma once
 
 #include <chrono>
@@ -8,8 +8,8 @@
 
 namespace sim {
 
-/// One end of a stream socket that carries whole messages, each behind its length. The holder asks, the board answers
-/// every request with one message.
+/// One end of a stream socket that carries length-prefixed messages. The controller sends requests; the board answers
+/// each with one message.
 class Channel {
 public:
     /// Takes over the descriptor.

@@ -28,7 +28,8 @@ volatile std::uint32_t* registers = nullptr;
 int spi = -1;
 int encoder = -1;
 std::FILE* script = nullptr;
-/// Not the one in which the script is started, so that its output waits for a holder who stands at the end of that one.
+/// One after the iteration that starts the script: the script's output is unread when the controller stops the program
+/// at the end of that iteration.
 long firstScriptIteration = 0;
 std::uint8_t frame[frameSize];
 

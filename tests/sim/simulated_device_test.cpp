@@ -409,7 +409,7 @@ TEST_F(Device, LeavesItsDescriptorsToScriptsUnlessTheyAreToBeClosed)
     EXPECT_THAT(output(), ElementsAre("0", "3", "script ended with 0"));
 }
 
-TEST_F(Device, HidesWhatItsHolderHasOpen)
+TEST_F(Device, ClosesTheFilesOfItsController)
 {
     const int held = open("/dev/null", O_RDONLY);
     ASSERT_GT(held, 2);
@@ -542,20 +542,20 @@ TEST_F(Device, IsNotBuiltWhenItsUpdaterIsNoProgram)
     EXPECT_THROW(SimulatedDevice{setup}, std::runtime_error);
 }
 
-class DeviceWithoutHolder : public Device, public testing::WithParamInterface<Time> {};
+class DeviceWithoutController : public Device, public testing::WithParamInterface<Time> {};
 
-TEST_P(DeviceWithoutHolder, EndsItsProgram)
+TEST_P(DeviceWithoutController, EndsItsProgram)
 {
     setup.time = GetParam();
     setup.environment.emplace_back("PROBE=pid");
-    const pid_t holder = fork();
-    if (holder == 0) {
+    const pid_t controller = fork();
+    if (controller == 0) {
         const auto held = std::make_unique<SimulatedDevice>(setup);
         becomesTrue([&] { return held->standardOutput().ends_with("\n"); });
         _exit(0);
     }
     int status = 0;
-    ASSERT_EQ(waitpid(holder, &status, 0), holder);
+    ASSERT_EQ(waitpid(controller, &status, 0), controller);
     ASSERT_EQ(status, 0);
     const std::string output = folder.read("device/updater.out");
     ASSERT_THAT(output, testing::StartsWith("pid "));
@@ -563,7 +563,7 @@ TEST_P(DeviceWithoutHolder, EndsItsProgram)
     EXPECT_TRUE(becomesTrue([program] { return hasEnded(program); }));
 }
 
-INSTANTIATE_TEST_SUITE_P(, DeviceWithoutHolder, testing::Values(Time::Real, Time::Virtual), [](const auto& tested) {
+INSTANTIATE_TEST_SUITE_P(, DeviceWithoutController, testing::Values(Time::Real, Time::Virtual), [](const auto& tested) {
     return tested.param == Time::Real ? "InRealTime" : "InVirtualTime";
 });
 

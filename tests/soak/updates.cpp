@@ -102,20 +102,20 @@ struct Summary {
 
 bool soakUpdates(std::uint64_t count, std::ostream& table)
 {
-    CensusSeries holder("this process", count);
+    CensusSeries controller("this process", count);
     Summary updaters;
     for (std::uint64_t i = 0; i < count; ++i) {
         const bool isReset = i % 2 == 1;
         updaters.add(update(isReset), isReset);
-        holder.add(takeCensus(getpid()));
+        controller.add(takeCensus(getpid()));
     }
     table << count << " updates and factory resets, in turn:\n"
           << "  right from the first screen to the last: " << updaters.rightOnes << '\n'
           << "  frames of an update: " << updaters.frames[0] << ", of a factory reset: " << updaters.frames[1] << '\n'
           << "  the updaters in the end: resident KiB " << updaters.residentKib << ", descriptors "
           << updaters.descriptors << ", threads " << updaters.threads << ", children " << updaters.children << '\n';
-    holder.print(table);
-    return holder.isFlat() && updaters.isOneLikeTheOther() && updaters.rightOnes == count;
+    controller.print(table);
+    return controller.isFlat() && updaters.isOneLikeTheOther() && updaters.rightOnes == count;
 }
 
 } // namespace soak

@@ -1,4 +1,4 @@
-// Carries out what the holder of the device asks for, on the program's main thread, while it sleeps.
+// Executes the requests of the controller, the process that started the device, on the main thread while it sleeps.
 #pragma once
 
 #include "sim/preload/board.h"
@@ -13,11 +13,11 @@ namespace sim {
 
 /// A request is words separated by blanks, see the table in the source; an answer that begins with "error " refuses it.
 /// In virtual time the program stands still at the end of an iteration until it is told how many more to run.
-class HolderLink {
+class ControllerLink {
 public:
-    HolderLink(Board& simulatedBoard, int socket);
+    ControllerLink(Board& simulatedBoard, int socket);
 
-    /// Serves requests until the holder says "start".
+    /// Serves requests until the controller sends "start".
     void waitForStart();
     /// The program sleeps; a sleep of 1000 microseconds is one iteration of its main loop.
     void sleep(std::uint64_t microseconds);
@@ -29,7 +29,7 @@ private:
     using Words = std::istringstream;
     struct Answer {
         std::string_view name;
-        std::string (*give)(HolderLink& link, Words& words);
+        std::string (*give)(ControllerLink& link, Words& words);
     };
     static const Answer answers[];
 

@@ -1,5 +1,5 @@
-// The requests of the device's holder.
-#include "sim/preload/holder_link.h"
+// The requests of the controller.
+#include "sim/preload/controller_link.h"
 
 #include "sim/protocol/injected_faults.h"
 
@@ -41,15 +41,15 @@ std::string asText(const Bytes& bytes)
 
 } // namespace
 
-HolderLink::HolderLink(Board& simulatedBoard, int socket) : board(simulatedBoard), channel(socket)
+ControllerLink::ControllerLink(Board& simulatedBoard, int socket) : board(simulatedBoard), channel(socket)
 {}
 
-void HolderLink::waitForStart()
+void ControllerLink::waitForStart()
 {
     serveUntilResumed();
 }
 
-void HolderLink::sleep(std::uint64_t microseconds)
+void ControllerLink::sleep(std::uint64_t microseconds)
 {
     board.sync();
     const bool isIteration = microseconds == iterationMicroseconds;
@@ -76,7 +76,7 @@ void HolderLink::sleep(std::uint64_t microseconds)
     board.timeline.pass(std::chrono::microseconds(microseconds));
 }
 
-void HolderLink::serveUntilResumed()
+void ControllerLink::serveUntilResumed()
 {
     isResumed = false;
     while (!isResumed) {
@@ -84,8 +84,8 @@ void HolderLink::serveUntilResumed()
     }
 }
 
-/// Serves one request, waiting for it. The program ends with its holder.
-void HolderLink::serveOne()
+/// Serves one request, waiting for it. Exits when the controller has gone.
+void ControllerLink::serveOne()
 {
     const auto request = channel.receive();
     if (!request) {
@@ -98,48 +98,48 @@ void HolderLink::serveOne()
 }
 
 /// There before any constructor has run, because the first requests are served in one.
-constinit const HolderLink::Answer HolderLink::answers[] = {
+constinit const ControllerLink::Answer ControllerLink::answers[] = {
     // Lets the program go on after its start.
     {"start",
-     [](HolderLink& link, Words&) {
+     [](ControllerLink& link, Words&) {
          link.isResumed = true;
          return std::string();
      }},
     // COUNT: lets it run that many iterations, and answers when they are done.
-    {"run", [](HolderLink& link, Words& words) { return link.resume(take<std::uint64_t>(words)); }},
+    {"run", [](ControllerLink& link, Words& words) { return link.resume(take<std::uint64_t>(words)); }},
     // virtual | real
     {"time",
-     [](HolderLink& link, Words& words) {
+     [](ControllerLink& link, Words& words) {
          link.board.timeline.setVirtual(take<std::string>(words) == "virtual");
          return std::string();
      }},
     // on | off
     {"pace",
-     [](HolderLink& link, Words& words) {
+     [](ControllerLink& link, Words& words) {
          link.keepsPace = take<std::string>(words) == "on";
          return std::string();
      }},
     // MICROSECONDS
     {"frame-time",
-     [](HolderLink& link, Words& words) {
+     [](ControllerLink& link, Words& words) {
          link.board.setFrameTime(std::chrono::microseconds(take<std::int64_t>(words)));
          return std::string();
      }},
     // NUMBER, from 1 on
     {"refuse-i2c",
-     [](HolderLink& link, Words& words) {
+     [](ControllerLink& link, Words& words) {
          link.board.refuseI2cTransfer(take<int>(words));
          return std::string();
      }},
     // on | off
     {"keep-traffic",
-     [](HolderLink& link, Words& words) {
+     [](ControllerLink& link, Words& words) {
          link.board.keepTraffic(take<std::string>(words) == "on");
          return std::string();
      }},
     // on | off NAME
     {"fault",
-     [](HolderLink& link, Words& words) {
+     [](ControllerLink& link, Words& words) {
          const bool on = take<std::string>(words) == "on";
          std::string name;
          std::getline(words >> std::ws, name);
@@ -151,19 +151,19 @@ constinit const HolderLink::Answer HolderLink::answers[] = {
      }},
     // 1 | 0
     {"button",
-     [](HolderLink& link, Words& words) {
+     [](ControllerLink& link, Words& words) {
          link.board.setButton(take<int>(words) != 0);
          return std::string();
      }},
     // STEPS
     {"turn",
-     [](HolderLink& link, Words& words) {
+     [](ControllerLink& link, Words& words) {
          link.board.turn(take<std::int32_t>(words));
          return std::string();
      }},
     // TYPE CODE VALUE
     {"event",
-     [](HolderLink& link, Words& words) {
+     [](ControllerLink& link, Words& words) {
          const auto type = take<std::uint16_t>(words);
          const auto code = take<std::uint16_t>(words);
          link.board.queueEvent(type, code, take<std::int32_t>(words));
@@ -171,17 +171,17 @@ constinit const HolderLink::Answer HolderLink::answers[] = {
      }},
     // BYTES: answers when the script has written that much that is not read yet, or has ended.
     {"await-output",
-     [](HolderLink& link, Words& words) {
+     [](ControllerLink& link, Words& words) {
          return std::string(link.awaitOutput(take<int>(words)) ? "" : "error the script wrote nothing in time");
      }},
-    {"status", [](HolderLink& link, Words&) { return link.status(); }},
-    {"screen", [](HolderLink& link, Words&) { return asText(link.board.screen()); }},
-    {"leds", [](HolderLink& link, Words&) { return asText(link.board.leds()); }},
-    {"violations", [](HolderLink& link, Words&) { return joined(link.board.violationList()); }},
-    {"traffic", [](HolderLink& link, Words&) { return joined(link.board.traffic()); }},
+    {"status", [](ControllerLink& link, Words&) { return link.status(); }},
+    {"screen", [](ControllerLink& link, Words&) { return asText(link.board.screen()); }},
+    {"leds", [](ControllerLink& link, Words&) { return asText(link.board.leds()); }},
+    {"violations", [](ControllerLink& link, Words&) { return joined(link.board.violationList()); }},
+    {"traffic", [](ControllerLink& link, Words&) { return joined(link.board.traffic()); }},
 };
 
-std::string HolderLink::answer(const std::string& request)
+std::string ControllerLink::answer(const std::string& request)
 {
     Words words(request);
     const auto name = take<std::string>(words);
@@ -193,20 +193,20 @@ std::string HolderLink::answer(const std::string& request)
     return "error unknown request: " + request;
 }
 
-std::string HolderLink::resume(std::uint64_t iterations)
+std::string ControllerLink::resume(std::uint64_t iterations)
 {
     stopAt = iteration + iterations;
     isResumed = owesReply = iterations > 0;
     return {};
 }
 
-std::string HolderLink::status()
+std::string ControllerLink::status()
 {
     return std::to_string(iteration) + " " + std::to_string(board.frameCount()) + " " +
            std::to_string(scriptFd >= 0 ? 1 : 0);
 }
 
-bool HolderLink::awaitOutput(int byteCount) const
+bool ControllerLink::awaitOutput(int byteCount) const
 {
     for (int waited = 0; waited < scriptTimeoutMs; ++waited) {
         pollfd entry = {scriptFd, POLLIN, 0};
@@ -222,7 +222,7 @@ bool HolderLink::awaitOutput(int byteCount) const
     return false;
 }
 
-void HolderLink::keepPaceWithScript() const
+void ControllerLink::keepPaceWithScript() const
 {
     if (keepsPace && scriptFd >= 0) {
         constexpr int iterationMs = 1;
