@@ -69,7 +69,7 @@ void LiveSession::showUntilQuit()
         }
         if (Clock::now() >= nextFrame) {
             nextFrame = Clock::now() + frameInterval;
-            moveThumb();
+            updateButton();
             look();
             view.draw(snapshot);
         }
@@ -84,9 +84,9 @@ void LiveSession::handle(Command command)
     case Command::TurnRight:
         return device.turn(1);
     case Command::Click:
-        return thumb.click();
+        return buttonTimer.click();
     case Command::Hold:
-        return thumb.hold();
+        return buttonTimer.hold();
     case Command::PlugDrive:
         return plug();
     case Command::PullDrive:
@@ -128,9 +128,9 @@ void LiveSession::saveScreen()
     }
 }
 
-void LiveSession::moveThumb()
+void LiveSession::updateButton()
 {
-    if (const auto isPress = thumb.move(device.iteration())) {
+    if (const auto isPress = buttonTimer.move(device.iteration())) {
         *isPress ? device.press() : device.release();
     }
 }
@@ -141,7 +141,7 @@ void LiveSession::look()
     snapshot.leds = device.leds();
     snapshot.iteration = device.iteration();
     snapshot.hasDrive = device.hasDrive();
-    snapshot.isButtonDown = thumb.isDown();
+    snapshot.isButtonDown = buttonTimer.isDown();
     snapshot.isScriptRunning = device.isScriptRunning();
     violations = device.violations();
     snapshot.violation = violations.empty() ? "" : violations.back();

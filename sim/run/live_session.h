@@ -5,7 +5,7 @@
 #include "sim/run/frame_folder.h"
 #include "sim/run/live_view.h"
 #include "sim/run/screen_album.h"
-#include "sim/run/thumb.h"
+#include "sim/run/button_timer.h"
 
 #include <filesystem>
 #include <string>
@@ -30,7 +30,7 @@ private:
     void plug();
     void pull();
     void saveScreen();
-    void moveThumb();
+    void updateButton();
     void look();
     void reportEnd();
 
@@ -40,7 +40,7 @@ private:
     SimulatedDevice device;
 
     Snapshot snapshot;
-    Thumb thumb;
+    ButtonTimer buttonTimer;
     std::vector<std::string> violations;
     std::vector<std::string> screenshots;
     bool hasQuit = false;

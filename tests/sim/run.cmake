@@ -1,6 +1,6 @@
 # The program that runs the simulated device.
 add_folder_tests(sim_run
-    SOURCES play_log_test.cpp run_options_test.cpp run_screens_test.cpp text_picture_test.cpp thumb_test.cpp
+    SOURCES play_log_test.cpp run_options_test.cpp run_screens_test.cpp text_picture_test.cpp button_timer_test.cpp
     LIBRARIES sim_run)
 target_compile_definitions(sim_run_tests PRIVATE SCREENS_DIR="${PROJECT_SOURCE_DIR}/sim/run/screens")
 

@@ -1,4 +1,4 @@
-// The thumb on the knob's button, which presses for as long as the device needs to notice.
+// Schedules presses and releases of the button, each long enough for the device to detect.
 #pragma once
 
 #include "sim/device/simulated_device.h"
@@ -11,7 +11,7 @@ namespace sim {
 
 /// Presses wait for those before them to be over. Durations are in iterations of the device, which are the measure of
 /// its debouncing and its long press.
-class Thumb {
+class ButtonTimer {
 public:
     static constexpr std::uint64_t clickIterations = SimulatedDevice::clickIterations;
     static constexpr std::uint64_t holdIterations = 1100;

@@ -1,9 +1,9 @@
 // The order of presses.
-#include "sim/run/thumb.h"
+#include "sim/run/button_timer.h"
 
 namespace sim {
 
-std::optional<bool> Thumb::move(std::uint64_t iteration)
+std::optional<bool> ButtonTimer::move(std::uint64_t iteration)
 {
     if (iteration < end || (!down && durations.empty())) {
         return std::nullopt;
@@ -18,7 +18,7 @@ std::optional<bool> Thumb::move(std::uint64_t iteration)
     return down;
 }
 
-void Thumb::queue(std::uint64_t duration)
+void ButtonTimer::queue(std::uint64_t duration)
 {
     constexpr std::size_t most = 4; // of a key that repeats by being held down
     if (durations.size() < most) {

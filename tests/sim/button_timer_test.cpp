@@ -1,0 +1,70 @@
+// Tests of the timing of the button.
+#include "sim/run/button_timer.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using sim::ButtonTimer;
+using Move = std::optional<bool>;
+
+constexpr Move press = true;
+constexpr Move release = false;
+constexpr Move nothing = std::nullopt;
+
+TEST(ButtonTimer, DoesNothingWithoutAQueuedPress)
+{
+    ButtonTimer timer;
+    EXPECT_EQ(timer.move(1), nothing);
+    EXPECT_EQ(timer.move(100000), nothing);
+    EXPECT_FALSE(timer.isDown());
+}
+
+TEST(ButtonTimer, ClicksForSixtyIterations)
+{
+    ButtonTimer timer;
+    timer.click();
+    EXPECT_EQ(timer.move(1000), press);
+    EXPECT_TRUE(timer.isDown());
+    EXPECT_EQ(timer.move(1059), nothing);
+    EXPECT_EQ(timer.move(1060), release);
+    EXPECT_FALSE(timer.isDown());
+    EXPECT_EQ(timer.move(5000), nothing);
+}
+
+TEST(ButtonTimer, HoldsForLongerThanTheDeviceNeedsForALongPress)
+{
+    ButtonTimer timer;
+    timer.hold();
+    EXPECT_EQ(timer.move(1000), press);
+    EXPECT_EQ(timer.move(2099), nothing);
+    EXPECT_EQ(timer.move(2100), release);
+}
+
+TEST(ButtonTimer, PausesBetweenTwoPresses)
+{
+    ButtonTimer timer;
+    timer.click();
+    timer.click();
+    EXPECT_EQ(timer.move(1000), press);
+    EXPECT_EQ(timer.move(1070), release);
+    EXPECT_EQ(timer.move(1129), nothing);
+    EXPECT_EQ(timer.move(1130), press);
+    EXPECT_EQ(timer.move(1190), release);
+    EXPECT_EQ(timer.move(9000), nothing);
+}
+
+TEST(ButtonTimer, DropsPressesBeyondFourThatWait)
+{
+    ButtonTimer timer;
+    for (int i = 0; i < 100; ++i) {
+        timer.click();
+    }
+    int presses = 0;
+    for (std::uint64_t iteration = 0; iteration < 100000; iteration += 10) {
+        presses += timer.move(iteration) == press ? 1 : 0;
+    }
+    EXPECT_EQ(presses, 4);
+}
+
+} // namespace
