@@ -5,7 +5,7 @@
 #include "sim/run/player.h"
 #include "sim/run/screen_album.h"
 #include "sim/run/signals.h"
-#include "sim/run/workshop.h"
+#include "sim/run/device_files.h"
 
 #include <cerrno>
 #include <cstring>
@@ -52,8 +52,8 @@ int playOne(const sim::Options& options, const sim::Play& play)
         const sim::ScreenAlbum album(TONECRATE_SIM_FOLDER "/run/screens");
         sim::FrameFolder frames(options.frames);
         sim::PlayLog log(std::cout);
-        const sim::Workshop workshop(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
-        sim::Player player(play, workshop, {album, frames, log}, setupOf(options, workshop.makeDevice(play.memoryKib)));
+        const sim::DeviceFiles deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
+        sim::Player player(play, deviceFiles, {album, frames, log}, setupOf(options, deviceFiles.makeDevice(play.memoryKib)));
         const std::string verified = player.perform();
         std::cout << play.name << ": passed: " << verified << std::endl;
         return std::cout ? 0 : failed;
@@ -68,10 +68,10 @@ int runLive(const sim::Options& options)
 {
     const sim::ScreenAlbum album(TONECRATE_SIM_FOLDER "/run/screens");
     sim::FrameFolder frames(options.frames);
-    const sim::Workshop workshop(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
+    const sim::DeviceFiles deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
     std::cout << "Making a device and a drive ..." << std::endl;
-    const fs::path drive = workshop.makeDrive(sim::DriveKind::Firmware);
-    sim::LiveSession session(setupOf(options, workshop.makeDevice()), drive, album, frames);
+    const fs::path drive = deviceFiles.makeDrive(sim::DriveKind::Firmware);
+    sim::LiveSession session(setupOf(options, deviceFiles.makeDevice()), drive, album, frames);
     session.run();
     return session.report() ? 0 : failed;
 }

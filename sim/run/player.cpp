@@ -35,8 +35,8 @@ DeviceSetup completed(DeviceSetup setup)
 
 } // namespace
 
-Player::Player(const Play& chosenPlay, const Workshop& chosenWorkshop, Witnesses chosenWitnesses, DeviceSetup setup)
-    : play(chosenPlay), workshop(chosenWorkshop), witnesses(chosenWitnesses), drive(workshop.makeDrive(play.drive)),
+Player::Player(const Play& chosenPlay, const DeviceFiles& chosenFiles, Observers chosenObservers, DeviceSetup setup)
+    : play(chosenPlay), deviceFiles(chosenFiles), observers(chosenObservers), drive(deviceFiles.makeDrive(play.drive)),
       device(completed(std::move(setup)))
 {}
 
@@ -79,7 +79,7 @@ void Player::perform(const Step& step)
 
 void Player::see(std::string_view name)
 {
-    if (!witnesses.album.contains(name)) {
+    if (!observers.album.contains(name)) {
         throw std::runtime_error("there is no reference picture " + std::string(name) + ".png");
     }
     runUntil([&] { return screenName == name; }, "the screen \"" + std::string(name) + "\"", glance);
@@ -121,7 +121,7 @@ std::string Player::checkEnd()
         throw std::runtime_error("an unexpected script was started: " + scripts[scriptsAwaited]);
     }
     if (play.outcome != Outcome::LeftAlone) {
-        return workshop.verify(device.root(), play.outcome);
+        return deviceFiles.verify(device.root(), play.outcome);
     }
     if (memoryContent(device.root()) != memoryBeforeScript) {
         throw std::runtime_error("the script that failed has changed the internal memory");
@@ -192,9 +192,9 @@ void Player::observeScreen()
     }
     frameCount = frames;
     const Screen screen = device.screen();
-    screenName = witnesses.album.nameOf(screen);
-    witnesses.frames.add(screen, screenName);
-    witnesses.log.show(iteration, screen, screenName);
+    screenName = observers.album.nameOf(screen);
+    observers.frames.add(screen, screenName);
+    observers.log.show(iteration, screen, screenName);
 }
 
 /// Tells the lines that are new. The last one may lack its end.

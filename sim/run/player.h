@@ -6,7 +6,7 @@
 #include "sim/run/play_log.h"
 #include "sim/run/plays.h"
 #include "sim/run/screen_album.h"
-#include "sim/run/workshop.h"
+#include "sim/run/device_files.h"
 
 #include <functional>
 #include <string>
@@ -17,14 +17,14 @@ namespace sim {
 class Player {
 public:
     /// Where what is seen goes to.
-    struct Witnesses {
+    struct Observers {
         const ScreenAlbum& album;
         FrameFolder& frames;
         PlayLog& log;
     };
 
     /// Starts the device. Its setup names the updater, the library and the root; the rest is the player's choice.
-    Player(const Play& chosenPlay, const Workshop& chosenWorkshop, Witnesses chosenWitnesses, DeviceSetup setup);
+    Player(const Play& chosenPlay, const DeviceFiles& chosenFiles, Observers chosenObservers, DeviceSetup setup);
 
     /// Returns in a line what has been verified. Throws std::runtime_error with a line when something is not as it
     /// should be, and Interrupted.
@@ -46,12 +46,12 @@ private:
     void observeScripts();
     void observeScreen();
     void observeWords(const std::string& all, std::size_t& seen, const std::string& caption);
-    void say(const std::string& text) { witnesses.log.say(iteration, text); }
+    void say(const std::string& text) { observers.log.say(iteration, text); }
     [[nodiscard]] std::string tellEnd();
 
     const Play& play;
-    const Workshop& workshop;
-    Witnesses witnesses;
+    const DeviceFiles& deviceFiles;
+    Observers observers;
     const std::filesystem::path drive;
     SimulatedDevice device;
 

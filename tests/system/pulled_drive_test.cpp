@@ -1,6 +1,6 @@
 // The drive is pulled at every line that the scripts print, in updates and factory resets with the reference scripts.
 #include "sim/device/simulated_device.h"
-#include "sim/run/workshop.h"
+#include "sim/run/device_files.h"
 #include "tests/support/process_census.h"
 #include "tests/system/golden_screen.h"
 #include "tests/system/screen_painter.h"
@@ -71,9 +71,9 @@ protected:
     void choose(const Job& job);
     void expectNothingIsLeft();
 
-    sim::Workshop workshop{SCRIPTS_DIR, FIRMWARE_DIR};
-    const fs::path root = workshop.makeDevice();
-    const fs::path drive = workshop.makeDrive(sim::DriveKind::Firmware);
+    sim::DeviceFiles deviceFiles{SCRIPTS_DIR, FIRMWARE_DIR};
+    const fs::path root = deviceFiles.makeDevice();
+    const fs::path drive = deviceFiles.makeDrive(sim::DriveKind::Firmware);
     sim::SimulatedDevice device{{.updater = UPDATER, .preload = PRELOAD, .root = root}};
     const ProcessCensus atRest = takeCensus(device.processId());
     int go = -1;
@@ -144,7 +144,7 @@ TEST_P(WholeJob, PrintsAsManyLinesAsArePulledAt)
     followScripts(never);
     EXPECT_EQ(linesPrinted, job.lines);
     EXPECT_TRUE(sameScreen(device.screen(), ScreenPainter().message(texts::done).screen(), "done"));
-    workshop.verify(root, job.outcome);
+    deviceFiles.verify(root, job.outcome);
     expectNothingIsLeft();
 }
 
@@ -188,7 +188,7 @@ TEST_P(PulledAfterwards, IsOfNoConsequence)
     EXPECT_FALSE(device.hasDrive());
     EXPECT_TRUE(sameScreen(device.screen(), ScreenPainter().message(texts::done).screen(), "done"));
     EXPECT_EQ(device.standardOutput(), "Starting updater...\nStarted install.sh\nEverything done");
-    workshop.verify(root, job.outcome);
+    deviceFiles.verify(root, job.outcome);
     expectNothingIsLeft();
 }
 

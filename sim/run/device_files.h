@@ -1,4 +1,4 @@
-// Where devices and drives for the simulator are made: a temporary folder and the tools of the scripts' folder.
+// Creates devices and drives for the simulator in a temporary folder, with the tools of the script folder.
 #pragma once
 
 #include "sim/run/plays.h"
@@ -11,17 +11,17 @@
 namespace sim {
 
 /// Every operation throws std::runtime_error with one line when it fails.
-class Workshop {
+class DeviceFiles {
 public:
     /// The version that the firmware files carry.
     static constexpr std::string_view version = "2.0.0";
 
     /// `firmwareFolder` holds what is packed into the firmware files.
-    Workshop(std::filesystem::path scriptFolder, std::filesystem::path firmwareFolder);
-    Workshop(const Workshop&) = delete;
-    Workshop& operator=(const Workshop&) = delete;
+    DeviceFiles(std::filesystem::path scriptFolder, std::filesystem::path firmwareFolder);
+    DeviceFiles(const DeviceFiles&) = delete;
+    DeviceFiles& operator=(const DeviceFiles&) = delete;
     /// Removes the temporary folder and all that was made.
-    ~Workshop();
+    ~DeviceFiles();
 
     /// The root folder of a device in use; `memoryKib` is what it takes for the size of its memory, 0 for the real one.
     [[nodiscard]] std::filesystem::path makeDevice(int memoryKib = 0) const;

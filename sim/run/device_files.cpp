@@ -1,5 +1,5 @@
 // Calling the tools, and cleaning up behind them.
-#include "sim/run/workshop.h"
+#include "sim/run/device_files.h"
 
 #include "sim/run/process.h"
 #include "sim/run/signals.h"
@@ -67,14 +67,14 @@ void flipByteInTheMiddle(const fs::path& path)
 
 } // namespace
 
-Workshop::Workshop(fs::path scriptFolder, fs::path firmwareFolder)
+DeviceFiles::DeviceFiles(fs::path scriptFolder, fs::path firmwareFolder)
     : scripts(std::move(scriptFolder)), firmware(std::move(firmwareFolder))
 {
     requireTools();
     makeFolder();
 }
 
-Workshop::~Workshop()
+DeviceFiles::~DeviceFiles()
 {
     // A script that has just been killed may still be at work for a moment.
     constexpr int attempts = 20;
@@ -89,7 +89,7 @@ Workshop::~Workshop()
     }
 }
 
-void Workshop::makeFolder()
+void DeviceFiles::makeFolder()
 {
     const char* temporary = std::getenv("TMPDIR");
     const std::string parent = temporary == nullptr || *temporary == '\0' ? "/tmp" : temporary;
@@ -100,7 +100,7 @@ void Workshop::makeFolder()
     folder = path;
 }
 
-std::string Workshop::run(const std::string& script, const std::vector<std::string>& arguments) const
+std::string DeviceFiles::run(const std::string& script, const std::vector<std::string>& arguments) const
 {
     ProcessResult result = runProcess(scripts / script, arguments);
     checkSignals();
@@ -111,7 +111,7 @@ std::string Workshop::run(const std::string& script, const std::vector<std::stri
     return std::move(result.output);
 }
 
-fs::path Workshop::keys() const
+fs::path DeviceFiles::keys() const
 {
     fs::path path = folder / "keys";
     if (!fs::exists(path)) {
@@ -120,7 +120,7 @@ fs::path Workshop::keys() const
     return path;
 }
 
-fs::path Workshop::makeDevice(int memoryKib) const
+fs::path DeviceFiles::makeDevice(int memoryKib) const
 {
     fs::path device = folder / "device";
     run("make_device.sh", {device, keys()});
@@ -133,14 +133,14 @@ fs::path Workshop::makeDevice(int memoryKib) const
     return device;
 }
 
-fs::path Workshop::firmwareFile() const
+fs::path DeviceFiles::firmwareFile() const
 {
     fs::path file = folder / "tonecrate.fw";
     run("pack_firmware.sh", {firmware, std::string(version), keys(), file});
     return file;
 }
 
-fs::path Workshop::makeDrive(DriveKind kind) const
+fs::path DeviceFiles::makeDrive(DriveKind kind) const
 {
     fs::path drive = folder / "drive.img";
     std::vector<std::string> arguments;
@@ -160,7 +160,7 @@ fs::path Workshop::makeDrive(DriveKind kind) const
     return drive;
 }
 
-std::string Workshop::verify(const fs::path& device, Outcome outcome) const
+std::string DeviceFiles::verify(const fs::path& device, Outcome outcome) const
 {
     const std::string presets = outcome == Outcome::Reset ? "lost" : "kept";
     return lastLineOf(run("verify_memory.sh", {device, firmware, std::string(version), presets}));
