@@ -24,7 +24,7 @@ enum class Time {
     Real,
     /// For a test: the device stands still until it is told to run on. Scripts run in no time at all.
     Virtual,
-    /// For a player: virtual, but no faster than real time while a script runs.
+    /// Virtual, but no faster than real time while a script runs.
     VirtualPaced,
 };
 

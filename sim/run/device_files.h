@@ -1,7 +1,7 @@
 // Creates devices and drives for the simulator in a temporary folder, with the tools of the script folder.
 #pragma once
 
-#include "sim/run/plays.h"
+#include "sim/run/scenarios.h"
 
 #include <filesystem>
 #include <string>

@@ -35,9 +35,10 @@ DeviceSetup completed(DeviceSetup setup)
 
 } // namespace
 
-LiveSession::LiveSession(DeviceSetup setup, std::filesystem::path driveImage, const ScreenAlbum& chosenAlbum,
+LiveSession::LiveSession(DeviceSetup setup, std::filesystem::path driveImage, const ReferenceScreens& chosenReferences,
                          FrameFolder& chosenFrames)
-    : drive(std::move(driveImage)), album(chosenAlbum), frames(chosenFrames), device(completed(std::move(setup)))
+    : drive(std::move(driveImage)), references(chosenReferences), frames(chosenFrames),
+      device(completed(std::move(setup)))
 {}
 
 void LiveSession::run()
@@ -146,7 +147,7 @@ void LiveSession::look()
     violations = device.violations();
     snapshot.violation = violations.empty() ? "" : violations.back();
     if (device.frameCount() > 0) {
-        frames.add(snapshot.screen, album.nameOf(snapshot.screen));
+        frames.add(snapshot.screen, references.nameOf(snapshot.screen));
     }
 }
 

@@ -2,10 +2,10 @@
 #pragma once
 
 #include "sim/device/simulated_device.h"
+#include "sim/run/button_timer.h"
 #include "sim/run/frame_folder.h"
 #include "sim/run/live_view.h"
-#include "sim/run/screen_album.h"
-#include "sim/run/button_timer.h"
+#include "sim/run/reference_screens.h"
 
 #include <filesystem>
 #include <string>
@@ -16,7 +16,7 @@ namespace sim {
 class LiveSession {
 public:
     /// Starts the device. Its setup names the updater, the library and the root.
-    LiveSession(DeviceSetup setup, std::filesystem::path driveImage, const ScreenAlbum& chosenAlbum,
+    LiveSession(DeviceSetup setup, std::filesystem::path driveImage, const ReferenceScreens& chosenReferences,
                 FrameFolder& chosenFrames);
 
     /// Until the person quits, or the updater ends. Throws Interrupted, and std::runtime_error when something fails.
@@ -35,7 +35,7 @@ private:
     void reportEnd();
 
     const std::filesystem::path drive;
-    const ScreenAlbum& album;
+    const ReferenceScreens& references;
     FrameFolder& frames;
     SimulatedDevice device;
 

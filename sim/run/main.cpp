@@ -1,11 +1,11 @@
-// Runs the updater on a simulated device, live or in a play.
+// Runs the updater on a simulated device, live or in a scenario.
+#include "sim/run/device_files.h"
 #include "sim/run/frame_folder.h"
 #include "sim/run/live_session.h"
 #include "sim/run/options.h"
-#include "sim/run/player.h"
-#include "sim/run/screen_album.h"
+#include "sim/run/reference_screens.h"
+#include "sim/run/scenario_runner.h"
 #include "sim/run/signals.h"
-#include "sim/run/device_files.h"
 
 #include <cerrno>
 #include <cstring>
@@ -46,32 +46,33 @@ sim::DeviceSetup setupOf(const sim::Options& options, fs::path root)
         .updater = fs::absolute(options.updater), .preload = fs::absolute(options.preload), .root = std::move(root)};
 }
 
-int playOne(const sim::Options& options, const sim::Play& play)
+int runScenario(const sim::Options& options, const sim::Scenario& scenario)
 {
     try {
-        const sim::ScreenAlbum album(TONECRATE_SIM_FOLDER "/run/screens");
+        const sim::ReferenceScreens references(TONECRATE_SIM_FOLDER "/run/screens");
         sim::FrameFolder frames(options.frames);
-        sim::PlayLog log(std::cout);
+        sim::ScenarioLog log(std::cout);
         const sim::DeviceFiles deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
-        sim::Player player(play, deviceFiles, {album, frames, log}, setupOf(options, deviceFiles.makeDevice(play.memoryKib)));
-        const std::string verified = player.perform();
-        std::cout << play.name << ": passed: " << verified << std::endl;
+        sim::ScenarioRunner runner(scenario, deviceFiles, {references, frames, log},
+                                   setupOf(options, deviceFiles.makeDevice(scenario.memoryKib)));
+        const std::string verified = runner.perform();
+        std::cout << scenario.name << ": passed: " << verified << std::endl;
         return std::cout ? 0 : failed;
     } catch (const std::runtime_error& error) {
         sim::checkSignals();
-        std::cerr << play.name << ": failed: " << error.what() << '\n';
+        std::cerr << scenario.name << ": failed: " << error.what() << '\n';
         return failed;
     }
 }
 
 int runLive(const sim::Options& options)
 {
-    const sim::ScreenAlbum album(TONECRATE_SIM_FOLDER "/run/screens");
+    const sim::ReferenceScreens references(TONECRATE_SIM_FOLDER "/run/screens");
     sim::FrameFolder frames(options.frames);
     const sim::DeviceFiles deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
     std::cout << "Making a device and a drive ..." << std::endl;
     const fs::path drive = deviceFiles.makeDrive(sim::DriveKind::Firmware);
-    sim::LiveSession session(setupOf(options, deviceFiles.makeDevice()), drive, album, frames);
+    sim::LiveSession session(setupOf(options, deviceFiles.makeDevice()), drive, references, frames);
     session.run();
     return session.report() ? 0 : failed;
 }
@@ -90,10 +91,10 @@ int run(const sim::Options& options)
 {
     requireFiles(options);
     const bool isInteractive = isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
-    if (options.play.empty() && isInteractive) {
+    if (options.scenario.empty() && isInteractive) {
         return runLive(options);
     }
-    return playOne(options, *sim::findPlay(options.play.empty() ? sim::defaultPlay : options.play));
+    return runScenario(options, *sim::findScenario(options.scenario.empty() ? sim::defaultScenario : options.scenario));
 }
 
 } // namespace

@@ -1,7 +1,7 @@
-// The options, and the plays that can be asked for.
+// The options, and the scenario that can be asked for.
 #include "sim/run/options.h"
 
-#include "sim/run/plays.h"
+#include "sim/run/scenarios.h"
 
 #include <optional>
 #include <sstream>
@@ -20,7 +20,7 @@ constexpr Option optionsWithValue[] = {
     {"--preload", [](Options& options, const std::string& value) { options.preload = value; }},
     {"--scripts", [](Options& options, const std::string& value) { options.scripts = value; }},
     {"--frames", [](Options& options, const std::string& value) { options.frames = value; }},
-    {"--play", [](Options& options, const std::string& value) { options.play = value; }},
+    {"--play", [](Options& options, const std::string& value) { options.scenario = value; }},
 };
 
 const Option& optionNamed(std::string_view name)
@@ -35,8 +35,8 @@ const Option& optionNamed(std::string_view name)
 
 void check(const Options& options)
 {
-    if (!options.play.empty() && findPlay(options.play) == nullptr) {
-        throw UsageError("unknown play " + options.play);
+    if (!options.scenario.empty() && findScenario(options.scenario) == nullptr) {
+        throw UsageError("unknown scenario " + options.scenario);
     }
 }
 
@@ -83,8 +83,8 @@ std::string helpText()
            "  --preload PATH  the library that simulates the device's hardware\n"
            "  --scripts DIR   the device's scripts and the tools around them\n"
            "  --play NAME     is one of\n";
-    for (const Play& play : allPlays()) {
-        text << "    " << play.name << std::string(16 - play.name.size(), ' ') << play.summary << '\n';
+    for (const Scenario& scenario : allScenarios()) {
+        text << "    " << scenario.name << std::string(16 - scenario.name.size(), ' ') << scenario.summary << '\n';
     }
     text << "\n"
             "Exit status: 0 all was well, 1 something went wrong, 2 wrong usage.\n";

@@ -13,8 +13,8 @@ struct Options {
     std::filesystem::path preload{};
     /// The folder of the reference scripts and the tools around them.
     std::filesystem::path scripts{};
-    /// The play to perform; empty for none.
-    std::string play{};
+    /// The scenario to perform; empty for none.
+    std::string scenario{};
     /// Where to save every screen; empty for nowhere.
     std::filesystem::path frames{};
     bool wantsHelp = false;

@@ -1,13 +1,13 @@
 # The program that runs the simulated device.
 add_folder_tests(sim_run
-    SOURCES play_log_test.cpp run_options_test.cpp run_screens_test.cpp text_picture_test.cpp button_timer_test.cpp
+    SOURCES scenario_log_test.cpp run_options_test.cpp run_screens_test.cpp text_picture_test.cpp button_timer_test.cpp
     LIBRARIES sim_run)
 target_compile_definitions(sim_run_tests PRIVATE SCREENS_DIR="${PROJECT_SOURCE_DIR}/sim/run/screens")
 
-set(plays_test ${CMAKE_CURRENT_SOURCE_DIR}/plays_test.sh $<TARGET_FILE:simulate> ${PROJECT_SOURCE_DIR}/sim/scripts)
-add_test(NAME sim_run.program COMMAND ${plays_test})
+set(scenarios_test ${CMAKE_CURRENT_SOURCE_DIR}/scenarios_test.sh $<TARGET_FILE:simulate> ${PROJECT_SOURCE_DIR}/sim/scripts)
+add_test(NAME sim_run.program COMMAND ${scenarios_test})
 set_tests_properties(sim_run.program PROPERTIES ${test_properties})
-foreach(play IN ITEMS update factory-reset no-firmware corrupt no-partition unplugged format-fails install-fails)
-    add_test(NAME sim_run.play.${play} COMMAND ${plays_test} ${play})
-    set_tests_properties(sim_run.play.${play} PROPERTIES ${test_properties})
+foreach(scenario IN ITEMS update factory-reset no-firmware corrupt no-partition unplugged format-fails install-fails)
+    add_test(NAME sim_run.scenario.${scenario} COMMAND ${scenarios_test} ${scenario})
+    set_tests_properties(sim_run.scenario.${scenario} PROPERTIES ${test_properties})
 endforeach()

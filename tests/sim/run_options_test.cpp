@@ -1,7 +1,7 @@
 // Tests of the simulator's command line.
 #include "sim/run/options.h"
 
-#include "sim/run/plays.h"
+#include "sim/run/scenarios.h"
 
 #include <gmock/gmock.h>
 
@@ -30,7 +30,7 @@ TEST(RunOptions, AreTheDefaultsWithoutArguments)
     EXPECT_EQ(options.updater, "u");
     EXPECT_EQ(options.preload, "p");
     EXPECT_EQ(options.scripts, "s");
-    EXPECT_EQ(options.play, "");
+    EXPECT_EQ(options.scenario, "");
     EXPECT_EQ(options.frames, "");
     EXPECT_FALSE(options.wantsHelp);
 }
@@ -48,18 +48,18 @@ TEST(RunOptions, TakeAValueFromBehindTheEqualsSign)
 {
     const Options options = parsed({"--frames=a=b", "--play=corrupt"});
     EXPECT_EQ(options.frames, "a=b");
-    EXPECT_EQ(options.play, "corrupt");
+    EXPECT_EQ(options.scenario, "corrupt");
 }
 
 TEST(RunOptions, LetTheLastOfEqualOptionsCount)
 {
-    EXPECT_EQ(parsed({"--play", "corrupt", "--play", "update"}).play, "update");
+    EXPECT_EQ(parsed({"--play", "corrupt", "--play", "update"}).scenario, "update");
 }
 
 TEST(RunOptions, KnowEveryPlay)
 {
-    for (const sim::Play& play : sim::allPlays()) {
-        EXPECT_EQ(parsed({"--play", std::string(play.name)}).play, play.name);
+    for (const sim::Scenario& scenario : sim::allScenarios()) {
+        EXPECT_EQ(parsed({"--play", std::string(scenario.name)}).scenario, scenario.name);
     }
 }
 
@@ -69,7 +69,7 @@ TEST(RunOptions, RefuseWhatTheyDoNotKnow)
     EXPECT_THAT([] { (void)parsed({"--fast=1"}); }, complainsAbout("unknown option --fast"));
     EXPECT_THAT([] { (void)parsed({"update"}); }, complainsAbout("unknown argument update"));
     EXPECT_THAT([] { (void)parsed({""}); }, complainsAbout("unknown argument"));
-    EXPECT_THAT([] { (void)parsed({"--play", "chess"}); }, complainsAbout("unknown play chess"));
+    EXPECT_THAT([] { (void)parsed({"--play", "chess"}); }, complainsAbout("unknown scenario chess"));
 }
 
 TEST(RunOptions, RefuseAnOptionWithoutItsValue)
@@ -92,8 +92,8 @@ TEST(RunOptions, AreAllInTheHelp)
     for (const char* option : {"--updater", "--preload", "--scripts", "--frames", "--play"}) {
         EXPECT_THAT(help, HasSubstr(option));
     }
-    for (const sim::Play& play : sim::allPlays()) {
-        EXPECT_THAT(help, HasSubstr("    " + std::string(play.name) + " "));
+    for (const sim::Scenario& scenario : sim::allScenarios()) {
+        EXPECT_THAT(help, HasSubstr("    " + std::string(scenario.name) + " "));
     }
 }
 

@@ -1,9 +1,9 @@
-// Tests of recognising screens, saving them, and of the plays that wait for them.
+// Tests of recognising screens, saving them, and of the scenario that wait for them.
 #include "sim/device/png_file.h"
 #include "sim/run/frame_folder.h"
 #include "sim/run/live_view.h"
-#include "sim/run/plays.h"
-#include "sim/run/screen_album.h"
+#include "sim/run/reference_screens.h"
+#include "sim/run/scenarios.h"
 #include "tests/support/scratch_folder.h"
 
 #include <gmock/gmock.h>
@@ -14,8 +14,8 @@ namespace {
 
 using sim::Detail;
 using sim::FrameFolder;
+using sim::ReferenceScreens;
 using sim::Screen;
-using sim::ScreenAlbum;
 
 /// The four levels over and over, from one that can be chosen.
 std::unique_ptr<Screen> stripedScreen(int firstLevel)
@@ -27,39 +27,39 @@ std::unique_ptr<Screen> stripedScreen(int firstLevel)
     return screen;
 }
 
-TEST(ScreenAlbum, RecognisesAScreenByItsPicture)
+TEST(ReferenceScreens, RecognisesAScreenByItsPicture)
 {
     const ScratchFolder folder;
     sim::writePng(folder / "one.png", sim::pictureOf(*stripedScreen(1)));
     sim::writePng(folder / "two.png", sim::pictureOf(*stripedScreen(2)));
     folder.write("notes.txt", "not a picture");
-    const ScreenAlbum album(folder.path());
-    EXPECT_EQ(album.nameOf(*stripedScreen(1)), "one");
-    EXPECT_EQ(album.nameOf(*stripedScreen(2)), "two");
-    EXPECT_EQ(album.nameOf(*stripedScreen(3)), "");
-    EXPECT_TRUE(album.contains("one"));
-    EXPECT_FALSE(album.contains("notes"));
+    const ReferenceScreens references(folder.path());
+    EXPECT_EQ(references.nameOf(*stripedScreen(1)), "one");
+    EXPECT_EQ(references.nameOf(*stripedScreen(2)), "two");
+    EXPECT_EQ(references.nameOf(*stripedScreen(3)), "");
+    EXPECT_TRUE(references.contains("one"));
+    EXPECT_FALSE(references.contains("notes"));
 }
 
-TEST(ScreenAlbum, RefusesAPictureOfAnotherSize)
+TEST(ReferenceScreens, RefusesAPictureOfAnotherSize)
 {
     const ScratchFolder folder;
     sim::writePng(folder / "one.png", sim::pictureOf(*stripedScreen(1), 2));
-    EXPECT_THROW(ScreenAlbum(folder.path()), std::runtime_error);
+    EXPECT_THROW(ReferenceScreens(folder.path()), std::runtime_error);
 }
 
-TEST(ScreenAlbum, RefusesAColourThatAScreenDoesNotHave)
+TEST(ReferenceScreens, RefusesAColourThatAScreenDoesNotHave)
 {
     const ScratchFolder folder;
     sim::Picture picture = sim::pictureOf(*stripedScreen(1));
     picture.pixels[100].red = 200;
     sim::writePng(folder / "one.png", picture);
-    EXPECT_THROW(ScreenAlbum(folder.path()), std::runtime_error);
+    EXPECT_THROW(ReferenceScreens(folder.path()), std::runtime_error);
 }
 
-TEST(ScreenAlbum, RefusesAFolderThatIsNotThere)
+TEST(ReferenceScreens, RefusesAFolderThatIsNotThere)
 {
-    EXPECT_THROW(ScreenAlbum("/nowhere"), std::runtime_error);
+    EXPECT_THROW(ReferenceScreens("/nowhere"), std::runtime_error);
 }
 
 TEST(FrameFolder, NumbersScreensAndSavesEachOnce)
@@ -88,27 +88,27 @@ TEST(FrameFolder, RefusesAFolderThatCannotBeMade)
     EXPECT_THROW(FrameFolder("/dev/null/frames"), std::runtime_error);
 }
 
-TEST(Plays, HaveAReferencePictureForEveryScreenThatTheyWaitFor)
+TEST(Scenarios, HaveAReferencePictureForEveryScreenThatTheyWaitFor)
 {
-    const ScreenAlbum album(SCREENS_DIR);
-    for (const sim::Play& play : sim::allPlays()) {
-        for (const auto& scene : play.scenes) {
-            for (const sim::Step& step : scene) {
-                EXPECT_TRUE(step.act != sim::Act::See || album.contains(step.what)) << step.what;
+    const ReferenceScreens references(SCREENS_DIR);
+    for (const sim::Scenario& scenario : sim::allScenarios()) {
+        for (const auto& phase : scenario.phases) {
+            for (const sim::Step& step : phase) {
+                EXPECT_TRUE(step.action != sim::Action::AwaitScreen || references.contains(step.what)) << step.what;
             }
         }
     }
 }
 
-TEST(Plays, HaveNamesOfTheirOwn)
+TEST(Scenarios, HaveNamesOfTheirOwn)
 {
     std::set<std::string_view> names;
-    for (const sim::Play& play : sim::allPlays()) {
-        EXPECT_TRUE(names.insert(play.name).second);
-        EXPECT_EQ(sim::findPlay(play.name), &play);
+    for (const sim::Scenario& scenario : sim::allScenarios()) {
+        EXPECT_TRUE(names.insert(scenario.name).second);
+        EXPECT_EQ(sim::findScenario(scenario.name), &scenario);
     }
-    EXPECT_NE(sim::findPlay(sim::defaultPlay), nullptr);
-    EXPECT_EQ(sim::findPlay("chess"), nullptr);
+    EXPECT_NE(sim::findScenario(sim::defaultScenario), nullptr);
+    EXPECT_EQ(sim::findScenario("chess"), nullptr);
 }
 
 TEST(LiveView, ShowsAsMuchDetailAsFitsAboveItsFourLines)

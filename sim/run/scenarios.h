@@ -7,9 +7,9 @@
 
 namespace sim {
 
-enum class Act {
+enum class Action {
     /// Waits for a screen, by the name of its reference picture.
-    See,
+    AwaitScreen,
     /// Waits for the updater to start a script, by its command line.
     AwaitScript,
     Plug,
@@ -20,7 +20,7 @@ enum class Act {
 };
 
 struct Step {
-    Act act;
+    Action action;
     std::string_view what = {};
 };
 
@@ -37,20 +37,20 @@ enum class Outcome {
     LeftAlone,
 };
 
-struct Play {
+struct Scenario {
     std::string_view name;
     std::string_view summary;
-    std::vector<std::span<const Step>> scenes;
+    std::vector<std::span<const Step>> phases;
     Outcome outcome;
     DriveKind drive = DriveKind::Firmware;
     /// What the device takes for the size of its memory; 0 for the size that it has.
     int memoryKib = 0;
 };
 
-[[nodiscard]] std::span<const Play> allPlays();
-/// Null when there is no play of that name.
-[[nodiscard]] const Play* findPlay(std::string_view name);
+[[nodiscard]] std::span<const Scenario> allScenarios();
+/// Null when there is no scenario of that name.
+[[nodiscard]] const Scenario* findScenario(std::string_view name);
 
-inline constexpr std::string_view defaultPlay = "update";
+inline constexpr std::string_view defaultScenario = "update";
 
 } // namespace sim

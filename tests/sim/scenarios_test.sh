@@ -1,6 +1,6 @@
 #!/bin/bash
-# Tests the simulator as a program: every play, what a play does not let pass, wrong usage, and that nothing is left.
-# Usage: plays_test.sh SIMULATOR SCRIPTS [PLAY]   (with PLAY only that play)
+# Tests the simulator as a program: every scenario, what a scenario does not let pass, wrong usage, and that nothing is left.
+# Usage: scenarios_test.sh SIMULATOR SCRIPTS [SCENARIO]   (with SCENARIO only that scenario)
 set -uo pipefail
 
 simulator=$1 scripts=$2
@@ -26,7 +26,7 @@ run() {
   "$simulator" "$@" </dev/null >"$work/out" 2>"$work/err" || status=$?
 }
 
-play_passes() {
+scenario_passes() {
   run --play "$1"
   [[ $status -eq 0 ]] || { echo "exit status $status: $(cat "$work/err")"; return 1; }
   [[ ! -s $work/err && $(tail -n 1 "$work/out") == "$1: passed: "* ]] || { tail -n 1 "$work/out" "$work/err"; return 1; }
@@ -129,25 +129,25 @@ ends_by_signal() {
 }
 
 if [[ $# -ge 3 ]]; then
-  it "the play $3 passes" play_passes "$3"
+  it "the scenario $3 passes" scenario_passes "$3"
   finish
   exit
 fi
 it "an update is what plays without options" update_is_the_default
 it "--help tells the usage" shows_help
 it "an unknown option is wrong usage" wrong_usage --fast
-it "an unknown play is wrong usage" wrong_usage --play chess
+it "an unknown scenario is wrong usage" wrong_usage --play chess
 it "an option without its value is wrong usage" wrong_usage --frames
-it "a play notices that nothing was installed" lazy_install
-it "a play notices the wrong message" unchecked_signature
-it "a play notices a memory that a failed script has changed" careless_format
-it "a play tells that the updater has ended" updater_that_ends
+it "a scenario notices that nothing was installed" lazy_install
+it "a scenario notices the wrong message" unchecked_signature
+it "a scenario notices a memory that a failed script has changed" careless_format
+it "a scenario tells that the updater has ended" updater_that_ends
 it "an updater that is not there is told in one line" missing_updater
 it "a missing folder for temporary files is told in one line" no_temporary_folder
 it "a missing tool is told in one line, with its package" missing_tool
 it "frames are saved, with the names of known screens" saves_frames
 it "an output that is full is told in one line" full_output
-it "SIGINT ends a play, and nothing is left" ends_by_signal INT
-it "SIGTERM ends a play, and nothing is left" ends_by_signal TERM
-it "SIGHUP ends a play, and nothing is left" ends_by_signal HUP
+it "SIGINT ends a scenario, and nothing is left" ends_by_signal INT
+it "SIGTERM ends a scenario, and nothing is left" ends_by_signal TERM
+it "SIGHUP ends a scenario, and nothing is left" ends_by_signal HUP
 finish

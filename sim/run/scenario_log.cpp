@@ -1,5 +1,5 @@
 // Captions and braille pictures.
-#include "sim/run/play_log.h"
+#include "sim/run/scenario_log.h"
 
 #include "sim/run/text_picture.h"
 
@@ -43,7 +43,7 @@ bool isRowEqual(const Screen& a, const Screen& b, int y)
 
 } // namespace
 
-void PlayLog::say(std::uint64_t moment, const std::string& text)
+void ScenarioLog::say(std::uint64_t moment, const std::string& text)
 {
     std::array<char, 32> time{};
     std::snprintf(time.data(), time.size(), "%8.3f s  ", static_cast<double>(moment) / 1000);
@@ -53,7 +53,7 @@ void PlayLog::say(std::uint64_t moment, const std::string& text)
     }
 }
 
-void PlayLog::show(std::uint64_t moment, const Screen& screen, const std::string& name)
+void ScenarioLog::show(std::uint64_t moment, const Screen& screen, const std::string& name)
 {
     const Rows rows = changedRows(withoutWheel(screen));
     if (rows.first >= rows.end) {
@@ -67,7 +67,7 @@ void PlayLog::show(std::uint64_t moment, const Screen& screen, const std::string
     last = withoutWheel(screen);
 }
 
-PlayLog::Rows PlayLog::changedRows(const Screen& screen) const
+ScenarioLog::Rows ScenarioLog::changedRows(const Screen& screen) const
 {
     Rows rows = {0, screenHeight};
     while (last && rows.first < rows.end && isRowEqual(screen, *last, rows.first)) {
@@ -80,7 +80,7 @@ PlayLog::Rows PlayLog::changedRows(const Screen& screen) const
 }
 
 /// Without the empty rows at the bottom, and the blanks at the ends of rows.
-void PlayLog::print(const Screen& screen, Rows rows)
+void ScenarioLog::print(const Screen& screen, Rows rows)
 {
     const auto text = brailleRows(dotsOf(screen));
     int end = std::min((rows.end + rowsPerCharacter - 1) / rowsPerCharacter, textRows);

@@ -1,12 +1,12 @@
-// Performs a play on a device, and checks what comes of it.
+// Performs a scenario on a device, and checks what comes of it.
 #pragma once
 
 #include "sim/device/simulated_device.h"
-#include "sim/run/frame_folder.h"
-#include "sim/run/play_log.h"
-#include "sim/run/plays.h"
-#include "sim/run/screen_album.h"
 #include "sim/run/device_files.h"
+#include "sim/run/frame_folder.h"
+#include "sim/run/reference_screens.h"
+#include "sim/run/scenario_log.h"
+#include "sim/run/scenarios.h"
 
 #include <functional>
 #include <string>
@@ -14,17 +14,18 @@
 
 namespace sim {
 
-class Player {
+class ScenarioRunner {
 public:
     /// Where what is seen goes to.
     struct Observers {
-        const ScreenAlbum& album;
+        const ReferenceScreens& references;
         FrameFolder& frames;
-        PlayLog& log;
+        ScenarioLog& log;
     };
 
-    /// Starts the device. Its setup names the updater, the library and the root; the rest is the player's choice.
-    Player(const Play& chosenPlay, const DeviceFiles& chosenFiles, Observers chosenObservers, DeviceSetup setup);
+    /// Starts the device. Its setup names the updater, the library and the root; the runner chooses the rest.
+    ScenarioRunner(const Scenario& chosenScenario, const DeviceFiles& chosenFiles, Observers chosenObservers,
+                   DeviceSetup setup);
 
     /// Returns in a line what has been verified. Throws std::runtime_error with a line when something is not as it
     /// should be, and Interrupted.
@@ -32,7 +33,7 @@ public:
 
 private:
     void perform(const Step& step);
-    void see(std::string_view name);
+    void awaitScreen(std::string_view name);
     void awaitScript(std::string_view command);
     void click();
     std::string checkEnd();
@@ -49,7 +50,7 @@ private:
     void say(const std::string& text) { observers.log.say(iteration, text); }
     [[nodiscard]] std::string tellEnd();
 
-    const Play& play;
+    const Scenario& scenario;
     const DeviceFiles& deviceFiles;
     Observers observers;
     const std::filesystem::path drive;

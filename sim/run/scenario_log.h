@@ -1,4 +1,4 @@
-// What a play prints: a line for everything that happens, and the screens as text.
+// What a scenario prints: a line for everything that happens, and the screens as text.
 #pragma once
 
 #include "sim/models/screen.h"
@@ -10,9 +10,9 @@
 
 namespace sim {
 
-class PlayLog {
+class ScenarioLog {
 public:
-    explicit PlayLog(std::ostream& stream) : out(stream) {}
+    explicit ScenarioLog(std::ostream& stream) : out(stream) {}
 
     /// The moment is an iteration, of about a millisecond. Both throw std::runtime_error when nothing can be printed.
     void say(std::uint64_t moment, const std::string& text);

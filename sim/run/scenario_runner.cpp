@@ -1,5 +1,5 @@
-// The acts of a play, and the watching in between.
-#include "sim/run/player.h"
+// The acts of a scenario, and the watching in between.
+#include "sim/run/scenario_runner.h"
 
 #include "sim/run/signals.h"
 
@@ -35,17 +35,18 @@ DeviceSetup completed(DeviceSetup setup)
 
 } // namespace
 
-Player::Player(const Play& chosenPlay, const DeviceFiles& chosenFiles, Observers chosenObservers, DeviceSetup setup)
-    : play(chosenPlay), deviceFiles(chosenFiles), observers(chosenObservers), drive(deviceFiles.makeDrive(play.drive)),
-      device(completed(std::move(setup)))
+ScenarioRunner::ScenarioRunner(const Scenario& chosenScenario, const DeviceFiles& chosenFiles,
+                               Observers chosenObservers, DeviceSetup setup)
+    : scenario(chosenScenario), deviceFiles(chosenFiles), observers(chosenObservers),
+      drive(deviceFiles.makeDrive(scenario.drive)), device(completed(std::move(setup)))
 {}
 
-std::string Player::perform()
+std::string ScenarioRunner::perform()
 {
     try {
         observe();
-        for (const auto& scene : play.scenes) {
-            for (const Step& step : scene) {
+        for (const auto& phase : scenario.phases) {
+            for (const Step& step : phase) {
                 perform(step);
             }
         }
@@ -55,37 +56,37 @@ std::string Player::perform()
     }
 }
 
-void Player::perform(const Step& step)
+void ScenarioRunner::perform(const Step& step)
 {
-    switch (step.act) {
-    case Act::See:
-        return see(step.what);
-    case Act::AwaitScript:
+    switch (step.action) {
+    case Action::AwaitScreen:
+        return awaitScreen(step.what);
+    case Action::AwaitScript:
         return awaitScript(step.what);
-    case Act::Plug:
+    case Action::Plug:
         rememberMemory();
         device.plug(drive);
         return say("the drive is plugged in");
-    case Act::Pull:
+    case Action::Pull:
         device.unplug();
         return say("the drive is pulled out");
-    case Act::TurnRight:
+    case Action::TurnRight:
         device.turn(1);
         return say("the knob is turned to the right");
-    case Act::Click:
+    case Action::Click:
         return click();
     }
 }
 
-void Player::see(std::string_view name)
+void ScenarioRunner::awaitScreen(std::string_view name)
 {
-    if (!observers.album.contains(name)) {
+    if (!observers.references.contains(name)) {
         throw std::runtime_error("there is no reference picture " + std::string(name) + ".png");
     }
     runUntil([&] { return screenName == name; }, "the screen \"" + std::string(name) + "\"", glance);
 }
 
-void Player::awaitScript(std::string_view command)
+void ScenarioRunner::awaitScript(std::string_view command)
 {
     constexpr std::uint64_t atOnce = 1;
     runUntil([&] { return scripts.size() > scriptsAwaited; }, std::string(command) + " to start", atOnce);
@@ -95,7 +96,7 @@ void Player::awaitScript(std::string_view command)
     }
 }
 
-void Player::click()
+void ScenarioRunner::click()
 {
     rememberMemory();
     say("the knob is clicked");
@@ -105,7 +106,7 @@ void Player::click()
     runGlancing(SimulatedDevice::clickIterations);
 }
 
-std::string Player::checkEnd()
+std::string ScenarioRunner::checkEnd()
 {
     const std::string finalScreen = screenName;
     constexpr std::uint64_t aftermath = 500;
@@ -120,8 +121,8 @@ std::string Player::checkEnd()
     if (scripts.size() != scriptsAwaited) {
         throw std::runtime_error("an unexpected script was started: " + scripts[scriptsAwaited]);
     }
-    if (play.outcome != Outcome::LeftAlone) {
-        return deviceFiles.verify(device.root(), play.outcome);
+    if (scenario.outcome != Outcome::LeftAlone) {
+        return deviceFiles.verify(device.root(), scenario.outcome);
     }
     if (memoryContent(device.root()) != memoryBeforeScript) {
         throw std::runtime_error("the script that failed has changed the internal memory");
@@ -129,7 +130,7 @@ std::string Player::checkEnd()
     return "the screen \"" + finalScreen + "\" stays, and the script that failed left the internal memory as it was";
 }
 
-void Player::runUntil(const std::function<bool()>& isTrue, const std::string& awaited, std::uint64_t step)
+void ScenarioRunner::runUntil(const std::function<bool()>& isTrue, const std::string& awaited, std::uint64_t step)
 {
     for (std::uint64_t waited = 0; !isTrue(); waited += step) {
         if (waited >= longestWait) {
@@ -140,21 +141,21 @@ void Player::runUntil(const std::function<bool()>& isTrue, const std::string& aw
     }
 }
 
-void Player::runGlancing(std::uint64_t iterations)
+void ScenarioRunner::runGlancing(std::uint64_t iterations)
 {
     for (std::uint64_t done = 0; done < iterations; done += glance) {
         run(glance);
     }
 }
 
-void Player::run(std::uint64_t iterations)
+void ScenarioRunner::run(std::uint64_t iterations)
 {
     checkSignals();
     device.run(iterations);
     observe();
 }
 
-void Player::observe()
+void ScenarioRunner::observe()
 {
     iteration = device.iteration();
     observeWords(device.standardOutput(), outputSeen, "the updater writes: ");
@@ -165,7 +166,7 @@ void Player::observe()
 }
 
 /// The log of the wires tells of a script as "MICROSECONDS run COMMAND".
-void Player::observeScripts()
+void ScenarioRunner::observeScripts()
 {
     std::size_t count = 0;
     for (const std::string& entry : device.traffic()) {
@@ -184,7 +185,7 @@ void Player::observeScripts()
     }
 }
 
-void Player::observeScreen()
+void ScenarioRunner::observeScreen()
 {
     const std::uint64_t frames = device.frameCount();
     if (frames == frameCount) {
@@ -192,13 +193,13 @@ void Player::observeScreen()
     }
     frameCount = frames;
     const Screen screen = device.screen();
-    screenName = observers.album.nameOf(screen);
+    screenName = observers.references.nameOf(screen);
     observers.frames.add(screen, screenName);
     observers.log.show(iteration, screen, screenName);
 }
 
 /// Tells the lines that are new. The last one may lack its end.
-void Player::observeWords(const std::string& all, std::size_t& seen, const std::string& caption)
+void ScenarioRunner::observeWords(const std::string& all, std::size_t& seen, const std::string& caption)
 {
     std::istringstream text(all.substr(seen));
     for (std::string line; std::getline(text, line);) {
@@ -207,7 +208,7 @@ void Player::observeWords(const std::string& all, std::size_t& seen, const std::
     seen = all.size();
 }
 
-std::string Player::tellEnd()
+std::string ScenarioRunner::tellEnd()
 {
     std::string text = "the updater has ended: " + SimulatedDevice::explain(device.waitForEnd());
     std::istringstream errors(device.standardError());

@@ -1,5 +1,5 @@
-// Tests of what a play prints.
-#include "sim/run/play_log.h"
+// Tests of what a scenario prints.
+#include "sim/run/scenario_log.h"
 
 #include <gmock/gmock.h>
 #include <memory>
@@ -7,7 +7,7 @@
 
 namespace {
 
-using sim::PlayLog;
+using sim::ScenarioLog;
 using sim::Screen;
 
 std::unique_ptr<Screen> emptyScreen()
@@ -25,7 +25,7 @@ void setPixel(Screen& screen, int x, int y)
 /// A log, and what it has printed since it was last asked.
 struct PrintedLog {
     std::ostringstream stream;
-    PlayLog log{stream};
+    ScenarioLog log{stream};
 
     std::string printed()
     {
@@ -35,14 +35,14 @@ struct PrintedLog {
     }
 };
 
-TEST(PlayLog, SaysWhatHappensWithTheSecondsOfDeviceTime)
+TEST(ScenarioLog, SaysWhatHappensWithTheSecondsOfDeviceTime)
 {
     PrintedLog test;
     test.log.say(12345, "something happens");
     EXPECT_EQ(test.printed(), "  12.345 s  something happens\n");
 }
 
-TEST(PlayLog, ShowsAScreenWithoutBlanksAtItsEnds)
+TEST(ScenarioLog, ShowsAScreenWithoutBlanksAtItsEnds)
 {
     PrintedLog test;
     const auto screen = emptyScreen();
@@ -52,7 +52,7 @@ TEST(PlayLog, ShowsAScreenWithoutBlanksAtItsEnds)
     EXPECT_EQ(test.printed(), "   0.500 s  the screen shows\n\n\n\u2801 \u2808\n\n");
 }
 
-TEST(PlayLog, TellsTheNameOfAScreenThatHasOne)
+TEST(ScenarioLog, TellsTheNameOfAScreenThatHasOne)
 {
     PrintedLog test;
     const auto screen = emptyScreen();
@@ -61,14 +61,14 @@ TEST(PlayLog, TellsTheNameOfAScreenThatHasOne)
     EXPECT_EQ(test.printed(), "   0.500 s  the screen shows \"menu\"\n\n\u2801\n\n");
 }
 
-TEST(PlayLog, SaysThatAScreenIsEmpty)
+TEST(ScenarioLog, SaysThatAScreenIsEmpty)
 {
     PrintedLog test;
     test.log.show(1, *emptyScreen(), "");
     EXPECT_EQ(test.printed(), "   0.001 s  the screen shows\n(empty)\n");
 }
 
-TEST(PlayLog, KeepsSilentWhenTheScreenStaysTheSame)
+TEST(ScenarioLog, KeepsSilentWhenTheScreenStaysTheSame)
 {
     PrintedLog test;
     const auto screen = emptyScreen();
@@ -78,7 +78,7 @@ TEST(PlayLog, KeepsSilentWhenTheScreenStaysTheSame)
     EXPECT_EQ(test.printed(), "");
 }
 
-TEST(PlayLog, KeepsSilentWhenOnlyTheWheelTurns)
+TEST(ScenarioLog, KeepsSilentWhenOnlyTheWheelTurns)
 {
     PrintedLog test;
     const auto screen = emptyScreen();
@@ -91,7 +91,7 @@ TEST(PlayLog, KeepsSilentWhenOnlyTheWheelTurns)
     EXPECT_EQ(test.printed(), "");
 }
 
-TEST(PlayLog, ShowsWhatChangesBesideTheWheel)
+TEST(ScenarioLog, ShowsWhatChangesBesideTheWheel)
 {
     for (const auto& [x, y] : {std::pair{101, 120}, {154, 120}, {120, 103}, {120, 155}}) {
         PrintedLog test;
@@ -104,7 +104,7 @@ TEST(PlayLog, ShowsWhatChangesBesideTheWheel)
     }
 }
 
-TEST(PlayLog, ShowsOnlyTheRowsOfALittleChange)
+TEST(ScenarioLog, ShowsOnlyTheRowsOfALittleChange)
 {
     PrintedLog test;
     const auto screen = emptyScreen();
@@ -116,7 +116,7 @@ TEST(PlayLog, ShowsOnlyTheRowsOfALittleChange)
     EXPECT_EQ(test.printed(), "   0.002 s  the screen shows\n\n \u2802\n\n");
 }
 
-TEST(PlayLog, FailsWhenNothingCanBePrinted)
+TEST(ScenarioLog, FailsWhenNothingCanBePrinted)
 {
     PrintedLog test;
     test.stream.setstate(std::ios::badbit);

@@ -10,10 +10,10 @@
 
 namespace sim {
 
-class ScreenAlbum {
+class ReferenceScreens {
 public:
     /// Takes in every NAME.png of the folder, pixel for pixel. Throws std::runtime_error when one cannot be read.
-    explicit ScreenAlbum(const std::filesystem::path& folder);
+    explicit ReferenceScreens(const std::filesystem::path& folder);
 
     [[nodiscard]] bool contains(std::string_view name) const;
     /// The name of the picture that is exactly this screen; empty when there is none.

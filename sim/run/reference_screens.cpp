@@ -1,5 +1,5 @@
 // Reading the pictures back into grey levels.
-#include "sim/run/screen_album.h"
+#include "sim/run/reference_screens.h"
 
 #include "sim/device/png_file.h"
 
@@ -31,7 +31,7 @@ Screen readScreen(const fs::path& path)
 
 } // namespace
 
-ScreenAlbum::ScreenAlbum(const fs::path& folder)
+ReferenceScreens::ReferenceScreens(const fs::path& folder)
 {
     if (!fs::is_directory(folder)) {
         throw std::runtime_error("no such folder: " + folder.string());
@@ -43,12 +43,12 @@ ScreenAlbum::ScreenAlbum(const fs::path& folder)
     }
 }
 
-bool ScreenAlbum::contains(std::string_view name) const
+bool ReferenceScreens::contains(std::string_view name) const
 {
     return std::any_of(names.begin(), names.end(), [&](const auto& entry) { return entry.second == name; });
 }
 
-std::string ScreenAlbum::nameOf(const Screen& screen) const
+std::string ReferenceScreens::nameOf(const Screen& screen) const
 {
     const auto found = names.find(screen);
     return found == names.end() ? std::string() : found->second;
