@@ -1,10 +1,10 @@
-// How the fuzzer changes pictures: a random change breaks the checksum of its chunk, and nothing behind that check
-// would ever be reached, so most checksums are made right again.
+// Mutates PNG files. A random change invalidates the checksum of its chunk, and the reader would reject nearly every
+// input there, so most mutated files get correct checksums.
 #include <cstddef>
 #include <cstdint>
 #include <zlib.h>
 
-// The fuzzer's own.
+// Defined by libFuzzer.
 extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* bytes, std::size_t count, std::size_t room);
 
 namespace {
@@ -24,15 +24,15 @@ void putBigEndian(std::uint8_t* bytes, std::uint32_t value)
 void repairChecksums(std::uint8_t* bytes, std::size_t count)
 {
     constexpr std::size_t signature = 8;
-    constexpr std::size_t around = 12; // length, type and checksum of a chunk
-    for (std::size_t chunk = signature; chunk + around <= count;) {
+    constexpr std::size_t overhead = 12; // length, type and checksum of a chunk
+    for (std::size_t chunk = signature; chunk + overhead <= count;) {
         const std::size_t length = bigEndian(bytes + chunk);
-        if (length > count - chunk - around) {
+        if (length > count - chunk - overhead) {
             return;
         }
         const auto covered = static_cast<uInt>(length + 4);
         putBigEndian(bytes + chunk + 8 + length, static_cast<std::uint32_t>(crc32(0, bytes + chunk + 4, covered)));
-        chunk += length + around;
+        chunk += length + overhead;
     }
 }
 
@@ -42,8 +42,8 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* bytes, std::size_t 
                                                unsigned int seed)
 {
     const std::size_t mutated = LLVMFuzzerMutate(bytes, count, room);
-    constexpr unsigned int leftBroken = 16;
-    if (seed % leftBroken != 0) {
+    constexpr unsigned int keepBrokenEvery = 16;
+    if (seed % keepBrokenEvery != 0) {
         repairChecksums(bytes, mutated);
     }
     return mutated;

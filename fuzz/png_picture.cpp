@@ -1,4 +1,4 @@
-// The reading of pictures, whole and broken: a picture in levels, or one line about what is wrong.
+// Reads arbitrary bytes as a PNG file: the result is a valid picture or a one-line error.
 #include "fuzz/fuzz_target.h"
 #include "fuzz/memory_file.h"
 #include "tools/image_table_source.h"
@@ -12,13 +12,13 @@ namespace {
 
 void checkPicture(const LevelImage& image)
 {
-    require(image.width >= 1 && image.height >= 1, "a picture has a size");
+    require(image.width >= 1 && image.height >= 1, "a picture is not empty");
     require(image.levels.size() == std::size_t{image.width} * image.height, "every pixel has a level");
     require(std::all_of(image.levels.begin(), image.levels.end(), [](std::uint8_t level) { return level <= 3; }),
             "the levels are 0 to 3");
 }
 
-/// Large ones take long to write out and have nothing new to tell.
+/// Skips large pictures: they are slow to format and reach no other code.
 void checkSource(const LevelImage& image)
 {
     constexpr std::size_t mostPixels = 4096;
@@ -27,17 +27,17 @@ void checkSource(const LevelImage& image)
     }
     const std::string source = imageTableSource({{"img/any.png", image}});
     const std::size_t begin = source.find("  // img/any.png\n");
-    require(begin != std::string::npos, "the table has the picture");
+    require(begin != std::string::npos, "the table contains the picture");
     const std::string rows = source.substr(begin, source.find("};", begin) - begin);
     const auto count = std::count(rows.begin(), rows.end(), ',');
-    require(static_cast<std::size_t>(count) == image.levels.size(), "the table has every pixel");
+    require(static_cast<std::size_t>(count) == image.levels.size(), "the table contains every pixel");
 }
 
-void checkRefusal(const std::string& text)
+void checkMessage(const std::string& text)
 {
     const auto isPrintable = [](char character) { return character >= ' ' && character <= '~'; };
-    require(text.starts_with("/proc/self/fd/"), "a refusal names the file");
-    require(std::all_of(text.begin(), text.end(), isPrintable), "a refusal is one printable line");
+    require(text.starts_with("/proc/self/fd/"), "the message names the file");
+    require(std::all_of(text.begin(), text.end(), isPrintable), "the message is one printable line");
 }
 
 } // namespace
@@ -51,7 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t cou
         checkPicture(image);
         checkSource(image);
     } catch (const Refusal& refusal) {
-        checkRefusal(refusal.what());
+        checkMessage(refusal.what());
     }
     return 0;
 }

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The folder stands for "img" whatever its own name is.
+/// The keys begin with "img/", whatever the folder is called.
 std::vector<NamedImage> readImages(const std::filesystem::path& folder)
 {
     std::vector<NamedImage> images;
@@ -21,7 +21,7 @@ std::vector<NamedImage> readImages(const std::filesystem::path& folder)
 
 } // namespace
 
-/// Exit code 0 when the table is written, 1 after one line about what is wrong, 2 when called wrongly.
+/// Exit code: 0 success, 1 failure (one line on standard error), 2 wrong number of arguments.
 int main(int argc, char** argv)
 {
     if (argc != 3) {

@@ -1,4 +1,4 @@
-// Walks the image folder in an order of its own, so that the result never depends on the file system.
+// Walks the image folder in sorted order, so the result does not depend on the file system.
 #include "tools/image_folder.h"
 
 #include "tools/refusal.h"
@@ -40,8 +40,8 @@ bool isPictureName(std::string_view name)
            std::all_of(name.begin(), name.end(), isAllowed);
 }
 
-/// The font takes every path that begins with the glyph folder's name for a glyph, also that of a file beside it.
-bool isTakenForGlyph(std::string_view path)
+/// The font loads every path with this prefix as a glyph, including files next to the folder.
+bool hasGlyphPrefix(std::string_view path)
 {
     return path.starts_with(glyphFolder);
 }
@@ -71,10 +71,11 @@ std::vector<std::string> sortedNamesIn(const fs::path& folder)
 void checkPicture(const fs::path& file, const std::string& path, const std::string& name)
 {
     if (!isPictureName(name)) {
-        throw Refusal(file, "is no name for a picture: lower-case letters, digits, '_' and '.', ending in \".png\"");
+        throw Refusal(file,
+                      "is not a valid picture name: use lower-case letters, digits, '_' and '.', ending in \".png\"");
     }
-    if (isTakenForGlyph(path) && !isGlyphPath(path)) {
-        throw Refusal(file, "is no name for a glyph: font8/, two lower-case hexadecimal digits and \".png\"");
+    if (hasGlyphPrefix(path) && !isGlyphPath(path)) {
+        throw Refusal(file, "is not a valid glyph name: use font8/, two lower-case hexadecimal digits and \".png\"");
     }
 }
 
@@ -111,7 +112,7 @@ private:
     void enter(const fs::path& file, const std::string& path, const std::string& name)
     {
         if (!isFolderName(name)) {
-            throw Refusal(file, "is no name for a folder: lower-case letters, digits and '_'");
+            throw Refusal(file, "is not a valid folder name: use lower-case letters, digits and '_'");
         }
         collect(path + "/");
     }
@@ -130,9 +131,9 @@ std::vector<std::string> listPictures(const fs::path& folder)
     Walk walk(folder);
     walk.collect("");
     if (walk.pictures.empty()) {
-        throw Refusal(folder, "holds no pictures");
+        throw Refusal(folder, "contains no pictures");
     }
-    // A walk by folders differs from the order of whole paths where a name goes on with a '.'.
+    // Depth-first order differs from the order of whole paths: "a.png" sorts before "a/".
     std::sort(walk.pictures.begin(), walk.pictures.end());
     return walk.pictures;
 }

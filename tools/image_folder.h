@@ -1,11 +1,11 @@
-// Finds the pictures of the image folder and checks their names.
+// Lists the pictures in the image folder and checks their names.
 #pragma once
 
 #include <filesystem>
 #include <string>
 #include <vector>
 
-/// The pictures under `folder`, as paths relative to it with forward slashes, in byte-wise order.
+/// Returns the paths of all pictures relative to `folder`, with forward slashes, in byte-wise order.
 ///
-/// Throws Refusal for anything in there that is not a picture under a usable name, and for a folder without pictures.
+/// Throws Refusal when the folder contains anything except regular files and folders with valid names, or no pictures.
 std::vector<std::string> listPictures(const std::filesystem::path& folder);

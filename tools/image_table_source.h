@@ -1,4 +1,4 @@
-// Writes the image table as C++.
+// Formats the image table as C++.
 #pragma once
 
 #include "tools/level_image.h"
@@ -7,10 +7,10 @@
 #include <vector>
 
 struct NamedImage {
-    /// The key under which the program looks the image up.
+    /// The key in the program's image store.
     std::string path;
     LevelImage image;
 };
 
-/// A C++ file with the definitions that graphics/image_table.h declares. Depends on the arguments alone.
+/// Returns a C++ file that defines what graphics/image_table.h declares. Depends only on `images`.
 std::string imageTableSource(const std::vector<NamedImage>& images);

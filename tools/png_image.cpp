@@ -1,4 +1,4 @@
-// Reads PNG files with libpng, sample by sample as they are stored: no gamma, no colour profile.
+// Reads PNG files with libpng. Samples are used as stored: gamma and colour profiles are ignored.
 #include "tools/png_image.h"
 
 #include "tools/refusal.h"
@@ -17,10 +17,10 @@
 namespace {
 
 constexpr png_uint_32 maxLength = 4096;
-/// From an 8-bit sample to the 16-bit sample of the same brightness.
+/// Converts an 8-bit sample to the 16-bit sample of the same brightness.
 constexpr unsigned int wideFactor = 257;
 
-/// 16 bits a channel; alpha 0xffff is opaque.
+/// 16 bits per channel; alpha 0xffff is opaque.
 struct Colour {
     unsigned int red;
     unsigned int green;
@@ -45,7 +45,7 @@ std::optional<std::uint8_t> levelOf(const Colour& colour)
     return found == greys.end() ? std::nullopt : std::optional(static_cast<std::uint8_t>(found - greys.begin()));
 }
 
-/// "#rrggbb", or "#rrrrggggbbbb" for a colour that 8 bits a channel cannot tell.
+/// "#rrggbb", or "#rrrrggggbbbb" for a colour that needs more than 8 bits per channel.
 std::string nameOf(const Colour& colour)
 {
     const auto isWide = [](unsigned int sample) { return sample % wideFactor != 0; };
@@ -58,8 +58,8 @@ std::string nameOf(const Colour& colour)
     return text.data();
 }
 
-/// What libpng has to say about a file; its warnings come first and often are the clearer part.
-struct Complaint {
+/// The messages of libpng about one file: warnings, then the error. The warnings are often more specific.
+struct Messages {
     std::array<char, 256> text{};
 
     void add(const char* part)
@@ -71,7 +71,7 @@ struct Complaint {
 
 void onWarning(png_structp png, png_const_charp message)
 {
-    static_cast<Complaint*>(png_get_error_ptr(png))->add(message);
+    static_cast<Messages*>(png_get_error_ptr(png))->add(message);
 }
 
 [[noreturn]] void onError(png_structp png, png_const_charp message)
@@ -94,8 +94,8 @@ public:
     LevelImage read();
 
 private:
-    /// Runs libpng calls and turns their failure into a Refusal. libpng jumps out of `calls`, so that they and what
-    /// they are made from must not own anything.
+    /// Calls `calls` and throws Refusal when libpng reports an error. libpng longjmps out of `calls`, which therefore
+    /// must not own resources.
     template <typename Calls>
     void guarded(Calls calls);
     [[noreturn]] void refuse(const std::string& reason) const { throw Refusal(path, reason); }
@@ -104,8 +104,8 @@ private:
     void checkSignature();
     void readHeader();
     void checkSize() const;
-    void demandPaletteIndices();
-    void demandWideColours();
+    void requestPaletteIndices();
+    void requestWideColours();
     void readSamples();
     void checkNothingFollows();
 
@@ -115,16 +115,16 @@ private:
 
     const std::filesystem::path& path;
     std::unique_ptr<std::FILE, FileCloser> file;
-    Complaint complaint;
+    Messages messages;
     png_structp png = nullptr;
     png_infop info = nullptr;
 
     png_uint_32 width = 0;
     png_uint_32 height = 0;
-    /// Whether `samples` holds palette indices, 8 bits a pixel; else it holds RGBA, 64 bits a pixel.
+    /// True: `samples` contains palette indices, 8 bits per pixel. False: RGBA, 64 bits per pixel.
     bool indexed = false;
     std::span<const png_color> palette;
-    /// The alpha of the first palette entries; those beyond are opaque.
+    /// The alpha of the first palette entries; all others are opaque.
     std::span<const png_byte> paletteAlpha;
     std::size_t rowSize = 0;
     std::vector<png_byte> samples;
@@ -132,7 +132,7 @@ private:
 
 PngReader::PngReader(const std::filesystem::path& pngFile)
     : path(pngFile), file(std::fopen(pngFile.c_str(), "rb")),
-      png(png_create_read_struct(PNG_LIBPNG_VER_STRING, &complaint, onError, onWarning))
+      png(png_create_read_struct(PNG_LIBPNG_VER_STRING, &messages, onError, onWarning))
 {
     if (png != nullptr) {
         info = png_create_info_struct(png);
@@ -148,7 +148,7 @@ template <typename Calls>
 void PngReader::guarded(Calls calls)
 {
     if (setjmp(png_jmpbuf(png)) != 0) { // NOLINT(cert-err52-cpp): how libpng reports an error
-        refuse(std::string("is a damaged PNG file (") + complaint.text.data() + ")");
+        refuse(std::string("is a damaged PNG file (") + messages.text.data() + ")");
     }
     calls();
 }
@@ -186,16 +186,17 @@ void PngReader::checkSignature()
     }
 }
 
-/// Strict about what makes up the picture: any doubt is an error. All else, such as a colour profile, is skipped.
+/// Any error in a chunk that affects the pixels is fatal. Other chunks, such as colour profiles, are skipped.
 void PngReader::readHeader()
 {
     guarded([this] {
         png_init_io(png, file.get());
         png_set_sig_bytes(png, 8);
-        png_set_user_limits(png, PNG_UINT_31_MAX, PNG_UINT_31_MAX); // checkSize() says it more clearly
+        png_set_user_limits(png, PNG_UINT_31_MAX, PNG_UINT_31_MAX); // checkSize() has a clearer message
         png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
         png_set_crc_action(png, PNG_CRC_ERROR_QUIT, PNG_CRC_ERROR_QUIT);
         png_set_benign_errors(png, 0);
+        png_set_check_for_invalid_index(png, 0); // paletteColour() names the pixel
         png_read_info(png, info);
         width = png_get_image_width(png, info);
         height = png_get_image_height(png, info);
@@ -206,13 +207,13 @@ void PngReader::readHeader()
 void PngReader::checkSize() const
 {
     if (width > maxLength || height > maxLength) {
-        refuse("is too large, " + std::to_string(width) + " x " + std::to_string(height) + " pixels; " +
-               std::to_string(maxLength) + " are allowed in a direction");
+        refuse("is too large: " + std::to_string(width) + " x " + std::to_string(height) + " pixels; the limit is " +
+               std::to_string(maxLength) + " in either direction");
     }
 }
 
-/// libpng would take an index beyond the palette for black, so the palette is looked up here.
-void PngReader::demandPaletteIndices()
+/// libpng maps an index beyond the palette to black, so paletteColour() does the lookup.
+void PngReader::requestPaletteIndices()
 {
     png_colorp colours = nullptr;
     int colourCount = 0;
@@ -226,7 +227,7 @@ void PngReader::demandPaletteIndices()
     png_set_packing(png);
 }
 
-void PngReader::demandWideColours()
+void PngReader::requestWideColours()
 {
     png_set_expand_16(png);
     png_set_gray_to_rgb(png);
@@ -237,9 +238,9 @@ void PngReader::readSamples()
 {
     guarded([this] {
         if (indexed) {
-            demandPaletteIndices();
+            requestPaletteIndices();
         } else {
-            demandWideColours();
+            requestWideColours();
         }
         png_set_interlace_handling(png);
         png_read_update_info(png, info);
@@ -260,7 +261,7 @@ void PngReader::readSamples()
 void PngReader::checkNothingFollows()
 {
     if (std::fgetc(file.get()) != EOF) {
-        refuse("goes on after the end of the picture");
+        refuse("has data after the end of the picture");
     }
 }
 
@@ -268,7 +269,7 @@ Colour PngReader::paletteColour(png_uint_32 x, png_uint_32 y) const
 {
     const std::size_t index = samples[rowSize * y + x];
     if (index >= palette.size()) {
-        refusePixel(x, y, "lies beyond the palette");
+        refusePixel(x, y, "has an index beyond the palette");
     }
     const png_color& entry = palette[index];
     return fromBytes(entry.red, entry.green, entry.blue, index < paletteAlpha.size() ? paletteAlpha[index] : 255U);
@@ -288,7 +289,7 @@ std::uint8_t PngReader::levelAt(png_uint_32 x, png_uint_32 y) const
     }
     const std::optional<std::uint8_t> level = levelOf(colour);
     if (!level) {
-        refusePixel(x, y, "is " + nameOf(colour) + ", none of the greys #ffffff, #aaaaaa, #545454 and #000000");
+        refusePixel(x, y, "is " + nameOf(colour) + ", not one of the greys #ffffff, #aaaaaa, #545454 and #000000");
     }
     return *level;
 }

@@ -1,11 +1,11 @@
-// Turns a file name and a reason into one printable line.
+// Combines a file name and a reason into one printable line.
 #include "tools/refusal.h"
 
 #include <string_view>
 
 namespace {
 
-/// Anything but printable ASCII becomes \xNN: a file name may hold line feeds and bytes of any encoding.
+/// Escapes everything except printable ASCII as \xNN: a file name may contain line feeds and bytes of any encoding.
 std::string printable(std::string_view text)
 {
     constexpr std::string_view digits = "0123456789abcdef";

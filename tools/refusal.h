@@ -1,4 +1,4 @@
-// What the generator throws when it cannot go on: one line about one file.
+// The exception for invalid input: one line about one file.
 #pragma once
 
 #include <filesystem>
@@ -7,6 +7,6 @@
 
 class Refusal : public std::runtime_error {
 public:
-    /// `reason` reads on from the file's name: "is not a PNG file". The text is one line whatever the name holds.
+    /// `reason` continues after the file's name, as in "is not a PNG file". what() is one printable line.
     Refusal(const std::filesystem::path& file, const std::string& reason);
 };

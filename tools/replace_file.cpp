@@ -1,4 +1,4 @@
-// Writes a file beside its place first, then renames it.
+// Writes a temporary file, then renames it.
 #include "tools/replace_file.h"
 
 #include "tools/refusal.h"
@@ -9,7 +9,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// False when the text did not reach the file as a whole, for example because the disk is full.
+/// Returns false when the text was not written completely, for example because the disk is full.
 bool writeText(std::ofstream& stream, const std::string& text)
 {
     stream << text;
@@ -32,13 +32,13 @@ void replaceFile(const fs::path& file, const std::string& text)
     if (fs::exists(file, error) && !fs::is_regular_file(file, error)) {
         throw Refusal(file, "is not a regular file");
     }
-    const fs::path beside = file.string() + ".tmp";
-    std::ofstream stream(beside, std::ios::binary | std::ios::trunc);
+    const fs::path temporary = file.string() + ".tmp";
+    std::ofstream stream(temporary, std::ios::binary | std::ios::trunc);
     if (!stream) {
         throw Refusal(file, "cannot be written");
     }
-    if (!writeText(stream, text) || !renameFile(beside, file)) {
-        fs::remove(beside, error);
+    if (!writeText(stream, text) || !renameFile(temporary, file)) {
+        fs::remove(temporary, error);
         throw Refusal(file, "cannot be written");
     }
 }

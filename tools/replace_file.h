@@ -1,9 +1,9 @@
-// Writes a file so that it is there as a whole or not at all.
+// Replaces a file atomically.
 #pragma once
 
 #include <filesystem>
 #include <string>
 
-/// Writes `text` beside `file` and renames it into place. On failure throws Refusal, leaves an earlier `file` as it
-/// was and nothing beside it. Refuses to replace anything but a regular file.
+/// Writes `text` to a temporary file in the same folder and renames it to `file`. Throws Refusal on failure, or when
+/// `file` exists and is not a regular file; then `file` is unchanged and the temporary file is removed.
 void replaceFile(const std::filesystem::path& file, const std::string& text);

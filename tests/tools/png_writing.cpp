@@ -1,4 +1,4 @@
-// Makes PNG files with libpng; a mistake of the test itself ends in libpng's abort().
+// Encodes PNG files with libpng. libpng aborts the process when the PngPicture is invalid.
 #include "tests/tools/png_writing.h"
 
 #include <zlib.h>
@@ -27,7 +27,7 @@ std::size_t channelsOf(int colourType)
     }
 }
 
-/// Samples as they stand in a PNG row: big-endian, the first one in the highest bits.
+/// The samples of a PNG row: big-endian, the first one in the highest bits.
 std::vector<png_byte> packedRow(const PngPicture& picture, png_uint_32 y)
 {
     const std::size_t count = picture.width * channelsOf(picture.colourType);
