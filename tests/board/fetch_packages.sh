@@ -17,11 +17,13 @@ fail() {
 readonly folder=$1
 stamp=$(sha256sum "${BASH_SOURCE[0]}")
 readonly stamp=${stamp%% *}
-readonly release=bookworm
+readonly release=bookworm # of the board
 
-# The stable release's own QEMU does not know the board; only these come from the backports, not what they depend on.
-readonly emulator_packages=("qemu-system-arm/$release-backports" "qemu-system-common/$release-backports"
-    "qemu-system-data/$release-backports")
+# QEMU emulates the board since version 9. On Debian 12 it comes from the backports; what it depends on does not.
+emulator_suite=$(host_release)
+[[ $emulator_suite != bookworm ]] || emulator_suite=bookworm-backports
+readonly emulator_suite
+readonly emulator_packages=(qemu-system-{arm,common,data}"/$emulator_suite")
 readonly board_packages=(
     busybox-static
     openssl libssl3 libc6 # for the example scripts, as is the next line
@@ -54,7 +56,7 @@ unpack_all() {
 
 # With what it depends on and this machine does not have.
 fetch_emulator() {
-    prepare_apt emulator "$(dpkg --print-architecture)" "$release" "$release-backports"
+    prepare_apt emulator "$(dpkg --print-architecture)" "$(host_release)" "$emulator_suite"
     apt-get "${apt_options[@]}" -o Dir::State::status=/var/lib/dpkg/status --yes --download-only \
         --no-install-recommends --reinstall install "${emulator_packages[@]}" >/dev/null
     unpack_all "$work/emulator/cache/archives" "$work/done/emulator"
@@ -73,7 +75,7 @@ fetch_board() {
 }
 
 [[ $(cat "$folder/stamp" 2>/dev/null) != "$stamp" ]] || exit 0
-mirror=$(own_mirror "$release")
+mirror=$(host_mirror)
 mkdir -p "$folder"
 work=$(realpath -- "$(mktemp -d -- "$folder/.work.XXXXXX")")
 trap 'rm -rf -- "$work"' EXIT

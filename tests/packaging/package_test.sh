@@ -42,13 +42,14 @@ in_arm64() {
       /usr/sbin/chroot "$root" "$@"' sh "$@" </dev/null
 }
 
-# make_base: a minimal Debian with the libraries of the program, made once.
+# make_base: a minimal Debian with the program's libraries, made once. Its release is this machine's: a program needs
+# libraries that are no older than those that it was built with.
 make_base() {
   [[ ! -e $cache/complete ]] || return 0
   rm -rf --one-file-system -- "$base"
   local mirror
-  mirror=$(own_mirror bookworm) &&
-    debootstrap --foreign --arch=arm64 --variant=minbase --include=libstdc++6 bookworm "$base" "$mirror" &&
+  mirror=$(host_mirror) &&
+    debootstrap --foreign --arch=arm64 --variant=minbase --include=libstdc++6 "$(host_release)" "$base" "$mirror" &&
     in_arm64 "$base" /debootstrap/debootstrap --second-stage && touch "$cache/complete"
 }
 

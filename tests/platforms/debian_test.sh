@@ -1,0 +1,29 @@
+#!/bin/bash
+# Runs both commands of the README in a fresh clone of HEAD on another Debian release. Needs root.
+# Usage: debian_test.sh RELEASE CACHE   (CACHE keeps the system, with the packages that the commands install)
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/../.."
+. tests/platforms/root.sh
+
+[[ $# -eq 2 ]] || { echo "usage: debian_test.sh RELEASE CACHE" >&2; exit 2; }
+((EUID == 0)) || die "needs root"
+name=$(release_name "$1")
+mkdir -p "$2"
+cache=$(realpath -- "$2")
+root=$cache/$name
+readonly name cache root clone=home/tonecrate
+
+unpack() {
+  mkdir "$root.new" && tar --extract --file="$cache/$name.tar" --directory="$root.new" && mv "$root.new" "$root"
+}
+
+if [[ ! -d $root ]]; then
+  make_base "$name" "$cache/$name.tar"
+  rm -rf --one-file-system -- "$root.new"
+  step "Unpacking $name" unpack
+fi
+rm -rf --one-file-system -- "${root:?}/$clone"
+git clone --quiet --no-hardlinks . "$root/$clone"
+step "$name: ./dev run" in_root "$root" "/$clone/dev" run
+printf '%s: ./dev test\n' "$name" >&2
+in_root "$root" "/$clone/dev" test </dev/null

@@ -1,0 +1,45 @@
+# Sourced by the tests of this folder: minimal Debian systems, and commands in them. Needs root.
+# shellcheck shell=bash
+PATH=$PATH:/usr/sbin:/sbin
+# shellcheck source=tests/support/mirror.sh
+. tests/support/mirror.sh
+# shellcheck source=tools/steps.sh
+. tools/steps.sh
+
+# release_name RELEASE: prints the codename of a release that is given by codename or number.
+release_name() {
+  local name
+  name=$(awk -F, -v release="$1" '$1 == release { print $3 }' /usr/share/distro-info/debian.csv)
+  name=${name:-$1}
+  [[ $name =~ ^[a-z]+$ && -e /usr/share/debootstrap/scripts/$name ]] || die "debootstrap knows no release $1"
+  printf '%s\n' "$name"
+}
+
+# make_base NAME FILE: makes an archive of a minimal system, unless there is one.
+make_base() {
+  [[ ! -e $2 ]] || return 0
+  local root=$2.root mirror
+  mirror=$(host_mirror) || exit 1
+  rm -rf --one-file-system -- "$root" && mkdir -p "$root"
+  step "Making a minimal $1" unpack_base "$1" "$root" "$mirror" "$2"
+}
+
+unpack_base() {
+  debootstrap --variant=minbase "$1" "$2" "$3" && rm -f "$2"/var/cache/apt/archives/*.deb &&
+    tar --create --file="$4.new" --directory="$2" --numeric-owner . && mv "$4.new" "$4" && rm -rf --one-file-system -- "$2"
+}
+
+# in_root ROOT COMMAND [ARGUMENT...]: runs a command in a namespace of its own; its mounts and processes end with it.
+in_root() {
+  # shellcheck disable=SC2016 # for the inner shell
+  unshare --mount --pid --fork --kill-child --propagation private sh -euc '
+    root=$1
+    shift
+    mount --rbind /dev "$root/dev"
+    mount --rbind /sys "$root/sys"
+    mount -t proc proc "$root/proc"
+    cat /etc/resolv.conf >"$root/etc/resolv.conf"
+    cat /etc/hosts >"$root/etc/hosts"
+    exec chroot "$root" env -i HOME=/root TERM="${TERM:-dumb}" ${http_proxy:+"http_proxy=$http_proxy"} \
+      PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin "$@"' sh "$@"
+}
