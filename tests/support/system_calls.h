@@ -47,7 +47,7 @@ struct Transfer {
 };
 
 /// Answers the product's system calls for the board's fixed paths while it lives; there is at most one. Everything
-/// else goes to the system. The product's calls reach it through the linker's --wrap (see system_calls.cmake).
+/// else goes to the system. How calls reach it is described in system_calls.cmake.
 ///
 /// Its log tells in order what reached the board, one line each:
 ///
@@ -135,7 +135,7 @@ public:
     };
     [[nodiscard]] static StartupMapping startupMapping();
 
-    // The calls, as wrapped_calls.cpp hands them on. Each sets `errno` on failure.
+    // The calls, as path_calls.cpp and wrapped_calls.cpp pass them on. Each sets `errno` on failure.
 
     /// Null between two tests and before `main`.
     static SystemCalls* current;
@@ -146,6 +146,8 @@ public:
     {
         return fd >= firstFd || (fd == 0 && current != nullptr && current->hasZero);
     }
+    /// Also before `main` and between two tests, when only /dev/mem can be opened.
+    static int openAnyDevice(const char* path, int flags);
     int openDevice(const char* path, int flags);
     int closeDevice(int fd);
     int control(int fd, unsigned long request, void* argument);

@@ -1,14 +1,11 @@
-// What the linker puts in place of the system's calls: each asks the stand-in for the board, if there is one.
+// What the linker puts in place of the product's calls on descriptors and processes (ld(1), --wrap): each asks the
+// stand-in for the board, if there is one.
 #include "tests/support/system_calls.h"
 
 #include <cerrno>
 #include <cstdarg>
-#include <dlfcn.h>
-#include <fcntl.h>
-#include <sys/stat.h>
 
 extern "C" {
-int __real_open(const char* path, int flags, ...);
 int __real_close(int fd);
 ssize_t __real_read(int fd, void* buffer, size_t count);
 ssize_t __real_write(int fd, const void* bytes, size_t count);
@@ -41,26 +38,19 @@ SystemCalls::StartupMapping SystemCalls::startupMapping()
     return startup;
 }
 
-extern "C" {
-
-int __wrap_open(const char* path, int flags, ...)
+int SystemCalls::openAnyDevice(const char* path, int flags)
 {
-    if (SystemCalls::isDevice(path)) {
-        if (SystemCalls::current != nullptr) {
-            return SystemCalls::current->openDevice(path, flags);
-        }
-        if (std::string_view(path) == "/dev/mem") {
-            return startupFd;
-        }
-        errno = ENOENT;
-        return -1;
+    if (current != nullptr) {
+        return current->openDevice(path, flags);
     }
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
-    va_end(arguments);
-    return __real_open(path, flags, mode);
+    if (std::string_view(path) == "/dev/mem") {
+        return startupFd;
+    }
+    errno = ENOENT;
+    return -1;
 }
+
+extern "C" {
 
 int __wrap_close(int fd)
 {
@@ -127,30 +117,6 @@ FILE* __wrap_popen(const char* command, const char* mode)
 int __wrap_pclose(FILE* pipe)
 {
     return SystemCalls::current != nullptr ? SystemCalls::current->finish(pipe) : __real_pclose(pipe);
-}
-
-// The standard library's own calls are not renamed; it finds these before the system's.
-
-int stat(const char* path, struct stat* result) noexcept
-{
-    static const auto systemStat = reinterpret_cast<int (*)(const char*, struct stat*)>(dlsym(RTLD_NEXT, "stat"));
-    const char* resolved = SystemCalls::current != nullptr ? SystemCalls::current->resolve(path) : path;
-    if (resolved == nullptr) {
-        errno = ENOENT;
-        return -1;
-    }
-    return systemStat(resolved, result);
-}
-
-FILE* fopen64(const char* path, const char* mode)
-{
-    static const auto systemOpen = reinterpret_cast<FILE* (*)(const char*, const char*)>(dlsym(RTLD_NEXT, "fopen64"));
-    const char* resolved = SystemCalls::current != nullptr ? SystemCalls::current->resolve(path) : path;
-    if (resolved == nullptr) {
-        errno = ENOENT;
-        return nullptr;
-    }
-    return systemOpen(resolved, mode);
 }
 
 } // extern "C"
