@@ -18,12 +18,13 @@ release_name() {
 # make_base NAME FILE: makes an archive of a minimal system, unless there is one.
 make_base() {
   [[ ! -e $2 ]] || return 0
-  local root=$2.root mirror
+  local folder=$2.root mirror
   mirror=$(host_mirror) || exit 1
-  rm -rf --one-file-system -- "$root" && mkdir -p "$root"
-  step "Making a minimal $1" unpack_base "$1" "$root" "$mirror" "$2"
+  rm -rf --one-file-system -- "$folder" && mkdir -p "$folder"
+  step "Making a minimal $1" unpack_base "$1" "$folder" "$mirror" "$2"
 }
 
+# unpack_base NAME FOLDER MIRROR FILE
 unpack_base() {
   debootstrap --variant=minbase "$1" "$2" "$3" && rm -f "$2"/var/cache/apt/archives/*.deb &&
     tar --create --file="$4.new" --directory="$2" --numeric-owner . && mv "$4.new" "$4" && rm -rf --one-file-system -- "$2"

@@ -263,7 +263,7 @@ TEST_F(ReadPngImage, RejectsFilesThatAreNotOneValidPng)
         {"\x89PNG\r\n\x1a\n", "is a damaged PNG file ("},
         {encodePng({}) + "x", "has data after the end of the picture"},
         {encodePng({}) + encodePng({}), "has data after the end of the picture"},
-        {withChunk(encodePng({}), "tRNS", "x"), "is a damaged PNG file (tRNS: "},
+        {withChunk(encodePng({}), "tRNS", "x"), "is a damaged PNG file (tRNS: invalid"},
         {withChunk(encodePng({}), "ABCD", "x"), "is a damaged PNG file (ABCD"},
         {pngHeaderOnly(0, 1), "is a damaged PNG file ("},
         {pngHeaderOnly(1, 0), "is a damaged PNG file ("},
