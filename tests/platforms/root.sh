@@ -24,9 +24,9 @@ make_base() {
   step "Making a minimal $1" unpack_base "$1" "$folder" "$mirror" "$2"
 }
 
-# unpack_base NAME FOLDER MIRROR FILE
+# unpack_base NAME FOLDER MIRROR FILE: debootstrap leaves mounts behind, which its namespace removes.
 unpack_base() {
-  debootstrap --variant=minbase "$1" "$2" "$3" && rm -f "$2"/var/cache/apt/archives/*.deb &&
+  unshare --mount --propagation private debootstrap --variant=minbase "$1" "$2" "$3" && rm -f "$2"/var/cache/apt/archives/*.deb &&
     tar --create --file="$4.new" --directory="$2" --numeric-owner . && mv "$4.new" "$4" && rm -rf --one-file-system -- "$2"
 }
 
