@@ -37,7 +37,7 @@ follow() {
         fi
         show_progress
     done
-    [[ ! -t 2 ]] || printf '\n' >&2
+    [[ ! -t 2 ]] || { shown=-1 && show_progress && printf '\n' >&2; }
 }
 
 # Sets `progress` and `failed` of follow from a line that Ninja or CTest prints.
@@ -62,5 +62,5 @@ show_progress() {
 }
 
 without_progress() {
-    grep -vE '^\[[0-9]+/[0-9]+\] |^ *Start +[0-9]+: |^ *[0-9]+/[0-9]+ Test +#.* (Passed|\*\*\*Skipped) ' || true
+    grep -vE '^\[[0-9]+/[0-9]+\] |^ *Start +[0-9]+: |^ *[0-9]+/[0-9]+ Test +#.*(Passed|Skipped) +[0-9.]+ sec' || true
 }
