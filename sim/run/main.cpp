@@ -49,7 +49,7 @@ sim::DeviceSetup setupOf(const sim::Options& options, fs::path root)
 int runScenario(const sim::Options& options, const sim::Scenario& scenario)
 {
     try {
-        const sim::ReferenceScreens references(TONECRATE_SIM_FOLDER "/run/screens");
+        const sim::ReferenceScreens references(TONECRATE_SCREENS);
         sim::FrameFolder frames(options.frames);
         sim::ScenarioLog log(std::cout);
         const sim::DeviceFiles deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
@@ -67,7 +67,7 @@ int runScenario(const sim::Options& options, const sim::Scenario& scenario)
 
 int runLive(const sim::Options& options)
 {
-    const sim::ReferenceScreens references(TONECRATE_SIM_FOLDER "/run/screens");
+    const sim::ReferenceScreens references(TONECRATE_SCREENS);
     sim::FrameFolder frames(options.frames);
     const sim::DeviceFiles deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
     std::cout << "Making a device and a drive ..." << std::endl;

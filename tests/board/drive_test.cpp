@@ -1,6 +1,6 @@
 // Drives that hold no update, or hold it otherwise than expected.
 #include "tests/board/board_test.h"
-#include "tests/system/screen_texts.h"
+#include "updater/screen_texts.h"
 
 #include <memory>
 

@@ -2,7 +2,7 @@
 #include "tests/board/scene.h"
 
 #include "tests/system/screen_painter.h"
-#include "tests/system/screen_texts.h"
+#include "updater/screen_texts.h"
 
 #include <algorithm>
 

@@ -2,7 +2,7 @@
 add_folder_tests(sim_run
     SOURCES scenario_log_test.cpp run_options_test.cpp run_screens_test.cpp text_picture_test.cpp button_timer_test.cpp
     LIBRARIES sim_run)
-target_compile_definitions(sim_run_tests PRIVATE SCREENS_DIR="${PROJECT_SOURCE_DIR}/sim/run/screens")
+target_compile_definitions(sim_run_tests PRIVATE SCREENS_DIR="${PROJECT_SOURCE_DIR}/screens")
 
 set(scenarios_test ${CMAKE_CURRENT_SOURCE_DIR}/scenarios_test.sh $<TARGET_FILE:simulate> ${PROJECT_SOURCE_DIR}/sim/scripts)
 add_test(NAME sim_run.program COMMAND ${scenarios_test})

@@ -1,5 +1,6 @@
 // Frames: when they are sent, the busy wheel, and what a slow bus does to them.
 #include "tests/system/system_test.h"
+#include "updater/timing.h"
 
 #include <set>
 
@@ -34,7 +35,7 @@ TEST_F(Display, TurnsTheWheelEvery142Iterations)
 TEST_F(Display, SendsOneFrameForEachStepOfTheWheel)
 {
     device.switchOn();
-    device->runTo(142 * 100 + 30);
+    device->runTo(wheelPeriod * 100 + 30);
     EXPECT_EQ(device->frameCount(), 2U + 100U); // the clearing, the first picture, the steps
 }
 
@@ -61,7 +62,7 @@ TEST_F(SlowDisplay, GetsWholeFramesInOrderWithoutViolations)
     device.decrypt.print(*device, "SHOW: the last\n");
     device->run(300);
     EXPECT_TRUE(device.isHealthy());
-    EXPECT_TRUE(device.showsAtWork(texts::preparingHeader + "the last"));
+    EXPECT_TRUE(device.showsAtWork(std::string(texts::preparingHeader) + "the last"));
 }
 
 TEST_F(SlowDisplay, ShowsTheLastPictureInTheEnd)

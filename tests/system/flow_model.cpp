@@ -90,9 +90,9 @@ void FlowModel::scriptEnded(int status, std::uint64_t iteration)
 void FlowModel::fail(int status, std::uint64_t iteration)
 {
     if (current == Place::Formatting) {
-        text = texts::formatFailed(factoryReset);
+        text = factoryReset ? texts::resetFormatFailed : texts::updateFormatFailed;
     } else if (current == Place::Installing) {
-        text = texts::installFailed(factoryReset);
+        text = factoryReset ? texts::resetInstallFailed : texts::updateInstallFailed;
     } else if (status == 1) {
         text = texts::driveFailed;
     } else if (status == 2) {

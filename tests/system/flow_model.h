@@ -3,7 +3,7 @@
 
 #include "sim/models/screen.h"
 #include "tests/system/screen_painter.h"
-#include "tests/system/screen_texts.h"
+#include "updater/screen_texts.h"
 
 #include <cstdint>
 #include <optional>

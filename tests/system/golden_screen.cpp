@@ -1,4 +1,4 @@
-// Golden pictures and the pictures that a failing comparison leaves.
+// Reads and writes golden pictures; writes the three pictures of a failed comparison.
 #include "tests/system/golden_screen.h"
 
 #include "sim/device/png_file.h"
@@ -11,7 +11,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// The actual picture in pale grey, with red where only it has ink and blue where only the expected one has.
+/// The actual picture in pale grey, red where only the actual picture is dark, blue where only the expected one is.
 sim::Picture difference(const sim::Picture& actual, const sim::Picture& expected)
 {
     sim::Picture result = actual;
@@ -26,7 +26,7 @@ sim::Picture difference(const sim::Picture& actual, const sim::Picture& expected
     return result;
 }
 
-/// With the test's name in front, as tests that run side by side may look at the same screen.
+/// Starts with the test's name, because tests that run in parallel may compare the same screen.
 std::string nameOfFailure(const std::string& screen)
 {
     const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
@@ -46,7 +46,7 @@ testing::AssertionResult compare(const sim::Picture& actual, const sim::Picture&
     sim::writePng(folder / (name + ".actual.png"), actual);
     sim::writePng(folder / (name + ".expected.png"), expected);
     sim::writePng(folder / (name + ".difference.png"), difference(actual, expected));
-    return testing::AssertionFailure() << "the screen differs: see " << (folder / name).string()
+    return testing::AssertionFailure() << "the screen \"" << screen << "\" differs: see " << (folder / name).string()
                                        << ".{actual,expected,difference}.png";
 }
 
@@ -54,14 +54,14 @@ testing::AssertionResult compare(const sim::Picture& actual, const sim::Picture&
 
 testing::AssertionResult matchesGolden(const sim::Screen& screen, const std::string& name)
 {
-    const fs::path golden = fs::path(GOLDEN_DIR) / (name + ".png");
+    const fs::path golden = fs::path(SCREENS_DIR) / (name + ".png");
     const sim::Picture actual = sim::pictureOf(screen);
-    if (std::getenv("UPDATE_GOLDEN_SCREENS") != nullptr) {
+    if (std::getenv("UPDATE_SCREENS") != nullptr) {
         sim::writePng(golden, actual);
         return testing::AssertionSuccess();
     }
     if (!fs::exists(golden)) {
-        return testing::AssertionFailure() << "no golden screen " << golden.string();
+        return testing::AssertionFailure() << "no golden screen " << golden.string() << " (./dev screens writes it)";
     }
     return compare(actual, sim::readPng(golden), name);
 }

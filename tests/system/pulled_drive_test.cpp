@@ -4,7 +4,7 @@
 #include "tests/support/process_census.h"
 #include "tests/system/golden_screen.h"
 #include "tests/system/screen_painter.h"
-#include "tests/system/screen_texts.h"
+#include "updater/screen_texts.h"
 
 #include <fcntl.h>
 #include <filesystem>

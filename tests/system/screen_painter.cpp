@@ -2,6 +2,8 @@
 #include "tests/system/screen_painter.h"
 
 #include "sim/device/png_file.h"
+#include "updater/screen_texts.h"
+#include "updater/timing.h"
 
 #include <array>
 #include <cstdio>
@@ -41,7 +43,7 @@ bool isInk(const sim::Picture& picture, int x, int y)
 
 int wheelFrameAt(std::uint64_t iteration, std::uint64_t start)
 {
-    return static_cast<int>((iteration / 142 - start / 142) % 8);
+    return static_cast<int>((iteration / wheelPeriod - start / wheelPeriod) % 8);
 }
 
 std::uint64_t drawingShownAt(std::uint64_t iteration)
@@ -52,7 +54,7 @@ std::uint64_t drawingShownAt(std::uint64_t iteration)
 std::uint64_t wheelStepsShown(std::uint64_t from, std::uint64_t to)
 {
     std::uint64_t count = 0;
-    for (std::uint64_t turned = from / 142 * 142; turned <= to; turned += 142) {
+    for (std::uint64_t turned = from / wheelPeriod * wheelPeriod; turned <= to; turned += wheelPeriod) {
         const std::uint64_t shown = (turned + drawingInterval - 1) / drawingInterval * drawingInterval + onItsWay;
         count += turned > 0 && shown > from && shown <= to ? 1 : 0;
     }
@@ -66,7 +68,7 @@ ScreenPainter::ScreenPainter()
             set(x, y, 3);
         }
     }
-    text(2, 2, "Update Firmware", 2, 0, 1);
+    text(2, 2, texts::title, 2, 0, 1);
 }
 
 ScreenPainter& ScreenPainter::message(const std::string& characters)
@@ -83,17 +85,17 @@ ScreenPainter& ScreenPainter::wheel(int frame)
 
 ScreenPainter& ScreenPainter::menu(bool hasUpdate, Selection selection)
 {
-    button(0, 20, "button_factory", 26, "Factory Reset", selection == Selection::First);
+    button(0, 20, "button_factory", 26, texts::factoryResetButton, selection == Selection::First);
     if (hasUpdate) {
-        button(0, 39, "button_update", 26, "Update Firmware", selection == Selection::Second);
+        button(0, 39, "button_update", 26, texts::updateButton, selection == Selection::Second);
     }
     return *this;
 }
 
 ScreenPainter& ScreenPainter::dialogButtons(Selection selection)
 {
-    button(142, 131, "dialog_button_cancel", 15, "No", selection == Selection::First);
-    button(194, 131, "dialog_button_ok", 15, "Yes", selection == Selection::Second);
+    button(142, 131, "dialog_button_cancel", 15, texts::noButton, selection == Selection::First);
+    button(194, 131, "dialog_button_ok", 15, texts::yesButton, selection == Selection::Second);
     return *this;
 }
 

@@ -8,8 +8,8 @@
 
 enum class Selection { None, First, Second };
 
-/// The frame, 0 to 7, of a wheel that was set to its first in iteration `start`: it goes on by one in every iteration
-/// that is divisible by 142.
+/// The frame, 0 to 7, of a wheel that was set to its first in iteration `start`: it shows the next frame in every
+/// iteration that is a multiple of the wheel period.
 [[nodiscard]] int wheelFrameAt(std::uint64_t iteration, std::uint64_t start);
 
 /// The last iteration whose drawing can be on the glass at the end of `iteration`: what has changed is drawn in the

@@ -16,14 +16,6 @@ TEST_F(Startup, SaysThatItStarts)
     EXPECT_EQ(device->standardError(), "");
 }
 
-TEST_F(Startup, ShowsThatItWaitsForTheDrive)
-{
-    device.switchOn();
-    device->runTo(40);
-    EXPECT_SCREEN(*device, "waiting");
-    EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message(texts::waiting).wheel(0).screen(), "painted"));
-}
-
 TEST_F(Startup, LightsTheWholeLedBarAndNoOtherLed)
 {
     device.switchOn();

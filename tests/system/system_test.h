@@ -6,7 +6,7 @@
 #include "tests/system/golden_screen.h"
 #include "tests/system/ordered_script.h"
 #include "tests/system/screen_painter.h"
-#include "tests/system/screen_texts.h"
+#include "updater/screen_texts.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -36,7 +36,7 @@ public:
     void settle();
     /// Plugs a drive with a partition before the device is switched on, and waits until it is found.
     void toPreparing();
-    void toMenu(const std::string& oldVersion = "1.0", const std::string& newVersion = "2.0");
+    void toMenu(const std::string& oldVersion = "1.4.2", const std::string& newVersion = "2.0.0");
     void toUpdateDialog();
     void toFactoryDialog();
     void toFormatting(bool factoryReset);

@@ -7,10 +7,6 @@ namespace {
 class Working : public SystemTest, public testing::WithParamInterface<bool> {
 protected:
     [[nodiscard]] bool isReset() const { return GetParam(); }
-    [[nodiscard]] std::string golden(const std::string& name) const
-    {
-        return name + (isReset() ? "_reset" : "_update");
-    }
 };
 
 INSTANTIATE_TEST_SUITE_P(Operation, Working, testing::Bool(),
@@ -29,14 +25,14 @@ TEST_P(Working, ShowsTheProgressOfBothScriptsBehindTheSameHeader)
     device.toFormatting(isReset());
     device.format.print(*device, "SHOW: Formatting 50%\n");
     device.settle();
-    EXPECT_TRUE(device.showsAtWork(texts::updatingHeader + "Formatting 50%"));
+    EXPECT_TRUE(device.showsAtWork(std::string(texts::updatingHeader) + "Formatting 50%"));
     device.format.exit(*device, 0);
     device.settle();
     EXPECT_EQ(device->standardOutput(), "Starting updater...\nStarted install.sh\n");
     device.install.print(*device, "SHOW: Copying 3 of 7\n");
     device.settle();
     EXPECT_EQ(device.install.calls(), "\n"); // once, without an argument
-    EXPECT_TRUE(device.showsAtWork(texts::updatingHeader + "Copying 3 of 7"));
+    EXPECT_TRUE(device.showsAtWork(std::string(texts::updatingHeader) + "Copying 3 of 7"));
 }
 
 TEST_P(Working, EndsWithEverythingDone)
@@ -44,8 +40,7 @@ TEST_P(Working, EndsWithEverythingDone)
     device.toInstalling(isReset());
     device.install.exit(*device, 0);
     device.settle();
-    EXPECT_SCREEN(*device, "done");
-    EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message(texts::done).screen(), "done_painted"));
+    EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message(texts::done).screen(), "done"));
     // No line end behind the last words, and yet they are out.
     EXPECT_EQ(device->standardOutput(), "Starting updater...\nStarted install.sh\nEverything done");
 }
@@ -57,9 +52,9 @@ TEST_P(Working, SaysWhatToDoWhenTheFormatFails)
     device.settle();
     device.format.exit(*device, 1);
     device.settle();
-    EXPECT_SCREEN(*device, golden("failed_format"));
-    EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message(texts::formatFailed(isReset())).screen(),
-                           golden("failed_format_painted")));
+    EXPECT_TRUE(sameScreen(
+        device->screen(),
+        ScreenPainter().message(isReset() ? texts::resetFormatFailed : texts::updateFormatFailed).screen(), "failed"));
     EXPECT_EQ(device->standardOutput(), "Starting updater...\nA command failed...\n");
     EXPECT_EQ(device.install.calls(), "");
 }
@@ -69,9 +64,10 @@ TEST_P(Working, SaysWhatToDoWhenTheInstallationFails)
     device.toInstalling(isReset());
     device.install.exit(*device, 255);
     device.settle();
-    EXPECT_SCREEN(*device, golden("failed_install"));
-    EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message(texts::installFailed(isReset())).screen(),
-                           golden("failed_install_painted")));
+    EXPECT_TRUE(
+        sameScreen(device->screen(),
+                   ScreenPainter().message(isReset() ? texts::resetInstallFailed : texts::updateInstallFailed).screen(),
+                   "failed"));
     EXPECT_EQ(device->standardOutput(), "Starting updater...\nStarted install.sh\nA command failed...\n");
 }
 
