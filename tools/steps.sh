@@ -1,5 +1,6 @@
 # Sourced by dev, and by scripts that take minutes: runs steps and shows their progress on standard error.
 # shellcheck shell=bash
+step_log=build/dev.log
 
 die() {
     printf '%s: %s\n' "${0##*/}" "$*" >&2
@@ -9,18 +10,18 @@ die() {
 # step TITLE COMMAND [ARGUMENT...]: in a terminal, prints one line and updates it every second; otherwise one line at the
 # start and one per minute. The command's output goes to build/dev.log and is shown only if the command fails.
 step() {
-    local title=$1 log=build/dev.log
+    local title=$1
     shift
-    mkdir -p build
-    "$@" </dev/null 2>&1 | follow "$title" "$log" && return
-    without_progress <"$log" >&2
+    mkdir -p "${step_log%/*}"
+    "$@" </dev/null 2>&1 | follow "$title" && return
+    without_progress <"$step_log" >&2
     die "failed: $title"
 }
 
-# follow TITLE LOG: copies standard input to the log.
+# follow TITLE: copies standard input to the log.
 follow() {
     local title=$1 rest='' line='' progress='' failed=0 shown=-1 is_open=1
-    exec 3>"$2"
+    exec 3>"$step_log"
     [[ -t 2 ]] || printf '%s...\n' "$title" >&2
     SECONDS=0
     while ((is_open)); do

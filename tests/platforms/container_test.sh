@@ -10,6 +10,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 ((EUID == 0)) || die "needs root"
 mkdir -p "$1"
 cache=$(realpath -- "$1")
+step_log=$cache/log # not in the build folder of dev, which may not run as root
 release=$(sed -n 's/^ARG base=debian:\([0-9]*\)-slim$/\1/p' Containerfile)
 name=$(release_name "$release")
 work=$(mktemp -d -- "$cache/container.XXXXXX")

@@ -10,6 +10,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 name=$(release_name "$1")
 mkdir -p "$2"
 cache=$(realpath -- "$2")
+step_log=$cache/log # not in the build folder of dev, which may not run as root
 root=$cache/$name
 readonly name cache root clone=home/tonecrate
 
