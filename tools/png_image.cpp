@@ -196,7 +196,6 @@ void PngReader::readHeader()
         png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
         png_set_crc_action(png, PNG_CRC_ERROR_QUIT, PNG_CRC_ERROR_QUIT);
         png_set_benign_errors(png, 0);
-        png_set_check_for_invalid_index(png, 0); // paletteColour() names the pixel
         png_read_info(png, info);
         width = png_get_image_width(png, info);
         height = png_get_image_height(png, info);

@@ -1,5 +1,5 @@
 #!/bin/bash
-# Tests the files that go on the device beside the program, with the tools of those who will read them there.
+# Tests the unit, the device-tree overlay and the manual page with the tools of systemd, dtc and mandoc.
 set -uo pipefail
 
 repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../..")
@@ -10,14 +10,14 @@ cd "$work" || exit 1
 # shellcheck source-path=SCRIPTDIR source=../support/cases.sh
 . "$repository/tests/support/cases.sh"
 
-# silent COMMAND [ARGUMENT...]: it succeeds and has nothing to say.
+# silent COMMAND [ARGUMENT...]: the command succeeds and prints nothing.
 silent() {
-  "$@" >said 2>&1 || { cat said; return 1; }
-  cat said
-  [[ ! -s said ]]
+  "$@" >output 2>&1 || { cat output; return 1; }
+  cat output
+  [[ ! -s output ]]
 }
 
-# The unit refers to a program and a manual page that are not on this machine.
+# The program and the manual page that the unit names are not installed on this machine.
 unit_is_valid() {
   mkdir -p root/{usr/sbin,lib/systemd/system}
   install -m 755 /bin/true root/usr/sbin/tonecrate-updater
@@ -52,7 +52,7 @@ overlay_applies() {
   [[ $(fdtget board.dtb /rotary-encoder gpios) == "15 23 1 15 24 1" ]]
 }
 
-# dtoverlay=...,line_a= replaces the cell at that offset, which must be the number of a line.
+# dtoverlay=tonecrate,line_a=17 replaces the cell at the parameter's offset, which must contain the line number.
 overlay_has_parameters() {
   dtc -q -@ -I dts -O dtb -o overlay.dtbo "$packaging/tonecrate-overlay.dts"
   [[ $(fdtget overlay.dtbo /fragment@3/__overlay__/rotary-encoder gpios | cut -d ' ' -f 2,5) == "23 24" ]]
@@ -60,8 +60,8 @@ overlay_has_parameters() {
   [[ $(fdtget -t bx overlay.dtbo /__overrides__ line_b | cut -d ' ' -f 5-) == "67 70 69 6f 73 3a 31 36 0" ]]
 }
 
-it "the unit passes systemd's check" unit_is_valid
-it "the overlay compiles without a warning and sets up SPI, I2C bus 22 and the encoder" overlay_applies
+it "systemd-analyze verify accepts the unit" unit_is_valid
+it "the overlay compiles without warnings and enables SPI, I2C bus 22 and the encoder" overlay_applies
 it "the encoder's lines are parameters of the overlay" overlay_has_parameters
-it "the manual page passes mandoc's check" silent mandoc -T lint "$packaging/tonecrate-updater.8"
+it "mandoc -T lint accepts the manual page" silent mandoc -T lint "$packaging/tonecrate-updater.8"
 finish

@@ -1,6 +1,6 @@
 #!/bin/bash
 # Installs, runs, removes and purges the package in an arm64 system, under QEMU's user emulation.
-# Usage: package_test.sh PACKAGE.deb CACHE   (CACHE keeps the system; as root, for its files and its mounts)
+# Usage: package_test.sh PACKAGE.deb CACHE   (needs root; CACHE is a folder that keeps the base system for the next run)
 set -uo pipefail
 
 [[ $# -eq 2 ]] || { echo "usage: package_test.sh PACKAGE.deb CACHE" >&2; exit 2; }
@@ -11,27 +11,27 @@ cache=$(realpath -- "$2")
 base=$cache/base
 work=$(mktemp -d) || exit 1
 readonly package cache base work
-holder=
-trap '[[ -z $holder ]] || kill "$holder"; rm -rf --one-file-system -- "$work"' EXIT
+namespace_process=
+trap '[[ -z $namespace_process ]] || kill "$namespace_process"; rm -rf --one-file-system -- "$work"' EXIT
 PATH=$PATH:/usr/sbin:/sbin
 # shellcheck source-path=SCRIPTDIR source=../support/cases.sh
 . "$(dirname -- "${BASH_SOURCE[0]}")/../support/cases.sh"
 # shellcheck source-path=SCRIPTDIR source=../support/mirror.sh
 . "$(dirname -- "${BASH_SOURCE[0]}")/../support/mirror.sh"
 
-# A user namespace has handlers for foreign programs of its own: nothing changes for the machine.
+# binfmt_misc handlers belong to a user namespace, so the machine's own handlers do not change.
 start_namespace() {
   unshare --user sleep infinity &
-  holder=$!
-  until [[ $(readlink "/proc/$holder/ns/user") != "$(readlink /proc/self/ns/user)" ]]; do sleep 0.01; done
-  echo "0 0 65536" >"/proc/$holder/uid_map"
-  echo "0 0 65536" >"/proc/$holder/gid_map"
+  namespace_process=$!
+  until [[ $(readlink "/proc/$namespace_process/ns/user") != "$(readlink /proc/self/ns/user)" ]]; do sleep 0.01; done
+  echo "0 0 65536" >"/proc/$namespace_process/uid_map"
+  echo "0 0 65536" >"/proc/$namespace_process/gid_map"
 }
 
 # in_arm64 FOLDER COMMAND [ARGUMENT...]: runs a command of the arm64 system in FOLDER.
 in_arm64() {
   # shellcheck disable=SC2016 # for the inner shell
-  nsenter --user --target "$holder" unshare --mount --propagation private sh -euc '
+  nsenter --user --target "$namespace_process" unshare --mount --propagation private sh -euc '
     mount -t binfmt_misc binfmt_misc /proc/sys/fs/binfmt_misc
     cat /usr/lib/binfmt.d/qemu-aarch64.conf >/proc/sys/fs/binfmt_misc/register
     mount --rbind /dev "$1/dev"
@@ -73,7 +73,7 @@ starts_nothing() {
   [[ $(dpkg-deb --ctrl-tarfile "$package" | tar -t | sort) == $'./control\n./md5sums' ]]
 }
 
-# The devices of this machine are not the board's: the program says so and dies, as the device page tells.
+# Without the board's devices the program reports /dev/mem and dies with SIGSEGV, as documented in docs/device.md.
 runs_without_devices() {
   local status=0
   # shellcheck disable=SC2016 # for the inner shell
@@ -91,11 +91,11 @@ removes() {
 }
 
 start_namespace
-make_base >"$cache/log" 2>&1 || { echo "package_test.sh: no arm64 system could be made: see $cache/log" >&2; exit 1; }
+make_base >"$cache/log" 2>&1 || { echo "package_test.sh: cannot create the arm64 system, see $cache/log" >&2; exit 1; }
 cp -a "$base" "$work/system" || exit 1
-it "the package installs, with all that it depends on" installs
-it "it installs no scripts over the device's own" leaves_scripts_alone
-it "it starts and enables nothing" starts_nothing
-it "the program, without a device, says what is missing" runs_without_devices
-it "removed and purged, it leaves nothing" removes
+it "the package installs with its dependencies" installs
+it "the package does not replace the device's scripts" leaves_scripts_alone
+it "the package starts and enables no service" starts_nothing
+it "the program reports the missing devices" runs_without_devices
+it "removal and purge leave no files" removes
 finish

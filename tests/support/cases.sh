@@ -1,14 +1,13 @@
-# Sourced by tests that are shell scripts: runs their cases, and tells and counts what becomes of them. Wants a folder
-# for its log in $work.
-# shellcheck shell=bash disable=SC2154 # work is of those who source this
+# Sourced by tests that are shell scripts: runs, reports and counts their cases. Needs a folder $work for its log.
+# shellcheck shell=bash disable=SC2154 # the sourcing script sets work
 passed=0 failed=0
 
-# What each case runs in; a test may define it anew.
+# Sets up, runs and tears down one case. A test may redefine it.
 around_case() {
   "$@"
 }
 
-# it SENTENCE FUNCTION [ARGUMENT...]: any failing command of the function fails it.
+# it SENTENCE FUNCTION [ARGUMENT...]: runs a case in a subshell. It fails when any command of the function fails.
 it() {
   local sentence=$1 outcome
   shift
@@ -27,7 +26,7 @@ it() {
   fi
 }
 
-# The last command of a test.
+# Prints the totals. Must be the last command of a test: its status is the test's.
 finish() {
   echo "$passed passed, $failed failed"
   [[ $failed -eq 0 ]]

@@ -1,7 +1,7 @@
-# Sourced by the tests of scripts: firmware containers made by hand, with the keys in $work/keys, and damaged ones.
-# shellcheck shell=bash disable=SC2154 # $work is of the test that sources this
+# Sourced by tests of scripts: builds and damages firmware containers, with the keys in $work/keys.
+# shellcheck shell=bash disable=SC2154 # the sourcing script sets work
 
-# seal ARCHIVE OUT: what packing does after the archive is made, written out once more from the format.
+# seal ARCHIVE OUT: compresses, encrypts and signs an archive. Implements the format independently of pack_firmware.sh.
 seal() {
   {
     printf 'tonecrate-fw-01\n'
@@ -16,7 +16,7 @@ sign() {
   cat "$1" signature >"$2"
 }
 
-# flip FILE OFFSET: inverts one byte; a negative offset counts from the end.
+# flip FILE OFFSET: inverts one byte. A negative offset counts from the end of the file.
 flip() {
   local offset=$2 byte
   ((offset >= 0)) || offset=$(($(stat -c %s "$1") + offset))

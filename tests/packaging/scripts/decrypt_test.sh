@@ -1,8 +1,8 @@
 #!/bin/bash
-# Tests what decrypt.sh makes of drives, of firmware files, of the state of the device, and of being interrupted.
+# Tests decrypt.sh: drives, firmware files, the state of the device, interruptions.
 set -uo pipefail
-# shellcheck source=kit.sh
-. "$(dirname "${BASH_SOURCE[0]}")/kit.sh"
+# shellcheck source=fixture.sh
+. "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
 # shellcheck source=../../support/container_cases.sh
 . "$repository/tests/support/container_cases.sh"
 readonly device_root=$root drive=/dev/sda1
@@ -42,10 +42,10 @@ no_drive() {
 }
 
 unreadable_drive() {
-  truncate -s 20M blank.img
+  truncate -s 5M blank.img
   plug_drive blank.img
   expect 1 decrypt.sh /dev/sda
-  head -c 5M /dev/urandom >garbage.img
+  head -c 2M /dev/urandom >garbage.img
   unplug sda
   plug sda garbage.img
   expect 1 decrypt.sh /dev/sda
@@ -84,7 +84,7 @@ larger_than_memory() {
 old_version_is_empty_when() {
   case $1 in
     none) memory_command 'rm version.txt' ;;
-    blank) truncate -s 0 memory.img && truncate -s 24M memory.img ;;
+    blank) truncate -s 0 memory.img && truncate -s 12M memory.img ;;
     gone) rm "$root"/dev/mmcblk0p[34] ;;
   esac
   plug_drive
@@ -93,12 +93,12 @@ old_version_is_empty_when() {
 }
 
 failure_leaves_no_older_firmware() {
-  prepare
+  decrypt_firmware
   expect 1 decrypt.sh /dev/sda1
   [[ ! -e $root/tmp/fw ]]
 }
 
-# pulled_at LINE: the drive is pulled while that progress line is on the display.
+# pulled_at LINE: the drive is removed after that progress line.
 pulled_at() {
   plug_drive
   on_line "$1" 'rm /dev/sda*'
@@ -106,7 +106,7 @@ pulled_at() {
   [[ ! -e $root/tmp/fw ]]
 }
 
-# ended_by SIGNAL: the caller looks at the exit code alone, and takes a death by signal for success.
+# ended_by SIGNAL: the exit status must not be 0. The updater reads only the exit code, which is 0 after a fatal signal.
 ended_by() {
   plug_drive
   on_line "Decrypting" "kill -s $1 \$\$"
@@ -124,29 +124,29 @@ mount_left_behind() {
   expect 0 decrypt.sh /dev/sda1
 }
 
-it "decrypt unpacks the firmware and tells both versions" partitioned_drive
+it "decrypt unpacks the firmware and writes both versions" partitioned_drive
 it "decrypt reads a drive without partition table" drive_without_partition
-it "decrypt finds the file whatever its case" name_in_capitals
-it "decrypt unmounts what a killed run has left behind" mount_left_behind
+it "decrypt ignores the case of the file name" name_in_capitals
+it "decrypt unmounts the mounts of a killed run" mount_left_behind
 it "decrypt exits 1 without a drive" no_drive
 it "decrypt exits 1 on a drive without a file system" unreadable_drive
 it "decrypt exits 1 without its settings" without_file etc/tonecrate/updater.conf 1
-it "decrypt exits 1 without its common part" without_file usr/lib/tonecrate/common.sh 1
+it "decrypt exits 1 without common.sh" without_file usr/lib/tonecrate/common.sh 1
 it "decrypt exits 2 on a drive without tonecrate.fw" drive_without_firmware
 it "decrypt exits 2 when other files have similar names" drive_with_similar_names
 it "decrypt exits 3 without the public key" without_file etc/tonecrate/signing.pub 3
 it "decrypt exits 3 without the decryption key" without_file etc/tonecrate/firmware.key 3
 it "decrypt exits 3 without openssl" without_file usr/bin/openssl 3
-it "decrypt exits 3 when the firmware is larger than what is left in /tmp" larger_than_memory
+it "decrypt exits 3 when the firmware does not fit into /tmp" larger_than_memory
 container_cases
-it "the old version is empty when the memory has none" old_version_is_empty_when none
+it "the old version is empty when the memory has no version" old_version_is_empty_when none
 it "the old version is empty when the memory is blank" old_version_is_empty_when blank
-it "the old version is empty when there are no partitions" old_version_is_empty_when gone
-it "a failed decrypt leaves nothing of an earlier one" failure_leaves_no_older_firmware
+it "the old version is empty without partitions" old_version_is_empty_when gone
+it "a failed decrypt removes the result of an earlier one" failure_leaves_no_older_firmware
 for line in "Reading the drive... 10" "Reading the drive... 30" Checking Decrypting Unpacking Ready; do
-  it "decrypt exits 1 when the drive is pulled at \"$line\"" pulled_at "$line"
+  it "decrypt exits 1 when the drive is removed at \"$line\"" pulled_at "$line"
 done
 for signal in HUP INT PIPE TERM; do
-  it "decrypt, ended by SIG$signal, has failed and cleans up" ended_by "$signal"
+  it "decrypt terminated by SIG$signal reports a failure and cleans up" ended_by "$signal"
 done
 finish

@@ -1,18 +1,18 @@
 #!/bin/bash
-# Tests that format.sh keeps the presets when it should, and destroys nothing when it cannot.
+# Tests that format.sh keeps the presets for an update, and changes nothing when it fails.
 set -uo pipefail
-# shellcheck source=kit.sh
-. "$(dirname "${BASH_SOURCE[0]}")/kit.sh"
+# shellcheck source=fixture.sh
+. "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
 
-# fails_untouched ARGUMENT...: not a byte of either partition changes.
+# fails_untouched ARGUMENT...: format.sh fails and changes no byte of either partition.
 fails_untouched() {
   local before
   before=$(hash_of memory.img)$(hash_of backup.img)
   expect 1 format.sh "$@"
-  [[ $(hash_of memory.img)$(hash_of backup.img) == "$before" ]] || { echo "format.sh $* changes something"; return 1; }
+  [[ $(hash_of memory.img)$(hash_of backup.img) == "$before" ]] || { echo "format.sh $* changes a partition"; return 1; }
 }
 
-# presets_stay ARGUMENT: it fails, and the memory is as good as it was.
+# presets_stay ARGUMENT: format.sh fails, and the memory keeps its presets and version.
 presets_stay() {
   expect 1 format.sh "$1"
   e2fsck -fn memory.img
@@ -67,8 +67,8 @@ mounted_elsewhere() {
   umount "$root/elsewhere"
 }
 
-# The mount is one that the script cannot see.
-mounted_out_of_sight() {
+# The script cannot see this mount.
+mounted_outside_the_root() {
   mkdir mounted
   mount "$(cat "$work/loops/mmcblk0p3")" mounted
   presets_stay 0
@@ -91,7 +91,7 @@ one_device_for_both() {
 
 presets_too_large() {
   mkdir more
-  head -c 14M /dev/urandom >more/take.wav
+  head -c 8M /dev/urandom >more/take.wav
   memory_command "write more/take.wav presets/take.wav"
   expect 1 format.sh 0
   [[ $(debugfs -R "cat presets/take.wav" memory.img 2>/dev/null | sha256sum) == "$(hash_of more/take.wav)" ]]
@@ -112,7 +112,7 @@ memory_without_version() {
   diff -r "$user_presets" presets
 }
 
-# unfaithful_copy LINE: from that line on, a preset is damaged when it is copied, and nobody says so.
+# unfaithful_copy LINE: after that line, cp truncates a preset and reports success.
 unfaithful_copy() {
   # shellcheck disable=SC2016 # for the script to expand
   on_line "$1" 'cp() { command cp "$@" && find "$3" -name "*.s16" -exec truncate -s 10 {} \; ; }'
@@ -139,21 +139,21 @@ no_presets() {
   verify none
 }
 
-it "format for an update keeps the presets, and nothing else" keeps_presets_alone
-it "format for a factory reset leaves nothing, neither on the memory nor on the backup" reset_leaves_nothing
+it "format for an update keeps only the presets" keeps_presets_alone
+it "format for a factory reset leaves the memory and the backup empty" reset_leaves_nothing
 it "format exits 2 for wrong arguments" wrong_arguments
 for partition in mmcblk0p3 mmcblk0p4; do
-  it "format fails when $partition is gone or a file" without_partition "$partition"
+  it "format fails when $partition is missing or a regular file" without_partition "$partition"
 done
-it "format fails when the memory is mounted elsewhere" mounted_elsewhere mmcblk0p3
-it "format fails when the memory is mounted out of its sight" mounted_out_of_sight
+it "format fails when the memory is mounted" mounted_elsewhere mmcblk0p3
+it "format fails when the memory is mounted in another namespace" mounted_outside_the_root
 it "format fails when the backup is swap space" used_as_swap
-it "format fails when memory and backup are one device" one_device_for_both
-it "presets that do not fit into the backup stay on the memory" presets_too_large
-it "format for an update refuses a damaged memory, a reset repairs it" damaged_memory
-it "format for an update refuses a memory that is not whole" memory_without_version
-it "format notices that the saved presets differ" unfaithful_copy "Saving"
-it "format notices that the restored presets differ" unfaithful_copy "Restoring"
-it "hundreds of presets in nested folders survive an update" many_presets
-it "an owner without presets has none after an update" no_presets
+it "format fails when the memory and the backup are the same device" one_device_for_both
+it "format fails and keeps presets that do not fit into the backup" presets_too_large
+it "format for an update rejects a damaged memory, a factory reset repairs it" damaged_memory
+it "format for an update rejects a memory without a version" memory_without_version
+it "format detects that the saved presets differ" unfaithful_copy "Saving"
+it "format detects that the restored presets differ" unfaithful_copy "Restoring"
+it "200 presets in nested folders survive an update" many_presets
+it "an update of a device without presets adds none" no_presets
 finish

@@ -1,8 +1,8 @@
 #!/bin/bash
-# Tests that install.sh writes everything, and notices when something was not written.
+# Tests that install.sh writes every file, and detects files that were not written correctly.
 set -uo pipefail
-# shellcheck source=kit.sh
-. "$(dirname "${BASH_SOURCE[0]}")/kit.sh"
+# shellcheck source=fixture.sh
+. "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
 
 whole_update() {
   update
@@ -10,7 +10,7 @@ whole_update() {
 }
 
 factory_reset() {
-  prepare
+  decrypt_firmware
   expect 0 format.sh 1
   expect 0 install.sh
   verify "$firmware/presets-factory"
@@ -26,7 +26,7 @@ second_update() {
   verify "$user_presets"
 }
 
-# The presets that the owner makes after an update are the ones that the next update keeps.
+# Presets added after an update survive the next update.
 later_presets() {
   update
   echo new >new.preset
@@ -68,13 +68,13 @@ does_not_fit() {
   prepare
   expect 0 format.sh "$1"
   mkdir filling
-  head -c 21500K /dev/urandom >filling/filling
+  head -c 10350K /dev/urandom >filling/filling
   memory_command "write filling/filling filling"
   expect 1 install.sh
   [[ -z $(memory_command 'cat version.txt') ]]
 }
 
-# unfaithful DAMAGE: a copy that does the damage to what it wrote, and says nothing.
+# unfaithful_copy DAMAGE: cp damages its copy and reports success.
 unfaithful_copy() {
   prepare
   expect 0 format.sh 0
@@ -92,7 +92,6 @@ without_firmware() {
   [[ $(hash_of memory.img) == "$before" ]]
 }
 
-# without_memory NODE
 without_memory() {
   prepare
   rm "$root/dev/mmcblk0p3"
@@ -106,7 +105,7 @@ mounted_elsewhere() {
   umount "$root/elsewhere"
 }
 
-# expect_progress SCRIPT [ARGUMENT...]: it succeeds, and its percentages rise to 100.
+# expect_progress SCRIPT [ARGUMENT...]: the script succeeds, and its percentages rise to 100.
 expect_progress() {
   expect 0 "$@"
   grep -o '[0-9]*%' out | tr -d % | sort -nc
@@ -124,19 +123,19 @@ update_shows_progress() {
 it "an update installs the firmware and keeps the presets" whole_update
 it "a factory reset installs the firmware and its factory presets" factory_reset
 it "a second update finds the version that the first installed" second_update
-it "presets made after an update outlive the next one" later_presets
-it "an update shows progress that rises to 100 %" update_shows_progress
-it "install copes with spaces, empty files and empty folders" odd_names
-it "a reset with a firmware without factory presets leaves none" without_factory_presets
+it "presets added after an update survive the next one" later_presets
+it "the progress of every script rises to 100 %" update_shows_progress
+it "install accepts names with spaces, empty files and empty folders" odd_names
+it "a factory reset to a firmware without factory presets leaves no presets" without_factory_presets
 it "install for an update fails when the files do not fit" does_not_fit 0
 it "install for a reset fails when the files do not fit" does_not_fit 1
 # shellcheck disable=SC2016 # for the script to expand
 {
-  it "install notices that a file is short" unfaithful_copy 'case $copy in *snare.wav) truncate -s 10 "$copy" ;; esac'
-  it "install notices that a file is missing" unfaithful_copy 'case $copy in *hat.wav) rm "$copy" ;; esac'
-  it "install notices that the version is another" unfaithful_copy 'case $copy in *version*) echo 1 >"$copy" ;; esac'
+  it "install detects a truncated file" unfaithful_copy 'case $copy in *snare.wav) truncate -s 10 "$copy" ;; esac'
+  it "install detects a missing file" unfaithful_copy 'case $copy in *hat.wav) rm "$copy" ;; esac'
+  it "install detects a wrong version" unfaithful_copy 'case $copy in *version*) echo 1 >"$copy" ;; esac'
 }
-it "install fails without unpacked firmware, and with an argument" without_firmware
+it "install fails without unpacked firmware, or with an argument" without_firmware
 it "install fails without a memory" without_memory
-it "install fails when the memory is mounted elsewhere" mounted_elsewhere
+it "install fails when the memory is mounted" mounted_elsewhere
 finish

@@ -1,8 +1,8 @@
 #!/bin/bash
-# Tests that decrypt.sh refuses every damaged, foreign or hostile firmware file.
+# Tests that decrypt.sh rejects damaged, foreign and hostile firmware files.
 set -uo pipefail
-# shellcheck source=kit.sh
-. "$(dirname "${BASH_SOURCE[0]}")/kit.sh"
+# shellcheck source=fixture.sh
+. "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
 # shellcheck source=../../support/container_cases.sh
 . "$repository/tests/support/container_cases.sh"
 readonly device_root=$DEVICE_ROOT drive=/dev/sda
@@ -15,5 +15,5 @@ wrong_decryption_key() {
 
 make_fixtures
 container_cases
-it "decrypt exits 3 when the key does not decrypt" wrong_decryption_key
+it "decrypt exits 3 with a wrong decryption key" wrong_decryption_key
 finish

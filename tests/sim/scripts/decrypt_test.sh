@@ -1,8 +1,8 @@
 #!/bin/bash
-# Tests what decrypt.sh makes of drives, of the state of the device, and of being interrupted.
+# Tests decrypt.sh: drives, the state of the device, interruptions.
 set -uo pipefail
-# shellcheck source=kit.sh
-. "$(dirname "${BASH_SOURCE[0]}")/kit.sh"
+# shellcheck source=fixture.sh
+. "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
 
 drive_without_partition() {
   "$scripts/make_drive.sh" --no-partition whole.img "$work/tonecrate.fw"
@@ -81,7 +81,7 @@ failure_leaves_no_older_firmware() {
   [[ ! -e $DEVICE_ROOT/tmp/fw ]]
 }
 
-# pulled_at LINE: pulls the drive while that progress line is on the display.
+# pulled_at LINE: removes the drive after that progress line.
 pulled_at() {
   local count=0 results
   plug_partitioned "$work/drive.img"
@@ -123,37 +123,37 @@ decrypt_arguments() {
   expect 4 decrypt.sh ""
 }
 
-# The caller takes bits 8 to 15 of the wait status alone, where a death by signal looks like an exit with 0.
+# The updater reads only bits 8 to 15 of the wait status, which are 0 after a fatal signal.
 terminated_script() {
   plug_partitioned "$work/drive.img"
   local status=0
-  # shellcheck disable=SC2016 # the variables are those of the other language
+  # shellcheck disable=SC2016 # Perl variables
   STEP_SECONDS=0.1 perl -e 'my $p = fork // die; exec @ARGV if !$p; select undef, undef, undef, 0.15;
     kill "TERM", $p; waitpid $p, 0; exit $? >> 8' "$DEVICE_ROOT/usr/sbin/decrypt.sh" /dev/sda1 >out 2>&1 || status=$?
-  [[ $status -eq 143 ]] || { echo "looks like an exit with $status"; return 1; }
+  [[ $status -eq 143 ]] || { echo "exit code $status"; return 1; }
   no_leftovers
 }
 
 make_fixtures
 it "decrypt reads a drive without partition table" drive_without_partition
-it "decrypt finds the file whatever its case" name_in_capitals
-it "decrypt exits 1 when there is no drive" absent_drive
-it "decrypt exits 1 on a drive with garbage" garbage_drive
+it "decrypt ignores the case of the file name" name_in_capitals
+it "decrypt exits 1 without a drive" absent_drive
+it "decrypt exits 1 on a drive without a file system" garbage_drive
 it "decrypt exits 1 on an empty drive or a folder" empty_or_folder_drive
 it "decrypt exits 1 on a drive that ends before the file does" drive_that_ends_early
 for line in 1 2 3 4 5 6; do
-  it "decrypt exits 1 when the drive is pulled at its progress line $line" pulled_at "$line"
+  it "decrypt exits 1 when the drive is removed at progress line $line" pulled_at "$line"
 done
 it "decrypt exits 2 on a drive without tonecrate.fw" drive_without_firmware
 it "decrypt exits 2 when other files or a folder have similar names" drive_with_similar_names
 it "decrypt exits 4 for wrong arguments" decrypt_arguments
 it "decrypt exits 4 without the public key" missing_keys signing.pub
 it "decrypt exits 4 without the decryption key" missing_keys firmware.key
-it "decrypt says so when there is no device root" needs_device_root decrypt.sh /dev/sda
-it "a terminated decrypt exits with a failure and cleans up" terminated_script
-it "a second decrypt leaves nothing of the first" stale_content_is_gone
-it "a failed decrypt leaves nothing of an earlier one" failure_leaves_no_older_firmware
-it "the old version is empty when the memory has none" old_version_is_empty_when none
+it "decrypt reports a missing device root" needs_device_root decrypt.sh /dev/sda
+it "decrypt terminated by a signal reports a failure and cleans up" terminated_script
+it "decrypt removes the result of an earlier one" stale_content_is_gone
+it "a failed decrypt removes the result of an earlier one" failure_leaves_no_older_firmware
+it "the old version is empty when the memory has no version" old_version_is_empty_when none
 it "the old version is empty when the memory is blank" old_version_is_empty_when blank
-it "the old version is empty when there is no memory" old_version_is_empty_when gone
+it "the old version is empty without a memory" old_version_is_empty_when gone
 finish

@@ -1,8 +1,8 @@
 #!/bin/bash
-# Tests that format.sh keeps the presets when it should, and the whole memory when it fails.
+# Tests that format.sh keeps the presets for an update, and changes nothing when it fails.
 set -uo pipefail
-# shellcheck source=kit.sh
-. "$(dirname "${BASH_SOURCE[0]}")/kit.sh"
+# shellcheck source=fixture.sh
+. "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
 
 format_arguments() {
   local before
@@ -24,7 +24,7 @@ format_fails_untouched() {
   [[ $(memory_hash) == "$before" ]]
 }
 
-# A tool that makes file systems and loses a file on the way, with exit status 0.
+# This mke2fs loses a file and exits with 0.
 format_loses_preset() {
   local before
   before=$(memory_hash)
@@ -99,17 +99,17 @@ many_presets_survive() {
 }
 
 make_fixtures
-it "format exits 2 for wrong arguments and touches nothing" format_arguments
-it "format for an update fails in 4 KiB and touches nothing" format_fails_untouched 4 0
-it "format for a reset fails in 4 KiB and touches nothing" format_fails_untouched 4 1
-it "format fails in 0 KiB and touches nothing" format_fails_untouched 0 1
-it "format fails for a size that is no number and touches nothing" format_fails_untouched large 1
-it "format fails without a size and touches nothing" format_without_size
-it "format fails when the memory is gone or a folder" format_replaced_memory
-it "format notices by reading back that a preset was lost and touches nothing" format_loses_preset
-it "format refuses to update a damaged memory, a reset repairs it" format_damaged_memory
+it "format exits 2 for wrong arguments and changes nothing" format_arguments
+it "format for an update fails in 4 KiB and changes nothing" format_fails_untouched 4 0
+it "format for a factory reset fails in 4 KiB and changes nothing" format_fails_untouched 4 1
+it "format fails in 0 KiB and changes nothing" format_fails_untouched 0 1
+it "format fails when the size is not a number and changes nothing" format_fails_untouched large 1
+it "format fails without a size and changes nothing" format_without_size
+it "format fails when the memory is missing or a folder" format_replaced_memory
+it "format detects a lost preset and changes nothing" format_loses_preset
+it "format for an update rejects a damaged memory, a factory reset repairs it" format_damaged_memory
 it "format removes the firmware and its version" format_removes_firmware
-it "format makes the memory as large as the device says" format_uses_memory_size
-it "format says so when there is no device root" needs_device_root format.sh 0
-it "hundreds of presets in nested folders survive an update" many_presets_survive
+it "format uses the size in memory_kib" format_uses_memory_size
+it "format reports a missing device root" needs_device_root format.sh 0
+it "200 presets in nested folders survive an update" many_presets_survive
 finish

@@ -1,10 +1,10 @@
 #!/bin/bash
-# Tests that install.sh writes everything, and notices when something was not written.
+# Tests that install.sh writes every file, and detects files that were not written correctly.
 set -uo pipefail
-# shellcheck source=kit.sh
-. "$(dirname "${BASH_SOURCE[0]}")/kit.sh"
+# shellcheck source=fixture.sh
+. "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
 
-# small_memory ARGUMENT: unpacked firmware, and a memory that can be formatted but is too small for it.
+# small_memory ARGUMENT: formats a memory that is too small for the unpacked firmware.
 small_memory() {
   plug_partitioned "$work/drive.img"
   expect 0 decrypt.sh /dev/sda1
@@ -20,7 +20,7 @@ install_does_not_fit() {
   [[ $(memory_hash) == "$before" ]]
 }
 
-# broken_tool FILTER: a file system debugger that hides behind exit status 0 what FILTER does to its commands.
+# broken_tool FILTER: installs a debugfs that filters its commands and exits with 0.
 broken_tool() {
   mkdir bin
   cat >bin/debugfs <<END
@@ -89,15 +89,15 @@ install_without_factory_presets() {
 make_fixtures
 it "install for an update fails when the files do not fit" install_does_not_fit 0
 it "install for a reset fails when the files do not fit" install_does_not_fit 1
-it "install notices by reading back that a file was not written" install_reads_back 0 kept "grep -v snare"
-it "install notices by reading back that a file has other content" install_reads_back 0 kept "sed 's,hat.wav\" ,kick.wav\" ,'"
-it "install notices by reading back that the version was not written" install_reads_back 0 kept "grep -v version.txt"
-it "install notices by reading back that nothing was written" install_reads_back 0 kept true
-it "install notices by reading back that a factory preset was not written" \
+it "install detects a file that was not written" install_reads_back 0 kept "grep -v snare"
+it "install detects a file with wrong content" install_reads_back 0 kept "sed 's,hat.wav\" ,kick.wav\" ,'"
+it "install detects a version that was not written" install_reads_back 0 kept "grep -v version.txt"
+it "install detects that nothing was written" install_reads_back 0 kept true
+it "install detects a factory preset that was not written" \
   install_reads_back 1 lost "sed '/^cd \"\/presets\/bass\"/{n;d}'"
 it "install fails without unpacked firmware or with an argument" install_without_firmware
 it "install fails without a memory" install_without_memory
-it "install says so when there is no device root" needs_device_root install.sh
-it "install copes with spaces, empty files and empty folders" install_names_with_spaces
-it "a reset with a firmware without factory presets leaves none" install_without_factory_presets
+it "install reports a missing device root" needs_device_root install.sh
+it "install accepts names with spaces, empty files and empty folders" install_names_with_spaces
+it "a factory reset to a firmware without factory presets leaves no presets" install_without_factory_presets
 finish

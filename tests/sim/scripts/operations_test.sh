@@ -1,8 +1,8 @@
 #!/bin/bash
 # Tests whole updates and factory resets, from the plugged drive to the content of the internal memory.
 set -uo pipefail
-# shellcheck source=kit.sh
-. "$(dirname "${BASH_SOURCE[0]}")/kit.sh"
+# shellcheck source=fixture.sh
+. "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
 
 reset_loses_presets() {
   plug_partitioned "$work/drive.img"
@@ -53,7 +53,7 @@ odd_root_works() {
   update_device
 }
 
-# expect_progress SCRIPT [ARGUMENT...]: it succeeds, and shows lines that fit and percentages that end at 100.
+# expect_progress SCRIPT [ARGUMENT...]: the script succeeds; its progress lines fit the display and rise to 100 %.
 expect_progress() {
   local line
   expect 0 "$@"
@@ -87,13 +87,13 @@ step_seconds_holds_each_line() {
 
 make_fixtures
 it "an update installs the firmware and keeps the presets" update_device
-it "a factory reset installs the firmware and loses the presets" reset_loses_presets
+it "a factory reset installs the firmware and its factory presets" reset_loses_presets
 it "a second update finds the version that the first installed" second_update_finds_first
-it "an update after a factory reset keeps what the reset installed" update_of_a_reset_device_keeps_its_presets
-it "an update gives no factory presets to a user who has no presets" user_without_presets_gets_none
-it "a relative device root works" relative_root_works
-it "a device root with quotes, spaces and other odd characters works" odd_root_works
-it "an update shows lines that fit the display and rise to 100%" update_shows_progress
-it "a factory reset shows lines that fit the display and rise to 100%" reset_shows_progress
-it "STEP_SECONDS holds each progress line" step_seconds_holds_each_line
+it "an update after a factory reset keeps the factory presets" update_of_a_reset_device_keeps_its_presets
+it "an update of a device without presets adds none" user_without_presets_gets_none
+it "DEVICE_ROOT may be relative" relative_root_works
+it "DEVICE_ROOT may contain quotes, spaces and shell characters" odd_root_works
+it "the progress lines of an update fit the display and rise to 100 %" update_shows_progress
+it "the progress lines of a factory reset fit the display and rise to 100 %" reset_shows_progress
+it "STEP_SECONDS delays the script after each progress line" step_seconds_holds_each_line
 finish

@@ -1,10 +1,10 @@
 #!/bin/bash
-# Tests the tools that make keys, firmware files, drives and devices, and the one that verifies the memory.
+# Tests the tools that make keys, firmware files, drives and devices, and verify_memory.sh.
 set -uo pipefail
-# shellcheck source=kit.sh
-. "$(dirname "${BASH_SOURCE[0]}")/kit.sh"
+# shellcheck source=fixture.sh
+. "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
 
-# pack_refuses_folder COMMAND...: COMMAND spoils ./folder, which was fine.
+# pack_refuses_folder COMMAND...: COMMAND makes ./folder invalid.
 pack_refuses_folder() {
   mkdir -p folder/sub
   echo 1 >folder/one
@@ -79,14 +79,14 @@ device_arguments() {
   [[ ! -e new ]]
 }
 
-# verify_notices COMMAND...: COMMAND spoils the memory of an updated device.
-verify_notices() {
+# verify_detects COMMAND...: COMMAND changes the memory of an updated device.
+verify_detects() {
   update_device
   "$@"
   refuses "$scripts/verify_memory.sh" "$DEVICE_ROOT" "$firmware" 2.0.0 kept
 }
 
-verify_tells_versions_and_presets() {
+verify_compares_versions_and_presets() {
   update_device
   [[ $(verify kept | wc -l) -eq 1 ]]
   refuses "$scripts/verify_memory.sh" "$DEVICE_ROOT" "$firmware" 2.0.1 kept
@@ -101,27 +101,27 @@ add_stray_file() {
   printf 'cd /firmware\nwrite stray stray\n' | debugfs -w -f /dev/stdin "$DEVICE_ROOT/dev/memory" 2>/dev/null
 }
 
-spoil_file_system() {
+damage_file_system() {
   memory_command 'set_inode_field /firmware/boot/greeting.txt links_count 5'
 }
 
 make_fixtures
-it "pack refuses a symbolic link" pack_refuses_folder ln -s one folder/two
-it "pack refuses a named pipe" pack_refuses_folder mkfifo folder/pipe
-it "pack refuses a quote in a name" pack_refuses_folder touch 'folder/a"b'
-it "pack refuses a line end in a name" pack_refuses_folder touch $'folder/a\nb'
-it "pack refuses an empty folder" pack_refuses_folder rm folder/one
-it "pack refuses what is no version" pack_refuses_versions
-it "pack refuses wrong arguments" pack_arguments
-it "a failed pack leaves the older file" failed_pack_keeps_older_file
-it "keys are private and never overwritten" keys_are_not_overwritten
-it "a drive has one sound FAT partition at 1 MiB" drive_has_partition_table
-it "a drive grows with its files" drive_grows_with_files
-it "make_drive refuses wrong arguments and leaves nothing" drive_arguments
-it "make_device refuses wrong arguments and leaves nothing" device_arguments
-it "verify tells versions and presets apart" verify_tells_versions_and_presets
-it "verify notices a missing file" verify_notices memory_command 'rm /firmware/config/audio.conf'
-it "verify notices a stray file" verify_notices add_stray_file
-it "verify notices a missing preset" verify_notices memory_command 'rm /presets/night-bus.preset'
-it "verify notices a damaged file system" verify_notices spoil_file_system
+it "pack rejects a symbolic link" pack_refuses_folder ln -s one folder/two
+it "pack rejects a named pipe" pack_refuses_folder mkfifo folder/pipe
+it "pack rejects a quote in a name" pack_refuses_folder touch 'folder/a"b'
+it "pack rejects a line end in a name" pack_refuses_folder touch $'folder/a\nb'
+it "pack rejects an empty folder" pack_refuses_folder rm folder/one
+it "pack rejects invalid versions" pack_refuses_versions
+it "pack rejects wrong arguments" pack_arguments
+it "a failed pack keeps the old file" failed_pack_keeps_older_file
+it "make_keys makes private files and overwrites none" keys_are_not_overwritten
+it "make_drive makes one valid FAT partition at 1 MiB" drive_has_partition_table
+it "make_drive makes a larger drive for larger files" drive_grows_with_files
+it "make_drive rejects wrong arguments and leaves no file" drive_arguments
+it "make_device rejects wrong arguments and leaves no folder" device_arguments
+it "verify detects a wrong version and wrong presets" verify_compares_versions_and_presets
+it "verify detects a missing file" verify_detects memory_command 'rm /firmware/config/audio.conf'
+it "verify detects an extra file" verify_detects add_stray_file
+it "verify detects a missing preset" verify_detects memory_command 'rm /presets/night-bus.preset'
+it "verify detects a damaged file system" verify_detects damage_file_system
 finish

@@ -1,4 +1,4 @@
-# Sourced by the tests of this folder: fixtures, the runner of one case, and the plugging and pulling of drives.
+# Sourced by the tests of this folder: a simulated device with keys and firmware, and functions that plug and pull drives.
 # shellcheck shell=bash
 
 repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../../..")
@@ -20,7 +20,7 @@ make_fixtures() {
     "$scripts/make_drive.sh" "$work/drive.img" "$work/tonecrate.fw" || exit 1
 }
 
-# Each case has a device of its own.
+# Every case starts with a new device.
 around_case() {
   rm -rf -- "$work/case"
   mkdir "$work/case"
@@ -29,32 +29,32 @@ around_case() {
   "$@"
 }
 
-# run SCRIPT [ARGUMENT...]: runs an installed script, keeps its output in ./out and ./err and its status in $status.
+# run SCRIPT [ARGUMENT...]: runs an installed script. Stores the output in ./out and ./err, and the exit status in $status.
 run() {
   status=0
   "$DEVICE_ROOT/usr/sbin/$1" "${@:2}" >out 2>err || status=$?
 }
 
-# expect STATUS SCRIPT [ARGUMENT...]: also wants a single error line from a failure, none from a success.
+# expect STATUS SCRIPT [ARGUMENT...]: checks the exit status, and that only a failure prints an error, in one line.
 expect() {
   local wanted=$1
   shift
   run "$@"
   [[ $status -eq $wanted ]] || { echo "$1 exits $status, not $wanted: $(cat err)"; return 1; }
   if [[ $wanted -eq 0 ]]; then
-    [[ ! -s err ]] || { echo "$1 succeeds but complains: $(cat err)"; return 1; }
+    [[ ! -s err ]] || { echo "$1 succeeds with an error message: $(cat err)"; return 1; }
   else
-    [[ $(wc -l <err) -eq 1 && $(cat err) == "$1: "* ]] || { echo "$1 does not fail in one line: $(cat err)"; return 1; }
+    [[ $(wc -l <err) -eq 1 && $(cat err) == "$1: "* ]] || { echo "$1 prints no error or several lines: $(cat err)"; return 1; }
   fi
   no_leftovers
 }
 
-# refuses COMMAND [ARGUMENT...]: a tool fails with a single line that begins with its name.
+# refuses COMMAND [ARGUMENT...]: a tool fails, and prints one line that begins with its name.
 refuses() {
   status=0
   "$@" >out 2>err || status=$?
-  [[ $status -ne 0 ]] || { echo "$1 does not refuse"; return 1; }
-  [[ $(wc -l <err) -eq 1 && $(cat err) == "${1##*/}: "* ]] || { echo "not in one line: $(cat err)"; return 1; }
+  [[ $status -ne 0 ]] || { echo "$1 succeeds"; return 1; }
+  [[ $(wc -l <err) -eq 1 && $(cat err) == "${1##*/}: "* ]] || { echo "no error or several lines: $(cat err)"; return 1; }
   [[ -z $(find . -name '.scratch*') ]] || { echo "leaves its scratch folder"; return 1; }
 }
 
@@ -71,14 +71,19 @@ plug_whole() {
   cp --sparse=always "$1" "$DEVICE_ROOT/dev/sda"
 }
 
-# plug_firmware FILE: plugs a drive without partition table that holds FILE as tonecrate.fw.
+# plug_firmware FILE: plugs a drive without partition table, with FILE as tonecrate.fw.
 plug_firmware() {
-  mkdir drive
+  mkdir -p drive
   cp "$1" drive/tonecrate.fw
   "$scripts/make_drive.sh" --no-partition drive.img drive/tonecrate.fw
   plug_whole drive.img
 }
 
+unplug_drive() {
+  rm -f "$DEVICE_ROOT"/dev/sda*
+}
+
+# pull: also fails reads of programs that have the drive open.
 pull() {
   local device
   for device in "$DEVICE_ROOT"/dev/sda*; do
@@ -95,12 +100,12 @@ memory_hash() {
   sha256sum <"$DEVICE_ROOT/dev/memory"
 }
 
-# memory_command COMMAND: runs one command of the file system debugger on the internal memory.
+# memory_command COMMAND: runs a debugfs command on the internal memory.
 memory_command() {
   debugfs -w -R "$1" "$DEVICE_ROOT/dev/memory" 2>/dev/null
 }
 
-# update_device: the whole way of an update, which keeps the presets.
+# update_device: runs all three scripts for an update and verifies the memory.
 update_device() {
   plug_partitioned "$work/drive.img"
   expect 0 decrypt.sh /dev/sda1
@@ -111,7 +116,7 @@ update_device() {
   verify kept
 }
 
-# needs_device_root SCRIPT [ARGUMENT...]: fails in one line when the root is empty, nowhere or not set.
+# needs_device_root SCRIPT [ARGUMENT...]: fails with one line when DEVICE_ROOT is empty, missing or not set.
 needs_device_root() {
   local script=$DEVICE_ROOT/usr/sbin/$1 status
   shift

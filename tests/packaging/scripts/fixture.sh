@@ -1,6 +1,6 @@
-# Sourced by the tests of this folder: a device to run the scripts on. It has a root of its own with nothing in it but
-# what the scripts may use, loop devices for its partitions and its drive, and mounts that nobody else sees.
-# Usage of the tests: NAME_test.sh busybox|dash   (the root is BusyBox, or dash with the GNU tools)
+# Sourced by the tests of this folder: a device to run the scripts on. Its root contains only what the scripts may use.
+# Its partitions and its drive are loop devices. Its mounts are in a separate mount namespace.
+# Usage of the tests: NAME_test.sh busybox|dash   (a root with BusyBox, or with dash and the GNU tools)
 # shellcheck shell=bash
 
 [[ ${1:-} == busybox || ${1:-} == dash ]] || { echo "usage: ${0##*/} busybox|dash" >&2; exit 2; }
@@ -10,7 +10,7 @@
 shell=$1
 repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../../..")
 work=$(mktemp -d) || exit 1
-mount -t tmpfs tmpfs "$work" || exit 1 # no time goes to a disk
+mount -t tmpfs tmpfs "$work" || exit 1 # faster than a disk
 root=$work/root
 readonly shell repository work root scripts=$repository/packaging/scripts tools=$repository/sim/scripts
 readonly firmware=$repository/sim/firmware user_presets=$tools/user_presets
@@ -23,7 +23,7 @@ trap clean_up EXIT
 # shellcheck source=../../support/cases.sh
 . "$repository/tests/support/cases.sh"
 
-# The kernel of a build machine may not know FAT; the scripts read any file system that their settings name.
+# The build machine's kernel may lack FAT. The scripts mount any file system that their settings name.
 drive_type=ext4
 if grep -qw vfat /proc/filesystems || modprobe -q vfat 2>/dev/null; then drive_type=vfat; fi
 
@@ -34,7 +34,7 @@ clean_up() {
   rmdir -- "$work"
 }
 
-# add_program FOLDER PROGRAM...: copies programs into a folder of the root, and their libraries with them.
+# add_program FOLDER PROGRAM...: copies programs and their libraries into the root.
 add_program() {
   local folder=$root$1 program library
   mkdir -p "$folder"
@@ -75,11 +75,11 @@ make_fixtures() {
   echo 'one voice' >"$work/content/firmware/voices.conf"
   echo 1.4.2 >"$work/content/version.txt"
   cp -R "$user_presets" "$work/content/presets"
-  mke2fs -q -t ext4 -d "$work/content" "$work/memory.img" 24m >/dev/null 2>&1
-  truncate -s 12M "$work/backup.img"
+  mke2fs -q -t ext4 -d "$work/content" "$work/memory.img" 12m >/dev/null 2>&1
+  truncate -s 8M "$work/backup.img"
 }
 
-# make_drive IMAGE [FILE...]: a drive with one partition at 1 MiB that holds the files.
+# make_drive IMAGE [FILE...]: makes a drive with the files in one partition at 1 MiB.
 make_drive() {
   local image=$1
   shift
@@ -89,20 +89,20 @@ make_drive() {
     rm -rf "$work/drive_content"
     mkdir "$work/drive_content"
     [[ $# -eq 0 ]] || cp "$@" "$work/drive_content/"
-    truncate -s 20M "$image"
-    mke2fs -q -F -t ext4 -E offset=1048576 -d "$work/drive_content" "$image" 19m
+    truncate -s 5M "$image"
+    mke2fs -q -F -t ext4 -E offset=1048576 -d "$work/drive_content" "$image" 4m
   fi
 }
 
-# plug_firmware FILE: plugs a drive that holds FILE as tonecrate.fw.
+# plug_firmware FILE: plugs a drive with FILE as tonecrate.fw.
 plug_firmware() {
-  mkdir drive
+  mkdir -p drive
   cp "$1" drive/tonecrate.fw
   make_drive drive.img drive/tonecrate.fw
   plug_drive drive.img
 }
 
-# plug NAME IMAGE [OFFSET]: the block device /dev/NAME of the root.
+# plug NAME IMAGE [OFFSET]: creates the block device /dev/NAME in the root.
 plug() {
   local loop
   loop=$(losetup --find --show --offset "${3:-0}" "$2")
@@ -110,7 +110,7 @@ plug() {
   echo "$loop" >"$work/loops/$1"
 }
 
-# unplug NAME: its node goes at once, the device itself with its last user.
+# unplug NAME: removes the node at once; the kernel releases the device with its last user.
 unplug() {
   rm -f "$root/dev/$1"
   losetup --detach "$(cat "$work/loops/$1")"
@@ -129,14 +129,19 @@ plug_drive() {
   plug sda1 "${1:-$work/drive.img}" 1048576
 }
 
+unplug_drive() {
+  unplug sda1
+  unplug sda
+}
+
 plug_partitions() {
   plug mmcblk0p3 memory.img
   plug mmcblk0p4 backup.img
 }
 
-# Everything that a loss of power takes away is made anew.
+# Mounts empty file systems for everything that does not survive a loss of power.
 boot() {
-  mount -t tmpfs -o size=32M tmpfs "$root/tmp"
+  mount -t tmpfs -o size=16M tmpfs "$root/tmp"
   mount -t tmpfs tmpfs "$root/run"
   mount -t tmpfs tmpfs "$root/dev"
   mknod "$root/dev/null" c 1 3
@@ -155,7 +160,7 @@ mounted_below() {
   cut -d ' ' -f 2 /proc/self/mounts | grep "^$1/"
 }
 
-# Each case has a device of its own.
+# Every case starts with a new device.
 around_case() {
   shut_down
   rm -rf --one-file-system -- "$work/case"
@@ -167,32 +172,35 @@ around_case() {
   "$@"
 }
 
+# A test that runs in the background inherits ignored signals, which a shell cannot trap.
 in_root() {
-  env -i /usr/sbin/chroot "$root" "$@"
+  env -i --default-signal /usr/sbin/chroot "$root" "$@"
 }
 
-# run SCRIPT [ARGUMENT...]: keeps its output in ./out and ./err and its status in $status.
+# run SCRIPT [ARGUMENT...]: stores the output in ./out and ./err, and the exit status in $status.
 run() {
   status=0
   in_root "/usr/sbin/$1" "${@:2}" >out 2>err </dev/null || status=$?
 }
 
-# expect STATUS SCRIPT [ARGUMENT...]
+# expect STATUS SCRIPT [ARGUMENT...]: runs the script and checks its exit status. A failure must be reported on
+# standard error.
 expect() {
   run "${@:2}"
   [[ $status -eq $1 ]] || { echo "$2 exits $status, not $1: $(cat err)"; return 1; }
-  [[ $1 -eq 0 ]] || tail -n 1 err | grep "^$2: " || { echo "$2 does not say why it fails"; return 1; }
+  [[ $1 -eq 0 ]] || tail -n 1 err | grep "^$2: " || { echo "$2 does not report why it fails"; return 1; }
   tidy
 }
 
-# tidy: what every end of a script keeps to.
+# tidy: checks what holds after every run of a script.
 tidy() {
-  ! mounted_below "$root/run" || { echo "it leaves a mount"; return 1; }
-  [[ ! -e $root/tmp/fw.new ]] || { echo "it leaves its scratch folder"; return 1; }
-  ! grep -E '^SHOW: .{41}' out || { echo "a line is too long for the display"; return 1; }
+  ! mounted_below "$root/run" || { echo "leaves a mount"; return 1; }
+  [[ ! -e $root/tmp/fw.new ]] || { echo "leaves its scratch folder"; return 1; }
+  ! grep -E '^SHOW: .{41}' out || { echo "a progress line has more than 40 characters"; return 1; }
 }
 
-# verify PRESETS_FOLDER [FIRMWARE_FOLDER]: the memory is sound, holds the firmware 2.0.0, these presets, and nothing else.
+# verify PRESETS_FOLDER [FIRMWARE_FOLDER]: checks that the memory's file system has no errors and contains exactly the
+# firmware, version 2.0.0 and these presets.
 verify() {
   e2fsck -fn memory.img || { echo "the memory is damaged"; return 1; }
   rm -rf seen
@@ -211,17 +219,26 @@ hash_of() {
   sha256sum <"$1"
 }
 
-# prepare: unpacked firmware, and the drive gone again.
-prepare() {
+# decrypt_firmware: runs decrypt.sh, then removes the drive.
+decrypt_firmware() {
   plug_drive
   expect 0 decrypt.sh /dev/sda1
-  unplug sda1
-  unplug sda
+  unplug_drive
 }
 
-# update: the whole way of one, to the installed files.
+# prepare: puts the firmware in /tmp/fw as decrypt.sh does on a new device. Runs it the first time only.
+prepare() {
+  if [[ ! -e $work/unpacked ]]; then
+    decrypt_firmware
+    cp -a "$root/tmp/fw" "$work/unpacked"
+  fi
+  rm -rf "$root/tmp/fw"
+  cp -a "$work/unpacked" "$root/tmp/fw"
+}
+
+# update: runs all three scripts.
 update() {
-  prepare
+  decrypt_firmware
   expect 0 format.sh 0
   expect 0 install.sh
 }
@@ -232,8 +249,8 @@ change_setting() {
   sed -i "s|^$1=.*|$1=$2|" "$root/etc/tonecrate/updater.conf"
 }
 
-# on_line BEGINNING COMMAND: every script does the command when it has printed a progress line that begins so. The scripts
-# read their settings last, so what the settings define counts.
+# on_line PREFIX COMMAND: every script runs COMMAND after it prints a progress line with this prefix. The scripts read
+# their settings last, so functions defined there override theirs.
 on_line() {
   cat >>"$root/etc/tonecrate/updater.conf" <<END
 show() {
@@ -245,7 +262,7 @@ show() {
 END
 }
 
-# memory_command COMMAND: one command of the file system debugger on the memory, which nobody has mounted.
+# memory_command COMMAND: runs a debugfs command on the memory, which must not be mounted.
 memory_command() {
   debugfs -w -R "$1" memory.img 2>/dev/null
 }
