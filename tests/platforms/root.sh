@@ -26,8 +26,10 @@ make_base() {
 
 # unpack_base NAME FOLDER MIRROR FILE: debootstrap leaves mounts behind, which its namespace removes.
 unpack_base() {
-  unshare --mount --propagation private debootstrap --variant=minbase "$1" "$2" "$3" && rm -f "$2"/var/cache/apt/archives/*.deb &&
-    tar --create --file="$4.new" --directory="$2" --numeric-owner . && mv "$4.new" "$4" && rm -rf --one-file-system -- "$2"
+  unshare --mount --propagation private debootstrap --variant=minbase "$1" "$2" "$3" &&
+    rm -f "$2"/var/cache/apt/archives/*.deb &&
+    tar --create --file="$4.new" --directory="$2" --numeric-owner . && mv "$4.new" "$4" &&
+    rm -rf --one-file-system -- "$2"
 }
 
 # in_root ROOT COMMAND [ARGUMENT...]: runs a command in a namespace of its own; its mounts and processes end with it.
@@ -42,5 +44,6 @@ in_root() {
     cat /etc/resolv.conf >"$root/etc/resolv.conf"
     cat /etc/hosts >"$root/etc/hosts"
     exec chroot "$root" env -i HOME=/root TERM="${TERM:-dumb}" ${http_proxy:+"http_proxy=$http_proxy"} \
+      TONECRATE_WARNINGS_AS_ERRORS="${TONECRATE_WARNINGS_AS_ERRORS:-}" \
       PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin "$@"' sh "$@"
 }
