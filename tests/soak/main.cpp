@@ -1,4 +1,4 @@
-// Runs the updater for days of device time, and through many updates, and looks for anything that grows.
+// Runs the updater for hours of device time and through many updates, and checks that no resource use grows.
 #include "tests/soak/options.h"
 #include "tests/soak/updates.h"
 #include "tests/soak/waiting.h"

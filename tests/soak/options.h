@@ -1,4 +1,4 @@
-// How long to soak.
+// The options of the soak test.
 #pragma once
 
 #include <cstdint>
@@ -8,19 +8,19 @@
 namespace soak {
 
 struct Options {
-    /// On the waiting screen; a day unless told otherwise.
+    /// Iterations on the waiting screen; default: 24 h.
     std::uint64_t iterations = 86'400'000;
-    /// One after another, update and factory reset in turn.
+    /// The number of runs; updates and factory resets alternate.
     std::uint64_t updates = 1000;
 };
 
-/// The command line is wrong; `what` says in one line how.
+/// The command line is wrong; `what` is one line.
 class UsageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// `arguments` without the program's name. Throws UsageError.
+/// `arguments` excludes the program's name. Throws UsageError.
 [[nodiscard]] Options parseOptions(std::span<char*> arguments);
 
 } // namespace soak

@@ -1,4 +1,4 @@
-// Maxima, and the table.
+// Maxima of the warm-up and of the rest, and their table.
 #include "tests/soak/sample_series.h"
 
 #include <algorithm>

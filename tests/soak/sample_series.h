@@ -1,4 +1,4 @@
-// Something that is not to grow, sampled along a run.
+// Samples of a value that must not grow during a run.
 #pragma once
 
 #include "tests/support/process_census.h"
@@ -11,21 +11,21 @@
 
 namespace soak {
 
-/// Keeps no sample, so that it does not grow itself.
+/// Keeps only two maxima, so that its own memory does not grow.
 class SampleSeries {
 public:
-    /// The first of so many parts of a run is its warm-up.
+    /// The warm-up is this fraction (1/24) of a run.
     static constexpr std::uint64_t warmUpDivisor = 24;
 
-    /// `sampleCount` is that of the whole run.
+    /// `sampleCount` is the number of samples of the whole run.
     SampleSeries(std::string what, std::uint64_t sampleCount)
         : name(std::move(what)), warmUpCount(sampleCount / warmUpDivisor)
     {}
 
     void add(std::uint64_t sample);
-    /// Nothing behind the warm-up is larger than the largest within it.
+    /// True when no later sample exceeds the maximum of the warm-up.
     [[nodiscard]] bool isFlat() const { return laterMaximum <= warmUpMaximum; }
-    /// One line of the table.
+    /// Prints one line of the table.
     void print(std::ostream& stream) const;
 
 private:
@@ -36,7 +36,7 @@ private:
     std::uint64_t laterMaximum = 0;
 };
 
-/// All that a process holds.
+/// The resources of a process.
 class CensusSeries {
 public:
     CensusSeries(const std::string& process, std::uint64_t sampleCount);

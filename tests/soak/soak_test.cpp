@@ -1,4 +1,4 @@
-// Tests of the soak's own judgement.
+// Tests of the soak test's own checks.
 #include "tests/soak/options.h"
 #include "tests/soak/sample_series.h"
 
@@ -11,7 +11,7 @@ namespace {
 
 using soak::SampleSeries;
 
-constexpr std::uint64_t sampleCount = 2 * SampleSeries::warmUpDivisor; // so that the first two are the warm-up
+constexpr std::uint64_t sampleCount = 2 * SampleSeries::warmUpDivisor; // the first two are the warm-up
 
 struct SampledRun {
     std::uint64_t first;
@@ -21,7 +21,7 @@ struct SampledRun {
     bool isFlat;
 };
 
-TEST(SampleSeries, IsFlatUnlessSomethingBehindTheWarmUpIsLargerThanAllWithinIt)
+TEST(SampleSeries, IsFlatUnlessALaterSampleExceedsTheWarmUp)
 {
     for (const SampledRun& run :
          {SampledRun{5, 5, 5, 5, true}, SampledRun{1, 5, 5, 5, true}, SampledRun{5, 1, 4, 5, true},
@@ -47,7 +47,7 @@ soak::Options parse(std::vector<std::string> arguments)
     return soak::parseOptions(words);
 }
 
-TEST(SoakOptions, AreADayAndAThousandUpdatesUnlessToldOtherwise)
+TEST(SoakOptions, DefaultToADayAndAThousandUpdates)
 {
     EXPECT_EQ(parse({}).iterations, 24U * 60 * 60 * 1000);
     EXPECT_EQ(parse({}).updates, 1000U);
@@ -56,7 +56,7 @@ TEST(SoakOptions, AreADayAndAThousandUpdatesUnlessToldOtherwise)
     EXPECT_EQ(options.updates, 48U);
 }
 
-TEST(SoakOptions, AreRefusedWhenTheyMakeNoSense)
+TEST(SoakOptions, RejectInvalidValues)
 {
     for (const std::vector<std::string>& wrong :
          std::vector<std::vector<std::string>>{{"--days", "3"},

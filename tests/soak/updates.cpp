@@ -1,4 +1,4 @@
-// One update, and all of them.
+// Runs updates and collects their outcomes.
 #include "tests/soak/updates.h"
 
 #include "tests/soak/sample_series.h"
@@ -19,9 +19,9 @@ using Place = FlowModel::Place;
 
 constexpr int progressLines = 10;
 
-/// What an updater leaves when its update is done.
+/// The state at the end of an update.
 struct Outcome {
-    bool isRight;
+    bool isCorrect;
     std::uint64_t frames;
     ProcessCensus updater;
 };
@@ -29,8 +29,8 @@ struct Outcome {
 void showProgress(ModelledDevice& walker)
 {
     for (int line = 1; line <= progressLines; ++line) {
-        walker.tell(walker.currentScript(), "step " + std::to_string(line));
-        walker.comeToRest();
+        walker.printProgress(walker.currentScript(), "step " + std::to_string(line));
+        walker.settle();
     }
 }
 
@@ -38,21 +38,21 @@ Outcome update(bool isReset)
 {
     ModelledDevice walker("1.0", "2.0");
     TestDevice& device = walker.device;
-    bool isRight = true;
+    bool isCorrect = true;
     while (walker.model.place() != Place::Done) {
         walker.advance(isReset);
         if (walker.model.isScriptRunning()) {
             showProgress(walker);
         }
-        walker.comeToRest();
-        isRight = isRight && device->screen() == walker.expectedScreen();
+        walker.settle();
+        isCorrect = isCorrect && device->screen() == walker.expectedScreen();
     }
-    isRight = isRight && device.isHealthy() && device.format.calls() == (isReset ? "1\n" : "0\n") &&
-              device->standardOutput() == "Starting updater...\nStarted install.sh\nEverything done";
-    return {isRight, device->frameCount(), takeCensus(device->processId())};
+    isCorrect = isCorrect && device.isHealthy() && device.format.calls() == (isReset ? "1\n" : "0\n") &&
+                device->standardOutput() == "Starting updater...\nStarted install.sh\nEverything done";
+    return {isCorrect, device->frameCount(), takeCensus(device->processId())};
 }
 
-/// From the lowest to the highest.
+/// The lowest and the highest value added.
 class Range {
 public:
     void add(std::uint64_t value)
@@ -73,10 +73,10 @@ private:
     std::uint64_t highest = 0;
 };
 
-/// What all the updaters left.
+/// The outcomes of all updates.
 struct Summary {
-    std::uint64_t rightOnes = 0;
-    std::array<Range, 2> frames; ///< of the updates and of the factory resets
+    std::uint64_t correctCount = 0;
+    std::array<Range, 2> frames; ///< of updates, of factory resets
     Range residentKib;
     Range descriptors;
     Range threads;
@@ -84,15 +84,15 @@ struct Summary {
 
     void add(const Outcome& outcome, bool isReset)
     {
-        rightOnes += outcome.isRight ? 1 : 0;
+        correctCount += outcome.isCorrect ? 1 : 0;
         frames[isReset ? 1 : 0].add(outcome.frames);
         residentKib.add(outcome.updater.residentKib);
         descriptors.add(outcome.updater.descriptors);
         threads.add(outcome.updater.threads);
         children.add(outcome.updater.children);
     }
-    /// Memory differs with where it happens to lie; everything else has to be the same.
-    [[nodiscard]] bool isOneLikeTheOther() const
+    /// Compares everything except the resident memory, which varies with the address space layout.
+    [[nodiscard]] bool isUniform() const
     {
         return frames[0].isOne() && frames[1].isOne() && descriptors.isOne() && threads.isOne() && children.isOne();
     }
@@ -109,13 +109,13 @@ bool soakUpdates(std::uint64_t count, std::ostream& table)
         updaters.add(update(isReset), isReset);
         controller.add(takeCensus(getpid()));
     }
-    table << count << " updates and factory resets, in turn:\n"
-          << "  right from the first screen to the last: " << updaters.rightOnes << '\n'
+    table << count << " alternating updates and factory resets:\n"
+          << "  with only correct screens: " << updaters.correctCount << '\n'
           << "  frames of an update: " << updaters.frames[0] << ", of a factory reset: " << updaters.frames[1] << '\n'
-          << "  the updaters in the end: resident KiB " << updaters.residentKib << ", descriptors "
-          << updaters.descriptors << ", threads " << updaters.threads << ", children " << updaters.children << '\n';
+          << "  updaters at the end: resident KiB " << updaters.residentKib << ", descriptors " << updaters.descriptors
+          << ", threads " << updaters.threads << ", children " << updaters.children << '\n';
     controller.print(table);
-    return controller.isFlat() && updaters.isOneLikeTheOther() && updaters.rightOnes == count;
+    return controller.isFlat() && updaters.isUniform() && updaters.correctCount == count;
 }
 
 } // namespace soak

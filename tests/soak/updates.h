@@ -1,4 +1,4 @@
-// Whole updates, one after another.
+// Consecutive whole updates.
 #pragma once
 
 #include <cstdint>
@@ -6,9 +6,9 @@
 
 namespace soak {
 
-/// Leads that many devices through an update or a factory reset, in turn, all held by this process. Prints what this
-/// process held, and what the updaters held in the end. True when nothing has grown, every one of them ended on the
-/// right screen, and all of a kind have sent equally many frames.
+/// Runs `count` devices, alternately through an update and a factory reset. Prints the resources of this process and of
+/// the updaters. Returns true when this process did not grow, all screens were correct, and all updates (and all
+/// factory resets) sent the same number of frames.
 [[nodiscard]] bool soakUpdates(std::uint64_t count, std::ostream& table);
 
 } // namespace soak

@@ -1,4 +1,4 @@
-// Running, sampling and counting.
+// Samples the waiting updater and counts its frames.
 #include "tests/soak/waiting.h"
 
 #include "tests/soak/sample_series.h"
@@ -14,7 +14,7 @@ namespace {
 constexpr std::uint64_t samplesPerWarmUp = 4;
 constexpr std::uint64_t sampleCount = samplesPerWarmUp * SampleSeries::warmUpDivisor;
 
-/// The clearing of the display, the first picture, and from then on one frame for each step of the wheel.
+/// The cleared display, the first picture, and one frame for each step of the wheel.
 std::uint64_t framesDue(std::uint64_t iterations)
 {
     constexpr std::uint64_t firstPictureShown = 20 + 7;
@@ -46,7 +46,7 @@ bool soakWaiting(std::uint64_t iterations, std::ostream& table)
     table << "Waiting for " << iterations << " iterations:\n";
     census.print(table);
     table << "  frames: " << due << " due, " << sent << " sent: " << (due == sent ? "exact" : "WRONG") << '\n'
-          << "  screen in the end: " << (isWaiting ? "as it should be" : "WRONG") << '\n';
+          << "  last screen: " << (isWaiting ? "correct" : "WRONG") << '\n';
     return census.isFlat() && due == sent && isWaiting;
 }
 

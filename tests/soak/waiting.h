@@ -1,4 +1,4 @@
-// The waiting screen, for as long as it takes.
+// A long time on the waiting screen.
 #pragma once
 
 #include <cstdint>
@@ -6,8 +6,8 @@
 
 namespace soak {
 
-/// Lets a device wait for its drive for that many iterations, and prints what its updater held meanwhile and how many
-/// frames it sent. True when nothing has grown and every frame was sent that is due, and no other.
+/// Runs a device without a drive for `iterations` and prints the resources of its updater and its frame count. Returns
+/// true when no resource grew and exactly the frames of the wheel's steps were sent.
 [[nodiscard]] bool soakWaiting(std::uint64_t iterations, std::ostream& table);
 
 } // namespace soak

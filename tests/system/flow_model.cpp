@@ -1,4 +1,4 @@
-// The flow as a small table of what leads where.
+// The transitions of the flow.
 #include "tests/system/flow_model.h"
 
 #include <utility>
@@ -66,7 +66,7 @@ void FlowModel::work(std::uint64_t iteration)
     startWheel(iteration);
 }
 
-void FlowModel::told(const std::string& progress)
+void FlowModel::progressPrinted(const std::string& progress)
 {
     text = header + progress;
 }
@@ -99,17 +99,17 @@ void FlowModel::fail(int status, std::uint64_t iteration)
         text = texts::firmwareNotFound;
     } else if (status == 3) {
         text = texts::firmwareCorrupt;
-    } else if (!isDrawnAnew(iteration)) {
+    } else if (!isRedrawnAfter(iteration)) {
         frozenWheel = wheelFrameAt(iteration);
     }
     current = Place::Failed;
     wheelStart.reset();
 }
 
-/// Whether the drive was found or the wheel has turned since the last drawing, so that there will be another.
-bool FlowModel::isDrawnAnew(std::uint64_t iteration) const
+/// True when the drive was found or the wheel has turned since the last drawing, which causes another drawing.
+bool FlowModel::isRedrawnAfter(std::uint64_t iteration) const
 {
-    const std::uint64_t drawn = (iteration - 1) / 20 * 20;
+    const std::uint64_t drawn = (iteration - 1) / drawingInterval * drawingInterval;
     return drawn < driveFoundAt || wheelFrameAt(drawn) != wheelFrameAt(iteration);
 }
 

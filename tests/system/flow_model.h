@@ -1,4 +1,4 @@
-// What the owner should experience, as plainly as it can be said: no widgets, no scripts, no bytes.
+// A model of the update flow as the user sees it.
 #pragma once
 
 #include "sim/models/screen.h"
@@ -9,8 +9,7 @@
 #include <optional>
 #include <string>
 
-/// Follows the whole flow. Each operation is something that happens to the device, and when: the iteration in which the
-/// updater comes to know of it.
+/// Each operation is an event; `iteration` is the iteration in which the updater notices it.
 class FlowModel {
 public:
     enum class Place { Waiting, Preparing, Menu, Dialog, Formatting, Installing, Done, Failed };
@@ -20,21 +19,20 @@ public:
     void driveFound(std::uint64_t iteration);
     void turned(bool right);
     void clicked(std::uint64_t iteration);
-    /// A line of the running script.
-    void told(const std::string& progress);
+    void progressPrinted(const std::string& progress);
     void scriptEnded(int status, std::uint64_t iteration);
 
     [[nodiscard]] Place place() const { return current; }
     [[nodiscard]] bool isScriptRunning() const;
     [[nodiscard]] bool isReset() const { return factoryReset; }
-    /// What the display shows when the updater draws in that iteration.
+    /// What the updater draws in that iteration.
     [[nodiscard]] sim::Screen screenDrawnAt(std::uint64_t iteration) const;
 
 private:
     [[nodiscard]] std::string question() const;
     void work(std::uint64_t iteration);
     void fail(int status, std::uint64_t iteration);
-    [[nodiscard]] bool isDrawnAnew(std::uint64_t iteration) const;
+    [[nodiscard]] bool isRedrawnAfter(std::uint64_t iteration) const;
     void startWheel(std::uint64_t iteration) { wheelStart = iteration; }
     [[nodiscard]] std::optional<int> wheelFrameAt(std::uint64_t iteration) const;
 
@@ -46,8 +44,8 @@ private:
     std::string header;
     std::string text = texts::waiting;
     std::uint64_t driveFoundAt = 0;
-    /// When the wheel began to turn from its first frame, if it turns.
+    /// The iteration in which the wheel was set to its first frame; empty while no wheel turns.
     std::optional<std::uint64_t> wheelStart = 0;
-    /// The frame at which it stands although it should be gone, after a failure that changed nothing else.
+    /// The frame that stays on the display after a failure without its own message, because nothing is redrawn.
     std::optional<int> frozenWheel;
 };

@@ -1,25 +1,21 @@
-// What the scripts get from the program that starts them.
+// What the scripts inherit from the updater.
 #include "tests/system/system_test.h"
-
-#include <array>
-#include <string>
 
 namespace {
 
-class Inheritance : public SystemTest {};
+using Inheritance = SystemTest;
 
-TEST_F(Inheritance, GivesEveryScriptTheThreeStandardDescriptorsAndNoDevice)
+TEST_F(Inheritance, ScriptsGetTheStandardDescriptorsAndNoDevice)
 {
-    const std::string listing = "ls /proc/self/fd > \"$DEVICE_ROOT/descriptors.${0##*/}\"";
-    const std::array<std::string, 3> scripts = {"decrypt.sh", "format.sh", "install.sh"};
+    const std::string scripts[] = {"decrypt.sh", "format.sh", "install.sh"};
     for (const std::string& script : scripts) {
-        device.replaceScript(script, listing);
+        device.replaceScript(script, "ls /proc/self/fd > \"$DEVICE_ROOT/descriptors.${0##*/}\"");
     }
-    device.setVersions("1.0", "2.0");
+    device.setVersions("1.4.2", "2.0.0");
     device.toPreparing();
     device->awaitScriptEnd();
     device.settle();
-    for (const int step : {-1, 1}) { // to the update, to "Yes"
+    for (const int step : {-1, 1}) { // selects the update, then "Yes"
         device.turn(step);
         device.click();
     }
@@ -29,7 +25,7 @@ TEST_F(Inheritance, GivesEveryScriptTheThreeStandardDescriptorsAndNoDevice)
     device.settle();
     EXPECT_TRUE(device->standardOutput().ends_with("Everything done"));
     for (const std::string& script : scripts) {
-        // On the fourth, the lowest that is free, ls reads the descriptors.
+        // ls itself reads the directory on the lowest free descriptor, 3.
         EXPECT_EQ(device.readFile("descriptors." + script), "0\n1\n2\n3\n") << script;
     }
 }

@@ -1,4 +1,4 @@
-// Doing everything twice.
+// Applies each operation to the device and to the model.
 #include "tests/system/modelled_device.h"
 
 ModelledDevice::ModelledDevice(const std::string& oldVersion, const std::string& newVersion)
@@ -23,7 +23,7 @@ void ModelledDevice::advance(bool isReset)
         awaitScriptEnd(0);
         device->run(1);
     } else {
-        turn(isChoice ? isReset : true); // to one of both, or to "Yes"
+        turn(isChoice ? isReset : true); // to the operation or to "Yes"
         click();
     }
 }
@@ -45,7 +45,7 @@ void ModelledDevice::pressLong()
     press(1500);
 }
 
-/// Holds the button for that many iterations, counted from the next poll.
+/// Holds the button for `iterations`, starting at the next poll.
 void ModelledDevice::press(std::uint64_t iterations)
 {
     device->runTo((device->iteration() + 9) / 10 * 10);
@@ -56,10 +56,10 @@ void ModelledDevice::press(std::uint64_t iterations)
     device->run(40);
 }
 
-void ModelledDevice::tell(const OrderedScript& script, const std::string& progress)
+void ModelledDevice::printProgress(const OrderedScript& script, const std::string& progress)
 {
     script.print(*device, "SHOW: " + progress + "\n");
-    model.told(progress);
+    model.progressPrinted(progress);
 }
 
 void ModelledDevice::awaitScriptEnd(int status)
@@ -75,7 +75,7 @@ const OrderedScript& ModelledDevice::currentScript() const
                                                            : device.install;
 }
 
-void ModelledDevice::comeToRest()
+void ModelledDevice::settle()
 {
     device->runTo(device->iteration() / 20 * 20 + 50);
 }
@@ -85,13 +85,13 @@ sim::Screen ModelledDevice::expectedScreen()
     return model.screenDrawnAt(drawingShownAt(device->iteration()));
 }
 
-testing::AssertionResult ModelledDevice::showsWhatItShould(const std::string& name)
+testing::AssertionResult ModelledDevice::showsExpectedScreen(const std::string& name)
 {
     return sameScreen(device->screen(), expectedScreen(), name);
 }
 
 testing::AssertionResult ModelledDevice::isAsExpected(const std::string& name)
 {
-    auto result = showsWhatItShould(name);
+    auto result = showsExpectedScreen(name);
     return result ? device.isHealthy() : result;
 }

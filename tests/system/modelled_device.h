@@ -1,4 +1,4 @@
-// A device and the model of what its owner should experience, going the same way.
+// A device together with a model of what it should show.
 #pragma once
 
 #include "tests/system/flow_model.h"
@@ -7,33 +7,34 @@
 #include <cstdint>
 #include <string>
 
-/// Whatever is done by an operation below is done to both. The scripts may be replaced until the drive is found.
+/// Each operation acts on the device and on the model. Tests may replace the scripts until the drive is found.
 class ModelledDevice {
 public:
     ModelledDevice(const std::string& oldVersion, const std::string& newVersion);
 
     void findDrive();
-    /// One step on the way through a whole update or factory reset: the drive is found, a script ends well, the owner
-    /// chooses or confirms.
+    /// Performs the next step of a whole update or factory reset: finds the drive, ends the running script with status
+    /// 0, chooses the operation, or confirms it.
     void advance(bool isReset);
     void turn(bool right);
     void click();
     void pressLong();
-    /// The script, which is the running one, prints that progress.
-    void tell(const OrderedScript& script, const std::string& progress);
-    /// The running script has been told to end so; waits until it has.
+    /// Prints the progress from `script`, which must be running.
+    void printProgress(const OrderedScript& script, const std::string& progress);
+    /// Waits for the end of the running script, which was ordered to exit with `status`.
     void awaitScriptEnd(int status);
     /// The running script, if there is one.
     [[nodiscard]] const OrderedScript& currentScript() const;
 
-    /// Runs until all that changed is drawn and on the glass.
-    void comeToRest();
-    /// What the model says that is on the glass.
+    /// Runs until the display shows every change.
+    void settle();
+    /// What the display shows according to the model.
     [[nodiscard]] sim::Screen expectedScreen();
-    // At rest: the screen is that one, pixel by pixel. On a difference, leaves pictures under `name`.
 
-    [[nodiscard]] testing::AssertionResult showsWhatItShould(const std::string& name);
-    /// And the device is healthy.
+    // Call these when the device has settled. They write pictures under `name` if the screens differ.
+
+    [[nodiscard]] testing::AssertionResult showsExpectedScreen(const std::string& name);
+    /// Also checks that the device is healthy.
     [[nodiscard]] testing::AssertionResult isAsExpected(const std::string& name);
 
     TestDevice device;

@@ -1,4 +1,4 @@
-// The shell side and the test's side of the orders.
+// The shell script and the test's end of its FIFO.
 #include "tests/system/ordered_script.h"
 
 #include "sim/device/simulated_device.h"
@@ -27,7 +27,7 @@ while IFS= read -r order; do
 done < "$DEVICE_ROOT/orders.$name"
 )";
 
-/// What printf's %b turns back into the very bytes.
+/// Escapes for printf's %b.
 std::string escaped(const std::string& bytes)
 {
     std::string text;
@@ -50,7 +50,7 @@ OrderedScript::OrderedScript(const fs::path& deviceRoot, const std::string& name
     fs::permissions(script, fs::perms::owner_all);
 
     const fs::path queue = deviceRoot / ("orders." + name);
-    // Open for both, so that neither side waits for the other to open it.
+    // Opened for reading and writing, so that neither open blocks.
     if (mkfifo(queue.c_str(), 0600) != 0 || (orders = open(queue.c_str(), O_RDWR | O_CLOEXEC)) < 0) {
         throw std::runtime_error("cannot make " + queue.string());
     }

@@ -1,4 +1,4 @@
-// A script of the device that does what the test orders, when the test orders it.
+// A script of the device that executes orders of the test.
 #pragma once
 
 #include <filesystem>
@@ -8,21 +8,21 @@ namespace sim {
 class SimulatedDevice;
 }
 
-/// Stands at /usr/sbin/ on the device. It is a real shell script that reads its orders from a queue; the operations
-/// below hold the device's time still until an order has been carried out.
+/// A shell script in the device's /usr/sbin/ that reads orders from a FIFO. The operations stop the device's time until
+/// the script has executed the order.
 class OrderedScript {
 public:
-    /// `name` is that of the script file, such as "format.sh".
+    /// `name` is the file name, such as "format.sh".
     OrderedScript(const std::filesystem::path& deviceRoot, const std::string& name);
     OrderedScript(const OrderedScript&) = delete;
     OrderedScript& operator=(const OrderedScript&) = delete;
     ~OrderedScript();
 
-    /// The bytes, which may be any but come to at most 60,000, are in the pipe for the updater's next read.
+    /// Writes the bytes (at most 60,000) to the pipe, ready for the updater's next read.
     void print(sim::SimulatedDevice& device, const std::string& bytes) const;
     void exit(sim::SimulatedDevice& device, int status) const;
 
-    /// How often it has been started, and with what arguments, one line each.
+    /// The arguments of each start, one line per start.
     [[nodiscard]] std::string calls() const;
 
 private:

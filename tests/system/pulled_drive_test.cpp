@@ -1,10 +1,11 @@
-// The drive is pulled at every line that the scripts print, in updates and factory resets with the reference scripts.
+// The drive is pulled while the simulator's scripts run, at each progress line of an update and of a factory reset.
 #include "sim/device/simulated_device.h"
 #include "sim/run/device_files.h"
 #include "tests/support/process_census.h"
 #include "tests/system/golden_screen.h"
 #include "tests/system/screen_painter.h"
 #include "updater/screen_texts.h"
+#include "updater/timing.h"
 
 #include <fcntl.h>
 #include <filesystem>
@@ -21,20 +22,21 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Those of the decryption, which reads the drive.
+/// The progress lines of decrypt.sh, which reads the drive.
 constexpr int decryptLines = 6;
 
 constexpr int never = 0;
 
-/// What the owner chooses, and all lines from the drive to its end.
+/// An operation and the number of progress lines of all its scripts.
 struct Job {
     const char* name;
-    int turn; ///< of the knob in the menu
+    int turn; ///< selects the operation in the menu
     int lines;
     sim::Outcome outcome;
 };
 
-// 4 lines of the formatting, which keeps the presets, and 20 of the installation; or 2 and, with new presets, 23.
+// An update prints 4 lines while formatting, because it keeps the presets, and 20 while installing; a factory reset
+// prints 2 and, because it installs presets, 23.
 constexpr Job update = {"Update", -1, decryptLines + 4 + 20, sim::Outcome::Updated};
 constexpr Job factoryReset = {"FactoryReset", 1, decryptLines + 2 + 23, sim::Outcome::Reset};
 
@@ -43,18 +45,18 @@ void PrintTo(const Job& job, std::ostream* stream)
     *stream << job.name;
 }
 
-/// A device with the reference scripts, which wait at their beginning and at each of their progress lines.
+/// A device whose scripts wait at their start and after each progress line.
 class HeldScripts : public testing::Test {
 protected:
     HeldScripts()
     {
         std::ofstream(root / "usr/sbin/common.sh", std::ios::app)
-            << "wait_to_go_on() { read -r _ <\"$DEVICE_ROOT/go\"; }\n"
-               "show() { printf 'SHOW: %s\\n' \"$1\"; wait_to_go_on; }\n"
-               "wait_to_go_on\n";
-        // Open for both, so that neither side waits for the other to open it.
+            << "wait_for_test() { read -r _ <\"$DEVICE_ROOT/go\"; }\n"
+               "show() { printf 'SHOW: %s\\n' \"$1\"; wait_for_test; }\n"
+               "wait_for_test\n";
+        // Opened for reading and writing, so that neither open blocks.
         if (mkfifo((root / "go").c_str(), 0600) != 0 || (go = open((root / "go").c_str(), O_RDWR | O_CLOEXEC)) < 0) {
-            throw std::runtime_error("cannot hold the scripts");
+            throw std::runtime_error("cannot make the FIFO of the scripts");
         }
     }
     ~HeldScripts() override { close(go); }
@@ -62,12 +64,12 @@ protected:
     void findDrive()
     {
         device.plug(drive);
-        device.runTo(501);
+        device.runTo(usbCheckPeriod);
     }
-    /// Lets the running script, and the one that follows it at once, print line after line.
+    /// Releases the running script and the next one line by line; pulls the drive at line `pulledLine`.
     void followScripts(int pulledLine);
     bool awaitLine();
-    void letGoOn() const;
+    void release() const;
     void choose(const Job& job);
     void expectNothingIsLeft();
 
@@ -83,18 +85,18 @@ protected:
 void HeldScripts::followScripts(int pulledLine)
 {
     while (device.isScriptRunning()) {
-        letGoOn();
+        release();
         while (awaitLine()) {
             if (++linesPrinted == pulledLine) {
                 device.unplug();
             }
-            letGoOn();
+            release();
         }
     }
-    device.run(40); // until all that changed is on the screen
+    device.run(40); // until the display shows every change
 }
 
-/// False when the script has ended instead; the next one may run by then.
+/// Returns false when the script has ended; the next one may already run.
 bool HeldScripts::awaitLine()
 {
     const std::string before = device.standardOutput();
@@ -103,16 +105,16 @@ bool HeldScripts::awaitLine()
     return device.isScriptRunning() && device.standardOutput() == before;
 }
 
-void HeldScripts::letGoOn() const
+void HeldScripts::release() const
 {
     if (write(go, "\n", 1) != 1) {
-        throw std::runtime_error("cannot let a script go on");
+        throw std::runtime_error("cannot release a script");
     }
 }
 
 void HeldScripts::choose(const Job& job)
 {
-    for (const int step : {job.turn, 1}) { // to what is chosen, to "Yes"
+    for (const int step : {job.turn, 1}) { // selects the operation, then "Yes"
         device.turn(step);
         device.run(40);
         device.click();
@@ -134,7 +136,7 @@ void HeldScripts::expectNothingIsLeft()
 
 class WholeJob : public HeldScripts, public testing::WithParamInterface<Job> {};
 
-TEST_P(WholeJob, PrintsAsManyLinesAsArePulledAt)
+TEST_P(WholeJob, PrintsTheExpectedNumberOfLines)
 {
     const Job& job = GetParam();
     findDrive();
@@ -152,7 +154,7 @@ INSTANTIATE_TEST_SUITE_P(All, WholeJob, testing::Values(update, factoryReset), t
 
 class PulledWhileReading : public HeldScripts, public testing::WithParamInterface<int> {};
 
-TEST_P(PulledWhileReading, IsReportedAndTheMemoryIsLeftAlone)
+TEST_P(PulledWhileReading, IsReportedAndLeavesTheMemoryUntouched)
 {
     findDrive();
     const std::string memory = sim::memoryContent(root);
@@ -164,7 +166,8 @@ TEST_P(PulledWhileReading, IsReportedAndTheMemoryIsLeftAlone)
     expectNothingIsLeft();
 }
 
-INSTANTIATE_TEST_SUITE_P(Line, PulledWhileReading, testing::Range(1, decryptLines + 1));
+INSTANTIATE_TEST_SUITE_P(Short, PulledWhileReading, testing::Values(1, decryptLines));
+INSTANTIATE_TEST_SUITE_P(Long, PulledWhileReading, testing::Range(2, decryptLines));
 
 struct LaterPull {
     Job job;
@@ -178,7 +181,7 @@ void PrintTo(const LaterPull& pull, std::ostream* stream)
 
 class PulledAfterwards : public HeldScripts, public testing::WithParamInterface<LaterPull> {};
 
-TEST_P(PulledAfterwards, IsOfNoConsequence)
+TEST_P(PulledAfterwards, DoesNotAffectTheUpdate)
 {
     const auto& [job, line] = GetParam();
     findDrive();
@@ -203,8 +206,11 @@ std::vector<LaterPull> allLaterPulls()
     return pulls;
 }
 
-INSTANTIATE_TEST_SUITE_P(Line, PulledAfterwards, testing::ValuesIn(allLaterPulls()), [](const auto& pull) {
+constexpr auto nameOfPull = [](const auto& pull) {
     return std::string(pull.param.job.name) + std::to_string(pull.param.line);
-});
+};
+
+INSTANTIATE_TEST_SUITE_P(Short, PulledAfterwards, testing::Values(LaterPull{update, decryptLines + 1}), nameOfPull);
+INSTANTIATE_TEST_SUITE_P(Long, PulledAfterwards, testing::ValuesIn(allLaterPulls()), nameOfPull);
 
 } // namespace

@@ -1,9 +1,9 @@
-// Random walks of everything that can happen to the device, against the model of what its owner should experience.
+// Random sequences of user input, progress and script results, compared with the flow model after every step.
 #include "tests/system/modelled_device.h"
 
-#include <rapidcheck/gtest.h>
-#include <string>
-#include <vector>
+#include <iostream>
+#include <rapidcheck.h>
+#include <sstream>
 
 namespace {
 
@@ -11,7 +11,7 @@ enum class Act { TurnLeft, TurnRight, Click, LongPress, Wait, Progress, Noise, S
 
 struct Step {
     Act act;
-    /// Of a failing script: its exit status. Else anything.
+    /// The exit status of a failing script; otherwise an arbitrary amount.
     int number;
 };
 
@@ -36,7 +36,6 @@ rc::Gen<Step> anyStep()
                                     rc::gen::inRange(1, 6));
 }
 
-/// Takes steps with the device and its model.
 class Walk {
 public:
     Walk(const std::string& oldVersion, const std::string& newVersion) : walker(oldVersion, newVersion)
@@ -61,10 +60,10 @@ public:
             device->run(static_cast<std::uint64_t>(step.number) * 97);
             break;
         default:
-            direct(step);
+            continueScript(step);
             break;
         }
-        walker.comeToRest();
+        walker.settle();
     }
 
     [[nodiscard]] bool isAsExpected() { return walker.isAsExpected("walk"); }
@@ -77,7 +76,7 @@ public:
     [[nodiscard]] bool wereTheRightScriptsStarted()
     {
         if (model.isScriptRunning()) {
-            walker.currentScript().print(*device, "noise"); // by now it has written down how it was called
+            walker.currentScript().print(*device, "noise"); // the script has recorded its call before it prints
         }
         const std::string format = model.isReset() ? "1\n" : "0\n";
         const bool hasFormatted = !device.format.calls().empty();
@@ -88,22 +87,21 @@ public:
     }
 
 private:
-    /// What only a running script can do.
-    void direct(const Step& step)
+    /// Does nothing unless a script is running.
+    void continueScript(const Step& step)
     {
         if (!model.isScriptRunning()) {
             return;
         }
         const OrderedScript& script = walker.currentScript();
         if (step.act == Act::Progress) {
-            walker.tell(script, "step " + std::to_string(step.number));
+            walker.printProgress(script, "step " + std::to_string(step.number));
         } else if (step.act == Act::Noise) {
             script.print(*device,
                          "noise\n\nSHOW:\n" + std::string(static_cast<std::size_t>(step.number) * 100, 'x') + "\n");
         } else {
             const int status = step.act == Act::Succeed ? 0 : step.number;
-            // Let what was told before be drawn, or it may never be seen.
-            walker.comeToRest();
+            walker.settle(); // the earlier progress must be drawn before it is replaced
             script.exit(*device, status);
             walker.awaitScriptEnd(status);
         }
@@ -114,7 +112,7 @@ private:
     FlowModel& model = walker.model;
 };
 
-RC_GTEST_PROP(RandomWalk, ShowsWhatTheModelExpectsAfterEveryStep, ())
+void walkAtRandom()
 {
     const auto oldVersion = *rc::gen::element<std::string>("", "1.0", "1.0", "0.9.1-beta");
     const auto newVersion = *rc::gen::element<std::string>("2.0", "10.20.30", "");
@@ -125,7 +123,26 @@ RC_GTEST_PROP(RandomWalk, ShowsWhatTheModelExpectsAfterEveryStep, ())
         RC_ASSERT(walk.isAsExpected());
     }
     RC_ASSERT(walk.wereTheRightScriptsStarted());
-    RC_CLASSIFY(walk.isOver(), "came to an end");
+    RC_CLASSIFY(walk.isOver(), "reached an end");
 }
+
+/// The parameter is the number of walks.
+class RandomWalk : public testing::TestWithParam<int> {};
+
+TEST_P(RandomWalk, ShowsWhatTheModelExpectsAfterEveryStep)
+{
+    rc::detail::TestParams parameters = rc::detail::configuration().testParams;
+    parameters.maxSuccess = GetParam();
+    rc::detail::TestMetadata metadata;
+    metadata.id = "RandomWalk";
+    const rc::detail::TestResult result = rc::detail::checkTestable(walkAtRandom, metadata, parameters);
+    std::ostringstream message;
+    rc::detail::printResultMessage(result, message);
+    std::cout << message.str() << '\n';
+    EXPECT_TRUE(result.is<rc::detail::SuccessResult>()) << message.str();
+}
+
+INSTANTIATE_TEST_SUITE_P(Short, RandomWalk, testing::Values(10));
+INSTANTIATE_TEST_SUITE_P(Long, RandomWalk, testing::Values(100));
 
 } // namespace

@@ -1,4 +1,4 @@
-// Where everything stands on the screens, a second time, from the PNG files.
+// The positions of all screen elements.
 #include "tests/system/screen_painter.h"
 
 #include "sim/device/png_file.h"
@@ -14,10 +14,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A drawing happens in iterations that are divisible by this one.
-constexpr std::uint64_t drawingInterval = 20;
-/// Iterations from a drawing until it is on the glass.
-constexpr std::uint64_t onItsWay = 7;
+/// Iterations that a frame takes to reach the display.
+constexpr std::uint64_t transferIterations = 7;
 
 const sim::Picture& source(const std::string& name)
 {
@@ -48,14 +46,15 @@ int wheelFrameAt(std::uint64_t iteration, std::uint64_t start)
 
 std::uint64_t drawingShownAt(std::uint64_t iteration)
 {
-    return (iteration - onItsWay) / drawingInterval * drawingInterval;
+    return (iteration - transferIterations) / drawingInterval * drawingInterval;
 }
 
 std::uint64_t wheelStepsShown(std::uint64_t from, std::uint64_t to)
 {
     std::uint64_t count = 0;
     for (std::uint64_t turned = from / wheelPeriod * wheelPeriod; turned <= to; turned += wheelPeriod) {
-        const std::uint64_t shown = (turned + drawingInterval - 1) / drawingInterval * drawingInterval + onItsWay;
+        const std::uint64_t shown =
+            (turned + drawingInterval - 1) / drawingInterval * drawingInterval + transferIterations;
         count += turned > 0 && shown > from && shown <= to ? 1 : 0;
     }
     return count;
@@ -120,7 +119,7 @@ void ScreenPainter::picture(int left, int top, const std::string& name, bool tra
     }
 }
 
-/// Breaks at line feeds and before the glyph that would leave the screen; lines are one (unscaled) row apart.
+/// Breaks lines at line feeds and before a glyph that exceeds the screen; one (unscaled) row separates lines.
 void ScreenPainter::text(int left, int top, const std::string& characters, int scale, std::uint8_t level, int maxLines)
 {
     int x = left;

@@ -1,4 +1,4 @@
-// Getting the device to where a test begins.
+// Runs the device to the state in which a test begins.
 #include "tests/system/system_test.h"
 
 #include <utility>
@@ -44,7 +44,7 @@ void TestDevice::toPreparing()
     if (device == nullptr) {
         switchOn();
     }
-    device->runTo(501);
+    device->runTo(usbCheckPeriod);
 }
 
 void TestDevice::toMenu(const std::string& oldVersion, const std::string& newVersion)
@@ -95,15 +95,25 @@ void TestDevice::click()
     settle();
 }
 
-bool TestDevice::showsAtWork(const std::string& message)
+bool TestDevice::showsMessageAndWheel(const std::string& message)
+{
+    return frameUnder(message) >= 0;
+}
+
+int TestDevice::shownWheel()
+{
+    return frameUnder(texts::waiting);
+}
+
+int TestDevice::frameUnder(const std::string& message)
 {
     const sim::Screen screen = device->screen();
     for (int frame = 0; frame < 8; ++frame) {
         if (screen == ScreenPainter().message(message).wheel(frame).screen()) {
-            return true;
+            return frame;
         }
     }
-    return false;
+    return -1;
 }
 
 testing::AssertionResult TestDevice::isHealthy()

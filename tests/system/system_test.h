@@ -1,4 +1,4 @@
-// The device as the system tests hold it: the real updater, scripts that obey, and a drive to plug.
+// The fixture of the system tests: the real updater on a simulated device, with scripts that follow orders.
 #pragma once
 
 #include "sim/device/simulated_device.h"
@@ -7,18 +7,20 @@
 #include "tests/system/ordered_script.h"
 #include "tests/system/screen_painter.h"
 #include "updater/screen_texts.h"
+#include "updater/timing.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <linux/input.h>
 #include <memory>
 #include <string>
 
-/// A device in virtual time, off until `switchOn`.
+/// A device in virtual time. It is off until `switchOn`.
 class TestDevice {
 public:
     TestDevice();
 
-    /// The setup's paths are filled in.
+    /// Fills in the paths of `setup`.
     sim::SimulatedDevice& switchOn(sim::DeviceSetup setup = {});
     sim::SimulatedDevice& operator*() { return *device; }
     sim::SimulatedDevice* operator->() { return device.get(); }
@@ -26,15 +28,15 @@ public:
     [[nodiscard]] const std::filesystem::path& root() const { return folder.path(); }
     void writeFile(const std::string& path, const std::string& contents) const { folder.write(path, contents); }
     [[nodiscard]] std::string readFile(const std::string& path) const { return folder.read(path); }
-    /// Puts a shell script of the test's own in the place of an ordered one.
+    /// Replaces an ordered script by a shell script with this body.
     void replaceScript(const std::string& name, const std::string& body) const;
     void setVersions(const std::string& oldVersion, const std::string& newVersion) const;
 
-    // Ways to get somewhere. Each leaves the device at rest: all that changed is on the screen.
+    // Each of these operations ends when the display shows every change.
 
     /// Runs until the next redraw and its transfer are over.
     void settle();
-    /// Plugs a drive with a partition before the device is switched on, and waits until it is found.
+    /// Plugs a drive with a partition, switches the device on if it is off, and runs until the drive is found.
     void toPreparing();
     void toMenu(const std::string& oldVersion = "1.4.2", const std::string& newVersion = "2.0.0");
     void toUpdateDialog();
@@ -44,13 +46,17 @@ public:
     void turn(int steps);
     void click();
 
-    /// Whether that message stands on the screen over the wheel, whichever way the wheel is turned.
-    [[nodiscard]] bool showsAtWork(const std::string& message);
+    /// True when the screen is `message` with any frame of the wheel.
+    [[nodiscard]] bool showsMessageAndWheel(const std::string& message);
+    /// The frame (0 to 7) of the wheel under the waiting message; -1 for any other screen.
+    [[nodiscard]] int shownWheel();
 
-    /// No protocol violation so far, and the updater still runs.
+    /// Fails when the updater has ended or has violated a protocol of its devices.
     testing::AssertionResult isHealthy();
 
 private:
+    [[nodiscard]] int frameUnder(const std::string& message);
+
     ScratchFolder folder;
 
 public:
@@ -62,7 +68,7 @@ private:
     std::unique_ptr<sim::SimulatedDevice> device;
 };
 
-/// Checks at its end that the device is healthy, unless the test says that it will not be.
+/// Checks in the end that the device is healthy, unless the test clears `expectsHealth`.
 class SystemTest : public testing::Test {
 protected:
     void TearDown() override;

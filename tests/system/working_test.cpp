@@ -1,9 +1,9 @@
-// Formatting, installing, and how they end.
+// Formatting and installing.
 #include "tests/system/system_test.h"
 
 namespace {
 
-/// Both operations; the parameter tells whether it is the factory reset.
+/// The parameter is true for the factory reset.
 class Working : public SystemTest, public testing::WithParamInterface<bool> {
 protected:
     [[nodiscard]] bool isReset() const { return GetParam(); }
@@ -12,66 +12,39 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Operation, Working, testing::Bool(),
                          [](const auto& test) { return test.param ? "FactoryReset" : "Update"; });
 
-TEST_P(Working, TellsTheFormatScriptWhichOfBothItIs)
+TEST_P(Working, RunsFormatAndInstallAndShowsTheirProgressUnderOneHeader)
 {
-    device.toFormatting(isReset());
-    device.format.print(*device, "started");
-    EXPECT_EQ(device.format.calls(), isReset() ? "1\n" : "0\n");
-    EXPECT_EQ(device.install.calls(), "");
-}
-
-TEST_P(Working, ShowsTheProgressOfBothScriptsBehindTheSameHeader)
-{
+    const std::string header = texts::updatingHeader;
     device.toFormatting(isReset());
     device.format.print(*device, "SHOW: Formatting 50%\n");
     device.settle();
-    EXPECT_TRUE(device.showsAtWork(std::string(texts::updatingHeader) + "Formatting 50%"));
+    EXPECT_TRUE(device.showsMessageAndWheel(header + "Formatting 50%"));
+    EXPECT_EQ(device.format.calls(), isReset() ? "1\n" : "0\n");
+    EXPECT_EQ(device.install.calls(), "");
     device.format.exit(*device, 0);
     device.settle();
     EXPECT_EQ(device->standardOutput(), "Starting updater...\nStarted install.sh\n");
     device.install.print(*device, "SHOW: Copying 3 of 7\n");
     device.settle();
-    EXPECT_EQ(device.install.calls(), "\n"); // once, without an argument
-    EXPECT_TRUE(device.showsAtWork(std::string(texts::updatingHeader) + "Copying 3 of 7"));
-}
-
-TEST_P(Working, EndsWithEverythingDone)
-{
-    device.toInstalling(isReset());
+    EXPECT_EQ(device.install.calls(), "\n") << "started once, without an argument";
+    EXPECT_TRUE(device.showsMessageAndWheel(header + "Copying 3 of 7"));
     device.install.exit(*device, 0);
     device.settle();
     EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message(texts::done).screen(), "done"));
-    // No line end behind the last words, and yet they are out.
-    EXPECT_EQ(device->standardOutput(), "Starting updater...\nStarted install.sh\nEverything done");
+    EXPECT_EQ(device->standardOutput(), "Starting updater...\nStarted install.sh\nEverything done")
+        << "the last line has no line end but is flushed";
 }
 
-TEST_P(Working, SaysWhatToDoWhenTheFormatFails)
+TEST_P(Working, FailedFormatStartsNoInstallation)
 {
     device.toFormatting(isReset());
-    device.format.print(*device, "SHOW: Formatting\n");
-    device.settle();
     device.format.exit(*device, 1);
     device.settle();
-    EXPECT_TRUE(sameScreen(
-        device->screen(),
-        ScreenPainter().message(isReset() ? texts::resetFormatFailed : texts::updateFormatFailed).screen(), "failed"));
     EXPECT_EQ(device->standardOutput(), "Starting updater...\nA command failed...\n");
     EXPECT_EQ(device.install.calls(), "");
 }
 
-TEST_P(Working, SaysWhatToDoWhenTheInstallationFails)
-{
-    device.toInstalling(isReset());
-    device.install.exit(*device, 255);
-    device.settle();
-    EXPECT_TRUE(
-        sameScreen(device->screen(),
-                   ScreenPainter().message(isReset() ? texts::resetInstallFailed : texts::updateInstallFailed).screen(),
-                   "failed"));
-    EXPECT_EQ(device->standardOutput(), "Starting updater...\nStarted install.sh\nA command failed...\n");
-}
-
-TEST_P(Working, IsDeafToTheKnob)
+TEST_P(Working, IgnoresRotationAndClicks)
 {
     device.toFormatting(isReset());
     for (int i = 0; i < 10; ++i) {
@@ -82,15 +55,17 @@ TEST_P(Working, IsDeafToTheKnob)
     EXPECT_EQ(device.format.calls(), isReset() ? "1\n" : "0\n");
 }
 
-TEST_P(Working, StaysAtItsEndWhateverTheOwnerDoes)
+class Done : public SystemTest {};
+
+TEST_F(Done, IsFinal)
 {
-    device.toInstalling(isReset());
+    device.toInstalling(false);
     device.install.exit(*device, 0);
     device.settle();
     const sim::Screen end = device->screen();
     const std::uint64_t frames = device->frameCount();
-    for (int i = 0; i < 10; ++i) {
-        device.turn(i % 3 - 1);
+    for (const int step : {-1, 0, 1}) {
+        device.turn(step);
         device.click();
         device->unplug();
         device->run(600);
