@@ -126,8 +126,7 @@ class Tree:
             "CMAKE_BUILD_TYPE": "Debug",
             "CMAKE_CXX_FLAGS_DEBUG": "-O0",
             "TONECRATE_TESTS": "ON",
-            # Else every link would run the tests once to list them.
-            "CMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE": "PRE_TEST",
+            "TONECRATE_SEPARATE_TESTS": "ON",
         }
         arguments = [f"-D{name}={value}" for name, value in options.items()]
         done = subprocess.run(
