@@ -1,24 +1,21 @@
 // Storage and drawing operations of the bitmap.
 #include "graphics/bitmap.h"
 
-#include "graphics/wide_vectors.h"
-
 #include <algorithm>
-#include <bit>
-#include <cstring>
+#include <cstddef>
 #include <limits>
 #include <new>
 
 namespace {
 
-/// 64-bit, so that no size can wrap into a small one. Zero or below means: no storage.
-std::int32_t pixelCount(std::int64_t width, std::int64_t height)
+/// Computed in 64 bits, so a huge size cannot wrap around to a small one. A product below 1 needs no storage.
+std::size_t pixelCount(std::int64_t width, std::int64_t height)
 {
     const std::int64_t count = width * height;
     if (count > std::numeric_limits<std::int32_t>::max()) {
         throw std::bad_array_new_length();
     }
-    return static_cast<std::int32_t>(std::max<std::int64_t>(count, 0));
+    return static_cast<std::size_t>(std::max<std::int64_t>(count, 0));
 }
 
 std::int32_t scaledLength(std::int32_t length, std::int32_t factor)
@@ -30,150 +27,50 @@ std::int32_t scaledLength(std::int32_t length, std::int32_t factor)
     return static_cast<std::int32_t>(result);
 }
 
-/// Where every array begins, so that the rows of the Canvas are read by whole cache lines.
-constexpr std::align_val_t cacheLine{64};
-
-/// Pixels of one row on which operators work at once. They fill a vector register of the device.
-constexpr std::int32_t registerful = 16;
-using Pixels __attribute__((vector_size(registerful))) = Pixel;
-
-Pixels load(const Pixel* from)
-{
-    Pixels pixels;
-    std::memcpy(&pixels, from, sizeof pixels);
-    return pixels;
-}
-
-void store(const Pixels& pixels, Pixel* to)
-{
-    std::memcpy(to, &pixels, sizeof pixels);
-}
-
-/// Replaces a register full of pixels with choose(pixels, source pixels).
-template <typename Choose>
-void chooseMany(Pixel* to, const Pixel* from, Choose choose)
-{
-    store(choose(load(to), load(from)), to);
-}
-
-/// Four at a time, as most rows are those of the whole display. The last register full overlaps the one before it, and
-/// is chosen before that is stored: a load of what was stored in two pieces would wait for both.
-template <typename Choose>
-void chooseRow(Pixel* to, const Pixel* from, std::int32_t count, Choose choose)
-{
-    if (count < registerful) {
-        for (std::int32_t i = 0; i < count; ++i) {
-            to[i] = choose(to[i], from[i]);
-        }
-        return;
-    }
-    const std::int32_t last = count - registerful;
-    const Pixels end = choose(load(to + last), load(from + last));
-    std::int32_t i = 0;
-    for (; i + 4 * registerful <= count; i += 4 * registerful) {
-        for (std::int32_t part = i; part < i + 4 * registerful; part += registerful) {
-            chooseMany(to + part, from + part, choose);
-        }
-    }
-    for (; i < last; i += registerful) {
-        chooseMany(to + i, from + i, choose);
-    }
-    store(end, to + last);
-}
-
 } // namespace
 
-/// The part of a rectangle that lies within the bitmap: columns left..right-1, rows top..bottom-1.
-struct Bitmap::Overlap {
-    std::int32_t left;
-    std::int32_t top;
-    std::int32_t right;
-    std::int32_t bottom;
+/// Columns left..right-1 of rows top..bottom-1. An empty area has no rows.
+struct Bitmap::Area {
+    std::int32_t left = 0;
+    std::int32_t top = 0;
+    std::int32_t right = 0;
+    std::int32_t bottom = 0;
 };
 
-Bitmap::Bitmap(std::int32_t w, std::int32_t h) : width(w), height(h)
-{
-    reserve(pixelCount(w, h));
-}
+Bitmap::Bitmap(std::int32_t w, std::int32_t h) : width(w), height(h), pixels(pixelCount(w, h))
+{}
 
-Bitmap::Bitmap(std::int32_t w, std::int32_t h, std::span<const std::uint8_t> source) : width(w), height(h)
+Bitmap::Bitmap(std::int32_t w, std::int32_t h, std::span<const std::uint8_t> source) : Bitmap(w, h)
 {
     if (std::int64_t{w} * h < 0) {
         throw std::bad_array_new_length();
     }
-    reserve(pixelCount(w, h));
-    std::copy_n(source.begin(), capacity, pixels.get());
-}
-
-Bitmap::Bitmap(const Bitmap& other) : Bitmap(other.width, other.height)
-{
-    std::copy_n(other.pixels.get(), capacity, pixels.get());
-    writtenBands = other.writtenBands;
-}
-
-Bitmap& Bitmap::operator=(const Bitmap& other)
-{
-    if (this != &other) {
-        const std::int32_t count = pixelCount(other.width, other.height);
-        reserve(count);
-        width = other.width;
-        height = other.height;
-        std::copy_n(other.pixels.get(), count, pixels.get());
-        writtenBands = other.writtenBands;
-    }
-    return *this;
-}
-
-void Bitmap::Free::operator()(Pixel* array) const
-{
-    operator delete[](array, cacheLine);
-}
-
-void Bitmap::reserve(std::int32_t count)
-{
-    if (capacity < count) {
-        pixels.reset(new (cacheLine) Pixel[static_cast<std::size_t>(count)]);
-        capacity = count;
-    }
+    std::copy_n(source.begin(), pixels.size(), pixels.begin());
 }
 
 void Bitmap::resize(std::int32_t newWidth, std::int32_t newHeight)
 {
-    reserve(pixelCount(newWidth, newHeight));
+    const std::size_t count = pixelCount(newWidth, newHeight);
+    pixels.reserve(count); // vector::resize alone may allocate more
+    pixels.resize(std::max(count, pixels.size()));
     width = newWidth;
     height = newHeight;
-    writtenBands = allBands;
 }
 
 bool Bitmap::hasTransparency() const
 {
-    if (isEmpty()) {
-        return false;
-    }
-    const Pixel* end = row(height);
-    return std::find(row(0), end, transparentPixel) != end;
+    return !isEmpty() && std::find(row(0), row(height), transparentPixel) != row(height);
 }
 
 void Bitmap::fill(Pixel value)
 {
     if (!isEmpty()) {
-        std::fill(row(0), row(height), value);
+        std::fill(writableRow(0), writableRow(height), value);
     }
-    writtenBands = value == transparentPixel ? 0 : allBands;
 }
 
-void Bitmap::noteWriting(std::int32_t top, std::int32_t bottom)
-{
-    if (top >= bottom) {
-        return;
-    }
-    const std::int32_t first = top / rowsPerBand;
-    const std::int32_t count = (bottom - 1) / rowsPerBand - first + 1;
-    const std::uint64_t bands = count < 64 ? (std::uint64_t{1} << count) - 1 : allBands;
-    writtenBands |= std::rotl(bands, first % 64);
-}
-
-Bitmap::Overlap Bitmap::overlapAt(std::int64_t x, std::int64_t y, std::int64_t w, std::int64_t h) const
+/// The part of a w by h rectangle at (x, y) that lies within the bitmap.
+Bitmap::Area Bitmap::clip(std::int64_t x, std::int64_t y, std::int64_t w, std::int64_t h) const
 {
     if (isEmpty()) {
         return {};
@@ -181,71 +78,57 @@ Bitmap::Overlap Bitmap::overlapAt(std::int64_t x, std::int64_t y, std::int64_t w
     const auto within = [](std::int64_t value, std::int32_t length) {
         return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, 0, length));
     };
-    return {within(x, width), within(y, height), within(x + w, width), within(y + h, height)};
+    const Area area = {within(x, width), within(y, height), within(x + w, width), within(y + h, height)};
+    return area.left < area.right ? area : Area{};
 }
 
 void Bitmap::fillRect(std::int32_t x, std::int32_t y, std::int32_t w, std::int32_t h, Pixel value)
 {
-    if (w < 1 || h < 1) {
-        return;
-    }
-    const Overlap area = overlapAt(x, y, w, h);
-    noteWriting(area.top, area.bottom);
+    const Area area = clip(x, y, w, h);
     if (area.right - area.left == width) {
-        std::fill(row(area.top), row(area.bottom), value);
+        std::fill(writableRow(area.top), writableRow(area.bottom), value); // full rows are contiguous
         return;
     }
     for (std::int32_t line = area.top; line < area.bottom; ++line) {
-        std::fill(row(line) + area.left, row(line) + area.right, value);
+        std::fill(writableRow(line) + area.left, writableRow(line) + area.right, value);
     }
 }
 
-/// Replaces each pixel that `source`, with its top-left corner at (x, y), covers with choose(pixel, source pixel).
-template <typename Choose>
-void Bitmap::overlay(std::int32_t x, std::int32_t y, const Bitmap& source, Choose choose)
+/// Replaces each pixel that `source`, placed at (x, y), covers with combine(pixel, source pixel).
+template <typename Combine>
+void Bitmap::overlay(std::int32_t x, std::int32_t y, const Bitmap& source, Combine combine)
 {
-    if (source.isEmpty()) {
-        return;
-    }
-    const Overlap area = overlapAt(x, y, source.width, source.height);
-    if (area.left >= area.right || area.top >= area.bottom) {
-        return;
-    }
-    noteWriting(area.top, area.bottom);
-    const std::int32_t columns = area.right - area.left;
-    const std::uint64_t written = source.writtenBands;
-    Pixel* to = row(area.top) + area.left;
-    const Pixel* from = source.row(area.top - y) + (area.left - x);
-    const std::ptrdiff_t step = width;
-    const std::ptrdiff_t sourceStep = source.width;
-    for (std::int32_t line = area.top; line < area.bottom; ++line, to += step, from += sourceStep) {
-        if (columns == registerful) { // a glyph, mostly
-            chooseMany(to, from, choose);
-        } else if (isInBand(line - y, written)) {
-            chooseRow(to, from, columns, choose);
+    const Area area = clip(x, y, source.width, source.height);
+    // Locals, because the compiler must assume that writing a pixel changes the members.
+    const std::ptrdiff_t columns = area.right - area.left;
+    const std::ptrdiff_t pitch = width;
+    const std::ptrdiff_t sourcePitch = source.width;
+    Pixel* const target = pixels.data();
+    const Pixel* const origin = source.pixels.data();
+    std::ptrdiff_t to = area.top * pitch + area.left;
+    std::ptrdiff_t from = (std::ptrdiff_t{area.top} - y) * sourcePitch + area.left - x;
+    for (std::int32_t line = area.top; line < area.bottom; ++line, to += pitch, from += sourcePitch) {
+        for (std::ptrdiff_t i = 0; i < columns; ++i) {
+            target[to + i] = combine(target[to + i], origin[from + i]);
         }
     }
 }
 
-TONECRATE_WIDE_VECTORS void Bitmap::drawBitmap(std::int32_t x, std::int32_t y, const Bitmap& source, bool invert)
+void Bitmap::drawBitmap(std::int32_t x, std::int32_t y, const Bitmap& source, bool invert)
 {
     if (invert) {
-        overlay(x, y, source, []<typename Value>(Value old, Value value) {
-            const auto inverted = static_cast<Value>(inkPixel - value);
+        overlay(x, y, source, [](Pixel old, Pixel value) -> Pixel {
+            const auto inverted = static_cast<Pixel>(inkPixel - value);
             return value == transparentPixel ? old : value <= inkPixel ? inverted : value;
         });
     } else {
-        overlay(x, y, source, []<typename Value>(Value old, Value value) {
-            return value == transparentPixel ? old : value; //
-        });
+        overlay(x, y, source, [](Pixel old, Pixel value) { return value == transparentPixel ? old : value; });
     }
 }
 
-TONECRATE_WIDE_VECTORS void Bitmap::drawMask(std::int32_t x, std::int32_t y, const Bitmap& source, Pixel value)
+void Bitmap::drawMask(std::int32_t x, std::int32_t y, const Bitmap& source, Pixel value)
 {
-    overlay(x, y, source, [value]<typename Value>(Value old, Value mask) {
-        return mask == inkPixel ? static_cast<Value>(Value{} + value) : old;
-    });
+    overlay(x, y, source, [value](Pixel old, Pixel mask) { return mask == inkPixel ? value : old; });
 }
 
 Bitmap Bitmap::scaled(std::int32_t factor) const
@@ -256,7 +139,7 @@ Bitmap Bitmap::scaled(std::int32_t factor) const
     }
     for (std::int32_t y = 0; y < result.height; ++y) {
         const Pixel* from = row(y / factor);
-        Pixel* to = result.row(y);
+        Pixel* to = result.writableRow(y);
         for (std::int32_t x = 0; x < result.width; ++x) {
             to[x] = from[x / factor];
         }
@@ -268,7 +151,7 @@ Bitmap Bitmap::inkMask() const
 {
     Bitmap result(width, height);
     if (!isEmpty()) {
-        std::transform(row(0), row(height), result.row(0),
+        std::transform(row(0), row(height), result.writableRow(0),
                        [](Pixel value) { return value == inkPixel ? inkPixel : transparentPixel; });
     }
     return result;

@@ -30,7 +30,7 @@ std::uint8_t greyOf(Pixel value)
 std::vector<std::uint8_t> headers(std::int32_t width, std::int32_t height)
 {
     std::vector<std::uint8_t> bytes = {'B', 'M'};
-    // Deliberately without the padding of the rows, so only exact where a row needs none (as in the canvas).
+    // Deliberately excludes row padding, so it is exact only if rows need none (as in the canvas).
     append<4>(bytes, bytesPerPixel * width * height + fileHeaderSize + infoHeaderSize);
     append<4>(bytes, 0); // reserved
     append<4>(bytes, fileHeaderSize + infoHeaderSize);
@@ -68,7 +68,7 @@ bool Bitmap::saveBmp(const std::string& path) const
     }
     std::fwrite(bytes.data(), 1, bytes.size(), file);
     std::fclose(file);
-    // The caller may switch the device off next: the picture must be on the medium by then.
+    // The device may be switched off next, so the file must be on the storage medium when this returns.
     [[maybe_unused]] const int ignored = std::system("sync");
     return true;
 }

@@ -2,6 +2,7 @@
 #include "graphics/font.h"
 
 #include "graphics/image_store.h"
+#include "graphics/saturate.h"
 
 #include <algorithm>
 #include <charconv>
@@ -13,13 +14,7 @@ FontRegistry fontRegistry;
 
 namespace {
 
-const Font* findFont(const std::string& name)
-{
-    const auto found = fontRegistry.find(name);
-    return found == fontRegistry.end() ? nullptr : &found->second;
-}
-
-/// The character code named by a path such as "img/font8/41.png"; 0 where there is no hexadecimal digit.
+/// The character code in a path such as "img/font8/41.png"; 0 if there is no hexadecimal digit.
 std::uint8_t codeOf(std::string_view path)
 {
     constexpr std::size_t digits = 2;
@@ -32,77 +27,72 @@ std::uint8_t codeOf(std::string_view path)
     return code;
 }
 
-const GlyphCell& cellFor(const Font& font, char character)
-{
-    return font.cells[font.cellOf[static_cast<std::uint8_t>(character)]];
-}
-
 bool hasInk(const Bitmap& glyph, std::int32_t y)
 {
     const Pixel* end = glyph.row(y) + glyph.getWidth();
     return std::find(glyph.row(y), end, inkPixel) != end;
 }
 
-void fillCell(GlyphCell& cell, const Bitmap& glyph)
+const Font* findFont(const std::string& name)
 {
-    constexpr std::int32_t leastColumns = 16;
-    std::int32_t top = 0;
-    std::int32_t bottom = glyph.getHeight();
-    while (top < bottom && !hasInk(glyph, top)) {
-        ++top;
-    }
-    while (top < bottom && !hasInk(glyph, bottom - 1)) {
-        --bottom;
-    }
-    cell.width = glyph.getWidth();
-    cell.top = top;
-    cell.mask.resize(std::max(cell.width, leastColumns), bottom - top);
-    cell.mask.fill(transparentPixel);
-    cell.mask.drawBitmap(0, -top, glyph, false);
+    const auto found = fontRegistry.find(name);
+    return found == fontRegistry.end() ? nullptr : &found->second;
 }
 
-/// Fills the flat table from the map.
-void lineUpCells(Font& font)
+} // namespace
+
+Font::Font(std::int32_t spacing, std::int32_t gap, std::int32_t enlargement, Glyphs glyphSet)
+    : letterSpacing(spacing), lineSpacing(gap), scale(enlargement), glyphs(std::move(glyphSet))
 {
-    font.cells.reserve(font.glyphs.size() + 1);
-    for (const auto& [code, glyph] : font.glyphs) {
+    for (const auto& [code, glyph] : glyphs) {
         if (code == 0) {
-            fillCell(font.cells.front(), glyph);
+            cells.front() = makeCell(glyph);
         } else {
-            font.cellOf[code] = static_cast<std::uint8_t>(font.cells.size());
-            fillCell(font.cells.emplace_back(), glyph);
+            cellIndex[code] = static_cast<std::uint8_t>(cells.size());
+            cells.push_back(makeCell(glyph));
         }
     }
 }
 
-/// From a glyph's first column to that of the next. 64-bit: the spacing may be any number.
-std::int64_t advanceOf(const Font& font, const GlyphCell& cell)
+Font::Cell Font::makeCell(const Bitmap& glyph)
 {
-    return std::int64_t{cell.width} + font.letterSpacing;
+    constexpr std::int32_t leastColumns = 16;
+    Cell cell;
+    cell.width = glyph.getWidth();
+    std::int32_t bottom = cell.width < 1 ? 0 : glyph.getHeight();
+    while (cell.top < bottom && !hasInk(glyph, cell.top)) {
+        ++cell.top;
+    }
+    while (cell.top < bottom && !hasInk(glyph, bottom - 1)) {
+        --bottom;
+    }
+    cell.mask.resize(std::max(cell.width, leastColumns), bottom - cell.top);
+    cell.mask.fill(transparentPixel);
+    cell.mask.drawBitmap(0, -cell.top, glyph, false);
+    return cell;
 }
 
-std::int32_t heightOf(const Font& font)
+const Font::Cell& Font::cellFor(char character) const
 {
-    return font.glyphs.empty() ? 0 : font.glyphs.begin()->second.getHeight();
+    return cells[cellIndex[static_cast<std::uint8_t>(character)]];
 }
 
-std::int32_t clampedToInt(std::int64_t value)
+/// The columns from a glyph to the next. 64-bit, because the spacing may be any number.
+std::int64_t Font::advance(const Cell& cell) const
 {
-    using Limits = std::numeric_limits<std::int32_t>;
-    return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, Limits::min(), Limits::max()));
+    return std::int64_t{cell.width} + letterSpacing;
 }
 
-/// Sets `text` in lines of at most `maxWidth` columns: calls place(cell, column, line) for each of its glyphs, up to
-/// the break that would open line number `maxLines`. Returns the number of the last line.
+/// Breaks `text` into lines of at most `maxWidth` columns and calls place(cell, column, line) for each glyph. Stops
+/// before line number `maxLines`. Returns the number of the last line; lines count from 0.
 template <typename Place>
-std::int32_t setLines(const Font& font, const std::string& text, std::int64_t maxWidth, std::int32_t maxLines,
-                      Place place)
+std::int32_t Font::layOut(const std::string& text, std::int64_t maxWidth, std::int32_t maxLines, Place place) const
 {
     std::int64_t column = 0;
     std::int32_t line = 0;
     for (const char character : text) {
-        const GlyphCell& cell = cellFor(font, character);
-        // A line feed that overflows is used up by the break that it causes.
+        const Cell& cell = cellFor(character);
+        // A line feed that exceeds the width breaks the line once, not twice.
         if (character == '\n' || cell.width + column > maxWidth) {
             if (line + 1 >= maxLines) {
                 return line;
@@ -112,75 +102,85 @@ std::int32_t setLines(const Font& font, const std::string& text, std::int64_t ma
         }
         if (character != '\n') {
             place(cell, column, line);
-            column += advanceOf(font, cell);
+            column += advance(cell);
         }
     }
     return line;
 }
 
-} // namespace
+std::int32_t Font::height() const
+{
+    return glyphs.empty() ? 0 : glyphs.begin()->second.getHeight();
+}
+
+std::uint32_t Font::width(const std::string& text) const
+{
+    if (glyphs.empty()) {
+        return 0;
+    }
+    std::int64_t total = 0;
+    for (const char character : text) {
+        total += advance(cellFor(character));
+    }
+    return static_cast<std::uint32_t>(total == 0 ? 0 : total - letterSpacing);
+}
+
+std::int32_t Font::countLines(const std::string& text, std::int32_t maxWidth) const
+{
+    const auto measureOnly = [](const Cell&, std::int64_t, std::int32_t) {};
+    return layOut(text, maxWidth, std::numeric_limits<std::int32_t>::max(), measureOnly) + 1;
+}
+
+void Font::draw(Bitmap& canvas, std::int32_t x, std::int32_t y, const std::string& text, Pixel colour,
+                std::int32_t maxWidth, std::int32_t maxLines, std::int32_t lineGap) const
+{
+    const std::int64_t pitch = std::int64_t{lineGap} + height();
+    const std::int64_t limit = maxWidth == 0 ? std::numeric_limits<std::int64_t>::max() : maxWidth;
+    layOut(text, limit, maxLines, [&](const Cell& cell, std::int64_t column, std::int32_t line) {
+        canvas.drawMask(saturate(x + column), saturate(y + pitch * line + cell.top), cell.mask, colour);
+    });
+}
 
 void buildFont(const std::string& name, const std::string& directory, std::int32_t letterSpacing,
                std::int32_t lineSpacing, std::int32_t scale)
 {
-    Font font;
-    font.letterSpacing = letterSpacing;
-    font.lineSpacing = lineSpacing;
-    font.scale = scale;
+    Font::Glyphs glyphs;
     for (const auto& [path, image] : imageStore) {
         if (path.starts_with(directory)) {
-            font.glyphs.insert_or_assign(codeOf(path), getImage(path).inkMask().scaled(scale));
+            glyphs.insert_or_assign(codeOf(path), getImage(path).inkMask().scaled(scale));
         }
     }
-    lineUpCells(font);
-    fontRegistry[name] = std::move(font);
+    fontRegistry.insert_or_assign(name, Font(letterSpacing, lineSpacing, scale, std::move(glyphs)));
 }
 
 std::int32_t fontHeight(const std::string& name)
 {
     const Font* font = findFont(name);
-    return font == nullptr ? 0 : heightOf(*font);
+    return font == nullptr ? 0 : font->height();
 }
 
 std::int32_t fontLineSpacing(const std::string& name)
 {
     const Font* font = findFont(name);
-    return font == nullptr ? 0 : font->lineSpacing;
+    return font == nullptr ? 0 : font->getLineSpacing();
 }
 
 std::uint32_t textWidth(const std::string& name, const std::string& text)
 {
     const Font* font = findFont(name);
-    if (font == nullptr || font->glyphs.empty()) {
-        return 0;
-    }
-    std::int64_t total = 0;
-    for (const char character : text) {
-        total += advanceOf(*font, cellFor(*font, character));
-    }
-    return static_cast<std::uint32_t>(total == 0 ? 0 : total - font->letterSpacing);
+    return font == nullptr ? 0 : font->width(text);
 }
 
 std::int32_t countLines(const std::string& name, const std::string& text, std::int32_t maxWidth)
 {
     const Font* font = findFont(name);
-    if (font == nullptr) {
-        return 0;
-    }
-    const auto measureOnly = [](const GlyphCell&, std::int64_t, std::int32_t) {};
-    return setLines(*font, text, maxWidth, std::numeric_limits<std::int32_t>::max(), measureOnly) + 1;
+    return font == nullptr ? 0 : font->countLines(text, maxWidth);
 }
 
 void drawText(Bitmap& canvas, std::int32_t x, std::int32_t y, const std::string& name, const std::string& text,
               Pixel colour, std::int32_t maxWidth, std::int32_t maxLines, std::int32_t lineGap)
 {
-    const Font* font = findFont(name);
-    if (font == nullptr) {
-        return;
+    if (const Font* font = findFont(name)) {
+        font->draw(canvas, x, y, text, colour, maxWidth, maxLines, lineGap);
     }
-    const std::int64_t pitch = std::int64_t{lineGap} + heightOf(*font);
-    const std::int64_t limit = maxWidth == 0 ? std::numeric_limits<std::int64_t>::max() : maxWidth;
-    setLines(*font, text, limit, maxLines, [&](const GlyphCell& cell, std::int64_t column, std::int32_t line) {
-        canvas.drawMask(clampedToInt(x + column), clampedToInt(y + pitch * line + cell.top), cell.mask, colour);
-    });
 }

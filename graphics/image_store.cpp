@@ -20,7 +20,7 @@ Bitmap getImage(const std::string& path)
 {
     const auto found = imageStore.find(path);
     if (found == imageStore.end()) {
-        // The message has always been spelt so.
+        // The typo is kept for compatibility.
         std::cerr << "Image in image buffer not avilable:" << path << std::endl;
         return {};
     }

@@ -1,4 +1,4 @@
-// The compiled-in images, found by their path names.
+// The compiled-in images, looked up by path.
 #pragma once
 
 #include "graphics/bitmap.h"
@@ -6,15 +6,15 @@
 #include <map>
 #include <string>
 
-/// Ordered byte-wise by path, such as "img/wheel_0.png". The paths are plain keys: no file is read.
+/// Ordered bytewise by path, such as "img/wheel_0.png". The paths are only keys: no file is read.
 using ImageStore = std::map<std::string, Bitmap>;
 
-/// Empty until `buildImageStore`, never changed afterwards.
+/// Empty until `buildImageStore`, unchanged afterwards.
 extern ImageStore imageStore;
 
-/// Fills the store with every compiled-in image. Called once, before anything draws.
+/// Fills the store with every compiled-in image. Call it once, before anything draws.
 void buildImageStore();
 
-/// A copy of the image stored under `path`. A path that is not stored is reported on standard error and yields an
-/// empty bitmap.
+/// Returns a copy of the image stored under `path`. Reports an unknown path on standard error and returns an empty
+/// bitmap.
 [[nodiscard]] Bitmap getImage(const std::string& path);

@@ -1,4 +1,4 @@
-// The compiled-in images, as the generated table carries them.
+// The compiled-in images, in the form of the generated table.
 #pragma once
 
 #include <cstddef>
@@ -10,10 +10,10 @@ struct ImageRecord {
     std::string_view path;
     std::int32_t width;
     std::int32_t height;
-    /// Where the image's width times height bytes, one level a pixel, begin in `imagePixels`.
+    /// The index in `imagePixels` of the first of width times height bytes, one byte per pixel.
     std::size_t offset;
 };
 
-/// Every image under img/, sorted by path. Defined in the file that the build generates from the pictures.
+/// Every image under img/, sorted by path. The build generates the definitions from the pictures.
 extern const std::span<const ImageRecord> imageRecords;
 extern const std::span<const std::uint8_t> imagePixels;

@@ -1,4 +1,4 @@
-// Lines and outlines. They are clipped before they are walked, so that what is not visible takes no time.
+// Lines and outlines. Each line is clipped before it is drawn, so invisible pixels cost no time.
 #include "graphics/bitmap.h"
 
 #include <algorithm>
@@ -6,7 +6,7 @@
 
 namespace {
 
-/// The numbers first to last; none when last is below first.
+/// The integers from first to last, inclusive; empty if last is below first.
 struct Range {
     std::int64_t first;
     std::int64_t last;
@@ -17,7 +17,7 @@ Range common(Range a, Range b)
     return {std::max(a.first, b.first), std::min(a.last, b.last)};
 }
 
-/// A line along one axis: where it starts, which way it goes, and how far.
+/// A line projected onto one axis: its start, its direction (+1 or -1) and its length.
 struct Axis {
     std::int64_t start;
     std::int64_t direction;
@@ -26,7 +26,7 @@ struct Axis {
     Axis(std::int64_t from, std::int64_t to) : start(from), direction(to > from ? 1 : -1), length(std::abs(to - from))
     {}
 
-    /// The distances from the start at which it lies within 0 to size - 1.
+    /// The distances from the start at which the coordinate is within 0 to size - 1.
     [[nodiscard]] Range within(std::int64_t size) const
     {
         const std::int64_t toZero = -start * direction;
@@ -35,15 +35,15 @@ struct Axis {
     }
 };
 
-/// How far Bresenham's line has moved along its shorter axis: after n of `run` steps, n * rise / run, halves rounded
-/// up. Both lengths are below 2^32 and rise is at most run, so that no product leaves 64 bits.
+/// The distance that Bresenham's line has covered along its shorter axis: n * rise / run after n of `run` steps, halves
+/// rounded up. Both lengths are below 2^32 and rise is at most run, so every product fits in 64 bits.
 class Slope {
 public:
     Slope(std::int64_t runLength, std::int64_t riseLength)
         : run(static_cast<std::uint64_t>(runLength)), rise(static_cast<std::uint64_t>(riseLength))
     {}
 
-    /// The steps at which the distance along the shorter axis is one of these.
+    /// The steps at which the distance along the shorter axis is in `distances`.
     [[nodiscard]] Range stepsIn(Range distances) const
     {
         return {firstStepAt(distances.first), firstStepAt(distances.last + 1) - 1};
@@ -72,7 +72,7 @@ private:
             return 0;
         }
         if (rise < static_cast<std::uint64_t>(target)) {
-            return static_cast<std::int64_t>(run) + 1; // never
+            return static_cast<std::int64_t>(run) + 1; // not on this line
         }
         return static_cast<std::int64_t>((run * static_cast<std::uint64_t>(target) - run / 2 + rise - 1) / rise);
     }
@@ -80,7 +80,7 @@ private:
     std::uint64_t run;
     std::uint64_t rise;
     std::int64_t distance = 0;
-    /// What is left of the division by `run`.
+    /// The remainder of the division by `run`.
     std::uint64_t error = 0;
 };
 
@@ -91,7 +91,8 @@ void Bitmap::drawLine(std::int32_t x0, std::int32_t y0, std::int32_t x1, std::in
     plotLine(x0, y0, x1, y1, value);
 }
 
-/// Bresenham's integer line, all octants. Coordinates of 64 bits, so that no corner of an outline overflows.
+/// Draws the visible pixels of Bresenham's line, in any octant. The coordinates have 64 bits because the right and
+/// bottom edges of an outline may lie beyond the 32-bit range.
 void Bitmap::plotLine(std::int64_t x0, std::int64_t y0, std::int64_t x1, std::int64_t y1, Pixel value)
 {
     const Axis alongX(x0, x1);
@@ -106,12 +107,11 @@ void Bitmap::plotLine(std::int64_t x0, std::int64_t y0, std::int64_t x1, std::in
     if (isEmpty() || steps.last < steps.first) {
         return;
     }
-    writtenBands = allBands;
     slope.startAt(steps.first);
     for (std::int64_t step = steps.first; step <= steps.last; ++step, slope.advance()) {
         const std::int64_t along = longer.start + longer.direction * step;
         const std::int64_t across = shorter.start + shorter.direction * slope.getDistance();
-        row(static_cast<std::int32_t>(isSteep ? along : across))[isSteep ? across : along] = value;
+        writableRow(static_cast<std::int32_t>(isSteep ? along : across))[isSteep ? across : along] = value;
     }
 }
 

@@ -1,10 +1,7 @@
-// The loop over all pixels of a frame.
+// Packs four rows of pixels into each row of bytes.
 #include "hw/frame_packer.h"
 
-#include "graphics/wide_vectors.h"
-
-/// Every step of the sum stays within its byte, so that a register full of bytes is worked on at a time.
-TONECRATE_WIDE_VECTORS void packFrame(const Bitmap& canvas, Frame& frame)
+void packFrame(const Bitmap& canvas, Frame& frame)
 {
     const auto join = [](Pixel upper, std::uint8_t lower) { return static_cast<std::uint8_t>(upper + 4 * lower); };
     std::uint8_t* __restrict bytes = frame.data(); // shares no memory with the canvas

@@ -1,9 +1,9 @@
-// Packing the Canvas into the display's format.
+// Packs the Canvas into the display's format.
 #pragma once
 
 #include "graphics/bitmap.h"
 #include "hw/frame.h"
 
-/// `canvas` holds at least 256 by 160 pixels, of value 0 to 3. Values are not masked: any other spills into the
-/// neighbouring pixels of its byte.
+/// `canvas` must have at least 256 by 160 pixels with values 0 to 3. Values are not masked: larger ones corrupt the
+/// other pixels of their byte.
 void packFrame(const Bitmap& canvas, Frame& frame);

@@ -1,0 +1,13 @@
+// Narrowing that keeps values in range.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+
+/// The nearest 32-bit value.
+inline std::int32_t saturate(std::int64_t value)
+{
+    using Limits = std::numeric_limits<std::int32_t>;
+    return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, Limits::min(), Limits::max()));
+}
