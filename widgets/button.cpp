@@ -1,4 +1,4 @@
-// Drawing the button and turning input into its actions.
+// Draws the button and translates input into its actions.
 #include "widgets/button.h"
 
 #include "graphics/font.h"
@@ -20,20 +20,20 @@ Button::Button(const std::string& imagePath, const std::string& selectedImagePat
 
 bool Button::onInput(InputEvent event)
 {
-    struct Answer {
+    struct Trigger {
         InputEvent event;
         Action action;
     };
-    // The second press action stands behind the press action on purpose: it is the one that gives way.
-    static constexpr std::array<Answer, actionCount> answers = {{
+    // The second press action is listed after the press action, so pressAction takes precedence.
+    static constexpr std::array<Trigger, actionCount> triggers = {{
         {InputEvent::Release, releaseAction},
         {InputEvent::LongPress, longPressAction},
         {InputEvent::Press, pressAction},
         {InputEvent::Press, secondPressAction},
     }};
-    for (const Answer& answer : answers) {
-        if (selected && event == answer.event && actionCode[answer.action] != 0) {
-            notify(name, actionCode[answer.action], actionData[answer.action]);
+    for (const Trigger& trigger : triggers) {
+        if (selected && event == trigger.event && actionCode[trigger.action] != 0) {
+            notify(name, actionCode[trigger.action], actionData[trigger.action]);
             return true;
         }
     }

@@ -7,12 +7,12 @@
 #include <string>
 #include <utility>
 
-/// Shows one picture while unselected and another while selected. While selected it answers a press, a short release or
-/// a long press with the action code set for it, which climbs the tree as a notification; code 0 means no action.
+/// Shows one picture while unselected and another while selected. While selected, it handles a press, a short release
+/// or a long press by sending the action code set for it as a notification; code 0 means no action.
 class Button : public Widget {
 public:
-    /// Sized to its unselected picture; a path that is not stored makes an empty picture. The label's top-left
-    /// corner is (labelLeft, labelTop); `maxLabelWidth` is its limit in columns, 0 for none.
+    /// Takes the size of the unselected picture; an unknown path yields an empty picture. The label's top-left corner
+    /// is (labelLeft, labelTop); `maxLabelWidth` is its limit in columns, 0 for none.
     Button(const std::string& imagePath, const std::string& selectedImagePath, std::int32_t labelLeft,
            std::int32_t labelTop, Pixel color, Pixel selectedColor, std::string fontName, std::string labelText,
            std::int32_t maxLabelWidth);
@@ -23,14 +23,14 @@ public:
     void setReleaseAction(std::int32_t code, EventData data) { setAction(releaseAction, code, std::move(data)); }
     void setLongPressAction(std::int32_t code, EventData data) { setAction(longPressAction, code, std::move(data)); }
     void setPressAction(std::int32_t code, EventData data) { setAction(pressAction, code, std::move(data)); }
-    /// Answers a press only when there is no press action.
+    /// Used for a press only if there is no press action.
     void setSecondPressAction(std::int32_t code, EventData data)
     {
         setAction(secondPressAction, code, std::move(data));
     }
 
     void setOverlayShown(bool value);
-    /// Pictures drawn over the button's own while the overlay is shown. Does not mark the button dirty.
+    /// The pictures drawn over the button's own while the overlay is shown. Does not mark the button dirty.
     void setOverlayImages(const std::string& path, const std::string& selectedPath);
 
 private:

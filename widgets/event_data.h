@@ -1,10 +1,10 @@
-// The payload that travels with notifications and broadcasts.
+// The payload of notifications and broadcasts.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
-/// Copied at every hop and never looked into on the way.
+/// Copied at every hop and passed on unchanged.
 struct EventData {
     std::string text;
     std::int32_t intValue = 0;

@@ -1,15 +1,15 @@
-// What the user did with the knob, as every widget receives it.
+// User input from the knob, in the form that widgets receive.
 #pragma once
 
 #include <cstdint>
 
-/// 3 is unused: nothing produces it and nothing tests for it.
+/// The value 3 is deliberately unused.
 enum class InputEvent : std::uint32_t {
     RotateLeft = 0,
     RotateRight = 1,
     Press = 2,
-    /// The end of a short press. A long one ends without an event.
+    /// The end of a short press. A long press ends without an event.
     Release = 4,
-    /// The knob is still held 1000 iterations after its press.
+    /// The knob is still pressed 1000 iterations after `Press`.
     LongPress = 5,
 };

@@ -3,6 +3,7 @@
 
 #include "graphics/font.h"
 #include "graphics/image_store.h"
+#include "graphics/saturate.h"
 
 #include <algorithm>
 #include <utility>
@@ -17,21 +18,22 @@ void Text::draw()
 {
     surface.drawBitmap(0, 0, backgroundImage, false);
 
+    // 64-bit: heights and spacings may be near the limits of int32_t.
     const std::int32_t width = surface.getWidth();
-    const std::int32_t height = surface.getHeight();
-    const std::int32_t gap = fontLineSpacing(font);
-    const std::int32_t pitch = gap + fontHeight(font);
+    const std::int64_t height = surface.getHeight();
+    const std::int64_t gap = fontLineSpacing(font);
+    const std::int64_t pitch = gap + fontHeight(font);
     if (pitch == 0) {
-        return; // an unknown font
+        return; // unknown font
     }
-    const std::int32_t fit = (height + gap) / pitch;
-    std::int32_t top = 0;
+    const std::int64_t fit = (height + gap) / pitch;
+    std::int64_t top = 0;
     if (verticallyCentered) {
-        const std::int32_t lines = std::min(countLines(font, text, width), fit);
+        const std::int64_t lines = std::min<std::int64_t>(countLines(font, text, width), fit);
         // Deliberate: the block is centred with the font's own gap but drawn with a gap of one row.
         top = (height - (lines * pitch - gap)) / 2;
     }
-    drawText(surface, 0, top, font, text, color, width, fit, 1);
+    drawText(surface, 0, saturate(top), font, text, color, width, saturate(fit), 1);
 }
 
 void Text::setFont(std::string fontName)

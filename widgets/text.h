@@ -1,4 +1,4 @@
-// A text label, wrapped to its own width and cut to its own height.
+// A text label that wraps at its own width and shows only the lines that fit in its height.
 #pragma once
 
 #include "widgets/widget.h"
@@ -8,23 +8,21 @@
 class Text : public Widget {
 public:
     Text() = default;
-    /// Its size stays 0 by 0 until the owner sets one.
+    /// The size is 0 by 0 until the owner sets it.
     Text(std::string fontName, std::string initialText, Pixel textColor);
 
     void draw() override;
 
     void setFont(std::string fontName);
-    /// With `fit`, the label takes the size of the text set on one line. The widget's name stays.
+    /// With `fit`, the label takes the size of the text on one line. Does not change the widget's name.
     void setText(std::string newText, bool fit);
     void setColor(Pixel value);
-    /// Otherwise the text begins at the top. On by default.
+    /// Without centring, the text starts at the top. On by default.
     void setVerticallyCentered(bool value);
-    /// The label takes the size of the picture, over which the text is drawn.
+    /// The label takes the size of the picture. The text is drawn over it.
     void setBackgroundImage(const std::string& path);
 
-    [[nodiscard]] const std::string& getText() const { return text; }
-
-private:
+protected:
     std::string font;
     std::string text;
     Pixel color = inkPixel;

@@ -1,27 +1,34 @@
-// The four flows of the widget tree, the selection, and compositing.
+// The flows of the widget tree (ticks, input, broadcasts, notifications), the selection, and compositing.
 #include "widgets/widget.h"
 
 #include <algorithm>
 #include <utility>
 
+// Handlers may add children while a loop over `children` calls them. The loops therefore use indices, which stay valid
+// when the vector reallocates.
+
 void Widget::update(std::uint64_t newTick)
 {
     tick = newTick;
-    for (Widget* child : children) {
-        child->update(newTick);
+    for (std::size_t i = 0; i < children.size(); ++i) {
+        children[i]->update(newTick);
     }
 }
 
 bool Widget::onInput(InputEvent event)
 {
-    return visible &&
-           std::any_of(children.begin(), children.end(), [event](Widget* child) { return child->onInput(event); });
+    for (std::size_t i = 0; visible && i < children.size(); ++i) {
+        if (children[i]->onInput(event)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 void Widget::broadcast(std::int32_t code, EventData data)
 {
-    for (Widget* child : children) {
-        child->broadcast(code, data);
+    for (std::size_t i = 0; i < children.size(); ++i) {
+        children[i]->broadcast(code, data);
     }
 }
 
@@ -36,7 +43,7 @@ void Widget::notify(std::string senderName, std::int32_t code, EventData data)
     if (parent != nullptr) {
         parent->notify(std::move(senderName), code, std::move(data));
     }
-    // Asked anew: a receiver may have taken this widget out of its tree.
+    // Checked again: a receiver may have removed this widget from its tree.
     if (parent == nullptr && code == notification::selectionRequested) {
         clearSelection();
     }
@@ -70,6 +77,7 @@ void Widget::addChild(Widget& child, std::int32_t childX, std::int32_t childY, s
     markDirty();
     if (width != -1 && height != -1) {
         child.setSize(width, height);
+        markDirty(); // the child's onResize may have drawn this widget
     }
 }
 
@@ -158,16 +166,17 @@ void Widget::moveSelection(std::int32_t step)
         return;
     }
     (*current)->setSelected(false);
-    const std::int64_t target = (current - candidates.begin()) + std::int64_t{step};
-    const std::int64_t wrapped = target < 0 ? count - 1 : target % count;
-    candidates[static_cast<std::size_t>(wrapped)]->setSelected(true);
+    // Deliberate: the sum wraps around at 32 bits, and any negative sum selects the last candidate.
+    const auto index = static_cast<std::uint32_t>(current - candidates.begin());
+    const auto target = static_cast<std::int32_t>(index + static_cast<std::uint32_t>(step));
+    candidates[static_cast<std::size_t>(target < 0 ? count - 1 : target % count)]->setSelected(true);
 }
 
 void Widget::clearSelection()
 {
     setSelected(false);
-    for (Widget* child : children) {
-        child->clearSelection();
+    for (std::size_t i = 0; i < children.size(); ++i) {
+        children[i]->clearSelection();
     }
 }
 
@@ -184,7 +193,8 @@ void Widget::drawTree()
     }
     surface.fill(background);
     draw();
-    for (Widget* child : children) {
+    for (std::size_t i = 0; i < children.size(); ++i) {
+        Widget* const child = children[i];
         if (child->visible) {
             if (child->needsRedraw()) {
                 child->drawTree();

@@ -1,4 +1,4 @@
-// Base of every screen element: a picture of its own, and a place in the widget tree.
+// Base class of every screen element: a surface and a place in the widget tree.
 #pragma once
 
 #include "graphics/bitmap.h"
@@ -9,54 +9,54 @@
 #include <string>
 #include <vector>
 
-/// The notification codes of the toolkit itself; buttons send codes of their owner's choosing.
+/// The notification codes of the toolkit itself; the codes of buttons are chosen by their owner.
 namespace notification {
 /// Sent by a widget that is about to become selected.
 inline constexpr std::int32_t selectionRequested = 1;
-/// Sent by a widget whose selection has changed, either way.
+/// Sent by a widget after its selection has changed, either way.
 inline constexpr std::int32_t selectionChanged = 2;
 } // namespace notification
 
 /// A node of the widget tree.
 ///
-/// Ticks and broadcasts go down the tree to every widget, input goes down until a widget takes it, notifications climb
-/// up to the root. A widget renders into its own surface, which its parent composites; the root's surface is what the
-/// display shows. Tree links own nothing: whoever creates a widget keeps it alive while it is in a tree.
+/// Ticks and broadcasts go down the tree to every widget, input goes down until a widget handles it, and notifications
+/// go up to the root. A widget draws onto its own surface, and its parent composites the surfaces; the root's surface
+/// is what the display shows. Tree links do not own: a widget's creator keeps it alive while it is in a tree.
 class Widget {
 public:
     Widget() = default;
     Widget(const Widget&) = delete;
     Widget& operator=(const Widget&) = delete;
-    // Not virtual, deliberately: widgets are members or locals and are never deleted through a base pointer.
+    // Deliberately not virtual: widgets are members or locals and are never deleted through a base pointer.
     ~Widget() = default;
 
-    /// Called once per iteration with its number.
+    /// Called once per iteration with the iteration number.
     virtual void update(std::uint64_t newTick);
-    /// Returns whether this widget or one below it took the event.
+    /// Returns whether this widget or a descendant handled the event.
     virtual bool onInput(InputEvent event);
     virtual void broadcast(std::int32_t code, EventData data);
-    /// Called after the surface took its new size.
+    /// Called after the surface has been resized.
     virtual void onResize(std::int32_t width, std::int32_t height);
-    /// Renders the widget's own content, no children, onto the surface, which was filled with the background before.
+    /// Draws the widget's own content, without children, onto the surface, which holds the background at this point.
     virtual void draw();
     /// `senderName` is the name of the widget that sent the notification.
     virtual void notify(std::string senderName, std::int32_t code, EventData data);
 
-    /// Stores the link only; `addChild` is what puts a widget into a tree.
+    /// Only stores the link; `addChild` adds a widget to a tree.
     void setParent(Widget* newParent) { parent = newParent; }
     void setPosition(std::int32_t newX, std::int32_t newY);
     void setSize(std::int32_t width, std::int32_t height);
-    /// Takes the child from its old parent, if any, and puts it last, that is on top. A width or height of -1 keeps
-    /// the child's size.
+    /// Removes the child from its current parent, if any, and appends it, so it is drawn on top. A width or height of
+    /// -1 keeps the child's size.
     void addChild(Widget& child, std::int32_t childX, std::int32_t childY, std::int32_t width = -1,
                   std::int32_t height = -1);
-    /// Does nothing when `child` is not a child of this widget.
+    /// Does nothing if `child` is not a child of this widget.
     void removeChild(Widget& child);
 
     void setSelectable(bool value);
-    /// Asks for the selection first (the root of a plain tree answers by clearing every other one).
+    /// Requests the selection first; a root that is a plain `Widget` then deselects all other widgets.
     void setSelected(bool value);
-    /// Always leaves the widget unselected, also when it is being shown: select it after showing it.
+    /// Always deselects the widget, even when showing it: select it after showing it.
     void setVisible(bool value);
     void markDirty() { dirty = true; }
 
@@ -66,33 +66,26 @@ public:
     /// Whether the widget and all its ancestors are visible.
     [[nodiscard]] bool isShown() const;
 
-    /// The selectable, shown widgets below this one, every widget before its children.
+    /// Returns the descendants that are selectable and shown, each widget before its children.
     [[nodiscard]] std::vector<Widget*> collectSelectable();
-    /// Moves the selection among `collectSelectable()`. Forward it wraps around; backward, any step below the first
-    /// lands on the last. With nothing selected, a forward step selects the first, any other the last.
+    /// Moves the selection by `step` entries of `collectSelectable()`. Forward it wraps around; backward, any step
+    /// below the first entry selects the last. Without a selection, a positive step selects the first entry, any other
+    /// step the last.
     void moveSelection(std::int32_t step);
     void selectPrevious() { moveSelection(-1); }
     void selectNext() { moveSelection(1); }
-    /// Deselects this widget and all below it.
+    /// Deselects this widget and all its descendants.
     void clearSelection();
 
-    /// Whether a shown widget of this subtree has to be rendered again.
+    /// Whether a visible widget of this subtree must be drawn again.
     [[nodiscard]] bool needsRedraw() const;
-    /// Renders this widget, and those below that need it, and composites the visible ones onto the surface.
+    /// Draws this widget and the descendants that need it, and composites the visible ones onto the surface.
     void drawTree();
 
-    /// Iterations per second. Nothing reads it; it is a setting of the toolkit for widgets to come.
+    /// Iterations per second. Currently unused.
     static void setTimeBase(std::uint32_t value) { timeBase = value; }
-    [[nodiscard]] static std::uint32_t getTimeBase() { return timeBase; }
 
-    [[nodiscard]] Widget* getParent() const { return parent; }
     [[nodiscard]] const Bitmap& getSurface() const { return surface; }
-    [[nodiscard]] std::int32_t getX() const { return x; }
-    [[nodiscard]] std::int32_t getY() const { return y; }
-    [[nodiscard]] const std::vector<Widget*>& getChildren() const { return children; }
-    [[nodiscard]] const std::string& getName() const { return name; }
-    [[nodiscard]] std::uint64_t getTick() const { return tick; }
-    [[nodiscard]] bool isDirty() const { return dirty; }
 
 protected:
     Widget* parent = nullptr;
@@ -104,13 +97,15 @@ protected:
     bool selected = false;
     bool visible = true;
     std::vector<Widget*> children;
-    /// Told to the receivers of this widget's notifications.
+    /// Passed to receivers as `senderName`.
     std::string name;
+    /// The number of the last iteration.
     std::uint64_t tick = 0;
+    /// The surface must be drawn again.
     bool dirty = true;
+
+    static inline std::uint32_t timeBase = 20;
 
 private:
     void selectionHasChanged();
-
-    static inline std::uint32_t timeBase = 20;
 };
