@@ -3,13 +3,13 @@
 
 #include <cstdint>
 
-/// Debounces all 32 lines of GPIO bank 0 at once; a pressed button pulls its line low. A change counts after four
-/// polls in a row that saw it. Edges stay latched until they are taken. Lines are 0 to 31.
+/// Debounces all 32 lines of GPIO bank 0 at once; a pressed button pulls its line low. A change takes effect after four
+/// consecutive polls. Edges stay latched until they are taken. Lines are 0 to 31.
 class ButtonInput {
 public:
-    /// Every line counts as released. The debounce counters, which all instances share, keep their values.
+    /// Sets every line to released. Does not reset the debounce counters, which all instances share.
     void init();
-    /// One debounce step.
+    /// Runs one debounce step.
     void poll();
 
     [[nodiscard]] bool isHeld(int line) const;
@@ -19,7 +19,7 @@ public:
     [[nodiscard]] bool takeReleased(int line);
 
 private:
-    /// The lines that were ever pressed since `init`. Nothing reads it.
+    /// The lines pressed since `init`. Currently unused.
     std::uint32_t pressLatch = 0;
     std::uint32_t state = 0;
     std::uint32_t previous = 0;

@@ -1,16 +1,17 @@
-// Bringing up the display and handing on its frames.
+// Initialises the display and passes frames to the writer.
 #include "hw/display_driver.h"
 
 #include "hw/frame_packer.h"
 #include "hw/gpio_registers.h"
 #include "hw/st75256.h"
 
-#include <array>
+#include <cassert>
 #include <cstdio>
 #include <fcntl.h>
 #include <linux/spi/spidev.h>
 #include <string>
 #include <sys/ioctl.h>
+#include <tuple>
 #include <unistd.h>
 
 using namespace st75256;
@@ -64,7 +65,7 @@ constexpr InitStep initSequence[] = {
     {data, 0x1E},
     {data, 0x28},
     {data, 0x32},
-    {command, frameRate}, // one for each temperature range
+    {command, frameRate}, // one value per temperature range
     {data, 0x16},
     {data, 0x16},
     {data, 0x16},
@@ -106,15 +107,6 @@ void send(DisplayDriver& display, const InitStep& step)
 
 } // namespace
 
-DisplayDriver::~DisplayDriver()
-{
-    const bool wasReady = writer != nullptr;
-    writer.reset();
-    if (wasReady) {
-        close(fd);
-    }
-}
-
 void DisplayDriver::open(int bus, int chipSelect, std::uint32_t busSpeedHz, int dataCommandLine,
                          int controllerResetLine)
 {
@@ -127,20 +119,20 @@ void DisplayDriver::open(int bus, int chipSelect, std::uint32_t busSpeedHz, int 
     selectOutput(resetLine);
 
     const std::string path = "/dev/spidev" + std::to_string(bus) + "." + std::to_string(chipSelect);
-    fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
-    if (fd < 0) {
+    spi = FileDescriptor(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    if (!spi.isOpen()) {
         std::fputs("Unable to open SPI\n", stderr);
         return;
     }
     if (!configureBus()) {
-        close(fd);
+        spi = FileDescriptor();
         return;
     }
     resetController();
     initialiseController();
     clearDisplayRam();
     writeCommand(displayOn);
-    writer = std::make_unique<FrameWriter>(fd, dcLine);
+    writer = std::make_unique<FrameWriter>(spi.get(), dcLine);
 }
 
 bool DisplayDriver::configureBus()
@@ -157,7 +149,7 @@ bool DisplayDriver::configureBus()
         {SPI_IOC_WR_MAX_SPEED_HZ, &speedHz, "Unable to set SPI baud\n"},
     };
     for (const auto& setting : settings) {
-        if (ioctl(fd, setting.request, setting.value) < 0) {
+        if (ioctl(spi.get(), setting.request, setting.value) < 0) {
             std::fputs(setting.failure, stderr);
             return false;
         }
@@ -195,21 +187,24 @@ void DisplayDriver::clearDisplayRam()
 
 void DisplayDriver::writeCommand(std::uint8_t byte)
 {
+    assert(!hasSentFrame);
     driveLow(dcLine);
-    [[maybe_unused]] const ssize_t ignored = write(fd, &byte, 1);
+    [[maybe_unused]] const ssize_t ignored = write(spi.get(), &byte, 1);
 }
 
 void DisplayDriver::writeData(std::uint8_t byte)
 {
+    assert(!hasSentFrame);
     driveHigh(dcLine);
-    [[maybe_unused]] const ssize_t ignored = write(fd, &byte, 1);
+    [[maybe_unused]] const ssize_t ignored = write(spi.get(), &byte, 1);
 }
 
 void DisplayDriver::sendFrame(const Bitmap& canvas)
 {
     if (writer == nullptr) {
-        return;
+        return; // the display failed to open, and the program runs on without it
     }
     packFrame(canvas, *frameBuffer);
-    writer->post(*frameBuffer);
+    writer->post(frameBuffer);
+    hasSentFrame = true;
 }

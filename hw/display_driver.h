@@ -1,33 +1,29 @@
-// The 256 by 160, four-grey display: an ST75256 controller on SPI, with two GPIO lines beside the bus.
+// The 256 by 160, four-grey display: an ST75256 controller on SPI, with a data/command and a reset line on GPIO.
 #pragma once
 
 #include "graphics/bitmap.h"
+#include "hw/file_descriptor.h"
 #include "hw/frame.h"
 #include "hw/frame_writer.h"
 
 #include <cstdint>
 #include <memory>
 
+/// The destructor blocks until the last frame has been sent.
 class DisplayDriver {
 public:
-    DisplayDriver() = default;
-    DisplayDriver(const DisplayDriver&) = delete;
-    DisplayDriver& operator=(const DisplayDriver&) = delete;
-    /// The last frame goes out whole before the device is closed.
-    ~DisplayDriver();
-
-    /// Opens /dev/spidev`bus`.`chipSelect`, resets and initialises the controller and clears its memory, which
-    /// takes at least a third of a second. To be called once. A failure is said on standard error; frames are then
-    /// lost.
+    /// Opens /dev/spidev`bus`.`chipSelect`, resets and initialises the controller and clears its memory, which takes at
+    /// least a third of a second. Call it once. Reports a failure on standard error; frames are then dropped.
     void open(int bus, int chipSelect, std::uint32_t busSpeedHz, int dataCommandLine, int controllerResetLine);
-    /// Packs the canvas, at least 256 by 160 pixels of value 0 to 3, and returns without waiting for its transfer.
+    /// Packs the canvas, which must have at least 256 by 160 pixels with values 0 to 3, and returns without waiting for
+    /// the transfer.
     void sendFrame(const Bitmap& canvas);
 
-    // These three are for the time between `open` and the first frame; from then on the frame writer owns the bus.
+    // Only before the first frame: after it, the frame writer owns the bus.
 
     void writeCommand(std::uint8_t byte);
     void writeData(std::uint8_t byte);
-    /// Sets the address window to the whole display, for good, and fills it with zeros.
+    /// Sets the address window to the whole display, where every frame relies on it, and fills the display with zeros.
     void clearDisplayRam();
 
 private:
@@ -38,8 +34,9 @@ private:
     int dcLine = -1;
     int resetLine = -1;
     std::uint32_t speedHz = 0;
-    int fd = -1;
+    FileDescriptor spi;
     std::unique_ptr<Frame> frameBuffer;
-    /// Only while the display is ready.
+    bool hasSentFrame = false;
+    /// Null unless the display is ready. Declared last, so it is destroyed before the descriptor that it uses.
     std::unique_ptr<FrameWriter> writer;
 };

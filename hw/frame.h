@@ -1,4 +1,4 @@
-// One frame as the display's memory takes it.
+// One frame in the format of the display's memory.
 #pragma once
 
 #include <array>

@@ -20,11 +20,11 @@ FrameWriter::~FrameWriter()
     thread.join();
 }
 
-void FrameWriter::post(const Frame& frame)
+void FrameWriter::post(std::unique_ptr<Frame>& frame)
 {
     {
         const std::lock_guard lock(mutex);
-        waiting = frame;
+        waiting.swap(frame);
         hasWaiting = true;
     }
     changed.notify_one();
@@ -37,7 +37,7 @@ void FrameWriter::run()
     }
 }
 
-/// Waits for a frame and takes it out of the mailbox. False when there is none and there will be none.
+/// Waits for a frame and takes it from the mailbox. Returns false if the writer ends and the mailbox is empty.
 bool FrameWriter::takeWaiting()
 {
     std::unique_lock lock(mutex);
@@ -45,16 +45,16 @@ bool FrameWriter::takeWaiting()
     if (!hasWaiting) {
         return false;
     }
-    sending = waiting;
+    sending.swap(waiting);
     hasWaiting = false;
     return true;
 }
 
 void FrameWriter::send() const
 {
-    // Nothing can be done about a failing write here; the next frame is the next try.
+    // Write errors are ignored: the next frame tries again.
     driveLow(dcLine);
     [[maybe_unused]] const ssize_t command = write(fd, &st75256::writeDisplayData, 1);
     driveHigh(dcLine);
-    [[maybe_unused]] const ssize_t data = write(fd, sending.data(), sending.size());
+    [[maybe_unused]] const ssize_t data = write(fd, sending->data(), sending->size());
 }

@@ -1,26 +1,27 @@
-// Sends frames to the display from a thread of its own, so that nobody waits for the bus.
+// Sends frames to the display on a separate thread, so the caller does not wait for the bus.
 #pragma once
 
 #include "hw/frame.h"
 
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 #include <thread>
 
-/// A mailbox of one in front of a thread that owns the bus and the data/command line: a posted frame waits while
-/// another is being sent and is replaced when a newer one comes, so the last frame posted always goes out, whole.
+/// A mailbox for one frame and a thread that owns the bus and the data/command line. A posted frame waits while another
+/// is being sent; a newer one replaces it. So frames are never mixed, and the last frame posted is always sent.
 class FrameWriter {
 public:
-    /// `spi` is the opened spidev device, `dataCommandLine` the GPIO line of the data/command select. From here on
-    /// nobody else may use either.
+    /// `spi` is the open spidev device, `dataCommandLine` the GPIO line of the data/command select. Only the writer may
+    /// use them until it is destroyed. `spi` is not closed.
     FrameWriter(int spi, int dataCommandLine);
     FrameWriter(const FrameWriter&) = delete;
     FrameWriter& operator=(const FrameWriter&) = delete;
-    /// Returns when the running transfer has ended and the last frame posted is out.
+    /// Blocks until the last frame posted has been sent.
     ~FrameWriter();
 
-    /// Copies the frame and returns; never waits for a transfer.
-    void post(const Frame& frame);
+    /// Takes the frame and leaves another buffer, with undefined contents, in its place. Never waits for a transfer.
+    void post(std::unique_ptr<Frame>& frame);
 
 private:
     void run();
@@ -33,11 +34,11 @@ private:
     std::mutex mutex;
     std::condition_variable changed;
     // Guarded by the mutex.
-    Frame waiting{};
+    std::unique_ptr<Frame> waiting = std::make_unique<Frame>();
     bool hasWaiting = false;
     bool isEnding = false;
 
-    /// The thread's own.
-    Frame sending{};
+    /// Used only by the thread.
+    std::unique_ptr<Frame> sending = std::make_unique<Frame>();
     std::thread thread;
 };

@@ -1,10 +1,11 @@
-// Mapping the GPIO block and the few accesses that this program makes to it.
+// Maps the GPIO block and accesses its registers.
 #include "hw/gpio_registers.h"
+
+#include "hw/file_descriptor.h"
 
 #include <cstdio>
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
 namespace {
 
@@ -28,13 +29,12 @@ volatile std::uint32_t* gpioRegisters = mapGpioRegisters(gpioPhysicalBase);
 
 volatile std::uint32_t* mapGpioRegisters(off_t physicalBase)
 {
-    const int fd = open("/dev/mem", O_RDWR | O_SYNC | O_CLOEXEC);
-    if (fd < 0) {
+    const FileDescriptor memory(open("/dev/mem", O_RDWR | O_SYNC | O_CLOEXEC));
+    if (!memory.isOpen()) {
         std::fputs("can't open /dev/mem! Make sure you are root!\n", stderr);
         return nullptr;
     }
-    void* block = mmap(nullptr, blockSize, PROT_READ | PROT_WRITE, MAP_SHARED, fd, physicalBase);
-    close(fd);
+    void* block = mmap(nullptr, blockSize, PROT_READ | PROT_WRITE, MAP_SHARED, memory.get(), physicalBase);
     if (block == MAP_FAILED) {
         std::fprintf(stderr, "mmap error %p\n", block);
         return nullptr;
@@ -42,7 +42,7 @@ volatile std::uint32_t* mapGpioRegisters(off_t physicalBase)
     return static_cast<volatile std::uint32_t*>(block);
 }
 
-// The program's first access, which is to fault when there is no mapping; a sanitizer is not to speak up before.
+// The program's first access, which faults if there is no mapping. UBSan must not report this first.
 __attribute__((no_sanitize("null"))) void selectOutput(int line)
 {
     const int shift = line % linesPerSelect * bitsPerSelect;
@@ -50,7 +50,9 @@ __attribute__((no_sanitize("null"))) void selectOutput(int line)
     select = (select & ~(selectMask << shift)) | (selectsOutput << shift);
 }
 
-// Set and clear act on the lines whose bit is 1 and on no other, so they are plain stores, never read-modify-write.
+// A store to the set or clear register changes only the lines whose bit is 1, so no read-modify-write is needed. No
+// barrier is needed either: O_SYNC maps the block as device memory, which keeps the order of the stores, and the SPI
+// driver executes a barrier before it accesses its own registers.
 
 void driveHigh(int line)
 {

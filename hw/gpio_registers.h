@@ -1,21 +1,22 @@
-// The memory-mapped GPIO block of the Broadcom BCM2711 (BCM2711 ARM Peripherals, chapter "General Purpose I/O").
+// The memory-mapped GPIO block of the Broadcom BCM2711 (data sheet "BCM2711 ARM Peripherals", chapter "General Purpose
+// I/O").
 #pragma once
 
 #include <cstdint>
 #include <sys/types.h>
 
-/// The block's 32-bit registers, or null when they could not be mapped. Mapped before `main` runs and never unmapped.
-/// Nothing guards against null: a program that cannot reach its hardware is to fail hard at its first access.
+/// The block's 32-bit registers, or null if they could not be mapped. Mapped before `main` runs and never unmapped.
+/// Null is deliberately not checked: without its hardware the program ends with SIGSEGV at its first access.
 extern volatile std::uint32_t* gpioRegisters;
 
-/// Maps the registers at `physicalBase` from /dev/mem. On failure says why on standard error and returns null.
+/// Maps the registers at `physicalBase` from /dev/mem. Reports a failure on standard error and returns null.
 [[nodiscard]] volatile std::uint32_t* mapGpioRegisters(off_t physicalBase);
 
-// GPIO lines are those of bank 0, numbered 0 to 31.
+// GPIO lines are numbered 0 to 31 (bank 0).
 
-/// Makes the line an output. Its level stays what the output latch holds.
+/// Makes the line an output, at the level that the output latch holds.
 void selectOutput(int line);
 void driveHigh(int line);
 void driveLow(int line);
-/// The levels of all lines, bit n for line n.
+/// Returns the levels of all lines; bit n is line n.
 [[nodiscard]] std::uint32_t readLevels();

@@ -1,4 +1,4 @@
-// Transfers on an i2c-dev descriptor.
+// Transfers through an i2c-dev descriptor.
 #include "hw/i2c_bus.h"
 
 #include <array>
@@ -13,20 +13,12 @@ void I2cBus::open(std::uint8_t busNumber)
     close();
     std::array<char, 19> path{};
     std::snprintf(path.data(), path.size(), "/dev/i2c-%d", busNumber);
-    fd = ::open(path.data(), O_RDWR | O_CLOEXEC);
-}
-
-void I2cBus::close()
-{
-    if (fd >= 0) {
-        ::close(fd);
-        fd = -1;
-    }
+    fd = FileDescriptor(::open(path.data(), O_RDWR | O_CLOEXEC));
 }
 
 void I2cBus::setSlave(std::uint8_t address)
 {
-    ioctl(fd, I2C_SLAVE, static_cast<unsigned long>(address));
+    ioctl(fd.get(), I2C_SLAVE, static_cast<unsigned long>(address));
 }
 
 bool I2cBus::writeRegister(std::uint8_t reg, std::uint8_t value)
@@ -37,12 +29,12 @@ bool I2cBus::writeRegister(std::uint8_t reg, std::uint8_t value)
 
 bool I2cBus::writeBytes(const std::uint8_t* buffer, std::uint8_t length)
 {
-    return write(fd, buffer, length) == length;
+    return write(fd.get(), buffer, length) == length;
 }
 
 std::uint8_t I2cBus::readRegister(std::uint8_t reg)
 {
     std::uint8_t value = 0;
-    const bool isRead = write(fd, &reg, 1) == 1 && read(fd, &value, 1) == 1;
+    const bool isRead = write(fd.get(), &reg, 1) == 1 && read(fd.get(), &value, 1) == 1;
     return isRead ? value : 0;
 }

@@ -1,4 +1,4 @@
-// The LED controller: four RGB LEDs and a bar of six, eighteen brightness outputs in all.
+// The LED controller: eighteen brightness outputs for four RGB LEDs and a bar of six LEDs.
 #pragma once
 
 #include <array>
@@ -6,18 +6,19 @@
 
 class I2cBus;
 
-/// Brightness goes from 0 (off) to 255 (full). The set operations change a copy of the registers; `flush` sends it.
-/// Failures of the bus are ignored: without its LEDs the device works all the same.
+/// Brightness is 0 (off) to 255 (full). The set operations change a copy of the registers; `flush` sends the copy. Bus
+/// failures are ignored, because the device works without LEDs.
 class LedDriver {
 public:
     LedDriver() = default;
     LedDriver(I2cBus& ledBus, std::uint8_t ledAddress) { init(ledBus, ledAddress); }
 
-    /// Sets up the controller at the 7-bit `ledAddress`; all LEDs are off in the copy. The bus must outlive the driver.
+    /// Sets up the controller at the 7-bit `ledAddress` and turns all LEDs off in the copy. The bus must outlive the
+    /// driver.
     void init(I2cBus& ledBus, std::uint8_t ledAddress);
-    /// The bar, from 0 (dark) to 10 and above (all six LEDs full).
+    /// Sets the bar: 0 is off, 10 and above turn all six LEDs on fully.
     void setLevel(std::uint8_t level);
-    /// `index` is 0 to 3, any other changes nothing; `colour` is 0xRRGGBB.
+    /// `index` is 0 to 3, other values are ignored; `colour` is 0xRRGGBB.
     void setRgb(std::uint8_t index, std::uint32_t colour);
     void flush();
 
@@ -27,6 +28,7 @@ private:
 
     I2cBus* bus = nullptr;
     std::uint8_t address = 0;
-    /// One write: the number of the first register, then the values from there on. So byte k is register k.
+    /// The bytes of one write: the number of the first register, then its value and those that follow. Byte k is
+    /// register k.
     std::array<std::uint8_t, lastRegister + 1> registerBlock{};
 };

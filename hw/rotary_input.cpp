@@ -1,4 +1,4 @@
-// Reading the encoder's event device.
+// Reads the encoder's event device.
 #include "hw/rotary_input.h"
 
 #include <cstdio>
@@ -20,6 +20,6 @@ std::int32_t RotaryInput::readStep()
 {
     input_event event{};
     const bool isWhole = read(fd, &event, sizeof event) == sizeof event;
-    // Neither type nor code is looked at: the only other records, those that end a report, have the value 0.
+    // Deliberate: type and code are ignored. The only other records, synchronisation events, have the value 0.
     return isWhole ? event.value : 0;
 }

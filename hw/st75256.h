@@ -1,5 +1,5 @@
-// The commands of the Sitronix ST75256 display controller that this program sends (ST75256 data sheet, "Instruction
-// Table"). The same code may mean another command on each of the two extension pages.
+// The commands of the Sitronix ST75256 display controller that this program uses (ST75256 data sheet, "Instruction
+// Table"). The meaning of a code depends on the extension page.
 #pragma once
 
 #include <cstdint>

@@ -1,0 +1,33 @@
+// Ownership of a file descriptor.
+#pragma once
+
+#include <unistd.h>
+#include <utility>
+
+/// Closes its descriptor when it is destroyed or replaced. Holds -1 while there is none.
+class FileDescriptor {
+public:
+    FileDescriptor() = default;
+    /// Takes ownership of `opened`, the result of an open call; a negative number means none.
+    explicit FileDescriptor(int opened) : fd(opened) {}
+    FileDescriptor(FileDescriptor&& other) noexcept : fd(std::exchange(other.fd, -1)) {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept
+    {
+        FileDescriptor(std::move(other)).swap(*this);
+        return *this;
+    }
+    ~FileDescriptor()
+    {
+        if (isOpen()) {
+            close(fd);
+        }
+    }
+
+    [[nodiscard]] bool isOpen() const { return fd >= 0; }
+    [[nodiscard]] int get() const { return fd; }
+
+private:
+    void swap(FileDescriptor& other) noexcept { std::swap(fd, other.fd); }
+
+    int fd = -1;
+};
