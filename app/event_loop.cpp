@@ -1,4 +1,4 @@
-// One turn of the main loop.
+// One iteration of the main loop.
 #include "app/event_loop.h"
 
 #include "hw/button_input.h"
@@ -12,10 +12,11 @@ namespace {
 
 constexpr int buttonLine = 6;
 
-// Iterations, except the last.
+// In iterations.
 constexpr std::uint64_t buttonPollPeriod = 10;
 constexpr std::uint64_t redrawPeriod = 20;
 constexpr std::uint64_t longPressDuration = 1000;
+
 constexpr unsigned sleepMicroseconds = 1000;
 
 } // namespace

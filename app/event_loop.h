@@ -1,4 +1,4 @@
-// The main loop: hardware in, events to the screen, frames out.
+// The main loop: reads the hardware, sends events to the screen and frames to the display.
 #pragma once
 
 #include <cstdint>
@@ -8,14 +8,14 @@ class DisplayDriver;
 class RotaryInput;
 class Widget;
 
-/// Everything is timed in iterations of about one millisecond, never by a clock.
+/// All times are counted in iterations of about one millisecond, without a clock.
 class EventLoop {
 public:
-    /// All of them must outlive the loop and be ready for use; the screen must be at least as large as the display.
+    /// The arguments must be initialised and outlive the loop; the screen must be at least as large as the display.
     EventLoop(Widget& loopScreen, DisplayDriver& loopDisplay, RotaryInput& loopEncoder, ButtonInput& loopButton);
 
     [[noreturn]] void run();
-    /// One turn of the loop, with the sleep at its end.
+    /// Runs one iteration, including the sleep at its end.
     void iterate();
 
 private:
@@ -28,6 +28,6 @@ private:
     RotaryInput& encoder;
     ButtonInput& button;
     std::uint64_t iteration = 0;
-    /// When the last press was taken.
+    /// The iteration of the last press.
     std::uint64_t pressIteration = 0;
 };

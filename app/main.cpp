@@ -1,4 +1,4 @@
-// Start-up: builds everything in one place and hands it to the event loop.
+// Start-up: creates all objects and passes them to the event loop.
 #include "app/event_loop.h"
 #include "graphics/font.h"
 #include "graphics/image_store.h"
@@ -12,7 +12,7 @@
 
 namespace {
 
-/// An output of the board whose level this program leaves as it is.
+/// Made an output; the program leaves its level unchanged.
 constexpr int outputLine = 5;
 
 constexpr int spiBus = 0;
@@ -32,8 +32,9 @@ void buildFonts()
 
 } // namespace
 
-// Nothing is caught here: without its GPIO block or its scripts the program cannot go on, and whoever started it is to
-// see it end.
+// Exceptions are deliberately not caught: if a process cannot be started or the drive cannot be queried, the exception
+// propagates, so the launcher sees the failure. Without the GPIO block, the first register access ends the program with
+// SIGSEGV. A script that is missing or fails is not an exception: the screen reports it.
 int main()
 {
     std::cout << "Starting updater..." << std::endl;

@@ -1,4 +1,4 @@
-// The pipe to a running command.
+// Reads the pipe from a running command.
 #include "updater/command_runner.h"
 
 #include <array>
@@ -31,7 +31,7 @@ std::uint32_t CommandRunner::poll()
         return 0;
     }
     for (;;) {
-        std::array<char, 129> buffer; // one more than is read, for the zero byte that ends it
+        std::array<char, 129> buffer; // 128 bytes and a terminating zero
         const ssize_t count = read(fd, buffer.data(), buffer.size() - 1);
         if (count < 0 && errno == EAGAIN) {
             return running;
@@ -39,7 +39,7 @@ std::uint32_t CommandRunner::poll()
         if (count <= 0) {
             return finish();
         }
-        // Deliberate: a zero byte ends what is taken of a chunk, and one at its head ends this poll.
+        // Deliberate: a zero byte discards the rest of its chunk; as the first byte, it also ends this poll.
         buffer[static_cast<std::size_t>(count)] = '\0';
         const std::string_view chunk(buffer.data());
         if (chunk.empty()) {
@@ -49,7 +49,7 @@ std::uint32_t CommandRunner::poll()
     }
 }
 
-/// Looks for line feeds in the new chunk only, so that the cost of a line is linear in its length.
+/// Searches only the new chunk for line feeds, so the cost of a line is linear in its length.
 void CommandRunner::append(std::string_view chunk)
 {
     for (auto end = chunk.find('\n'); end != std::string_view::npos; end = chunk.find('\n')) {
@@ -65,7 +65,8 @@ std::uint32_t CommandRunner::finish()
     const int status = pclose(pipe);
     pipe = nullptr;
     fd = -1;
-    // The exit code of a normal end. That a signal reads as 0 and a failing pclose as 255 is the rule of this shift.
+    // The exit code, if the command exited. Death by a signal yields 0 and a failing pclose 255; both follow from the
+    // shift.
     return (static_cast<std::uint32_t>(status) >> 8) & 0xFF;
 }
 

@@ -1,4 +1,4 @@
-// Runs one shell command and collects its output without waiting for it.
+// Runs a shell command and collects its output without blocking.
 #pragma once
 
 #include <cstddef>
@@ -8,27 +8,27 @@
 #include <string>
 #include <string_view>
 
-/// The command starts on construction. Its standard error is not captured; no other command inherits its output.
+/// The constructor starts the command. Its standard error is not captured. Other commands do not inherit the pipe.
 class CommandRunner {
 public:
-    /// What `poll` returns while the command runs.
+    /// The result of `poll` while the command runs.
     static constexpr std::uint32_t running = 0xFFFFFFFF;
 
-    /// `command` is a whole shell command line. Throws std::runtime_error when no process can be started.
+    /// `command` is a complete shell command line. Throws std::runtime_error if no process can be started.
     explicit CommandRunner(const std::string& command);
     CommandRunner(const CommandRunner&) = delete;
     CommandRunner& operator=(const CommandRunner&) = delete;
     /// Waits for the command to end.
     ~CommandRunner();
 
-    /// Reads all that the command has written so far, however much. Returns `running`, or, once the output has ended,
-    /// the exit status 0 to 255; 0 from then on. A command that a signal killed counts as status 0. Waits only for a
-    /// command that has closed its output to end.
+    /// Reads everything the command has written so far. Returns `running` until the output ends, then the exit status
+    /// (0 to 255) once, and 0 in later calls. A command that was killed by a signal counts as status 0. Blocks only if
+    /// the command has closed its output but has not exited.
     std::uint32_t poll();
 
     [[nodiscard]] std::size_t lineCount() const { return lines.size(); }
-    /// The oldest line not yet taken, without its line feed; empty when there is none. Text after the last line feed is
-    /// not a line.
+    /// Removes and returns the oldest line, without its line feed; empty if there is none. Text after the last line
+    /// feed is not a line.
     std::string takeLine();
 
 private:
@@ -37,7 +37,7 @@ private:
 
     std::FILE* pipe = nullptr;
     int fd = -1;
-    /// What came after the last line feed; holds none itself.
+    /// The output after the last line feed.
     std::string pending;
     std::deque<std::string> lines;
 };

@@ -1,4 +1,4 @@
-// The state machine of the update: which script runs when, and what the user is told.
+// The state machine of the update: runs the scripts and sets the messages.
 #include "updater/updater.h"
 
 #include "updater/screen_texts.h"
@@ -13,7 +13,7 @@
 
 namespace {
 
-// Built once: the drive is looked for at run time without an allocation.
+// Constructed once, because polling for the drive must not allocate.
 const std::filesystem::path drivePath = "/dev/sda";
 const std::filesystem::path partitionPath = "/dev/sda1";
 
@@ -21,7 +21,7 @@ constexpr std::string_view progressPrefix = "SHOW: ";
 
 struct FailureMessage {
     UpdateState state;
-    /// Matches every value when empty.
+    // An empty condition matches every value.
     std::optional<std::uint32_t> status;
     std::optional<std::uint32_t> isFactoryReset;
     const char* text;
@@ -37,13 +37,13 @@ constexpr std::array<FailureMessage, 7> failureMessages = {{
     {UpdateState::Installing, {}, 1, texts::resetInstallFailed},
 }};
 
-/// The first word of the file; empty when there is none or it cannot be read.
+/// Returns the first word of the file; empty if there is none or the file cannot be read.
 std::string readVersion(const char* path)
 {
     std::string word;
     std::ifstream file(path);
     if (!(file >> word)) {
-        word.clear(); // a failing read, or no memory for the word, may have left a part of it
+        word.clear(); // a failed read or allocation may leave a part of the word
     }
     return word;
 }
@@ -53,9 +53,9 @@ std::string readVersion(const char* path)
 void Updater::update(std::uint64_t iteration)
 {
     turnWheel(iteration);
-    lookForDrive(iteration);
+    checkForDrive(iteration);
     if (runner != nullptr) {
-        followCommand();
+        pollCommand();
     }
     Widget::update(iteration);
 }
@@ -68,7 +68,7 @@ void Updater::turnWheel(std::uint64_t iteration)
     }
 }
 
-void Updater::lookForDrive(std::uint64_t iteration)
+void Updater::checkForDrive(std::uint64_t iteration)
 {
     if (state != UpdateState::WaitingForUsb || iteration - lastUsbCheck < usbCheckPeriod) {
         return;
@@ -86,7 +86,7 @@ void Updater::lookForDrive(std::uint64_t iteration)
     wheelFrame = 0;
 }
 
-void Updater::followCommand()
+void Updater::pollCommand()
 {
     const std::uint32_t status = runner->poll();
     showProgress();
@@ -97,7 +97,7 @@ void Updater::followCommand()
     }
 }
 
-/// Shows the next progress line, at most one an iteration, and drops the other lines before it.
+/// Shows the next progress line, at most one per iteration, and discards other lines before it.
 void Updater::showProgress()
 {
     while (runner->lineCount() > 0) {
@@ -151,6 +151,7 @@ void Updater::commandFailed(std::uint32_t status)
         if (failure.state == state && failure.status.value_or(status) == status &&
             failure.isFactoryReset.value_or(isFactoryReset) == isFactoryReset) {
             setMessage(failure.text);
+            break;
         }
     }
     wheelFrame = noWheel;

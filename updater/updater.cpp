@@ -1,4 +1,4 @@
-// The screen: its widgets, its input and its drawing.
+// The screen: construction, input and drawing.
 #include "updater/updater.h"
 
 #include "graphics/image_store.h"
@@ -39,7 +39,7 @@ Updater::Updater()
     leds.flush();
     background = 0;
     markDirty();
-    // The name that the screen keeps; the one above is overwritten on purpose.
+    // Deliberate: this name replaces the one set above.
     name = "SettingsWidget";
 
     buildTree();
@@ -121,7 +121,7 @@ void Updater::notify(std::string /*senderName*/, std::int32_t code, EventData /*
         startWork();
         break;
     default:
-        break; // the selection notices, to which this screen has nothing to add
+        break; // selection notifications
     }
 }
 
@@ -129,7 +129,7 @@ UpdateState Updater::showMenu()
 {
     wheelFrame = noWheel;
     factoryButton.setVisible(true);
-    // Without an installed firmware there is nothing to keep, and so nothing to update.
+    // Without an installed firmware there is nothing to update.
     updateButton.setVisible(!oldVersion.empty());
     message.setVisible(false);
     noButton.setVisible(false);

@@ -1,4 +1,4 @@
-// The one screen of the program and the update that it leads through.
+// The only screen of the program, and the update process behind it.
 #pragma once
 
 #include "graphics/bitmap.h"
@@ -24,20 +24,21 @@ enum class UpdateState : std::uint32_t {
     Formatting = 3,
     /// The install script runs.
     Installing = 4,
-    // Nothing leads out of these two: the device has to be restarted.
+    // Done and Failed are final: the device must be restarted.
     Done = 5,
     Failed = 6,
 };
 
-/// Waits for a USB drive, has it decrypted, lets the user choose and confirm, formats and installs. The images and
-/// fonts must be there before it is built.
-class Updater final : public Widget {
+/// Waits for a USB drive, runs the decrypt script, lets the user choose and confirm an operation, and runs the format
+/// and install scripts. Requires the image store and the fonts.
+class Updater : public Widget {
 public:
-    /// Also switches the device's LEDs on.
+    /// Also turns on the device's LEDs.
     Updater();
 
-    /// One step of the state machine; `iteration` goes up by one a call, about every millisecond. Throws when a script
-    /// cannot be started or the drive cannot be looked for.
+    /// Runs one step of the state machine. `iteration` increases by one per call, about every millisecond. Throws
+    /// std::runtime_error if a process cannot be started, and std::filesystem::filesystem_error if the drive cannot be
+    /// queried. A script that is missing or fails throws nothing: it leads to the state `Failed`.
     void update(std::uint64_t iteration) override;
     bool onInput(InputEvent event) override;
     void broadcast(std::int32_t code, EventData data) override;
@@ -45,12 +46,12 @@ public:
     void draw() override;
     void notify(std::string senderName, std::int32_t code, EventData data) override;
 
-    /// Returns the new state.
+    /// Shows the menu, with the update button only if a firmware is installed, and hides the message, the dialog and
+    /// the wheel. Returns the new state, `Choosing`.
     UpdateState showMenu();
-    [[nodiscard]] UpdateState getState() const { return state; }
 
 private:
-    /// What the buttons send.
+    /// The notification codes of the buttons.
     enum Action : std::int32_t { askUpdate = 3, askFactoryReset = 4, cancel = 5, confirm = 6 };
 
     void buildTree();
@@ -58,8 +59,8 @@ private:
     void startWork();
 
     void turnWheel(std::uint64_t iteration);
-    void lookForDrive(std::uint64_t iteration);
-    void followCommand();
+    void checkForDrive(std::uint64_t iteration);
+    void pollCommand();
     void showProgress();
     void commandSucceeded();
     void commandFailed(std::uint32_t status);
@@ -68,26 +69,29 @@ private:
 
     static constexpr std::int32_t noWheel = -1;
 
+protected:
     I2cBus i2c;
     LedDriver leds;
     Text title;
     Button factoryButton;
     Button updateButton;
-    /// 0 for an update, 1 for a factory reset: the format script's argument.
+    /// The format script's argument: 0 for an update, 1 for a factory reset.
     std::uint32_t isFactoryReset = 0;
     Text message;
-    /// Stands before every progress line.
+    /// Precedes every progress line.
     std::string progressHeader;
     std::string updateQuestion;
     std::string factoryQuestion;
     Button noButton;
     Button yesButton;
+    // The wheel is the busy indicator on the screen, not the knob.
     std::array<Bitmap, 8> wheelFrames;
     std::int32_t wheelFrame = noWheel;
+    /// The iteration of the last check.
     std::uint64_t lastUsbCheck = 0;
     UpdateState state = UpdateState::WaitingForUsb;
     std::unique_ptr<CommandRunner> runner;
-    /// Empty when nothing (readable) is installed.
+    /// The installed version; empty if there is none or it cannot be read.
     std::string oldVersion;
     std::string newVersion;
 };
