@@ -1,6 +1,6 @@
-# The Debian package for the device: cpack makes it in a build folder of the preset `device`.
+# The Debian package for the device. cpack creates it in the build folder of the preset `device`.
 
-# compress SOURCE NAME: a file of the build folder, the same bytes from the same source.
+# compress(SOURCE NAME): a compressed file in the build folder. Equal sources give equal bytes.
 function(compress source name)
     set(file ${CMAKE_CURRENT_BINARY_DIR}/package/${name})
     add_custom_command(
@@ -40,7 +40,7 @@ set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE arm64)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Tonecrate maintainers <maintainers@tonecrate.example>")
 set(CPACK_DEBIAN_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
-# Those of the compiler that it is built with, Debian 12's.
+# The libraries of Debian 12, which has the compiler of the package.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1 (>= 3.0), libstdc++6 (>= 12)")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "e2fsprogs, openssl")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "firmware updates of a Tonecrate device from a USB drive")

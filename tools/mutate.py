@@ -1,9 +1,8 @@
 #!/usr/bin/env -S python3 -B
-"""Mutation check: changes one operator, constant or statement of the product at a time and runs the tests.
+"""Mutation testing: changes one operator, constant or statement of the product at a time and runs the tests.
 
-Works in private copies of the tree, one a worker, under build/mutate/. What was tried is remembered there, so that a
-run that was interrupted goes on where it stopped; a changed file is tried anew, and with --retry so are the survivors.
-tools/survivors.txt has the reasons of those that are known to survive.
+Each worker builds a private copy of the tree under build/mutate/. The results are stored there: an interrupted run
+continues where it stopped. A changed file is tested again. tools/survivors.txt lists known survivors with reasons.
 """
 
 import argparse
@@ -28,7 +27,7 @@ WORK = ROOT / "build" / "mutate"
 RESULTS = WORK / "results.jsonl"
 EXCUSES = ROOT / "tools" / "survivors.txt"
 
-# For each folder the test programs that meet its code first.
+# The test programs that test each folder, nearest first. The system tests run last.
 UNIT_TESTS = {
     "app": ["app"],
     "updater": ["updater"],
@@ -36,29 +35,27 @@ UNIT_TESTS = {
     "graphics": ["graphics", "widgets"],
     "hw": ["hw", "frame_writer", "program_start", "app"],
 }
-# The long ones, which tell no mutant from the program that the short ones do not.
-LONG_SYSTEM_TESTS = [
-    "Waiting.WaitsForEverWithoutADrive",
-    "HostileScript.ThatPrintsTwoHundredThousandLinesAtOnceShowsThemOneAnIteration",
-    "RandomWalk.*",
-]
+SYSTEM = "system"
+PROGRAMS = sorted({program for programs in UNIT_TESTS.values() for program in programs} | {SYSTEM})
+EXCLUDED_LABELS = {"long", "board"}
 CAUGHT = ("failed", "timed out")
 EXCUSE_MARKS = {"= ": "equivalent", "~ ": "survived"}
 MEMORY_LIMIT = 2 << 30
 SUBREAPER = 36  # PR_SET_CHILD_SUBREAPER of prctl(2)
 
 Mutant = collections.namedtuple("Mutant", "path line before after key text")
+Test = collections.namedtuple("Test", "name program command environment")
 
 
 class Refusal(Exception):
-    """One line about why it cannot go on."""
+    """An error that one line explains."""
 
 
-# The mutants.
+# Mutants
 
 
 def lines_around(source, mutation, mutated):
-    """The first changed line, before and after, each as one line."""
+    """The first changed line before and after the mutation, each joined to one line."""
     first = source.rfind("\n", 0, mutation.start) + 1
     before = source[first : source.find("\n", mutation.end)]
     after = mutated[first : mutated.find("\n", mutation.start + len(mutation.text))]
@@ -78,7 +75,7 @@ def in_share(mutant, percent):
     return int(mutant.key[:8], 16) % 100 < percent
 
 
-def product_files(named):
+def product_files(named=()):
     tracked = subprocess.run(
         ["git", "ls-files", "--", *(f"{folder}/*" for folder in UNIT_TESTS)],
         cwd=ROOT, check=True, capture_output=True, text=True,
@@ -86,23 +83,23 @@ def product_files(named):
     sources = [path for path in tracked if path.endswith((".cpp", ".h"))]
     for path in named:
         if path not in sources:
-            raise Refusal(f"{path} is no source of the product")
-    # Headers last: each of their mutants has much to build.
+            raise Refusal(f"{path} is not a source file of the product")
+    # Headers last: their mutants rebuild the most.
     return sorted(named or sources, key=lambda path: path.endswith(".h"))
 
 
-# A copy of the tree.
+# A copy of the tree
 
 
 class Tree:
-    """A private copy of the project with a build of its own."""
+    """A private copy of the project, built with the preset `test`."""
 
     def __init__(self, number):
         self.root = WORK / f"tree-{number}"
-        self.build = self.root / "build"
+        self.build = self.root / "build" / "test"
 
     def refresh(self):
-        """Copies what has changed, so that as little as possible is built again."""
+        """Copies only changed files, so that little is built again."""
         listed = subprocess.run(
             ["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
             cwd=ROOT, check=True, capture_output=True, text=True,
@@ -122,49 +119,41 @@ class Tree:
             shutil.copy(source, target)
 
     def configure(self):
-        options = {
-            "CMAKE_BUILD_TYPE": "Debug",
-            "CMAKE_CXX_FLAGS_DEBUG": "-O0",
-            "TONECRATE_TESTS": "ON",
-            "TONECRATE_SEPARATE_TESTS": "ON",
-        }
-        arguments = [f"-D{name}={value}" for name, value in options.items()]
-        done = subprocess.run(
-            ["cmake", "-G", "Ninja", "-S", self.root, "-B", self.build, *arguments], capture_output=True, text=True
-        )
+        done = subprocess.run(["cmake", "--preset", "test"], cwd=self.root, capture_output=True, text=True)
         if done.returncode != 0:
-            raise Refusal(f"{self.root} cannot be configured:\n{done.stdout}{done.stderr}")
+            raise Refusal(f"cannot configure {self.root}:\n{done.stdout}{done.stderr}")
 
     def make(self, *targets):
         return subprocess.run(["ninja", "-C", self.build, "-j1", *targets], capture_output=True, text=True)
 
     def make_all(self):
-        done = self.make(*(f"{program}_tests" for program in self.programs()), "tonecrate-updater")
+        done = self.make(*(f"{program}_tests" for program in PROGRAMS), "tonecrate-updater")
         if done.returncode != 0:
-            raise Refusal(f"{self.root} cannot be built:\n{done.stdout[-3000:]}")
+            raise Refusal(f"cannot build {self.root}:\n{done.stdout[-3000:]}")
 
-    @staticmethod
-    def programs():
-        return sorted({program for programs in UNIT_TESTS.values() for program in programs} | {"system"})
+    def tests(self):
+        """The tests in CTest's list that run on this machine in a short time, by program."""
+        listed = subprocess.run(
+            ["ctest", "--test-dir", self.build, "--show-only=json-v1"], check=True, capture_output=True, text=True
+        )
+        tests = collections.defaultdict(list)
+        for entry in json.loads(listed.stdout)["tests"]:
+            properties = {item["name"]: item["value"] for item in entry.get("properties", [])}
+            program = entry["name"].split(".")[0]
+            if program in PROGRAMS and not EXCLUDED_LABELS & set(properties.get("LABELS", [])):
+                environment = dict(value.split("=", 1) for value in properties.get("ENVIRONMENT", []))
+                tests[program].append(Test(entry["name"], program, entry["command"], environment))
+        for program in PROGRAMS:
+            if not tests[program]:
+                raise Refusal(f"{program}_tests has no tests")
+        return tests
 
-    def test_command(self, program):
-        folder = self.build / "tests" / ("hw" if program in UNIT_TESTS["hw"][:3] else program)
-        command = [folder / f"{program}_tests", "--gtest_fail_fast", "--gtest_brief=1"]
-        if program == "system":
-            command.append("--gtest_filter=-" + ":".join(LONG_SYSTEM_TESTS))
-        return command
 
-    def lone_test_command(self, program):
-        """Each test in a process of its own, which also notices what only the first test of a process meets."""
-        tests = ["--test-dir", self.build / "tests", "--tests-regex", rf"^{program}\."]
-        return [pathlib.Path("ctest"), *tests, "--no-tests=error", "--stop-on-failure"]
-
-
-# Running tests.
+# Running tests
 
 
 def become_subreaper():
-    """Processes that a test leaves behind become children of this one, which ends them."""
+    """Orphaned processes of a test become children of this process, which kills them."""
     ctypes.CDLL(None, use_errno=True).prctl(SUBREAPER, 1, 0, 0, 0)
 
 
@@ -181,10 +170,11 @@ def limit_memory():
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
 
-def run_once(command, seconds):
-    """"passed", "failed" or "timed out"."""
+def run_once(test, seconds):
+    """Returns "passed", "failed" or "timed out"."""
     with subprocess.Popen(
-        command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+        [*test.command, "--gtest_fail_fast"], env={**os.environ, **test.environment},
+        stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
         start_new_session=True, preexec_fn=limit_memory, cwd="/tmp",
     ) as process:
         try:
@@ -195,53 +185,54 @@ def run_once(command, seconds):
             end_children()
 
 
-def run_test(command, seconds):
-    """A failure is only believed the second time: on a busy machine a device may be too slow for a test."""
-    result = run_once(command, seconds)
-    return run_once(command, seconds) if result == "failed" and command[0].name == "system_tests" else result
+def run_test(test, seconds):
+    """A failing system test is repeated: on a busy machine a simulated device may be too slow for it."""
+    result = run_once(test, seconds)
+    return run_once(test, seconds) if result == "failed" and test.program == SYSTEM else result
 
 
 class Worker:
     def __init__(self, number):
         self.tree = Tree(number)
         self.mutated = None
+        self.tests = {}
         self.limits = {}
+        self.kills = collections.Counter()
 
     def prepare(self):
         self.tree.refresh()
         self.tree.configure()
         self.tree.make_all()
-        for program in self.tree.programs():
-            for command in self.commands(program):
-                self.limits[str(command)] = self.measured_limit(command)
-
-    def commands(self, program):
-        """The quick way to run the tests first."""
-        together = self.tree.test_command(program)
-        return [together] if program == "system" else [together, self.tree.lone_test_command(program)]
+        self.tests = self.tree.tests()
+        for test in [test for tests in self.tests.values() for test in tests]:
+            self.limits[test.name] = self.measured_limit(test)
 
     @staticmethod
-    def measured_limit(command):
+    def measured_limit(test):
         started = time.monotonic()
-        if run_test(command, 600) != "passed":
-            raise Refusal(f"{command[0].name} fails without any mutation")
+        if run_test(test, 600) != "passed":
+            raise Refusal(f"{test.name} fails without a mutation")
         return 5 + 4 * (time.monotonic() - started)
 
     def verdict(self, mutant):
-        """What became of the mutant, and the tests that told it from the program."""
+        """Returns what happened to the mutant, and the test or the target that decided it."""
         self.restore(except_for=mutant.path)
         (self.tree.root / mutant.path).write_text(mutant.text)
         self.mutated = mutant.path
-        # Nothing but the whole program meets its start-up.
+        # Only the system tests run main().
         units = [] if mutant.path.endswith("/main.cpp") else UNIT_TESTS[mutant.path.split("/")[0]]
-        for program in [*units, "system"]:
-            target = "tonecrate-updater" if program == "system" else f"{program}_tests"
-            if self.tree.make(target).returncode != 0:
-                return "does not compile", program
-            for command in self.commands(program):
-                result = run_test(command, self.limits[str(command)])
+        for program in [*units, SYSTEM]:
+            target = "tonecrate-updater" if program == SYSTEM else f"{program}_tests"
+            built = self.tree.make(target)
+            if built.returncode != 0:
+                # The build also starts the test program, to list its tests.
+                return "does not compile" if "error:" in built.stdout else "failed", target
+            # Tests that killed other mutants first.
+            for test in sorted(self.tests[program], key=lambda test: -self.kills[test.name]):
+                result = run_test(test, self.limits[test.name])
                 if result != "passed":
-                    return result, program
+                    self.kills[test.name] += 1
+                    return result, test.name
         return "survived", ""
 
     def restore(self, except_for=None):
@@ -252,7 +243,7 @@ class Worker:
 
 def work(number, mutants, results):
     become_subreaper()
-    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # so that a running test is ended as well
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # also ends a running test
     worker = Worker(number)
     try:
         worker.prepare()
@@ -267,7 +258,7 @@ def work(number, mutants, results):
         results.put(None)
 
 
-# Results.
+# Results
 
 
 def load_results():
@@ -277,7 +268,7 @@ def load_results():
 
 
 def load_excuses():
-    """What is known of mutants that survive, and why, by path, line before and line after."""
+    """Verdict and reason of each known survivor, by path, line before and line after."""
     excuses, path, before, after = {}, "", "", ""
     for line in EXCUSES.read_text().splitlines() if EXCUSES.exists() else []:
         mark, text = line[:2], line[2:]
@@ -292,12 +283,23 @@ def load_excuses():
     return excuses
 
 
+def lines_of(mutant):
+    """What an excuse identifies a mutant by; a file may have several mutants with the same lines."""
+    return mutant.path, mutant.before, mutant.after
+
+
+def stale_excuses():
+    """The excuses that match no mutant of the current sources."""
+    known = {lines_of(mutant) for path in product_files() for mutant in mutants_of(path)}
+    return [excuse for excuse in load_excuses() if excuse not in known]
+
+
 def start_workers(pending, jobs):
-    """The queue of what they find out; each puts None there at its end."""
+    """Returns the queue of results; each worker puts None there last."""
     mutants, results = multiprocessing.Queue(), multiprocessing.Queue()
     for mutant in [*pending, *[None] * jobs]:
         mutants.put(mutant)
-    mutants.cancel_join_thread()  # else an early end would wait for somebody to take them
+    mutants.cancel_join_thread()  # otherwise an early exit would wait until all are taken
     for number in range(jobs):
         multiprocessing.Process(target=work, args=(number, mutants, results), daemon=True).start()
     return results
@@ -315,30 +317,25 @@ def verdicts_of(pending, jobs):
             yield result
 
 
-def try_mutants(pending, jobs):
+def test_mutants(pending, jobs):
     started = None
     with RESULTS.open("a") as log:
-        for done, (mutant, verdict, program) in enumerate(verdicts_of(pending, jobs), 1):
-            entry = {"key": mutant.key, "verdict": verdict, "by": program, "path": mutant.path, "line": mutant.line}
+        for done, (mutant, verdict, by) in enumerate(verdicts_of(pending, jobs), 1):
+            entry = {"key": mutant.key, "verdict": verdict, "by": by, "path": mutant.path, "line": mutant.line}
             log.write(json.dumps(entry) + "\n")
             log.flush()
-            started = started or time.monotonic()  # not before the trees are built
+            started = started or time.monotonic()  # after the trees are built
             minutes = (time.monotonic() - started) / done * (len(pending) - done) / 60
             place = f"{mutant.path}:{mutant.line}"
             print(f"{done}/{len(pending)}, {minutes:.0f} min left: {place} {verdict}", file=sys.stderr)
 
 
-def look_of(mutant):
-    """What an excuse names it by; some mutants of a file may look the same."""
-    return mutant.path, mutant.before, mutant.after
-
-
 def outcomes_of(mutants, results):
-    """For each mutant that was tried or has an excuse, and is none to the compiler: its verdict and the excuse."""
+    """Yields mutant, verdict and reason for each mutant that compiles and is tested or has an excuse."""
     excuses = load_excuses()
     for mutant in mutants:
         verdict = results.get(mutant.key, {}).get("verdict")
-        excuse = excuses.get(look_of(mutant))
+        excuse = excuses.get(lines_of(mutant))
         if excuse and verdict in (None, "survived"):
             yield mutant, *excuse
         elif verdict in (*CAUGHT, "survived"):
@@ -346,7 +343,7 @@ def outcomes_of(mutants, results):
 
 
 def print_table(outcomes):
-    """The share is that of the mutants which can be caught."""
+    """The share is the percentage of caught mutants, without the equivalent ones."""
     counts = collections.defaultdict(collections.Counter)
     for mutant, verdict, _ in outcomes:
         counts[mutant.path.split("/")[0]][verdict] += 1
@@ -361,15 +358,15 @@ def print_table(outcomes):
 
 
 def pending_of(mutants, results, retry=False):
-    """One whose excuse can be meant for no other is tried in a retry only."""
+    """A mutant with an excuse that matches only this mutant is tested only with --retry."""
     excuses = load_excuses()
-    looks = collections.Counter(map(look_of, mutants))
+    equal = collections.Counter(map(lines_of, mutants))
 
     def is_pending(mutant):
         verdict = results.get(mutant.key, {}).get("verdict")
         if retry and verdict in (None, "survived"):
             return True
-        return verdict is None and not (look_of(mutant) in excuses and looks[look_of(mutant)] == 1)
+        return verdict is None and not (lines_of(mutant) in excuses and equal[lines_of(mutant)] == 1)
 
     return list(filter(is_pending, mutants))
 
@@ -379,35 +376,39 @@ def report(mutants, results):
     print_table(outcomes)
     for mutant, verdict, reason in outcomes:
         if verdict not in CAUGHT:
-            print(f"\n{mutant.path}:{mutant.line}\n- {mutant.before}\n+ {mutant.after}\n{verdict}: {reason or 'WHY?'}")
-    untried = len(pending_of(mutants, results))
-    if untried:
-        print(f"\n{untried} of these mutants were not tried yet")
+            reason = reason or "no reason in tools/survivors.txt"
+            print(f"\n{mutant.path}:{mutant.line}\n- {mutant.before}\n+ {mutant.after}\n{verdict}: {reason}")
+    for path, before, after in stale_excuses():
+        print(f"\n{path}\n- {before}\n+ {after}\nstale: tools/survivors.txt describes a mutant that does not exist")
+    untested = len(pending_of(mutants, results))
+    if untested:
+        print(f"\n{untested} mutants not tested yet")
 
 
 def number_from(low, high):
-    """What argparse makes of an option that takes a whole number within these bounds."""
+    """The argparse type of a whole number from `low` to `high`."""
     def number(text):
         if not text.isdigit() or not low <= int(text) <= high:
-            raise argparse.ArgumentTypeError(f"takes a number from {low} to {high}, not {text!r}")
+            raise argparse.ArgumentTypeError(f"expected a number from {low} to {high}, not {text!r}")
         return int(text)
     return number
 
 
 def arguments():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("files", nargs="*", metavar="FILE", help="sources of the product; all without any")
-    parser.add_argument("--jobs", type=number_from(1, 64), default=os.cpu_count(),
-                        help="workers, each with a tree of its own")
+    parser.add_argument("files", nargs="*", metavar="FILE", help="source files of the product (default: all)")
+    parser.add_argument("--jobs", type=number_from(1, 64), default=os.cpu_count(), metavar="N",
+                        help="number of workers, each with its own tree (default: number of processors)")
     parser.add_argument("--share", type=number_from(1, 100), default=100, metavar="PERCENT",
-                        help="try this share, always the same one")
-    parser.add_argument("--retry", action="store_true", help="try the survivors again, those with a reason in tools/survivors.txt too")
-    parser.add_argument("--report", action="store_true", help="only tell what is known")
+                        help="test this percentage of the mutants, the same ones in every run (default: 100)")
+    parser.add_argument("--retry", action="store_true",
+                        help="test survivors again, including those in tools/survivors.txt")
+    parser.add_argument("--report", action="store_true", help="print the stored results without testing")
     return parser.parse_args()
 
 
 def main():
-    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # ends the workers too
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # also ends the workers
     options = arguments()
     WORK.mkdir(parents=True, exist_ok=True)
     files = product_files(options.files)
@@ -415,7 +416,7 @@ def main():
     results = load_results()
     pending = pending_of(mutants, results, options.retry)
     if pending and not options.report:
-        try_mutants(pending, options.jobs)
+        test_mutants(pending, options.jobs)
     report(mutants, load_results())
 
 

@@ -1,6 +1,6 @@
 """The simple mutants of a C++ source: one operator, constant or statement changed at a time.
 
-Leans on the format that the project's sources have: a blank on both sides of a binary operator, one statement a line.
+Relies on the project's format: a space on both sides of a binary operator, one statement per line.
 """
 
 import re
@@ -25,12 +25,12 @@ MINUS = re.compile(r"(?<=[(\[{])-(?=\w)|(?<=[=,?:(] )-(?=\w)|(?<=return )-(?=\w)
 NAME = re.compile(r"(?<![\w:])(?:" + "|".join(RENAMED) + r")\b")
 NUMBER = re.compile(r"(?<![\w.])(?P<digits>0x[0-9A-Fa-f]+|\d+)(?P<suffix>[UL]*)(?![\w.])")
 CONDITION = re.compile(r"\bif \(")
-# Negating it would be the same mutant as the one of its only operator.
+# Negating it gives the same mutant as swapping its only operator.
 SIMPLE_CONDITION = re.compile(r"\((?:[^&|]* [=!]= [^&|]*|!\w[^&|]*)\)$")
 STATEMENT = re.compile(r"(?<=[;{}:)]\n)(?P<indent>(?:    )+)(?=[\w*(+-])")
 INNER_STATEMENT = re.compile(r"\{ (?P<statement>[^{};]+;) \}")
 
-# What begins no statement that could be left out: control flow, declarations, values that have to be returned.
+# The start of statements that cannot be removed: control flow, declarations, returned values.
 KEPT = re.compile(
     r"(?:[^;]*= (?:delete|default);|return\b(?!;)|(?:if|for|while|switch|do|else|case|default|using|namespace|constexpr"
     r"|const|static|inline|auto|class|struct|enum|template|friend|extern|explicit|virtual|public|private|protected)\b"
@@ -40,7 +40,7 @@ KEPT = re.compile(
 
 @dataclass(frozen=True)
 class Mutation:
-    """Characters `start` to `end` of the source become `text`."""
+    """Replaces characters `start` to `end` of the source by `text`."""
 
     start: int
     end: int
@@ -51,7 +51,7 @@ class Mutation:
 
 
 def _visible(source):
-    """The source with comments, directives and the insides of literals blanked out, character for character."""
+    """The source with comments, directives and the content of literals replaced by spaces, at the same offsets."""
 
     def blanked(match):
         text = match.group()
@@ -62,7 +62,7 @@ def _visible(source):
 
 
 def _closing(code, opening):
-    """The place of the bracket that closes the one at `opening`."""
+    """The offset of the bracket that closes the bracket at `opening`."""
     depth = 0
     for place in range(opening, len(code)):
         depth += {"(": 1, "{": 1, "[": 1, ")": -1, "}": -1, "]": -1}.get(code[place], 0)
@@ -72,7 +72,7 @@ def _closing(code, opening):
 
 
 def _statement_end(code, start):
-    """Behind the semicolon of the statement at `start`, or None when a brace comes first."""
+    """The offset after the semicolon of the statement at `start`, or None when a bracket closes first."""
     place = start
     while code[place] != ";":
         if code[place] in "([{":
@@ -128,7 +128,7 @@ def _statements(code):
 
 
 def mutations_of(source):
-    """All of them, in the order of their places."""
+    """All mutations, sorted by offset."""
     code = _visible(source)
     found = {*_operators(code), *_constants(code), *_conditions(source, code), *_statements(code)}
     return sorted(found, key=lambda mutation: (mutation.start, mutation.end, mutation.text))

@@ -1,19 +1,19 @@
-# Sourced by decrypt.sh, format.sh and install.sh: how a script ends, mounting, and what lies on the partitions.
+# Sourced by decrypt.sh, format.sh and install.sh: exit handling, mounts, and the state of the partitions.
 # Installed as /usr/lib/tonecrate/common.sh. Runs under BusyBox ash and dash.
 #
-# The memory is whole when it holds version.txt: that is removed before anything else on it is, and comes back last.
-# The backup is whole when it holds the folder "complete", which gets its name when everything inside is on the disk.
-# So there is, whenever the power fails in an update, one of the two that is whole and has the owner's presets.
-# When both are whole, the memory holds the newer ones.
-# shellcheck shell=sh disable=SC2034 # some of the names are for those who source this
+# The memory is complete when it contains version.txt, which is removed before any other change and written last.
+# The backup is complete when it contains the folder "complete", which is renamed after its content is on the disk.
+# At every moment of an update at least one of them is complete and contains the owner's presets, so a power cut loses
+# nothing. When both are complete, the memory is newer.
+# shellcheck shell=sh disable=SC2034 # the sourcing scripts use some of the names
 
 export LC_ALL=C
 PATH=/usr/sbin:/usr/bin:/sbin:/bin
 script_name=${0##*/}
 verdict=         # the exit status, once it is known
-default_status=1 # that of a failure which the script did not foresee
-unpacked=/tmp/fw # what decrypt.sh leaves for install.sh
-scratch=         # a folder that goes when the script ends
+default_status=1 # the exit status of an unexpected failure
+unpacked=/tmp/fw # the unpacked firmware, from decrypt.sh for install.sh
+scratch=         # a folder to remove when the script ends
 
 # fail STATUS MESSAGE
 fail() {
@@ -27,13 +27,13 @@ succeed() {
   exit 0
 }
 
-# show TEXT: one line of progress, at most 40 characters, the width of the display.
+# show TEXT: prints one progress line, at most 40 characters, the width of the display.
 show() {
   printf 'SHOW: %s\n' "$1"
 }
 
-# Every end comes through here, that by a signal too: the program that runs the scripts takes a status which is not the
-# script's own for a success, or has no words for it.
+# Runs at every exit, also after a signal. The script must exit with its own status: the updater treats a fatal signal
+# as success and has no message for other statuses.
 finish() {
   trap '' HUP INT PIPE TERM
   trap - EXIT
@@ -52,14 +52,14 @@ is_mounted() {
   return 1
 }
 
-# unmount FOLDER: everything is on the disk then, and the next mount reads it from there. Fails when it is in use.
+# unmount FOLDER: writes everything to the disk, so the next mount reads it from there. Fails when the folder is in use.
 unmount() {
   while is_mounted "$1"; do
     { sync -f "$1" && umount "$1"; } || return 1
   done
 }
 
-# release FOLDER: takes it out of the tree at once; what is still in use goes when its last user does.
+# release FOLDER: detaches the mount, also when it is in use; the kernel unmounts it after its last user.
 release() {
   while is_mounted "$1"; do
     umount "$1" 2>/dev/null || umount -l "$1" || return 1
@@ -81,15 +81,15 @@ mount_backup() {
   mount_at "$backup_mount" ext4 "$1" "$backup_device"
 }
 
-memory_is_whole() {
+memory_is_complete() {
   [ -s "$memory_mount/version.txt" ]
 }
 
-backup_is_whole() {
+backup_is_complete() {
   [ -d "$backup_mount/complete" ]
 }
 
-# repair DEVICE: fails when the file system needs more than a routine repair, or there is none.
+# repair DEVICE: fails when there is no file system, or e2fsck cannot repair it automatically.
 repair() {
   e2fsck -f -p "$1" >&2 || [ $? -le 2 ]
 }
@@ -99,7 +99,7 @@ make_file_system() {
   "$mke2fs" -q -F -t ext4 -m 0 "$1" </dev/null >&2
 }
 
-# same_tree FOLDER FOLDER: the same folders, the same links, the same files, byte by byte.
+# same_tree FOLDER FOLDER: succeeds when both contain the same folders, links and files, byte by byte.
 same_tree() {
   [ "$(list_tree "$1")" = "$(list_tree "$2")" ] &&
     [ -z "$(cd "$1" && find . -type f ! -exec cmp -s {} "$2"/{} \; -print)" ]
@@ -118,7 +118,7 @@ device_number() {
   printf '%d:%d\n' "0x$(stat -L -c %t "$1")" "0x$(stat -L -c %T "$1")"
 }
 
-# require_free DEVICE: it is a block device, and nobody uses it.
+# require_free DEVICE: fails unless it is a block device that is not in use.
 require_free() {
   [ -b "$1" ] || fail 1 "$1 is not a block device"
   number=$(device_number "$1")
@@ -129,7 +129,7 @@ require_free() {
   done
 }
 
-# The partitions, when this script may write on them.
+# Fails unless this script may write to both partitions.
 require_partitions() {
   { unmount "$memory_mount" && unmount "$backup_mount"; } || fail 1 "the partitions are in use"
   require_free "$memory_device"
@@ -139,7 +139,7 @@ require_partitions() {
 }
 
 set -u
-drive_mount='' memory_mount='' backup_mount='' # none yet
+drive_mount='' memory_mount='' backup_mount='' # for exits before the settings are read
 trap finish EXIT
 trap 'exit 1' HUP INT PIPE TERM
 # shellcheck source=updater.conf

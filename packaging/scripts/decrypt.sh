@@ -1,8 +1,8 @@
 #!/bin/sh
-# Unpacks the firmware file of a USB drive into /tmp/fw, and writes down the new and the installed version.
-# Installed as /usr/sbin/decrypt.sh. Usage: decrypt.sh DRIVE, for instance /dev/sda1 or /dev/sda
-# Exit: 0 done, 1 drive not accessible, 2 no tonecrate.fw on it, 3 tonecrate.fw is corrupt; nothing else, since the
-# screen has no other words. A failure that is none of them counts as 1 while the drive is read, and as 3 afterwards.
+# Unpacks the firmware file of a USB drive into /tmp/fw and writes the new and the installed version there.
+# Installed as /usr/sbin/decrypt.sh. Usage: decrypt.sh DRIVE, for example /dev/sda1 or /dev/sda
+# Exit status: 0 success, 1 drive not accessible, 2 no tonecrate.fw on the drive, 3 tonecrate.fw is corrupt. The screen
+# has no messages for others: an unexpected failure exits with 1 while the drive is read, and with 3 afterwards.
 [ -r /usr/lib/tonecrate/common.sh ] || exit 1
 # shellcheck source=common.sh
 . /usr/lib/tonecrate/common.sh
@@ -11,10 +11,10 @@ drive=${1:-}
 scratch=$unpacked.new
 
 require_drive() {
-  [ -b "$drive" ] || fail 1 "$drive is not there"
+  [ -b "$drive" ] || fail 1 "$drive does not exist"
 }
 
-# A drive that is pulled half-way looks like a damaged file; the pull is what really happened.
+# Reading from a removed drive looks like a damaged file, so the removal is checked first.
 corrupt() {
   require_drive
   fail 3 "tonecrate.fw: $1"
@@ -22,11 +22,11 @@ corrupt() {
 
 make_scratch() {
   rm -rf "$unpacked" "$scratch"
-  (umask 077 && mkdir "$scratch") || fail 1 "cannot make $scratch"
+  (umask 077 && mkdir "$scratch") || fail 1 "cannot create $scratch"
 }
 
-# The kernel makes the device of a drive before those of its partitions, and the program may have found it in between: a
-# drive without a file system gets a second for its first partition to come.
+# The kernel creates the device of a drive before those of its partitions, and the updater may poll in between: without
+# a file system on the drive, waits 1 s for the first partition.
 mount_drive() {
   show "Reading the drive... 10%"
   release "$drive_mount"
@@ -43,7 +43,7 @@ try_mount() {
   return 1
 }
 
-# Sets `file` to the firmware on the drive; case does not matter on it.
+# Sets `file` to the firmware file on the drive, whose name may have any case.
 find_firmware() {
   for file in "$drive_mount"/[Tt][Oo][Nn][Ee][Cc][Rr][Aa][Tt][Ee].[Ff][Ww]; do
     [ ! -f "$file" ] || return 0
@@ -53,55 +53,55 @@ find_firmware() {
   fail 2 "no tonecrate.fw on $drive"
 }
 
-# Reads all of it at once: from here on the drive only has to be there. The size is compared because a read past the end
-# of a drive may end early without an error.
+# Copies the whole file first: afterwards the drive is not read again. The size is compared because a read beyond the
+# end of a drive may end early without an error.
 copy_firmware() {
   show "Reading the drive... 30%"
   if ! cp "$file" "$scratch/container"; then
     cat "$file" >/dev/null || fail 1 "tonecrate.fw cannot be read"
-    corrupt "larger than what is left in /tmp"
+    corrupt "does not fit into /tmp"
   fi
-  [ "$(stat -c %s "$scratch/container")" = "$(stat -c %s "$file")" ] || fail 1 "tonecrate.fw cannot be read to its end"
+  [ "$(stat -c %s "$scratch/container")" = "$(stat -c %s "$file")" ] || fail 1 "tonecrate.fw cannot be read completely"
   release "$drive_mount"
   require_drive
 }
 
-# A container: 16 bytes that name the format, the encrypted archive, and a 64 byte Ed25519 signature of all before it.
+# A container is a 16-byte format name, the encrypted archive, and a 64-byte Ed25519 signature of both.
 check_signature() {
   show "Checking the signature... 50%"
   signed_size=$(($(stat -c %s "$scratch/container") - 64))
   { [ "$signed_size" -gt 16 ] && [ "$(head -c 16 "$scratch/container")" = "tonecrate-fw-01" ]; } ||
     corrupt "not a firmware container"
   { tail -c 64 "$scratch/container" >"$scratch/signature" && truncate -s "$signed_size" "$scratch/container"; } ||
-    corrupt "cannot be taken apart"
+    corrupt "cannot be split"
   openssl pkeyutl -verify -pubin -inkey "$signing_key" -rawin -in "$scratch/container" \
     -sigfile "$scratch/signature" >&2 || corrupt "not signed with $signing_key"
 }
 
-# Each step's input goes as soon as it is not needed any more: /tmp may be memory.
+# Removes the input of each step early, because /tmp may be in RAM.
 decrypt_archive() {
   show "Decrypting... 65%"
   tail -c +17 "$scratch/container" | openssl enc -d -aes-256-cbc -md sha256 -pbkdf2 -iter 10000 \
-    -pass "file:$firmware_key" -out "$scratch/archive.gz" || corrupt "does not decrypt"
+    -pass "file:$firmware_key" -out "$scratch/archive.gz" || corrupt "cannot be decrypted"
   rm "$scratch/container"
   gzip -dc "$scratch/archive.gz" >"$scratch/archive" || corrupt "not compressed"
   rm "$scratch/archive.gz"
 }
 
-# Refuses everything but plain files and folders with plain names, all of it version.txt or below firmware/.
-# The list shows a hard link as a file whose name has an arrow in it; a tool that mends a name complains.
+# Rejects everything except version.txt, and files and folders with plain names below firmware/. tar lists a hard link
+# as a file with an arrow in its name, and prints an error when it changes a name.
 check_members() {
   tar --numeric-owner -tvf "$scratch/archive" >"$scratch/members" 2>"$scratch/complaints" || corrupt "not an archive"
   [ ! -s "$scratch/complaints" ] || corrupt "not a plain archive"
   while read -r mode _ _ _ _ name; do
     case $mode in
     -* | d*) ;;
-    *) corrupt "holds a link or a device" ;;
+    *) corrupt "contains a link or a device" ;;
     esac
     case /$name/ in
-    *[!A-Za-z0-9._+\ /-]* | */../*) corrupt "holds a forbidden path" ;;
+    *[!A-Za-z0-9._+\ /-]* | */../*) corrupt "contains a forbidden path" ;;
     /version.txt/ | /firmware/*) ;;
-    *) corrupt "holds a forbidden path" ;;
+    *) corrupt "contains a forbidden path" ;;
     esac
   done <"$scratch/members"
 }
@@ -109,33 +109,33 @@ check_members() {
 unpack() {
   show "Unpacking... 80%"
   { mkdir "$scratch/fw" && tar --no-same-permissions -xof "$scratch/archive" -C "$scratch/fw"; } ||
-    corrupt "does not unpack"
+    corrupt "cannot be unpacked"
   rm "$scratch/archive"
-  [ -d "$scratch/fw/firmware" ] || corrupt "no files inside"
-  [ -z "$(find "$scratch/fw" ! -type f ! -type d)" ] || corrupt "holds a link or a device"
+  [ -d "$scratch/fw/firmware" ] || corrupt "contains no files"
+  [ -z "$(find "$scratch/fw" ! -type f ! -type d)" ] || corrupt "contains a link or a device"
 }
 
-# One word that fits the display.
+# The version is one word of at most 32 characters, so that it fits the display.
 check_version() {
   version=
   [ ! -f "$scratch/fw/version.txt" ] || read -r version _ <"$scratch/fw/version.txt" || :
   case $version in
-  '' | [!A-Za-z0-9]* | *[!A-Za-z0-9.+-]*) corrupt "no version inside" ;;
+  '' | [!A-Za-z0-9]* | *[!A-Za-z0-9.+-]*) corrupt "contains no valid version" ;;
   esac
-  [ "${#version}" -le 32 ] || corrupt "no version inside"
+  [ "${#version}" -le 32 ] || corrupt "contains no valid version"
 }
 
-# From the backup when an update was cut short; without an installed version the file is empty.
+# Reads the installed version from the backup after an interrupted update. Without one, the file is empty.
 write_old_version() {
   : >"$scratch/fw/version.old.txt"
-  if unmount "$memory_mount" && mount_memory ro && memory_is_whole; then
+  if unmount "$memory_mount" && mount_memory ro && memory_is_complete; then
     cp "$memory_mount/version.txt" "$scratch/fw/version.old.txt"
-  elif unmount "$backup_mount" && mount_backup ro && backup_is_whole; then
+  elif unmount "$backup_mount" && mount_backup ro && backup_is_complete; then
     cp "$backup_mount/complete/version.txt" "$scratch/fw/version.old.txt"
   fi || printf '%s: the installed version cannot be read\n' "$script_name" >&2
 }
 
-# In a function, so that the whole script is read before anything happens.
+# In a function, so that the shell reads the whole script before it runs any of it.
 main() {
   [ $# -eq 1 ] || fail 1 "usage: decrypt.sh DRIVE"
   make_scratch
@@ -152,7 +152,7 @@ main() {
   write_old_version
   show "Ready 100%"
   require_drive
-  mv "$scratch/fw" "$unpacked" || corrupt "cannot be put in place"
+  mv "$scratch/fw" "$unpacked" || corrupt "cannot be moved to $unpacked"
   succeed
 }
 

@@ -1,20 +1,20 @@
 #!/bin/sh
-# Makes the file system of the internal memory anew: format.sh 0 keeps the presets, format.sh 1 loses them.
-# Installed as /usr/sbin/format.sh. Exit: 0 done, 1 not possible.
-# The power may fail at any moment: format.sh 0, run again, goes on from the memory or the backup, whichever is whole.
+# Formats the internal memory: format.sh 0 keeps the presets, format.sh 1 deletes them.
+# Installed as /usr/sbin/format.sh. Exit status: 0 success, 1 failure, 2 wrong argument.
+# After a power cut at any moment, format.sh 0 continues from the memory or the backup, whichever is complete.
 [ -r /usr/lib/tonecrate/common.sh ] || exit 1
 # shellcheck source=common.sh
 . /usr/lib/tonecrate/common.sh
 
-# Nothing of the memory is lost when this fails.
+# A failure changes nothing on the memory.
 save_presets() {
   show "Checking the memory... 5%"
-  if repair "$memory_device" && mount_memory ro && memory_is_whole; then
+  if repair "$memory_device" && mount_memory ro && memory_is_complete; then
     write_backup
-  elif unmount "$memory_mount" && repair "$backup_device" && mount_backup ro && backup_is_whole; then
+  elif unmount "$memory_mount" && repair "$backup_device" && mount_backup ro && backup_is_complete; then
     show "Going on with the saved presets... 30%"
   else
-    fail 1 "neither the internal memory nor its backup is whole"
+    fail 1 "neither the internal memory nor its backup is complete"
   fi
   { unmount "$memory_mount" && unmount "$backup_mount"; } || fail 1 "the partitions are in use"
 }
@@ -26,7 +26,7 @@ write_backup() {
   show "Checking the saved presets... 30%"
   { mount_backup rw && same_presets "$memory_mount" "$backup_mount/new" &&
     cmp "$memory_mount/version.txt" "$backup_mount/new/version.txt" >&2; } ||
-    fail 1 "the saved presets read back differently"
+    fail 1 "the saved presets differ from the presets"
   mv "$backup_mount/new" "$backup_mount/complete" || fail 1 "the saved presets cannot be marked complete"
 }
 
@@ -35,7 +35,7 @@ fill_backup() {
   mkdir "$1" && copy_presets "$memory_mount" "$1" && cp "$memory_mount/version.txt" "$1/"
 }
 
-# copy_presets FROM TO: no presets at all become an empty folder, so that the memory does not count as a new one.
+# copy_presets FROM TO: creates an empty folder when there are no presets, so that install.sh adds no factory presets.
 copy_presets() {
   if [ -d "$1/presets" ]; then
     cp -a "$1/presets" "$2/"
@@ -53,14 +53,14 @@ same_presets() {
   fi
 }
 
-# What is on the memory counts no more, from before the first block of it is written on.
+# Marks the memory incomplete before the first block of it changes.
 format_memory() {
   show "Formatting... 45%"
   if mount_memory rw; then
     rm -f "$memory_mount/version.txt"
     unmount "$memory_mount" || fail 1 "$memory_device is in use"
   fi
-  make_file_system "$memory_device" || fail 1 "no file system can be made on $memory_device"
+  make_file_system "$memory_device" || fail 1 "cannot create a file system on $memory_device"
 }
 
 restore_presets() {
@@ -69,13 +69,13 @@ restore_presets() {
     unmount "$memory_mount"; } || fail 1 "the presets cannot be restored"
   show "Checking the presets... 90%"
   { mount_memory ro && same_presets "$backup_mount/complete" "$memory_mount"; } ||
-    fail 1 "the presets did not come through the formatting"
+    fail 1 "the restored presets differ from the saved ones"
 }
 
-# The mark first. A backup that cannot be mounted may be one that a repair would bring back: all of it goes.
+# Removes the mark first. Formats also a backup that cannot be mounted, because a repair could restore it.
 discard_backup() {
   if mount_backup rw; then
-    ! backup_is_whole || mv "$backup_mount/complete" "$backup_mount/old"
+    ! backup_is_complete || mv "$backup_mount/complete" "$backup_mount/old"
     unmount "$backup_mount" || fail 1 "$backup_device is in use"
   fi
   make_file_system "$backup_device" || fail 1 "the saved presets cannot be discarded"

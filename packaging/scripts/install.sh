@@ -1,13 +1,13 @@
 #!/bin/sh
 # Copies the unpacked firmware to the internal memory, reads it back and compares, and only then writes version.txt.
-# A memory without a folder of presets, which is what a factory reset leaves, gets the firmware's presets-factory.
-# Installed as /usr/sbin/install.sh. Exit: 0 done, 1 not possible.
+# After a factory reset, when the memory has no presets folder, installs the firmware's presets-factory as presets.
+# Installed as /usr/sbin/install.sh. Exit status: 0 success, 1 failure, 2 wrong argument.
 [ -r /usr/lib/tonecrate/common.sh ] || exit 1
 # shellcheck source=common.sh
 . /usr/lib/tonecrate/common.sh
 
 firmware=$unpacked/firmware
-new_presets= # the folder of presets to install, empty when those on the memory stay
+new_presets= # the folder of presets to install; empty when the memory keeps its own
 
 open_memory() {
   show "Checking the memory... 5%"
@@ -22,7 +22,7 @@ copy_folders() {
   done
 }
 
-# From 10 % to 70 %.
+# Shows progress from 10 % to 70 %.
 copy_files() {
   count=$(find "$firmware" -type f | wc -l)
   done_count=0
@@ -52,12 +52,13 @@ write_files() {
 
 check_files() {
   show "Checking the files... 80%"
-  { mount_memory rw && same_tree "$firmware" "$memory_mount/firmware"; } || fail 1 "the files read back differently"
+  { mount_memory rw && same_tree "$firmware" "$memory_mount/firmware"; } ||
+    fail 1 "the installed files differ from the firmware"
   [ -z "$new_presets" ] || same_tree "$new_presets" "$memory_mount/presets" ||
-    fail 1 "the presets read back differently"
+    fail 1 "the installed presets differ from the factory presets"
 }
 
-# The memory is whole from the rename on.
+# The rename makes the memory complete.
 write_version() {
   show "Writing the version... 95%"
   { cp "$unpacked/version.txt" "$memory_mount/version.new" && unmount "$memory_mount" && mount_memory rw &&
@@ -66,14 +67,14 @@ write_version() {
     fail 1 "the version cannot be written"
 }
 
-# The memory counts more than a backup that stays: that is no failure, but it would bring back old presets if the memory
-# were damaged later.
+# A failure is not reported, because a complete memory is used instead of the backup. Without this, a later damage to
+# the memory would restore old presets.
 drop_backup() {
   if ! mount_backup rw; then
-    make_file_system "$backup_device" || : # a repair could bring it back otherwise
+    make_file_system "$backup_device" || : # otherwise a repair could restore the backup
     return
   fi
-  if backup_is_whole; then
+  if backup_is_complete; then
     mv "$backup_mount/complete" "$backup_mount/old"
     sync -f "$backup_mount"
   fi
@@ -82,7 +83,7 @@ drop_backup() {
 
 main() {
   [ $# -eq 0 ] || fail 2 "usage: install.sh"
-  { [ -d "$firmware" ] && [ -s "$unpacked/version.txt" ]; } || fail 1 "there is no unpacked firmware to install"
+  { [ -d "$firmware" ] && [ -s "$unpacked/version.txt" ]; } || fail 1 "there is no unpacked firmware"
   require_partitions
   open_memory
   write_files

@@ -1,11 +1,11 @@
-# Sourced by every script of this folder: one-line errors, a scratch folder that never stays behind, formats.
+# Sourced by every script in this folder: one-line errors, a scratch folder that is always removed, file formats.
 # shellcheck shell=bash
 
 script_name=${0##*/}
 scratch=
-unexpected_status=1 # exit status of a failure that the script did not foresee
+unexpected_status=1 # the exit status of an unexpected failure
 export LC_ALL=C
-PATH=$PATH:/usr/sbin:/sbin # an ordinary user's PATH lacks the file system tools
+PATH=$PATH:/usr/sbin:/sbin # a normal user's PATH lacks the file system tools
 
 # fail STATUS MESSAGE
 fail() {
@@ -14,54 +14,54 @@ fail() {
   exit "$1"
 }
 
-# show TEXT: one progress line, at most 40 characters, the width of the display.
-# STEP_SECONDS (seconds, default 0) holds each line long enough for a person to read it.
+# show TEXT: prints one progress line, at most 40 characters, the width of the display.
+# STEP_SECONDS (default 0) is the delay in seconds after each line, so that a person can read it.
 show() {
   printf 'SHOW: %s\n' "$1"
   [[ ${STEP_SECONDS:-0} == 0 ]] || sleep "$STEP_SECONDS"
 }
 
-# make_scratch FOLDER: sets `scratch` to a new folder inside it, so that a finished result moves in place at once.
+# make_scratch FOLDER: creates a scratch folder in FOLDER and sets `scratch`. A result in it can be renamed into place.
 make_scratch() {
   [[ -d $1 && -w $1 ]] || fail "$unexpected_status" "cannot write in $1"
   scratch=$(mktemp -d -- "$1/.scratch.XXXXXX")
 }
 
-# Device paths are relative from here on, which keeps odd characters of the root away from the tools.
+# Afterwards device paths are relative, so the tools never see special characters in DEVICE_ROOT.
 enter_device() {
   [[ -n ${DEVICE_ROOT:-} ]] || fail "$unexpected_status" "DEVICE_ROOT is not set"
   CDPATH='' cd -- "$DEVICE_ROOT" 2>/dev/null || fail "$unexpected_status" "no device at $DEVICE_ROOT"
 }
 
-# A firmware container: these 16 bytes, the encrypted archive, then a 64 byte Ed25519 signature of all before it.
+# A firmware container is these 16 bytes, the encrypted archive, and a 64-byte Ed25519 signature of both.
 print_container_magic() {
   printf 'tonecrate-fw-01\n'
 }
 
-# run_cipher KEY_FILE [-d]: encrypts, or decrypts, standard input.
+# run_cipher KEY_FILE [-d]: encrypts standard input, or decrypts it with -d.
 run_cipher() {
   local key=$1
   shift
   openssl enc -aes-256-cbc -md sha256 -pbkdf2 -iter 10000 -pass "file:$key" "$@"
 }
 
-# One word that fits the display.
+# A version is one word of at most 32 characters, so that it fits the display.
 is_version() {
   [[ $1 =~ ^[A-Za-z0-9][A-Za-z0-9.+-]{0,31}$ ]]
 }
 
-# A relative path that needs no quoting on its way into the internal memory and does not lead out of its folder.
+# A relative path that debugfs accepts without quoting and that does not leave its folder.
 is_plain_path() {
   [[ $1 =~ ^[A-Za-z0-9._+\ -]+(/[A-Za-z0-9._+\ -]+)*/?$ && /$1/ != */../* ]]
 }
 
-# make_file_system IMAGE KIB FOLDER: a new ext4 image holding what is in FOLDER; fails when that does not fit.
+# make_file_system IMAGE KIB FOLDER: creates an ext4 image with the content of FOLDER. Fails when it does not fit.
 make_file_system() {
   mke2fs -q -F -t ext4 -b 1024 -i 2048 -m 0 -d "$3" "$1" "$2k" </dev/null >/dev/null 2>&1
 }
 
-# read_memory IMAGE FOLDER PATH...: copies trees of an image into FOLDER; what the image lacks is left out.
-# The tool hides its errors, and complains about owners without root, so callers compare what they get.
+# read_memory IMAGE FOLDER PATH...: copies files and folders of an image into FOLDER and ignores missing ones.
+# debugfs does not report errors in its exit status, and prints false ones without root, so callers compare the copies.
 read_memory() {
   local image=$1 folder=$2 path
   shift 2
@@ -71,9 +71,9 @@ read_memory() {
 }
 
 trap '[[ -z $scratch ]] || rm -rf -- "$scratch"' EXIT
-# In a subshell the error ends just that; the script around it then says so, once.
+# An error in a subshell ends the subshell; then its caller reports it once.
 trap '((BASH_SUBSHELL > 0)) || fail "$unexpected_status" "unexpected failure in line $LINENO"' ERR
-# A caller that looks at the exit code alone takes a death by signal for success.
+# The updater reads only the exit code, which is 0 after a fatal signal.
 trap 'exit 129' HUP
 trap 'exit 130' INT
 trap 'exit 141' PIPE

@@ -1,7 +1,7 @@
 #!/bin/bash
-# Unpacks the firmware file of the USB drive into /tmp/fw and writes down the new and the installed version.
+# Unpacks the firmware file of the USB drive into /tmp/fw and writes the new and the installed version there.
 # Usage: decrypt.sh /dev/sda|/dev/sda1
-# Exit: 0 done, 1 drive not accessible, 2 no tonecrate.fw on it, 3 tonecrate.fw is corrupt, 4 anything else.
+# Exit status: 0 success, 1 drive not accessible, 2 no tonecrate.fw on it, 3 tonecrate.fw is corrupt, 4 other failures.
 set -eEuo pipefail
 # shellcheck source=common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -11,16 +11,16 @@ readonly public_key=etc/tonecrate/signing.pub firmware_key=etc/tonecrate/firmwar
 drive=
 
 require_drive() {
-  [[ -f $drive && -s $drive ]] || fail 1 "/$drive is not there"
+  [[ -f $drive && -s $drive ]] || fail 1 "/$drive does not exist"
 }
 
-# A drive that is pulled half-way looks like a damaged file; the pull is what really happened.
+# Reading from a removed drive looks like a damaged file, so the removal is checked first.
 corrupt() {
   require_drive
   fail 3 "tonecrate.fw is corrupt: $1"
 }
 
-# Prints the size in bytes of tonecrate.fw, or nothing when there is no such file; case does not matter.
+# Prints the size of tonecrate.fw in bytes, or nothing when there is no such file. Ignores the case of the name.
 listed_size() {
   local row
   while IFS= read -r row; do
@@ -28,7 +28,7 @@ listed_size() {
   done <"$scratch/listing"
 }
 
-# The size is compared because a read past the end of a drive ends early without an error.
+# The size is compared because a read beyond the end of a drive ends early without an error.
 read_drive() {
   local size
   show "Reading the drive... 10%"
@@ -42,7 +42,7 @@ read_drive() {
   show "Reading the drive... 40%"
   mcopy -n -i "$drive" ::tonecrate.fw "$scratch/container" </dev/null >/dev/null 2>&1 ||
     fail 1 "tonecrate.fw cannot be read from /$drive"
-  [[ $(stat -c %s "$scratch/container") == "$size" ]] || fail 1 "tonecrate.fw cannot be read to its end"
+  [[ $(stat -c %s "$scratch/container") == "$size" ]] || fail 1 "tonecrate.fw cannot be read completely"
   require_drive
 }
 
@@ -58,17 +58,19 @@ check_signature() {
 decrypt_archive() {
   show "Decrypting... 75%"
   tail -c +17 "$scratch/signed" | run_cipher "$firmware_key" -d 2>/dev/null |
-    gzip -dc >"$scratch/archive" 2>/dev/null || corrupt "it does not decrypt"
+    gzip -dc >"$scratch/archive" 2>/dev/null || corrupt "cannot be decrypted"
 }
 
-# Refuses everything but plain files and folders with plain names, all of it version.txt or below firmware/.
+# Rejects everything except version.txt, and files and folders with plain names below firmware/.
 check_members() {
   local row name
   tar --numeric-owner -tvPf "$scratch/archive" >"$scratch/members" 2>/dev/null || corrupt "not an archive"
   while IFS= read -r row; do
-    [[ $row =~ ^[-d][^\ ]{9}\ [0-9]+/[0-9]+\ +[0-9]+\ [0-9-]+\ [0-9:]+\ (.+)$ ]] || corrupt "it holds a link or a device"
+    [[ $row =~ ^[-d][^\ ]{9}\ [0-9]+/[0-9]+\ +[0-9]+\ [0-9-]+\ [0-9:]+\ (.+)$ ]] ||
+      corrupt "contains a link or a device"
     name=${BASH_REMATCH[1]}
-    { is_plain_path "$name" && [[ $name == version.txt || $name == firmware/* ]]; } || corrupt "it holds a forbidden path"
+    { is_plain_path "$name" && [[ $name == version.txt || $name == firmware/* ]]; } ||
+      corrupt "contains a forbidden path"
   done <"$scratch/members"
 }
 
@@ -78,13 +80,13 @@ unpack() {
   check_members
   mkdir "$scratch/fw"
   tar --no-same-owner --no-same-permissions -xf "$scratch/archive" -C "$scratch/fw" 2>/dev/null ||
-    corrupt "it does not unpack"
-  [[ -d $scratch/fw/firmware ]] || corrupt "no files inside"
+    corrupt "cannot be unpacked"
+  [[ -d $scratch/fw/firmware ]] || corrupt "contains no files"
   [[ ! -f $scratch/fw/version.txt ]] || read -r version _ <"$scratch/fw/version.txt" || true
-  is_version "$version" || corrupt "no version inside"
+  is_version "$version" || corrupt "contains no valid version"
 }
 
-# A memory without an installed firmware, or no memory at all, leaves the file empty.
+# The file is empty when there is no memory or no installed version.
 write_old_version() {
   debugfs -R 'cat /version.txt' dev/memory >"$scratch/fw/version.old.txt" 2>/dev/null || true
 }

@@ -1,11 +1,11 @@
 #!/bin/bash
-# Makes the file system of the internal memory anew: format.sh 0 keeps the user's presets, format.sh 1 loses them.
-# Exit: 0 done, 1 not possible (the memory is as it was), 2 wrong argument.
+# Formats the internal memory: format.sh 0 keeps the user's presets, format.sh 1 deletes them.
+# Exit status: 0 success, 1 failure (the memory is unchanged), 2 wrong argument.
 set -eEuo pipefail
 # shellcheck source=common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-# A memory with errors is refused: presets that cannot be trusted must not replace those that a repair may find.
+# Rejects a memory with errors: damaged presets must not replace those that a repair may find.
 save_presets() {
   show "Saving the presets... 20%"
   e2fsck -fn dev/memory >/dev/null 2>&1 || fail 1 "the internal memory is damaged, its presets cannot be kept"
@@ -18,7 +18,7 @@ check_presets() {
   mkdir "$scratch/back"
   read_memory "$scratch/memory" "$scratch/back" /presets
   diff -r "$scratch/content/presets" "$scratch/back/presets" >/dev/null 2>&1 ||
-    fail 1 "the presets did not come through the formatting"
+    fail 1 "the restored presets differ from the saved ones"
 }
 
 format() {
@@ -26,7 +26,7 @@ format() {
   kib=$(cat etc/tonecrate/memory_kib 2>/dev/null) || fail 1 "the size of the internal memory is unknown"
   show "Formatting... 50%"
   make_file_system "$scratch/memory" "$kib" "$scratch/content" ||
-    fail 1 "no file system can be made in $kib KiB of internal memory"
+    fail 1 "cannot create a file system of $kib KiB"
 }
 
 main() {

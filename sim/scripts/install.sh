@@ -1,14 +1,14 @@
 #!/bin/bash
 # Copies the unpacked firmware and its version into the internal memory, then reads everything back and compares.
-# A memory without a presets folder, which is what a factory reset leaves, gets the firmware's presets-factory as presets.
-# Exit: 0 done, 1 not possible (the memory is as it was).
+# After a factory reset, when the memory has no presets folder, installs the firmware's presets-factory as presets.
+# Exit status: 0 success, 1 failure (the memory is unchanged), 2 wrong argument.
 set -eEuo pipefail
 # shellcheck source=common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 readonly firmware=tmp/fw/firmware version=tmp/fw/version.txt
 files_total=0 files_written=0
-new_presets= # folder of the presets to install, empty when the user's own stay
+new_presets= # the folder of presets to install; empty when the memory keeps its own
 
 count_files() {
   files_total=$(find "$firmware" ${new_presets:+"$new_presets"} -type f -printf x | wc -c)
@@ -25,8 +25,8 @@ show_file_progress() {
   show "Installing... $((files_written * 80 / files_total))%"
 }
 
-# tree_commands FOLDER TARGET: prints the commands that copy a tree; progress goes to descriptor 3.
-# The tool makes files in its current folder only, and folders right below / as well.
+# tree_commands FOLDER TARGET: prints the debugfs commands that copy a tree. Progress goes to descriptor 3.
+# debugfs creates files in its current folder, so each command changes it first.
 tree_commands() {
   local path target parent
   while IFS= read -r -d '' path; do
@@ -48,13 +48,14 @@ all_commands() {
   printf 'cd /\nwrite "%s" version.txt\n' "$version"
 }
 
-# Errors of the tool are not looked at: what reads back differently tells them all.
+# Ignores errors of debugfs: check_memory finds all of them.
 write_memory() {
   { all_commands | debugfs -w -f /dev/stdin "$scratch/memory" >/dev/null 2>&1 || true; } 3>&1
 }
 
 same_tree() {
-  diff -r "$1" "$2" >/dev/null 2>&1 || fail 1 "the files do not fit into the internal memory or read back differently"
+  diff -r "$1" "$2" >/dev/null 2>&1 ||
+    fail 1 "the files do not fit into the internal memory or differ from the firmware"
 }
 
 check_memory() {
@@ -69,7 +70,7 @@ check_memory() {
 main() {
   [[ $# -eq 0 ]] || fail 2 "usage: install.sh"
   enter_device
-  [[ -d $firmware && -s $version ]] || fail 1 "there is no unpacked firmware to install"
+  [[ -d $firmware && -s $version ]] || fail 1 "there is no unpacked firmware"
   [[ -f dev/memory ]] || fail 1 "there is no internal memory"
   make_scratch tmp
   cp --sparse=always dev/memory "$scratch/memory"

@@ -1,7 +1,7 @@
 #!/bin/bash
-# Provisions the root folder of a simulated device: scripts, keys, and an internal memory in use by its owner,
-# with firmware 1.4.2 and the presets of the folder user_presets.
-# Usage: make_device.sh ROOT KEYS   (ROOT does not exist yet or is empty; KEYS as made by make_keys.sh)
+# Creates the root folder of a simulated device: scripts, keys, and an internal memory with firmware 1.4.2 and the
+# presets of the folder user_presets.
+# Usage: make_device.sh ROOT KEYS   (ROOT is a new or an empty folder; KEYS is a folder made by make_keys.sh)
 set -eEuo pipefail
 # shellcheck source=common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -10,7 +10,7 @@ readonly memory_kib=32768
 scripts=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")")
 readonly scripts
 
-# The older firmware shares a file with newer ones and has one that is gone in them.
+# One file also exists in newer firmware, one was removed later.
 make_memory_content() {
   mkdir -p "$1/firmware/boot" "$1/firmware/engine"
   echo 1.4.2 >"$1/version.txt"
@@ -31,7 +31,7 @@ main() {
   [[ $# -eq 2 ]] || fail 2 "usage: make_device.sh ROOT KEYS"
   local root
   [[ ! -e $1 || -z $(ls -A -- "$1") ]] || fail 1 "$1 is not an empty folder"
-  [[ -s $2/signing.pub && -s $2/firmware.key ]] || fail 1 "$2 holds no keys"
+  [[ -s $2/signing.pub && -s $2/firmware.key ]] || fail 1 "$2 contains no keys"
   root=$(realpath -m -- "$1")
   make_scratch "${root%/*}/"
   make_memory_content "$scratch/content"

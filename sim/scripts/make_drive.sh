@@ -1,11 +1,12 @@
 #!/bin/bash
-# Makes the image of a USB drive: FAT, in one partition at 1 MiB or on the whole disk, with the given files on it.
+# Creates the image of a USB drive: a FAT file system with the given files, in one partition at 1 MiB or on the whole
+# disk.
 # Usage: make_drive.sh [--no-partition] OUT.img [FILE...]
 set -eEuo pipefail
 # shellcheck source=common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-# size_mib FILE...: 32, or more when the files need it.
+# size_mib FILE...: prints the size of the image in MiB, at least 32.
 size_mib() {
   local bytes=0 mib
   [[ $# -eq 0 ]] || bytes=$(cat -- "$@" | wc -c)
@@ -13,7 +14,7 @@ size_mib() {
   echo $((mib > 32 ? mib : 32))
 }
 
-# make_image IMAGE MIB FIRST_SECTOR: FIRST_SECTOR 0 leaves the partition table out.
+# make_image IMAGE MIB FIRST_SECTOR: without a partition table when FIRST_SECTOR is 0.
 make_image() {
   truncate -s "$2M" "$1"
   [[ $3 -eq 0 ]] || sfdisk -q "$1" <<<"start=$3, type=c"

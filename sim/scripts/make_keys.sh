@@ -1,6 +1,6 @@
 #!/bin/bash
-# Makes a fresh set of keys: signing.key and signing.pub (Ed25519), firmware.key (one line for AES-256).
-# Usage: make_keys.sh KEYS   (a folder that does not exist yet, or an empty one)
+# Generates keys: signing.key and signing.pub (Ed25519), and firmware.key (one line, the pass phrase for AES-256).
+# Usage: make_keys.sh KEYS   (a new or an empty folder)
 set -eEuo pipefail
 # shellcheck source=common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"

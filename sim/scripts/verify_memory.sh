@@ -1,7 +1,7 @@
 #!/bin/bash
-# Checks that a device's internal memory holds exactly a firmware, byte by byte, and the right presets.
+# Checks that a device's internal memory contains exactly one firmware, byte by byte, and the expected presets.
 # Usage: verify_memory.sh ROOT FIRMWARE_FOLDER VERSION kept|lost
-# kept: the presets of the folder user_presets are there; lost: the factory presets of the firmware are, alone.
+# kept: exactly the presets of the folder user_presets; lost: exactly the factory presets of the firmware.
 set -eEuo pipefail
 # shellcheck source=common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"

@@ -60,7 +60,8 @@ expect_archive_rejected() {
   seal archive bad.fw
   expect_corrupt bad.fw
   local kernel=(-path "$device_root/proc" -o -path "$device_root/sys")
-  [[ -z $(find "$device_root" \( "${kernel[@]}" \) -prune -o -name 'evil*' -print) ]] || { echo "leaves a file"; return 1; }
+  [[ -z $(find "$device_root" \( "${kernel[@]}" \) -prune -o -name 'evil*' -print) ]] ||
+    { echo "leaves a file"; return 1; }
 }
 
 # archive_parts: creates ./version.txt and ./firmware/a.txt, the content of every valid archive.

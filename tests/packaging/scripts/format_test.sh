@@ -9,7 +9,8 @@ fails_untouched() {
   local before
   before=$(hash_of memory.img)$(hash_of backup.img)
   expect 1 format.sh "$@"
-  [[ $(hash_of memory.img)$(hash_of backup.img) == "$before" ]] || { echo "format.sh $* changes a partition"; return 1; }
+  [[ $(hash_of memory.img)$(hash_of backup.img) == "$before" ]] ||
+    { echo "format.sh $* changes a partition"; return 1; }
 }
 
 # presets_stay ARGUMENT: format.sh fails, and the memory keeps its presets and version.

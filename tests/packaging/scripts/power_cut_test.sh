@@ -1,6 +1,6 @@
 #!/bin/bash
-# Tests that an update after a power cut in format.sh or install.sh succeeds and keeps the presets. A power cut kills all
-# processes of the script at once and discards what its file systems have not written.
+# Tests that an update after a power cut in format.sh or install.sh succeeds and keeps the presets. A power cut kills
+# all processes of the script at once and discards what its file systems have not written.
 # Usage: power_cut_test.sh busybox|dash [sample]   (sample: a few cuts only)
 set -uo pipefail
 # shellcheck source=fixture.sh
@@ -17,8 +17,8 @@ cut_power() {
   boot
 }
 
-# run_until_cut ARGUMENT: runs format.sh and install.sh for an update (0) or a factory reset (1). Sets $cut to yes when a
-# script was killed.
+# run_until_cut ARGUMENT: runs format.sh and install.sh for an update (0) or a factory reset (1). Sets $cut to yes when
+# a script was killed.
 run_until_cut() {
   local script status
   cut=no
@@ -42,8 +42,8 @@ update_again() {
   verify "$user_presets"
 }
 
-# cut_before_command NUMBER: cuts the power before that command, counting from 0 all commands that may write. The scripts
-# read their settings last, so these functions replace the commands.
+# cut_before_command NUMBER: cuts the power before that command, counting from 0 all commands that may write. The
+# scripts read their settings last, so these functions replace the commands.
 cut_before_command() {
   echo 0 >"$root/run/count"
   cat >>"$root/etc/tonecrate/updater.conf" <<END
@@ -77,7 +77,8 @@ cut_at_every_command() {
     [[ $cut == yes ]] || break
     cut_power
     update_again || { echo "update failed after a cut before command $number"; return 1; }
-    [[ $old_version == 1.4.2 || $old_version == 2.0.0 ]] || { echo "version lost after a cut before command $number"; return 1; }
+    [[ $old_version == 1.4.2 || $old_version == 2.0.0 ]] ||
+      { echo "version lost after a cut before command $number"; return 1; }
     number=$((number + 1))
   done
   [[ $number -gt 40 ]] || { echo "only $number commands"; return 1; }
@@ -158,8 +159,8 @@ damaged_backup() {
   verify "$firmware/presets-factory"
 }
 
-readonly format_lines=("Checking the memory" "Saving" "Checking the saved" "Formatting" "Restoring" "Checking the presets"
-  "Formatted")
+readonly format_lines=("Checking the memory" "Saving" "Checking the saved" "Formatting" "Restoring"
+  "Checking the presets" "Formatted")
 readonly install_lines=("Installing... 13" "Installing... 40" "Installing... 70" "Writing to the disk"
   "Checking the files" "Writing the version" "Installed")
 

@@ -1,5 +1,5 @@
-# Sourced by the tests of this folder: a simulated device with keys and firmware, and functions that plug and pull drives.
-# shellcheck shell=bash
+# Sourced by the tests of this folder: a simulated device with keys and firmware, and functions that plug and pull
+# drives. shellcheck shell=bash
 
 repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../../..")
 readonly repository scripts=$repository/sim/scripts firmware=$repository/sim/firmware
@@ -29,7 +29,8 @@ around_case() {
   "$@"
 }
 
-# run SCRIPT [ARGUMENT...]: runs an installed script. Stores the output in ./out and ./err, and the exit status in $status.
+# run SCRIPT [ARGUMENT...]: runs an installed script. Stores the output in ./out and ./err, and the exit status in
+# $status.
 run() {
   status=0
   "$DEVICE_ROOT/usr/sbin/$1" "${@:2}" >out 2>err || status=$?
@@ -44,7 +45,8 @@ expect() {
   if [[ $wanted -eq 0 ]]; then
     [[ ! -s err ]] || { echo "$1 succeeds with an error message: $(cat err)"; return 1; }
   else
-    [[ $(wc -l <err) -eq 1 && $(cat err) == "$1: "* ]] || { echo "$1 prints no error or several lines: $(cat err)"; return 1; }
+    [[ $(wc -l <err) -eq 1 && $(cat err) == "$1: "* ]] ||
+      { echo "$1 prints no error or several lines: $(cat err)"; return 1; }
   fi
   no_leftovers
 }
@@ -54,7 +56,8 @@ refuses() {
   status=0
   "$@" >out 2>err || status=$?
   [[ $status -ne 0 ]] || { echo "$1 succeeds"; return 1; }
-  [[ $(wc -l <err) -eq 1 && $(cat err) == "${1##*/}: "* ]] || { echo "no error or several lines: $(cat err)"; return 1; }
+  [[ $(wc -l <err) -eq 1 && $(cat err) == "${1##*/}: "* ]] ||
+    { echo "no error or several lines: $(cat err)"; return 1; }
   [[ -z $(find . -name '.scratch*') ]] || { echo "leaves its scratch folder"; return 1; }
 }
 
