@@ -13,7 +13,8 @@ function(compress source name)
     add_custom_target(package_${name} ALL DEPENDS ${file}.gz)
 endfunction()
 
-compress(${PROJECT_SOURCE_DIR}/packaging/changelog changelog)
+configure_file(packaging/changelog.in package/changelog.txt @ONLY)
+compress(${CMAKE_CURRENT_BINARY_DIR}/package/changelog.txt changelog)
 compress(${PROJECT_SOURCE_DIR}/packaging/tonecrate-updater.8 tonecrate-updater.8)
 compress(${PROJECT_SOURCE_DIR}/docs/device.md device.md)
 
@@ -31,7 +32,7 @@ install(FILES packaging/tonecrate-updater.modprobe DESTINATION /lib/modprobe.d R
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME tonecrate-updater)
-set(CPACK_PACKAGE_VERSION 1.0)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_INSTALL_PREFIX /usr)
 set(CPACK_SET_DESTDIR ON)
 set(CPACK_STRIP_FILES ON)
