@@ -1,14 +1,16 @@
-// The positions of all screen elements.
+// The layout of the screens, drawn from the PNG files by the drawing model.
 #include "tests/system/screen_painter.h"
 
 #include "sim/device/png_file.h"
 #include "updater/screen_texts.h"
 #include "updater/timing.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <filesystem>
 #include <map>
+#include <utility>
 
 namespace {
 
@@ -17,24 +19,44 @@ namespace fs = std::filesystem;
 /// Iterations that a frame takes to reach the display.
 constexpr std::uint64_t transferIterations = 7;
 
-const sim::Picture& source(const std::string& name)
+/// A picture of img/, with black as full ink.
+const model::Raster& image(const std::string& name)
 {
-    static std::map<std::string, sim::Picture> pictures;
-    const auto found = pictures.find(name);
-    return found != pictures.end() ? found->second
-                                   : pictures.emplace(name, sim::readPng(fs::path(IMG_DIR) / name)).first->second;
+    static std::map<std::string, model::Raster> images;
+    if (const auto found = images.find(name); found != images.end()) {
+        return found->second;
+    }
+    const sim::Picture picture = sim::readPng(fs::path(IMG_DIR) / name);
+    model::Raster raster(picture.width, picture.height);
+    std::transform(picture.pixels.begin(), picture.pixels.end(), raster.pixels.begin(),
+                   [](const sim::Colour& colour) { return static_cast<std::uint8_t>(colour.red == 0 ? 3 : 0); });
+    return images.emplace(name, std::move(raster)).first->second;
 }
 
-const sim::Picture& glyph(char character)
+model::Font makeFont(int scale)
 {
-    std::array<char, 16> name{};
-    std::snprintf(name.data(), name.size(), "font8/%02x.png", static_cast<unsigned char>(character));
-    return source(fs::exists(fs::path(IMG_DIR) / name.data()) ? name.data() : "font8/00.png");
+    model::Font font;
+    font.letterSpacing = scale;
+    for (unsigned int code = 0; code < 256; ++code) {
+        std::array<char, 16> name{};
+        std::snprintf(name.data(), name.size(), "font8/%02x.png", code);
+        if (fs::exists(fs::path(IMG_DIR) / name.data())) {
+            font.glyphs[static_cast<std::uint8_t>(code)] = image(name.data()).scaled(scale);
+        }
+    }
+    return font;
 }
 
-bool isInk(const sim::Picture& picture, int x, int y)
+const model::Font& font8()
 {
-    return picture.pixels[static_cast<std::size_t>(y * picture.width + x)].red == 0;
+    static const model::Font font = makeFont(1);
+    return font;
+}
+
+const model::Font& font16()
+{
+    static const model::Font font = makeFont(2);
+    return font;
 }
 
 } // namespace
@@ -62,23 +84,19 @@ std::uint64_t wheelStepsShown(std::uint64_t from, std::uint64_t to)
 
 ScreenPainter::ScreenPainter()
 {
-    for (int y = 0; y < 20; ++y) {
-        for (int x = 0; x < sim::screenWidth; ++x) {
-            set(x, y, 3);
-        }
-    }
-    text(2, 2, texts::title, 2, 0, 1);
+    canvas.fillRect(0, 0, sim::screenWidth, 20, 3);
+    font16().drawText(canvas, 2, 2, texts::title, 0, 0, 1, 1);
 }
 
-ScreenPainter& ScreenPainter::message(const std::string& characters)
+ScreenPainter& ScreenPainter::message(const std::string& text)
 {
-    text(0, 24, characters, 1, 3, 10);
+    font8().drawText(canvas, 0, 24, text, 3, sim::screenWidth, 10, 1);
     return *this;
 }
 
 ScreenPainter& ScreenPainter::wheel(int frame)
 {
-    picture(128 - 51 / 2, 155 - 51, "wheel_" + std::to_string(frame) + ".png", true);
+    canvas.drawMask(128 - 51 / 2, 155 - 51, image("wheel_" + std::to_string(frame) + ".png"), 3);
     return *this;
 }
 
@@ -98,58 +116,16 @@ ScreenPainter& ScreenPainter::dialogButtons(Selection selection)
     return *this;
 }
 
+sim::Screen ScreenPainter::screen() const
+{
+    sim::Screen result{};
+    std::copy(canvas.pixels.begin(), canvas.pixels.end(), result.begin());
+    return result;
+}
+
 void ScreenPainter::button(int left, int top, const std::string& name, int labelLeft, const std::string& label,
                            bool selected)
 {
-    picture(left, top, name + (selected ? "_selected.png" : ".png"), false);
-    text(left + labelLeft, top + 6, label, 1, selected ? 0 : 3, 1);
-}
-
-void ScreenPainter::picture(int left, int top, const std::string& name, bool transparent)
-{
-    const sim::Picture& image = source(name);
-    for (int y = 0; y < image.height; ++y) {
-        for (int x = 0; x < image.width; ++x) {
-            if (isInk(image, x, y)) {
-                set(left + x, top + y, 3);
-            } else if (!transparent) {
-                set(left + x, top + y, 0);
-            }
-        }
-    }
-}
-
-/// Breaks lines at line feeds and before a glyph that exceeds the screen; one (unscaled) row separates lines.
-void ScreenPainter::text(int left, int top, const std::string& characters, int scale, std::uint8_t level, int maxLines)
-{
-    int x = left;
-    int line = 0;
-    for (const char character : characters) {
-        const sim::Picture& image = glyph(character);
-        const bool overflows = x + image.width * scale > sim::screenWidth;
-        if (overflows || character == '\n') {
-            x = left;
-            if (++line >= maxLines) {
-                return;
-            }
-        }
-        if (character == '\n') {
-            continue;
-        }
-        for (int v = 0; v < image.height * scale; ++v) {
-            for (int u = 0; u < image.width * scale; ++u) {
-                if (isInk(image, u / scale, v / scale)) {
-                    set(x + u, top + line * (8 * scale + 1) + v, level);
-                }
-            }
-        }
-        x += (image.width + 1) * scale;
-    }
-}
-
-void ScreenPainter::set(int x, int y, std::uint8_t level)
-{
-    if (x >= 0 && x < sim::screenWidth && y >= 0 && y < sim::screenHeight) {
-        painted[static_cast<std::size_t>(y * sim::screenWidth + x)] = level;
-    }
+    canvas.drawBitmap(left, top, image(name + (selected ? "_selected.png" : ".png")), false);
+    font8().drawText(canvas, left + labelLeft, top + 6, label, selected ? 0 : 3, 0, 1, 1);
 }

@@ -1,7 +1,8 @@
-// Paints expected screens from the source pictures with drawing code of its own.
+// Draws expected screens from the pictures in img/ with the drawing model, without the product's drawing code.
 #pragma once
 
 #include "sim/models/screen.h"
+#include "tests/support/drawing_model.h"
 
 #include <cstdint>
 #include <string>
@@ -33,14 +34,10 @@ public:
     /// The first button is "No", the second "Yes".
     ScreenPainter& dialogButtons(Selection selection);
 
-    [[nodiscard]] const sim::Screen& screen() const { return painted; }
+    [[nodiscard]] sim::Screen screen() const;
 
 private:
-    void text(int left, int top, const std::string& characters, int scale, std::uint8_t level, int maxLines);
-    /// Draws only the dark pixels of a transparent picture.
-    void picture(int left, int top, const std::string& name, bool transparent);
-    void button(int left, int top, const std::string& picture, int labelLeft, const std::string& label, bool selected);
-    void set(int x, int y, std::uint8_t level);
+    void button(int left, int top, const std::string& name, int labelLeft, const std::string& label, bool selected);
 
-    sim::Screen painted{};
+    model::Raster canvas{sim::screenWidth, sim::screenHeight};
 };
