@@ -1,4 +1,4 @@
-// What every fuzz target is made of: the call that the fuzzer makes, its bytes as numbers, and what must hold.
+// For every fuzz target: its entry point, its input bytes as numbers, and the check that reports a finding.
 #pragma once
 
 #include <algorithm>
@@ -10,19 +10,19 @@
 #include <limits>
 #include <string>
 
-/// Called with one input after another; any bytes are a valid input. A finding ends the process.
+/// Called once per input. Any bytes are valid. A finding aborts the process.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count);
 
-/// Ends the process when `holds` is false, with a line that tells what was expected.
+/// Aborts the process if `holds` is false and reports the violated expectation on standard error.
 inline void require(bool holds, const char* expectation)
 {
     if (!holds) {
-        std::fprintf(stderr, "It does not hold that %s\n", expectation);
+        std::fprintf(stderr, "violated: %s\n", expectation);
         std::abort();
     }
 }
 
-/// Takes the bytes of an input from its front. Beyond its end all numbers are 0.
+/// Consumes the bytes of an input from the front. After the end all numbers are 0.
 class FuzzInput {
 public:
     FuzzInput(const std::uint8_t* bytes, std::size_t count) : next(bytes), left(count) {}
@@ -42,13 +42,13 @@ public:
         return value;
     }
 
-    /// From `lowest` to `highest`, which are less than 256 apart, most of them for one value of the byte.
+    /// A number from `lowest` to `highest`, whose difference must be below 256.
     std::int32_t takeFrom(std::int32_t lowest, std::int32_t highest)
     {
         return lowest + take<std::uint8_t>() % (highest - lowest + 1);
     }
 
-    /// Mostly on or near what is drawn on, often at one end of the 32 bits.
+    /// Mostly on or near a small bitmap, often near the limits of int32_t.
     std::int32_t takeCoordinate()
     {
         using Limits = std::numeric_limits<std::int32_t>;
@@ -66,7 +66,7 @@ public:
         }
     }
 
-    /// From `lowest` to `highest` for most values of a byte, any coordinate for the others.
+    /// A number from `lowest` to `highest` in 7 of 8 cases, otherwise any coordinate.
     std::int32_t takeMostlyFrom(std::int32_t lowest, std::int32_t highest)
     {
         return takeFrom(0, 7) == 7 ? takeCoordinate() : takeFrom(lowest, highest);

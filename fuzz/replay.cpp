@@ -1,4 +1,4 @@
-// Stands in for the fuzzer where there is none: calls the target with every file of the folders that it is given.
+// Replaces the fuzzer where libFuzzer is missing: passes every file in the given folders to the target.
 #include "fuzz/fuzz_target.h"
 
 #include <cstdio>
@@ -22,7 +22,7 @@ int main(int argc, char** argv)
     int replayed = 0;
     for (int i = 1; i < argc; ++i) {
         for (const auto& entry : std::filesystem::directory_iterator(argv[i])) {
-            std::fprintf(stderr, "%s\n", entry.path().c_str()); // the last one told is the one that fails
+            std::fprintf(stderr, "%s\n", entry.path().c_str()); // the last line names a failing input
             const std::vector<std::uint8_t> bytes = contentsOf(entry.path());
             LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
             ++replayed;

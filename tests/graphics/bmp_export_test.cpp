@@ -1,10 +1,9 @@
-// Saving a bitmap as a BMP file: every byte of the file, and what happens around it.
+// Saving a bitmap as a BMP file: the bytes of the file, the sync, and failures.
 #include "graphics/bitmap.h"
 
 #include "tests/support/picture.h"
 #include "tests/support/scratch_folder.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -15,7 +14,7 @@
 
 namespace {
 
-/// Puts a `sync` of its own first in PATH. It copies the picture, as it is on disk by then, to "synced.bmp".
+/// Puts a `sync` command first in PATH that copies the picture to "synced.bmp", appends a line to "syncs" and fails.
 class BmpExport : public testing::Test {
 protected:
     BmpExport() : oldPath(std::getenv("PATH"))
@@ -56,7 +55,7 @@ std::int64_t numberAt(const std::string& file, std::size_t offset, std::size_t s
     return static_cast<std::int32_t>(number);
 }
 
-TEST_F(BmpExport, WritesAThreeByOneBitmapAsHeaderNineBytesAndThreePaddingBytesWithASizeFieldOf63)
+TEST_F(BmpExport, AThreeByOneBitmapIsA54ByteHeaderNineBytesAndThreePaddingBytesWithASizeFieldOf63)
 {
     const std::string header = bytes({
         'B', 'M', 63, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0,                    // file header
@@ -68,21 +67,21 @@ TEST_F(BmpExport, WritesAThreeByOneBitmapAsHeaderNineBytesAndThreePaddingBytesWi
     EXPECT_EQ(saved(bitmapOf({".+#"})), header + row);
 }
 
-TEST_F(BmpExport, TurnsTheLevelsIntoGreysAndEveryOtherValueIntoWhite)
+TEST_F(BmpExport, LevelsBecomeGreysAndOtherValuesWhite)
 {
     const std::string file = saved(bitmapOf({".-+# 49."}));
     EXPECT_EQ(file.substr(54), bytes({255, 255, 255, 170, 170, 170, 84,  84,  84,  0,   0,   0,
                                       255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255}));
 }
 
-TEST_F(BmpExport, WritesTheBottomRowFirst)
+TEST_F(BmpExport, TheBottomRowComesFirst)
 {
     const std::string file = saved(bitmapOf({"####", "....", "----"}));
     EXPECT_EQ(file.substr(54),
               bytes(std::vector<int>(12, 170)) + bytes(std::vector<int>(12, 255)) + bytes(std::vector<int>(12, 0)));
 }
 
-TEST_F(BmpExport, LeavesThePaddingOutOfTheSizeFieldButWritesItAfterEveryRow)
+TEST_F(BmpExport, TheSizeFieldExcludesThePaddingAfterEveryRow)
 {
     struct Case {
         std::int32_t width, height;
@@ -90,9 +89,7 @@ TEST_F(BmpExport, LeavesThePaddingOutOfTheSizeFieldButWritesItAfterEveryRow)
     };
     for (const Case& c : {Case{1, 3, 1}, Case{2, 3, 2}, Case{3, 3, 3}, Case{4, 3, 0}, Case{5, 2, 1}}) {
         SCOPED_TRACE(c.width);
-        Bitmap bitmap(c.width, c.height);
-        bitmap.fill(0);
-        const std::string file = saved(bitmap);
+        const std::string file = saved(filledBitmap(c.width, c.height, 0));
         const auto rowBytes = static_cast<std::size_t>(c.width) * 3;
         ASSERT_EQ(file.size(), 54 + (rowBytes + c.padding) * static_cast<std::size_t>(c.height));
         EXPECT_EQ(numberAt(file, 2), c.width * c.height * 3 + 54);
@@ -103,21 +100,19 @@ TEST_F(BmpExport, LeavesThePaddingOutOfTheSizeFieldButWritesItAfterEveryRow)
     }
 }
 
-TEST_F(BmpExport, HasAnExactSizeFieldForTheCanvas)
+TEST_F(BmpExport, TheSizeFieldIsExactForTheCanvas)
 {
-    Bitmap canvas(256, 160);
-    canvas.fill(0);
+    Bitmap canvas = filledBitmap(256, 160, 0);
     canvas.fillRect(0, 0, 1, 1, 3);
     const std::string file = saved(canvas);
     EXPECT_EQ(file.size(), 122934U);
     EXPECT_EQ(numberAt(file, 2), 122934);
     EXPECT_EQ(numberAt(file, 18), 256);
     EXPECT_EQ(numberAt(file, 22), 160);
-    // Top left, so in the last row of the file.
-    EXPECT_EQ(file.find('\0', 54), 122934U - 768);
+    EXPECT_EQ(file.find('\0', 54), 122934U - 768) << "the ink is in the top row, the last of the file";
 }
 
-TEST_F(BmpExport, WritesOnlyTheHeadersForAnEmptyBitmap)
+TEST_F(BmpExport, AnEmptyBitmapIsOnlyTheHeaders)
 {
     struct Case {
         std::int32_t width, height, size;
@@ -134,20 +129,20 @@ TEST_F(BmpExport, WritesOnlyTheHeadersForAnEmptyBitmap)
     }
 }
 
-TEST_F(BmpExport, SyncsOnceAfterTheFileIsCompleteAndIgnoresHowTheSyncEnds)
+TEST_F(BmpExport, SyncsOnceAfterTheFileIsCompleteAndIgnoresTheExitStatus)
 {
     const std::string file = saved(bitmapOf({".+#", "#.#"}));
     EXPECT_EQ(folder.read("syncs"), "ran\n");
     EXPECT_EQ(folder.read("synced.bmp"), file);
 }
 
-TEST_F(BmpExport, ReplacesAnOlderFile)
+TEST_F(BmpExport, ReplacesAnExistingFile)
 {
     folder.write("picture.bmp", std::string(1000, 'x'));
     EXPECT_EQ(saved(bitmapOf({".+#"})).size(), 66U);
 }
 
-TEST_F(BmpExport, ReturnsFalseQuietlyWhenTheFileCannotBeCreated)
+TEST_F(BmpExport, ReturnsFalseAndPrintsNothingIfTheFileCannotBeCreated)
 {
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();

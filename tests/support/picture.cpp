@@ -1,12 +1,12 @@
-// Converting, printing and matching written-out pictures.
+// Converting, printing and comparing pictures.
 #include "tests/support/picture.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <ostream>
+#include <iterator>
 #include <stdexcept>
-#include <utility>
+#include <string_view>
 
 namespace {
 
@@ -25,30 +25,6 @@ Pixel valueOf(char letter)
     }
     throw std::invalid_argument(std::string("no pixel is written as ") + letter);
 }
-
-class ShowsMatcher {
-public:
-    using is_gtest_matcher = void;
-
-    explicit ShowsMatcher(Picture picture) : expected(std::move(picture)) {}
-
-    bool MatchAndExplain(const Bitmap& bitmap, std::ostream* listener) const
-    {
-        const Picture actual = pictureOf(bitmap);
-        if (actual == expected) {
-            return true;
-        }
-        if (listener != nullptr) {
-            *listener << "which differs:\n" << sideBySide(expected, actual);
-        }
-        return false;
-    }
-    void DescribeTo(std::ostream* stream) const { *stream << "shows the expected picture"; }
-    void DescribeNegationTo(std::ostream* stream) const { *stream << "shows another picture"; }
-
-private:
-    Picture expected;
-};
 
 } // namespace
 
@@ -69,7 +45,7 @@ Bitmap bitmapOf(const Picture& picture)
     std::vector<std::uint8_t> values;
     for (const std::string& row : picture) {
         if (row.size() != width) {
-            throw std::invalid_argument("the rows of a picture are equally long");
+            throw std::invalid_argument("the rows of a picture have one length");
         }
         std::transform(row.begin(), row.end(), std::back_inserter(values), valueOf);
     }
@@ -88,17 +64,11 @@ Picture pictureOf(const Bitmap& bitmap)
     return picture;
 }
 
-void PrintTo(const Bitmap& bitmap, std::ostream* stream)
+Bitmap filledBitmap(std::int32_t width, std::int32_t height, Pixel value)
 {
-    *stream << bitmap.getWidth() << " by " << bitmap.getHeight();
-    for (const std::string& row : pictureOf(bitmap)) {
-        *stream << "\n|" << row << '|';
-    }
-}
-
-void showValue(const Bitmap& bitmap, std::ostream& stream)
-{
-    PrintTo(bitmap, &stream);
+    Bitmap bitmap(width, height);
+    bitmap.fill(value);
+    return bitmap;
 }
 
 std::string sideBySide(const Picture& expected, const Picture& actual)
@@ -124,12 +94,16 @@ std::string sideBySide(const Picture& expected, const Picture& actual)
     return result;
 }
 
-testing::Matcher<const Bitmap&> shows(Picture expected)
+testing::AssertionResult shows(const Bitmap& bitmap, const Picture& expected)
 {
-    return ShowsMatcher(std::move(expected));
+    const Picture actual = pictureOf(bitmap);
+    if (actual == expected) {
+        return testing::AssertionSuccess();
+    }
+    return testing::AssertionFailure() << '\n' << sideBySide(expected, actual);
 }
 
-testing::Matcher<const Bitmap&> shows(const Bitmap& expected)
+testing::AssertionResult shows(const Bitmap& bitmap, const Bitmap& expected)
 {
-    return shows(pictureOf(expected));
+    return shows(bitmap, pictureOf(expected));
 }

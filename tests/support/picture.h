@@ -1,31 +1,28 @@
-// Pictures written out as rows of characters, to build bitmaps from and to compare them with.
+// Pictures written as rows of characters, to create bitmaps from and to compare them with.
 #pragma once
 
 #include "graphics/bitmap.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
-#include <iosfwd>
 #include <string>
 #include <vector>
 
-/// One string a row, all equally long. A character a pixel: '.' '-' '+' '#' are the levels 0 to 3, a blank is
-/// transparent, '4' to '9' are those values. '?' only appears in what is printed: any other value.
+/// One string per row, all of the same length, one character per pixel: '.' '-' '+' '#' are the levels 0 to 3, a space
+/// is transparent, '4' to '9' are those values. Any other value prints as '?'.
 using Picture = std::vector<std::string>;
 
-/// A picture without rows makes a 0 by 0 bitmap.
+/// A picture without rows becomes a 0 by 0 bitmap. Throws std::invalid_argument for anything that is not a picture.
 [[nodiscard]] Bitmap bitmapOf(const Picture& picture);
 [[nodiscard]] Picture pictureOf(const Bitmap& bitmap);
-/// The letter of a pixel value.
 [[nodiscard]] char letterOf(Pixel value);
 
-/// How failing tests show a bitmap; found by the test libraries by these names.
-void PrintTo(const Bitmap& bitmap, std::ostream* stream);
-void showValue(const Bitmap& bitmap, std::ostream& stream);
+/// A bitmap of one value.
+[[nodiscard]] Bitmap filledBitmap(std::int32_t width, std::int32_t height, Pixel value);
 
-/// Both pictures side by side, with the rows marked that differ.
+/// Both pictures next to each other, with a mark behind the rows that differ.
 [[nodiscard]] std::string sideBySide(const Picture& expected, const Picture& actual);
 
-/// Matches a bitmap of exactly this size and these pixels: EXPECT_THAT(bitmap, shows({"..#", "##."})).
-[[nodiscard]] testing::Matcher<const Bitmap&> shows(Picture expected);
-[[nodiscard]] testing::Matcher<const Bitmap&> shows(const Bitmap& expected);
+/// Whether the bitmap has exactly this size and these pixels: EXPECT_TRUE(shows(bitmap, {"..#", "##."})).
+[[nodiscard]] testing::AssertionResult shows(const Bitmap& bitmap, const Picture& expected);
+[[nodiscard]] testing::AssertionResult shows(const Bitmap& bitmap, const Bitmap& expected);

@@ -1,28 +1,33 @@
-// The button: its pictures, label and overlay, and how it turns input into actions.
+// The button: its images, label and overlay, and the actions that it sends for input.
 #include "widgets/button.h"
 
 #include "graphics/font.h"
 #include "tests/support/test_font.h"
-#include "tests/widgets/probe_widget.h"
+#include "tests/widgets/widget_tree.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdlib>
-#include <ostream>
 #include <string>
 #include <vector>
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 namespace {
 
-const std::vector<InputEvent> allEvents = {InputEvent::RotateLeft, InputEvent::RotateRight, InputEvent::Press,
-                                           InputEvent::Release,    InputEvent::LongPress,   InputEvent{3}};
+/// A button of the stored images with a label at (0, 0) in the small font.
+class TestButton : public Exposed<Button> {
+public:
+    explicit TestButton(const std::string& text, std::int32_t maxWidth = 0, const std::string& imagePath = "plain.png",
+                        const std::string& selectedPath = "selected.png")
+        : Exposed<Button>(imagePath, selectedPath, 0, 0, 3, 1, "tiny", text, maxWidth)
+    {}
 
-/// A button with small pictures as the only child of a probe that ends the climb, as a screen does.
+    Bitmap drawn()
+    {
+        drawTree();
+        return getSurface();
+    }
+};
+
 class ButtonTest : public GraphicsTest {
 protected:
     ButtonTest()
@@ -30,353 +35,224 @@ protected:
         storeImage("plain.png", {"......", ".----.", "......"});
         storeImage("selected.png", {"######", "#++++#", "######"});
         buildTinyFont();
-        screen.climbs = false;
+        screen.passesNotificationsOn = false;
     }
 
-    void put(Button& button)
+    Notifications takeNotifications() { return std::exchange(screen.notifications, {}); }
+    void addSelected(Button& button)
     {
         screen.addChild(button, 0, 0);
-        settle(screen);
-        screen.notifications.clear();
+        button.setSelected(true);
+        takeNotifications();
     }
 
+    const Picture plain = {"......", ".----.", "......"};
+    /// Ends notifications as the program's screen does.
     ProbeWidget screen{"screen"};
 };
 
-TEST_F(ButtonTest, BeginsSelectableUnselectedVisibleDirtyAndNamedAfterItsLabel)
+TEST_F(ButtonTest, InitiallyIsSelectableUnselectedVisibleDirtyAndNamedAfterItsLabel)
 {
-    const Button button("plain.png", "selected.png", 1, 2, 3, 1, "tiny", "ab", 0);
+    const TestButton button("ab");
     EXPECT_TRUE(button.isSelectable());
     EXPECT_FALSE(button.isSelected());
     EXPECT_TRUE(button.isVisible());
-    EXPECT_TRUE(button.isDirty());
-    EXPECT_EQ(button.getParent(), nullptr);
-    EXPECT_EQ(button.getName(), "ab");
+    EXPECT_TRUE(button.dirty);
+    EXPECT_EQ(button.parent, nullptr);
+    EXPECT_EQ(button.name, "ab");
 }
 
-TEST_F(ButtonTest, IsAsLargeAsItsUnselectedPictureWhateverTheLabel)
+TEST_F(ButtonTest, HasTheSizeOfItsUnselectedImage)
 {
     storeImage("larger.png", {"#######", "#######", "#######", "#######"});
     for (const std::int32_t labelWidth : {0, 1, 500}) {
-        const Button button("plain.png", "larger.png", 100, 100, 3, 1, "tiny", "a very long label", labelWidth);
-        EXPECT_EQ(button.getSurface().getWidth(), 6);
-        EXPECT_EQ(button.getSurface().getHeight(), 3);
+        EXPECT_EQ(sizeOf(TestButton("a very long label", labelWidth, "plain.png", "larger.png")), std::pair(6, 3));
     }
 }
 
-TEST_F(ButtonTest, WithoutStoredPicturesIsEmptyAfterTheMessagesOfTheStore)
+TEST_F(ButtonTest, MissingImagesAreReportedAndMakeTheButtonEmpty)
 {
     testing::internal::CaptureStderr();
-    const Button button("absent.png", "absent too.png", 0, 0, 3, 1, "tiny", "ab", 0);
+    const TestButton button("ab", 0, "absent.png", "absent too.png");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Image in image buffer not avilable:absent.png\n"
                                                       "Image in image buffer not avilable:absent too.png\n");
-    EXPECT_EQ(button.getSurface().getWidth(), 0);
-    EXPECT_EQ(button.getSurface().getHeight(), 0);
+    EXPECT_EQ(sizeOf(button), std::pair(0, 0));
     EXPECT_TRUE(button.isSelectable());
 }
 
 // ---- drawing ----
 
-TEST_F(ButtonTest, ShowsOnlyItsPictureWhenTheLabelIsEmpty)
+TEST_F(ButtonTest, DrawsTheImageOfItsSelection)
 {
-    Button button("plain.png", "selected.png", 0, 0, 3, 1, "tiny", "", 0);
-    button.drawTree();
-    EXPECT_THAT(button.getSurface(), shows({"......", ".----.", "......"}));
+    TestButton button("");
+    EXPECT_TRUE(shows(button.drawn(), plain));
     button.setSelected(true);
-    button.drawTree();
-    EXPECT_THAT(button.getSurface(), shows({"######", "#++++#", "######"}));
+    EXPECT_TRUE(shows(button.drawn(), {"######", "#++++#", "######"}));
     button.setSelected(false);
-    button.drawTree();
-    EXPECT_THAT(button.getSurface(), shows({"......", ".----.", "......"}));
+    EXPECT_TRUE(shows(button.drawn(), plain));
 }
 
-TEST_F(ButtonTest, DrawsItsLabelAtItsPlaceInTheColourOfItsSelection)
+TEST_F(ButtonTest, DrawsItsLabelAtItsPositionInTheColourOfItsSelection)
 {
-    Button button("plain.png", "selected.png", 2, 0, 3, 1, "tiny", "a", 0);
+    Button button("plain.png", "selected.png", 2, 1, 3, 1, "tiny", "a", 0);
     button.drawTree();
-    EXPECT_THAT(button.getSurface(), shows({"..#...", ".-##-.", "..#..."}));
+    EXPECT_TRUE(shows(button.getSurface(), {"......", ".-#--.", "..##.."}));
     button.setSelected(true);
     button.drawTree();
-    EXPECT_THAT(button.getSurface(), shows({"##-###", "#+--+#", "##-###"}));
+    EXPECT_TRUE(shows(button.getSurface(), {"######", "#+-++#", "##--##"}));
 }
 
-TEST_F(ButtonTest, DrawsOneLineOfItsLabelOnly)
+TEST_F(ButtonTest, DrawsOnlyOneLineOfItsLabel)
 {
-    storeImage("blank.png", {"......", "......", "......", "......", "......", "......", "......"});
-    Button withFeed("blank.png", "blank.png", 0, 0, 3, 1, "tiny", "a\na", 0);
-    withFeed.drawTree();
+    storeImage("blank.png", Picture(7, "......"));
     const Picture oneLetter = {"#.....", "##....", "#.....", "......", "......", "......", "......"};
-    EXPECT_THAT(withFeed.getSurface(), shows(oneLetter));
-    Button wrapped("blank.png", "blank.png", 0, 0, 3, 1, "tiny", "aa", 4);
-    wrapped.drawTree();
-    EXPECT_THAT(wrapped.getSurface(), shows(oneLetter));
-}
-
-TEST_F(ButtonTest, HasNoLimitForItsLabelAtALabelWidthOfZero)
-{
-    Button button("plain.png", "selected.png", 0, 0, 3, 1, "tiny", "aa", 0);
-    button.drawTree();
-    EXPECT_THAT(button.getSurface(), shows({"#..#..", "##-##.", "#..#.."}));
+    EXPECT_TRUE(shows(TestButton("a\na", 0, "blank.png").drawn(), oneLetter));
+    EXPECT_TRUE(shows(TestButton("aa", 4, "blank.png").drawn(), oneLetter)) << "cut at the label width";
+    EXPECT_TRUE(shows(TestButton("aa", 0).drawn(), {"#..#..", "##-##.", "#..#.."})) << "no limit";
 }
 
 TEST_F(ButtonTest, DrawsNoLabelInAnUnknownFont)
 {
     Button button("plain.png", "selected.png", 0, 0, 3, 1, "font12", "a", 0);
     button.drawTree();
-    EXPECT_THAT(button.getSurface(), shows({"......", ".----.", "......"}));
+    EXPECT_TRUE(shows(button.getSurface(), plain));
 }
 
-TEST_F(ButtonTest, LeavesItsBackgroundAroundAPictureWithTransparentPixels)
+TEST_F(ButtonTest, TransparentPixelsOfTheImageShowTheBackground)
 {
     storeImage("round.png", {" # ", "###", " # "});
-    Button button("round.png", "round.png", 0, 0, 3, 1, "tiny", "", 0);
-    button.drawTree();
-    EXPECT_THAT(button.getSurface(), shows({" # ", "###", " # "}));
+    EXPECT_TRUE(shows(TestButton("", 0, "round.png").drawn(), {" # ", "###", " # "}));
 }
 
-TEST_F(ButtonTest, DrawsTheOverlayOfItsSelectionBetweenPictureAndLabelWhileItIsShown)
+TEST_F(ButtonTest, DrawsTheOverlayOfItsSelectionBetweenImageAndLabel)
 {
     storeImage("overlay.png", {"++    ", "      ", "      "});
     storeImage("overlay selected.png", {"      ", "      ", ".....-"});
-    Button button("plain.png", "selected.png", 0, 0, 3, 1, "tiny", "i", 0);
+    TestButton button("i");
     button.setOverlayImages("overlay.png", "overlay selected.png");
-    button.drawTree();
-    EXPECT_THAT(button.getSurface(), shows({"#.....", ".----.", "#....."}));
+    EXPECT_TRUE(shows(button.drawn(), {"#.....", ".----.", "#....."}));
     button.setOverlayShown(true);
-    button.drawTree();
-    EXPECT_THAT(button.getSurface(), shows({"#+....", ".----.", "#....."}));
+    EXPECT_TRUE(shows(button.drawn(), {"#+....", ".----.", "#....."}));
     button.setSelected(true);
-    button.drawTree();
-    EXPECT_THAT(button.getSurface(), shows({"-#####", "#++++#", "-....-"}));
+    EXPECT_TRUE(shows(button.drawn(), {"-#####", "#++++#", "-....-"}));
     button.setOverlayShown(false);
-    button.drawTree();
-    EXPECT_THAT(button.getSurface(), shows({"-#####", "#++++#", "-#####"}));
+    EXPECT_TRUE(shows(button.drawn(), {"-#####", "#++++#", "-#####"}));
 }
 
-TEST_F(ButtonTest, LooksTheSameWithAnEmptyOverlay)
+TEST_F(ButtonTest, AnEmptyOverlayDrawsNothing)
 {
-    Button button("plain.png", "selected.png", 0, 0, 3, 1, "tiny", "", 0);
+    TestButton button("");
     button.setOverlayShown(true);
+    EXPECT_TRUE(shows(button.drawn(), plain));
+}
+
+TEST_F(ButtonTest, SetOverlayShownMarksTheButtonDirtyOnlyForAChange)
+{
+    TestButton button("");
+    bool before = false;
+    for (const bool value : {false, true, true, false}) {
+        button.dirty = false;
+        button.setOverlayShown(value);
+        EXPECT_EQ(button.dirty, value != before);
+        before = value;
+    }
+}
+
+TEST_F(ButtonTest, SettingOverlayImagesOrActionsNeitherMarksNorResizesTheButton)
+{
+    storeImage("large.png", Picture(4, "#######"));
+    TestButton button("");
     button.drawTree();
-    EXPECT_THAT(button.getSurface(), shows({"......", ".----.", "......"}));
-}
-
-TEST_F(ButtonTest, IsMarkedOnlyWhenTheOverlayIsShownOrHiddenAnew)
-{
-    Button button("plain.png", "selected.png", 0, 0, 3, 1, "tiny", "", 0);
-    settle(button);
-    button.setOverlayShown(false);
-    EXPECT_FALSE(button.isDirty());
-    button.setOverlayShown(true);
-    EXPECT_TRUE(button.isDirty());
-    settle(button);
-    button.setOverlayShown(true);
-    EXPECT_FALSE(button.isDirty());
-    button.setOverlayShown(false);
-    EXPECT_TRUE(button.isDirty());
-}
-
-TEST_F(ButtonTest, IsNeitherMarkedNorResizedByNewOverlayPicturesOrActions)
-{
-    storeImage("large.png", {"#######", "#######", "#######", "#######"});
-    Button button("plain.png", "selected.png", 0, 0, 3, 1, "tiny", "", 0);
-    settle(button);
     button.setOverlayImages("large.png", "large.png");
     button.setReleaseAction(1, {});
     button.setLongPressAction(1, {});
     button.setPressAction(1, {});
     button.setSecondPressAction(1, {});
-    EXPECT_FALSE(button.isDirty());
-    EXPECT_EQ(button.getSurface().getWidth(), 6);
-    EXPECT_EQ(button.getSurface().getHeight(), 3);
+    EXPECT_FALSE(button.dirty);
+    EXPECT_EQ(sizeOf(button), std::pair(6, 3));
 }
 
 // ---- input ----
 
-TEST_F(ButtonTest, SendsOnlyItsReleaseActionWhenNoOtherIsSet)
+TEST_F(ButtonTest, ASelectedButtonSendsTheActionOfTheEvent)
 {
-    Button button("plain.png", "selected.png", 0, 0, 3, 1, "tiny", "ab", 0);
-    button.setReleaseAction(4, fullPayload);
-    put(button);
-    button.setSelected(true);
-    screen.notifications.clear();
-    for (const InputEvent event : allEvents) {
-        SCOPED_TRACE(static_cast<std::uint32_t>(event));
-        const bool release = event == InputEvent::Release;
-        EXPECT_EQ(button.onInput(event), release);
-        if (release) {
-            EXPECT_THAT(screen.notifications, ElementsAre(Notification{"ab", 4, fullPayload}));
-            screen.notifications.clear();
+    struct Case {
+        std::int32_t release, longPress, press, secondPress; // action codes, 0 for none
+        InputEvent event;
+        std::int32_t sent; // 0 for nothing
+    };
+    const auto payload = [](std::int32_t code) { return EventData{"payload", code, 2.5F, 1, true}; };
+    TestButton button("ab");
+    screen.addChild(button, 0, 0);
+    for (const Case& c :
+         {Case{11, 12, 13, 14, InputEvent::Release, 11}, Case{11, 12, 13, 14, InputEvent::LongPress, 12},
+          // Both press actions are for a press; the press action takes precedence.
+          Case{11, 12, 13, 14, InputEvent::Press, 13}, Case{11, 12, 0, 14, InputEvent::Press, 14},
+          Case{11, 12, 13, 0, InputEvent::Press, 13}, Case{11, 12, 0, 0, InputEvent::Press, 0},
+          Case{0, 12, 13, 14, InputEvent::Release, 0}, Case{11, 0, 13, 14, InputEvent::LongPress, 0},
+          Case{-1, 0, 0, 0, InputEvent::Release, -1}, Case{4, 0, 0, 0, InputEvent::Press, 0},
+          Case{4, 0, 0, 0, InputEvent::LongPress, 0}, Case{11, 12, 13, 14, InputEvent::RotateLeft, 0},
+          Case{11, 12, 13, 14, InputEvent::RotateRight, 0}, Case{11, 12, 13, 14, InputEvent{3}, 0}}) {
+        SCOPED_TRACE(testing::Message() << c.release << ' ' << c.longPress << ' ' << c.press << ' ' << c.secondPress
+                                        << " on event " << static_cast<std::uint32_t>(c.event));
+        button.setReleaseAction(c.release, payload(c.release));
+        button.setLongPressAction(c.longPress, payload(c.longPress));
+        button.setPressAction(c.press, payload(c.press));
+        button.setSecondPressAction(c.secondPress, payload(c.secondPress));
+        for (const bool visible : {true, false}) {
+            button.setVisible(visible);
+            button.setSelected(false);
+            takeNotifications();
+            EXPECT_FALSE(button.onInput(c.event)) << "unselected";
+            EXPECT_EQ(takeNotifications(), Notifications());
+
+            button.setSelected(true);
+            for (int time = 0; time < 2; ++time) {
+                takeNotifications();
+                EXPECT_EQ(button.onInput(c.event), c.sent != 0);
+                const Notifications sent{{"ab", c.sent, payload(c.sent)}};
+                EXPECT_EQ(takeNotifications(), c.sent == 0 ? Notifications() : sent);
+            }
         }
-        EXPECT_THAT(screen.notifications, IsEmpty());
     }
-}
-
-/// Which of the four actions are set, and which code an event then sends (0: none).
-struct Actions {
-    std::int32_t release, longPress, press, secondPress;
-    InputEvent event;
-    std::int32_t sent;
-};
-
-void PrintTo(const Actions& actions, std::ostream* stream)
-{
-    *stream << actions.release << ' ' << actions.longPress << ' ' << actions.press << ' ' << actions.secondPress
-            << " on event " << static_cast<std::uint32_t>(actions.event) << " sends " << actions.sent;
-}
-
-class ButtonActions : public ButtonTest, public testing::WithParamInterface<Actions> {
-protected:
-    ButtonActions()
-    {
-        const Actions& actions = GetParam();
-        button.setReleaseAction(actions.release, payload(actions.release));
-        button.setLongPressAction(actions.longPress, payload(actions.longPress));
-        button.setPressAction(actions.press, payload(actions.press));
-        button.setSecondPressAction(actions.secondPress, payload(actions.secondPress));
-        put(button);
-    }
-
-    static EventData payload(std::int32_t code)
-    {
-        EventData data = fullPayload;
-        data.intValue = code;
-        return data;
-    }
-
-    Button button{"plain.png", "selected.png", 0, 0, 3, 1, "tiny", "ab", 0};
-};
-
-TEST_P(ButtonActions, AreSentWithTheirPayloadOncePerEventWhileSelected)
-{
-    button.setSelected(true);
-    screen.notifications.clear();
-    const std::int32_t code = GetParam().sent;
-    for (int time = 0; time < 2; ++time) {
-        EXPECT_EQ(button.onInput(GetParam().event), code != 0);
-        if (code == 0) {
-            EXPECT_THAT(screen.notifications, IsEmpty());
-        } else {
-            EXPECT_THAT(screen.notifications, ElementsAre(Notification{"ab", code, payload(code)}));
-        }
-        screen.notifications.clear();
-    }
-}
-
-TEST_P(ButtonActions, AreNotSentWhileUnselected)
-{
-    EXPECT_FALSE(button.onInput(GetParam().event));
-    EXPECT_THAT(screen.notifications, IsEmpty());
-}
-
-TEST_P(ButtonActions, AreSentWhetherTheButtonIsVisibleOrNot)
-{
-    button.setVisible(false);
-    button.setSelected(true);
-    screen.notifications.clear();
-    EXPECT_EQ(button.onInput(GetParam().event), GetParam().sent != 0);
-    EXPECT_EQ(screen.notifications.size(), GetParam().sent == 0 ? 0U : 1U);
-}
-
-/// Such as "OnEvent2With0And12And0And14Sends14": the codes of release, long press, press and second press.
-std::string nameOf(const testing::TestParamInfo<Actions>& info)
-{
-    const auto code = [](std::int32_t value) { return (value < 0 ? "Minus" : "") + std::to_string(std::abs(value)); };
-    const Actions& a = info.param;
-    return "OnEvent" + std::to_string(static_cast<std::uint32_t>(a.event)) + "With" + code(a.release) + "And" +
-           code(a.longPress) + "And" + code(a.press) + "And" + code(a.secondPress) + "Sends" + code(a.sent);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    All, ButtonActions,
-    testing::Values(Actions{11, 12, 13, 14, InputEvent::Release, 11},
-                    Actions{11, 12, 13, 14, InputEvent::LongPress, 12},
-                    // Both press actions answer the press; the first goes before the second.
-                    Actions{11, 12, 13, 14, InputEvent::Press, 13}, Actions{11, 12, 0, 14, InputEvent::Press, 14},
-                    Actions{11, 12, 13, 0, InputEvent::Press, 13}, Actions{11, 12, 0, 0, InputEvent::Press, 0},
-                    Actions{0, 12, 13, 14, InputEvent::Release, 0}, Actions{11, 0, 13, 14, InputEvent::LongPress, 0},
-                    Actions{-1, 0, 0, 0, InputEvent::Release, -1}, Actions{0, 0, 0, 0, InputEvent::Press, 0},
-                    Actions{11, 12, 13, 14, InputEvent::RotateLeft, 0},
-                    Actions{11, 12, 13, 14, InputEvent::RotateRight, 0}, Actions{11, 12, 13, 14, InputEvent{3}, 0}),
-    nameOf);
-
-TEST_F(ButtonTest, SendsOnlyItsPressActionWhenBothPressActionsAreSetAndTheSecondWhenItIsAlone)
-{
-    Button button("plain.png", "selected.png", 0, 0, 3, 1, "tiny", "ab", 0);
-    put(button);
-    button.setSelected(true);
-    screen.notifications.clear();
-    button.setPressAction(13, {});
-    button.setSecondPressAction(14, {});
-    EXPECT_TRUE(button.onInput(InputEvent::Press));
-    button.setPressAction(0, {});
-    EXPECT_TRUE(button.onInput(InputEvent::Press));
-    EXPECT_THAT(screen.notifications, ElementsAre(Notification{"ab", 13, {}}, Notification{"ab", 14, {}}));
-}
-
-TEST_F(ButtonTest, ReplacesAnActionAndTakesItBackWithCodeZero)
-{
-    Button button("plain.png", "selected.png", 0, 0, 3, 1, "tiny", "ab", 0);
-    put(button);
-    button.setSelected(true);
-    button.setReleaseAction(4, fullPayload);
-    button.setReleaseAction(5, {});
-    screen.notifications.clear();
-    EXPECT_TRUE(button.onInput(InputEvent::Release));
-    EXPECT_THAT(screen.notifications, ElementsAre(Notification{"ab", 5, {}}));
-    button.setReleaseAction(0, fullPayload);
-    EXPECT_FALSE(button.onInput(InputEvent::Release));
 }
 
 TEST_F(ButtonTest, OffersEventsWithoutAnActionToItsChildrenWhileVisible)
 {
-    Button button("plain.png", "selected.png", 0, 0, 3, 1, "tiny", "ab", 0);
+    TestButton button("ab");
     Log log;
     ProbeWidget child("child", &log);
-    child.takesInput = true;
+    child.handlesInput = true;
     button.addChild(child, 0, 0);
     button.setReleaseAction(4, {});
-    put(button);
-    log.clear();
     EXPECT_TRUE(button.onInput(InputEvent::Release)) << "unselected";
-    button.setSelected(true);
+    EXPECT_EQ(log, Log{"child.onInput(4)"});
+    addSelected(button);
     log.clear();
     EXPECT_TRUE(button.onInput(InputEvent::Release));
-    EXPECT_THAT(log, IsEmpty()) << "the action goes before the children";
+    EXPECT_EQ(log, Log()) << "the action takes precedence";
     EXPECT_TRUE(button.onInput(InputEvent::Press));
     EXPECT_TRUE(button.onInput(InputEvent::RotateLeft));
-    EXPECT_THAT(log, ElementsAre("child.onInput(2)", "child.onInput(0)"));
+    EXPECT_EQ(log, (Log{"child.onInput(2)", "child.onInput(0)"}));
     button.setVisible(false);
     EXPECT_FALSE(button.onInput(InputEvent::Press));
 }
 
-TEST_F(ButtonTest, SendsItsActionsThroughItsOwnNotifyUpToTheRoot)
+TEST_F(ButtonTest, OnlyTheSelectedOfTwoButtonsSendsItsActionUpToTheRoot)
 {
     ProbeWidget group("group");
-    Button button("plain.png", "selected.png", 0, 0, 3, 1, "tiny", "ab", 0);
-    group.addChild(button, 0, 0);
-    screen.addChild(group, 0, 0);
-    button.setLongPressAction(9, fullPayload);
-    button.setSelected(true);
-    group.notifications.clear();
-    screen.notifications.clear();
-    EXPECT_TRUE(screen.onInput(InputEvent::LongPress));
-    EXPECT_THAT(group.notifications, ElementsAre(Notification{"ab", 9, fullPayload}));
-    EXPECT_THAT(screen.notifications, ElementsAre(Notification{"ab", 9, fullPayload}));
-}
-
-TEST_F(ButtonTest, OnlyTheSelectedOfTwoButtonsAnswers)
-{
-    Button first("plain.png", "selected.png", 0, 0, 3, 1, "tiny", "a", 0);
-    Button second("plain.png", "selected.png", 0, 0, 3, 1, "tiny", "b", 0);
+    TestButton first("a");
+    TestButton second("b");
     first.setReleaseAction(3, {});
-    second.setReleaseAction(4, {});
-    put(first);
-    put(second);
-    screen.moveSelection(-1);
-    screen.notifications.clear();
+    second.setReleaseAction(4, fullPayload);
+    group.addChild(first, 0, 0);
+    group.addChild(second, 0, 0);
+    screen.addChild(group, 0, 0);
+    second.setSelected(true);
+    takeNotifications();
     EXPECT_TRUE(screen.onInput(InputEvent::Release));
-    EXPECT_THAT(screen.notifications, ElementsAre(Notification{"b", 4, {}}));
+    EXPECT_EQ(group.notifications.back(), (Notification{"b", 4, fullPayload}));
+    EXPECT_EQ(takeNotifications(), (Notifications{{"b", 4, fullPayload}}));
 }
 
 } // namespace

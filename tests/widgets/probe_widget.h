@@ -1,14 +1,31 @@
-// A widget that writes down everything that reaches it, for the tests of the tree and of its widgets.
+// Widgets for tests: one with public fields, and one that records every call.
 #pragma once
 
 #include "tests/support/picture.h"
 #include "widgets/widget.h"
 
 #include <cstdint>
+#include <functional>
 #include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
+
+/// `Base` with its protected fields public.
+template <typename Base>
+class Exposed : public Base {
+public:
+    using Base::background;
+    using Base::Base;
+    using Base::children;
+    using Base::dirty;
+    using Base::name;
+    using Base::parent;
+    using Base::tick;
+    using Base::timeBase;
+    using Base::x;
+    using Base::y;
+};
 
 struct Notification {
     std::string sender;
@@ -18,6 +35,8 @@ struct Notification {
     bool operator==(const Notification&) const = default;
 };
 
+using Notifications = std::vector<Notification>;
+
 inline void PrintTo(const Notification& notification, std::ostream* stream)
 {
     *stream << notification.code << " from \"" << notification.sender << "\" with {\"" << notification.data.text
@@ -25,13 +44,13 @@ inline void PrintTo(const Notification& notification, std::ostream* stream)
             << notification.data.longValue << ", " << notification.data.flag << '}';
 }
 
-/// A payload in which every field differs from an empty one.
+/// Every field differs from that of an empty payload.
 inline const EventData fullPayload{"payload", -7, 2.5F, std::int64_t{1} << 40, true};
 
-/// Calls in the order in which they reached the widgets of a test, such as "b.update(5)".
+/// Calls to the widgets of a test, in order, such as "b.update(5)".
 using Log = std::vector<std::string>;
 
-class ProbeWidget : public Widget {
+class ProbeWidget : public Exposed<Widget> {
 public:
     explicit ProbeWidget(std::string widgetName = {}, Log* sharedLog = nullptr) : log(sharedLog)
     {
@@ -40,68 +59,72 @@ public:
 
     void update(std::uint64_t newTick) override
     {
-        note("update(" + std::to_string(newTick) + ')');
+        record("update(" + std::to_string(newTick) + ')');
         Widget::update(newTick);
     }
     bool onInput(InputEvent event) override
     {
-        note("onInput(" + std::to_string(static_cast<std::uint32_t>(event)) + ')');
-        return takesInput || Widget::onInput(event);
+        record("onInput(" + std::to_string(static_cast<std::uint32_t>(event)) + ')');
+        return handlesInput || Widget::onInput(event);
     }
     void broadcast(std::int32_t code, EventData data) override
     {
-        note("broadcast(" + std::to_string(code) + ')');
+        record("broadcast(" + std::to_string(code) + ')');
         broadcasts.push_back(data);
         Widget::broadcast(code, data);
     }
     void onResize(std::int32_t width, std::int32_t height) override
     {
-        note("onResize(" + std::to_string(width) + ", " + std::to_string(height) + ')');
-        resizedWhile = {surface.getWidth(), surface.getHeight()};
+        record("onResize(" + std::to_string(width) + ", " + std::to_string(height) + ')');
+        sizeInOnResize = {surface.getWidth(), surface.getHeight()};
     }
     void draw() override
     {
-        note("draw");
+        record("draw");
         surfaceBeforeDraw = pictureOf(surface);
         surface.drawBitmap(0, 0, bitmapOf(content), false);
     }
     void notify(std::string senderName, std::int32_t code, EventData data) override
     {
-        note("notify(" + senderName + ", " + std::to_string(code) + ')');
+        record("notify(" + senderName + ", " + std::to_string(code) + ')');
         notifications.push_back({senderName, code, data});
-        if (climbs) {
+        if (passesNotificationsOn) {
             Widget::notify(std::move(senderName), code, std::move(data));
         }
     }
 
-    using Widget::background;
-
-    /// Answers every event with "handled".
-    bool takesInput = false;
-    /// Hands notifications on to the base, unlike a screen that ends their climb.
-    bool climbs = true;
-    /// What `draw` shows.
+    /// The result of `onInput`.
+    bool handlesInput = false;
+    /// Whether `notify` calls that of the base class. The program's screen does not.
+    bool passesNotificationsOn = true;
+    /// What `draw` draws.
     Picture content;
+    /// Called at the start of every recorded call, except during itself.
+    std::function<void()> onCall;
 
-    std::vector<Notification> notifications;
+    Notifications notifications;
     std::vector<EventData> broadcasts;
     Picture surfaceBeforeDraw;
-    /// The size of the surface when `onResize` was called.
-    std::pair<std::int32_t, std::int32_t> resizedWhile{-1, -1};
+    std::pair<std::int32_t, std::int32_t> sizeInOnResize{-1, -1};
 
 private:
-    void note(const std::string& call)
+    void record(const std::string& call)
     {
         if (log != nullptr) {
             log->push_back(name + '.' + call);
         }
+        const std::function<void()> handler = std::exchange(onCall, nullptr);
+        if (handler) {
+            handler();
+        }
+        onCall = handler;
     }
 
     Log* log;
 };
 
-/// Draws a widget outside any tree, and with it clears its dirty flag.
-inline void settle(Widget& widget)
+/// Width and height of the widget's surface.
+inline std::pair<std::int32_t, std::int32_t> sizeOf(const Widget& widget)
 {
-    widget.drawTree();
+    return {widget.getSurface().getWidth(), widget.getSurface().getHeight()};
 }

@@ -1,72 +1,70 @@
-// The text label: its sizes, its layout, and what marks it dirty.
+// The text label: its size, its layout, and which setters mark it dirty.
 #include "widgets/text.h"
 
 #include "graphics/font.h"
 #include "tests/support/test_font.h"
 #include "tests/widgets/probe_widget.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <functional>
-#include <ostream>
+#include <limits>
 #include <string>
 #include <vector>
 
 namespace {
 
+constexpr std::int32_t lowest = std::numeric_limits<std::int32_t>::min();
+constexpr std::int32_t highest = std::numeric_limits<std::int32_t>::max();
+
+using Label = Exposed<Text>;
+using Size = std::pair<std::int32_t, std::int32_t>;
+
 class TextTest : public GraphicsTest {
 protected:
     TextTest() { buildTinyFont(); }
+
+    /// What a label of this size shows.
+    static Bitmap drawn(const std::string& font, const std::string& text, Size size, bool centred)
+    {
+        Label label(font, text, 3);
+        label.setSize(size.first, size.second);
+        label.setVerticallyCentered(centred);
+        label.drawTree();
+        return label.getSurface();
+    }
 };
 
-std::pair<std::int32_t, std::int32_t> sizeOf(const Widget& widget)
+TEST_F(TextTest, InitiallyHasNoTextNameOrSize)
 {
-    return {widget.getSurface().getWidth(), widget.getSurface().getHeight()};
+    Label label;
+    EXPECT_EQ(label.name, "");
+    EXPECT_EQ(sizeOf(label), Size(0, 0));
+    EXPECT_FALSE(label.isSelectable());
+    EXPECT_TRUE(label.isVisible());
+    EXPECT_TRUE(label.dirty);
+    label.drawTree();
+    EXPECT_FALSE(label.dirty);
+
+    label.setFont("tiny");
+    label.setText("i", false);
+    label.setSize(3, 5);
+    label.drawTree();
+    EXPECT_TRUE(shows(label.getSurface(), {"   ", "#  ", "   ", "#  ", "   "})) << "centred, in full ink";
 }
 
-TEST_F(TextTest, BeginsEmptyWithoutNameAndSize)
+TEST_F(TextTest, TheFirstTextIsTheName)
 {
-    Text text;
-    EXPECT_EQ(text.getText(), "");
-    EXPECT_EQ(text.getName(), "");
-    EXPECT_EQ(sizeOf(text), std::pair(0, 0));
-    EXPECT_FALSE(text.isSelectable());
-    EXPECT_TRUE(text.isVisible());
-    EXPECT_TRUE(text.isDirty());
-    text.drawTree();
-    EXPECT_FALSE(text.isDirty());
+    Label label("tiny", "ab", 2);
+    EXPECT_EQ(label.name, "ab");
+    EXPECT_EQ(sizeOf(label), Size(0, 0));
+    EXPECT_FALSE(label.isSelectable());
+    label.setText("i", false);
+    EXPECT_EQ(label.name, "ab");
 }
 
-TEST_F(TextTest, TakesItsFirstTextAsItsNameAndNoSize)
-{
-    Text text("tiny", "ab", 2);
-    EXPECT_EQ(text.getText(), "ab");
-    EXPECT_EQ(text.getName(), "ab");
-    EXPECT_EQ(sizeOf(text), std::pair(0, 0));
-    EXPECT_FALSE(text.isSelectable());
-}
-
-TEST_F(TextTest, BeginsCentredAndInFullInk)
-{
-    Text text;
-    text.setFont("tiny");
-    text.setText("i", false);
-    text.setSize(3, 5);
-    text.drawTree();
-    EXPECT_THAT(text.getSurface(), shows({"   ", "#  ", "   ", "#  ", "   "}));
-}
-
-TEST_F(TextTest, KeepsItsNameWhenItsTextChanges)
-{
-    Text text("tiny", "ab", 3);
-    text.setText("i", false);
-    EXPECT_EQ(text.getText(), "i");
-    EXPECT_EQ(text.getName(), "ab");
-}
-
-TEST_F(TextTest, IsMarkedByEverySetterEvenWhenNothingChanges)
+TEST_F(TextTest, EverySetterMarksTheLabelDirtyEvenWithoutAChange)
 {
     storeImage("back.png", {"."});
     struct Case {
@@ -79,152 +77,135 @@ TEST_F(TextTest, IsMarkedByEverySetterEvenWhenNothingChanges)
                           Case{"setColor", [](Text& text) { text.setColor(3); }},
                           Case{"setVerticallyCentered", [](Text& text) { text.setVerticallyCentered(true); }},
                           Case{"setBackgroundImage", [](Text& text) { text.setBackgroundImage("back.png"); }}}) {
-        SCOPED_TRACE(c.name);
-        Text text("tiny", "ab", 3);
-        settle(text);
-        c.set(text);
-        EXPECT_TRUE(text.isDirty());
+        Label label("tiny", "ab", 3);
+        label.drawTree();
+        c.set(label);
+        EXPECT_TRUE(label.dirty) << c.name;
     }
 }
 
-TEST_F(TextTest, KeepsItsSizeUnlessItIsToFit)
+TEST_F(TextTest, SetTextResizesTheLabelOnlyToFit)
 {
-    Text text("tiny", "ab", 3);
-    text.setSize(20, 30);
-    text.setText("i", false);
-    EXPECT_EQ(sizeOf(text), std::pair(20, 30));
-    text.setText("ai\nb", true);
-    EXPECT_EQ(sizeOf(text), std::pair(13, 3)) << "one line, the line feed as wide as the stand-in";
-    text.setText("", true);
-    EXPECT_EQ(sizeOf(text), std::pair(0, 3));
-    text.setFont("font12");
-    text.setText("ab", true);
-    EXPECT_EQ(sizeOf(text), std::pair(0, 0));
+    Label label("tiny", "ab", 3);
+    label.setSize(20, 30);
+    label.setText("i", false);
+    EXPECT_EQ(sizeOf(label), Size(20, 30));
+    label.setText("ai\nb", true);
+    EXPECT_EQ(sizeOf(label), Size(13, 3)) << "one line, the line feed as wide as the stand-in";
+    label.setText("", true);
+    EXPECT_EQ(sizeOf(label), Size(0, 3));
+    label.setFont("font12");
+    label.setText("ab", true);
+    EXPECT_EQ(sizeOf(label), Size(0, 0));
 }
 
-TEST_F(TextTest, TakesTheSizeOfItsBackgroundImage)
+TEST_F(TextTest, SetBackgroundImageTakesTheSizeOfTheImageAndDrawsTheTextOverIt)
 {
     storeImage("back.png", {"......", "......", "......", "......", "......"});
-    Text text("tiny", "a", 3);
-    text.setSize(100, 100);
-    text.setBackgroundImage("back.png");
-    EXPECT_EQ(sizeOf(text), std::pair(6, 5));
-    text.drawTree();
-    EXPECT_THAT(text.getSurface(), shows({"......", "#.....", "##....", "#.....", "......"}));
+    Label label("tiny", "a", 3);
+    label.setSize(100, 100);
+    label.setBackgroundImage("back.png");
+    label.drawTree();
+    EXPECT_TRUE(shows(label.getSurface(), {"......", "#.....", "##....", "#.....", "......"}));
+    label.setSize(7, 6);
+    label.drawTree();
+    EXPECT_TRUE(shows(label.getSurface(), {"...... ", "#..... ", "##.... ", "#..... ", "...... ", "       "}));
 }
 
-TEST_F(TextTest, BecomesEmptyWithAMissingBackgroundImage)
+TEST_F(TextTest, AMissingBackgroundImageIsReportedAndMakesTheLabelEmpty)
 {
-    Text text("tiny", "a", 3);
-    text.setSize(100, 100);
+    Label label("tiny", "a", 3);
+    label.setSize(100, 100);
     testing::internal::CaptureStderr();
-    text.setBackgroundImage("absent.png");
+    label.setBackgroundImage("absent.png");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Image in image buffer not avilable:absent.png\n");
-    EXPECT_EQ(sizeOf(text), std::pair(0, 0));
-    text.drawTree();
+    EXPECT_EQ(sizeOf(label), Size(0, 0));
 }
 
-TEST_F(TextTest, DrawsOnlyItsBackgroundImageInAnUnknownFont)
+TEST_F(TextTest, AnUnknownFontDrawsOnlyTheBackgroundImage)
 {
     storeImage("back.png", {".-+", "#.-"});
-    Text text("font12", "a", 3);
-    text.setSize(2, 2);
-    text.drawTree();
-    EXPECT_THAT(text.getSurface(), shows({"  ", "  "}));
-    text.setBackgroundImage("back.png");
-    text.drawTree();
-    EXPECT_THAT(text.getSurface(), shows({".-+", "#.-"}));
-}
-
-TEST_F(TextTest, KeepsItsTextWithinASizeSetAfterTheBackgroundImage)
-{
-    storeImage("back.png", {"..", ".."});
-    Text text("tiny", "a", 3);
-    text.setBackgroundImage("back.png");
-    text.setSize(3, 5);
-    text.drawTree();
-    EXPECT_THAT(text.getSurface(), shows({".. ", "#. ", "## ", "#  ", "   "}));
+    Label label("font12", "a", 3);
+    label.setSize(2, 2);
+    label.drawTree();
+    EXPECT_TRUE(shows(label.getSurface(), {"  ", "  "}));
+    label.setBackgroundImage("back.png");
+    label.drawTree();
+    EXPECT_TRUE(shows(label.getSurface(), {".-+", "#.-"}));
 }
 
 TEST_F(TextTest, DrawsInItsColour)
 {
-    Text text("tiny", "i", 1);
-    text.setSize(1, 3);
-    text.drawTree();
-    EXPECT_THAT(text.getSurface(), shows({"-", " ", "-"}));
-    text.setColor(2);
-    text.drawTree();
-    EXPECT_THAT(text.getSurface(), shows({"+", " ", "+"}));
+    Label label("tiny", "i", 1);
+    label.setSize(1, 3);
+    label.drawTree();
+    EXPECT_TRUE(shows(label.getSurface(), {"-", " ", "-"}));
+    label.setColor(2);
+    label.drawTree();
+    EXPECT_TRUE(shows(label.getSurface(), {"+", " ", "+"}));
 }
 
-/// A label in the tiny font: glyphs 3 high, spacing 2, so a pitch of 5 when it measures and of 4 when it draws.
-struct Layout {
-    std::string name;
-    std::string text;
-    bool centred;
-    Picture picture;
-};
-
-void PrintTo(const Layout& layout, std::ostream* stream)
+TEST_F(TextTest, LaysOutTheLinesThatFit)
 {
-    *stream << layout.name;
+    // Glyphs are 3 rows high and the font's line spacing is 2, so lines are 5 rows apart when measured. When drawn,
+    // they are 4 rows apart.
+    struct Layout {
+        const char* description;
+        const char* text;
+        bool centred;
+        Picture picture;
+    };
+    const std::vector<Layout> layouts = {
+        {"one line, centred", "i", true, {" ", " ", "#", " ", "#", " ", " "}},
+        {"the top rounded down", "i", true, {" ", "#", " ", "#", " ", " "}},
+        {"one line at the top", "i", false, {"#", " ", "#", " ", " ", " "}},
+        {"two lines centred as 8 rows, drawn as 7", "i\ni", true, {" ", "#", " ", "#", " ", "#", " ", "#", " ", " "}},
+        {"two lines at the top", "i\ni", false, {"#", " ", "#", " ", "#", " ", "#", " ", " ", " "}},
+        {"two of three lines fit in 8 rows", "i\ni\ni", true, {"#", " ", "#", " ", "#", " ", "#", " "}},
+        {"one of three lines fits in 7 rows", "i\ni\ni", true, {" ", " ", "#", " ", "#", " ", " "}},
+        {"a wrap at the width", "aa", false, {"#   ", "##  ", "#   ", "    ", "#   ", "##  ", "#   ", "    "}},
+        {"a line as wide as the label", "aa", false, {"#  # ", "## ##", "#  # ", "     ", "     "}},
+        {"no line fits: the first is below the label", "i", true, {" ", " "}},
+        {"no line fits: the first is clipped", "i", false, {"#", " "}},
+        {"empty text", "", true, {"  ", "  ", "  "}},
+    };
+    for (const auto& [description, text, centred, picture] : layouts) {
+        const Size size(static_cast<std::int32_t>(picture.front().size()), static_cast<std::int32_t>(picture.size()));
+        EXPECT_TRUE(shows(drawn("tiny", text, size, centred), picture)) << description;
+    }
 }
 
-class TextLayout : public TextTest, public testing::WithParamInterface<Layout> {};
-
-TEST_P(TextLayout, ShowsThePicture)
+TEST_F(TextTest, LayoutDoesNotOverflowNearTheLimitsOfInt32)
 {
-    const Layout& layout = GetParam();
-    Text text("tiny", layout.text, 3);
-    text.setSize(static_cast<std::int32_t>(layout.picture.front().size()),
-                 static_cast<std::int32_t>(layout.picture.size()));
-    text.setVerticallyCentered(layout.centred);
-    text.drawTree();
-    EXPECT_THAT(text.getSurface(), shows(layout.picture));
+    struct Case {
+        std::int32_t lineSpacing;
+        bool centred;
+        Picture picture;
+    };
+    const Picture centred = {" ", "#", " ", "#", " "};
+    const Picture atTheTop = {"#", " ", "#", " ", " "};
+    for (const Case& c :
+         {Case{highest, true, centred}, Case{highest, false, atTheTop}, Case{highest - 3, true, centred},
+          Case{lowest, true, Picture(5, " ")}, Case{lowest, false, atTheTop}}) {
+        buildFont("far", "tiny", 1, c.lineSpacing, 1);
+        EXPECT_TRUE(shows(drawn("far", "i\ni", {1, 5}, c.centred), c.picture)) << c.lineSpacing;
+    }
+
+    // Labels without pixels may have any height, and a font any line spacing. A spacing of -4 makes lines -1 row apart;
+    // with a height of lowest + 4, the number of lines that fit is the quotient of lowest and -1.
+    for (const std::int32_t lineSpacing : {lowest, -4, -3, 0, highest}) {
+        buildFont("far", "tiny", 1, lineSpacing, 1);
+        for (const std::int32_t height : {lowest, lowest + 4, highest}) {
+            EXPECT_EQ(drawn("far", "i\ni", {0, height}, true).getHeight(), height);
+        }
+    }
 }
 
-const std::vector<Layout> layouts = {
-    {"CentresOneLine", "i", true, {" ", " ", "#", " ", "#", " ", " "}},
-    {"RoundsTheTopDown", "i", true, {" ", "#", " ", "#", " ", " "}},
-    {"BeginsAtTheTopWhenNotCentred", "i", false, {"#", " ", "#", " ", " ", " "}},
-    // Centred as 8 rows, drawn as 7.
-    {"CentresWithTheGapOfTheFontButDrawsWithAGapOfOne",
-     "i\ni",
-     true,
-     {" ", "#", " ", "#", " ", "#", " ", "#", " ", " "}},
-    {"DrawsWithAGapOfOneAlsoWhenNotCentred", "i\ni", false, {"#", " ", "#", " ", "#", " ", "#", " ", " ", " "}},
-    // Two lines fit in 8 rows, one in 7.
-    {"DrawsAsManyLinesAsFit", "i\ni\ni", true, {"#", " ", "#", " ", "#", " ", "#", " "}},
-    {"DropsALineThatDoesNotFitByOneRow", "i\ni\ni", true, {" ", " ", "#", " ", "#", " ", " "}},
-    {"WrapsAtItsOwnWidth", "aa", false, {"#   ", "##  ", "#   ", "    ", "#   ", "##  ", "#   ", "    "}},
-    {"FillsItsOwnWidth", "aa", false, {"#  # ", "## ##", "#  # ", "     ", "     "}},
-    // Nothing fits in 2 rows: the first line is drawn all the same, below the middle or clipped.
-    {"DrawsBelowItselfWhenNoLineFitsCentred", "i", true, {" ", " "}},
-    {"DrawsAClippedFirstLineWhenNoLineFitsAndItIsNotCentred", "i", false, {"#", " "}},
-    {"DrawsNothingForEmptyText", "", true, {"  ", "  ", "  "}},
-};
-
-std::string nameOf(const testing::TestParamInfo<Layout>& info)
-{
-    return info.param.name;
-}
-INSTANTIATE_TEST_SUITE_P(Label, TextLayout, testing::ValuesIn(layouts), nameOf);
-
-// ---- with the real fonts ----
+// ---- with the program's font ----
 
 class TextInFont8 : public GraphicsTest {
 protected:
     TextInFont8() { buildRealFonts(); }
-
-    /// What drawText shows on a label of that size, from row `top` on.
-    static Bitmap drawn(std::int32_t width, std::int32_t height, std::int32_t top, const std::string& text,
-                        std::int32_t maxLines)
-    {
-        Bitmap bitmap(width, height);
-        bitmap.fill(transparentPixel);
-        drawText(bitmap, 0, top, "font8", text, 3, width, maxLines, 1);
-        return bitmap;
-    }
 
     static std::string lines(int count)
     {
@@ -236,63 +217,59 @@ protected:
     }
 };
 
-TEST_F(TextInFont8, DrawsOneLineOfALabel100RowsHighAtRow46OrAtTheTopWhenNotCentred)
+TEST_F(TextInFont8, ALabelOf100RowsShowsUpToTenLinesCentred)
 {
-    Text text("font8", "Waiting for USB...", 3);
-    text.setSize(256, 100);
-    text.drawTree();
-    EXPECT_THAT(text.getSurface(), shows(drawn(256, 100, 46, "Waiting for USB...", 1)));
-    text.setVerticallyCentered(false);
-    text.drawTree();
-    EXPECT_THAT(text.getSurface(), shows(drawn(256, 100, 0, "Waiting for USB...", 1)));
-}
-
-TEST_F(TextInFont8, DrawsTenOfFourteenLinesInALabel100RowsHighFromRow1)
-{
-    Text text("font8", lines(14), 3);
-    text.setSize(256, 100);
-    text.drawTree();
-    EXPECT_THAT(text.getSurface(), shows(drawn(256, 100, 1, lines(10), 99)));
-}
-
-TEST_F(TextInFont8, DrawsThreeLinesInALabel100RowsHighFromRow36)
-{
-    Text text("font8", lines(3), 3);
-    text.setSize(256, 100);
-    text.drawTree();
-    EXPECT_THAT(text.getSurface(), shows(drawn(256, 100, 36, lines(3), 3)));
-}
-
-TEST_F(TextInFont8, ShowsNothingInALabelOfHeightZero)
-{
-    Text text("font8", "A", 3);
-    text.setSize(256, 0);
-    text.drawTree();
-    EXPECT_EQ(sizeOf(text), std::pair(256, 0));
-}
-
-TEST_F(TextInFont8, IsElevenByEightAndMarkedWhenItFitsAB)
-{
-    Text text("font8", "", 3);
-    settle(text);
-    text.setText("AB", true);
-    EXPECT_EQ(sizeOf(text), std::pair(11, 8));
-    EXPECT_TRUE(text.isDirty());
-    text.drawTree();
-    EXPECT_THAT(text.getSurface(), shows(drawn(11, 8, 0, "AB", 1)));
-}
-
-TEST_F(TextInFont8, TakesNoInputAndPassesNotificationsOn)
-{
-    ProbeWidget screen("screen");
-    Text text("font8", "title", 3);
-    screen.addChild(text, 0, 0, 100, 20);
-    for (const InputEvent event : {InputEvent::Press, InputEvent::Release, InputEvent::LongPress}) {
-        EXPECT_FALSE(text.onInput(event));
+    struct Case {
+        std::string text;
+        bool centred;
+        std::int32_t top;
+        std::string shown;
+    };
+    for (const Case& c : {Case{"Waiting for USB...", true, 46, "Waiting for USB..."},
+                          Case{"Waiting for USB...", false, 0, "Waiting for USB..."},
+                          Case{lines(3), true, 36, lines(3)}, Case{lines(14), true, 1, lines(10)}}) {
+        Label label("font8", c.text, 3);
+        label.setSize(256, 100);
+        label.setVerticallyCentered(c.centred);
+        label.drawTree();
+        Bitmap expected = filledBitmap(256, 100, transparentPixel);
+        drawText(expected, 0, c.top, "font8", c.shown, 3, 256, 99, 1);
+        EXPECT_TRUE(shows(label.getSurface(), expected)) << c.text;
     }
-    text.setSelected(true);
-    EXPECT_THAT(screen.notifications, testing::ElementsAre(Notification{"title", 1, {}}, Notification{"title", 2, {}}));
-    EXPECT_EQ(sizeOf(text), std::pair(100, 20));
+}
+
+TEST_F(TextInFont8, ALabelOfHeightZeroShowsNothing)
+{
+    Label label("font8", "A", 3);
+    label.setSize(256, 0);
+    label.drawTree();
+    EXPECT_EQ(sizeOf(label), Size(256, 0));
+}
+
+TEST_F(TextInFont8, FittingABMakesTheLabelElevenByEight)
+{
+    Label label("font8", "", 3);
+    label.drawTree();
+    label.setText("AB", true);
+    EXPECT_EQ(sizeOf(label), Size(11, 8));
+    EXPECT_TRUE(label.dirty);
+    label.drawTree();
+    Bitmap expected = filledBitmap(11, 8, transparentPixel);
+    drawText(expected, 0, 0, "font8", "AB", 3, 0, 1, 1);
+    EXPECT_TRUE(shows(label.getSurface(), expected));
+}
+
+TEST_F(TextInFont8, HandlesNoInputAndPassesNotificationsOn)
+{
+    ProbeWidget screen;
+    Label label("font8", "title", 3);
+    screen.addChild(label, 0, 0, 100, 20);
+    EXPECT_EQ(sizeOf(label), Size(100, 20));
+    label.setSelected(true);
+    EXPECT_EQ(screen.notifications, (Notifications{{"title", 1, {}}, {"title", 2, {}}}));
+    for (const InputEvent event : {InputEvent::Press, InputEvent::Release, InputEvent::LongPress}) {
+        EXPECT_FALSE(label.onInput(event));
+    }
 }
 
 } // namespace

@@ -1,140 +1,121 @@
-// What flows through the widget tree: updates and broadcasts, input, and notifications.
+// The flows of the widget tree: updates, broadcasts, input and notifications.
 #include "widgets/widget.h"
 
 #include "tests/widgets/widget_tree.h"
 
 #include <cstdint>
-#include <gmock/gmock.h>
+#include <deque>
+#include <functional>
 #include <limits>
 #include <string>
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
 // ---- update and broadcast ----
 
-TEST_F(WidgetTree, UpdatesEveryWidgetInOrderAndStoresTheTick)
+TEST_F(WidgetTree, UpdateReachesEveryWidgetInOrderAndStoresTheTick)
 {
     ProbeWidget grandchild("grandchild", &log);
     a.addChild(grandchild, 0, 0);
-    constexpr std::uint64_t late = std::numeric_limits<std::uint64_t>::max();
-    root.update(late);
+    root.dirty = false;
+    constexpr std::uint64_t last = std::numeric_limits<std::uint64_t>::max();
+    root.update(last);
     const std::string call = ".update(18446744073709551615)";
-    EXPECT_THAT(log, ElementsAre("root" + call, "a" + call, "grandchild" + call, "b" + call, "c" + call));
+    EXPECT_EQ(log, (Log{"root" + call, "a" + call, "grandchild" + call, "b" + call, "c" + call}));
     for (const ProbeWidget* widget : {&root, &a, &grandchild, &b, &c}) {
-        EXPECT_EQ(widget->getTick(), late);
+        EXPECT_EQ(widget->tick, last);
+    }
+    EXPECT_FALSE(root.dirty);
+}
+
+TEST_F(WidgetTree, BroadcastReachesEveryWidgetInOrderWithAnUnchangedPayload)
+{
+    ProbeWidget grandchild("grandchild", &log);
+    a.addChild(grandchild, 0, 0);
+    root.broadcast(-4, fullPayload);
+    EXPECT_EQ(log, (Log{"root.broadcast(-4)", "a.broadcast(-4)", "grandchild.broadcast(-4)", "b.broadcast(-4)",
+                        "c.broadcast(-4)"}));
+    for (const ProbeWidget* widget : {&a, &grandchild, &b, &c}) {
+        EXPECT_EQ(widget->broadcasts, std::vector<EventData>{fullPayload});
     }
 }
 
-TEST_F(WidgetTree, UpdatesAndBroadcastsToHiddenWidgetsToo)
+TEST_F(WidgetTree, UpdateAndBroadcastReachHiddenWidgets)
 {
     root.setVisible(false);
     b.setVisible(false);
     root.update(5);
     root.broadcast(9, {});
-    EXPECT_THAT(log, ElementsAre("root.update(5)", "a.update(5)", "b.update(5)", "c.update(5)", "root.broadcast(9)",
-                                 "a.broadcast(9)", "b.broadcast(9)", "c.broadcast(9)"));
-    EXPECT_EQ(b.getTick(), 5U);
-}
-
-TEST_F(WidgetTree, UpdatesWithoutMarkingAnything)
-{
-    root.update(5);
-    EXPECT_FALSE(root.needsRedraw());
-}
-
-TEST_F(WidgetTree, BroadcastsThePayloadUnchangedToEveryDescendant)
-{
-    ProbeWidget grandchild("grandchild", &log);
-    a.addChild(grandchild, 0, 0);
-    root.broadcast(-4, fullPayload);
-    EXPECT_THAT(log, ElementsAre("root.broadcast(-4)", "a.broadcast(-4)", "grandchild.broadcast(-4)", "b.broadcast(-4)",
-                                 "c.broadcast(-4)"));
-    for (const ProbeWidget* widget : {&a, &grandchild, &b, &c}) {
-        EXPECT_THAT(widget->broadcasts, ElementsAre(fullPayload));
-    }
+    EXPECT_EQ(log, (Log{"root.update(5)", "a.update(5)", "b.update(5)", "c.update(5)", "root.broadcast(9)",
+                        "a.broadcast(9)", "b.broadcast(9)", "c.broadcast(9)"}));
 }
 
 // ---- input ----
 
-TEST_F(WidgetTree, OffersInputInOrderUntilAChildTakesIt)
+TEST_F(WidgetTree, InputIsOfferedInOrderUntilAChildHandlesIt)
 {
     for (const InputEvent event : allEvents) {
         const std::string call = ".onInput(" + std::to_string(static_cast<std::uint32_t>(event)) + ')';
-        SCOPED_TRACE(call);
-        log.clear();
+        b.handlesInput = false;
         EXPECT_FALSE(root.onInput(event));
-        EXPECT_THAT(log, ElementsAre("root" + call, "a" + call, "b" + call, "c" + call));
-
-        log.clear();
-        b.takesInput = true;
+        EXPECT_EQ(takeLog(), (Log{"root" + call, "a" + call, "b" + call, "c" + call}));
+        b.handlesInput = true;
         EXPECT_TRUE(root.onInput(event));
-        EXPECT_THAT(log, ElementsAre("root" + call, "a" + call, "b" + call));
-        b.takesInput = false;
+        EXPECT_EQ(takeLog(), (Log{"root" + call, "a" + call, "b" + call}));
     }
 }
 
-TEST_F(WidgetTree, OffersInputToGrandchildrenBeforeTheNextChild)
+TEST_F(WidgetTree, InputIsOfferedToGrandchildrenBeforeTheNextChild)
 {
     ProbeWidget grandchild("grandchild", &log);
     a.addChild(grandchild, 0, 0);
-    grandchild.takesInput = true;
+    grandchild.handlesInput = true;
     EXPECT_TRUE(root.onInput(InputEvent::Press));
-    EXPECT_THAT(log, ElementsAre("root.onInput(2)", "a.onInput(2)", "grandchild.onInput(2)"));
+    EXPECT_EQ(log, (Log{"root.onInput(2)", "a.onInput(2)", "grandchild.onInput(2)"}));
 }
 
-TEST_F(WidgetTree, TakesNoInputWhileHiddenAndKeepsItFromItsChildren)
-{
-    a.takesInput = true;
-    root.setVisible(false);
-    EXPECT_FALSE(root.onInput(InputEvent::Press));
-    EXPECT_THAT(log, ElementsAre("root.onInput(2)"));
-}
-
-TEST_F(WidgetTree, CallsTheInputOperationOfAHiddenChildWhichTestsItsVisibilityItself)
+TEST_F(WidgetTree, AHiddenWidgetReceivesInputButDoesNotOfferItToItsChildren)
 {
     ProbeWidget grandchild("grandchild", &log);
-    grandchild.takesInput = true;
+    grandchild.handlesInput = true;
     a.addChild(grandchild, 0, 0);
     a.setVisible(false);
     EXPECT_FALSE(root.onInput(InputEvent::Press));
-    EXPECT_THAT(log, ElementsAre("root.onInput(2)", "a.onInput(2)", "b.onInput(2)", "c.onInput(2)"));
+    EXPECT_EQ(takeLog(), (Log{"root.onInput(2)", "a.onInput(2)", "b.onInput(2)", "c.onInput(2)"}));
+    root.setVisible(false);
+    EXPECT_FALSE(root.onInput(InputEvent::Press));
+    EXPECT_EQ(takeLog(), Log{"root.onInput(2)"});
 }
 
 // ---- notifications ----
 
-TEST_F(WidgetTree, CarriesANotificationUnchangedFromTheSenderToTheRoot)
+TEST_F(WidgetTree, NotifyPassesSenderCodeAndPayloadUnchangedUpToTheRoot)
 {
     ProbeWidget grandchild("grandchild", &log);
     a.addChild(grandchild, 0, 0);
     grandchild.notify("sender", 42, fullPayload);
-    const Notification expected{"sender", 42, fullPayload};
-    EXPECT_THAT(log, ElementsAre("grandchild.notify(sender, 42)", "a.notify(sender, 42)", "root.notify(sender, 42)"));
-    EXPECT_THAT(grandchild.notifications, ElementsAre(expected));
-    EXPECT_THAT(a.notifications, ElementsAre(expected));
-    EXPECT_THAT(root.notifications, ElementsAre(expected));
-}
-
-TEST_F(WidgetTree, ClearsTheWholeSelectionWhenASelectionRequestReachesAPlainRoot)
-{
-    root.climbs = false;
-    a.setSelected(true);
-    c.setSelected(true);
-    root.setSelected(true);
-    root.climbs = true;
-    b.notify("b", notification::selectionRequested, {});
-    for (const ProbeWidget* widget : {&root, &a, &b, &c}) {
-        EXPECT_FALSE(widget->isSelected());
+    EXPECT_EQ(log, (Log{"grandchild.notify(sender, 42)", "a.notify(sender, 42)", "root.notify(sender, 42)"}));
+    for (const ProbeWidget* widget : {&grandchild, &a, &root}) {
+        EXPECT_EQ(widget->notifications, (Notifications{{"sender", 42, fullPayload}}));
     }
 }
 
-TEST_F(WidgetTree, ClearsNothingForAnyOtherCode)
+TEST_F(WidgetTree, ASelectionRequestAtThePlainRootClearsTheWholeSelection)
 {
-    root.climbs = false;
+    root.passesNotificationsOn = false;
+    for (ProbeWidget* widget : {&root, &a, &c}) {
+        widget->setSelected(true);
+    }
+    root.passesNotificationsOn = true;
+    b.notify("b", notification::selectionRequested, {});
+    for (const ProbeWidget* widget : {&root, &a, &b, &c}) {
+        EXPECT_FALSE(widget->isSelected()) << widget->name;
+    }
+}
+
+TEST_F(WidgetTree, NoOtherNotificationClearsTheSelection)
+{
     a.setSelected(true);
-    root.climbs = true;
     for (const std::int32_t code : {0, 2, 3, 4, 5, 6, -1, lowest, highest}) {
         b.notify("b", code, {});
         root.notify("root", code, {});
@@ -142,42 +123,82 @@ TEST_F(WidgetTree, ClearsNothingForAnyOtherCode)
     }
 }
 
-TEST_F(WidgetTree, EndsTheClimbAndClearsNothingWhereAWidgetDoesNotCallTheBase)
+TEST_F(WidgetTree, AnOverrideThatDoesNotCallTheBaseEndsTheNotification)
 {
     ProbeWidget grandchild("grandchild", &log);
     a.addChild(grandchild, 0, 0);
-    root.climbs = false;
     c.setSelected(true);
-    root.climbs = true;
-    a.climbs = false;
     takeNotifications();
+    a.passesNotificationsOn = false;
     grandchild.setSelected(true);
-    EXPECT_THAT(a.notifications, ElementsAre(Notification{"grandchild", 1, {}}, Notification{"grandchild", 2, {}}));
-    EXPECT_THAT(root.notifications, IsEmpty());
+    EXPECT_EQ(a.notifications, (Notifications{{"grandchild", 1, {}}, {"grandchild", 2, {}}}));
+    EXPECT_EQ(root.notifications, Notifications());
     EXPECT_TRUE(c.isSelected());
 }
 
-TEST_F(WidgetTree, TestsForItsParentAnewAfterTheParentWasNotified)
+TEST_F(WidgetTree, AWidgetRemovedByTheReceiverOfItsSelectionRequestClearsItsOwnSubtree)
 {
-    // A receiver that takes the sender out of the tree: the sender is then a root itself.
-    class Remover : public Widget {
-    public:
-        void notify(std::string /*senderName*/, std::int32_t /*code*/, EventData /*data*/) override
-        {
-            removeChild(*children.front());
-        }
-    };
-    Remover remover;
-    ProbeWidget child("child");
-    ProbeWidget grandchild("grandchild");
-    child.addChild(grandchild, 0, 0);
-    child.climbs = false;
+    ProbeWidget grandchild;
+    a.addChild(grandchild, 0, 0);
     grandchild.setSelected(true);
-    child.climbs = true;
-    remover.addChild(child, 0, 0);
-    child.notify("child", notification::selectionRequested, {});
-    EXPECT_EQ(child.getParent(), nullptr);
+    root.passesNotificationsOn = false;
+    root.onCall = [this] { root.removeChild(a); };
+    a.notify("a", notification::selectionRequested, {});
+    EXPECT_EQ(a.parent, nullptr);
     EXPECT_FALSE(grandchild.isSelected());
+}
+
+// ---- changes of the tree during a traversal ----
+
+TEST_F(WidgetTree, HandlersMayAddSiblingsWhichTheTraversalReachesToo)
+{
+    struct Traversal {
+        const char* call;
+        std::function<void(Widget&)> traverse;
+    };
+    for (const auto& [call, traverse] : {Traversal{"update(1)", [](Widget& top) { top.update(1); }},
+                                         Traversal{"broadcast(2)", [](Widget& top) { top.broadcast(2, {}); }},
+                                         Traversal{"onInput(2)", [](Widget& top) { top.onInput(InputEvent::Press); }},
+                                         Traversal{"draw", [](Widget& top) { top.drawTree(); }},
+                                         Traversal{"notify(last, 2)", [](Widget& top) { top.clearSelection(); }}}) {
+        SCOPED_TRACE(call);
+        Log calls;
+        ProbeWidget top("top");
+        top.passesNotificationsOn = false;
+        ProbeWidget first("first");
+        ProbeWidget last("last", &calls);
+        std::deque<ProbeWidget> siblings; // enough to reallocate the list of children several times
+        for (Widget* child : {static_cast<Widget*>(&first), static_cast<Widget*>(&last)}) {
+            top.addChild(*child, 0, 0);
+            child->setSelected(true);
+        }
+        first.onCall = [&] {
+            for (int i = 0; i < 100; ++i) {
+                top.addChild(siblings.emplace_back("sibling", &calls), 0, 0);
+            }
+        };
+        calls.clear();
+        traverse(top);
+        ASSERT_EQ(top.children.size(), 102U);
+        ASSERT_FALSE(calls.empty());
+        EXPECT_EQ(calls.front(), std::string("last.") + call);
+        // The siblings are not selected, so clearing the selection calls nothing.
+        EXPECT_EQ(calls.size(), call == std::string("notify(last, 2)") ? 1U : 101U);
+    }
+}
+
+TEST(EventData, IsInitiallyEmpty)
+{
+    EXPECT_EQ(EventData(), (EventData{"", 0, 0, 0, false}));
+}
+
+TEST(InputEvents, HaveTheNumbersOfTheInterface)
+{
+    EXPECT_EQ(static_cast<std::uint32_t>(InputEvent::RotateLeft), 0U);
+    EXPECT_EQ(static_cast<std::uint32_t>(InputEvent::RotateRight), 1U);
+    EXPECT_EQ(static_cast<std::uint32_t>(InputEvent::Press), 2U);
+    EXPECT_EQ(static_cast<std::uint32_t>(InputEvent::Release), 4U);
+    EXPECT_EQ(static_cast<std::uint32_t>(InputEvent::LongPress), 5U);
 }
 
 } // namespace

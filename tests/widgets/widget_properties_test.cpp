@@ -1,7 +1,7 @@
-// Random trees and random operations against plain models: moving the selection, and compositing from cached pictures.
+// Random trees and random operations: the selection and the drawn picture must be those of simple models.
 #include "widgets/widget.h"
 
-#include "tests/support/picture.h"
+#include "tests/support/drawing_call.h"
 #include "tests/widgets/probe_widget.h"
 
 #include <rapidcheck/gtest.h>
@@ -9,14 +9,25 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <utility>
 #include <vector>
 
 namespace {
 
+std::size_t below(std::size_t end)
+{
+    return *rc::gen::inRange<std::size_t>(0, end);
+}
+
+bool anyBool()
+{
+    return below(2) == 0;
+}
+
 // ---- selection ----
 
-/// A node of the model. Nodes are listed parents first; the parent of node 0, the root, is itself.
+/// Nodes are listed parents first; the parent of node 0, the root, is itself.
 struct Node {
     std::size_t parent = 0;
     bool visible = true;
@@ -24,12 +35,10 @@ struct Node {
     bool selected = false;
 };
 
-/// Selection as it is written down, over a flat list of nodes.
-class SelectionModel {
-public:
-    SelectionModel(std::vector<Node> initialNodes, bool rootIsPlain)
-        : nodes(std::move(initialNodes)), plainRoot(rootIsPlain)
-    {}
+/// The selection rules over a flat list of nodes.
+struct SelectionModel {
+    std::vector<Node> nodes;
+    bool rootIsPlain;
 
     void setVisible(std::size_t node, bool value)
     {
@@ -45,7 +54,7 @@ public:
 
     void select(std::size_t node)
     {
-        if (!nodes[node].selected && plainRoot) {
+        if (!nodes[node].selected && rootIsPlain) {
             for (Node& other : nodes) {
                 other.selected = false;
             }
@@ -53,14 +62,7 @@ public:
         nodes[node].selected = true;
     }
 
-    [[nodiscard]] std::vector<std::size_t> candidates(std::size_t top) const
-    {
-        std::vector<std::size_t> result;
-        appendCandidates(top, result);
-        return result;
-    }
-
-    void move(std::size_t top, std::int64_t step)
+    void move(std::size_t top, std::int32_t step)
     {
         const std::vector<std::size_t> list = candidates(top);
         const auto count = static_cast<std::int64_t>(list.size());
@@ -80,92 +82,74 @@ public:
             return;
         }
         nodes[list[static_cast<std::size_t>(current)]].selected = false;
-        std::int64_t target = current + step;
-        if (target < 0) {
-            target = count - 1;
-        }
-        while (target >= count) {
-            target -= count;
-        }
-        select(list[static_cast<std::size_t>(target)]);
+        const std::int64_t sum = current + step;
+        const bool isNegative = sum < 0 || sum > std::numeric_limits<std::int32_t>::max(); // in 32 bits
+        select(list[static_cast<std::size_t>(isNegative ? count - 1 : sum % count)]);
     }
 
-    [[nodiscard]] const std::vector<Node>& all() const { return nodes; }
-
-private:
-    [[nodiscard]] bool shown(std::size_t node) const
+    [[nodiscard]] std::vector<std::size_t> candidates(std::size_t top) const
     {
-        return nodes[node].visible && (node == 0 || shown(nodes[node].parent));
-    }
-
-    void appendCandidates(std::size_t top, std::vector<std::size_t>& result) const
-    {
+        std::vector<std::size_t> result;
         for (std::size_t node = 1; node < nodes.size(); ++node) {
             if (nodes[node].parent == top) {
-                if (nodes[node].selectable && shown(node)) {
+                if (nodes[node].selectable && isShown(node)) {
                     result.push_back(node);
                 }
-                appendCandidates(node, result);
+                const std::vector<std::size_t> children = candidates(node);
+                result.insert(result.end(), children.begin(), children.end());
             }
         }
+        return result;
     }
 
-    std::vector<Node> nodes;
-    bool plainRoot;
+    [[nodiscard]] bool isShown(std::size_t node) const
+    {
+        return nodes[node].visible && (node == 0 || isShown(nodes[node].parent));
+    }
 };
 
-std::size_t below(std::size_t end)
-{
-    return *rc::gen::inRange<std::size_t>(0, end);
-}
-
-class Probe final : public ProbeWidget {};
-
-RC_GTEST_PROP(WidgetProperties, MovesTheSelectionAsAPlainModelDoes, (bool rootIsPlain))
+RC_GTEST_PROP(WidgetProperties, TheSelectionIsThatOfTheModel, (bool rootIsPlain))
 {
     const std::size_t count = 1 + below(10);
-    std::vector<Node> nodes(count);
-    std::vector<Probe> widgets(count);
+    std::vector<ProbeWidget> widgets(count);
+    SelectionModel model{std::vector<Node>(count), rootIsPlain};
     for (std::size_t i = 0; i < count; ++i) {
-        nodes[i].parent = i == 0 ? 0 : below(i);
         widgets[i].setSelectable(true);
         if (i > 0) {
-            widgets[nodes[i].parent].addChild(widgets[i], 0, 0);
+            model.nodes[i].parent = below(i);
+            widgets[model.nodes[i].parent].addChild(widgets[i], 0, 0);
         }
     }
-    widgets[0].climbs = rootIsPlain;
-    SelectionModel model(nodes, rootIsPlain);
+    widgets[0].passesNotificationsOn = rootIsPlain;
 
     const std::size_t steps = below(30);
     for (std::size_t i = 0; i < steps; ++i) {
         const std::size_t node = below(count);
+        const bool value = anyBool();
         switch (below(8)) {
-        case 0: {
-            const bool value = *rc::gen::arbitrary<bool>();
+        case 0:
             widgets[node].setVisible(value);
             model.setVisible(node, value);
             break;
-        }
-        case 1: {
-            const bool value = *rc::gen::arbitrary<bool>();
+        case 1:
             widgets[node].setSelectable(value);
             model.setSelectable(node, value);
             break;
-        }
         case 2:
             widgets[node].setSelected(true);
             model.select(node);
             break;
         default: {
-            // Mostly from the root, as the screen does, and otherwise within a subtree.
+            // Mostly from the root, as the program's screen does.
             const std::size_t top = below(3) == 0 ? node : 0;
-            const auto step = *rc::gen::inRange<std::int32_t>(-12, 30);
+            const auto step = *rc::gen::weightedOneOf<std::int32_t>(
+                {{9, rc::gen::inRange(-12, 30)}, {1, rc::gen::arbitrary<std::int32_t>()}});
             widgets[top].moveSelection(step);
             model.move(top, step);
         }
         }
         for (std::size_t n = 0; n < count; ++n) {
-            RC_ASSERT(widgets[n].isSelected() == model.all()[n].selected);
+            RC_ASSERT(widgets[n].isSelected() == model.nodes[n].selected);
             std::vector<Widget*> expected;
             for (const std::size_t candidate : model.candidates(n)) {
                 expected.push_back(&widgets[candidate]);
@@ -177,66 +161,41 @@ RC_GTEST_PROP(WidgetProperties, MovesTheSelectionAsAPlainModelDoes, (bool rootIs
 
 // ---- compositing ----
 
-/// Its picture tells its selection and its paint, so a picture that was kept too long shows.
-class PaintedWidget final : public Widget {
+/// Draws a diagonal whose value depends on the selection, so an outdated surface is visible.
+class PaintedWidget final : public Exposed<Widget> {
 public:
-    void draw() override
-    {
-        for (std::int32_t i = 0; i < std::max(surface.getWidth(), surface.getHeight()); ++i) {
-            surface.fillRect(i, i, 1, 1, selected ? 3 : paint);
-        }
-    }
+    void draw() override { surface.drawLine(0, 0, 20, 20, ownValue()); }
     void repaint(Pixel value)
     {
         paint = value;
         markDirty();
     }
 
-    using Widget::background;
-
-    /// What the whole subtree looks like when nothing is kept from an earlier drawing.
-    [[nodiscard]] Bitmap freshPicture() const
+    /// The picture of the whole subtree without anything cached.
+    [[nodiscard]] model::Raster expectedPicture() const
     {
-        Bitmap picture(surface.getWidth(), surface.getHeight());
-        for (std::int32_t row = 0; row < picture.getHeight(); ++row) {
-            for (std::int32_t column = 0; column < picture.getWidth(); ++column) {
-                const Pixel own = selected ? Pixel{3} : paint;
-                picture.fillRect(column, row, 1, 1, column == row ? own : background);
-            }
-        }
+        model::Raster picture(surface.getWidth(), surface.getHeight(), background);
+        picture.drawLine(0, 0, 20, 20, ownValue());
         for (const Widget* child : children) {
             if (child->isVisible()) {
-                static_cast<const PaintedWidget*>(child)->paintFreshlyOnto(picture);
+                const auto& painted = static_cast<const PaintedWidget&>(*child);
+                picture.drawBitmap(painted.x, painted.y, painted.expectedPicture(), false);
             }
         }
         return picture;
     }
+    [[nodiscard]] bool isBelow(const Widget& top) const
+    {
+        return this == &top || (parent != nullptr && static_cast<const PaintedWidget*>(parent)->isBelow(top));
+    }
 
 private:
-    void paintFreshlyOnto(Bitmap& target) const
-    {
-        const Bitmap picture = freshPicture();
-        for (std::int32_t row = 0; row < picture.getHeight(); ++row) {
-            for (std::int32_t column = 0; column < picture.getWidth(); ++column) {
-                if (picture.pixel(column, row) != transparentPixel) {
-                    target.fillRect(x + column, y + row, 1, 1, picture.pixel(column, row));
-                }
-            }
-        }
-    }
+    [[nodiscard]] Pixel ownValue() const { return selected ? Pixel{3} : paint; }
 
     Pixel paint = 2;
 };
 
-bool isBelow(const Widget* widget, const Widget* top)
-{
-    while (widget != nullptr && widget != top) {
-        widget = widget->getParent();
-    }
-    return widget == top;
-}
-
-RC_GTEST_PROP(WidgetProperties, ShowsAfterAnyOperationsWhatAFullRedrawWouldShow, ())
+RC_GTEST_PROP(WidgetProperties, ThePictureAfterAnyOperationsIsThatOfAFullRedraw, ())
 {
     constexpr std::size_t count = 7;
     std::vector<PaintedWidget> widgets(count);
@@ -246,7 +205,7 @@ RC_GTEST_PROP(WidgetProperties, ShowsAfterAnyOperationsWhatAFullRedrawWouldShow,
     root.background = 0;
     root.setSize(12, 10);
     for (std::size_t i = 1; i < count; ++i) {
-        widgets[i].setSelectable(*rc::gen::arbitrary<bool>());
+        widgets[i].setSelectable(anyBool());
         widgets[i].background = *rc::gen::element<Pixel>(0, 1, transparentPixel);
         widgets[below(i)].addChild(widgets[i], offset(), offset(), size(), size());
     }
@@ -254,7 +213,8 @@ RC_GTEST_PROP(WidgetProperties, ShowsAfterAnyOperationsWhatAFullRedrawWouldShow,
     const std::size_t steps = below(40);
     for (std::size_t i = 0; i < steps; ++i) {
         PaintedWidget& widget = widgets[1 + below(count - 1)];
-        switch (below(10)) {
+        PaintedWidget& parent = widgets[below(count)];
+        switch (below(9)) {
         case 0:
             widget.setVisible(!widget.isVisible());
             break;
@@ -265,10 +225,10 @@ RC_GTEST_PROP(WidgetProperties, ShowsAfterAnyOperationsWhatAFullRedrawWouldShow,
             widget.setSize(size(), size());
             break;
         case 3:
-            widget.setSelected(*rc::gen::arbitrary<bool>());
+            widget.setSelected(anyBool());
             break;
         case 4:
-            widget.setSelectable(*rc::gen::arbitrary<bool>());
+            widget.setSelectable(anyBool());
             break;
         case 5:
             root.moveSelection(*rc::gen::inRange<std::int32_t>(-2, 3));
@@ -277,34 +237,25 @@ RC_GTEST_PROP(WidgetProperties, ShowsAfterAnyOperationsWhatAFullRedrawWouldShow,
             widget.repaint(*rc::gen::inRange<Pixel>(0, 3));
             break;
         case 7:
-            if (widget.getParent() != nullptr) {
-                widget.getParent()->removeChild(widget);
+            if (widget.parent != nullptr) {
+                widget.parent->removeChild(widget);
             }
             break;
-        case 8: {
-            PaintedWidget& parent = widgets[below(count)];
-            if (!isBelow(&parent, &widget)) {
-                parent.addChild(widget, offset(), offset());
-            }
-            break;
-        }
-        default: {
-            PaintedWidget& parent = widgets[below(count)];
-            if (!isBelow(&parent, &widget)) {
-                parent.addChild(widget, offset(), offset(), size(), size());
+        default:
+            if (!parent.isBelow(widget)) {
+                const std::int32_t side = anyBool() ? -1 : size();
+                parent.addChild(widget, offset(), offset(), side, side);
             }
         }
-        }
-        // As the event loop draws: only now and then, and only when there is a need.
-        if (below(2) == 0) {
+        // The event loop draws only now and then, and only if needed.
+        if (anyBool()) {
             if (root.needsRedraw()) {
                 root.drawTree();
             }
             RC_ASSERT(!root.needsRedraw());
-            const Picture expected = pictureOf(root.freshPicture());
-            const Picture actual = pictureOf(root.getSurface());
-            if (expected != actual) {
-                RC_FAIL(sideBySide(expected, actual));
+            const model::Raster expected = root.expectedPicture();
+            if (rasterOf(root.getSurface()) != expected) {
+                RC_FAIL(sideBySide(pictureOf(bitmapOf(expected)), pictureOf(root.getSurface())));
             }
         }
     }

@@ -1,34 +1,31 @@
-// The widget tree: what a widget begins as, its links, its place and its visibility.
+// Widget: initial state, tree links, position, size and visibility.
 #include "widgets/widget.h"
 
 #include "tests/widgets/widget_tree.h"
 
 #include <cstdint>
-#include <gmock/gmock.h>
 #include <type_traits>
 #include <utility>
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 namespace {
 
-TEST(Widget, BeginsOutsideAnyTreeVisibleUnselectedNotSelectableDirtyAndEmpty)
+using Size = std::pair<std::int32_t, std::int32_t>;
+
+TEST(Widget, InitialState)
 {
-    ProbeWidget widget;
-    EXPECT_EQ(widget.getParent(), nullptr);
-    EXPECT_EQ(widget.getSurface().getWidth(), 0);
-    EXPECT_EQ(widget.getSurface().getHeight(), 0);
+    const ProbeWidget widget;
+    EXPECT_EQ(widget.parent, nullptr);
+    EXPECT_EQ(sizeOf(widget), Size(0, 0));
     EXPECT_EQ(widget.background, 255);
-    EXPECT_EQ(widget.getX(), 0);
-    EXPECT_EQ(widget.getY(), 0);
+    EXPECT_EQ(widget.x, 0);
+    EXPECT_EQ(widget.y, 0);
     EXPECT_FALSE(widget.isSelectable());
     EXPECT_FALSE(widget.isSelected());
     EXPECT_TRUE(widget.isVisible());
-    EXPECT_THAT(widget.getChildren(), IsEmpty());
-    EXPECT_EQ(widget.getName(), "");
-    EXPECT_EQ(widget.getTick(), 0U);
-    EXPECT_TRUE(widget.isDirty());
+    EXPECT_EQ(widget.children, Widgets());
+    EXPECT_EQ(widget.name, "");
+    EXPECT_EQ(widget.tick, 0U);
+    EXPECT_TRUE(widget.dirty);
 }
 
 TEST(Widget, IsPolymorphicWithoutAVirtualDestructor)
@@ -37,262 +34,219 @@ TEST(Widget, IsPolymorphicWithoutAVirtualDestructor)
     EXPECT_FALSE(std::has_virtual_destructor_v<Widget>);
 }
 
-TEST(Widget, KeepsOneTimeBaseForAllThatBeginsAt20)
+TEST(Widget, TimeBaseIsSharedAndInitially20)
 {
-    const std::uint32_t before = Widget::getTimeBase();
-    EXPECT_EQ(before, 20U);
+    const std::uint32_t initial = std::exchange(ProbeWidget::timeBase, 20);
+    EXPECT_EQ(initial, 20U);
     Widget::setTimeBase(1000);
-    EXPECT_EQ(Widget::getTimeBase(), 1000U);
-    Widget::setTimeBase(before);
+    EXPECT_EQ(ProbeWidget::timeBase, 1000U);
+    Widget::setTimeBase(initial);
 }
 
-TEST(Widget, WithoutChildrenTakesNoInputCollectsNothingAndMovesNoSelection)
+TEST(Widget, WithoutChildrenHandlesNoInputAndMovesNoSelection)
 {
-    ProbeWidget widget("w");
+    ProbeWidget widget;
     widget.setSelectable(true);
     for (const InputEvent event : allEvents) {
         EXPECT_FALSE(widget.onInput(event));
     }
-    EXPECT_THAT(widget.collectSelectable(), IsEmpty());
+    EXPECT_EQ(widget.collectSelectable(), Widgets());
     for (const std::int32_t step : {-1, 0, 1, lowest, highest}) {
         widget.moveSelection(step);
     }
     EXPECT_FALSE(widget.isSelected());
-    EXPECT_THAT(widget.notifications, IsEmpty());
+    EXPECT_EQ(widget.notifications, Notifications());
 }
 
 // ---- links, position and size ----
 
-TEST_F(WidgetTree, StoresOnlyTheLinkWhenAParentIsSet)
+TEST_F(WidgetTree, SetParentOnlyStoresTheLink)
 {
-    settle(other);
     other.setParent(&root);
-    EXPECT_EQ(other.getParent(), &root);
-    EXPECT_THAT(root.getChildren(), ElementsAre(&a, &b, &c));
-    EXPECT_FALSE(other.isDirty());
-    EXPECT_FALSE(root.isDirty());
     a.setParent(nullptr);
-    EXPECT_EQ(a.getParent(), nullptr);
-    EXPECT_THAT(root.getChildren(), ElementsAre(&a, &b, &c));
+    EXPECT_EQ(other.parent, &root);
+    EXPECT_EQ(a.parent, nullptr);
+    EXPECT_EQ(root.children, (Widgets{&a, &b, &c}));
+    EXPECT_FALSE(other.dirty);
+    EXPECT_FALSE(root.dirty);
 }
 
-TEST_F(WidgetTree, MarksOnlyTheParentWhenAWidgetIsMoved)
+TEST_F(WidgetTree, SetPositionMarksOnlyTheParentDirtyEvenWithoutAChange)
 {
-    a.setPosition(-3, 17);
-    EXPECT_EQ(a.getX(), -3);
-    EXPECT_EQ(a.getY(), 17);
-    EXPECT_TRUE(root.isDirty());
-    EXPECT_FALSE(a.isDirty());
-    EXPECT_FALSE(b.isDirty());
-}
-
-TEST_F(WidgetTree, MarksTheParentEvenWhenTheNewPositionIsTheOldOne)
-{
-    a.setPosition(0, 0);
-    EXPECT_TRUE(root.isDirty());
-}
-
-TEST_F(WidgetTree, CanMoveAWidgetWithoutAParent)
-{
+    for (const auto& [x, y] : {std::pair(0, 0), std::pair(-3, 17)}) {
+        a.setPosition(x, y);
+        EXPECT_EQ(a.x, x);
+        EXPECT_EQ(a.y, y);
+        EXPECT_TRUE(std::exchange(root.dirty, false));
+        EXPECT_FALSE(a.dirty);
+        EXPECT_FALSE(b.dirty);
+    }
     root.setPosition(4, 5);
-    EXPECT_EQ(root.getX(), 4);
-    EXPECT_EQ(root.getY(), 5);
-    EXPECT_FALSE(root.isDirty());
+    EXPECT_EQ(root.x, 4);
+    EXPECT_EQ(root.y, 5);
+    EXPECT_FALSE(root.dirty);
 }
 
-TEST_F(WidgetTree, ResizesTheSurfaceThenCallsOnResizeThenMarksOnlyTheWidget)
+TEST_F(WidgetTree, SetSizeResizesTheSurfaceThenCallsOnResizeThenMarksTheWidgetDirty)
 {
+    a.onCall = [this] { a.dirty = false; };
     a.setSize(30, 20);
-    EXPECT_EQ(a.getSurface().getWidth(), 30);
-    EXPECT_EQ(a.getSurface().getHeight(), 20);
-    EXPECT_EQ(a.resizedWhile, std::pair(30, 20));
-    EXPECT_THAT(log, ElementsAre("a.onResize(30, 20)"));
-    EXPECT_TRUE(a.isDirty());
-    EXPECT_FALSE(root.isDirty());
+    EXPECT_EQ(sizeOf(a), Size(30, 20));
+    EXPECT_EQ(a.sizeInOnResize, Size(30, 20));
+    EXPECT_EQ(log, Log{"a.onResize(30, 20)"});
+    EXPECT_TRUE(a.dirty);
+    EXPECT_FALSE(root.dirty);
 }
 
-TEST_F(WidgetTree, AppendsAChildAtItsPositionAndMarksTheParent)
+TEST_F(WidgetTree, AddChildAppendsTheChildAtItsPositionAndMarksTheParentDirty)
 {
-    settle(other);
     root.addChild(other, 10, 20);
-    EXPECT_THAT(root.getChildren(), ElementsAre(&a, &b, &c, &other));
-    EXPECT_EQ(other.getParent(), &root);
-    EXPECT_EQ(other.getX(), 10);
-    EXPECT_EQ(other.getY(), 20);
-    EXPECT_TRUE(root.isDirty());
-    EXPECT_FALSE(other.isDirty());
+    EXPECT_EQ(root.children, (Widgets{&a, &b, &c, &other}));
+    EXPECT_EQ(other.parent, &root);
+    EXPECT_EQ(other.x, 10);
+    EXPECT_EQ(other.y, 20);
+    EXPECT_TRUE(root.dirty);
+    EXPECT_FALSE(other.dirty);
 }
 
-TEST_F(WidgetTree, KeepsTheSizeOfAChildAddedWithoutASize)
+TEST_F(WidgetTree, AddChildWithoutAFullSizeKeepsTheChildsSize)
 {
     other.setSize(7, 5);
-    settle(other);
+    other.drawTree();
     log.clear();
     root.addChild(other, 10, 20);
     root.addChild(other, 10, 20, -1, -1);
     root.addChild(other, 10, 20, -1, 30);
     root.addChild(other, 10, 20, 30, -1);
-    EXPECT_EQ(other.getSurface().getWidth(), 7);
-    EXPECT_EQ(other.getSurface().getHeight(), 5);
-    EXPECT_FALSE(other.isDirty());
-    EXPECT_THAT(log, IsEmpty());
+    EXPECT_EQ(sizeOf(other), Size(7, 5));
+    EXPECT_FALSE(other.dirty);
+    EXPECT_EQ(log, Log());
 }
 
-TEST_F(WidgetTree, ResizesAChildAddedWithASizeCallsItsOnResizeAndMarksBoth)
+TEST_F(WidgetTree, AddChildWithASizeResizesTheChildAndMarksBothDirtyAfterOnResize)
 {
-    settle(other);
-    log.clear();
+    other.onCall = [this] { root.drawTree(); };
     root.addChild(other, 0, 0, 252, 16);
-    EXPECT_EQ(other.getSurface().getWidth(), 252);
-    EXPECT_EQ(other.getSurface().getHeight(), 16);
-    EXPECT_THAT(log, ElementsAre("other.onResize(252, 16)"));
-    EXPECT_EQ(other.resizedWhile, std::pair(252, 16));
-    EXPECT_TRUE(other.isDirty());
-    EXPECT_TRUE(root.isDirty());
-}
-
-TEST_F(WidgetTree, ResizesAChildAddedWithASizeOfZero)
-{
-    other.setSize(7, 5);
+    EXPECT_EQ(sizeOf(other), Size(252, 16));
+    EXPECT_EQ(other.sizeInOnResize, Size(252, 16));
+    EXPECT_EQ(log.front(), "other.onResize(252, 16)");
+    EXPECT_TRUE(other.dirty);
+    EXPECT_TRUE(root.dirty) << "although onResize has drawn it";
     root.addChild(other, 0, 0, 0, 0);
-    EXPECT_EQ(other.getSurface().getWidth(), 0);
-    EXPECT_EQ(other.getSurface().getHeight(), 0);
+    EXPECT_EQ(sizeOf(other), Size(0, 0));
 }
 
-TEST_F(WidgetTree, TakesAChildFromItsOldParentAndMarksThatParent)
+TEST_F(WidgetTree, AddChildRemovesTheChildFromItsParentAndMarksThatParentDirty)
 {
-    settle(other);
     other.addChild(b, 1, 2);
-    EXPECT_THAT(root.getChildren(), ElementsAre(&a, &c));
-    EXPECT_THAT(other.getChildren(), ElementsAre(&b));
-    EXPECT_EQ(b.getParent(), &other);
-    EXPECT_TRUE(root.isDirty());
-    EXPECT_TRUE(other.isDirty());
+    EXPECT_EQ(root.children, (Widgets{&a, &c}));
+    EXPECT_EQ(other.children, Widgets{&b});
+    EXPECT_EQ(b.parent, &other);
+    EXPECT_TRUE(root.dirty);
+    EXPECT_TRUE(other.dirty);
 }
 
-TEST_F(WidgetTree, MovesAChildThatIsAddedToItsOwnParentToTheEnd)
+TEST_F(WidgetTree, AddChildToTheSameParentMovesTheChildToTheEnd)
 {
     root.addChild(a, 3, 4);
-    EXPECT_THAT(root.getChildren(), ElementsAre(&b, &c, &a));
-    EXPECT_EQ(a.getParent(), &root);
-    EXPECT_EQ(a.getX(), 3);
-    EXPECT_TRUE(root.isDirty());
+    EXPECT_EQ(root.children, (Widgets{&b, &c, &a}));
+    EXPECT_EQ(a.parent, &root);
+    EXPECT_EQ(a.x, 3);
+    EXPECT_TRUE(root.dirty);
 }
 
-TEST_F(WidgetTree, DoesNotMarkAnOldParentThatDoesNotListTheChild)
+TEST_F(WidgetTree, AddChildDoesNotMarkAnOldParentThatDoesNotListTheChild)
 {
-    ProbeWidget child("child");
-    settle(other);
+    ProbeWidget child;
     child.setParent(&other);
     root.addChild(child, 0, 0);
-    EXPECT_FALSE(other.isDirty());
-    EXPECT_THAT(other.getChildren(), IsEmpty());
-    EXPECT_EQ(child.getParent(), &root);
-    EXPECT_THAT(root.getChildren(), ElementsAre(&a, &b, &c, &child));
+    EXPECT_FALSE(other.dirty);
+    EXPECT_EQ(child.parent, &root);
+    EXPECT_EQ(root.children, (Widgets{&a, &b, &c, &child}));
 }
 
-TEST_F(WidgetTree, RemovesAChildClearsItsParentAndMarksOnlyTheParent)
+TEST_F(WidgetTree, RemoveChildClearsTheLinkAndMarksOnlyTheParentDirty)
 {
     root.removeChild(b);
-    EXPECT_THAT(root.getChildren(), ElementsAre(&a, &c));
-    EXPECT_EQ(b.getParent(), nullptr);
-    EXPECT_TRUE(root.isDirty());
-    EXPECT_FALSE(b.isDirty());
-    root.removeChild(c);
-    root.removeChild(a);
-    EXPECT_THAT(root.getChildren(), IsEmpty());
+    EXPECT_EQ(root.children, (Widgets{&a, &c}));
+    EXPECT_EQ(b.parent, nullptr);
+    EXPECT_TRUE(root.dirty);
+    EXPECT_FALSE(b.dirty);
 }
 
-TEST_F(WidgetTree, DoesNothingWhenAWidgetThatIsNoChildIsRemoved)
+TEST_F(WidgetTree, RemoveChildOfANonChildDoesNothing)
 {
-    ProbeWidget grandchild("grandchild");
+    ProbeWidget grandchild;
     a.addChild(grandchild, 0, 0);
-    settle(root);
-    root.removeChild(other);
-    root.removeChild(grandchild);
-    root.removeChild(root);
-    EXPECT_THAT(root.getChildren(), ElementsAre(&a, &b, &c));
-    EXPECT_EQ(grandchild.getParent(), &a);
-    EXPECT_FALSE(root.isDirty());
+    root.drawTree();
+    for (ProbeWidget* widget : {&other, &grandchild, &root}) {
+        root.removeChild(*widget);
+    }
+    EXPECT_EQ(root.children, (Widgets{&a, &b, &c}));
+    EXPECT_EQ(grandchild.parent, &a);
+    EXPECT_FALSE(root.dirty);
 }
 
-TEST_F(WidgetTree, LeavesTheTreeLinksOfOthersAloneWhenAWidgetIsDestroyed)
+TEST_F(WidgetTree, DestructionDetachesNeitherParentNorChildren)
 {
-    ProbeWidget child("child");
+    ProbeWidget child;
     {
-        ProbeWidget shortLived("shortLived");
+        ProbeWidget shortLived;
         shortLived.addChild(child, 0, 0);
         shortLived.setParent(&root);
     }
-    EXPECT_NE(child.getParent(), nullptr) << "a child is not detached";
-    EXPECT_THAT(root.getChildren(), ElementsAre(&a, &b, &c));
-    child.setParent(nullptr);
+    EXPECT_NE(child.parent, nullptr);
+    EXPECT_EQ(root.children, (Widgets{&a, &b, &c}));
 }
 
-TEST_F(WidgetTree, IsShownWhenItAndEveryAncestorAreVisible)
+// ---- visibility ----
+
+TEST_F(WidgetTree, IsShownOnlyIfItAndEveryAncestorAreVisible)
 {
     ProbeWidget grandchild("grandchild");
     a.addChild(grandchild, 0, 0);
     EXPECT_TRUE(grandchild.isShown());
     for (ProbeWidget* widget : {&grandchild, &a, &root}) {
-        SCOPED_TRACE(widget->getName());
         widget->setVisible(false);
-        EXPECT_FALSE(grandchild.isShown());
+        EXPECT_FALSE(grandchild.isShown()) << widget->name;
         EXPECT_EQ(grandchild.isVisible(), widget != &grandchild);
         widget->setVisible(true);
         EXPECT_TRUE(grandchild.isShown());
     }
 }
 
-// ---- visibility ----
-
-TEST_F(WidgetTree, DeselectsASelectedWidgetWhetherItIsShownOrHidden)
+TEST_F(WidgetTree, SetVisibleDeselectsTheWidgetWhetherItIsShownOrHidden)
 {
     for (const bool before : {false, true}) {
         for (const bool value : {false, true}) {
             SCOPED_TRACE(testing::Message() << before << " to " << value);
             a.setVisible(before);
             a.setSelected(true);
-            settle(root);
-            settle(a);
+            root.dirty = a.dirty = false;
             takeNotifications();
             a.setVisible(value);
             EXPECT_FALSE(a.isSelected());
             EXPECT_EQ(a.isVisible(), value);
-            EXPECT_THAT(takeNotifications(), ElementsAre(Notification{"a", 2, {}}));
-            EXPECT_TRUE(a.isDirty());
-            EXPECT_EQ(root.isDirty(), before != value);
+            EXPECT_EQ(takeNotifications(), (Notifications{{"a", 2, {}}}));
+            EXPECT_TRUE(a.dirty);
+            EXPECT_EQ(root.dirty, before != value);
         }
     }
 }
 
-TEST_F(WidgetTree, ChangesNothingWhenVisibilityOfAnUnselectedWidgetStays)
+TEST_F(WidgetTree, SetVisibleOfAnUnselectedWidgetMarksOnlyTheParentDirtyAndOnlyForAChange)
 {
-    a.setVisible(true);
-    EXPECT_FALSE(a.isDirty());
-    EXPECT_FALSE(root.isDirty());
-    EXPECT_THAT(root.notifications, IsEmpty());
-}
-
-TEST_F(WidgetTree, MarksOnlyTheParentWhenVisibilityChanges)
-{
-    a.setVisible(false);
-    EXPECT_FALSE(a.isVisible());
-    EXPECT_TRUE(root.isDirty());
-    EXPECT_FALSE(a.isDirty());
-    settle(root);
-    a.setVisible(true);
-    EXPECT_TRUE(a.isVisible());
-    EXPECT_TRUE(root.isDirty());
-    EXPECT_FALSE(a.isDirty());
-    EXPECT_THAT(root.notifications, IsEmpty());
-}
-
-TEST_F(WidgetTree, CanHideAWidgetWithoutAParent)
-{
+    for (const bool value : {true, false, false, true}) {
+        const bool changes = a.isVisible() != value;
+        a.setVisible(value);
+        EXPECT_EQ(a.isVisible(), value);
+        EXPECT_EQ(std::exchange(root.dirty, false), changes);
+        EXPECT_FALSE(a.dirty);
+        EXPECT_EQ(root.notifications, Notifications());
+    }
     root.setVisible(false);
     EXPECT_FALSE(root.isVisible());
-    EXPECT_FALSE(root.isDirty());
+    EXPECT_FALSE(root.dirty);
 }
 
 } // namespace

@@ -1,10 +1,11 @@
-// A small tree of probe widgets, for the tests of what a tree of widgets does.
+// A small tree of probe widgets.
 #pragma once
 
 #include "tests/widgets/probe_widget.h"
 
-#include <cstdint>
 #include <gtest/gtest.h>
+
+#include <cstdint>
 #include <limits>
 #include <utility>
 #include <vector>
@@ -13,9 +14,11 @@ inline constexpr std::int32_t lowest = std::numeric_limits<std::int32_t>::min();
 inline constexpr std::int32_t highest = std::numeric_limits<std::int32_t>::max();
 
 inline const std::vector<InputEvent> allEvents = {InputEvent::RotateLeft, InputEvent::RotateRight, InputEvent::Press,
-                                                  InputEvent::Release, InputEvent::LongPress};
+                                                  InputEvent::Release,    InputEvent::LongPress,   InputEvent{3}};
 
-/// A root with the children a, b and c, all drawn once, and a log of what reaches them.
+using Widgets = std::vector<Widget*>;
+
+/// A root with the children a, b and c. All have been drawn, so none is dirty. `other` is outside the tree.
 class WidgetTree : public testing::Test {
 protected:
     WidgetTree()
@@ -23,11 +26,13 @@ protected:
         for (ProbeWidget* child : {&a, &b, &c}) {
             root.addChild(*child, 0, 0);
         }
-        settle(root);
+        root.drawTree();
+        other.drawTree();
         log.clear();
     }
 
-    std::vector<Notification> takeNotifications() { return std::exchange(root.notifications, {}); }
+    Log takeLog() { return std::exchange(log, {}); }
+    Notifications takeNotifications() { return std::exchange(root.notifications, {}); }
 
     Log log;
     ProbeWidget root{"root", &log};
