@@ -46,10 +46,10 @@ set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1 (>= 3.0), libstdc++
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "e2fsprogs, openssl")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "firmware updates of a Tonecrate device from a USB drive")
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
-"The updater takes over the display and the knob of the device, waits for a
-USB drive, and leads its owner through a firmware update or a factory reset.
+"The updater uses the display and the knob of the device. It waits for a USB
+drive and performs a firmware update or a factory reset.
 .
-The scripts that decrypt, format and install are the device's own; the
-package has examples of them.")
+The scripts that decrypt, format and install are part of the device. The
+package contains examples.")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION TRUE)
 include(CPack)

@@ -36,7 +36,6 @@ UNIT_TESTS = {
     "hw": ["hw", "frame_writer", "program_start", "app"],
 }
 SYSTEM = "system"
-PROGRAMS = sorted({program for programs in UNIT_TESTS.values() for program in programs} | {SYSTEM})
 EXCLUDED_LABELS = {"long", "board"}
 CAUGHT = ("failed", "timed out")
 EXCUSE_MARKS = {"= ": "equivalent", "~ ": "survived"}
@@ -69,6 +68,10 @@ def mutants_of(path):
         before, after = lines_around(source, mutation, text)
         key = hashlib.sha256(f"{path}\0{mutation.start}\0{text}".encode()).hexdigest()
         yield Mutant(path, source.count("\n", 0, mutation.start) + 1, before, after, key, text)
+
+
+def folder_of(mutant):
+    return mutant.path.split("/")[0]
 
 
 def in_share(mutant, percent):
@@ -123,16 +126,16 @@ class Tree:
         if done.returncode != 0:
             raise Refusal(f"cannot configure {self.root}:\n{done.stdout}{done.stderr}")
 
-    def make(self, *targets):
-        return subprocess.run(["ninja", "-C", self.build, "-j1", *targets], capture_output=True, text=True)
+    def make(self, *targets, jobs=1):
+        return subprocess.run(["ninja", "-C", self.build, f"-j{jobs}", *targets], capture_output=True, text=True)
 
-    def make_all(self):
-        done = self.make(*(f"{program}_tests" for program in PROGRAMS), "tonecrate-updater")
+    def make_all(self, programs, jobs):
+        done = self.make(*(f"{program}_tests" for program in programs), "tonecrate-updater", jobs=jobs)
         if done.returncode != 0:
             raise Refusal(f"cannot build {self.root}:\n{done.stdout[-3000:]}")
 
-    def tests(self):
-        """The tests in CTest's list that run on this machine in a short time, by program."""
+    def tests(self, programs):
+        """The tests of these programs in CTest's list, without the excluded labels, by program."""
         listed = subprocess.run(
             ["ctest", "--test-dir", self.build, "--show-only=json-v1"], check=True, capture_output=True, text=True
         )
@@ -140,10 +143,10 @@ class Tree:
         for entry in json.loads(listed.stdout)["tests"]:
             properties = {item["name"]: item["value"] for item in entry.get("properties", [])}
             program = entry["name"].split(".")[0]
-            if program in PROGRAMS and not EXCLUDED_LABELS & set(properties.get("LABELS", [])):
+            if program in programs and not EXCLUDED_LABELS & set(properties.get("LABELS", [])):
                 environment = dict(value.split("=", 1) for value in properties.get("ENVIRONMENT", []))
                 tests[program].append(Test(entry["name"], program, entry["command"], environment))
-        for program in PROGRAMS:
+        for program in programs:
             if not tests[program]:
                 raise Refusal(f"{program}_tests has no tests")
         return tests
@@ -192,8 +195,10 @@ def run_test(test, seconds):
 
 
 class Worker:
-    def __init__(self, number):
+    def __init__(self, number, programs, build_jobs):
         self.tree = Tree(number)
+        self.programs = programs
+        self.build_jobs = build_jobs
         self.mutated = None
         self.tests = {}
         self.limits = {}
@@ -202,8 +207,8 @@ class Worker:
     def prepare(self):
         self.tree.refresh()
         self.tree.configure()
-        self.tree.make_all()
-        self.tests = self.tree.tests()
+        self.tree.make_all(self.programs, self.build_jobs)
+        self.tests = self.tree.tests(self.programs)
         for test in [test for tests in self.tests.values() for test in tests]:
             self.limits[test.name] = self.measured_limit(test)
 
@@ -220,7 +225,7 @@ class Worker:
         (self.tree.root / mutant.path).write_text(mutant.text)
         self.mutated = mutant.path
         # Only the system tests run main().
-        units = [] if mutant.path.endswith("/main.cpp") else UNIT_TESTS[mutant.path.split("/")[0]]
+        units = [] if mutant.path.endswith("/main.cpp") else UNIT_TESTS[folder_of(mutant)]
         for program in [*units, SYSTEM]:
             target = "tonecrate-updater" if program == SYSTEM else f"{program}_tests"
             built = self.tree.make(target)
@@ -241,10 +246,10 @@ class Worker:
             self.mutated = None
 
 
-def work(number, mutants, results):
+def work(number, programs, build_jobs, mutants, results):
     become_subreaper()
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # also ends a running test
-    worker = Worker(number)
+    worker = Worker(number, programs, build_jobs)
     try:
         worker.prepare()
         while (mutant := mutants.get()) is not None:
@@ -300,8 +305,11 @@ def start_workers(pending, jobs):
     for mutant in [*pending, *[None] * jobs]:
         mutants.put(mutant)
     mutants.cancel_join_thread()  # otherwise an early exit would wait until all are taken
+    programs = sorted({program for mutant in pending for program in UNIT_TESTS[folder_of(mutant)]} | {SYSTEM})
+    build_jobs = max(1, os.cpu_count() // jobs)
     for number in range(jobs):
-        multiprocessing.Process(target=work, args=(number, mutants, results), daemon=True).start()
+        arguments = (number, programs, build_jobs, mutants, results)
+        multiprocessing.Process(target=work, args=arguments, daemon=True).start()
     return results
 
 
@@ -346,7 +354,7 @@ def print_table(outcomes):
     """The share is the percentage of caught mutants, without the equivalent ones."""
     counts = collections.defaultdict(collections.Counter)
     for mutant, verdict, _ in outcomes:
-        counts[mutant.path.split("/")[0]][verdict] += 1
+        counts[folder_of(mutant)][verdict] += 1
     row = "{:10}{:>9}{:>9}{:>14}{:>12}{:>10}{:>9}"
     print(row.format("folder", "mutants", "caught", "by time limit", "equivalent", "survived", "share"))
     for folder, count in counts.items():
