@@ -3,6 +3,7 @@
 
 # host_release: prints the codename of this machine's Debian release.
 host_release() {
+  # shellcheck source=/dev/null
   (. /etc/os-release && printf '%s\n' "$VERSION_CODENAME")
 }
 
