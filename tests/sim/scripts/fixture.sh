@@ -1,5 +1,6 @@
 # Sourced by the tests of this folder: a simulated device with keys and firmware, and functions that plug and pull
-# drives. shellcheck shell=bash
+# drives.
+# shellcheck shell=bash
 
 repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../../..")
 readonly repository scripts=$repository/sim/scripts firmware=$repository/sim/firmware
