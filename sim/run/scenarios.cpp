@@ -5,14 +5,14 @@ namespace sim {
 
 namespace {
 
+constexpr Step awaitWaiting[] = {{Action::AwaitScreen, "waiting"}};
+
 constexpr Step startOnPartition[] = {
-    {Action::AwaitScreen, "waiting"},
     {Action::Plug},
     {Action::AwaitScript, "/usr/sbin/decrypt.sh /dev/sda1"},
 };
 
 constexpr Step startOnWholeDrive[] = {
-    {Action::AwaitScreen, "waiting"},
     {Action::Plug},
     {Action::AwaitScript, "/usr/sbin/decrypt.sh /dev/sda"},
 };
@@ -65,7 +65,7 @@ std::span<const Scenario> allScenarios()
     static const Scenario scenarios[] = {
         {.name = "update",
          .summary = "an update that keeps the presets (the default)",
-         .phases = {startOnPartition, confirmUpdate, install, awaitDone},
+         .phases = {awaitWaiting, startOnPartition, confirmUpdate, install, awaitDone},
          .outcome = Outcome::Updated},
         {.name = "factory-reset",
          .summary = "a factory reset, which loses them",

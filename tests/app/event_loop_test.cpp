@@ -9,6 +9,7 @@
 #include "hw/rotary_input.h"
 #include "tests/support/allocation_counter.h"
 #include "tests/support/system_calls.h"
+#include "updater/timing.h"
 #include "updater/updater.h"
 
 #include <fcntl.h>
@@ -488,7 +489,7 @@ TEST_F(RealScreenLoop, ATurnOfTheWheelAllocatesNothing)
     calls.setLogging(false);
     iterate(140);
     const AllocationCounter counter;
-    updater->update(142);
+    updater->update(wheelPeriod);
     EXPECT_TRUE(updater->needsRedraw());
     updater->drawTree();
     display.sendFrame(updater->getSurface());
@@ -499,12 +500,12 @@ TEST_F(RealScreenLoop, WaitingSendsAFrameForEveryTurnOfTheWheel)
 {
     iterate(20);
     calls.waitUntilEnded(1);
-    // The wheel turns at 142 and 284, the screen is looked at every 20 iterations.
-    iterate(139);
+    const auto redrawAfter = [](std::uint64_t step) { return static_cast<int>((step + 19) / 20 * 20); };
+    iterate(redrawAfter(wheelPeriod) - 20 - 1);
     EXPECT_EQ(calls.transfers().size(), 1U);
     iterate(1);
     calls.waitUntilEnded(2);
-    iterate(139);
+    iterate(redrawAfter(2 * wheelPeriod) - redrawAfter(wheelPeriod) - 1);
     EXPECT_EQ(calls.transfers().size(), 2U);
     iterate(1);
     calls.waitUntilEnded(3);

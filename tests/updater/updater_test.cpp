@@ -2,6 +2,8 @@
 #include "updater/updater.h"
 
 #include "tests/updater/screen_fixture.h"
+#include "updater/screen_texts.h"
+#include "updater/timing.h"
 
 #include <fcntl.h>
 #include <ostream>
@@ -19,7 +21,7 @@ class Screen : public ScreenTest {};
 TEST_F(Screen, ShowsOnlyTitleAndMessageAndTheFirstWheelFrameAfterConstruction)
 {
     EXPECT_EQ(visible(), "title message");
-    EXPECT_EQ(message().getText(), "Waiting for USB...");
+    EXPECT_EQ(message().getText(), texts::waiting);
     EXPECT_EQ(shownWheel(), 0);
     EXPECT_EQ(screen->getState(), UpdateState::WaitingForUsb);
 }
@@ -34,11 +36,11 @@ TEST_F(Screen, HasSixChildrenInThisOrderAndLayout)
     };
     const Layout expected[] = {
         {"", 2, 2, 252, 16, false},
-        {"Factory Reset", 0, 20, 256, 19, true},
-        {"Update Firmware", 0, 39, 256, 19, true},
+        {texts::factoryResetButton, 0, 20, 256, 19, true},
+        {texts::updateButton, 0, 39, 256, 19, true},
         {"", 0, 24, 256, 100, false},
-        {"No", 142, 131, 52, 19, true},
-        {"Yes", 194, 131, 52, 19, true},
+        {texts::noButton, 142, 131, 52, 19, true},
+        {texts::yesButton, 194, 131, 52, 19, true},
     };
     ASSERT_EQ(screen->getChildren().size(), std::size(expected));
     for (std::size_t i = 0; i < std::size(expected); ++i) {
@@ -51,7 +53,7 @@ TEST_F(Screen, HasSixChildrenInThisOrderAndLayout)
         EXPECT_EQ(widget.isSelectable(), expected[i].isSelectable) << "child " << i;
         EXPECT_EQ(widget.getParent(), &*screen) << "child " << i;
     }
-    EXPECT_EQ(title().getText(), "Update Firmware");
+    EXPECT_EQ(title().getText(), texts::title);
 }
 
 TEST_F(Screen, KeepsItsSecondNameAndIsARoot)
@@ -116,7 +118,7 @@ TEST_F(Screen, LoadsItsImagesInThisOrderAndIsBuiltWithoutThem)
     }
     EXPECT_EQ(testing::internal::GetCapturedStderr(), expected);
     EXPECT_EQ(shownWheel(), -1);
-    tick(142);
+    tick(static_cast<int>(wheelPeriod));
     EXPECT_EQ(shownWheel(), -1);
 }
 
@@ -146,10 +148,10 @@ void drawButton(Bitmap& canvas, const std::string& name, bool isSelected)
         std::int32_t x, y, labelX;
     };
     static const std::map<std::string, Appearance> appearances = {
-        {"factory", {"button_factory", "Factory Reset", 0, 20, 26}},
-        {"update", {"button_update", "Update Firmware", 0, 39, 26}},
-        {"no", {"dialog_button_cancel", "No", 142, 131, 15}},
-        {"yes", {"dialog_button_ok", "Yes", 194, 131, 15}},
+        {"factory", {"button_factory", texts::factoryResetButton, 0, 20, 26}},
+        {"update", {"button_update", texts::updateButton, 0, 39, 26}},
+        {"no", {"dialog_button_cancel", texts::noButton, 142, 131, 15}},
+        {"yes", {"dialog_button_ok", texts::yesButton, 194, 131, 15}},
     };
     const Appearance& look = appearances.at(name);
     canvas.drawBitmap(look.x, look.y,
@@ -165,7 +167,7 @@ Bitmap screenWith(const Look& look)
     if (look.wheel >= 0) {
         canvas.drawBitmap(103, 104, getImage("img/wheel_" + std::to_string(look.wheel) + ".png"), false);
     }
-    canvas.drawBitmap(2, 2, label(252, 16, "font16", "Update Firmware", 0, 1), false);
+    canvas.drawBitmap(2, 2, label(252, 16, "font16", texts::title, 0, 1), false);
     canvas.drawBitmap(0, 24, label(256, 100, "font8", look.message, 3, 10), false);
     for (const std::string& button : look.buttons) {
         drawButton(canvas, button, button == look.selected);
@@ -175,7 +177,7 @@ Bitmap screenWith(const Look& look)
 
 TEST_F(Screen, DrawsTheWaitingScreen)
 {
-    EXPECT_TRUE(shows(draw(), screenWith({"Waiting for USB...", 0, {}, ""})));
+    EXPECT_TRUE(shows(draw(), screenWith({texts::waiting, 0, {}, ""})));
 }
 
 TEST_F(Screen, DrawsTheMenuWithTheSelectedButtonInItsOtherPicture)
@@ -227,7 +229,7 @@ TEST_F(Screen, CentresTheWheelOnColumn128WithItsBottomOnRow154WhateverItsSize)
         image.fill(2);
         imageStore.insert_or_assign("img/wheel_0.png", image);
         build();
-        Bitmap expected = screenWith({"Waiting for USB...", -1, {}, ""});
+        Bitmap expected = screenWith({texts::waiting, -1, {}, ""});
         expected.fillRect(wheel.x, wheel.y, wheel.width, wheel.height, 2);
         EXPECT_TRUE(shows(draw(), expected));
     }
