@@ -1,4 +1,4 @@
-// Composing with pixman, and packing what it made.
+// Composites with pixman, then packs the canvas.
 #include "benchmarks/pixman_screens.h"
 
 #include "benchmarks/screens.h"
@@ -12,7 +12,7 @@ std::uint32_t xrgb(std::uint8_t level)
     return level * 0x010101U;
 }
 
-/// Such that the composited pixel holds the level itself in each of its channels.
+/// A composited pixel of this colour holds the level in each channel.
 pixman_color_t colourOf(std::uint8_t level)
 {
     const auto channel = static_cast<std::uint16_t>(level * 0x0101U);
@@ -58,9 +58,9 @@ PixmanScreens::Atlas PixmanScreens::atlasOf(const char* name)
     const Font& font = fontRegistry.at(name);
     Atlas atlas;
     atlas.height = fontHeight(name);
-    atlas.spacing = font.letterSpacing;
+    atlas.spacing = font.getLetterSpacing();
     std::int32_t end = 0;
-    for (const auto& [code, glyph] : font.glyphs) {
+    for (const auto& [code, glyph] : font.getGlyphs()) {
         atlas.x[code] = end;
         atlas.width[code] = glyph.getWidth();
         end += glyph.getWidth();
@@ -68,7 +68,7 @@ PixmanScreens::Atlas PixmanScreens::atlasOf(const char* name)
     atlas.image = makeImage(PIXMAN_a8, end, atlas.height);
     auto* alpha = reinterpret_cast<std::uint8_t*>(pixman_image_get_data(atlas.image.get()));
     const std::int32_t stride = pixman_image_get_stride(atlas.image.get());
-    for (const auto& [code, glyph] : font.glyphs) {
+    for (const auto& [code, glyph] : font.getGlyphs()) {
         for (std::int32_t y = 0; y < glyph.getHeight(); ++y) {
             for (std::int32_t x = 0; x < glyph.getWidth(); ++x) {
                 alpha[y * stride + atlas.x[code] + x] = glyph.pixel(x, y) == inkPixel ? 0xFF : 0;
@@ -113,7 +113,7 @@ void PixmanScreens::drawText(const Atlas& atlas, std::string_view text, std::int
 void PixmanScreens::drawTitle()
 {
     fill(0, titleBandHeight, inkPixel);
-    drawText(atlas16, titleText, titleX, titleY, titleX + titleWidth, 0);
+    drawText(atlas16, texts::title, titleX, titleY, titleX + titleWidth, 0);
 }
 
 const Frame& PixmanScreens::drawMessage()

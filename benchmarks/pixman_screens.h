@@ -1,4 +1,4 @@
-// The measured screens by way of pixman, the raster library below cairo and the X server.
+// Draws the measured screens with pixman, the raster library of cairo and the X server.
 #pragma once
 
 #include "hw/frame.h"
@@ -11,10 +11,10 @@
 #include <string_view>
 #include <vector>
 
-/// An xRGB32 canvas, whose pixels hold the grey level in each channel; text is composited from an A8 atlas.
+/// Uses an xRGB32 canvas with the grey level in each channel, and composites text from an A8 atlas.
 class PixmanScreens {
 public:
-    /// The image store and the fonts must be there.
+    /// The image store and the fonts must have been built.
     PixmanScreens();
 
     const Frame& drawMessage();

@@ -1,52 +1,64 @@
-// The ways through the updater's flow to the measured screens.
+// The way through the updater's flow to the measured screens.
 #include "benchmarks/screens.h"
 
-#include "benchmarks/board.h"
 #include "hw/frame_packer.h"
+#include "tests/support/scratch_folder.h"
+#include "updater/timing.h"
 
-#include <string_view>
+#include <cerrno>
 
 namespace {
 
-constexpr std::uint64_t driveIsFound = 501;
-constexpr std::uint64_t wheelPeriod = 142;
+/// The children of any widget. The field is protected; a subclass may form a pointer to it.
+class Children : public Widget {
+public:
+    static const std::vector<Widget*>& of(const Widget& widget) { return widget.*&Children::children; }
+};
 
-// What the dialog's buttons send.
-constexpr std::int32_t askUpdate = 3;
-constexpr std::int32_t confirm = 6;
-
-constexpr std::string_view progressLine = "SHOW: Formatting the internal memory, 42 %\n";
+/// A command that prints one progress line and then runs on, for at least 100 polls.
+ScriptedCommand endlessCommand()
+{
+    ScriptedCommand command{.reads = {{.bytes = "SHOW: " + progressText + '\n'}}, .waitStatus = 0};
+    command.reads.resize(100, {.bytes = {}, .error = EAGAIN});
+    return command;
+}
 
 } // namespace
 
-ProductScreen::ProductScreen()
+ProductScreen::ProductScreen(SystemCalls& calls) : systemCalls(calls)
 {
     updater.setSize(displayWidth, displayHeight);
 }
 
 void ProductScreen::goToMenu()
 {
-    board::hasDrive = true;
-    board::setOutput({}, 0, true);
-    updater.update(driveIsFound);
-    updater.update(driveIsFound + 1);
-    board::hasDrive = false;
+    const ScratchFolder folder;
+    folder.write("version", "1.0\n");
+    systemCalls.placeFile("/dev/sda", "/dev/null");
+    systemCalls.placeFile("/tmp/fw/version.old.txt", folder / "version");
+    systemCalls.placeFile("/tmp/fw/version.txt", folder / "version");
+    systemCalls.script("/usr/sbin/decrypt.sh /dev/sda", {.reads = {{}}, .waitStatus = 0});
+    updater.update(usbCheckPeriod);
+    updater.update(usbCheckPeriod + 1);
     updater.onInput(InputEvent::RotateRight);
 }
 
 void ProductScreen::goToMessage()
 {
     goToMenu();
-    board::setOutput(progressLine, progressLine.size(), false);
-    updater.notify({}, askUpdate, {});
-    updater.notify({}, confirm, {});
-    updater.update(driveIsFound + 2);
+    systemCalls.script("/usr/sbin/format.sh 0", endlessCommand());
+    // The second button of the menu, then the second of the dialog, whose first one is selected.
+    for (const InputEvent event :
+         {InputEvent::RotateRight, InputEvent::Release, InputEvent::RotateRight, InputEvent::Release}) {
+        updater.onInput(event);
+    }
+    updater.update(usbCheckPeriod + 2);
 }
 
-void ProductScreen::markEverythingDirty()
+void ProductScreen::markAllDirty()
 {
     updater.markDirty();
-    for (Widget* child : updater.getChildren()) {
+    for (Widget* child : Children::of(updater)) {
         child->markDirty();
     }
 }

@@ -31,29 +31,6 @@ readonly board_packages=(
     libgtest-dev libgmock-dev librapidcheck-dev libpng-dev libpng16-16 zlib1g-dev zlib1g # for the unit tests
 )
 
-# prepare_apt NAME ARCHITECTURE SUITE...: a package manager of its own below the work folder; sets `apt_options`.
-prepare_apt() {
-    local root=$work/$1 architecture=$2 suite
-    shift 2
-    mkdir -p "$root"/{sources,lists/partial,cache/archives/partial}
-    : >"$root/status"
-    for suite in "$@"; do
-        printf 'deb [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] %s %s main\n' "$mirror" "$suite"
-    done >"$root/sources/own.list"
-    apt_options=(-qq -o APT::Sandbox::User=root -o "APT::Architecture=$architecture" -o "APT::Architectures=$architecture"
-        -o Dir::Etc::sourcelist=/dev/null -o "Dir::Etc::sourceparts=$root/sources" -o "Dir::State::lists=$root/lists"
-        -o "Dir::Cache=$root/cache" -o "Dir::State::status=$root/status")
-    apt-get "${apt_options[@]}" update
-}
-
-unpack_all() {
-    local package
-    mkdir -p "$2"
-    for package in "$1"/*.deb; do
-        dpkg-deb --extract "$package" "$2"
-    done
-}
-
 # With what it depends on and this machine does not have.
 fetch_emulator() {
     prepare_apt emulator "$(dpkg --print-architecture)" "$(host_release)" "$emulator_suite"

@@ -17,3 +17,28 @@ host_mirror() {
   [[ -n $mirror ]] || { echo "${0##*/}: no package source for Debian $(host_release) (try apt-get update)" >&2; return 1; }
   printf '%s\n' "$mirror"
 }
+
+# prepare_apt NAME ARCHITECTURE SUITE...: sets apt_options for a package manager of its own in the folder $work/NAME.
+# Its packages come from $mirror.
+prepare_apt() {
+  local root=$work/$1 architecture=$2 suite
+  shift 2
+  mkdir -p "$root"/{sources,lists/partial,cache/archives/partial}
+  : >"$root/status"
+  for suite in "$@"; do
+    printf 'deb [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] %s %s main\n' "$mirror" "$suite"
+  done >"$root/sources/own.list"
+  apt_options=(-qq -o APT::Sandbox::User=root -o "APT::Architecture=$architecture" -o "APT::Architectures=$architecture"
+    -o Dir::Etc::sourcelist=/dev/null -o "Dir::Etc::sourceparts=$root/sources" -o "Dir::State::lists=$root/lists"
+    -o "Dir::Cache=$root/cache" -o "Dir::State::status=$root/status")
+  apt-get "${apt_options[@]}" update
+}
+
+# unpack_all ARCHIVES FOLDER: unpacks each package of the folder ARCHIVES.
+unpack_all() {
+  local package
+  mkdir -p "$2"
+  for package in "$1"/*.deb; do
+    dpkg-deb --extract "$package" "$2"
+  done
+}

@@ -1,4 +1,4 @@
-// The floor: what drawing and packing the measured screens costs without widgets, surfaces and clipping.
+// The baseline: draws the measured screens straight into the canvas, without widgets, surfaces and clipping.
 #pragma once
 
 #include "hw/frame.h"
@@ -9,12 +9,12 @@
 #include <string_view>
 #include <vector>
 
-/// Plain loops, written for these screens alone: rows are copied and filled whole, glyphs stand in cells of one size,
-/// so that the compiler knows how long its loops are, and pixels are packed by 64-bit words.
-class Floor {
+/// Plain loops for these screens only. It copies and fills whole rows, stores glyphs in cells of a fixed size, so that
+/// loop lengths are constants, and packs pixels in 64-bit words.
+class Baseline {
 public:
-    /// The image store and the fonts must be there.
-    Floor();
+    /// The image store and the fonts must have been built.
+    Baseline();
 
     const Frame& drawMessage();
     const Frame& drawMenu();

@@ -1,5 +1,5 @@
-// Drawing straight into the canvas.
-#include "benchmarks/floor.h"
+// Draws straight into the canvas.
+#include "benchmarks/baseline.h"
 
 #include "benchmarks/screens.h"
 #include "graphics/font.h"
@@ -24,7 +24,7 @@ std::vector<std::uint8_t> pixelsOf(const std::string& path)
 
 } // namespace
 
-Floor::Floor()
+Baseline::Baseline()
     : alphabet8(alphabetOf<8>("font8")), alphabet16(alphabetOf<16>("font16")), wheel(pixelsOf("img/wheel_0.png"))
 {
     std::ranges::transform(menuButtons, buttons.begin(),
@@ -32,9 +32,9 @@ Floor::Floor()
 }
 
 template <std::int32_t size>
-Floor::Alphabet<size> Floor::alphabetOf(const char* font)
+Baseline::Alphabet<size> Baseline::alphabetOf(const char* font)
 {
-    const auto& glyphs = fontRegistry.at(font).glyphs;
+    const auto& glyphs = fontRegistry.at(font).getGlyphs();
     Alphabet<size> result;
     for (std::size_t code = 0; code < result.size(); ++code) {
         const auto found = glyphs.find(static_cast<std::uint8_t>(code));
@@ -50,8 +50,8 @@ Floor::Alphabet<size> Floor::alphabetOf(const char* font)
 }
 
 template <std::int32_t size>
-void Floor::drawText(const Alphabet<size>& alphabet, std::string_view text, std::int32_t left, std::int32_t top,
-                     std::int32_t right, std::uint8_t colour)
+void Baseline::drawText(const Alphabet<size>& alphabet, std::string_view text, std::int32_t left, std::int32_t top,
+                        std::int32_t right, std::uint8_t colour)
 {
     constexpr std::int32_t spacing = size / 8;
     std::int32_t x = left;
@@ -75,18 +75,18 @@ void Floor::drawText(const Alphabet<size>& alphabet, std::string_view text, std:
     }
 }
 
-void Floor::drawTitle()
+void Baseline::drawTitle()
 {
     std::memset(canvas.data(), inkPixel, titleBandHeight * displayWidth);
-    drawText(alphabet16, titleText, titleX, titleY, titleX + titleWidth, 0);
+    drawText(alphabet16, texts::title, titleX, titleY, titleX + titleWidth, 0);
 }
 
-void Floor::clear()
+void Baseline::clear()
 {
     std::memset(canvas.data() + titleBandHeight * displayWidth, 0, canvas.size() - titleBandHeight * displayWidth);
 }
 
-const Frame& Floor::drawMessage()
+const Frame& Baseline::drawMessage()
 {
     constexpr std::int32_t wheelSize = 51;
     clear();
@@ -99,7 +99,7 @@ const Frame& Floor::drawMessage()
     return frame;
 }
 
-const Frame& Floor::drawMenu()
+const Frame& Baseline::drawMenu()
 {
     clear();
     drawTitle();
@@ -112,7 +112,7 @@ const Frame& Floor::drawMenu()
     return frame;
 }
 
-void Floor::pack()
+void Baseline::pack()
 {
     const auto word = [](const std::uint8_t* bytes) {
         std::uint64_t result = 0;

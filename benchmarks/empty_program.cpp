@@ -1,3 +1,0 @@
-// What every program weighs.
-int main()
-{}
