@@ -1,14 +1,14 @@
 # Makes each GoogleTest suite of a program one test of CTest: a process per test would cost more than most tests do.
 option(TONECRATE_SEPARATE_TESTS "Run each test in a process of its own" OFF)
 
-# add_suite_tests(TARGET PREFIX LONG SCREENS COST): see add_folder_tests.
-function(add_suite_tests target prefix long screens cost)
+# add_suite_tests(TARGET PREFIX LONG SCREENS COST FILES): see add_folder_tests.
+function(add_suite_tests target prefix long screens cost files)
     set(suites ${CMAKE_CURRENT_BINARY_DIR}/${target}_suites.cmake)
     set(include_file ${CMAKE_CURRENT_BINARY_DIR}/${target}_include.cmake)
     add_custom_command(
         TARGET ${target} POST_BUILD
         COMMAND ${CMAKE_COMMAND} "-DPROGRAM=${CMAKE_CROSSCOMPILING_EMULATOR};$<TARGET_FILE:${target}>"
-                "-DPREFIX=${prefix}" "-DLONG=${long}" "-DSCREENS=${screens}" "-DCOST=${cost}"
+                "-DPREFIX=${prefix}" "-DLONG=${long}" "-DSCREENS=${screens}" "-DCOST=${cost}" "-DFILES=${files}"
                 "-DSEPARATE=${TONECRATE_SEPARATE_TESTS}" "-DPROPERTIES=${test_properties}" "-DOUTPUT=${suites}"
                 -P ${PROJECT_SOURCE_DIR}/tests/list_suites.cmake
         VERBATIM)

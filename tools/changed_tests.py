@@ -1,0 +1,106 @@
+#!/usr/bin/env -S python3 -B
+"""Runs the tests of a build, except those that passed before with the same files.
+
+A test's files are its program, the absolute paths in its command, and its REQUIRED_FILES, folders with all
+their contents. A new version of any installed package runs every test again.
+"""
+
+import argparse
+import functools
+import hashlib
+import json
+import os
+import pathlib
+import subprocess
+import sys
+import xml.etree.ElementTree
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+INSTALLED_PACKAGES = pathlib.Path("/var/lib/dpkg/status")
+
+
+@functools.cache
+def digest_of(path):
+    """Of a file, or of the names and contents of all files in a folder."""
+    digest = hashlib.sha256()
+    if path.is_dir():
+        for inner in sorted(path.iterdir()):
+            if inner.name != "__pycache__":
+                digest.update(os.fsencode(inner.name) + b"\0" + digest_of(inner).encode())
+    elif path.is_file():
+        digest.update(b"executable" if os.access(path, os.X_OK) else b"file")
+        digest.update(path.read_bytes())
+    return digest.hexdigest()
+
+
+def properties_of(test):
+    return {entry["name"]: entry["value"] for entry in test.get("properties", [])}
+
+
+def state_of(test):
+    """The digest of everything that decides whether the test passes."""
+    properties = properties_of(test)
+    files = [pathlib.Path(argument) for argument in test["command"] if argument.startswith("/")]
+    files += [pathlib.Path(path) for path in properties.get("REQUIRED_FILES", [])]
+    files.append(INSTALLED_PACKAGES)
+    state = [test["command"], properties.get("ENVIRONMENT"), [digest_of(path) for path in files]]
+    return hashlib.sha256(json.dumps(state).encode()).hexdigest()
+
+
+def ctest(preset, *options):
+    return subprocess.run(["ctest", "--preset", preset, *options], cwd=ROOT, text=True, stdout=subprocess.PIPE)
+
+
+def listed_tests(preset):
+    """The selected tests by name, each with the number that CTest selects it by."""
+    listed = ctest(preset, "--show-only=json-v1")
+    if listed.returncode != 0:
+        sys.exit("changed_tests: CTest cannot list the tests")
+    tests = {test["name"]: test for test in json.loads(listed.stdout)["tests"]}
+    for number in ctest(preset, "--show-only").stdout.splitlines():
+        kind, _, name = number.strip().partition(": ")
+        if kind.startswith("Test ") and name in tests:
+            tests[name]["number"] = int(kind.removeprefix("Test").strip().removeprefix("#"))
+    return tests
+
+
+def passed_in(report):
+    cases = xml.etree.ElementTree.parse(report).getroot().iter("testcase")
+    return {case.get("name") for case in cases if case.get("status") == "run"}
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("preset", help="a test preset of CMakePresets.json")
+    parser.add_argument("build", type=pathlib.Path, help="its build folder")
+    parser.add_argument("--again", action="store_true", help="run the tests that passed, too")
+    options = parser.parse_args()
+
+    record = options.build / "passed_tests.json"
+    tests = listed_tests(options.preset)
+    states = {name: state_of(test) for name, test in tests.items() if "command" in test}
+    passed = json.loads(record.read_text()) if record.is_file() else {}
+    if options.again:
+        passed = {name: state for name, state in passed.items() if name not in tests}
+    due = [name for name in tests if passed.get(name) != states.get(name, "not built")]
+    print(f"{len(due)} of {len(tests)} tests are due; the others passed with the same files.", flush=True)
+    if not due:
+        return 0
+
+    report = options.build.resolve() / "test_report.xml"
+    report.unlink(missing_ok=True)
+    numbers = ",".join(str(tests[name]["number"]) for name in due)
+    status = subprocess.run(
+        ["ctest", "--preset", options.preset, "--tests-information", f"0,0,0,{numbers}", "--output-junit", report], cwd=ROOT
+    ).returncode
+    ran_well = passed_in(report) if report.is_file() else set()
+    for name in due:
+        passed.pop(name, None)
+        if name in ran_well:
+            passed[name] = states[name]
+    record.write_text(json.dumps(passed, indent=1, sort_keys=True))
+    return status
+
+
+if __name__ == "__main__":
+    sys.exit(main())
