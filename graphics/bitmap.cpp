@@ -79,7 +79,7 @@ Bitmap::Area Bitmap::clip(std::int64_t x, std::int64_t y, std::int64_t w, std::i
         return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, 0, length));
     };
     const Area area = {within(x, width), within(y, height), within(x + w, width), within(y + h, height)};
-    return area.left < area.right ? area : Area{};
+    return area.left < area.right && area.top < area.bottom ? area : Area{};
 }
 
 void Bitmap::fillRect(std::int32_t x, std::int32_t y, std::int32_t w, std::int32_t h, Pixel value)

@@ -239,6 +239,7 @@ TEST(Bitmap, FillRectFillsItsColumnsAndRowsWithinTheBitmap)
              b.fillRect(1, 1, 2, 0, 3);
              b.fillRect(2, 2, -2, -2, 3);
              b.fillRect(2, 2, lowest, 1, 3);
+             b.fillRect(0, 2, 4, -2, 3);
          },
          {"....", "....", "...."}},
         {"outside",
