@@ -169,7 +169,7 @@ TEST(Bitmap, ResizingWithinTheArrayNeitherAllocatesNorClears)
     bitmap.resize(-4, 2);
     bitmap.resize(4, 3);
     EXPECT_EQ(counter.count(), 0U);
-    EXPECT_TRUE(shows(bitmap, {".-+#", "#+-.", "    "}));
+    EXPECT_TRUE(shows(Bitmap(bitmap), {".-+#", "#+-.", "    "}));
     bitmap.resize(3, 2); // the same array in rows of three
     EXPECT_TRUE(shows(bitmap, {".-+", "##+"}));
     EXPECT_FALSE(bitmap.hasTransparency()) << "the stale pixels behind the last row do not count";
@@ -183,6 +183,8 @@ TEST(Bitmap, EveryResizeBeyondTheArrayAllocatesOnce)
         bitmap.resize(width, height);
         EXPECT_EQ(counter.count(), 1U);
         EXPECT_EQ(sizeOf(bitmap), Size(width, height));
+        bitmap.fill(2);
+        EXPECT_TRUE(shows(Bitmap(bitmap), filledBitmap(width, height, 2)));
     }
 }
 

@@ -1,4 +1,4 @@
-// The counting operator new, in every form, so that all of them agree on malloc and free (also under sanitizers).
+// Replaces every form of operator new and delete with malloc and free, so they also match under sanitizers.
 #include "tests/support/allocation_counter.h"
 
 #include <algorithm>
@@ -19,7 +19,7 @@ void* countedAlignedMalloc(std::size_t size, std::align_val_t alignment) noexcep
 {
     ++allocations;
     void* memory = nullptr;
-    // Unlike aligned_alloc, it takes any size: a sanitizer knows where the array ends.
+    // Unlike aligned_alloc, posix_memalign accepts any size, so AddressSanitizer knows the exact end of the array.
     const bool isThere =
         posix_memalign(&memory, static_cast<std::size_t>(alignment), std::max<std::size_t>(size, 1)) == 0;
     return isThere ? memory : nullptr;

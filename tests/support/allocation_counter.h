@@ -1,9 +1,9 @@
-// Counts the heap allocations of a stretch of code. Link allocation_counter.cpp, which replaces operator new.
+// Counts heap allocations. A program that uses it must link allocation_counter.cpp, which replaces operator new.
 #pragma once
 
 #include <cstddef>
 
-/// Counts what the calling thread allocates with any form of `new`, from construction on.
+/// Counts the calling thread's allocations with any form of `new` since construction.
 class AllocationCounter {
 public:
     AllocationCounter();

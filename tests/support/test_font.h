@@ -1,4 +1,4 @@
-// Image store and fonts for tests: empty at the start of each, filled with hand-written pictures.
+// The image store and the fonts in tests: initially empty, filled with written pictures.
 #pragma once
 
 #include "graphics/font.h"
@@ -11,7 +11,7 @@
 #include <cstdio>
 #include <string>
 
-/// A test that begins and ends with an empty image store and no fonts.
+/// Empties the image store and the font registry before and after each test.
 class GraphicsTest : public testing::Test {
 protected:
     GraphicsTest() { clear(); }
@@ -30,7 +30,7 @@ inline void storeImage(const std::string& path, const Picture& picture)
     imageStore.insert_or_assign(path, bitmapOf(picture));
 }
 
-/// Stores `picture` where a font built from `directory` finds it as the glyph of `code`.
+/// Stores the glyph of `code` for fonts built from `directory`.
 inline void storeGlyph(const std::string& directory, std::uint8_t code, const Picture& picture)
 {
     char file[8];
@@ -38,8 +38,8 @@ inline void storeGlyph(const std::string& directory, std::uint8_t code, const Pi
     storeImage(directory + '/' + file, picture);
 }
 
-/// The font "tiny": glyphs 3 rows high, 'a' 2 wide, 'b' 3 wide, 'i' 1 wide, the stand-in 4 wide; one column and two
-/// rows of spacing.
+/// Builds the font "tiny": glyphs of 3 rows; 'a' has 2 columns, 'b' 3, 'i' 1, the stand-in for missing glyphs 4. The
+/// letter spacing is 1, the line spacing 2.
 inline void buildTinyFont()
 {
     storeGlyph("tiny", 0x00, {"####", "#..#", "####"});
@@ -49,7 +49,7 @@ inline void buildTinyFont()
     buildFont("tiny", "tiny", 1, 2, 1);
 }
 
-/// The compiled-in images and the fonts of the program.
+/// Stores the compiled-in images and builds the program's fonts.
 inline void buildRealFonts()
 {
     buildImageStore();

@@ -50,7 +50,7 @@ inline const EventData fullPayload{"payload", -7, 2.5F, std::int64_t{1} << 40, t
 /// Calls to the widgets of a test, in order, such as "b.update(5)".
 using Log = std::vector<std::string>;
 
-class ProbeWidget : public Exposed<Widget> {
+class ProbeWidget final : public Exposed<Widget> {
 public:
     explicit ProbeWidget(std::string widgetName = {}, Log* sharedLog = nullptr) : log(sharedLog)
     {
