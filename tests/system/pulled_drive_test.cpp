@@ -150,7 +150,7 @@ TEST_P(WholeJob, PrintsTheExpectedNumberOfLines)
     expectNothingIsLeft();
 }
 
-INSTANTIATE_TEST_SUITE_P(All, WholeJob, testing::Values(update, factoryReset), testing::PrintToStringParamName());
+INSTANTIATE_TEST_SUITE_P(Long, WholeJob, testing::Values(update, factoryReset), testing::PrintToStringParamName());
 
 class PulledWhileReading : public HeldScripts, public testing::WithParamInterface<int> {};
 
