@@ -1,4 +1,4 @@
-// Booting, driving and recording.
+// Boots and operates the emulated board and keeps its records.
 #include "tests/board/board.h"
 
 #include "sim/device/png_file.h"
@@ -20,7 +20,7 @@ constexpr std::uint32_t setRegister = gpioBase + 0x1C;
 constexpr std::uint32_t clearRegister = gpioBase + 0x28;
 constexpr std::uint32_t buttonLine = 1U << 6;
 
-/// Polls after which the debounced button has taken a new level for certain.
+/// Polls after which the debounced button has certainly taken a new level.
 constexpr int pollsOfAnEdge = 5;
 
 fs::path makeFolder(const std::string& name)
@@ -38,19 +38,19 @@ fs::path copyOfCard(const fs::path& folder)
     return card;
 }
 
-/// Of the options, `thread=single` is what makes it quick.
+/// `thread=single` makes the emulation fast.
 std::vector<std::string> argumentsFor(const Board::Setup& setup, const fs::path& card)
 {
     const fs::path stage = STAGE_DIR;
     return {stage / "emulator", "-machine", "raspi4b", "-m", "2G", "-accel", "tcg,thread=single", "-kernel",
             stage / "kernel", "-initrd", stage / "initramfs", "-dtb",
             stage / (setup.hasI2cInterrupt ? "wired.dtb" : "unwired.dtb"), "-append",
-            // The SPI and I2C controllers have no interrupts here: one is polled, the other has that of the USB
-            // controller, which is kept awake by a hub, shared with it.
+            // The emulator connects no interrupts of the SPI and I2C controllers. The kernel polls SPI; I2C shares the
+            // interrupt of the USB controller, which a hub keeps active.
             "console=ttyAMA0,115200 panic=-1 spi-bcm2835.polling_limit_us=9000000 usbcore.autosuspend=-1 " +
                 setup.kernelOptions,
             "-display", "none", "-monitor", "none", "-no-reboot", "-device", "usb-hub,id=hub",
-            // An EEPROM takes the LED controller's place: it keeps what is written.
+            // An EEPROM replaces the LED controller, because it stores what is written.
             "-device", "at24c-eeprom,bus=i2c-bus.1,address=0x6c,rom-size=256", "-drive",
             "if=sd,id=card,format=raw,file=" + card.string(), "-trace", "i2c_event", "-trace", "i2c_send"};
 }
@@ -105,7 +105,7 @@ void Board::keepRecords()
     }
 }
 
-/// Calls take(line) for every line, with the lock held, which is taken once for all lines that came together.
+/// Calls take(line) for every line with the lock held. Lines that arrive together share one lock.
 void Board::readLines(int fd, const std::function<void(std::string_view)>& take)
 {
     std::string pending;
@@ -141,18 +141,18 @@ void Board::waitUntil(const std::string& what, const std::function<bool()>& cond
     std::unique_lock lock(mutex);
     const bool came = changed.wait_for(lock, longestWait, [&] { return hasEnded || condition(); });
     if (!came || (hasEnded && !condition())) {
-        throw std::runtime_error((hasEnded ? "the board ended before: " : "never came: ") + what + " (see " +
+        throw std::runtime_error((hasEnded ? "the board ended before " : "timed out waiting for ") + what + " (see " +
                                  folder.string() + ")");
     }
 }
 
-/// For what only the emulator can tell: it is asked again and again.
+/// Polls a condition that only the emulator can report.
 void Board::askUntil(const std::string& what, const std::function<bool()>& condition)
 {
     const auto deadline = std::chrono::steady_clock::now() + longestWait;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline) {
-            throw std::runtime_error("never came: " + what);
+            throw std::runtime_error("timed out waiting for " + what);
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
@@ -211,7 +211,7 @@ void Board::trace(const std::string& event, bool on)
 
 void Board::startUpdater()
 {
-    emulator.writeWord(setRegister, buttonLine); // the pull-up, which the emulator lacks
+    emulator.writeWord(setRegister, buttonLine); // replaces the pull-up, which the emulator lacks
     std::array<std::uint32_t, 6> selects{};
     for (std::uint32_t i = 0; i < selects.size(); ++i) {
         selects[i] = emulator.readWord(gpioBase + 4 * i);
@@ -258,7 +258,7 @@ void Board::plug(const std::string& image)
 void Board::pull()
 {
     emulator.execute("device_del", {{"id", "plugged"}});
-    // The image is free only when the board has let go of the device.
+    // The emulator releases the image only after the board has released the device.
     askUntil("the end of the drive", [this] { return tryExecute("blockdev-del", {{"node-name", "drive"}}); });
 }
 

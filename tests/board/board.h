@@ -1,4 +1,4 @@
-// The emulated board with a hand on its knob: boots, is driven, and tells what went over its wires.
+// The emulated board: boots it, operates its controls, and observes its wires.
 #pragma once
 
 #include "tests/board/bus.h"
@@ -13,54 +13,54 @@
 #include <thread>
 #include <vector>
 
-/// Waits are for conditions; one that does not come true within three minutes, or whose board has ended, throws
-/// std::runtime_error. What came over the console and the wires, and the last screen, stay in the build folder's
-/// board_runs/NAME/; so does the card when a test has failed.
+/// Every wait throws std::runtime_error when its condition is not met within three minutes or the board has ended. The
+/// console output, the events on the wires and the last screen are kept in the build folder's board_runs/NAME/, and the
+/// card, too, when a test has failed.
 class Board {
 public:
     struct Setup {
         std::string name;
-        /// The SD card, which the board writes on; a copy of the prepared one when empty.
+        /// The SD card image, which the board modifies; default: a copy of the prepared card.
         std::filesystem::path card = {};
-        /// Options of the kernel that the updater needs; a test of their absence leaves one out.
+        /// Kernel options that the updater needs.
         std::string kernelOptions = "iomem=relaxed spidev.bufsiz=10240";
         bool hasI2cInterrupt = true;
     };
 
-    /// Comes back when the board has booted and waits for `startUpdater`.
+    /// Returns when the board has booted.
     explicit Board(const Setup& setup);
     Board(const Board&) = delete;
     Board& operator=(const Board&) = delete;
     ~Board();
 
-    // The hand.
+    // Operating the board.
 
     void startUpdater();
-    /// As a loss of power would, for the updater and its scripts; the kernel goes on.
+    /// Kills the updater and its scripts; the kernel continues.
     void stopUpdater();
     void turn(int detents);
-    /// Holds the button down until the updater must have seen it, and likewise up.
+    /// Presses and releases the button, each until the debounced state has changed.
     void click();
-    /// Puts in a drive: one of the prepared images, by its name.
+    /// Plugs a drive; `image` names a prepared image.
     void plug(const std::string& image);
     void pull();
-    /// Between two instructions. Nothing but the destructor may follow.
+    /// Ends the emulator between two instructions. Only the destructor may follow.
     void cutPower();
 
-    // What is seen.
+    // Observing the board.
 
-    /// Runs a shell command on the board. Returns what the console told until its end.
+    /// Runs a shell command on the board. Returns the console output until its end.
     std::vector<std::string> run(const std::string& command);
-    /// Until a screen of the scene was sent after the last one waited for.
+    /// Waits for a screen of the scene among those sent since the last wait.
     void waitForScene(const Scene& scene);
-    /// Until a line of the console is exactly this, since the last one waited for.
+    /// Waits for this line on the console since the last wait.
     void waitForLine(const std::string& line);
     void waitFor(const std::string& what, const std::function<bool(const Bus&)>& condition);
-    /// Until the updater has looked at the button so often, once in ten of its iterations.
+    /// Waits for `count` polls of the button; the updater polls in every tenth iteration.
     void waitForPolls(int count);
-    /// What the console told since the last line waited for.
+    /// The console lines since the last wait.
     [[nodiscard]] std::vector<std::string> lines();
-    /// Holds what comes over the wires still while it looks.
+    /// Calls `look` with the bus locked.
     template <typename Look>
     auto look(Look&& look)
     {

@@ -1,4 +1,4 @@
-// Looking at the card from outside, and the way through the menu.
+// Checks of the card, and the way through the menu.
 #include "tests/board/board_test.h"
 
 #include <cstdlib>
@@ -8,7 +8,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// As make_board.sh partitions it.
+// The partitions that make_board.sh makes.
 constexpr std::streamoff memoryOffset = 8 << 20;
 constexpr std::size_t memoryBytes = 24 << 20;
 

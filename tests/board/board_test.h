@@ -1,4 +1,4 @@
-// What the tests of the emulated board share.
+// Helpers of the tests of the emulated board.
 #pragma once
 
 #include "tests/board/board.h"
@@ -9,7 +9,7 @@
 
 namespace boardTest {
 
-/// Nothing that a display or an LED controller could take amiss went over the wires, and every frame was whole.
+/// Fails when the program violated a protocol of the display or the LED controller, or sent an incomplete frame.
 [[nodiscard]] testing::AssertionResult isWellBehaved(Board& board);
 
 [[nodiscard]] std::vector<std::string> eventsOf(Board& board);
@@ -17,13 +17,13 @@ namespace boardTest {
 /// All screens from number `first` on.
 [[nodiscard]] std::vector<sim::Screen> screensFrom(Board& board, std::size_t first = 0);
 
-/// Opens the card's memory partition on this machine: a sound file system with exactly the firmware 2.0.0, and the
-/// owner's presets (`kept`) or the firmware's own.
+/// Checks that the card's memory partition is an intact file system with exactly the firmware 2.0.0 and with the user's
+/// presets (`kept`) or the firmware's presets.
 [[nodiscard]] testing::AssertionResult holdsNewFirmware(const std::filesystem::path& card, bool kept);
-/// The card is as it was prepared, to the last byte.
+/// Checks that the card still equals the prepared card byte for byte.
 [[nodiscard]] testing::AssertionResult isUntouched(const std::filesystem::path& card);
 
-/// From the waiting screen with a drive in, to the work: picks one of the two, says "Yes".
+/// Requires a plugged drive. Waits for the menu, chooses the operation and confirms it.
 void chooseAndConfirm(Board& board, bool factoryReset,
                       const std::vector<std::string>& oldVersions = {scenes::preparedVersion});
 

@@ -1,4 +1,4 @@
-// Decoding the trace.
+// Decodes the lines of the trace.
 #include "tests/board/bus.h"
 
 #include <charconv>
@@ -6,7 +6,7 @@
 
 namespace {
 
-// Of the BCM2711 as its processors see it.
+// BCM2711 registers.
 constexpr std::uint32_t gpioBase = 0xFE200000;
 constexpr std::uint32_t gpioSelects = 6;
 constexpr std::uint32_t gpioSet = 0x1C;
@@ -25,7 +25,7 @@ constexpr int resetLine = 25;
 
 constexpr std::size_t frameBytes = 10240;
 
-/// The number behind `name`, which must be there, in hexadecimal with 0x in front.
+/// The hexadecimal number (with 0x) that follows `name`; 0 without `name`.
 std::uint32_t numberAfter(std::string_view line, std::string_view name)
 {
     std::uint32_t value = 0;
@@ -134,7 +134,7 @@ void Bus::drive(std::uint32_t lines, bool level)
         driven |= mask;
         levels = level ? levels | mask : levels & ~mask;
         if (line == dataCommandLine) {
-            display.setDataCommandLine(level); // told with each transfer
+            display.setDataCommandLine(level); // reported with each transfer
             continue;
         }
         log.push_back("line " + std::to_string(line) + (level ? " high" : " low"));

@@ -1,4 +1,4 @@
-// What goes over the board's wires, read off the emulator's trace, and the device models at the end of them.
+// Decodes the emulator's trace into the events on the board's wires and feeds the device models.
 #pragma once
 
 #include "sim/models/led_controller.h"
@@ -13,21 +13,21 @@
 #include <string_view>
 #include <vector>
 
-/// Understands the trace events memory_region_ops_write, memory_region_ops_read, i2c_event and i2c_send. What is stored
-/// from outside the board's processors, by a hand on its wires, is counted and otherwise left out.
+/// Decodes the trace events memory_region_ops_write, memory_region_ops_read, i2c_event and i2c_send. Writes from
+/// outside the board's processors (the test's button presses) are only counted.
 class Bus {
 public:
     Bus() : display(violationList), leds(violationList) {}
 
-    /// The function select registers as they are, so that what the program changes in them can be told.
+    /// Sets the initial function select registers, to which changes are compared.
     void setFunctionSelects(const std::array<std::uint32_t, 6>& registers) { selects = registers; }
-    /// One line of the trace.
+    /// Decodes one line of the trace.
     void take(std::string_view line);
 
     /// In order, as "line 25 high", "line 5 output", "command 30", "data 9F" (one byte), "frame" (10240 data bytes),
-    /// "data, 512 bytes" (any other number) and "i2c 6C: 2F 00". Chip select and lines that stay as they are go untold.
+    /// "data, 512 bytes" (any other number) and "i2c 6C: 2F 00". Chip select and unchanged lines are not included.
     [[nodiscard]] const std::vector<std::string>& events() const { return log; }
-    /// What the glass showed after each frame, once the display was on.
+    /// The screen after each frame since the display was switched on.
     [[nodiscard]] const std::vector<sim::Screen>& screens() const { return shown; }
     [[nodiscard]] const std::vector<std::string>& violations() const { return violationList.list(); }
     [[nodiscard]] std::array<std::uint8_t, sim::LedController::outputCount> ledOutputs() const
@@ -36,11 +36,11 @@ public:
     }
     [[nodiscard]] const std::set<std::uint32_t>& clockDividers() const { return dividers; }
     [[nodiscard]] const std::set<int>& spiModes() const { return modes; }
-    /// Bytes handed to the SD card so far.
+    /// Bytes written to the SD card so far.
     [[nodiscard]] std::uint64_t cardBytes() const { return bytesToCard; }
-    /// How often the pin levels were read, which is how the button is polled.
+    /// How often the program read the pin levels; each poll of the button is one read.
     [[nodiscard]] int buttonPolls() const { return polls; }
-    /// How often the hand has set or cleared a line, and how often the levels were read since it last did.
+    /// How often the test set or cleared a line, and the reads of the levels since.
     [[nodiscard]] int handMoves() const { return moves; }
     [[nodiscard]] int pollsSinceMove() const { return polls - pollsAtMove; }
 

@@ -1,4 +1,4 @@
-// Tests of what is made of the emulator's trace.
+// Tests of decoding the emulator's trace.
 #include "tests/board/bus.h"
 
 #include <gmock/gmock.h>
@@ -18,7 +18,7 @@ std::string hex(std::uint32_t value)
 
 class BusTest : public testing::Test {
 protected:
-    // As the emulator writes it.
+    // In the emulator's format.
     void access(const std::string& kind, int cpu, std::uint32_t address, std::uint32_t value)
     {
         bus.take("memory_region_ops_" + kind + " cpu " + std::to_string(cpu) + " mr 0x7f36533f9690 addr " +
@@ -44,7 +44,7 @@ constexpr std::uint32_t dataCommand = 1U << 7;
 constexpr std::uint32_t chipSelect = 1U << 8;
 constexpr std::uint32_t reset = 1U << 25;
 
-TEST_F(BusTest, TellsWhatALineBecameAndNotWhatItsNeighboursStayed)
+TEST_F(BusTest, ReportsTheNewFunctionOfALineAndNoUnchangedLine)
 {
     bus.setFunctionSelects({0x900, 0, 0x4, 0, 0, 0});
     store(0xFE200000, 0x8900);
@@ -53,7 +53,7 @@ TEST_F(BusTest, TellsWhatALineBecameAndNotWhatItsNeighboursStayed)
     EXPECT_THAT(bus.events(), ElementsAre("line 5 output", "line 25 output", "line 25 input"));
 }
 
-TEST_F(BusTest, TellsALineWhenItsLevelIsNew)
+TEST_F(BusTest, ReportsALineOnlyWhenItsLevelChanges)
 {
     setLines(reset);
     setLines(reset);
@@ -62,21 +62,21 @@ TEST_F(BusTest, TellsALineWhenItsLevelIsNew)
     EXPECT_THAT(bus.events(), ElementsAre("line 25 high", "line 5 low", "line 25 low"));
 }
 
-TEST_F(BusTest, TellsNothingOfTheChipSelectAndOfTheHandOnTheWires)
+TEST_F(BusTest, IgnoresChipSelectAndWritesFromOutside)
 {
     setLines(chipSelect);
     access("write", -1, 0xFE20001C, 1U << 6);
     EXPECT_THAT(bus.events(), IsEmpty());
 }
 
-TEST_F(BusTest, TellsAStoreToAnyOtherRegisterOfTheLines)
+TEST_F(BusTest, ReportsStoresToOtherGpioRegisters)
 {
     store(0xFE200058, 1);
-    store(0xFE201000, 1); // no longer among them
+    store(0xFE201000, 1); // not a GPIO register
     EXPECT_THAT(bus.events(), ElementsAre("GPIO register 88"));
 }
 
-TEST_F(BusTest, TellsTransfersByTheLevelOfTheDataCommandLine)
+TEST_F(BusTest, DistinguishesCommandsFromDataByTheDataCommandLine)
 {
     clearLines(dataCommand);
     transfer({0xAE});
@@ -88,7 +88,7 @@ TEST_F(BusTest, TellsTransfersByTheLevelOfTheDataCommandLine)
     EXPECT_THAT(bus.spiModes(), ElementsAre(3));
 }
 
-TEST_F(BusTest, KeepsEveryClockDivider)
+TEST_F(BusTest, RecordsEveryClockDivider)
 {
     store(0xFE204008, 46);
     store(0xFE204008, 46);
@@ -104,7 +104,7 @@ TEST_F(BusTest, ReportsALineThatMovesDuringATransfer)
     EXPECT_THAT(bus.violations(), ElementsAre("the data/command line changed during a transfer"));
 }
 
-TEST_F(BusTest, CountsTheBytesForTheCard)
+TEST_F(BusTest, CountsTheBytesWrittenToTheCard)
 {
     store(0xFE300020, 0x12345678);
     store(0xFE300020, 0);
@@ -113,7 +113,7 @@ TEST_F(BusTest, CountsTheBytesForTheCard)
     EXPECT_THAT(bus.events(), IsEmpty());
 }
 
-TEST_F(BusTest, TellsI2cWritesWithTheirAddress)
+TEST_F(BusTest, ReportsI2cWritesWithTheirAddress)
 {
     for (const char* line : {"i2c_event start(addr:0x6c)", "i2c_send send(addr:0x6c) data:0x2f",
                              "i2c_send send(addr:0x6c) data:0x00", "i2c_event finish(addr:0x6c)"}) {
@@ -122,14 +122,14 @@ TEST_F(BusTest, TellsI2cWritesWithTheirAddress)
     EXPECT_THAT(bus.events(), ElementsAre("i2c 6C: 2F 00"));
 }
 
-TEST_F(BusTest, TellsNothingOfAnI2cTransferThatCarriedNothing)
+TEST_F(BusTest, IgnoresEmptyI2cTransfers)
 {
     bus.take("i2c_event start(addr:0x6c)");
     bus.take("i2c_event finish(addr:0x6c)");
     EXPECT_THAT(bus.events(), IsEmpty());
 }
 
-TEST_F(BusTest, CountsReadsOfTheLevelsByTheProgramOnly)
+TEST_F(BusTest, CountsOnlyTheProgramsReadsOfTheLevels)
 {
     access("read", 2, 0xFE200034, 0x40);
     access("read", 2, 0xFE200030, 0x40);
@@ -138,7 +138,7 @@ TEST_F(BusTest, CountsReadsOfTheLevelsByTheProgramOnly)
     EXPECT_EQ(bus.buttonPolls(), 2);
 }
 
-TEST_F(BusTest, CountsReadsSinceTheHandMoved)
+TEST_F(BusTest, CountsReadsSinceTheLastWriteFromOutside)
 {
     access("read", 2, 0xFE200034, 0x40);
     access("write", -1, 0xFE200028, 0x40);
@@ -148,7 +148,7 @@ TEST_F(BusTest, CountsReadsSinceTheHandMoved)
     EXPECT_EQ(bus.pollsSinceMove(), 2);
 }
 
-TEST_F(BusTest, PassesOverWhatItDoesNotKnow)
+TEST_F(BusTest, IgnoresUnknownLines)
 {
     bus.take("");
     bus.take("usb_dwc2_io_write something");

@@ -1,4 +1,4 @@
-// Drives that hold no update, or hold it otherwise than expected.
+// Drives without a valid update, and unusual drives.
 #include "tests/board/board_test.h"
 #include "updater/screen_texts.h"
 
@@ -10,7 +10,7 @@ using boardTest::isUntouched;
 using boardTest::isWellBehaved;
 using boardTest::screensFrom;
 
-/// One boot for all of these tests, with the program started anew in each. The card is never written on.
+/// The tests share one boot; each starts the program again. No test modifies the card.
 class Drive : public testing::Test {
 protected:
     static void SetUpTestSuite() { board = std::make_unique<Board>(Board::Setup{"Drive"}); }
@@ -33,7 +33,7 @@ protected:
     {
         const Scene end = scenes::failed(message);
         board->waitForScene(end);
-        EXPECT_TRUE(tellsStory(screensFrom(*board, firstScreen), {scenes::waiting(), scenes::preparing(), end}));
+        EXPECT_TRUE(showsInOrder(screensFrom(*board, firstScreen), {scenes::waiting(), scenes::preparing(), end}));
         board->waitForLine("A command failed...");
     }
 
@@ -43,21 +43,21 @@ protected:
 
 std::unique_ptr<Board> Drive::board;
 
-TEST_F(Drive, WithoutTheFirmwareFileIsTold)
+TEST_F(Drive, WithoutTheFirmwareFileIsReported)
 {
     board->plug("drive_without_firmware.img");
     expectFailure(texts::firmwareNotFound);
     board->pull();
 }
 
-TEST_F(Drive, WithACorruptFirmwareFileIsTold)
+TEST_F(Drive, WithACorruptFirmwareFileIsReported)
 {
     board->plug("drive_with_corrupt_firmware.img");
     expectFailure(texts::firmwareCorrupt);
     board->pull();
 }
 
-TEST_F(Drive, PulledWhileItIsReadIsTold)
+TEST_F(Drive, PulledWhileItIsReadIsReported)
 {
     board->plug("drive.img");
     board->waitForScene(scenes::preparing());
@@ -65,25 +65,26 @@ TEST_F(Drive, PulledWhileItIsReadIsTold)
     expectFailure(texts::driveFailed);
 }
 
-TEST_F(Drive, WithoutAPartitionTableIsAsGood)
+TEST_F(Drive, WithoutAPartitionTableIsAccepted)
 {
     board->plug("drive_without_table.img");
     board->waitForScene(scenes::menu());
-    EXPECT_TRUE(tellsStory(screensFrom(*board, firstScreen), {scenes::waiting(), scenes::preparing(), scenes::menu()}));
+    EXPECT_TRUE(
+        showsInOrder(screensFrom(*board, firstScreen), {scenes::waiting(), scenes::preparing(), scenes::menu()}));
     board->pull();
 }
 
-/// A frame takes longer here than the program waits for the next one.
-TEST_F(Drive, BringsAMenuWhoseNewestPictureComesLastHoweverFastTheKnobTurns)
+/// On the emulated board a frame takes longer than the interval between two redraws.
+TEST_F(Drive, ShowsTheNewestMenuLastHoweverFastTheEncoderTurns)
 {
     board->plug("drive.img");
     board->waitForScene(scenes::menu());
     const std::size_t menuScreens = screensFrom(*board).size();
-    // Of two entries, the first detent leads to the upper one, an even number from there back to it. The kernel keeps
-    // no more than 64 records, two for each detent.
+    // The first detent selects the upper of two entries; an even number of detents returns to it. The kernel queues at
+    // most 64 records, two per detent.
     for (const int detents : {21, -20, 20, -20, 20}) {
         board->turn(detents);
-        board->waitForPolls(40); // 400 iterations, long enough for the frames of all of them
+        board->waitForPolls(40); // 400 iterations: enough for all frames
     }
     const std::vector<sim::Screen> screens = screensFrom(*board, menuScreens);
     ASSERT_FALSE(screens.empty());
@@ -94,8 +95,8 @@ TEST_F(Drive, BringsAMenuWhoseNewestPictureComesLastHoweverFastTheKnobTurns)
     board->pull();
 }
 
-/// The kernel makes the drive's own device first: the program may find that before there is the partition's.
-TEST_F(Drive, FoundBeforeItsPartitionIsAsGood)
+/// The kernel creates /dev/sda before /dev/sda1, so the program may find the drive first.
+TEST_F(Drive, FoundBeforeItsPartitionIsAccepted)
 {
     board->stopUpdater();
     board->plug("drive.img");

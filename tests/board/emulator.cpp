@@ -23,7 +23,7 @@ struct Pair {
     throw std::runtime_error(what + ": " + std::strerror(errno));
 }
 
-/// Keeps `ours` from the emulator; so its end of a wire is the only one.
+/// The emulator does not inherit `ours`, so `theirs` is its only end.
 Pair socketPair()
 {
     std::array<int, 2> ends{};
@@ -50,7 +50,7 @@ void writeAll(int fd, const std::string& text)
     for (std::size_t sent = 0; sent < text.size();) {
         const ssize_t count = write(fd, text.data() + sent, text.size() - sent);
         if (count < 0) {
-            fail("the emulator does not listen");
+            fail("cannot write to the emulator");
         }
         sent += static_cast<std::size_t>(count);
     }
@@ -90,7 +90,7 @@ std::string Emulator::LineSocket::receive()
 
 Emulator::Emulator(const std::vector<std::string>& arguments, const std::filesystem::path& errorLog)
 {
-    std::signal(SIGPIPE, SIG_IGN); // what is said to an emulator that has ended is an error, not the end
+    std::signal(SIGPIPE, SIG_IGN); // writing to an emulator that has ended returns an error
     Pair monitorPair = socketPair();
     Pair memoryPair = socketPair();
     Pair consoleInput = pipePair(true);
@@ -108,7 +108,7 @@ Emulator::Emulator(const std::vector<std::string>& arguments, const std::filesys
         all.push_back(argument);
     }
     process.start([&] {
-        prctl(PR_SET_PDEATHSIG, SIGKILL); // it would run on alone when this program is killed
+        prctl(PR_SET_PDEATHSIG, SIGKILL); // the emulator must not outlive this program
         const int log = open(errorLog.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         dup2(consoleInput.theirs.get(), STDIN_FILENO);
         dup2(consoleOutputPair.theirs.get(), STDOUT_FILENO);

@@ -1,4 +1,4 @@
-// A running emulator: its process, and the wires that lead out of it.
+// A running emulator: its process, monitor, memory access, console and trace.
 #pragma once
 
 #include "sim/device/process_group.h"
@@ -15,31 +15,31 @@
 /// Everything throws std::runtime_error when the emulator has ended.
 class Emulator {
 public:
-    /// What `execute` throws when the emulator answers that it cannot.
+    /// Thrown by `execute` when the emulator rejects a command.
     struct Refusal : std::runtime_error {
         using std::runtime_error::runtime_error;
     };
 
-    /// Starts it with these arguments beside those for its wires. What it complains about goes to `errorLog`.
+    /// Adds the arguments of the monitor, console and trace to `arguments`. `errorLog` receives standard error.
     Emulator(const std::vector<std::string>& arguments, const std::filesystem::path& errorLog);
 
-    /// One command of its machine protocol (QMP), and the answer's "return".
+    /// Executes a command of the QEMU machine protocol (QMP) and returns its "return" value.
     nlohmann::json execute(const std::string& command, const nlohmann::json& arguments = nlohmann::json::object());
-    /// Physical memory of the board, past its processors.
+    /// Accesses the board's physical memory from outside its processors.
     void writeWord(std::uint32_t address, std::uint32_t value);
     [[nodiscard]] std::uint32_t readWord(std::uint32_t address);
 
     /// The board's console.
     [[nodiscard]] int consoleOutput() const { return console.output.get(); }
     void typeOnConsole(const std::string& text);
-    /// Where the lines of its trace come out. It waits when nobody reads them.
+    /// The read end of the trace. The emulator blocks when the pipe is full.
     [[nodiscard]] int trace() const { return traceOutput.get(); }
 
-    /// Ends it between two instructions, as a loss of power would.
+    /// Ends the emulator between two instructions, like a power cut.
     void kill() { process.kill(); }
 
 private:
-    /// A line at a time, either way.
+    /// Sends and receives single lines.
     class LineSocket {
     public:
         explicit LineSocket(Descriptor socket) : descriptor(std::move(socket)) {}

@@ -1,4 +1,4 @@
-// The events of a start.
+// The events of the start-up.
 #include "tests/board/expected_events.h"
 
 #include "tests/support/bring_up.h"
@@ -26,7 +26,7 @@ Events displaySetUp()
 {
     Events events = Events{"line 7 output", "line 25 output"} + bringUp::resetPulse + bringUp::initialisation +
                     bringUp::addressWindow + bringUp::clearedRam + Events{"command AF"};
-    std::erase_if(events, [](const std::string& event) { return event.starts_with("wait "); }); // not on the wires
+    std::erase_if(events, [](const std::string& event) { return event.starts_with("wait "); }); // waits cause no event
     return events;
 }
 

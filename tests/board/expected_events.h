@@ -1,4 +1,4 @@
-// What the program is to do on the wires when it starts, as Bus tells it.
+// The events that the program causes at its start, in the format of Bus.
 #pragma once
 
 #include <string>
@@ -8,13 +8,13 @@ using Events = std::vector<std::string>;
 
 namespace expected {
 
-/// The LED controller's set-up, and its whole bar lit.
+/// The set-up of the LED controller, with the whole bar lit.
 [[nodiscard]] Events ledSetUp();
-/// From the selection of its lines to the command that switches it on.
+/// From the function selection of the lines to the command that switches the display on.
 [[nodiscard]] Events displaySetUp();
 
 } // namespace expected
 
-/// Where `actual` does not begin with `start`; empty when it does.
+/// Describes the first difference from `start`; empty when `actual` begins with `start`.
 [[nodiscard]] std::string firstDifference(const Events& actual, const Events& start);
 [[nodiscard]] Events operator+(Events first, const Events& second);

@@ -1,6 +1,6 @@
-// The knob of the emulated board: an input device of the kernel's, turned by what comes in on standard input.
-// Runs on the board. Each number read is that many detents, to the right when positive, each reported as the kernel's
-// driver for rotary encoders reports it: one relative step, then the end of the report.
+// Runs on the emulated board: an input device that simulates the rotary encoder. Each number read from standard input
+// turns it by that many detents, to the right when positive. As with the kernel's driver for rotary encoders, each
+// detent is one relative step and one synchronisation event.
 #include <array>
 #include <cstdio>
 #include <cstdlib>

@@ -1,11 +1,11 @@
 #!/bin/bash
-# Makes what the emulated board boots from and is given: its memory, its drives, and its device trees.
+# Makes the boot files, SD card, USB drives and device trees of the emulated board.
 # Usage: make_board.sh PACKAGES UPDATER OUT
-# PACKAGES is as fetch_packages.sh fills it, UPDATER the static program for the device, OUT a folder that is made anew:
-#   emulator                            runs QEMU
-#   kernel, initramfs, *.dtb            what the board boots from
-#   card.img                            its SD card: firmware 1.4.2 and the owner's presets on the third partition
-#   firmware/, presets/                 what an update is to put on the card, and what it is to keep
+# PACKAGES is the output of fetch_packages.sh, UPDATER the static program for the device. Replaces OUT by a folder with:
+#   emulator                            a script that runs QEMU
+#   kernel, initramfs, *.dtb            the boot files
+#   card.img                            the SD card: firmware 1.4.2 and the user's presets on the third partition
+#   firmware/, presets/                 the files that an update installs, and the files that it keeps
 #   *.img                               USB drives
 set -euo pipefail
 export LC_ALL=C
@@ -37,7 +37,7 @@ readonly modules=(
     lib/crc16 fs/mbcache fs/jbd2/jbd2 crypto/crc32c_generic lib/libcrc32c fs/ext4/ext4
 )
 
-# What the scripts need beside BusyBox, with the libraries.
+# The scripts' tools besides BusyBox, and their libraries.
 readonly tools=(usr/bin/openssl sbin/mke2fs sbin/e2fsck etc/mke2fs.conf)
 readonly libraries=(ld-linux-aarch64.so.1 lib{c,ssl,crypto,ext2fs,blkid,com_err,e2p,uuid}.so.[0-9])
 
@@ -72,7 +72,7 @@ install_modules() {
     done >"$root/lib/modules/order"
 }
 
-# Not compressed: the emulated processor would take longer to unpack it than this machine takes to read it.
+# Not compressed, because decompression on the emulated processor takes longer than reading the file.
 make_initramfs() {
     root=$work/root
     install_programs
@@ -81,7 +81,7 @@ make_initramfs() {
     (cd "$root" && find . | cpio --quiet -o -H newc --owner 0:0) >"$work/out/initramfs"
 }
 
-# The emulator was not installed but unpacked, so its libraries are not where it looks for them.
+# The emulator is unpacked, not installed, so it needs the path of its libraries.
 make_emulator() {
     cat >"$work/out/emulator" <<END
 #!/bin/sh
@@ -97,8 +97,8 @@ set_property() {
     fdtput -t "$2" "$1" "$3" "$4" "${@:5}"
 }
 
-# make_device_tree FILE: the kernel's own for the Raspberry Pi 4, less what the emulator does not have (each would stop
-# the kernel), plus the updater's devices.
+# make_device_tree FILE: the kernel's device tree for the Raspberry Pi 4 without the devices that the emulator lacks
+# (each of them stops the kernel) and with the updater's devices.
 make_device_tree() {
     local tree=$1 node panel=/soc/spi@7e204000/panel@0
     install -m 644 "$packages/board/usr/lib/linux-image-$kernel/broadcom/bcm2711-rpi-4-b.dtb" "$tree"
@@ -111,27 +111,27 @@ make_device_tree() {
     set_property "$tree" s /soc/spi@7e204000 status okay
     set_property "$tree" s /aliases spi0 /soc/spi@7e204000
     fdtput -c "$tree" "$panel"
-    set_property "$tree" s "$panel" compatible rohm,dh2228fv # one that the kernel's spidev binds to
+    set_property "$tree" s "$panel" compatible rohm,dh2228fv # spidev binds to this name
     set_property "$tree" x "$panel" reg 0
     set_property "$tree" i "$panel" spi-max-frequency 125000000
     set_property "$tree" s /aliases i2c22 /soc/i2c@7e804000
     set_property "$tree" s /soc/usb@7e980000 dr_mode host
 
-    # The emulator has its SD card at the controller that serves the wireless chip on the real board.
+    # The emulator connects its SD card to the controller that serves the wireless chip on the real board.
     set_property "$tree" s /emmc2bus/mmc@7e340000 status disabled
     set_property "$tree" s /soc/mmc@7e300000 status okay
     fdtput -d "$tree" /soc/mmc@7e300000 mmc-pwrseq
 }
 
-# The emulator leaves the I2C controller's interrupt unconnected. `wired` gives it that of the USB controller, which
-# comes all the time; without it every transfer times out, as on a bus that hangs.
+# The emulator does not connect the I2C controller's interrupt. `wired` uses the interrupt of the USB controller, which
+# occurs continually; without an interrupt every transfer times out, as on a bus that hangs.
 make_device_trees() {
     make_device_tree "$work/out/unwired.dtb"
     cp "$work/out/unwired.dtb" "$work/out/wired.dtb"
     set_property "$work/out/wired.dtb" x /soc/i2c@7e804000 interrupts 0 49 4
 }
 
-# The partitions that the scripts' settings name, on a card with a size that the emulator takes: a power of two.
+# Makes the partitions that updater.conf names. The emulator requires a card size that is a power of two.
 make_card() {
     local content=$work/content
     mkdir "$content"

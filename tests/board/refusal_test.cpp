@@ -1,4 +1,4 @@
-// Kernels that are not set up for the program, each of which takes something away from it.
+// Kernels without the options that the program needs.
 #include "tests/board/board_test.h"
 #include "tests/board/expected_events.h"
 #include "tests/system/golden_screen.h"
@@ -13,14 +13,14 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-/// The page that tells those who build a device what to do about it.
+/// The documentation of the required kernel options.
 std::string devicePage()
 {
     std::ifstream file(DEVICE_PAGE);
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-TEST(Refusal, OfTheRegistersEndsTheProgramAtItsFirstAccess)
+TEST(Refusal, OfTheGpioRegistersCrashesTheProgramAtItsFirstAccess)
 {
     Board board({.name = "NoRegisters", .kernelOptions = "spidev.bufsiz=10240"});
     board.startUpdater();
@@ -33,11 +33,11 @@ TEST(Refusal, OfTheRegistersEndsTheProgramAtItsFirstAccess)
     EXPECT_THAT(devicePage(), HasSubstr("iomem=relaxed"));
 }
 
-TEST(Refusal, OfWholeFramesLeavesTheDisplayBlankWithoutAWord)
+TEST(Refusal, OfWholeFramesLeavesTheDisplayBlankWithoutAMessage)
 {
     Board board({.name = "SmallBuffer", .kernelOptions = "iomem=relaxed"});
     board.startUpdater();
-    // The wheel goes on turning behind it, so that frames go on being tried.
+    // The busy indicator keeps turning, so the program keeps sending frames.
     const Events expected = Events{"line 5 output"} + expected::ledSetUp() + expected::displaySetUp() +
                             Events{"command 5C", "command 5C", "command 5C"};
     board.waitFor("three frames", [&](const Bus& bus) { return bus.events().size() >= expected.size(); });
@@ -47,7 +47,7 @@ TEST(Refusal, OfWholeFramesLeavesTheDisplayBlankWithoutAWord)
     EXPECT_THAT(devicePage(), HasSubstr("spidev.bufsiz=10240"));
 }
 
-TEST(Refusal, OfTheLedBusCostsTimeAndTheLedsAndNothingElse)
+TEST(Refusal, OfTheLedBusOnlyDelaysTheStartAndLeavesTheLedsDark)
 {
     Board board({.name = "NoLeds", .hasI2cInterrupt = false});
     board.startUpdater();

@@ -1,5 +1,5 @@
 #!/bin/bash
-# Builds the programs for the device a second time, in another folder, and compares them with those that are there.
+# Builds the programs for the device again in another folder and compares them with the existing programs.
 # Usage: reproducible_build_test.sh BUILD PRESET...   (BUILD holds a build folder for each preset)
 set -euo pipefail
 build=$(realpath -- "$1")

@@ -1,4 +1,4 @@
-// The screens, painted from the source pictures, with the progress lines of the scripts for real devices.
+// The screens with the progress lines of the example scripts, painted from the source pictures.
 #include "tests/board/scene.h"
 
 #include "tests/system/screen_painter.h"
@@ -8,13 +8,13 @@
 
 namespace {
 
-/// What decrypt.sh tells.
+/// The progress of decrypt.sh.
 const std::vector<std::string> preparingLines = {
     "Reading the drive... 10%", "Reading the drive... 30%", "Checking the signature... 50%",
     "Decrypting... 65%",        "Unpacking... 80%",         "Ready 100%",
 };
 
-/// What format.sh 0 tells. With 1 it tells only the formatting.
+/// The progress that only format.sh 0 prints.
 const std::vector<std::string> savingLines = {
     "Checking the memory... 5%",         "Saving the presets... 15%",
     "Checking the saved presets... 30%", "Going on with the saved presets... 30%",
@@ -22,7 +22,7 @@ const std::vector<std::string> savingLines = {
 };
 const std::vector<std::string> formattingLines = {"Formatting... 45%", "Formatted 100%"};
 
-/// What install.sh tells, besides the share of the files.
+/// The progress of install.sh except the percentages of the files.
 const std::vector<std::string> installingLines = {
     "Checking the memory... 5%",
     "Writing to the disk... 75%",
@@ -60,26 +60,27 @@ bool Scene::has(const sim::Screen& screen) const
     return std::find(screens.begin(), screens.end(), screen) != screens.end();
 }
 
-testing::AssertionResult tellsStory(const std::vector<sim::Screen>& screens, const std::vector<Scene>& story)
+testing::AssertionResult showsInOrder(const std::vector<sim::Screen>& screens, const std::vector<Scene>& expected)
 {
-    auto scene = story.begin();
+    auto scene = expected.begin();
     bool wasShown = false;
     for (std::size_t i = 0; i < screens.size(); ++i) {
-        while (scene != story.end() && !scene->has(screens[i])) {
+        while (scene != expected.end() && !scene->has(screens[i])) {
             if (!wasShown) {
                 return testing::AssertionFailure() << "screen " << i << " is not \"" << scene->name << "\"";
             }
             ++scene;
             wasShown = false;
         }
-        if (scene == story.end()) {
-            return testing::AssertionFailure() << "screen " << i << " of " << screens.size() << " is not in the story";
+        if (scene == expected.end()) {
+            return testing::AssertionFailure()
+                   << "screen " << i << " of " << screens.size() << " does not belong to any scene";
         }
         wasShown = true;
     }
-    return scene + 1 == story.end() && wasShown
+    return scene + 1 == expected.end() && wasShown
                ? testing::AssertionSuccess()
-               : testing::AssertionFailure() << "the story ends with \"" << scene->name << "\"";
+               : testing::AssertionFailure() << "the last scene is \"" << scene->name << "\"";
 }
 
 namespace scenes {

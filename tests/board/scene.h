@@ -1,4 +1,4 @@
-// The pictures that a stretch of the update shows, and whether a run showed the right ones in the right order.
+// The screens of each phase of the update, and a check of their order.
 #pragma once
 
 #include "sim/models/screen.h"
@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-/// Any of its screens, in any order and number, as the wheel turns and progress comes.
+/// A phase shows any of its screens in any order and number, because the wheel turns and progress arrives.
 struct Scene {
     std::string name;
     std::vector<sim::Screen> screens;
@@ -15,22 +15,22 @@ struct Scene {
     [[nodiscard]] bool has(const sim::Screen& screen) const;
 };
 
-/// Every screen belongs to the scene that is on or to a later one, and none is left out.
-testing::AssertionResult tellsStory(const std::vector<sim::Screen>& screens, const std::vector<Scene>& story);
+/// Succeeds when every screen belongs to the current or the next scene and every scene occurs.
+testing::AssertionResult showsInOrder(const std::vector<sim::Screen>& screens, const std::vector<Scene>& expected);
 
 namespace scenes {
 
 [[nodiscard]] Scene waiting();
 [[nodiscard]] Scene preparing();
-/// With nothing selected; with the update selected; with the factory reset selected.
+/// The menu with nothing selected, with the update selected, with the factory reset selected.
 [[nodiscard]] Scene menu();
 [[nodiscard]] Scene updateSelected();
 [[nodiscard]] Scene factoryResetSelected();
-/// The version on the card as it is prepared.
+/// The version on the prepared card.
 inline const std::string preparedVersion = "1.4.2";
 /// The version on the drive.
 inline const std::string newVersion = "2.0.0";
-/// The question before the work, with "No" or "Yes" selected. That before an update names one of the old versions.
+/// The dialog with "No" or "Yes" selected. The question before an update names one of the old versions.
 [[nodiscard]] Scene question(bool factoryReset, bool yes,
                              const std::vector<std::string>& oldVersions = {preparedVersion});
 [[nodiscard]] Scene working(bool factoryReset);

@@ -1,4 +1,4 @@
-// From the start of the program to its first frame.
+// From the program's start to its first frame.
 #include "tests/board/board_test.h"
 #include "tests/board/expected_events.h"
 #include "tests/system/golden_screen.h"
@@ -12,7 +12,7 @@ namespace {
 using boardTest::eventsOf;
 using testing::ElementsAre;
 
-/// One boot for all of these tests: each looks at another side of it.
+/// The tests share one boot; each checks one aspect of it.
 class StartUp : public testing::Test {
 protected:
     static void SetUpTestSuite()
@@ -33,19 +33,19 @@ protected:
 
 std::unique_ptr<Board> StartUp::board;
 
-TEST_F(StartUp, SaysThatItStartsAndNothingElse)
+TEST_F(StartUp, PrintsOnlyItsFirstLine)
 {
     EXPECT_THAT(board->lines(), ElementsAre("Starting updater..."));
 }
 
-TEST_F(StartUp, SelectsItsLinesAndBringsUpLedsAndDisplayByteForByte)
+TEST_F(StartUp, SetsUpLinesLedsAndDisplayByteForByte)
 {
     EXPECT_EQ(firstDifference(eventsOf(*board), Events{"line 5 output"} + expected::ledSetUp() +
                                                     expected::displaySetUp() + Events{"command 5C", "frame"}),
               "");
 }
 
-TEST_F(StartUp, TouchesNoOtherLine)
+TEST_F(StartUp, ChangesNoOtherLine)
 {
     for (const std::string& event : eventsOf(*board)) {
         EXPECT_TRUE(!event.starts_with("line ") || event.starts_with("line 5 ") || event.starts_with("line 7 ") ||
@@ -55,12 +55,12 @@ TEST_F(StartUp, TouchesNoOtherLine)
     }
 }
 
-TEST_F(StartUp, UsesTheBusInModeThreeAtNoMoreThanItsSpeed)
+TEST_F(StartUp, UsesSpiMode3AtNoMoreThanTheSpecifiedSpeed)
 {
     const auto [modes, dividers] =
         board->look([](const Bus& bus) { return std::pair(bus.spiModes(), bus.clockDividers()); });
     EXPECT_THAT(modes, ElementsAre(3));
-    // The first even divider that brings the 562.5 MHz of the emulated core to 12.5 MHz or less.
+    // 562.5 MHz of the emulated core / 46 is the highest even-divider clock of at most 12.5 MHz.
     EXPECT_THAT(dividers, ElementsAre(46));
 }
 
@@ -78,7 +78,7 @@ TEST_F(StartUp, ShowsTheWaitingScreenFirst)
     EXPECT_TRUE(matchesGolden(board->look([](const Bus& bus) { return bus.screens().front(); }), "waiting"));
 }
 
-TEST_F(StartUp, DoesNothingThatADeviceWouldTakeAmiss)
+TEST_F(StartUp, CausesNoProtocolViolations)
 {
     EXPECT_TRUE(boardTest::isWellBehaved(*board));
 }

@@ -1,4 +1,4 @@
-// Whole updates with the example scripts: a real FAT drive, a real partition of the card, and the loss of power.
+// Whole updates and power cuts with the example scripts, a FAT drive and a partition of the card.
 #include "tests/board/board_test.h"
 
 #include <fstream>
@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 
 using Versions = std::vector<std::string>;
 
-std::vector<Scene> storyOf(bool factoryReset, const Versions& oldVersions = {scenes::preparedVersion})
+std::vector<Scene> scenesOf(bool factoryReset, const Versions& oldVersions = {scenes::preparedVersion})
 {
     return {scenes::waiting(),
             scenes::preparing(),
@@ -28,7 +28,7 @@ std::vector<Scene> storyOf(bool factoryReset, const Versions& oldVersions = {sce
             scenes::done()};
 }
 
-/// Bytes that the card had been handed when the work began and when it was done.
+/// Bytes written to the card when the work began and when it was done.
 struct WorkSpan {
     std::uint64_t begin = 0;
     std::uint64_t end = 0;
@@ -64,13 +64,13 @@ struct JobCase {
 
 class Job : public testing::TestWithParam<JobCase> {};
 
-TEST_P(Job, ShowsItsWholeStoryAndLeavesTheNewFirmwareOnTheCard)
+TEST_P(Job, ShowsEverySceneAndInstallsTheNewFirmware)
 {
     const bool factoryReset = GetParam().factoryReset;
     Board board({GetParam().name});
     startWithDrive(board);
     const WorkSpan span = work(board, factoryReset);
-    EXPECT_TRUE(tellsStory(screensFrom(board), storyOf(factoryReset)));
+    EXPECT_TRUE(showsInOrder(screensFrom(board), scenesOf(factoryReset)));
     EXPECT_TRUE(isWellBehaved(board));
     board.waitForLine("Starting updater...");
     board.waitForLine("Started install.sh");
@@ -84,10 +84,10 @@ TEST_P(Job, ShowsItsWholeStoryAndLeavesTheNewFirmwareOnTheCard)
 INSTANTIATE_TEST_SUITE_P(All, Job, testing::Values(JobCase{"Update", false}, JobCase{"FactoryReset", true}),
                          [](const auto& job) { return job.param.name; });
 
-/// The parameter is the tenth of the work, by what it writes on the card, in whose middle the power goes.
+/// The parameter is the tenth of the work, measured in bytes written to the card. The power is cut in its middle.
 class PowerCut : public testing::TestWithParam<int> {};
 
-/// False when the work was done before the card had been handed that many bytes; the span is then that of this run.
+/// Returns false when the work wrote fewer bytes than `cut`; `span` then describes this run.
 bool cutPowerAt(std::uint64_t cut, Board& board, WorkSpan& span)
 {
     const Scene done = scenes::done();
@@ -101,13 +101,13 @@ bool cutPowerAt(std::uint64_t cut, Board& board, WorkSpan& span)
     return span.end >= cut;
 }
 
-/// A board in the middle of that tenth. The kernel writes by the clock too, so the work writes less on a quiet machine
-/// than on a busy one; a run that never comes to the moment of the cut is the measure for the next one.
+/// A board whose power was cut in the middle of that tenth. The kernel also writes periodically, so the work writes
+/// less on a quiet machine than on a busy one. When a run ends before the cut, its span replaces the measured span.
 std::unique_ptr<Board> boardCutIn(int tenth)
 {
     WorkSpan span;
     if (!(std::ifstream(spanFile()) >> span.begin >> span.end) || span.begin >= span.end) {
-        throw std::runtime_error("run the update first");
+        throw std::runtime_error("no work_span: run the test board.update first");
     }
     for (;;) {
         const std::uint64_t cut = span.begin + (span.end - span.begin) * (2 * static_cast<unsigned>(tenth) + 1) / 20;
@@ -118,15 +118,16 @@ std::unique_ptr<Board> boardCutIn(int tenth)
     }
 }
 
-TEST_P(PowerCut, IsFollowedByAnUpdateThatEndsWellAndKeepsThePresets)
+TEST_P(PowerCut, IsFollowedByASuccessfulUpdateThatKeepsThePresets)
 {
     const std::unique_ptr<Board> board = boardCutIn(GetParam());
 
     Board again({"PowerCut" + std::to_string(GetParam()) + ".again", board->card()});
     startWithDrive(again);
-    const Versions oldVersions = {scenes::preparedVersion, scenes::newVersion}; // as far as the first update came
+    const Versions oldVersions = {scenes::preparedVersion,
+                                  scenes::newVersion}; // depends on the progress of the first update
     work(again, false, oldVersions);
-    EXPECT_TRUE(tellsStory(screensFrom(again), storyOf(false, oldVersions)));
+    EXPECT_TRUE(showsInOrder(screensFrom(again), scenesOf(false, oldVersions)));
     EXPECT_TRUE(isWellBehaved(again));
     again.cutPower();
     EXPECT_TRUE(holdsNewFirmware(board->card(), true));
