@@ -1,4 +1,4 @@
-// Queueing and handing out input records.
+// A queue of input records.
 #include "sim/models/encoder.h"
 
 namespace sim {

@@ -10,10 +10,10 @@ namespace sim {
 
 class Encoder {
 public:
-    /// One report of the kernel's rotary encoder driver: a relative movement and the record that ends the report.
+    /// Queues a report of the kernel's rotary encoder driver: a relative movement and an end-of-report record.
     void turn(std::int32_t steps);
     void queue(std::uint16_t type, std::uint16_t code, std::int32_t value);
-    /// Takes the oldest record, if any.
+    /// Removes and returns the oldest record, if any.
     std::optional<input_event> next();
 
 private:

@@ -29,7 +29,7 @@ std::uint32_t withBit(std::uint32_t word, int line, bool value)
     return value ? word | mask : word & ~mask;
 }
 
-/// Set and clear read as zero: the store is taken out of the page, atomically, as another thread may be storing.
+/// Returns the stored word and clears it, atomically because another thread may store at the same time.
 std::uint32_t takeStore(volatile std::uint32_t& word)
 {
     return std::atomic_ref(const_cast<std::uint32_t&>(word)).exchange(0);
@@ -50,7 +50,7 @@ void GpioBlock::sync()
     registers[levelRegister] = (latch & outputs) | (inputs & ~outputs);
 }
 
-/// Most of the time none has changed: this is looked at in every iteration of the program.
+/// Called in every iteration of the program, so unchanged registers are skipped.
 void GpioBlock::takeSelects()
 {
     for (std::size_t i = 0; i < selects.size(); ++i) {
@@ -73,8 +73,8 @@ void GpioBlock::takeSelect(int line, std::uint32_t select)
         selectListener(line);
     } else if (select == selectsInput && (outputs & mask) != 0) {
         outputs &= ~mask;
-    } else if (select != selectsOutput && select != selectsInput && !bit(oddSelects, line)) {
-        oddSelects |= mask;
+    } else if (select != selectsOutput && select != selectsInput && !bit(reportedSelects, line)) {
+        reportedSelects |= mask;
         violations.add("GPIO line " + std::to_string(line) + " was given the alternate function " +
                        std::to_string(select));
     }

@@ -1,4 +1,4 @@
-// The GPIO block as the program's accesses and the board's wires see it (bank 0 of a BCM2711).
+// The GPIO block (bank 0 of a BCM2711): the program's register accesses on one side, the board's wires on the other.
 #pragma once
 
 #include "sim/models/violations.h"
@@ -11,29 +11,29 @@
 
 namespace sim {
 
-/// Works on a page of registers that a program under test stores into directly. A store cannot be trapped, so the block
-/// looks at the page whenever `sync` is called, which has to happen at every system call of the program: two stores to
-/// the set register, or to the clear register, between two calls of `sync` are seen as the last of them.
+/// The program under test stores directly into the register page. Stores cannot be trapped, so `sync` must be called at
+/// every system call of the program. Of several stores to the set register between two calls of `sync`, only the last
+/// has an effect; the same goes for the clear register.
 class GpioBlock {
 public:
     static constexpr int lineCount = 32;
     static constexpr std::size_t pageBytes = 4096;
 
-    /// `registerPage` is a page of `pageBytes`; violations go to `violationList`.
+    /// `registerPage` has `pageBytes` bytes.
     GpioBlock(volatile std::uint32_t* registerPage, Violations& violationList);
 
-    /// Called for each output line whose level has changed.
+    /// Called when the level of an output line changes.
     void onOutput(std::function<void(int line, bool level)> listener) { outputListener = std::move(listener); }
-    /// Called when a line has become an output.
+    /// Called when a line becomes an output.
     void onSelect(std::function<void(int line)> listener) { selectListener = std::move(listener); }
 
-    /// Takes in what the program has stored since the last call and updates the levels that it can read.
+    /// Processes the stores since the last call and updates the level register.
     void sync();
-    /// What the board's wiring drives an input line to. All lines are pulled up at first.
+    /// Sets the level that the board applies to an input line; initially all lines are high.
     void setInput(int line, bool level);
 
     [[nodiscard]] bool isOutput(int line) const;
-    /// As a probe on the line would see it.
+    /// The latched level of an output, the applied level of an input.
     [[nodiscard]] bool level(int line) const;
 
 private:
@@ -45,11 +45,11 @@ private:
     Violations& violations;
     std::function<void(int, bool)> outputListener = [](int, bool) {};
     std::function<void(int)> selectListener = [](int) {};
-    /// The select registers of this bank, as seen last.
+    /// The select registers at the last `sync`.
     std::array<std::uint32_t, 4> selects{};
     std::uint32_t outputs = 0;
-    /// Lines that were reported for an alternate function.
-    std::uint32_t oddSelects = 0;
+    /// Lines whose alternate function has been reported.
+    std::uint32_t reportedSelects = 0;
     std::uint32_t latch = 0;
     std::uint32_t inputs = 0xFFFFFFFF;
 };

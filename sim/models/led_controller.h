@@ -1,4 +1,4 @@
-// The LED controller at the end of the I2C bus: eighteen brightness outputs behind a register file.
+// The LED controller on the I2C bus: eighteen brightness outputs and a register file.
 #pragma once
 
 #include "sim/models/violations.h"
@@ -9,7 +9,7 @@
 
 namespace sim {
 
-/// The first byte of a write is a register number; the bytes behind it go to that register and the following ones.
+/// The first byte of a write is a register number; the remaining bytes go to that register and the following ones.
 class LedController {
 public:
     static constexpr std::uint8_t address = 0x6C;
@@ -18,10 +18,10 @@ public:
     explicit LedController(Violations& violationList) : violations(violationList) {}
 
     void write(std::span<const std::uint8_t> bytes);
-    /// The register that the last write addressed.
+    /// Returns the register that the last write addressed.
     [[nodiscard]] std::uint8_t read() const;
 
-    /// The brightness of the outputs, in register order; all dark while the controller or the output is not enabled.
+    /// The brightness of the outputs, in register order: 0 while the controller or the output is disabled.
     [[nodiscard]] std::array<std::uint8_t, outputCount> outputs() const;
 
 private:
@@ -31,7 +31,7 @@ private:
 
     Violations& violations;
     std::array<std::uint8_t, registerCount> registers{};
-    /// Brightness takes effect when the update register is written.
+    /// The brightness registers at the last write to the update register.
     std::array<std::uint8_t, outputCount> latched{};
     std::uint8_t pointer = 0;
 };

@@ -1,4 +1,4 @@
-// What a person sees on the display.
+// The pixels on the display.
 #pragma once
 
 #include <array>

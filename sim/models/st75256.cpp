@@ -1,4 +1,4 @@
-// Command decoding, display memory and what the glass shows of it.
+// Decodes commands, stores pixels in the display memory, and reads the screen back from it.
 #include "sim/models/st75256.h"
 
 #include <algorithm>
@@ -128,6 +128,9 @@ void St75256::endTransfer(std::span<const std::uint8_t> bytes)
                                  : "the controller was used during its reset");
         return;
     }
+    if (dataCommandLine && isWriting) {
+        return takePixels(bytes);
+    }
     for (const std::uint8_t byte : bytes) {
         dataCommandLine ? takeData(byte) : takeCommand(byte);
     }
@@ -153,12 +156,10 @@ void St75256::takeCommand(std::uint8_t code)
 
 void St75256::takeData(std::uint8_t byte)
 {
-    if (isWriting) {
-        takePixels(byte);
-    } else if (current != nullptr && parameters.size() < current->parameterCount) {
+    if (current != nullptr && parameters.size() < current->parameterCount) {
         takeParameter(byte);
     } else {
-        violations.add("a data byte that no command asked for: " + hex(byte));
+        violations.add("an unexpected data byte: " + hex(byte));
     }
 }
 
@@ -170,24 +171,25 @@ void St75256::takeParameter(std::uint8_t byte)
     }
 }
 
-/// Fills the address window column by column, page by page, from its first corner.
-void St75256::takePixels(std::uint8_t byte)
+/// Fills the address window page by page, each from its first column to its last.
+void St75256::takePixels(std::span<const std::uint8_t> bytes)
 {
     const std::size_t size = windowSize();
-    if (written == size) {
+    const std::size_t columns = settings.columns.last - settings.columns.first + std::size_t{1};
+    if (written <= size && bytes.size() > size - written) {
         violations.add("a frame is longer than its window of " + std::to_string(size) + " bytes");
     }
-    ++written;
-    if (size == 0 || written > size) {
-        return;
+    const bool wasComplete = written >= size;
+    while (!bytes.empty() && written < size) {
+        const std::size_t page = settings.pages.first + written / columns;
+        const std::size_t column = written % columns;
+        const std::size_t count = std::min(bytes.size(), columns - column);
+        std::copy_n(bytes.begin(), count, &memory[page * columnCount + settings.columns.first + column]);
+        bytes = bytes.subspan(count);
+        written += count;
     }
-    const std::size_t columns = settings.columns.last - settings.columns.first + std::size_t{1};
-    const std::size_t page = settings.pages.first + (written - 1) / columns;
-    const std::size_t column = settings.columns.first + (written - 1) % columns;
-    memory[page * columnCount + column] = byte;
-    if (written == size) {
-        ++frames;
-    }
+    frames += !wasComplete && written >= size ? 1 : 0;
+    written += bytes.size();
 }
 
 void St75256::endWriting()
@@ -199,7 +201,7 @@ void St75256::endWriting()
     isWriting = false;
 }
 
-/// The window may name pages below the glass; there is no memory for them.
+/// The window may include pages below the panel; they have no memory.
 int St75256::lastPage() const
 {
     return std::min<int>(settings.pages.last, pageCount - 1);
@@ -261,11 +263,11 @@ void St75256::executeOnPage1(std::uint8_t code)
         break;
     case scanDirection:
         if (parameters[0] != 0) {
-            violations.add("a scan direction that this model does not know: " + hex(parameters[0]));
+            violations.add("an unsupported scan direction: " + hex(parameters[0]));
         }
         break;
     default:
-        break; // settings without an effect on what is seen
+        break; // a setting without an effect on the screen
     }
 }
 
@@ -281,13 +283,13 @@ Screen St75256::screen() const
     if (!isLit()) {
         return result;
     }
+    const unsigned inversion = settings.isInverse ? 3 : 0;
     for (std::size_t y = 0; y < screenHeight; ++y) {
-        for (std::size_t x = 0; x < screenWidth; ++x) {
-            const std::size_t row = y % rowsPerPage;
-            const std::size_t shift = 2 * (settings.lsbOnTop ? row : rowsPerPage - 1 - row);
-            const unsigned level = (memory[y / rowsPerPage * columnCount + x] >> shift) & 3U;
-            result[y * screenWidth + x] = static_cast<std::uint8_t>(settings.isInverse ? 3 - level : level);
-        }
+        const std::size_t row = y % rowsPerPage;
+        const std::size_t shift = 2 * (settings.lsbOnTop ? row : rowsPerPage - 1 - row);
+        const std::uint8_t* const page = &memory[y / rowsPerPage * columnCount];
+        std::transform(page, page + screenWidth, &result[y * screenWidth],
+                       [&](std::uint8_t byte) { return static_cast<std::uint8_t>((byte >> shift & 3U) ^ inversion); });
     }
     return result;
 }

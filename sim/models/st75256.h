@@ -1,4 +1,4 @@
-// An ST75256 display controller as wired to the device's 256 by 160 glass (ST75256 data sheet).
+// An ST75256 display controller, wired to the device's panel of 256 by 160 pixels (ST75256 data sheet).
 #pragma once
 
 #include "sim/models/screen.h"
@@ -12,27 +12,27 @@
 
 namespace sim {
 
-/// Takes bytes as they come over its four-line serial interface and keeps its memory and settings. Whatever breaks the
-/// interface's rules is put on the list of violations, and then taken as the hardware would have to take it.
+/// Decodes the bytes of the four-line serial interface into display memory and settings. Reports every violation of the
+/// protocol, then continues as the hardware would.
 class St75256 {
 public:
     explicit St75256(Violations& violationList);
 
-    // The wires.
+    // The input lines.
 
     /// Low holds the controller in reset.
     void setResetLine(bool level);
-    /// Low for commands, high for data. Has to keep still during a transfer.
+    /// Low for commands, high for data. Must not change during a transfer.
     void setDataCommandLine(bool level);
     void beginTransfer();
     void endTransfer(std::span<const std::uint8_t> bytes);
 
-    // What can be seen from outside.
+    // The result.
 
-    /// Blank (all 0) unless the controller is awake, powered, switched on and in four-grey mode.
+    /// What the panel shows. Blank (all 0) unless the controller is awake, powered, switched on and in four-grey mode.
     [[nodiscard]] Screen screen() const;
     [[nodiscard]] bool isLit() const;
-    /// Complete memory writes of a whole window since power-up.
+    /// Frames received in full, that is, memory writes that filled the address window.
     [[nodiscard]] std::uint64_t frameCount() const { return frames; }
 
 private:
@@ -44,7 +44,7 @@ private:
         std::uint8_t last = 0;
     };
 
-    /// All that a reset puts back.
+    /// The state that a reset restores to its defaults.
     struct Settings {
         int page = 1;
         bool sleeps = true;
@@ -61,14 +61,14 @@ private:
     void takeCommand(std::uint8_t code);
     void takeData(std::uint8_t byte);
     void takeParameter(std::uint8_t byte);
-    void takePixels(std::uint8_t byte);
+    void takePixels(std::span<const std::uint8_t> bytes);
     void endWriting();
     void execute();
     void executeOnPage1(std::uint8_t code);
     [[nodiscard]] std::size_t windowSize() const;
     [[nodiscard]] int lastPage() const;
 
-    /// 256 columns of 40 pages; a page is four rows, a byte four pixels of one column.
+    /// A page has four rows; a byte holds four pixels of one column.
     static constexpr int columnCount = screenWidth;
     static constexpr int rowsPerPage = 4;
     static constexpr int pageCount = screenHeight / rowsPerPage;

@@ -1,4 +1,4 @@
-// Making and removing the drive's nodes.
+// Creates and removes the drive's nodes.
 #include "sim/models/usb_drive.h"
 
 #include <array>
@@ -28,8 +28,8 @@ std::uint32_t littleEndian32(const std::uint8_t* bytes)
            static_cast<std::uint32_t>(bytes[2]) << 16 | static_cast<std::uint32_t>(bytes[3]) << 24;
 }
 
-/// The first entry of the partition table in the first sector. A FAT boot sector carries the same signature, so an
-/// entry counts only when it begins with a status byte and lies within the image.
+/// Returns the first entry of the partition table in the first sector. A FAT boot sector has the same signature, so an
+/// entry is valid only if it starts with a status byte and lies within the image.
 std::optional<Extent> firstPartition(const fs::path& image)
 {
     constexpr std::size_t entry = 446;
@@ -81,11 +81,11 @@ void UsbDrive::plug(const fs::path& image)
         throw std::runtime_error("no such drive image: " + image.string());
     }
     unplug();
-    // The partition first: a program that sees the disk may look for it at once.
+    // The partition is created first because a program that finds the disk may look for the partition immediately.
     if (const auto extent = firstPartition(image)) {
         copyExtent(image, *extent, partition);
     }
-    // Whole from the moment it is seen.
+    // Renamed into place, so that a program never opens a partial copy.
     const fs::path unfinished = disk.string() + ".part";
     fs::copy_file(image, unfinished, fs::copy_options::overwrite_existing);
     fs::rename(unfinished, disk);

@@ -1,20 +1,20 @@
-// A USB drive in the device's port: the nodes that the kernel makes for it, as files.
+// A USB drive in the device's port: its device nodes, as files.
 #pragma once
 
 #include <filesystem>
 
 namespace sim {
 
-/// A plugged drive is dev/sda (the whole disk) and, when it has a partition table, dev/sda1 (its first partition) in
-/// the device's folder. Both are copies: the image stays what it was. Throws std::runtime_error when the image cannot
-/// be read.
+/// A plugged drive is the file dev/sda (the whole disk) and, if the disk has a partition table, dev/sda1 (its first
+/// partition), both in the device's folder and both copies, so that the image never changes.
 class UsbDrive {
 public:
     /// `deviceRoot` is the folder in which the device keeps its files.
     explicit UsbDrive(const std::filesystem::path& deviceRoot);
 
+    /// Throws std::runtime_error when the image cannot be read.
     void plug(const std::filesystem::path& image);
-    /// Whoever still reads from the drive finds it ended.
+    /// A program that still reads from the drive gets end-of-file.
     void unplug();
     [[nodiscard]] bool isPlugged() const;
 

@@ -330,7 +330,7 @@ TEST_P(DisplayCommand, DidNotAskForAnotherDataByte)
 {
     command(code, Bytes(count, 0));
     data({0xAB});
-    EXPECT_THAT(violations.list(), ElementsAre("a data byte that no command asked for: 0xAB"));
+    EXPECT_THAT(violations.list(), ElementsAre("an unexpected data byte: 0xAB"));
 }
 
 TEST_P(DisplayCommand, IsKnownOnItsPageOnlyUnlessTheOtherHasItToo)
@@ -417,13 +417,13 @@ INSTANTIATE_TEST_SUITE_P(
                           w.reset();
                           w.data({0x12});
                       },
-                      {"a data byte that no command asked for: 0x12"}},
+                      {"an unexpected data byte: 0x12"}},
         ViolationCase{"ForEveryByteNobodyAskedFor",
                       [](Wires& w) {
                           lightUp(w);
                           w.command(0x20, {0x0B, 0x01, 0x02});
                       },
-                      {"a data byte that no command asked for: 0x01", "a data byte that no command asked for: 0x02"}},
+                      {"an unexpected data byte: 0x01", "an unexpected data byte: 0x02"}},
         ViolationCase{"WhenACommandIsOnThePageTwo",
                       [](Wires& w) {
                           w.reset();
@@ -556,13 +556,13 @@ INSTANTIATE_TEST_SUITE_P(
                           w.reset();
                           w.data({1});
                       },
-                      {"a data byte that no command asked for: 0x01"}},
+                      {"an unexpected data byte: 0x01"}},
         ViolationCase{"ForAnotherScanDirection",
                       [](Wires& w) {
                           w.reset();
                           w.command(0xBC, {0x03});
                       },
-                      {"a scan direction that this model does not know: 0x03"}}),
+                      {"an unsupported scan direction: 0x03"}}),
     [](const auto& tested) { return std::string(tested.param.name); });
 
 TEST_F(Display, DoesNotWriteWhatIsTooLong)
