@@ -1,4 +1,4 @@
-// Reading and writing PNG files with libpng.
+// Reads and writes PNG files with libpng.
 #include "sim/device/png_file.h"
 
 #include <array>
@@ -40,7 +40,7 @@ void writePng(const std::filesystem::path& path, const Picture& picture)
     image.width = static_cast<png_uint_32>(picture.width);
     image.height = static_cast<png_uint_32>(picture.height);
     image.format = PNG_FORMAT_RGB;
-    // Of this process alone: another may be writing the same picture.
+    // The name contains the process ID, because another process may write the same picture.
     const std::filesystem::path unfinished = path.string() + "." + std::to_string(getpid()) + ".part";
     if (png_image_write_to_file(&image, unfinished.c_str(), 0, picture.pixels.data(), 0, nullptr) == 0) {
         std::filesystem::remove(unfinished);

@@ -17,14 +17,14 @@ struct Colour {
     bool operator==(const Colour&) const = default;
 };
 
-/// A picture in full colour, row by row.
+/// Pixels row by row.
 struct Picture {
     int width;
     int height;
     std::vector<Colour> pixels;
 };
 
-/// Grey levels become the greys 255, 170, 84 and 0, each pixel a square of `scale` by `scale`.
+/// Maps grey levels 0 to 3 to 255, 170, 84 and 0. Each pixel becomes a square of `scale` by `scale` pixels.
 [[nodiscard]] Picture pictureOf(const Screen& screen, int scale = 1);
 
 /// Both throw std::runtime_error when the file cannot be written or read.

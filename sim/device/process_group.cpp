@@ -1,4 +1,4 @@
-// Starting, awaiting and killing.
+// Starts, waits for and kills processes.
 #include "sim/device/process_group.h"
 
 #include <cerrno>

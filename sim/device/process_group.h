@@ -1,4 +1,4 @@
-// A process and those that it starts.
+// A child process and its descendants.
 #pragma once
 
 #include <functional>
@@ -7,7 +7,7 @@
 
 namespace sim {
 
-/// Ends at the end of this object, all of it.
+/// The destructor kills the group.
 class ProcessGroup {
 public:
     ProcessGroup() = default;
@@ -15,15 +15,15 @@ public:
     ProcessGroup& operator=(const ProcessGroup&) = delete;
     ~ProcessGroup();
 
-    /// Calls `program` in a new process, where it is not to return. Throws std::runtime_error.
+    /// Calls `program` in a new process; `program` must not return. Throws std::runtime_error when fork fails.
     void start(const std::function<void()>& program);
-    /// How the process has ended (as waitpid tells it), if it has.
+    /// The wait status of the process (see waitpid) if it has ended.
     [[nodiscard]] std::optional<int> waitStatus();
-    /// Waits for the process to end by itself; -1 when there is none.
+    /// Waits for the process to end, and returns its wait status; -1 if there is none.
     int waitForEnd();
-    /// -1 when there is none.
+    /// -1 if there is none.
     [[nodiscard]] pid_t getPid() const { return pid; }
-    /// Kills the process and those that it has started.
+    /// Kills the process and its descendants.
     void kill();
 
 private:

@@ -1,4 +1,4 @@
-// The headers of ELF files.
+// Reads the headers of ELF files.
 #include "sim/device/program_file.h"
 
 #include <cstring>
@@ -40,7 +40,7 @@ bool isForThisMachine(const FileHeader& header)
            header.e_phentsize == sizeof(ProgramHeader);
 }
 
-/// The loader ignores what is to be preloaded when the program runs with the rights of another.
+/// The loader ignores LD_PRELOAD for set-user-ID and set-group-ID programs.
 bool changesItsUser(const fs::path& program)
 {
     struct stat status = {};

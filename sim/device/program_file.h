@@ -1,4 +1,4 @@
-// Executable files.
+// Checks of executable files.
 #pragma once
 
 #include <filesystem>
@@ -6,10 +6,10 @@
 
 namespace sim {
 
-/// The dynamic loader that an executable asks for. Empty for a script, a static executable and whatever is no program.
+/// Returns the dynamic loader of an ELF executable; empty for static executables, scripts and other files.
 [[nodiscard]] std::string interpreterOf(const std::filesystem::path& program);
 
-/// Throws std::runtime_error unless the loader of this very program would start that one too, and preload libraries.
+/// Throws std::runtime_error unless `program` has the same dynamic loader as this process and LD_PRELOAD applies to it.
 void requireDynamic(const std::filesystem::path& program);
 
 } // namespace sim

@@ -1,4 +1,4 @@
-// Starting the updater under the preloaded library, and talking to the board inside it.
+// Starts the updater with the preloaded library, and sends requests to the board inside it.
 #include "sim/device/simulated_device.h"
 
 #include "sim/device/program_file.h"
@@ -27,8 +27,8 @@ namespace {
 constexpr const char* outputFile = "updater.out";
 constexpr const char* errorFile = "updater.err";
 
-/// How long the program may go on after it has closed its socket, when nobody says how patient to be.
-constexpr std::chrono::milliseconds defaultPatience = std::chrono::seconds(20);
+/// How long the program may run after it has closed its socket, if the setup has no timeout.
+constexpr std::chrono::milliseconds defaultTimeout = std::chrono::seconds(20);
 
 std::string contentsOf(const fs::path& path)
 {
@@ -47,7 +47,7 @@ std::vector<std::string> linesOf(const std::string& text)
     return lines;
 }
 
-/// In the new process, whose standard error is the file by then.
+/// In the new process. Its standard error is a file, which the exception quotes.
 [[noreturn]] void giveUp(const std::string& reason)
 {
     const std::string line = reason + "\n";
@@ -71,11 +71,12 @@ std::string pathOf(int file)
     return "/proc/self/fd/" + std::to_string(file);
 }
 
-/// By descriptor, because the variable for the loader cannot hold a path with a blank or a colon. The loader starts a
-/// program even without a library that it cannot load, and that would be on the real hardware: so it is tried first.
+/// Opens the library for the loader. LD_PRELOAD cannot contain a path with a blank or a colon, so the library is passed
+/// as a descriptor. The loader would start a program without a library that it cannot load, on the real hardware; so
+/// the library is loaded here first.
 int openLibrary(const fs::path& path)
 {
-    unsetenv(rootVariable); // without which the library does nothing
+    unsetenv(rootVariable); // the library does nothing without it
     unsetenv(socketVariable);
     const int file = open(path.c_str(), O_RDONLY);
     if (file < 0) {
@@ -117,7 +118,7 @@ void SimulatedDevice::startProgram()
 {
     std::array<int, 2> sockets{};
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()) != 0) {
-        throw std::runtime_error(std::string("cannot make a socket: ") + std::strerror(errno));
+        throw std::runtime_error(std::string("cannot create a socket: ") + std::strerror(errno));
     }
     channel = std::make_unique<Channel>(sockets[0]);
     try {
@@ -156,72 +157,94 @@ void SimulatedDevice::becomeProgram(int socket) const
     giveUp("cannot run " + setup.updater.string() + ": " + std::strerror(errno));
 }
 
+std::vector<std::string> SimulatedDevice::configuration() const
+{
+    std::vector<std::string> requests = {
+        setup.time == Time::Real ? "time real" : "time virtual",
+        setup.time == Time::VirtualPaced ? "pace on" : "pace off",
+        "frame-time " + std::to_string(setup.frameTime.count()),
+        "refuse-i2c " + std::to_string(setup.refusedI2cTransfer),
+        setup.keepsTraffic ? "keep-traffic on" : "keep-traffic off",
+    };
+    for (const std::string& name : setup.injectedFaults) {
+        requests.push_back("fault on " + name);
+    }
+    requests.emplace_back("start");
+    return requests;
+}
+
+/// Sends all requests at once: one round trip for each would take longer than the program needs to start.
 void SimulatedDevice::configure()
 {
-    askFirst(setup.time == Time::Real ? "time real" : "time virtual");
-    ask(setup.time == Time::VirtualPaced ? "pace on" : "pace off");
-    ask("frame-time " + std::to_string(setup.frameTime.count()));
-    ask("refuse-i2c " + std::to_string(setup.refusedI2cTransfer));
-    ask(setup.keepsTraffic ? "keep-traffic on" : "keep-traffic off");
-    for (const std::string& name : setup.injectedFaults) {
-        ask("fault on " + name);
+    const auto requests = configuration();
+    try {
+        for (const std::string& text : requests) {
+            channel->send(text);
+        }
+        for (std::size_t i = 0; i < requests.size(); ++i) {
+            receiveReply();
+        }
+    } catch (const DeviceEnded&) {
+        throw startFailure();
     }
-    ask("start");
     if (setup.time != Time::Real) {
         try {
-            status(); // answered at the end of the first iteration
+            setStatus(request("status")); // replied to at the end of the first iteration
         } catch (const DeviceEnded&) {
-            // The controller sees it at its next request.
+            // Not an error here: the next request reports it.
         }
     }
 }
 
-/// A program that ends before it answers has not begun.
-void SimulatedDevice::askFirst(const std::string& request)
+std::runtime_error SimulatedDevice::startFailure()
 {
-    try {
-        ask(request);
-    } catch (const DeviceEnded&) {
-        std::string reason = "cannot start the updater: " + explain(waitForEnd());
-        for (const std::string& line : linesOf(standardError())) {
-            reason += "; " + line;
-        }
-        throw std::runtime_error(reason);
+    std::string reason = "cannot start the updater: " + explain(waitForEnd());
+    for (const std::string& line : linesOf(standardError())) {
+        reason += "; " + line;
     }
+    return std::runtime_error(reason);
 }
 
-std::string SimulatedDevice::ask(const std::string& request)
+std::string SimulatedDevice::request(const std::string& text)
 {
-    if (!waitStatus() && channel->send(request)) {
-        awaitAnswer();
-        if (auto reply = channel->receive()) {
-            if (reply->starts_with("error ")) {
-                throw std::runtime_error(reply->substr(std::strlen("error ")));
-            }
-            return *std::move(reply);
-        }
+    if (!waitStatus() && channel->send(text)) {
+        return receiveReply();
     }
     awaitEnd();
     throw DeviceEnded();
 }
 
-void SimulatedDevice::awaitAnswer() const
+std::string SimulatedDevice::receiveReply()
+{
+    awaitReply();
+    auto reply = channel->receive();
+    if (!reply) {
+        awaitEnd();
+        throw DeviceEnded();
+    }
+    if (reply->starts_with("error ")) {
+        throw std::runtime_error(reply->substr(std::strlen("error ")));
+    }
+    return *std::move(reply);
+}
+
+void SimulatedDevice::awaitReply() const
 {
     constexpr std::chrono::milliseconds slice{100};
     const auto start = std::chrono::steady_clock::now();
     while (!channel->hasMessage(slice)) {
-        if (setup.patience.count() > 0 && std::chrono::steady_clock::now() - start >= setup.patience) {
-            throw std::runtime_error("the updater does not answer");
+        if (setup.timeout.count() > 0 && std::chrono::steady_clock::now() - start >= setup.timeout) {
+            throw std::runtime_error("the updater does not reply");
         }
         callWhileWaiting();
     }
 }
 
-/// The program has closed its socket, so it ends, or else it is ended.
+/// Waits for the end of a program that has closed its socket. Kills the program if it does not end in time.
 void SimulatedDevice::awaitEnd()
 {
-    const auto patience = setup.patience.count() > 0 ? setup.patience : defaultPatience;
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+    const auto timeout = setup.timeout.count() > 0 ? setup.timeout : defaultTimeout;
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
     while (!waitStatus() && std::chrono::steady_clock::now() < deadline) {
         callWhileWaiting();
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -238,31 +261,43 @@ void SimulatedDevice::callWhileWaiting() const
     }
 }
 
-SimulatedDevice::Status SimulatedDevice::status()
+void SimulatedDevice::setStatus(const std::string& text)
 {
-    Status result{};
-    std::istringstream(ask("status")) >> result.iteration >> result.frames >> result.script;
-    return result;
+    Status status{};
+    std::istringstream(text) >> status.iteration >> status.frames >> status.script;
+    lastStatus = status;
+}
+
+/// In virtual time the status changes only when iterations run, so no request is needed.
+const SimulatedDevice::Status& SimulatedDevice::status()
+{
+    if (setup.time == Time::Real || !lastStatus || waitStatus()) {
+        setStatus(request("status"));
+    }
+    return *lastStatus;
 }
 
 void SimulatedDevice::turn(std::int32_t steps)
 {
-    ask("turn " + std::to_string(steps));
+    request("turn " + std::to_string(steps));
 }
 
 void SimulatedDevice::press()
 {
-    ask("button 1");
+    request("button 1");
 }
 
 void SimulatedDevice::release()
 {
-    ask("button 0");
+    request("button 0");
 }
 
 void SimulatedDevice::run(std::uint64_t iterations)
 {
-    ask("run " + std::to_string(iterations));
+    const std::string reply = request("run " + std::to_string(iterations));
+    if (iterations > 0) {
+        setStatus(reply);
+    }
 }
 
 void SimulatedDevice::runTo(std::uint64_t targetIteration)
@@ -284,12 +319,12 @@ void SimulatedDevice::click()
 
 void SimulatedDevice::awaitScriptOutput(int byteCount)
 {
-    ask("await-output " + std::to_string(byteCount));
+    request("await-output " + std::to_string(byteCount));
 }
 
 Screen SimulatedDevice::screen()
 {
-    const std::string bytes = ask("screen");
+    const std::string bytes = request("screen");
     Screen result{};
     std::copy_n(bytes.begin(), std::min(bytes.size(), result.size()), result.begin());
     return result;
@@ -297,7 +332,7 @@ Screen SimulatedDevice::screen()
 
 std::array<std::uint8_t, 18> SimulatedDevice::leds()
 {
-    const std::string bytes = ask("leds");
+    const std::string bytes = request("leds");
     std::array<std::uint8_t, 18> result{};
     std::copy_n(bytes.begin(), std::min(bytes.size(), result.size()), result.begin());
     return result;
@@ -320,12 +355,12 @@ bool SimulatedDevice::isScriptRunning()
 
 std::vector<std::string> SimulatedDevice::violations()
 {
-    return linesOf(ask("violations"));
+    return linesOf(request("violations"));
 }
 
 std::vector<std::string> SimulatedDevice::traffic()
 {
-    return linesOf(ask("traffic"));
+    return linesOf(request("traffic"));
 }
 
 std::string SimulatedDevice::standardOutput() const
@@ -354,12 +389,12 @@ std::string SimulatedDevice::explain(int waitStatus)
 
 void SimulatedDevice::setInjectedFault(const std::string& name, bool on)
 {
-    ask(std::string("fault ") + (on ? "on " : "off ") + name);
+    request(std::string("fault ") + (on ? "on " : "off ") + name);
 }
 
 void SimulatedDevice::queueEncoderEvent(std::uint16_t type, std::uint16_t code, std::int32_t value)
 {
-    ask("event " + std::to_string(type) + " " + std::to_string(code) + " " + std::to_string(value));
+    request("event " + std::to_string(type) + " " + std::to_string(code) + " " + std::to_string(value));
 }
 
 } // namespace sim

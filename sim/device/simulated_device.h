@@ -1,4 +1,4 @@
-// A whole device to hold in one's hands: the updater runs on it, unmodified.
+// The simulated device, which runs the unmodified updater.
 #pragma once
 
 #include "sim/device/process_group.h"
@@ -14,62 +14,64 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace sim {
 
 enum class Time {
-    /// For a person: an iteration takes a millisecond.
+    /// An iteration takes a millisecond. For interactive use.
     Real,
-    /// For a test: the device stands still until it is told to run on. Scripts run in no time at all.
+    /// The device runs only in `run` and `runTo`. Scripts take no time. For tests.
     Virtual,
-    /// Virtual, but no faster than real time while a script runs.
+    /// Virtual, but no faster than real time while a script runs. For scenarios.
     VirtualPaced,
 };
 
 struct DeviceSetup {
     std::filesystem::path updater{};
     std::filesystem::path preload{};
-    /// The folder in which the device keeps its files; the folders it needs are made.
+    /// The folder with the device's files. Missing subfolders are created.
     std::filesystem::path root{};
     Time time = Time::Virtual;
+    /// Names from injected_faults.h.
     std::vector<std::string> injectedFaults{};
-    /// How long the bus takes for one frame, if not the time that the bus speed gives.
+    /// The transfer time of a frame; 0 for the time given by the bus speed.
     std::chrono::microseconds frameTime{0};
-    /// The one transfer on the I2C bus that is refused, counted from 1; 0 for none. Selecting a device counts as one.
+    /// The I2C transfer that fails, counted from 1; 0 for none. Selecting a device counts as a transfer.
     int refusedI2cTransfer = 0;
-    /// Not for a run of days, as `traffic` keeps all of it in the memory of the updater.
+    /// False for runs of days: the traffic log is in the memory of the updater.
     bool keepsTraffic = true;
     /// Added to the environment of the updater and its scripts, as NAME=VALUE.
     std::vector<std::string> environment{};
-    /// How long to wait for an answer; zero for as long as it takes.
-    std::chrono::milliseconds patience{0};
-    /// Called again and again while the device lets itself be waited for; what it throws ends the waiting.
+    /// How long to wait for a reply of the updater; 0 for ever.
+    std::chrono::milliseconds timeout{0};
+    /// Called every 100 ms while waiting for a reply. An exception from it ends the wait.
     std::function<void()> whileWaiting{};
 };
 
-/// The device cannot be used any longer: its program has ended.
+/// The updater has ended; the device cannot be used any more.
 class DeviceEnded : public std::exception {
 public:
     [[nodiscard]] const char* what() const noexcept override { return "the updater has ended"; }
 };
 
-/// Operations throw DeviceEnded when the updater has ended, and std::runtime_error when the device cannot be built or
-/// does not answer.
+/// Operations throw DeviceEnded when the updater has ended, and std::runtime_error when the device cannot be started or
+/// does not reply in time.
 class SimulatedDevice {
 public:
-    /// How long a press, and the pause after it, are for a click: enough for the debouncing of the button.
+    /// How long `click` presses and then releases the button: longer than the debouncing takes.
     static constexpr std::uint64_t clickIterations = 60;
 
-    /// Switches the device on. In virtual time it then stands at the end of its first iteration.
+    /// Switches the device on. In virtual time it has run its first iteration afterwards.
     explicit SimulatedDevice(DeviceSetup deviceSetup);
     SimulatedDevice(const SimulatedDevice&) = delete;
     SimulatedDevice& operator=(const SimulatedDevice&) = delete;
-    /// Switches it off, and ends its scripts.
+    /// Switches the device off and kills its scripts.
     ~SimulatedDevice() = default;
 
-    // The owner's hands.
+    // Input.
 
     void turn(std::int32_t steps);
     void press();
@@ -78,46 +80,45 @@ public:
     void unplug() { drive.unplug(); }
     [[nodiscard]] bool hasDrive() const { return drive.isPlugged(); }
 
-    // Virtual time.
+    // Time.
 
-    /// Lets the device run that many iterations.
+    /// Runs that many iterations.
     void run(std::uint64_t iterations);
-    /// Lets it run to the end of that iteration.
+    /// Runs to the end of that iteration. Throws std::logic_error if it has passed.
     void runTo(std::uint64_t targetIteration);
-    /// Presses and releases the button, each long enough to count.
+    /// Presses and releases the button, for `clickIterations` each.
     void click();
-    /// Holds time still until the running script has written that many bytes that are not read yet, or has ended.
+    /// Waits, without running iterations, until that many bytes of script output are unread, or the script has ended.
     void awaitScriptOutput(int byteCount);
     void awaitScriptEnd() { awaitScriptOutput(0); }
 
-    // What can be seen.
+    // Output.
 
     [[nodiscard]] Screen screen();
     /// The brightness of the eighteen LED outputs, the bar last.
     [[nodiscard]] std::array<std::uint8_t, 18> leds();
     [[nodiscard]] std::uint64_t iteration();
-    /// Frames received whole by the display.
+    /// The number of frames that the display has received in full.
     [[nodiscard]] std::uint64_t frameCount();
     [[nodiscard]] bool isScriptRunning();
-    /// What the program did that its devices do not allow.
+    /// The protocol violations so far.
     [[nodiscard]] std::vector<std::string> violations();
-    /// All that happened on the wires: the time in microseconds, a blank, and the event.
+    /// The events on the buses and lines: the time in microseconds, a blank, and the event.
     [[nodiscard]] std::vector<std::string> traffic();
     [[nodiscard]] std::string standardOutput() const;
     [[nodiscard]] std::string standardError() const;
 
-    /// How the updater has ended (as waitpid tells it), if it has.
+    /// The wait status of the updater (see waitpid) if it has ended.
     [[nodiscard]] std::optional<int> waitStatus() { return process.waitStatus(); }
-    /// Waits for the updater to end by itself.
+    /// Waits for the updater to end, and returns its wait status.
     int waitForEnd() { return process.waitForEnd(); }
-    /// That of the updater.
     [[nodiscard]] pid_t processId() const { return process.getPid(); }
-    /// In words, such as "exit status 1" or "signal 11".
+    /// A description such as "exit status 1" or "signal 11".
     [[nodiscard]] static std::string describe(int waitStatus);
-    /// For a person, such as "signal 11 (Segmentation fault)".
+    /// Adds the name of the signal: "signal 11 (Segmentation fault)".
     [[nodiscard]] static std::string explain(int waitStatus);
 
-    // What goes wrong.
+    // Faults.
 
     void setInjectedFault(const std::string& name, bool on);
     void queueEncoderEvent(std::uint16_t type, std::uint16_t code, std::int32_t value);
@@ -135,17 +136,22 @@ private:
     void startProgram();
     [[noreturn]] void becomeProgram(int socket) const;
     void configure();
-    void askFirst(const std::string& request);
-    std::string ask(const std::string& request);
-    void awaitAnswer() const;
+    [[nodiscard]] std::vector<std::string> configuration() const;
+    [[nodiscard]] std::runtime_error startFailure();
+    std::string request(const std::string& text);
+    std::string receiveReply();
+    void awaitReply() const;
     void awaitEnd();
     void callWhileWaiting() const;
-    Status status();
+    void setStatus(const std::string& text);
+    const Status& status();
 
     DeviceSetup setup;
     UsbDrive drive;
     std::unique_ptr<Channel> channel;
     ProcessGroup process;
+    /// In virtual time, the status after the last iteration; empty until the first.
+    std::optional<Status> lastStatus;
 };
 
 } // namespace sim

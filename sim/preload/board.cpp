@@ -1,11 +1,10 @@
-// The wiring of the board and what its endpoints do.
+// The wiring of the board and the operations of its endpoints.
 #include "sim/preload/board.h"
 
 #include "sim/preload/real_calls.h"
 #include "sim/protocol/injected_faults.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <linux/i2c-dev.h>
@@ -25,7 +24,7 @@ constexpr int dataCommandLine = 7;
 constexpr int resetLine = 25;
 constexpr off_t gpioBase = 0xFE200000;
 
-/// spidev's module parameter bufsiz: a longer transfer is refused.
+/// spidev's module parameter bufsiz: longer transfers fail.
 constexpr std::size_t spiBufferSize = 10240;
 constexpr std::size_t frameBytes = 10240;
 
@@ -54,11 +53,12 @@ std::string hexBytes(std::span<const std::uint8_t> bytes)
     if (bytes.size() > shown) {
         return "[" + std::to_string(bytes.size()) + " bytes]";
     }
+    constexpr std::string_view digits = "0123456789ABCDEF";
     std::string text;
     for (const std::uint8_t byte : bytes) {
-        std::array<char, 4> digits{};
-        std::snprintf(digits.data(), digits.size(), "%s%02X", text.empty() ? "" : " ", byte);
-        text += digits.data();
+        text += text.empty() ? "" : " ";
+        text += digits[byte >> 4U];
+        text += digits[byte & 0xFU];
     }
     return text;
 }
@@ -75,7 +75,7 @@ void Board::wire()
     gpio.onSelect([this](int line) { log("gpio " + std::to_string(line) + " output"); });
     gpio.onOutput([this](int line, bool level) {
         if (line == dataCommandLine) {
-            display.setDataCommandLine(level); // told in the log with every transfer
+            display.setDataCommandLine(level); // logged with every transfer
             return;
         }
         log("gpio " + std::to_string(line) + (level ? " high" : " low"));
@@ -87,9 +87,9 @@ void Board::wire()
 
 std::optional<std::string> Board::redirect(std::string_view path) const
 {
-    const bool isOurs = path == "/dev/sda" || path == "/dev/sda1" || path.starts_with("/tmp/fw/") ||
-                        (path.starts_with("/usr/sbin/") && path.ends_with(".sh"));
-    return isOurs ? std::optional(root + std::string(path)) : std::nullopt;
+    const bool isSimulated = path == "/dev/sda" || path == "/dev/sda1" || path.starts_with("/tmp/fw/") ||
+                             (path.starts_with("/usr/sbin/") && path.ends_with(".sh"));
+    return isSimulated ? std::optional(root + std::string(path)) : std::nullopt;
 }
 
 Endpoint Board::endpointAt(std::string_view path)
@@ -177,7 +177,7 @@ Timeline::Duration Board::timeOnTheBus(std::size_t byteCount) const
 
 ssize_t Board::writeSpi(std::span<const std::uint8_t> bytes)
 {
-    // As in the kernel, the bytes are copied before the transfer begins.
+    // Like the kernel, copies the bytes before the transfer begins.
     std::vector<std::uint8_t> copy(bytes.begin(), bytes.end());
     Timeline::Duration duration{};
     {
@@ -203,8 +203,8 @@ ssize_t Board::writeSpi(std::span<const std::uint8_t> bytes)
     return static_cast<ssize_t>(copy.size());
 }
 
-/// To be asked once a transfer.
-bool Board::isI2cTransferRefused()
+/// Counts a transfer, and returns whether it must fail.
+bool Board::refusesI2cTransfer()
 {
     return ++i2cTransfers == refusedI2cTransfer;
 }
@@ -214,7 +214,7 @@ ssize_t Board::writeI2c(std::span<const std::uint8_t> bytes)
     const std::lock_guard lock(mutex);
     gpio.sync();
     log("i2c write " + hexBytes(bytes));
-    if (isI2cTransferRefused() || injectedFaults.contains(fault::failingLeds)) {
+    if (refusesI2cTransfer() || injectedFaults.contains(fault::failingLeds)) {
         return fail(ETIMEDOUT);
     }
     if (i2cAddress != LedController::address) {
@@ -240,7 +240,7 @@ ssize_t Board::read(int fd, std::span<std::uint8_t> bytes)
 
 ssize_t Board::readI2c(std::span<std::uint8_t> bytes)
 {
-    if (isI2cTransferRefused() || injectedFaults.contains(fault::failingLeds)) {
+    if (refusesI2cTransfer() || injectedFaults.contains(fault::failingLeds)) {
         return fail(ETIMEDOUT);
     }
     if (bytes.empty()) {
@@ -302,8 +302,8 @@ int Board::controlSpi(unsigned long request, unsigned long argument)
         if (injectedFaults.contains(setting.refusal)) {
             return static_cast<int>(fail(EINVAL));
         }
-        std::uint32_t value = 0; // little-endian, as every machine that this runs on
-        // NOLINTNEXTLINE(performance-no-int-to-ptr): what ioctl passes is a number or a pointer, by request
+        std::uint32_t value = 0; // little-endian on all supported machines
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): the request decides whether this is a number or a pointer
         std::memcpy(&value, reinterpret_cast<const void*>(argument), setting.size);
         if (request == SPI_IOC_WR_MAX_SPEED_HZ) {
             if (value == 0) {
@@ -324,7 +324,7 @@ int Board::controlI2c(unsigned long request, unsigned long argument)
     }
     const auto address = static_cast<std::uint8_t>(argument);
     log("i2c slave " + hexBytes({&address, 1}));
-    if (isI2cTransferRefused()) {
+    if (refusesI2cTransfer()) {
         return static_cast<int>(fail(EBUSY));
     }
     i2cAddress = argument & 0x7F;
@@ -350,7 +350,7 @@ void Board::note(const std::string& event)
     log(event);
 }
 
-bool Board::hasInjectedFault(const std::string& fault) const
+bool Board::hasInjectedFault(std::string_view fault) const
 {
     const std::lock_guard lock(mutex);
     return injectedFaults.contains(fault);

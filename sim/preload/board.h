@@ -1,4 +1,4 @@
-// The simulated board: the device models, wired together behind the file descriptors that the program opens.
+// The simulated board: the hardware models and their wiring, accessed through file descriptors.
 #pragma once
 
 #include "sim/models/encoder.h"
@@ -11,6 +11,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -24,11 +25,10 @@ namespace sim {
 
 enum class Endpoint : std::uint8_t { None, Memory, Spi, I2c, Encoder };
 
-/// Operations of the program return what the system call would, with errno set on failure. All may be called from any
-/// thread.
+/// The operations for the program return what the system call returns, and set errno on failure. Thread-safe.
 class Board {
 public:
-    /// `deviceRoot` is the folder in which the device keeps its files.
+    /// `deviceRoot` is the folder with the device's files.
     explicit Board(std::string deviceRoot);
     Board(const Board&) = delete;
     Board& operator=(const Board&) = delete;
@@ -38,31 +38,32 @@ public:
     // For the program.
 
     [[nodiscard]] const std::string& getRoot() const { return root; }
-    /// Where the program finds what it looks for under a fixed path, when the board answers for that path.
+    /// The path in the device's folder that replaces `path`, if the board simulates `path`.
     [[nodiscard]] std::optional<std::string> redirect(std::string_view path) const;
-    /// The endpoint behind a device path that this board has.
+    /// The endpoint with that device path, or None.
     [[nodiscard]] static Endpoint endpointAt(std::string_view path);
     [[nodiscard]] Endpoint endpointOf(int fd) const;
 
-    /// `flags` are those of the system call.
+    /// `flags` are the flags of the system call.
     int open(Endpoint endpoint, int flags);
     void close(int fd);
     void* mapRegisters(off_t physicalBase);
     ssize_t write(int fd, std::span<const std::uint8_t> bytes);
     ssize_t read(int fd, std::span<std::uint8_t> bytes);
     int control(int fd, unsigned long request, unsigned long argument);
-    /// Takes in the program's latest register accesses.
+    /// Processes the program's latest stores to the GPIO registers.
     void sync();
+    /// Adds an event to the traffic log.
     void note(const std::string& event);
-    [[nodiscard]] bool hasInjectedFault(const std::string& fault) const;
+    [[nodiscard]] bool hasInjectedFault(std::string_view fault) const;
 
     // For the controller.
 
     /// `fault` is a name from injected_faults.h, such as "absent spi"; `on` false ends one.
     void setInjectedFault(const std::string& fault, bool on);
-    /// How long the bus takes for 10240 bytes, whatever speed was asked for; 0 for the speed asked for.
+    /// Overrides the transfer time of 10240 bytes; 0 restores the time given by the bus speed.
     void setFrameTime(Timeline::Duration duration) { frameTime = duration; }
-    /// Counted from 1, the selections of a device among them; 0 for none.
+    /// Lets the transfer with that number fail. Transfers and device selections are counted from 1; 0 for none.
     void refuseI2cTransfer(int number) { refusedI2cTransfer = number; }
     void setButton(bool pressed);
     void turn(std::int32_t steps);
@@ -72,9 +73,9 @@ public:
     [[nodiscard]] std::uint64_t frameCount();
     [[nodiscard]] std::array<std::uint8_t, LedController::outputCount> leds();
     [[nodiscard]] std::vector<std::string> violationList();
-    /// Off: nothing is written down any more, so that a long run does not fill the memory.
+    /// Off stops the traffic log, so that a long run does not exhaust the memory.
     void keepTraffic(bool on);
-    /// Everything that happened on the wires, oldest first; equal events in a row are one line with their count.
+    /// The events on the buses and lines, oldest first; consecutive equal events are one line with their count.
     [[nodiscard]] std::vector<std::string> traffic();
 
 private:
@@ -89,7 +90,7 @@ private:
     int controlSpi(unsigned long request, unsigned long argument);
     int controlI2c(unsigned long request, unsigned long argument);
     ssize_t writeSpi(std::span<const std::uint8_t> bytes);
-    [[nodiscard]] bool isI2cTransferRefused();
+    [[nodiscard]] bool refusesI2cTransfer();
     ssize_t writeI2c(std::span<const std::uint8_t> bytes);
     ssize_t readI2c(std::span<std::uint8_t> bytes);
     ssize_t readEncoder(std::span<std::uint8_t> bytes);
@@ -111,7 +112,7 @@ private:
     St75256 display{violations};
     LedController ledController{violations};
     Encoder encoder;
-    std::set<std::string> injectedFaults;
+    std::set<std::string, std::less<>> injectedFaults;
     std::uint32_t spiSpeedHz = 500000;
     unsigned long i2cAddress = 0;
     int i2cTransfers = 0;

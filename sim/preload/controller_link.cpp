@@ -1,8 +1,9 @@
-// The requests of the controller.
+// The requests of the controller, and when they are executed.
 #include "sim/preload/controller_link.h"
 
 #include "sim/protocol/injected_faults.h"
 
+#include <chrono>
 #include <poll.h>
 #include <sstream>
 #include <sys/ioctl.h>
@@ -14,7 +15,7 @@ namespace sim {
 namespace {
 
 constexpr std::uint64_t iterationMicroseconds = 1000;
-constexpr int scriptTimeoutMs = 20000;
+constexpr auto scriptTimeout = std::chrono::seconds(20);
 
 std::string joined(const std::vector<std::string>& lines)
 {
@@ -60,7 +61,7 @@ void ControllerLink::sleep(std::uint64_t microseconds)
     }
     const bool isDone = isIteration && iteration >= stopAt;
     if (isDone) {
-        board.timeline.awaitRest();
+        board.timeline.awaitIdle();
     }
     if (isDone && std::exchange(owesReply, false)) {
         channel.send(status());
@@ -84,28 +85,28 @@ void ControllerLink::serveUntilResumed()
     }
 }
 
-/// Serves one request, waiting for it. Exits when the controller has gone.
+/// Waits for one request and executes it. Exits when the controller has closed the connection.
 void ControllerLink::serveOne()
 {
     const auto request = channel.receive();
     if (!request) {
         _exit(1);
     }
-    const std::string reply = answer(*request);
+    const std::string reply = execute(*request);
     if (!owesReply) {
         channel.send(reply);
     }
 }
 
-/// There before any constructor has run, because the first requests are served in one.
-constinit const ControllerLink::Answer ControllerLink::answers[] = {
-    // Lets the program go on after its start.
+/// Initialised before any constructor runs, because a constructor serves the first requests.
+constinit const ControllerLink::Request ControllerLink::requests[] = {
+    // Starts the program.
     {"start",
      [](ControllerLink& link, Words&) {
          link.isResumed = true;
          return std::string();
      }},
-    // COUNT: lets it run that many iterations, and answers when they are done.
+    // COUNT: runs that many iterations, then replies.
     {"run", [](ControllerLink& link, Words& words) { return link.resume(take<std::uint64_t>(words)); }},
     // virtual | real
     {"time",
@@ -169,10 +170,10 @@ constinit const ControllerLink::Answer ControllerLink::answers[] = {
          link.board.queueEvent(type, code, take<std::int32_t>(words));
          return std::string();
      }},
-    // BYTES: answers when the script has written that much that is not read yet, or has ended.
+    // BYTES: replies when that many bytes of script output are unread, or the script has ended.
     {"await-output",
      [](ControllerLink& link, Words& words) {
-         return std::string(link.awaitOutput(take<int>(words)) ? "" : "error the script wrote nothing in time");
+         return std::string(link.awaitOutput(take<int>(words)) ? "" : "error timeout while waiting for the script");
      }},
     {"status", [](ControllerLink& link, Words&) { return link.status(); }},
     {"screen", [](ControllerLink& link, Words&) { return asText(link.board.screen()); }},
@@ -181,16 +182,16 @@ constinit const ControllerLink::Answer ControllerLink::answers[] = {
     {"traffic", [](ControllerLink& link, Words&) { return joined(link.board.traffic()); }},
 };
 
-std::string ControllerLink::answer(const std::string& request)
+std::string ControllerLink::execute(const std::string& text)
 {
-    Words words(request);
+    Words words(text);
     const auto name = take<std::string>(words);
-    for (const Answer& answer : answers) {
-        if (answer.name == name) {
-            return answer.give(*this, words);
+    for (const Request& request : requests) {
+        if (request.name == name) {
+            return request.execute(*this, words);
         }
     }
-    return "error unknown request: " + request;
+    return "error unknown request: " + text;
 }
 
 std::string ControllerLink::resume(std::uint64_t iterations)
@@ -208,16 +209,19 @@ std::string ControllerLink::status()
 
 bool ControllerLink::awaitOutput(int byteCount) const
 {
-    for (int waited = 0; waited < scriptTimeoutMs; ++waited) {
-        pollfd entry = {scriptFd, POLLIN, 0};
-        poll(&entry, 1, 0);
+    if (scriptFd < 0) {
+        return true;
+    }
+    const auto deadline = std::chrono::steady_clock::now() + scriptTimeout;
+    while (std::chrono::steady_clock::now() < deadline) {
+        constexpr int sliceMs = 1;
+        pollfd entry = {scriptFd, 0, 0}; // reports only that the script has closed its output
+        poll(&entry, 1, sliceMs);
         int available = 0;
         ioctl(scriptFd, FIONREAD, &available);
-        if (scriptFd < 0 || (entry.revents & POLLHUP) != 0 || (byteCount > 0 && available >= byteCount)) {
+        if ((entry.revents & POLLHUP) != 0 || (byteCount > 0 && available >= byteCount)) {
             return true;
         }
-        constexpr int pauseMs = 1;
-        poll(nullptr, 0, pauseMs);
     }
     return false;
 }

@@ -1,4 +1,4 @@
-// Executes the requests of the controller, the process that started the device, on the main thread while it sleeps.
+// Executes the requests of the controller (the process that started the device) while the program's main thread sleeps.
 #pragma once
 
 #include "sim/preload/board.h"
@@ -11,31 +11,32 @@
 
 namespace sim {
 
-/// A request is words separated by blanks, see the table in the source; an answer that begins with "error " refuses it.
-/// In virtual time the program stands still at the end of an iteration until it is told how many more to run.
+/// A request consists of words separated by blanks; the table in the source lists them. A reply that starts with
+/// "error " reports a failure. In virtual time the program stops at the end of an iteration until the controller
+/// requests more iterations.
 class ControllerLink {
 public:
     ControllerLink(Board& simulatedBoard, int socket);
 
     /// Serves requests until the controller sends "start".
     void waitForStart();
-    /// The program sleeps; a sleep of 1000 microseconds is one iteration of its main loop.
+    /// Called when the main thread sleeps; a sleep of 1000 microseconds is one iteration of the main loop.
     void sleep(std::uint64_t microseconds);
-    /// The output of the script that runs now; -1 when none runs.
+    /// The output pipe of the running script; -1 if none runs.
     void setScript(int fd) { scriptFd = fd; }
     [[nodiscard]] int getScript() const { return scriptFd; }
 
 private:
     using Words = std::istringstream;
-    struct Answer {
+    struct Request {
         std::string_view name;
-        std::string (*give)(ControllerLink& link, Words& words);
+        std::string (*execute)(ControllerLink& link, Words& words);
     };
-    static const Answer answers[];
+    static const Request requests[];
 
     void serveUntilResumed();
     void serveOne();
-    std::string answer(const std::string& request);
+    std::string execute(const std::string& text);
     std::string resume(std::uint64_t iterations);
     [[nodiscard]] std::string status();
     [[nodiscard]] bool awaitOutput(int byteCount) const;
@@ -45,12 +46,12 @@ private:
     Channel channel;
     int scriptFd = -1;
     std::uint64_t iteration = 0;
-    /// The iteration at whose end the program stands still.
+    /// The iteration at whose end the program stops.
     std::uint64_t stopAt = 1;
-    /// Whether virtual time runs no faster than real time while a script runs.
+    /// Whether virtual time is no faster than real time while a script runs.
     bool keepsPace = false;
     bool isResumed = false;
-    /// To the request to run.
+    /// Whether the reply to "run" is pending.
     bool owesReply = false;
 };
 

@@ -1,11 +1,11 @@
-// The C library's own functions, behind those of the same name that this library puts before them.
+// Access to the C library functions that the preloaded library overrides.
 #pragma once
 
 #include <dlfcn.h>
 
 namespace sim {
 
-/// The next definition of `name` after this library's.
+/// The definition of `name` that this library overrides.
 template <typename Function>
 Function* realCall(const char* name)
 {
@@ -14,7 +14,7 @@ Function* realCall(const char* name)
 
 } // namespace sim
 
-/// The real function of the same name and type as `name`, looked up once.
+/// The C library's function `name`, looked up once.
 #define REAL(name)                                                                                                     \
     ([] {                                                                                                              \
         static auto* const real = sim::realCall<decltype(::name)>(#name);                                              \

@@ -1,5 +1,5 @@
-// The functions that stand before those of the C library in a program that is started with this library preloaded. What
-// concerns the device goes to the simulated board, everything else goes on to the C library.
+// C library functions as the preloaded library overrides them. Calls for the device's hardware and files go to the
+// simulated board, all other calls to the C library.
 #include "sim/preload/board.h"
 #include "sim/preload/controller_link.h"
 #include "sim/preload/real_calls.h"
@@ -23,8 +23,7 @@
 
 namespace {
 
-/// Null in every process but the one that the simulator started, and there until the library is set up. Never
-/// destroyed: the program's threads may outlive static destruction.
+/// Never destroyed, because the program's threads may outlive static destruction.
 struct Simulation {
     sim::Board board;
     sim::ControllerLink link;
@@ -32,6 +31,7 @@ struct Simulation {
     Simulation(const char* root, int socket) : board(root), link(board, socket) {}
 };
 
+/// Null until the library is set up, and in processes that the controller did not start.
 Simulation* simulation = nullptr;
 
 /// -1 when the variable is not set.
@@ -41,7 +41,7 @@ int descriptorIn(const char* variable)
     return number == nullptr ? -1 : static_cast<int>(std::strtol(number, nullptr, 10));
 }
 
-/// Runs before the program's own static initialisation, which maps the GPIO block.
+/// Runs before the program's static initialisation, which maps the GPIO block.
 __attribute__((constructor)) void setUp()
 {
     const char* root = std::getenv(sim::rootVariable);
@@ -50,9 +50,8 @@ __attribute__((constructor)) void setUp()
     }
     const int fd = descriptorIn(sim::socketVariable);
     fcntl(fd, F_SETFD, FD_CLOEXEC);
-    // Loaded by now.
-    REAL(close)(descriptorIn(sim::libraryVariable));
-    // The scripts are the device's, but their processes are not the program.
+    REAL(close)(descriptorIn(sim::libraryVariable)); // the library is loaded
+    // The scripts run without the library.
     unsetenv("LD_PRELOAD");
     unsetenv(sim::socketVariable);
     unsetenv(sim::libraryVariable);
@@ -66,7 +65,7 @@ bool isDevice(int fd)
     return simulation != nullptr && simulation->board.endpointOf(fd) != sim::Endpoint::None;
 }
 
-/// The path to use in place of `path`. The buffer keeps it alive.
+/// Returns the path to use instead of `path`, valid as long as `buffer` is.
 const char* redirected(const char* path, std::string& buffer)
 {
     if (simulation != nullptr && path != nullptr) {
@@ -87,7 +86,7 @@ std::string shellQuoted(const std::string& text)
     return quoted + "'";
 }
 
-/// Whether the mode of a new file follows the flags.
+/// Whether a mode argument follows the flags.
 bool isModeGiven(int flags)
 {
     return (flags & (O_CREAT | O_TMPFILE)) != 0;
@@ -122,7 +121,7 @@ int queryStatus(const char* path, struct stat* result)
     return REAL(stat)(redirected(path, buffer), result);
 }
 
-/// What a new thread is to run.
+/// The function of a new thread.
 struct ThreadStart {
     void* (*routine)(void*);
     void* argument;
@@ -219,7 +218,7 @@ int stat(const char* path, struct stat* result)
 
 int stat64(const char* path, struct stat64* result)
 {
-    static_assert(sizeof(struct stat) == sizeof(struct stat64), "one and the same on a 64-bit system");
+    static_assert(sizeof(struct stat) == sizeof(struct stat64), "the same layout on a 64-bit system");
     return queryStatus(path, reinterpret_cast<struct stat*>(result));
 }
 
@@ -288,8 +287,7 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
 
 int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex)
 {
-    if (simulation == nullptr || sim::onMainThread() ||
-        condition == simulation->board.timeline.ownConditionVariable()) {
+    if (simulation == nullptr || sim::onMainThread() || simulation->board.timeline.owns(condition)) {
         return REAL(pthread_cond_wait)(condition, mutex);
     }
     const sim::Timeline::Waiting waiting(simulation->board.timeline, condition);
@@ -298,7 +296,7 @@ int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex)
 
 int pthread_cond_signal(pthread_cond_t* condition)
 {
-    if (simulation != nullptr && condition != simulation->board.timeline.ownConditionVariable()) {
+    if (simulation != nullptr && !simulation->board.timeline.owns(condition)) {
         simulation->board.timeline.wake(condition, false);
     }
     return REAL(pthread_cond_signal)(condition);
@@ -306,7 +304,7 @@ int pthread_cond_signal(pthread_cond_t* condition)
 
 int pthread_cond_broadcast(pthread_cond_t* condition)
 {
-    if (simulation != nullptr && condition != simulation->board.timeline.ownConditionVariable()) {
+    if (simulation != nullptr && !simulation->board.timeline.owns(condition)) {
         simulation->board.timeline.wake(condition, true);
     }
     return REAL(pthread_cond_broadcast)(condition);

@@ -1,4 +1,4 @@
-// The virtual clock and the bookkeeping of who is at rest.
+// The virtual clock and the count of busy threads.
 #include "sim/preload/timeline.h"
 
 #include <algorithm>
@@ -9,7 +9,7 @@ namespace sim {
 
 bool onMainThread()
 {
-    thread_local const bool isMain = gettid() == getpid(); // asked in every iteration of the program
+    thread_local const bool isMain = gettid() == getpid(); // cached: called in every iteration of the program
     return isMain;
 }
 
@@ -28,7 +28,7 @@ Timeline::Duration Timeline::now()
 void Timeline::pass(Duration duration)
 {
     if (!isVirtual) {
-        // Shorter than a sleep can be; a byte on the bus takes less than a microsecond.
+        // No sleep is as short as the transfer of a few bytes, which takes less than a microsecond each.
         constexpr Duration shortest = std::chrono::microseconds(50);
         if (duration >= shortest) {
             std::this_thread::sleep_for(duration);
@@ -40,25 +40,38 @@ void Timeline::pass(Duration duration)
         advance(lock, clock + duration);
         return;
     }
+    if (canAdvanceTo(clock + duration)) {
+        clock += duration;
+        return;
+    }
     Transfer transfer = {clock + duration};
     transfers.push_back(&transfer);
-    --busyThreads;
-    changed.notify_all();
-    changed.wait(lock, [&] { return transfer.isOver; });
+    endBusy(lock);
+    lock.lock();
+    transferEnded.wait(lock, [&] { return transfer.isOver; });
 }
 
-void Timeline::awaitRest()
+/// Whether the main thread would advance the clock to `time` next if the calling thread waited for it. The calling
+/// thread can then advance the clock itself, without switching to the main thread and back.
+bool Timeline::canAdvanceTo(Duration time) const
+{
+    return busyThreads == 1 && target && time <= *target &&
+           std::all_of(transfers.begin(), transfers.end(), [&](const Transfer* other) { return other->end > time; });
+}
+
+void Timeline::awaitIdle()
 {
     if (isVirtual) {
         std::unique_lock lock(mutex);
-        waitForRest(lock);
+        waitForIdle(lock);
     }
 }
 
 void Timeline::advance(std::unique_lock<std::mutex>& lock, Duration until)
 {
+    target = until;
     for (;;) {
-        waitForRest(lock);
+        waitForIdle(lock);
         const auto next = std::min_element(transfers.begin(), transfers.end(),
                                            [](const Transfer* a, const Transfer* b) { return a->end < b->end; });
         if (next == transfers.end() || (*next)->end > until) {
@@ -68,14 +81,32 @@ void Timeline::advance(std::unique_lock<std::mutex>& lock, Duration until)
         (*next)->isOver = true;
         transfers.erase(next);
         ++busyThreads;
-        changed.notify_all();
+        lock.unlock();
+        transferEnded.notify_all();
+        lock.lock();
     }
     clock = until;
+    target.reset();
 }
 
-void Timeline::waitForRest(std::unique_lock<std::mutex>& lock)
+void Timeline::waitForIdle(std::unique_lock<std::mutex>& lock)
 {
-    changed.wait(lock, [this] { return busyThreads == 0; });
+    becameIdle.wait(lock, [this] { return busyThreads == 0; });
+}
+
+/// Unlocks before it notifies, so that the main thread does not wake up only to wait for the lock.
+void Timeline::endBusy(std::unique_lock<std::mutex>& lock)
+{
+    const bool isIdle = --busyThreads == 0;
+    lock.unlock();
+    if (isIdle) {
+        becameIdle.notify_all();
+    }
+}
+
+bool Timeline::owns(const void* conditionVariable)
+{
+    return conditionVariable == becameIdle.native_handle() || conditionVariable == transferEnded.native_handle();
 }
 
 void Timeline::threadStarts()
@@ -86,30 +117,27 @@ void Timeline::threadStarts()
 
 void Timeline::threadEnds()
 {
-    const std::lock_guard lock(mutex);
-    --busyThreads;
-    changed.notify_all();
+    std::unique_lock lock(mutex);
+    endBusy(lock);
 }
 
 Timeline::Waiting::Waiting(Timeline& owner, const void* conditionVariable)
     : timeline(owner), condition(conditionVariable)
 {
-    const std::lock_guard lock(timeline.mutex);
+    std::unique_lock lock(timeline.mutex);
     timeline.waiters.push_back(this);
-    --timeline.busyThreads;
-    timeline.changed.notify_all();
+    timeline.endBusy(lock);
 }
 
 Timeline::Waiting::~Waiting()
 {
     const std::lock_guard lock(timeline.mutex);
-    if (!isWoken) { // it woke up by itself
+    if (!isWoken) { // a spurious wakeup
         timeline.waiters.remove(this);
         ++timeline.busyThreads;
     }
 }
 
-/// The woken count as busy from here on, not from when they get to run, so that the clock cannot slip past them.
 void Timeline::wake(const void* conditionVariable, bool all)
 {
     const std::lock_guard lock(mutex);

@@ -6,13 +6,14 @@
 #include <cstdint>
 #include <list>
 #include <mutex>
+#include <optional>
 
 namespace sim {
 
-/// In real time, sleeping sleeps. In virtual time the clock moves only while the main thread sleeps, and jumps from one
-/// event to the next: a transfer that another thread has begun ends exactly when its time has come, and the clock waits
-/// until that thread rests again, that is until it waits on a condition variable, for a transfer, or has ended. So what
-/// happens at which moment does not depend on the machine.
+/// In real time, `pass` sleeps. In virtual time the clock advances only while the main thread sleeps, and jumps from
+/// one event to the next. A transfer of another thread ends exactly at its end time. The clock does not advance while
+/// another thread is busy, that is, not waiting on a condition variable or for the end of a transfer. The order and the
+/// times of all events are therefore independent of the speed of the machine.
 class Timeline {
 public:
     using Duration = std::chrono::nanoseconds;
@@ -24,18 +25,18 @@ public:
     /// Time since the start.
     [[nodiscard]] Duration now();
 
-    /// The calling thread does nothing for that long.
+    /// Blocks the calling thread for that long.
     void pass(Duration duration);
 
-    /// In virtual time, waits until every other thread rests: all that can happen before the clock moves has happened.
-    void awaitRest();
+    /// In virtual time, waits until no other thread is busy: everything that happens at this time has happened.
+    void awaitIdle();
 
-    // What the threads other than the main one do, told by the intercepted calls.
+    // Called by the intercepted functions, for threads other than the main thread.
 
     void threadStarts();
     void threadEnds();
 
-    /// A thread's stay in a wait on a condition variable.
+    /// Lives while a thread waits on a condition variable.
     class Waiting {
     public:
         Waiting(Timeline& owner, const void* conditionVariable);
@@ -47,11 +48,12 @@ public:
         friend class Timeline;
         Timeline& timeline;
         const void* condition;
+        /// A woken thread counts as busy immediately, before it runs.
         bool isWoken = false;
     };
-    /// The one that this class waits on itself, which does not count.
-    [[nodiscard]] const void* ownConditionVariable() { return changed.native_handle(); }
-    /// One thread, or all, that wait on the condition variable are about to run.
+    /// Whether this class waits on the condition variable itself; such waits are not intercepted.
+    [[nodiscard]] bool owns(const void* conditionVariable);
+    /// Marks one thread that waits on the condition variable, or all of them, as busy.
     void wake(const void* conditionVariable, bool all);
 
 private:
@@ -61,15 +63,20 @@ private:
     };
 
     void advance(std::unique_lock<std::mutex>& lock, Duration until);
-    void waitForRest(std::unique_lock<std::mutex>& lock);
+    void waitForIdle(std::unique_lock<std::mutex>& lock);
+    [[nodiscard]] bool canAdvanceTo(Duration time) const;
+    void endBusy(std::unique_lock<std::mutex>& lock);
 
     std::chrono::steady_clock::time_point start;
     bool isVirtual = false;
 
     std::mutex mutex;
-    std::condition_variable changed;
+    std::condition_variable becameIdle;
+    std::condition_variable transferEnded;
     // Guarded by the mutex.
     Duration clock{};
+    /// Where the main thread advances the clock to; none while it runs.
+    std::optional<Duration> target;
     int busyThreads = 0;
     std::list<Transfer*> transfers;
     std::list<Waiting*> waiters;

@@ -53,7 +53,9 @@ Channel::~Channel()
 bool Channel::send(std::string_view message)
 {
     const auto size = static_cast<std::uint32_t>(message.size());
-    return sendAll(fd, reinterpret_cast<const char*>(&size), sizeof size) && sendAll(fd, message.data(), size);
+    std::string bytes(reinterpret_cast<const char*>(&size), sizeof size); // one write wakes the receiver once
+    bytes += message;
+    return sendAll(fd, bytes.data(), bytes.size());
 }
 
 std::optional<std::string> Channel::receive()
@@ -69,9 +71,9 @@ std::optional<std::string> Channel::receive()
     return message;
 }
 
-bool Channel::hasMessage(std::chrono::milliseconds patience) const
+bool Channel::hasMessage(std::chrono::milliseconds timeout) const
 {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
     for (;;) {
         const auto left =
             std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now()).count();

@@ -12,18 +12,18 @@ namespace sim {
 /// each with one message.
 class Channel {
 public:
-    /// Takes over the descriptor.
+    /// Takes ownership of the descriptor.
     explicit Channel(int socket) : fd(socket) {}
     Channel(const Channel&) = delete;
     Channel& operator=(const Channel&) = delete;
     ~Channel();
 
-    /// False when the other end is gone.
+    /// Returns false when the other end is closed.
     bool send(std::string_view message);
-    /// Waits for a message. Nothing when the other end is gone.
+    /// Blocks until a message arrives. Returns nothing when the other end is closed.
     std::optional<std::string> receive();
-    /// Whether `receive` would return at once, or will so within that time.
-    [[nodiscard]] bool hasMessage(std::chrono::milliseconds patience = {}) const;
+    /// Waits at most `timeout` for a message. True also when the other end is closed.
+    [[nodiscard]] bool hasMessage(std::chrono::milliseconds timeout = {}) const;
 
 private:
     int fd;

@@ -5,8 +5,9 @@
 #include <iterator>
 #include <string_view>
 
-/// The faults before the blank line only have an effect when the device is switched on with them.
 namespace sim::fault {
+
+// Faults that must be injected before the device is switched on.
 
 inline constexpr const char* absentMemory = "absent mem";
 inline constexpr const char* mappingFails = "mmap fails";
@@ -17,14 +18,16 @@ inline constexpr const char* refusedMode = "refused mode";
 inline constexpr const char* refusedBits = "refused bits";
 inline constexpr const char* refusedSpeed = "refused speed";
 
+// Faults that can be injected at any time.
+
 inline constexpr const char* failingDisplay = "failing spi";
-/// More than a byte at once comes through as its first half.
+/// A transfer of several bytes transmits only their first half.
 inline constexpr const char* shortTransfers = "short spi";
-/// A transfer takes a second.
+/// A transfer takes one second.
 inline constexpr const char* hangingDisplay = "hanging spi";
 inline constexpr const char* failingLeds = "failing i2c";
 inline constexpr const char* failingEncoder = "failing encoder";
-/// At its end, as if there was nothing left to come, and not for the moment only.
+/// A read returns end-of-file.
 inline constexpr const char* endedEncoder = "ended encoder";
 inline constexpr const char* noProcesses = "no processes";
 inline constexpr const char* forbiddenDrive = "forbidden drive";

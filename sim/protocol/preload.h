@@ -1,15 +1,15 @@
-// What the preloaded library and whoever starts a program with it have to agree on.
+// Names shared by the preloaded library and its controller.
 #pragma once
 
 namespace sim {
 
-/// The environment variable for the folder in which the device keeps its files.
+/// Environment variable: the folder with the device's files.
 inline constexpr const char* rootVariable = "DEVICE_ROOT";
-/// The environment variable for the number of the descriptor on which the library is told what to do.
+/// Environment variable: the number of the descriptor on which the library receives requests.
 inline constexpr const char* socketVariable = "SIM_SOCKET";
-/// The environment variable for the number of the descriptor from which the library is loaded.
+/// Environment variable: the number of the descriptor from which the library is loaded.
 inline constexpr const char* libraryVariable = "SIM_LIBRARY";
-/// A symbol by which the library can be told from any other.
+/// A symbol that identifies the library.
 inline constexpr const char* librarySymbol = "tonecrate_simulated_device";
 
 } // namespace sim

@@ -1,9 +1,9 @@
-// The order of presses.
+// The queue of presses.
 #include "sim/run/button_timer.h"
 
 namespace sim {
 
-std::optional<bool> ButtonTimer::move(std::uint64_t iteration)
+std::optional<bool> ButtonTimer::update(std::uint64_t iteration)
 {
     if (iteration < end || (!down && durations.empty())) {
         return std::nullopt;
@@ -20,8 +20,8 @@ std::optional<bool> ButtonTimer::move(std::uint64_t iteration)
 
 void ButtonTimer::queue(std::uint64_t duration)
 {
-    constexpr std::size_t most = 4; // of a key that repeats by being held down
-    if (durations.size() < most) {
+    constexpr std::size_t maxQueued = 4; // a key that is held down repeats
+    if (durations.size() < maxQueued) {
         durations.push_back(duration);
     }
 }

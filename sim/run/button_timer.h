@@ -9,20 +9,21 @@
 
 namespace sim {
 
-/// Presses wait for those before them to be over. Durations are in iterations of the device, which are the measure of
-/// its debouncing and its long press.
+/// Queues presses, so that they do not overlap. Durations are in iterations, because the device's debouncing and long
+/// press count iterations.
 class ButtonTimer {
 public:
     static constexpr std::uint64_t clickIterations = SimulatedDevice::clickIterations;
     static constexpr std::uint64_t holdIterations = 1100;
-    /// Between two presses.
+    /// The pause between two presses.
     static constexpr std::uint64_t pauseIterations = clickIterations;
 
     void click() { queue(clickIterations); }
     void hold() { queue(holdIterations); }
 
-    /// Whether to press (true) or to release (false) at that iteration; to be asked often, with rising iterations.
-    [[nodiscard]] std::optional<bool> move(std::uint64_t iteration);
+    /// Returns true to press and false to release the button at that iteration. Must be called regularly, with
+    /// non-decreasing iterations.
+    [[nodiscard]] std::optional<bool> update(std::uint64_t iteration);
     [[nodiscard]] bool isDown() const { return down; }
 
 private:
@@ -30,7 +31,7 @@ private:
 
     std::deque<std::uint64_t> durations;
     bool down = false;
-    /// When the press, or the pause after it, is over.
+    /// The iteration at which the current press, or the pause after it, ends.
     std::uint64_t end = 0;
 };
 

@@ -1,4 +1,4 @@
-// Calling the tools, and cleaning up behind them.
+// Runs the tools, and removes the files that they create.
 #include "sim/run/device_files.h"
 
 #include "sim/run/process.h"
@@ -25,7 +25,7 @@ struct Tool {
     const char* package;
 };
 
-/// What the scripts need beyond the commands that every system has.
+/// The tools that the scripts need and that are not installed on every system.
 constexpr Tool neededTools[] = {
     {"bash", "bash"},        {"openssl", "openssl"}, {"mcopy", "mtools"},     {"mdir", "mtools"},
     {"sfdisk", "fdisk"},     {"gzip", "gzip"},       {"tar", "tar"},          {"mkfs.vfat", "dosfstools"},
@@ -76,7 +76,7 @@ DeviceFiles::DeviceFiles(fs::path scriptFolder, fs::path firmwareFolder)
 
 DeviceFiles::~DeviceFiles()
 {
-    // A script that has just been killed may still be at work for a moment.
+    // A script that has just been killed may still create a file.
     constexpr int attempts = 20;
     constexpr auto pause = std::chrono::milliseconds(50);
     std::error_code error;
@@ -95,7 +95,7 @@ void DeviceFiles::makeFolder()
     const std::string parent = temporary == nullptr || *temporary == '\0' ? "/tmp" : temporary;
     std::string path = fs::absolute(parent) / "tonecrate.XXXXXX";
     if (mkdtemp(path.data()) == nullptr) {
-        throw std::runtime_error("cannot make a folder in " + parent + ": " + std::strerror(errno));
+        throw std::runtime_error("cannot create a folder in " + parent + ": " + std::strerror(errno));
     }
     folder = path;
 }
@@ -106,7 +106,7 @@ std::string DeviceFiles::run(const std::string& script, const std::vector<std::s
     checkSignals();
     if (result.waitStatus != 0) {
         const std::string reason = lastLineOf(result.output);
-        throw std::runtime_error(reason.empty() ? script + " fails without a word" : reason);
+        throw std::runtime_error(reason.empty() ? script + " failed without a message" : reason);
     }
     return std::move(result.output);
 }

@@ -10,30 +10,32 @@
 
 namespace sim {
 
-/// Every operation throws std::runtime_error with one line when it fails.
+/// Every operation throws std::runtime_error with a message of one line when it fails.
 class DeviceFiles {
 public:
-    /// The version that the firmware files carry.
+    /// The version in the firmware files.
     static constexpr std::string_view version = "2.0.0";
 
-    /// `firmwareFolder` holds what is packed into the firmware files.
+    /// `firmwareFolder` has the contents of the firmware files.
     DeviceFiles(std::filesystem::path scriptFolder, std::filesystem::path firmwareFolder);
     DeviceFiles(const DeviceFiles&) = delete;
     DeviceFiles& operator=(const DeviceFiles&) = delete;
-    /// Removes the temporary folder and all that was made.
+    /// Removes the temporary folder.
     ~DeviceFiles();
 
-    /// The root folder of a device in use; `memoryKib` is what it takes for the size of its memory, 0 for the real one.
+    /// Creates the root folder of a device with firmware and presets. `memoryKib` is the size of the internal memory
+    /// that the scripts assume; 0 for the actual size.
     [[nodiscard]] std::filesystem::path makeDevice(int memoryKib = 0) const;
     [[nodiscard]] std::filesystem::path makeDrive(DriveKind kind) const;
-    /// Checks the device's memory byte by byte, in an outcome other than LeftAlone, and says in one line what it holds.
+    /// Compares the internal memory byte by byte with the expected contents after `outcome`, which is not Unchanged.
+    /// Returns a line that describes the contents.
     std::string verify(const std::filesystem::path& device, Outcome outcome) const;
 
 private:
     void makeFolder();
     [[nodiscard]] std::filesystem::path keys() const;
     [[nodiscard]] std::filesystem::path firmwareFile() const;
-    /// Returns what the script wrote.
+    /// Returns the output of the script.
     std::string run(const std::string& script, const std::vector<std::string>& arguments) const;
 
     std::filesystem::path scripts;
@@ -41,7 +43,7 @@ private:
     std::filesystem::path folder;
 };
 
-/// The content of a device's internal memory.
+/// Reads a device's internal memory.
 [[nodiscard]] std::string memoryContent(const std::filesystem::path& device);
 
 } // namespace sim

@@ -27,7 +27,7 @@ FrameFolder::FrameFolder(fs::path path) : folder(std::move(path))
 {
     std::error_code error;
     if (!folder.empty() && !fs::create_directories(folder, error) && !fs::is_directory(folder)) {
-        throw std::runtime_error("cannot make the folder " + folder.string() + ": " + error.message());
+        throw std::runtime_error("cannot create the folder " + folder.string() + ": " + error.message());
     }
 }
 

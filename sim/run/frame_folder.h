@@ -1,4 +1,4 @@
-// Saving the screens of a run.
+// Saves the screens of a run as PNG files.
 #pragma once
 
 #include "sim/models/screen.h"
@@ -11,11 +11,12 @@ namespace sim {
 
 class FrameFolder {
 public:
-    /// Makes the folder if need be; an empty path saves nothing. Throws std::runtime_error when it cannot be made.
+    /// Creates the folder if it does not exist. With an empty path, nothing is saved. Throws std::runtime_error when
+    /// the folder cannot be created.
     explicit FrameFolder(std::filesystem::path path);
 
-    /// Saves the screen, a pixel a pixel, as 0001.png, 0002.png and so on unless it has been saved before; one that has
-    /// a name as 0003-NAME.png.
+    /// Saves the screen under the next number, as 0001.png or, with a name, as 0001-NAME.png. A screen that has been
+    /// saved already is ignored.
     void add(const Screen& screen, const std::string& name);
 
 private:
@@ -23,7 +24,7 @@ private:
     std::set<Screen> saved;
 };
 
-/// Saves a screen, twice as large for a person to look at, under a new name in the current folder, and returns it.
+/// Saves the screen at twice its size in the current folder, under a new name, and returns the name.
 std::string saveScreenshot(const Screen& screen);
 
 } // namespace sim

@@ -1,4 +1,4 @@
-// The loop of a live session.
+// The loop of an interactive session.
 #include "sim/run/live_session.h"
 
 #include "sim/run/signals.h"
@@ -18,8 +18,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr auto frameInterval = std::chrono::milliseconds(33);
 
-/// How long the updater may be stuck before the session is given up.
-constexpr auto patience = std::chrono::seconds(5);
+/// How long the updater may take to reply.
+constexpr auto replyTimeout = std::chrono::seconds(5);
 
 /// Slow enough for a person to read the progress lines.
 constexpr const char* scriptPace = "STEP_SECONDS=0.25";
@@ -27,7 +27,7 @@ constexpr const char* scriptPace = "STEP_SECONDS=0.25";
 DeviceSetup completed(DeviceSetup setup)
 {
     setup.time = Time::Real;
-    setup.patience = patience;
+    setup.timeout = replyTimeout;
     setup.whileWaiting = checkSignals;
     setup.environment.emplace_back(scriptPace);
     return setup;
@@ -46,7 +46,7 @@ void LiveSession::run()
     try {
         showUntilQuit();
     } catch (const DeviceEnded&) {
-        device.waitForEnd(); // and then it is told in the report
+        device.waitForEnd(); // `report` prints how it ended
     }
 }
 
@@ -71,7 +71,7 @@ void LiveSession::showUntilQuit()
         if (Clock::now() >= nextFrame) {
             nextFrame = Clock::now() + frameInterval;
             updateButton();
-            look();
+            updateSnapshot();
             view.draw(snapshot);
         }
     }
@@ -88,10 +88,10 @@ void LiveSession::handle(Command command)
         return buttonTimer.click();
     case Command::Hold:
         return buttonTimer.hold();
-    case Command::PlugDrive:
-        return plug();
-    case Command::PullDrive:
-        return pull();
+    case Command::InsertDrive:
+        return insertDrive();
+    case Command::EjectDrive:
+        return ejectDrive();
     case Command::Screenshot:
         return saveScreen();
     case Command::Redraw:
@@ -105,17 +105,17 @@ void LiveSession::handle(Command command)
     }
 }
 
-void LiveSession::plug()
+void LiveSession::insertDrive()
 {
-    snapshot.message = device.hasDrive() ? "there is a drive already" : "drive plugged in";
+    snapshot.message = device.hasDrive() ? "a drive is already inserted" : "drive inserted";
     if (!device.hasDrive()) {
         device.plug(drive);
     }
 }
 
-void LiveSession::pull()
+void LiveSession::ejectDrive()
 {
-    snapshot.message = device.hasDrive() ? "drive pulled out" : "there is no drive to pull";
+    snapshot.message = device.hasDrive() ? "drive ejected" : "no drive to eject";
     device.unplug();
 }
 
@@ -131,12 +131,12 @@ void LiveSession::saveScreen()
 
 void LiveSession::updateButton()
 {
-    if (const auto isPress = buttonTimer.move(device.iteration())) {
+    if (const auto isPress = buttonTimer.update(device.iteration())) {
         *isPress ? device.press() : device.release();
     }
 }
 
-void LiveSession::look()
+void LiveSession::updateSnapshot()
 {
     snapshot.screen = device.screen();
     snapshot.leds = device.leds();
@@ -161,7 +161,7 @@ bool LiveSession::report()
         reportEnd();
     }
     for (const std::string& violation : violations) {
-        std::cerr << "tonecrate-simulator: the updater misused the hardware: " << violation << '\n';
+        std::cerr << "tonecrate-simulator: protocol violation: " << violation << '\n';
     }
     return !hasEnded && violations.empty();
 }

@@ -1,4 +1,4 @@
-// A person at a device: keys in, the screen out, in real time.
+// Interactive use of a device in a terminal, in real time.
 #pragma once
 
 #include "sim/device/simulated_device.h"
@@ -15,23 +15,23 @@ namespace sim {
 
 class LiveSession {
 public:
-    /// Starts the device. Its setup names the updater, the library and the root.
+    /// Starts the device. `setup` gives the updater, the library and the root.
     LiveSession(DeviceSetup setup, std::filesystem::path driveImage, const ReferenceScreens& chosenReferences,
                 FrameFolder& chosenFrames);
 
-    /// Until the person quits, or the updater ends. Throws Interrupted, and std::runtime_error when something fails.
+    /// Returns when the user quits or the updater ends. Throws Interrupted and std::runtime_error.
     void run();
-    /// Tells what there is to tell after the screen is gone; false when something was wrong.
-    bool report();
+    /// Prints the results after `run`. Returns false if the updater ended or violated a protocol.
+    [[nodiscard]] bool report();
 
 private:
     void showUntilQuit();
     void handle(Command command);
-    void plug();
-    void pull();
+    void insertDrive();
+    void ejectDrive();
     void saveScreen();
     void updateButton();
-    void look();
+    void updateSnapshot();
     void reportEnd();
 
     const std::filesystem::path drive;

@@ -1,4 +1,4 @@
-// The screen on top, and four lines under it: the lamps, the keys, the state, and a hint or a protocol violation.
+// The screen, and four lines below it: the LEDs, the keys, the state, and a hint or a protocol violation.
 #include "sim/run/live_view.h"
 
 #include <algorithm>
@@ -29,7 +29,7 @@ std::string sizeText(Size size)
     return std::to_string(size.columns) + "x" + std::to_string(size.rows);
 }
 
-/// Text that may hold any bytes, such as a path.
+/// Replaces characters outside of ASCII, which a path may contain.
 std::wstring wide(const std::string& text)
 {
     std::wstring result;
@@ -45,13 +45,13 @@ std::string stateLine(const Snapshot& snapshot)
     std::array<char, 32> time{};
     std::snprintf(time.data(), time.size(), "%.1f s", static_cast<double>(snapshot.iteration) / 1000);
     std::string text = time.data();
-    text += snapshot.hasDrive ? "  drive in" : "  no drive";
+    text += snapshot.hasDrive ? "  drive inserted" : "  no drive";
     text += snapshot.isButtonDown ? "  button down" : "";
-    text += snapshot.isScriptRunning ? "  script runs" : "";
+    text += snapshot.isScriptRunning ? "  script running" : "";
     return text + (snapshot.message.empty() ? "" : "  " + snapshot.message);
 }
 
-constexpr const wchar_t* keyHelp = L"\u2190\u2192 turn  space click  p hold  i/e drive in/out  s save  q quit";
+constexpr const wchar_t* keyHelp = L"\u2190\u2192 turn  space click  p hold  i insert  e eject  s save  q quit";
 
 } // namespace
 
@@ -111,7 +111,7 @@ void LiveView::drawGreys(const Screen& screen)
     }
 }
 
-/// The bar of six, then four lamps of three colours, each with its brightness in hexadecimal digits.
+/// The six LEDs of the bar, then four RGB LEDs, each with its brightness in hexadecimal digits.
 void LiveView::drawLeds(int row, const std::array<std::uint8_t, 18>& leds)
 {
     constexpr std::size_t lamps = 4;
@@ -144,7 +144,7 @@ void LiveView::drawLeds(int row, const std::array<std::uint8_t, 18>& leds)
 std::wstring LiveView::hint() const
 {
     const std::string now = "window " + sizeText({terminal.columns(), terminal.rows()}) + ": ";
-    const std::string greys = terminal.hasGreys() ? sizeText(greysSize) + " shows the greys" : "";
+    const std::string greys = terminal.hasGreys() ? sizeText(greysSize) + " shows four greys" : "";
     if (!fits(smallSize, terminal.columns(), terminal.rows())) {
         return wide(now + "too small, " + sizeText(pixelsSize) + " shows every pixel");
     }

@@ -1,4 +1,4 @@
-// How a running device is laid out on a terminal.
+// Draws the device on a terminal.
 #pragma once
 
 #include "sim/models/screen.h"
@@ -11,7 +11,7 @@
 
 namespace sim {
 
-/// What there is to see of a device at one moment.
+/// The visible state of a device.
 struct Snapshot {
     Screen screen{};
     std::array<std::uint8_t, 18> leds{};
@@ -19,19 +19,19 @@ struct Snapshot {
     bool hasDrive = false;
     bool isButtonDown = false;
     bool isScriptRunning = false;
-    /// The last thing that the program has to say.
+    /// The result of the last command.
     std::string message{};
-    /// What the updater did wrong; empty for nothing.
+    /// The last protocol violation; empty for none.
     std::string violation{};
 };
 
-/// How much of the screen a window can show.
+/// How the screen is drawn, which depends on the size of the window.
 enum class Detail {
-    /// Every pixel in its grey.
+    /// Every pixel in four greys.
     Greys,
-    /// Every pixel, light or dark.
+    /// Every pixel in black and white.
     Pixels,
-    /// A dot for four pixels.
+    /// One dot for four pixels.
     Small,
 };
 
@@ -42,7 +42,7 @@ public:
     explicit LiveView(Terminal& chosenTerminal) : terminal(chosenTerminal) {}
 
     void draw(const Snapshot& snapshot);
-    /// Draws everything anew the next time, for a window of possibly another size.
+    /// Redraws everything at the next `draw`, for the current size of the window.
     void reset();
 
 private:

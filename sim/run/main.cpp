@@ -1,4 +1,4 @@
-// Runs the updater on a simulated device, live or in a scenario.
+// Runs the updater on a simulated device, interactively or in a scenario.
 #include "sim/run/device_files.h"
 #include "sim/run/frame_folder.h"
 #include "sim/run/live_session.h"
@@ -55,7 +55,7 @@ int runScenario(const sim::Options& options, const sim::Scenario& scenario)
         const sim::DeviceFiles deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
         sim::ScenarioRunner runner(scenario, deviceFiles, {references, frames, log},
                                    setupOf(options, deviceFiles.makeDevice(scenario.memoryKib)));
-        const std::string verified = runner.perform();
+        const std::string verified = runner.run();
         std::cout << scenario.name << ": passed: " << verified << std::endl;
         return std::cout ? 0 : failed;
     } catch (const std::runtime_error& error) {
@@ -70,14 +70,14 @@ int runLive(const sim::Options& options)
     const sim::ReferenceScreens references(TONECRATE_SCREENS);
     sim::FrameFolder frames(options.frames);
     const sim::DeviceFiles deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
-    std::cout << "Making a device and a drive ..." << std::endl;
+    std::cout << "Creating a device and a drive ..." << std::endl;
     const fs::path drive = deviceFiles.makeDrive(sim::DriveKind::Firmware);
     sim::LiveSession session(setupOf(options, deviceFiles.makeDevice()), drive, references, frames);
     session.run();
     return session.report() ? 0 : failed;
 }
 
-/// So that nothing that is opened later takes the place of one that is closed.
+/// Opens closed standard streams on /dev/null, so that no other file gets their descriptors.
 void occupyStandardStreams()
 {
     int fd = STDIN_FILENO;

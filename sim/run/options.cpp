@@ -1,4 +1,4 @@
-// The options, and the scenario that can be asked for.
+// Parses the options, and prints the help text.
 #include "sim/run/options.h"
 
 #include "sim/run/scenarios.h"
@@ -74,20 +74,20 @@ std::string helpText()
     text
         << "usage: tonecrate-simulator [--play NAME] [--frames DIR] [--updater PATH] [--preload PATH] [--scripts DIR]\n"
            "\n"
-           "Runs the updater on a simulated device. In a terminal the screen is live and the keys are the knob; "
-           "without\n"
-           "a terminal, or with --play, a whole run plays by itself and is checked.\n"
+           "Runs the updater on a simulated device. In a terminal, shows the screen and accepts keys for the knob, "
+           "the\n"
+           "button and the drive. Without a terminal, or with --play, runs a scenario and checks its result.\n"
            "\n"
-           "  --frames DIR    saves every screen as a PNG file, pixel for pixel, numbered in order\n"
+           "  --frames DIR    save every screen as a numbered PNG file\n"
            "  --updater PATH  the updater to run\n"
            "  --preload PATH  the library that simulates the device's hardware\n"
-           "  --scripts DIR   the device's scripts and the tools around them\n"
-           "  --play NAME     is one of\n";
+           "  --scripts DIR   the folder with the device's scripts and the tools that create devices and drives\n"
+           "  --play NAME     run a scenario:\n";
     for (const Scenario& scenario : allScenarios()) {
         text << "    " << scenario.name << std::string(16 - scenario.name.size(), ' ') << scenario.summary << '\n';
     }
     text << "\n"
-            "Exit status: 0 all was well, 1 something went wrong, 2 wrong usage.\n";
+            "Exit status: 0 success, 1 failure, 2 wrong usage.\n";
     return text.str();
 }
 

@@ -1,4 +1,4 @@
-// What the simulator was asked for on its command line.
+// The command line of the simulator.
 #pragma once
 
 #include <filesystem>
@@ -11,23 +11,23 @@ namespace sim {
 struct Options {
     std::filesystem::path updater{};
     std::filesystem::path preload{};
-    /// The folder of the reference scripts and the tools around them.
+    /// The folder with the device's scripts and the tools that create devices and drives.
     std::filesystem::path scripts{};
-    /// The scenario to perform; empty for none.
+    /// The name of the scenario to run; empty for none.
     std::string scenario{};
-    /// Where to save every screen; empty for nowhere.
+    /// The folder in which to save every screen; empty for none.
     std::filesystem::path frames{};
     bool wantsHelp = false;
 };
 
-/// The command line is wrong; `what` says in one line how.
+/// An error in the command line, described in one line.
 class UsageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// What the arguments, without the program's name, change in the defaults. An option's value is the next argument or
-/// stands behind "=". Throws UsageError.
+/// Returns `defaults` with the changes that `arguments` (without the program's name) request. The value of an option is
+/// the next argument or follows "=". Throws UsageError.
 [[nodiscard]] Options parseOptions(std::span<const std::string> arguments, const Options& defaults);
 
 /// The text of --help. Its first line is the usage line.

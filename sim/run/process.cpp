@@ -1,4 +1,4 @@
-// Starting a program with its output on a pipe.
+// Starts a program with its output on a pipe.
 #include "sim/run/process.h"
 
 #include <array>
@@ -18,13 +18,13 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Both ends close by themselves.
+/// The destructor closes both ends.
 class Pipe {
 public:
     Pipe()
     {
         if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-            throw std::runtime_error(std::string("cannot make a pipe: ") + std::strerror(errno));
+            throw std::runtime_error(std::string("cannot create a pipe: ") + std::strerror(errno));
         }
     }
     Pipe(const Pipe&) = delete;

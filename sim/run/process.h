@@ -1,4 +1,4 @@
-// Running other programs.
+// Runs other programs.
 #pragma once
 
 #include <filesystem>
@@ -9,16 +9,17 @@
 namespace sim {
 
 struct ProcessResult {
-    /// As waitpid tells it.
+    /// See waitpid.
     int waitStatus;
-    /// What the program wrote, to whichever output.
+    /// Standard output and standard error.
     std::string output;
 };
 
-/// Runs a program with nothing to read, and waits for its end. Throws std::runtime_error when it cannot be started.
+/// Runs a program with an empty standard input, and waits for its end. Throws std::runtime_error when it cannot be
+/// started.
 [[nodiscard]] ProcessResult runProcess(const std::filesystem::path& program, const std::vector<std::string>& arguments);
 
-/// Where the scripts would find a tool: on the PATH, or in the folders for system tools.
+/// Searches the PATH and then /usr/sbin and /sbin, as the scripts do.
 [[nodiscard]] std::optional<std::filesystem::path> findTool(const std::string& name);
 
 } // namespace sim

@@ -1,4 +1,4 @@
-// Reading the pictures back into grey levels.
+// Converts the pictures to grey levels.
 #include "sim/run/reference_screens.h"
 
 #include "sim/device/png_file.h"
@@ -17,14 +17,14 @@ Screen readScreen(const fs::path& path)
     const Picture picture = readPng(path);
     Screen screen{};
     if (picture.pixels.size() != screen.size()) {
-        throw std::runtime_error("not the size of a screen: " + path.string());
+        throw std::runtime_error("not a picture of 256 by 160 pixels: " + path.string());
     }
     constexpr int levelStep = 85;
     std::transform(picture.pixels.begin(), picture.pixels.end(), screen.begin(), [](const Colour& colour) {
         return static_cast<std::uint8_t>((255 - colour.green + levelStep / 2) / levelStep);
     });
     if (pictureOf(screen).pixels != picture.pixels) {
-        throw std::runtime_error("not in the greys of a screen: " + path.string());
+        throw std::runtime_error("not a picture in the four greys of the display: " + path.string());
     }
     return screen;
 }

@@ -1,4 +1,4 @@
-// The reference pictures by which screens are recognised.
+// Recognises screens by reference pictures.
 #pragma once
 
 #include "sim/models/screen.h"
@@ -12,11 +12,11 @@ namespace sim {
 
 class ReferenceScreens {
 public:
-    /// Takes in every NAME.png of the folder, pixel for pixel. Throws std::runtime_error when one cannot be read.
+    /// Reads every NAME.png of the folder. Throws std::runtime_error when a picture is not a screen.
     explicit ReferenceScreens(const std::filesystem::path& folder);
 
     [[nodiscard]] bool contains(std::string_view name) const;
-    /// The name of the picture that is exactly this screen; empty when there is none.
+    /// The name of the picture that equals the screen in every pixel; empty if there is none.
     [[nodiscard]] std::string nameOf(const Screen& screen) const;
 
 private:

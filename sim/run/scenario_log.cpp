@@ -1,4 +1,4 @@
-// Captions and braille pictures.
+// Event lines and braille pictures.
 #include "sim/run/scenario_log.h"
 
 #include "sim/run/text_picture.h"
@@ -16,7 +16,7 @@ namespace {
 constexpr int rowsPerCharacter = 4;
 constexpr int textRows = screenHeight / rowsPerCharacter;
 
-/// Where the wheel turns, with the end columns and rows.
+/// The area of the busy indicator; the ends are exclusive.
 constexpr int wheelLeft = 102;
 constexpr int wheelRight = 154;
 constexpr int wheelTop = 104;
@@ -43,27 +43,26 @@ bool isRowEqual(const Screen& a, const Screen& b, int y)
 
 } // namespace
 
-void ScenarioLog::say(std::uint64_t moment, const std::string& text)
+void ScenarioLog::printEvent(std::uint64_t iteration, const std::string& text)
 {
     std::array<char, 32> time{};
-    std::snprintf(time.data(), time.size(), "%8.3f s  ", static_cast<double>(moment) / 1000);
+    std::snprintf(time.data(), time.size(), "%8.3f s  ", static_cast<double>(iteration) / 1000);
     out << time.data() << text << std::endl;
     if (!out) {
-        throw std::runtime_error("cannot write to the standard output");
+        throw std::runtime_error("cannot write to standard output");
     }
 }
 
-void ScenarioLog::show(std::uint64_t moment, const Screen& screen, const std::string& name)
+void ScenarioLog::printScreen(std::uint64_t iteration, const Screen& screen, const std::string& name)
 {
     const Rows rows = changedRows(withoutWheel(screen));
     if (rows.first >= rows.end) {
         return;
     }
-    // A line or two of text, which says more alone than in the same screen again.
-    constexpr int littleChange = 24;
+    constexpr int littleChange = 24; // pixel rows: one or two lines of text
     const bool isWhole = rows.end - rows.first > littleChange || !name.empty();
-    say(moment, name.empty() ? "the screen shows" : "the screen shows \"" + name + "\"");
-    print(screen, isWhole ? Rows{0, screenHeight} : rows);
+    printEvent(iteration, name.empty() ? "screen:" : "screen \"" + name + "\":");
+    printRows(screen, isWhole ? Rows{0, screenHeight} : rows);
     last = withoutWheel(screen);
 }
 
@@ -79,8 +78,8 @@ ScenarioLog::Rows ScenarioLog::changedRows(const Screen& screen) const
     return rows;
 }
 
-/// Without the empty rows at the bottom, and the blanks at the ends of rows.
-void ScenarioLog::print(const Screen& screen, Rows rows)
+/// Omits empty rows at the bottom and blanks at the end of a row.
+void ScenarioLog::printRows(const Screen& screen, Rows rows)
 {
     const auto text = brailleRows(dotsOf(screen));
     int end = std::min((rows.end + rowsPerCharacter - 1) / rowsPerCharacter, textRows);

@@ -1,4 +1,4 @@
-// What a scenario prints: a line for everything that happens, and the screens as text.
+// Prints the events of a scenario, and the screens as text.
 #pragma once
 
 #include "sim/models/screen.h"
@@ -14,11 +14,12 @@ class ScenarioLog {
 public:
     explicit ScenarioLog(std::ostream& stream) : out(stream) {}
 
-    /// The moment is an iteration, of about a millisecond. Both throw std::runtime_error when nothing can be printed.
-    void say(std::uint64_t moment, const std::string& text);
-    /// Prints the screen unless only the wheel has turned since the last one; when little else has changed, only the
-    /// rows that have.
-    void show(std::uint64_t moment, const Screen& screen, const std::string& name);
+    // Both operations print the iteration as seconds, and throw std::runtime_error when the stream fails.
+
+    void printEvent(std::uint64_t iteration, const std::string& text);
+    /// Prints nothing if only the busy indicator has changed since the last screen, and only the changed rows if at
+    /// most a few rows of an unnamed screen have changed.
+    void printScreen(std::uint64_t iteration, const Screen& screen, const std::string& name);
 
 private:
     struct Rows {
@@ -27,7 +28,7 @@ private:
     };
 
     [[nodiscard]] Rows changedRows(const Screen& screen) const;
-    void print(const Screen& screen, Rows rows);
+    void printRows(const Screen& screen, Rows rows);
 
     std::ostream& out;
     std::optional<Screen> last;

@@ -1,4 +1,4 @@
-// The acts of a scenario, and the watching in between.
+// Executes the steps of a scenario, and prints what happens.
 #include "sim/run/scenario_runner.h"
 
 #include "sim/run/signals.h"
@@ -12,14 +12,14 @@ namespace sim {
 
 namespace {
 
-/// Iterations from one look at the device to the next; it sends no more than one frame in that time.
-constexpr std::uint64_t glance = 20;
+/// Iterations between two observations of the device, which sends at most one frame in that time.
+constexpr std::uint64_t observationInterval = 20;
 
-/// How long, in iterations, the device may take for anything.
+/// How long, in iterations, to wait for a screen or a script.
 constexpr std::uint64_t longestWait = 60000;
 
-/// How long its program may be stuck in one iteration.
-constexpr auto patience = std::chrono::seconds(20);
+/// How long the updater may take to reply.
+constexpr auto replyTimeout = std::chrono::seconds(20);
 
 /// Long enough for every progress line to be drawn.
 constexpr const char* scriptPace = "STEP_SECONDS=0.05";
@@ -27,7 +27,7 @@ constexpr const char* scriptPace = "STEP_SECONDS=0.05";
 DeviceSetup completed(DeviceSetup setup)
 {
     setup.time = Time::VirtualPaced;
-    setup.patience = patience;
+    setup.timeout = replyTimeout;
     setup.whileWaiting = checkSignals;
     setup.environment.emplace_back(scriptPace);
     return setup;
@@ -41,38 +41,38 @@ ScenarioRunner::ScenarioRunner(const Scenario& chosenScenario, const DeviceFiles
       drive(deviceFiles.makeDrive(scenario.drive)), device(completed(std::move(setup)))
 {}
 
-std::string ScenarioRunner::perform()
+std::string ScenarioRunner::run()
 {
     try {
         observe();
         for (const auto& phase : scenario.phases) {
             for (const Step& step : phase) {
-                perform(step);
+                execute(step);
             }
         }
         return checkEnd();
     } catch (const DeviceEnded&) {
-        throw std::runtime_error(tellEnd());
+        throw std::runtime_error(describeEnd());
     }
 }
 
-void ScenarioRunner::perform(const Step& step)
+void ScenarioRunner::execute(const Step& step)
 {
     switch (step.action) {
     case Action::AwaitScreen:
         return awaitScreen(step.what);
     case Action::AwaitScript:
         return awaitScript(step.what);
-    case Action::Plug:
+    case Action::InsertDrive:
         rememberMemory();
         device.plug(drive);
-        return say("the drive is plugged in");
-    case Action::Pull:
+        return print("drive inserted");
+    case Action::EjectDrive:
         device.unplug();
-        return say("the drive is pulled out");
+        return print("drive ejected");
     case Action::TurnRight:
         device.turn(1);
-        return say("the knob is turned to the right");
+        return print("knob turned right");
     case Action::Click:
         return click();
     }
@@ -81,74 +81,74 @@ void ScenarioRunner::perform(const Step& step)
 void ScenarioRunner::awaitScreen(std::string_view name)
 {
     if (!observers.references.contains(name)) {
-        throw std::runtime_error("there is no reference picture " + std::string(name) + ".png");
+        throw std::runtime_error("no reference picture " + std::string(name) + ".png");
     }
-    runUntil([&] { return screenName == name; }, "the screen \"" + std::string(name) + "\"", glance);
+    runUntil([&] { return screenName == name; }, "screen \"" + std::string(name) + "\"", observationInterval);
 }
 
 void ScenarioRunner::awaitScript(std::string_view command)
 {
-    constexpr std::uint64_t atOnce = 1;
-    runUntil([&] { return scripts.size() > scriptsAwaited; }, std::string(command) + " to start", atOnce);
+    constexpr std::uint64_t everyIteration = 1;
+    runUntil([&] { return scripts.size() > scriptsAwaited; }, "start of " + std::string(command), everyIteration);
     const std::string& started = scripts[scriptsAwaited++];
     if (started != command) {
-        throw std::runtime_error(started + " was started instead of " + std::string(command));
+        throw std::runtime_error("started " + started + " instead of " + std::string(command));
     }
 }
 
 void ScenarioRunner::click()
 {
     rememberMemory();
-    say("the knob is clicked");
+    print("button clicked");
     device.press();
-    runGlancing(SimulatedDevice::clickIterations);
+    runObserving(SimulatedDevice::clickIterations);
     device.release();
-    runGlancing(SimulatedDevice::clickIterations);
+    runObserving(SimulatedDevice::clickIterations);
 }
 
 std::string ScenarioRunner::checkEnd()
 {
     const std::string finalScreen = screenName;
-    constexpr std::uint64_t aftermath = 500;
-    run(aftermath);
+    constexpr std::uint64_t settlingIterations = 500;
+    runOnce(settlingIterations);
     const auto violations = device.violations();
     if (!violations.empty()) {
-        throw std::runtime_error("the updater misused the hardware: " + violations.front());
+        throw std::runtime_error("protocol violation: " + violations.front());
     }
     if (screenName != finalScreen) {
-        throw std::runtime_error("the screen \"" + finalScreen + "\" does not stay");
+        throw std::runtime_error("screen \"" + finalScreen + "\" did not stay");
     }
     if (scripts.size() != scriptsAwaited) {
-        throw std::runtime_error("an unexpected script was started: " + scripts[scriptsAwaited]);
+        throw std::runtime_error("unexpected script: " + scripts[scriptsAwaited]);
     }
-    if (scenario.outcome != Outcome::LeftAlone) {
+    if (scenario.outcome != Outcome::Unchanged) {
         return deviceFiles.verify(device.root(), scenario.outcome);
     }
     if (memoryContent(device.root()) != memoryBeforeScript) {
-        throw std::runtime_error("the script that failed has changed the internal memory");
+        throw std::runtime_error("the failed script changed the internal memory");
     }
-    return "the screen \"" + finalScreen + "\" stays, and the script that failed left the internal memory as it was";
+    return "screen \"" + finalScreen + "\", internal memory unchanged";
 }
 
 void ScenarioRunner::runUntil(const std::function<bool()>& isTrue, const std::string& awaited, std::uint64_t step)
 {
     for (std::uint64_t waited = 0; !isTrue(); waited += step) {
         if (waited >= longestWait) {
-            throw std::runtime_error("waited " + std::to_string(longestWait / 1000) + " s of device time for " +
-                                     awaited);
+            throw std::runtime_error("no " + awaited + " within " + std::to_string(longestWait / 1000) +
+                                     " s of device time");
         }
-        run(step);
+        runOnce(step);
     }
 }
 
-void ScenarioRunner::runGlancing(std::uint64_t iterations)
+void ScenarioRunner::runObserving(std::uint64_t iterations)
 {
-    for (std::uint64_t done = 0; done < iterations; done += glance) {
-        run(glance);
+    for (std::uint64_t done = 0; done < iterations; done += observationInterval) {
+        runOnce(observationInterval);
     }
 }
 
-void ScenarioRunner::run(std::uint64_t iterations)
+void ScenarioRunner::runOnce(std::uint64_t iterations)
 {
     checkSignals();
     device.run(iterations);
@@ -158,14 +158,14 @@ void ScenarioRunner::run(std::uint64_t iterations)
 void ScenarioRunner::observe()
 {
     iteration = device.iteration();
-    observeWords(device.standardOutput(), outputSeen, "the updater writes: ");
+    observeOutput(device.standardOutput(), outputSeen, "updater output: ");
     observeScripts();
-    observeWords(device.standardError(), errorsSeen, "an error is told: ");
+    observeOutput(device.standardError(), errorsSeen, "updater error: ");
     observeScreen();
     isScriptRunning = device.isScriptRunning();
 }
 
-/// The log of the wires tells of a script as "MICROSECONDS run COMMAND".
+/// The traffic log records the start of a script as "MICROSECONDS run COMMAND".
 void ScenarioRunner::observeScripts()
 {
     std::size_t count = 0;
@@ -176,11 +176,11 @@ void ScenarioRunner::observeScripts()
         std::string command;
         words >> time >> verb >> std::ws;
         if (verb == "run" && std::getline(words, command) && ++count > scripts.size()) {
-            if (isScriptRunning) { // one script follows the other, with nothing in between
+            if (isScriptRunning) { // the next script starts as soon as the previous one ends
                 rememberMemory();
             }
             scripts.push_back(command);
-            say(command + " starts");
+            print("script started: " + command);
         }
     }
 }
@@ -195,20 +195,20 @@ void ScenarioRunner::observeScreen()
     const Screen screen = device.screen();
     screenName = observers.references.nameOf(screen);
     observers.frames.add(screen, screenName);
-    observers.log.show(iteration, screen, screenName);
+    observers.log.printScreen(iteration, screen, screenName);
 }
 
-/// Tells the lines that are new. The last one may lack its end.
-void ScenarioRunner::observeWords(const std::string& all, std::size_t& seen, const std::string& caption)
+/// Prints the new lines. The last one may be incomplete.
+void ScenarioRunner::observeOutput(const std::string& all, std::size_t& seen, const std::string& caption)
 {
     std::istringstream text(all.substr(seen));
     for (std::string line; std::getline(text, line);) {
-        say(caption + line);
+        print(caption + line);
     }
     seen = all.size();
 }
 
-std::string ScenarioRunner::tellEnd()
+std::string ScenarioRunner::describeEnd()
 {
     std::string text = "the updater has ended: " + SimulatedDevice::explain(device.waitForEnd());
     std::istringstream errors(device.standardError());

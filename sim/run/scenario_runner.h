@@ -1,4 +1,4 @@
-// Performs a scenario on a device, and checks what comes of it.
+// Runs a scenario on a device, and checks the result.
 #pragma once
 
 #include "sim/device/simulated_device.h"
@@ -16,39 +16,39 @@ namespace sim {
 
 class ScenarioRunner {
 public:
-    /// Where what is seen goes to.
+    /// Receive the screens and events.
     struct Observers {
         const ReferenceScreens& references;
         FrameFolder& frames;
         ScenarioLog& log;
     };
 
-    /// Starts the device. Its setup names the updater, the library and the root; the runner chooses the rest.
+    /// Starts the device. `setup` gives the updater, the library and the root; the other settings are overridden.
     ScenarioRunner(const Scenario& chosenScenario, const DeviceFiles& chosenFiles, Observers chosenObservers,
                    DeviceSetup setup);
 
-    /// Returns in a line what has been verified. Throws std::runtime_error with a line when something is not as it
-    /// should be, and Interrupted.
-    std::string perform();
+    /// Returns a line that describes what has been verified. Throws Interrupted, and std::runtime_error with a message
+    /// of one line when a check fails.
+    [[nodiscard]] std::string run();
 
 private:
-    void perform(const Step& step);
+    void execute(const Step& step);
     void awaitScreen(std::string_view name);
     void awaitScript(std::string_view command);
     void click();
-    std::string checkEnd();
+    [[nodiscard]] std::string checkEnd();
 
-    /// Looks every `step` iterations. Throws when the device has run for too long and still `isTrue` is not.
+    /// Checks `isTrue` every `step` iterations. Throws when it is still false after a minute of device time.
     void runUntil(const std::function<bool()>& isTrue, const std::string& awaited, std::uint64_t step);
-    void runGlancing(std::uint64_t iterations);
-    void run(std::uint64_t iterations);
+    void runObserving(std::uint64_t iterations);
+    void runOnce(std::uint64_t iterations);
     void rememberMemory() { memoryBeforeScript = memoryContent(device.root()); }
     void observe();
     void observeScripts();
     void observeScreen();
-    void observeWords(const std::string& all, std::size_t& seen, const std::string& caption);
-    void say(const std::string& text) { observers.log.say(iteration, text); }
-    [[nodiscard]] std::string tellEnd();
+    void observeOutput(const std::string& all, std::size_t& seen, const std::string& caption);
+    void print(const std::string& text) { observers.log.printEvent(iteration, text); }
+    [[nodiscard]] std::string describeEnd();
 
     const Scenario& scenario;
     const DeviceFiles& deviceFiles;

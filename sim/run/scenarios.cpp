@@ -1,4 +1,4 @@
-// The scenario.
+// The table of scenarios.
 #include "sim/run/scenarios.h"
 
 namespace sim {
@@ -8,12 +8,12 @@ namespace {
 constexpr Step awaitWaiting[] = {{Action::AwaitScreen, "waiting"}};
 
 constexpr Step startOnPartition[] = {
-    {Action::Plug},
+    {Action::InsertDrive},
     {Action::AwaitScript, "/usr/sbin/decrypt.sh /dev/sda1"},
 };
 
 constexpr Step startOnWholeDrive[] = {
-    {Action::Plug},
+    {Action::InsertDrive},
     {Action::AwaitScript, "/usr/sbin/decrypt.sh /dev/sda"},
 };
 
@@ -44,7 +44,7 @@ constexpr Step confirmReset[] = {
 };
 
 constexpr Step install[] = {{Action::AwaitScript, "/usr/sbin/install.sh"}};
-constexpr Step pull[] = {{Action::Pull}};
+constexpr Step ejectDrive[] = {{Action::EjectDrive}};
 
 constexpr Step awaitDone[] = {{Action::AwaitScreen, "done"}};
 constexpr Step awaitDriveFailed[] = {{Action::AwaitScreen, "failed-drive"}};
@@ -53,10 +53,10 @@ constexpr Step awaitCorrupt[] = {{Action::AwaitScreen, "failed-corrupt"}};
 constexpr Step awaitFormatFailed[] = {{Action::AwaitScreen, "failed-format"}};
 constexpr Step awaitInstallFailed[] = {{Action::AwaitScreen, "failed-install"}};
 
-/// Too small for any file system.
-constexpr int hopelessKib = 4;
-/// Enough for the owner's presets, too small for the firmware.
-constexpr int scarceKib = 128;
+/// Too small for a file system.
+constexpr int tooSmallToFormatKib = 4;
+/// Enough for the user's presets, too small for the firmware.
+constexpr int tooSmallForFirmwareKib = 128;
 
 } // namespace
 
@@ -68,18 +68,18 @@ std::span<const Scenario> allScenarios()
          .phases = {awaitWaiting, startOnPartition, confirmUpdate, install, awaitDone},
          .outcome = Outcome::Updated},
         {.name = "factory-reset",
-         .summary = "a factory reset, which loses them",
+         .summary = "a factory reset, which deletes the presets",
          .phases = {startOnPartition, confirmReset, install, awaitDone},
          .outcome = Outcome::Reset},
         {.name = "no-firmware",
          .summary = "a drive without tonecrate.fw",
          .phases = {startOnPartition, awaitNoFirmware},
-         .outcome = Outcome::LeftAlone,
+         .outcome = Outcome::Unchanged,
          .drive = DriveKind::NoFirmware},
         {.name = "corrupt",
          .summary = "a tonecrate.fw with one wrong byte",
          .phases = {startOnPartition, awaitCorrupt},
-         .outcome = Outcome::LeftAlone,
+         .outcome = Outcome::Unchanged,
          .drive = DriveKind::CorruptFirmware},
         {.name = "no-partition",
          .summary = "an update from a drive without a partition table",
@@ -87,19 +87,19 @@ std::span<const Scenario> allScenarios()
          .outcome = Outcome::Updated,
          .drive = DriveKind::FirmwareWithoutPartition},
         {.name = "unplugged",
-         .summary = "a drive that is pulled while it is read",
-         .phases = {startOnPartition, pull, awaitDriveFailed},
-         .outcome = Outcome::LeftAlone},
+         .summary = "a drive that is ejected while it is read",
+         .phases = {startOnPartition, ejectDrive, awaitDriveFailed},
+         .outcome = Outcome::Unchanged},
         {.name = "format-fails",
-         .summary = "a memory too small to be formatted",
+         .summary = "an internal memory too small to be formatted",
          .phases = {startOnPartition, confirmUpdate, awaitFormatFailed},
-         .outcome = Outcome::LeftAlone,
-         .memoryKib = hopelessKib},
+         .outcome = Outcome::Unchanged,
+         .memoryKib = tooSmallToFormatKib},
         {.name = "install-fails",
-         .summary = "a memory too small for the firmware",
+         .summary = "an internal memory too small for the firmware",
          .phases = {startOnPartition, confirmUpdate, install, awaitInstallFailed},
-         .outcome = Outcome::LeftAlone,
-         .memoryKib = scarceKib},
+         .outcome = Outcome::Unchanged,
+         .memoryKib = tooSmallForFirmwareKib},
     };
     return scenarios;
 }

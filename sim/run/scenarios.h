@@ -1,4 +1,4 @@
-// The runs that the simulator can play by itself: what the owner does, and what has to come of it.
+// The scenarios: what the user does, and the expected result.
 #pragma once
 
 #include <span>
@@ -8,12 +8,12 @@
 namespace sim {
 
 enum class Action {
-    /// Waits for a screen, by the name of its reference picture.
+    /// Waits for the screen with that reference picture.
     AwaitScreen,
-    /// Waits for the updater to start a script, by its command line.
+    /// Waits for the updater to start a script with that command line.
     AwaitScript,
-    Plug,
-    Pull,
+    InsertDrive,
+    EjectDrive,
     /// Turns the knob one step to the right.
     TurnRight,
     Click,
@@ -21,20 +21,21 @@ enum class Action {
 
 struct Step {
     Action action;
+    /// The screen or the command line.
     std::string_view what = {};
 };
 
-/// What is on the drive.
+/// The contents of the drive.
 enum class DriveKind { Firmware, NoFirmware, CorruptFirmware, FirmwareWithoutPartition };
 
-/// What has become of the internal memory at the end.
+/// The expected state of the internal memory at the end.
 enum class Outcome {
-    /// It holds the new firmware and the owner's presets.
+    /// The new firmware and the user's presets.
     Updated,
-    /// It holds the new firmware and its factory presets.
+    /// The new firmware and its factory presets.
     Reset,
-    /// It is, byte for byte, what it was when the last script started.
-    LeftAlone,
+    /// Every byte as it was when the last script started.
+    Unchanged,
 };
 
 struct Scenario {
@@ -43,12 +44,12 @@ struct Scenario {
     std::vector<std::span<const Step>> phases;
     Outcome outcome;
     DriveKind drive = DriveKind::Firmware;
-    /// What the device takes for the size of its memory; 0 for the size that it has.
+    /// The size of the internal memory that the scripts assume, in KiB; 0 for the actual size.
     int memoryKib = 0;
 };
 
 [[nodiscard]] std::span<const Scenario> allScenarios();
-/// Null when there is no scenario of that name.
+/// Null if there is no scenario with that name.
 [[nodiscard]] const Scenario* findScenario(std::string_view name);
 
 inline constexpr std::string_view defaultScenario = "update";

@@ -1,4 +1,4 @@
-// Remembering the signal that came.
+// Records the last signal.
 #include "sim/run/signals.h"
 
 #include <csignal>
@@ -9,11 +9,11 @@ namespace sim {
 
 namespace {
 
-volatile std::sig_atomic_t remembered = 0;
+volatile std::sig_atomic_t recorded = 0;
 
-void remember(int signal)
+void record(int signal)
 {
-    remembered = signal;
+    recorded = signal;
 }
 
 } // namespace
@@ -26,7 +26,7 @@ void watchSignals()
         if (action.sa_handler == SIG_IGN && signal != SIGPIPE) {
             continue;
         }
-        action.sa_handler = remember;
+        action.sa_handler = record;
         action.sa_flags = 0;
         sigaction(signal, &action, nullptr);
     }
@@ -34,12 +34,12 @@ void watchSignals()
 
 int caughtSignal()
 {
-    return remembered;
+    return recorded;
 }
 
 void checkSignals()
 {
-    if (remembered != 0) {
+    if (recorded != 0) {
         throw Interrupted();
     }
 }

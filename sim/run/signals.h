@@ -1,24 +1,23 @@
-// Ending in order when a signal asks for it.
+// Ends the program in order after a signal.
 #pragma once
 
 #include <exception>
 
 namespace sim {
 
-/// A signal has asked the program to end.
+/// Thrown after a signal that ends the program.
 class Interrupted : public std::exception {
 public:
     [[nodiscard]] const char* what() const noexcept override { return "interrupted"; }
 };
 
-/// From now on the signals that ask a program to end (INT, TERM, HUP, PIPE) are only remembered. Those that the program
-/// was started to ignore stay ignored.
+/// Installs handlers that record INT, TERM, HUP and PIPE. Ignored signals stay ignored, except PIPE.
 void watchSignals();
-/// The remembered signal; 0 for none.
+/// The recorded signal; 0 for none.
 [[nodiscard]] int caughtSignal();
-/// Throws Interrupted when there is one.
+/// Throws Interrupted if a signal has been recorded.
 void checkSignals();
-/// Ends the program the way the signal would have.
+/// Ends the program as the signal does by default.
 [[noreturn]] void endBySignal(int signal);
 
 } // namespace sim

@@ -1,4 +1,4 @@
-// ncurses, which knows terminals and their keys.
+// The terminal, with ncurses.
 #include "sim/run/terminal.h"
 
 #define NCURSES_NOMACROS
@@ -30,10 +30,10 @@ constexpr Binding functionKeys[] = {
 };
 
 constexpr Binding characterKeys[] = {
-    {L'h', Command::TurnLeft},  {L'a', Command::TurnLeft},   {L'l', Command::TurnRight},
-    {L'd', Command::TurnRight}, {L' ', Command::Click},      {L'\n', Command::Click},
-    {L'\r', Command::Click},    {L'p', Command::Hold},       {L'i', Command::PlugDrive},
-    {L'e', Command::PullDrive}, {L's', Command::Screenshot}, {L'L' & 0x1F, Command::Redraw}, // Ctrl-L
+    {L'h', Command::TurnLeft},   {L'a', Command::TurnLeft},   {L'l', Command::TurnRight},
+    {L'd', Command::TurnRight},  {L' ', Command::Click},      {L'\n', Command::Click},
+    {L'\r', Command::Click},     {L'p', Command::Hold},       {L'i', Command::InsertDrive},
+    {L'e', Command::EjectDrive}, {L's', Command::Screenshot}, {L'L' & 0x1F, Command::Redraw}, // Ctrl-L
     {L'q', Command::Quit},
 };
 
@@ -48,22 +48,21 @@ Command boundTo(wint_t key, const Binding (&bindings)[count])
     return Command::None;
 }
 
-/// The colours of xterm's palette that come closest to the four greys of the display.
+/// The colours of xterm's palette that are closest to the four greys of the display.
 constexpr std::array<short, 4> greys = {231, 248, 240, 16};
 
 constexpr short firstGreyPair = 1;
 constexpr short displayPair = 20;
 constexpr short warningPair = 21;
-/// The pairs of the 216 colours of the palette's cube follow.
+/// The first of the pairs for the 216 colours of the palette's colour cube.
 constexpr short firstLampPair = 22;
 constexpr short firstCubeColour = 16;
 constexpr short cubeColours = 216;
 
-/// Whether the cursor can be sent anywhere, without which there is no full screen.
 bool canAddressCursor()
 {
     const char* capability = tigetstr("cup");
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): how terminfo says that there is no such capability
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the error value of terminfo
     return capability != nullptr && capability != reinterpret_cast<const char*>(-1);
 }
 
@@ -76,12 +75,12 @@ SCREEN* openScreen()
         screen = nullptr;
     }
     if (screen == nullptr) {
-        throw std::runtime_error("this terminal has no full screen; --play runs without one");
+        throw std::runtime_error("this terminal cannot show a full screen; use --play");
     }
     return screen;
 }
 
-/// Without a locale that says otherwise the terminal is taken for one that knows Unicode, as nearly all do.
+/// Uses UTF-8 even if the locale does not, because nearly all terminals support it.
 void chooseLocale()
 {
     std::setlocale(LC_ALL, "");
@@ -139,12 +138,12 @@ Terminal::~Terminal()
     delscreen(curses->screen);
 }
 
-void Terminal::awaitInput(std::chrono::milliseconds longest)
+void Terminal::awaitInput(std::chrono::milliseconds timeout)
 {
     pollfd input = {STDIN_FILENO, POLLIN, 0};
-    const int ready = poll(&input, 1, static_cast<int>(longest.count()));
+    const int ready = poll(&input, 1, static_cast<int>(timeout.count()));
     if (ready > 0 && (input.revents & POLLIN) == 0) {
-        throw std::runtime_error("the terminal is gone");
+        throw std::runtime_error("the terminal was closed");
     }
 }
 

@@ -1,4 +1,4 @@
-// The terminal as a screen to draw on, full of colours, and its keys.
+// Draws on a terminal in colour, and reads its keys.
 #pragma once
 
 #include "sim/run/text_picture.h"
@@ -15,8 +15,8 @@ enum class Command {
     TurnRight,
     Click,
     Hold,
-    PlugDrive,
-    PullDrive,
+    InsertDrive,
+    EjectDrive,
     Screenshot,
     Redraw,
     Quit,
@@ -24,33 +24,34 @@ enum class Command {
 
 enum class Ink {
     Plain,
-    /// As a liquid crystal display: black on white.
+    /// Black on white.
     Display,
     Warning,
 };
 
-/// Full-screen for as long as it lives. What is put outside the window is not drawn; all is drawn at the next flush.
+/// Uses the full screen from construction to destruction. Drawing is clipped to the window and appears at the next
+/// `flush`.
 class Terminal {
 public:
-    /// Throws std::runtime_error when the terminal is not able to.
+    /// Throws std::runtime_error when the terminal cannot address its cursor.
     Terminal();
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
     ~Terminal();
 
-    /// Waits for a key, a signal or a change of the window's size, at most that long. Throws std::runtime_error when
-    /// the terminal is gone.
-    void awaitInput(std::chrono::milliseconds longest);
-    /// Never waits. Redraw comes after a change of the window's size.
+    /// Waits at most `timeout` for a key, a signal or a change of the window's size. Throws std::runtime_error when the
+    /// terminal is closed.
+    void awaitInput(std::chrono::milliseconds timeout);
+    /// Does not block. Returns Redraw after a change of the window's size, and None if no key waits.
     [[nodiscard]] Command readCommand();
 
     [[nodiscard]] int columns() const;
     [[nodiscard]] int rows() const;
-    /// Whether half blocks can be told apart.
+    /// Whether the terminal has enough colours for half blocks in four greys.
     [[nodiscard]] bool hasGreys() const { return isColourful; }
 
     void clear();
-    /// What was in the row is gone.
+    /// Replaces the whole row.
     void putRow(int row, const std::wstring& text, Ink ink);
     void put(int row, int column, HalfBlock block);
     /// Colour components from 0 to 255.

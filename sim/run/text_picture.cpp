@@ -1,4 +1,4 @@
-// Packing pixels into characters.
+// Packs pixels into characters.
 #include "sim/run/text_picture.h"
 
 #include <algorithm>
@@ -53,7 +53,7 @@ Dots dotsOf(const Screen& screen)
 
 Dots halfSizeDots(const Screen& screen)
 {
-    constexpr int reach = 5; // pixels around a dot that make its surroundings, about the height of a letter
+    constexpr int reach = 5; // pixels around a dot that count as its surroundings, about the height of a letter
     const Dots full = dotsOf(screen);
     Dots half = {screenWidth / 2, screenHeight / 2, {}};
     for (int y = 0; y < screenHeight; y += 2) {

@@ -9,7 +9,7 @@
 
 namespace sim {
 
-/// A picture in two tones, row by row; true is the tone of the ink.
+/// A picture in black and white, row by row; true is ink (black).
 struct Dots {
     int width;
     int height;
@@ -19,14 +19,14 @@ struct Dots {
 /// Grey levels 2 and 3 are ink.
 [[nodiscard]] Dots dotsOf(const Screen& screen);
 
-/// A dot for every two by two pixels. Thin strokes stay visible: a single pixel that differs from what surrounds it
-/// decides, whether it is dark on light or light on dark.
+/// One dot for two by two pixels. Thin strokes stay visible, dark on light and light on dark: a single pixel that
+/// differs from the surroundings determines the dot.
 [[nodiscard]] Dots halfSizeDots(const Screen& screen);
 
-/// A character for every two by four dots; a blank for a cell without ink.
+/// One character for two by four dots; a blank for a cell without ink.
 [[nodiscard]] std::vector<std::wstring> brailleRows(const Dots& dots);
 
-/// The grey levels of the two pixels that a character stands for.
+/// The grey levels of the two pixels that a half-block character shows.
 struct HalfBlock {
     std::uint8_t top;
     std::uint8_t bottom;
@@ -34,10 +34,10 @@ struct HalfBlock {
     bool operator==(const HalfBlock&) const = default;
 };
 
-/// Of the character at that column, 0 to 255, and row, 0 to 79.
+/// `column` is 0 to 255, `row` 0 to 79.
 [[nodiscard]] HalfBlock halfBlockAt(const Screen& screen, int column, int row);
 
-/// UTF-8, for characters below U+10000.
+/// Encodes as UTF-8; characters must be below U+10000.
 [[nodiscard]] std::string utf8(const std::wstring& text);
 
 } // namespace sim

@@ -15,8 +15,8 @@ constexpr Move nothing = std::nullopt;
 TEST(ButtonTimer, DoesNothingWithoutAQueuedPress)
 {
     ButtonTimer timer;
-    EXPECT_EQ(timer.move(1), nothing);
-    EXPECT_EQ(timer.move(100000), nothing);
+    EXPECT_EQ(timer.update(1), nothing);
+    EXPECT_EQ(timer.update(100000), nothing);
     EXPECT_FALSE(timer.isDown());
 }
 
@@ -24,21 +24,21 @@ TEST(ButtonTimer, ClicksForSixtyIterations)
 {
     ButtonTimer timer;
     timer.click();
-    EXPECT_EQ(timer.move(1000), press);
+    EXPECT_EQ(timer.update(1000), press);
     EXPECT_TRUE(timer.isDown());
-    EXPECT_EQ(timer.move(1059), nothing);
-    EXPECT_EQ(timer.move(1060), release);
+    EXPECT_EQ(timer.update(1059), nothing);
+    EXPECT_EQ(timer.update(1060), release);
     EXPECT_FALSE(timer.isDown());
-    EXPECT_EQ(timer.move(5000), nothing);
+    EXPECT_EQ(timer.update(5000), nothing);
 }
 
 TEST(ButtonTimer, HoldsForLongerThanTheDeviceNeedsForALongPress)
 {
     ButtonTimer timer;
     timer.hold();
-    EXPECT_EQ(timer.move(1000), press);
-    EXPECT_EQ(timer.move(2099), nothing);
-    EXPECT_EQ(timer.move(2100), release);
+    EXPECT_EQ(timer.update(1000), press);
+    EXPECT_EQ(timer.update(2099), nothing);
+    EXPECT_EQ(timer.update(2100), release);
 }
 
 TEST(ButtonTimer, PausesBetweenTwoPresses)
@@ -46,12 +46,12 @@ TEST(ButtonTimer, PausesBetweenTwoPresses)
     ButtonTimer timer;
     timer.click();
     timer.click();
-    EXPECT_EQ(timer.move(1000), press);
-    EXPECT_EQ(timer.move(1070), release);
-    EXPECT_EQ(timer.move(1129), nothing);
-    EXPECT_EQ(timer.move(1130), press);
-    EXPECT_EQ(timer.move(1190), release);
-    EXPECT_EQ(timer.move(9000), nothing);
+    EXPECT_EQ(timer.update(1000), press);
+    EXPECT_EQ(timer.update(1070), release);
+    EXPECT_EQ(timer.update(1129), nothing);
+    EXPECT_EQ(timer.update(1130), press);
+    EXPECT_EQ(timer.update(1190), release);
+    EXPECT_EQ(timer.update(9000), nothing);
 }
 
 TEST(ButtonTimer, DropsPressesBeyondFourThatWait)
@@ -62,7 +62,7 @@ TEST(ButtonTimer, DropsPressesBeyondFourThatWait)
     }
     int presses = 0;
     for (std::uint64_t iteration = 0; iteration < 100000; iteration += 10) {
-        presses += timer.move(iteration) == press ? 1 : 0;
+        presses += timer.update(iteration) == press ? 1 : 0;
     }
     EXPECT_EQ(presses, 4);
 }

@@ -38,7 +38,7 @@ struct PrintedLog {
 TEST(ScenarioLog, SaysWhatHappensWithTheSecondsOfDeviceTime)
 {
     PrintedLog test;
-    test.log.say(12345, "something happens");
+    test.log.printEvent(12345, "something happens");
     EXPECT_EQ(test.printed(), "  12.345 s  something happens\n");
 }
 
@@ -48,8 +48,8 @@ TEST(ScenarioLog, ShowsAScreenWithoutBlanksAtItsEnds)
     const auto screen = emptyScreen();
     setPixel(*screen, 0, 4);
     setPixel(*screen, 5, 4);
-    test.log.show(500, *screen, "");
-    EXPECT_EQ(test.printed(), "   0.500 s  the screen shows\n\n\n\u2801 \u2808\n\n");
+    test.log.printScreen(500, *screen, "");
+    EXPECT_EQ(test.printed(), "   0.500 s  screen:\n\n\n\u2801 \u2808\n\n");
 }
 
 TEST(ScenarioLog, TellsTheNameOfAScreenThatHasOne)
@@ -57,24 +57,24 @@ TEST(ScenarioLog, TellsTheNameOfAScreenThatHasOne)
     PrintedLog test;
     const auto screen = emptyScreen();
     setPixel(*screen, 0, 0);
-    test.log.show(500, *screen, "menu");
-    EXPECT_EQ(test.printed(), "   0.500 s  the screen shows \"menu\"\n\n\u2801\n\n");
+    test.log.printScreen(500, *screen, "menu");
+    EXPECT_EQ(test.printed(), "   0.500 s  screen \"menu\":\n\n\u2801\n\n");
 }
 
 TEST(ScenarioLog, SaysThatAScreenIsEmpty)
 {
     PrintedLog test;
-    test.log.show(1, *emptyScreen(), "");
-    EXPECT_EQ(test.printed(), "   0.001 s  the screen shows\n(empty)\n");
+    test.log.printScreen(1, *emptyScreen(), "");
+    EXPECT_EQ(test.printed(), "   0.001 s  screen:\n(empty)\n");
 }
 
 TEST(ScenarioLog, KeepsSilentWhenTheScreenStaysTheSame)
 {
     PrintedLog test;
     const auto screen = emptyScreen();
-    test.log.show(1, *screen, "");
+    test.log.printScreen(1, *screen, "");
     (void)test.printed();
-    test.log.show(2, *screen, "");
+    test.log.printScreen(2, *screen, "");
     EXPECT_EQ(test.printed(), "");
 }
 
@@ -82,12 +82,12 @@ TEST(ScenarioLog, KeepsSilentWhenOnlyTheWheelTurns)
 {
     PrintedLog test;
     const auto screen = emptyScreen();
-    test.log.show(1, *screen, "");
+    test.log.printScreen(1, *screen, "");
     (void)test.printed();
     for (const auto& [x, y] : {std::pair{102, 104}, {153, 104}, {102, 154}, {153, 154}}) {
         setPixel(*screen, x, y);
     }
-    test.log.show(2, *screen, "waiting");
+    test.log.printScreen(2, *screen, "waiting");
     EXPECT_EQ(test.printed(), "");
 }
 
@@ -96,10 +96,10 @@ TEST(ScenarioLog, ShowsWhatChangesBesideTheWheel)
     for (const auto& [x, y] : {std::pair{101, 120}, {154, 120}, {120, 103}, {120, 155}}) {
         PrintedLog test;
         const auto screen = emptyScreen();
-        test.log.show(1, *screen, "");
+        test.log.printScreen(1, *screen, "");
         (void)test.printed();
         setPixel(*screen, x, y);
-        test.log.show(2, *screen, "");
+        test.log.printScreen(2, *screen, "");
         EXPECT_NE(test.printed(), "") << x << ", " << y;
     }
 }
@@ -109,18 +109,18 @@ TEST(ScenarioLog, ShowsOnlyTheRowsOfALittleChange)
     PrintedLog test;
     const auto screen = emptyScreen();
     setPixel(*screen, 0, 0);
-    test.log.show(1, *screen, "");
+    test.log.printScreen(1, *screen, "");
     (void)test.printed();
     setPixel(*screen, 2, 81);
-    test.log.show(2, *screen, "");
-    EXPECT_EQ(test.printed(), "   0.002 s  the screen shows\n\n \u2802\n\n");
+    test.log.printScreen(2, *screen, "");
+    EXPECT_EQ(test.printed(), "   0.002 s  screen:\n\n \u2802\n\n");
 }
 
 TEST(ScenarioLog, FailsWhenNothingCanBePrinted)
 {
     PrintedLog test;
     test.stream.setstate(std::ios::badbit);
-    EXPECT_THROW(test.log.say(1, "a word"), std::runtime_error);
+    EXPECT_THROW(test.log.printEvent(1, "a word"), std::runtime_error);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #!/bin/bash
-# Tests the simulator as a program: every scenario, what a scenario does not let pass, wrong usage, and that nothing is left.
+# Tests the simulator as a program: its scenarios, the failures that a scenario detects, wrong usage, and that it leaves no
+# files.
 # Usage: scenarios_test.sh SIMULATOR SCRIPTS [SCENARIO]   (with SCENARIO only that scenario)
 set -uo pipefail
 
@@ -20,7 +21,7 @@ nothing_left() {
   [[ -z $(ls -A "$TMPDIR") ]] || { echo "left behind: $(ls -A "$TMPDIR")"; return 1; }
 }
 
-# run ARGUMENT...: keeps the simulator's output in $work/out and $work/err and its exit status in $status.
+# run ARGUMENT...: runs the simulator with its output in $work/out and $work/err and its exit status in $status.
 run() {
   status=0
   "$simulator" "$@" </dev/null >"$work/out" 2>"$work/err" || status=$?
@@ -32,7 +33,7 @@ scenario_passes() {
   [[ ! -s $work/err && $(tail -n 1 "$work/out") == "$1: passed: "* ]] || { tail -n 1 "$work/out" "$work/err"; return 1; }
 }
 
-# fails_saying STATUS PATTERN: the last run ended so, with a single line of error.
+# fails_saying STATUS PATTERN: the last run exited with STATUS and printed one line that matches PATTERN on standard error.
 fails_saying() {
   cat "$work/err"
   # shellcheck disable=SC2053 # a pattern
@@ -55,7 +56,7 @@ shows_help() {
   [[ $status -eq 0 && ! -s $work/err && $(head -n 1 "$work/out") == usage:* ]]
 }
 
-# with_script NAME TEXT ARGUMENT...: runs the simulator with one of the device's scripts replaced.
+# with_script NAME TEXT ARGUMENT...: runs the simulator with one script of the device replaced.
 with_script() {
   local name=$1 text=$2
   shift 2
@@ -65,17 +66,17 @@ with_script() {
   run --scripts "$work/scripts" "$@"
 }
 
-lazy_install() {
+install_without_effect() {
   with_script install.sh 'exit 0' --play update
   fails_saying 1 'update: failed: verify_memory.sh: wrong version*'
 }
 
-unchecked_signature() {
+wrong_failure_message() {
   with_script decrypt.sh 'exit 2' --play corrupt
-  fails_saying 1 'corrupt: failed: waited 60 s of device time for the screen "failed-corrupt"'
+  fails_saying 1 'corrupt: failed: no screen "failed-corrupt" within 60 s of device time'
 }
 
-careless_format() {
+format_that_writes() {
   # shellcheck disable=SC2016 # for the script to expand
   with_script format.sh 'echo >>"$DEVICE_ROOT/dev/memory"; exit 1' --play format-fails
   fails_saying 1 'format-fails: failed: *internal memory*'
@@ -93,7 +94,7 @@ missing_updater() {
 
 no_temporary_folder() {
   TMPDIR=$work/nowhere run
-  fails_saying 1 'update: failed: cannot make a folder in *'
+  fails_saying 1 'update: failed: cannot create a folder in *'
 }
 
 missing_tool() {
@@ -109,14 +110,13 @@ saves_frames() {
   [[ $status -eq 0 && -s $work/frames/0002-waiting.png && -n $(ls "$work"/frames/*-failed-no-firmware.png) ]]
 }
 
-# full_output: nobody can read what is printed.
 full_output() {
   status=0
   "$simulator" --play corrupt >/dev/full 2>"$work/err" </dev/null || status=$?
-  fails_saying 1 'corrupt: failed: cannot write to the standard output'
+  fails_saying 1 'corrupt: failed: cannot write to standard output'
 }
 
-# ends_by_signal NAME: under job control, without which jobs ignore an interrupt.
+# ends_by_signal NAME: uses job control, because a job without it ignores SIGINT.
 ends_by_signal() {
   set -m
   : >"$work/out"
@@ -133,21 +133,21 @@ if [[ $# -ge 3 ]]; then
   finish
   exit
 fi
-it "an update is what plays without options" update_is_the_default
-it "--help tells the usage" shows_help
+it "without options, the scenario update runs" update_is_the_default
+it "--help prints the usage" shows_help
 it "an unknown option is wrong usage" wrong_usage --fast
 it "an unknown scenario is wrong usage" wrong_usage --play chess
-it "an option without its value is wrong usage" wrong_usage --frames
-it "a scenario notices that nothing was installed" lazy_install
-it "a scenario notices the wrong message" unchecked_signature
-it "a scenario notices a memory that a failed script has changed" careless_format
-it "a scenario tells that the updater has ended" updater_that_ends
-it "an updater that is not there is told in one line" missing_updater
-it "a missing folder for temporary files is told in one line" no_temporary_folder
-it "a missing tool is told in one line, with its package" missing_tool
-it "frames are saved, with the names of known screens" saves_frames
-it "an output that is full is told in one line" full_output
-it "SIGINT ends a scenario, and nothing is left" ends_by_signal INT
-it "SIGTERM ends a scenario, and nothing is left" ends_by_signal TERM
-it "SIGHUP ends a scenario, and nothing is left" ends_by_signal HUP
+it "an option without a value is wrong usage" wrong_usage --frames
+it "a scenario fails if nothing was installed" install_without_effect
+it "a scenario fails if a screen does not appear" wrong_failure_message
+it "a scenario fails if a failed script changed the internal memory" format_that_writes
+it "a scenario fails if the updater ends" updater_that_ends
+it "a missing updater is reported in one line" missing_updater
+it "a missing folder for temporary files is reported in one line" no_temporary_folder
+it "a missing tool is reported in one line, with its package" missing_tool
+it "frames are saved with the names of known screens" saves_frames
+it "a failure to write to standard output is reported in one line" full_output
+it "SIGINT ends a scenario without leaving files" ends_by_signal INT
+it "SIGTERM ends a scenario without leaving files" ends_by_signal TERM
+it "SIGHUP ends a scenario without leaving files" ends_by_signal HUP
 finish

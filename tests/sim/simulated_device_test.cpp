@@ -778,7 +778,7 @@ TEST_F(Device, EndsAProgramThatLivesOnWithoutItsSocket)
                             "while :; do sleep 0.01; done\n");
     setup.updater = "/bin/bash";
     setup.time = Time::Real;
-    setup.patience = 500ms;
+    setup.timeout = 500ms;
     setup.environment = {"BASH_ENV=" + (folder / "profile").string()};
     device.emplace(setup);
     ASSERT_TRUE(becomesTrue([this] { return device->standardOutput() == "closed\n"; })) << device->standardError();

@@ -235,7 +235,7 @@ TEST_F(VirtualTime, LetsAllThreadsComeToRestWithoutMoving)
         timeline.pass(1ms);
         note(2);
     });
-    timeline.awaitRest();
+    timeline.awaitIdle();
     EXPECT_THAT(notes, ElementsAre(Pair(1, 0ms)));
     EXPECT_EQ(timeline.now(), 0ms);
     timeline.pass(1ms);
@@ -390,7 +390,7 @@ TEST(RealTime, DoesNotWaitForThreadsToRest)
 {
     Timeline timeline;
     timeline.threadStarts();
-    timeline.awaitRest();
+    timeline.awaitIdle();
 }
 
 TEST(RealTime, DoesNotWaitForLessThanASleepTakes)
