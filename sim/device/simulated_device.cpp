@@ -27,9 +27,6 @@ namespace {
 constexpr const char* outputFile = "updater.out";
 constexpr const char* errorFile = "updater.err";
 
-/// How long the program may run after it has closed its socket, if the setup has no timeout.
-constexpr std::chrono::milliseconds defaultTimeout = std::chrono::seconds(20);
-
 std::string contentsOf(const fs::path& path)
 {
     std::ostringstream text;
@@ -243,8 +240,7 @@ void SimulatedDevice::awaitReply() const
 /// Waits for the end of a program that has closed its socket. Kills the program if it does not end in time.
 void SimulatedDevice::awaitEnd()
 {
-    const auto timeout = setup.timeout.count() > 0 ? setup.timeout : defaultTimeout;
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    const auto deadline = std::chrono::steady_clock::now() + setup.endTimeout;
     while (!waitStatus() && std::chrono::steady_clock::now() < deadline) {
         callWhileWaiting();
         std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -47,6 +47,8 @@ struct DeviceSetup {
     std::vector<std::string> environment{};
     /// How long to wait for a reply of the updater; 0 for ever.
     std::chrono::milliseconds timeout{0};
+    /// How long the updater may run after it has closed its socket, before it is killed.
+    std::chrono::milliseconds endTimeout{20000};
     /// Called every 100 ms while waiting for a reply. An exception from it ends the wait.
     std::function<void()> whileWaiting{};
 };

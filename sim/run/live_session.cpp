@@ -28,6 +28,7 @@ DeviceSetup completed(DeviceSetup setup)
 {
     setup.time = Time::Real;
     setup.timeout = replyTimeout;
+    setup.endTimeout = replyTimeout;
     setup.whileWaiting = checkSignals;
     setup.environment.emplace_back(scriptPace);
     return setup;

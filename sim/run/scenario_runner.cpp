@@ -28,6 +28,7 @@ DeviceSetup completed(DeviceSetup setup)
 {
     setup.time = Time::VirtualPaced;
     setup.timeout = replyTimeout;
+    setup.endTimeout = replyTimeout;
     setup.whileWaiting = checkSignals;
     setup.environment.emplace_back(scriptPace);
     return setup;

@@ -56,13 +56,17 @@ shows_help() {
   [[ $status -eq 0 && ! -s $work/err && $(head -n 1 "$work/out") == usage:* ]]
 }
 
-# with_script NAME TEXT ARGUMENT...: runs the simulator with one script of the device replaced.
-with_script() {
-  local name=$1 text=$2
-  shift 2
+# replace_script NAME TEXT: copies the scripts to $work/scripts and replaces one of them.
+replace_script() {
   rm -rf "$work/scripts"
   cp -R "$scripts" "$work/scripts"
-  printf '#!/bin/bash\n%s\n' "$text" >"$work/scripts/$name"
+  printf '#!/bin/bash\n%s\n' "$2" >"$work/scripts/$1"
+}
+
+# with_script NAME TEXT ARGUMENT...: runs the simulator with one script of the device replaced.
+with_script() {
+  replace_script "$1" "$2"
+  shift 2
   run --scripts "$work/scripts" "$@"
 }
 
@@ -120,7 +124,8 @@ full_output() {
 ends_by_signal() {
   set -m
   : >"$work/out"
-  "$simulator" --play update </dev/null >"$work/out" 2>"$work/err" &
+  replace_script decrypt.sh 'exec sleep 1000'
+  "$simulator" --play update --scripts "$work/scripts" </dev/null >"$work/out" 2>"$work/err" &
   while [[ ! -s $work/out ]] && kill -0 $!; do sleep 0.01; done
   kill -s "$1" $!
   status=0
