@@ -6,7 +6,7 @@
 #include <chrono>
 #include <csignal>
 #include <fcntl.h>
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <optional>
 #include <pthread.h>
 #include <stdexcept>
@@ -18,7 +18,6 @@
 namespace {
 
 using sim::Channel;
-using testing::Optional;
 
 class ChannelEnds : public testing::Test {
 protected:
@@ -36,34 +35,34 @@ protected:
     std::optional<Channel> far;
 };
 
-TEST_F(ChannelEnds, CarryMessagesAsTheyAre)
+TEST_F(ChannelEnds, CarryArbitraryBytes)
 {
     const std::string messages[] = {"run 501", "", std::string("\0\n\xFF", 3), std::string(1000, ' ')};
     for (const std::string& message : messages) {
         ASSERT_TRUE(near->send(message));
-        EXPECT_THAT(far->receive(), Optional(message));
+        EXPECT_EQ(far->receive(), message);
     }
 }
 
-TEST_F(ChannelEnds, CarryMessagesBothWays)
+TEST_F(ChannelEnds, CarryMessagesInBothDirections)
 {
     ASSERT_TRUE(near->send("question"));
     ASSERT_TRUE(far->send("answer"));
-    EXPECT_THAT(far->receive(), Optional(std::string("question")));
-    EXPECT_THAT(near->receive(), Optional(std::string("answer")));
+    EXPECT_EQ(far->receive(), std::string("question"));
+    EXPECT_EQ(near->receive(), std::string("answer"));
 }
 
-TEST_F(ChannelEnds, KeepMessagesApartThatWaitTogether)
+TEST_F(ChannelEnds, PreserveTheBoundariesOfQueuedMessages)
 {
     for (const char* message : {"one", "", "three"}) {
         ASSERT_TRUE(near->send(message));
     }
-    EXPECT_THAT(far->receive(), Optional(std::string("one")));
-    EXPECT_THAT(far->receive(), Optional(std::string()));
-    EXPECT_THAT(far->receive(), Optional(std::string("three")));
+    EXPECT_EQ(far->receive(), std::string("one"));
+    EXPECT_EQ(far->receive(), std::string());
+    EXPECT_EQ(far->receive(), std::string("three"));
 }
 
-TEST_F(ChannelEnds, CarryAMessageThatIsLargerThanTheSocketHolds)
+TEST_F(ChannelEnds, CarryAMessageThatIsLargerThanTheSocketBuffer)
 {
     std::string large(4 << 20, 'a');
     large.back() = 'z';
@@ -74,7 +73,7 @@ TEST_F(ChannelEnds, CarryAMessageThatIsLargerThanTheSocketHolds)
     EXPECT_TRUE(*received == large);
 }
 
-TEST_F(ChannelEnds, SendAndReceiveWholeMessagesThroughInterruptions)
+TEST_F(ChannelEnds, TransferWholeMessagesDespiteSignals)
 {
     struct sigaction action {};
     action.sa_handler = [](int) {};
@@ -104,7 +103,7 @@ TEST_F(ChannelEnds, SendAndReceiveWholeMessagesThroughInterruptions)
     EXPECT_TRUE(received == large) << "when interrupted while sending";
 }
 
-TEST_F(ChannelEnds, ReceiveAMessageThatComesInPieces)
+TEST_F(ChannelEnds, ReceiveAMessageThatArrivesInPieces)
 {
     const std::string_view bytes("\5\0\0\0whole", 9);
     std::thread sender([&] {
@@ -113,11 +112,11 @@ TEST_F(ChannelEnds, ReceiveAMessageThatComesInPieces)
             std::this_thread::yield();
         }
     });
-    EXPECT_THAT(far->receive(), Optional(std::string("whole")));
+    EXPECT_EQ(far->receive(), std::string("whole"));
     sender.join();
 }
 
-TEST_F(ChannelEnds, TellWhetherAMessageWaits)
+TEST_F(ChannelEnds, ReportWhetherAMessageWaits)
 {
     EXPECT_FALSE(far->hasMessage());
     ASSERT_TRUE(near->send(""));
@@ -126,23 +125,23 @@ TEST_F(ChannelEnds, TellWhetherAMessageWaits)
     EXPECT_FALSE(far->hasMessage());
 }
 
-TEST_F(ChannelEnds, ReceiveNothingWhenTheOtherEndIsGone)
+TEST_F(ChannelEnds, ReceiveNothingWhenTheOtherEndIsClosed)
 {
     near.reset();
-    EXPECT_TRUE(far->hasMessage()) << "receive would return at once";
+    EXPECT_TRUE(far->hasMessage()) << "receive must not block";
     EXPECT_FALSE(far->receive());
     EXPECT_FALSE(far->receive());
 }
 
-TEST_F(ChannelEnds, ReceiveWhatWasSentBeforeTheOtherEndWent)
+TEST_F(ChannelEnds, ReceiveMessagesThatWereSentBeforeTheOtherEndWasClosed)
 {
     ASSERT_TRUE(near->send("last words"));
     near.reset();
-    EXPECT_THAT(far->receive(), Optional(std::string("last words")));
+    EXPECT_EQ(far->receive(), std::string("last words"));
     EXPECT_FALSE(far->receive());
 }
 
-TEST_F(ChannelEnds, ReceiveNothingOfAMessageThatBreaksOff)
+TEST_F(ChannelEnds, DiscardAnIncompleteMessage)
 {
     for (const std::string_view start : {std::string_view("\5\0", 2), std::string_view("\5\0\0\0who", 7)}) {
         std::array<int, 2> pair{};
@@ -154,7 +153,7 @@ TEST_F(ChannelEnds, ReceiveNothingOfAMessageThatBreaksOff)
     }
 }
 
-TEST_F(ChannelEnds, FailToSendWithoutASignalWhenTheOtherEndIsGone)
+TEST_F(ChannelEnds, FailToSendToAClosedPeerWithoutSigpipe)
 {
     far.reset();
     EXPECT_FALSE(near->send("anybody there?"));

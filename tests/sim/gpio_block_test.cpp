@@ -1,8 +1,9 @@
 // Tests of the GPIO block as a program's stores and the board's wires meet in it.
 #include "sim/models/gpio_block.h"
 
+#include "tests/sim/comparisons.h"
+
 #include <array>
-#include <gmock/gmock.h>
 #include <string>
 #include <thread>
 #include <vector>
@@ -11,8 +12,6 @@ namespace {
 
 using sim::GpioBlock;
 using sim::Violations;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr std::uint32_t input = 0b000;
 constexpr std::uint32_t output = 0b001;
@@ -73,17 +72,17 @@ TEST_F(Gpio, FindsTheFunctionOfEveryLineInItsThreeBits)
         }
         select(line, input);
     }
-    EXPECT_THAT(violations.list(), IsEmpty());
+    EXPECT_EQ(violations.list(), Lines{});
 }
 
 TEST_F(Gpio, TellsOnceThatALineHasBecomeAnOutput)
 {
     select(25, output);
     block.sync();
-    EXPECT_THAT(events, ElementsAre("select 25"));
+    EXPECT_EQ(events, (Lines{"select 25"}));
     select(25, input);
     select(25, output);
-    EXPECT_THAT(events, ElementsAre("select 25", "select 25"));
+    EXPECT_EQ(events, (Lines{"select 25", "select 25"}));
 }
 
 TEST_F(Gpio, DrivesOnlyTheLinesWhoseBitIsStored)
@@ -95,8 +94,8 @@ TEST_F(Gpio, DrivesOnlyTheLinesWhoseBitIsStored)
     storeClear(1U << 7);
     EXPECT_FALSE(block.level(7));
     EXPECT_TRUE(block.level(25));
-    EXPECT_THAT(events, ElementsAre("select 7", "select 25", "7 1", "25 1", "7 0"));
-    EXPECT_THAT(violations.list(), IsEmpty());
+    EXPECT_EQ(events, (Lines{"select 7", "select 25", "7 1", "25 1", "7 0"}));
+    EXPECT_EQ(violations.list(), Lines{});
 }
 
 TEST_F(Gpio, DrivesTheFirstAndTheLastLine)
@@ -119,7 +118,7 @@ TEST_F(Gpio, TellsALevelOnlyWhenItChanges)
     storeSet(1U << 7);
     storeClear(1U << 7);
     storeClear(1U << 7);
-    EXPECT_THAT(events, ElementsAre("select 7", "7 1", "7 0"));
+    EXPECT_EQ(events, (Lines{"select 7", "7 1", "7 0"}));
 }
 
 TEST_F(Gpio, ReadsTheLatchesBackAsZero)
@@ -165,7 +164,7 @@ TEST_F(Gpio, DoesNotLetTheProgramStoreLevels)
 TEST_F(Gpio, KeepsWhatWasLatchedWhileALineWasAnInput)
 {
     storeSet(1U << 25);
-    EXPECT_THAT(events, IsEmpty());
+    EXPECT_EQ(events, Lines{});
     block.setInput(25, false);
     EXPECT_FALSE(block.level(25));
     select(25, output);
@@ -175,7 +174,7 @@ TEST_F(Gpio, KeepsWhatWasLatchedWhileALineWasAnInput)
 TEST_F(Gpio, ReportsEveryDriveOfAnInput)
 {
     storeSet(1U << 25);
-    EXPECT_THAT(violations.list(), ElementsAre("GPIO line 25 was driven while it was an input"));
+    EXPECT_EQ(violations.list(), (Lines{"GPIO line 25 was driven while it was an input"}));
     storeClear(1U << 25);
     EXPECT_EQ(violations.list().size(), 2U);
     block.sync();
@@ -187,7 +186,7 @@ TEST_F(Gpio, ReportsALineSetAndClearedAtOnce)
     select(7, output);
     page[setRegister] = 1U << 7;
     storeClear(1U << 7);
-    EXPECT_THAT(violations.list(), ElementsAre("GPIO line 7 was set and cleared at once"));
+    EXPECT_EQ(violations.list(), (Lines{"GPIO line 7 was set and cleared at once"}));
 }
 
 TEST_F(Gpio, AllowsOneLineToBeSetWhileAnotherIsCleared)
@@ -199,7 +198,7 @@ TEST_F(Gpio, AllowsOneLineToBeSetWhileAnotherIsCleared)
     storeClear(1U << 25);
     EXPECT_TRUE(block.level(7));
     EXPECT_FALSE(block.level(25));
-    EXPECT_THAT(violations.list(), IsEmpty());
+    EXPECT_EQ(violations.list(), Lines{});
 }
 
 TEST_F(Gpio, ReportsAnAlternateFunctionOncePerLine)
@@ -207,9 +206,9 @@ TEST_F(Gpio, ReportsAnAlternateFunctionOncePerLine)
     select(7, 0b100);
     block.sync();
     select(8, 0b111);
-    EXPECT_THAT(violations.list(), ElementsAre("GPIO line 7 was given the alternate function 4",
-                                               "GPIO line 8 was given the alternate function 7"));
-    EXPECT_THAT(events, IsEmpty());
+    EXPECT_EQ(violations.list(), (Lines{"GPIO line 7 was given the alternate function 4",
+                                        "GPIO line 8 was given the alternate function 7"}));
+    EXPECT_EQ(events, Lines{});
     EXPECT_FALSE(block.isOutput(7));
 }
 

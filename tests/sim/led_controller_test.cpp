@@ -1,16 +1,14 @@
 // Tests of the LED controller's register file.
 #include "sim/models/led_controller.h"
 
-#include <gmock/gmock.h>
+#include "tests/sim/comparisons.h"
+
 #include <initializer_list>
 #include <vector>
 
 namespace {
 
 using sim::LedController;
-using testing::Each;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr std::uint8_t enableRegister = 0x00;
 constexpr std::uint8_t firstBrightness = 0x01;
@@ -54,7 +52,7 @@ protected:
 
 TEST_F(Leds, AreDarkAtFirst)
 {
-    EXPECT_THAT(controller.outputs(), Each(0));
+    EXPECT_TRUE(isFilledWith(controller.outputs(), 0));
 }
 
 TEST_F(Leds, AreFedByOneRegisterEach)
@@ -65,7 +63,7 @@ TEST_F(Leds, AreFedByOneRegisterEach)
     for (std::size_t k = 0; k < LedController::outputCount; ++k) {
         EXPECT_EQ(controller.outputs()[k], 10 + k);
     }
-    EXPECT_THAT(violations.list(), IsEmpty());
+    EXPECT_EQ(violations.list(), Lines{});
 }
 
 TEST_F(Leds, TakeTheirBrightnessWhenTheUpdateRegisterIsWrittenWhateverItsValue)
@@ -88,7 +86,7 @@ TEST_F(Leds, AreUpdatedByABlockThatEndsAtTheUpdateRegister)
     block.front() = firstBrightness;
     block.back() = 0;
     controller.write(block);
-    EXPECT_THAT(controller.outputs(), Each(0xFF));
+    EXPECT_TRUE(isFilledWith(controller.outputs(), 0xFF));
 }
 
 TEST_F(Leds, AreDarkUntilTheControllerIsEnabled)
@@ -98,7 +96,7 @@ TEST_F(Leds, AreDarkUntilTheControllerIsEnabled)
     write({updateRegister, 0});
     for (const std::uint8_t value : {std::uint8_t{0x00}, std::uint8_t{0xFE}}) {
         write({enableRegister, value});
-        EXPECT_THAT(controller.outputs(), Each(0)) << int{value};
+        EXPECT_TRUE(isFilledWith(controller.outputs(), 0)) << int{value};
     }
     write({enableRegister, 1});
     EXPECT_EQ(controller.outputs()[0], 10);
@@ -121,11 +119,11 @@ TEST_F(Leds, AreAllResetByTheResetRegister)
     writeDistinctBrightness();
     write({updateRegister, 0});
     write({resetRegister, 0});
-    EXPECT_THAT(controller.outputs(), Each(0));
+    EXPECT_TRUE(isFilledWith(controller.outputs(), 0));
     enableAll();
-    EXPECT_THAT(controller.outputs(), Each(0)) << "what was latched is gone";
+    EXPECT_TRUE(isFilledWith(controller.outputs(), 0)) << "what was latched is gone";
     write({updateRegister, 0});
-    EXPECT_THAT(controller.outputs(), Each(0)) << "the brightness is gone";
+    EXPECT_TRUE(isFilledWith(controller.outputs(), 0)) << "the brightness is gone";
 }
 
 TEST_F(Leds, LetTheRegisterBeReadThatWasAddressedLast)
@@ -140,8 +138,8 @@ TEST_F(Leds, LetTheRegisterBeReadThatWasAddressedLast)
 TEST_F(Leds, ReportEveryWriteToARegisterThatDoesNotExist)
 {
     write({resetRegister, 0, 1, 2});
-    EXPECT_THAT(violations.list(),
-                ElementsAre("LED controller register 48 does not exist", "LED controller register 49 does not exist"));
+    EXPECT_EQ(violations.list(),
+              (Lines{"LED controller register 48 does not exist", "LED controller register 49 does not exist"}));
 }
 
 TEST_F(Leds, ReadRegistersThatDoNotExistAsZero)
@@ -150,13 +148,13 @@ TEST_F(Leds, ReadRegistersThatDoNotExistAsZero)
     EXPECT_EQ(controller.read(), 0);
     write({0xFF});
     EXPECT_EQ(controller.read(), 0);
-    EXPECT_THAT(violations.list(), IsEmpty());
+    EXPECT_EQ(violations.list(), Lines{});
 }
 
 TEST_F(Leds, ReportAnEmptyWrite)
 {
     controller.write({});
-    EXPECT_THAT(violations.list(), ElementsAre("an empty I2C write"));
+    EXPECT_EQ(violations.list(), (Lines{"an empty I2C write"}));
 }
 
 } // namespace

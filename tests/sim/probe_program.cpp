@@ -1,5 +1,5 @@
-// A program for the simulated device that does what the environment variable PROBE says: commands, each with at most
-// one argument, separated by semicolons. It uses the C library alone, and goes on iterating when it has done all.
+// Executes the commands in the environment variable PROBE on the simulated device. Commands are separated by semicolons
+// and have at most one argument. Uses only C library calls. After the last command it iterates for ever.
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -265,7 +265,7 @@ void perform(const char* command, const char* argument)
     } else if (is("exit")) {
         std::exit(std::atoi(argument));
     } else if (is("throw")) {
-        throw std::runtime_error("as told");
+        throw std::runtime_error("as requested");
     } else {
         say("unknown command %s", command, 0);
         std::exit(99);

@@ -3,28 +3,23 @@
 
 #include "sim/run/scenarios.h"
 
-#include <gmock/gmock.h>
+#include "tests/sim/comparisons.h"
 
 namespace {
 
 using sim::Options;
-using sim::UsageError;
-using testing::HasSubstr;
-using testing::Property;
-using testing::StartsWith;
-using testing::Throws;
 
 Options parsed(const std::vector<std::string>& arguments)
 {
     return sim::parseOptions(arguments, {.updater = "u", .preload = "p", .scripts = "s"});
 }
 
-auto complainsAbout(const std::string& text)
+std::string errorFor(const std::vector<std::string>& arguments)
 {
-    return Throws<UsageError>(Property(&UsageError::what, HasSubstr(text)));
+    return thrownMessage<sim::UsageError>([&] { (void)parsed(arguments); });
 }
 
-TEST(RunOptions, AreTheDefaultsWithoutArguments)
+TEST(RunOptions, DefaultToTheGivenValues)
 {
     const Options options = parsed({});
     EXPECT_EQ(options.updater, "u");
@@ -35,7 +30,7 @@ TEST(RunOptions, AreTheDefaultsWithoutArguments)
     EXPECT_FALSE(options.wantsHelp);
 }
 
-TEST(RunOptions, TakeAValueFromTheNextArgument)
+TEST(RunOptions, TakeTheNextArgumentAsTheirValue)
 {
     const Options options = parsed({"--updater", "a", "--preload", "b", "--scripts", "c", "--frames", "d"});
     EXPECT_EQ(options.updater, "a");
@@ -44,56 +39,56 @@ TEST(RunOptions, TakeAValueFromTheNextArgument)
     EXPECT_EQ(options.frames, "d");
 }
 
-TEST(RunOptions, TakeAValueFromBehindTheEqualsSign)
+TEST(RunOptions, AcceptAValueAfterAnEqualsSign)
 {
     const Options options = parsed({"--frames=a=b", "--play=corrupt"});
     EXPECT_EQ(options.frames, "a=b");
     EXPECT_EQ(options.scenario, "corrupt");
 }
 
-TEST(RunOptions, LetTheLastOfEqualOptionsCount)
+TEST(RunOptions, UseTheLastOfEqualOptions)
 {
     EXPECT_EQ(parsed({"--play", "corrupt", "--play", "update"}).scenario, "update");
 }
 
-TEST(RunOptions, KnowEveryPlay)
+TEST(RunOptions, AcceptEveryScenario)
 {
     for (const sim::Scenario& scenario : sim::allScenarios()) {
         EXPECT_EQ(parsed({"--play", std::string(scenario.name)}).scenario, scenario.name);
     }
 }
 
-TEST(RunOptions, RefuseWhatTheyDoNotKnow)
+TEST(RunOptions, RejectUnknownArguments)
 {
-    EXPECT_THAT([] { (void)parsed({"--fast"}); }, complainsAbout("unknown option --fast"));
-    EXPECT_THAT([] { (void)parsed({"--fast=1"}); }, complainsAbout("unknown option --fast"));
-    EXPECT_THAT([] { (void)parsed({"update"}); }, complainsAbout("unknown argument update"));
-    EXPECT_THAT([] { (void)parsed({""}); }, complainsAbout("unknown argument"));
-    EXPECT_THAT([] { (void)parsed({"--play", "chess"}); }, complainsAbout("unknown scenario chess"));
+    EXPECT_EQ(errorFor({"--fast"}), "unknown option --fast");
+    EXPECT_EQ(errorFor({"--fast=1"}), "unknown option --fast");
+    EXPECT_EQ(errorFor({"update"}), "unknown argument update");
+    EXPECT_EQ(errorFor({""}), "unknown argument ");
+    EXPECT_EQ(errorFor({"--play", "chess"}), "unknown scenario chess");
 }
 
-TEST(RunOptions, RefuseAnOptionWithoutItsValue)
+TEST(RunOptions, RejectAnOptionWithoutAValue)
 {
-    EXPECT_THAT([] { (void)parsed({"--frames"}); }, complainsAbout("--frames needs a value"));
-    EXPECT_THAT([] { (void)parsed({"--frames", ""}); }, complainsAbout("--frames needs a value"));
-    EXPECT_THAT([] { (void)parsed({"--play="}); }, complainsAbout("--play needs a value"));
+    EXPECT_EQ(errorFor({"--frames"}), "--frames needs a value");
+    EXPECT_EQ(errorFor({"--frames", ""}), "--frames needs a value");
+    EXPECT_EQ(errorFor({"--play="}), "--play needs a value");
 }
 
-TEST(RunOptions, AskForHelpWhateverFollows)
+TEST(RunOptions, RequestHelpWhateverFollows)
 {
     EXPECT_TRUE(parsed({"--help", "--fast"}).wantsHelp);
     EXPECT_TRUE(parsed({"-h"}).wantsHelp);
 }
 
-TEST(RunOptions, AreAllInTheHelp)
+TEST(RunOptions, AreListedInTheHelp)
 {
     const std::string help = sim::helpText();
-    EXPECT_THAT(help, StartsWith("usage: "));
+    EXPECT_TRUE(help.starts_with("usage: "));
     for (const char* option : {"--updater", "--preload", "--scripts", "--frames", "--play"}) {
-        EXPECT_THAT(help, HasSubstr(option));
+        EXPECT_TRUE(contains(help, option)) << option;
     }
     for (const sim::Scenario& scenario : sim::allScenarios()) {
-        EXPECT_THAT(help, HasSubstr("    " + std::string(scenario.name) + " "));
+        EXPECT_TRUE(contains(help, "    " + std::string(scenario.name) + " ")) << scenario.name;
     }
 }
 

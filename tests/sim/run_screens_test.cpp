@@ -1,4 +1,4 @@
-// Tests of recognising screens, saving them, and of the scenario that wait for them.
+// Tests of reference screens, saved screens and the scenarios that use them.
 #include "sim/device/png_file.h"
 #include "sim/run/frame_folder.h"
 #include "sim/run/live_view.h"
@@ -6,7 +6,7 @@
 #include "sim/run/scenarios.h"
 #include "tests/support/scratch_folder.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <memory>
 #include <set>
 
@@ -17,7 +17,7 @@ using sim::FrameFolder;
 using sim::ReferenceScreens;
 using sim::Screen;
 
-/// The four levels over and over, from one that can be chosen.
+/// Columns of the four grey levels, starting with `firstLevel`.
 std::unique_ptr<Screen> stripedScreen(int firstLevel)
 {
     auto screen = std::make_unique<Screen>();
@@ -41,14 +41,14 @@ TEST(ReferenceScreens, RecognisesAScreenByItsPicture)
     EXPECT_FALSE(references.contains("notes"));
 }
 
-TEST(ReferenceScreens, RefusesAPictureOfAnotherSize)
+TEST(ReferenceScreens, RejectsAPictureOfAnotherSize)
 {
     const ScratchFolder folder;
     sim::writePng(folder / "one.png", sim::pictureOf(*stripedScreen(1), 2));
     EXPECT_THROW(ReferenceScreens(folder.path()), std::runtime_error);
 }
 
-TEST(ReferenceScreens, RefusesAColourThatAScreenDoesNotHave)
+TEST(ReferenceScreens, RejectsAColourOtherThanTheFourGreys)
 {
     const ScratchFolder folder;
     sim::Picture picture = sim::pictureOf(*stripedScreen(1));
@@ -57,7 +57,7 @@ TEST(ReferenceScreens, RefusesAColourThatAScreenDoesNotHave)
     EXPECT_THROW(ReferenceScreens(folder.path()), std::runtime_error);
 }
 
-TEST(ReferenceScreens, RefusesAFolderThatIsNotThere)
+TEST(ReferenceScreens, RejectsAMissingFolder)
 {
     EXPECT_THROW(ReferenceScreens("/nowhere"), std::runtime_error);
 }
@@ -83,12 +83,12 @@ TEST(FrameFolder, SavesNothingWithoutAFolder)
     EXPECT_NO_THROW(frames.add(*stripedScreen(0), ""));
 }
 
-TEST(FrameFolder, RefusesAFolderThatCannotBeMade)
+TEST(FrameFolder, RejectsAFolderThatCannotBeCreated)
 {
     EXPECT_THROW(FrameFolder("/dev/null/frames"), std::runtime_error);
 }
 
-TEST(Scenarios, HaveAReferencePictureForEveryScreenThatTheyWaitFor)
+TEST(Scenarios, HaveAReferencePictureForEveryAwaitedScreen)
 {
     const ReferenceScreens references(SCREENS_DIR);
     for (const sim::Scenario& scenario : sim::allScenarios()) {
@@ -100,7 +100,7 @@ TEST(Scenarios, HaveAReferencePictureForEveryScreenThatTheyWaitFor)
     }
 }
 
-TEST(Scenarios, HaveNamesOfTheirOwn)
+TEST(Scenarios, HaveUniqueNames)
 {
     std::set<std::string_view> names;
     for (const sim::Scenario& scenario : sim::allScenarios()) {
@@ -111,7 +111,7 @@ TEST(Scenarios, HaveNamesOfTheirOwn)
     EXPECT_EQ(sim::findScenario("chess"), nullptr);
 }
 
-TEST(LiveView, ShowsAsMuchDetailAsFitsAboveItsFourLines)
+TEST(LiveView, ShowsAsMuchDetailAsTheWindowAllows)
 {
     EXPECT_EQ(sim::detailFor(256, 84, true), Detail::Greys);
     EXPECT_EQ(sim::detailFor(255, 84, true), Detail::Pixels);

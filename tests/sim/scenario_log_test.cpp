@@ -1,7 +1,7 @@
 // Tests of what a scenario prints.
 #include "sim/run/scenario_log.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <memory>
 #include <sstream>
 
@@ -22,11 +22,12 @@ void setPixel(Screen& screen, int x, int y)
     screen[static_cast<std::size_t>(y * sim::screenWidth + x)] = 3;
 }
 
-/// A log, and what it has printed since it was last asked.
+/// A log and its output.
 struct PrintedLog {
     std::ostringstream stream;
     ScenarioLog log{stream};
 
+    /// The output since the last call.
     std::string printed()
     {
         std::string text = stream.str();
@@ -35,14 +36,14 @@ struct PrintedLog {
     }
 };
 
-TEST(ScenarioLog, SaysWhatHappensWithTheSecondsOfDeviceTime)
+TEST(ScenarioLog, PrintsEventsWithTheDeviceTimeInSeconds)
 {
     PrintedLog test;
     test.log.printEvent(12345, "something happens");
     EXPECT_EQ(test.printed(), "  12.345 s  something happens\n");
 }
 
-TEST(ScenarioLog, ShowsAScreenWithoutBlanksAtItsEnds)
+TEST(ScenarioLog, OmitsTrailingBlanksAndEmptyRows)
 {
     PrintedLog test;
     const auto screen = emptyScreen();
@@ -52,7 +53,7 @@ TEST(ScenarioLog, ShowsAScreenWithoutBlanksAtItsEnds)
     EXPECT_EQ(test.printed(), "   0.500 s  screen:\n\n\n\u2801 \u2808\n\n");
 }
 
-TEST(ScenarioLog, TellsTheNameOfAScreenThatHasOne)
+TEST(ScenarioLog, PrintsTheNameOfAKnownScreen)
 {
     PrintedLog test;
     const auto screen = emptyScreen();
@@ -61,14 +62,14 @@ TEST(ScenarioLog, TellsTheNameOfAScreenThatHasOne)
     EXPECT_EQ(test.printed(), "   0.500 s  screen \"menu\":\n\n\u2801\n\n");
 }
 
-TEST(ScenarioLog, SaysThatAScreenIsEmpty)
+TEST(ScenarioLog, MarksAnEmptyScreen)
 {
     PrintedLog test;
     test.log.printScreen(1, *emptyScreen(), "");
     EXPECT_EQ(test.printed(), "   0.001 s  screen:\n(empty)\n");
 }
 
-TEST(ScenarioLog, KeepsSilentWhenTheScreenStaysTheSame)
+TEST(ScenarioLog, PrintsNothingForAnUnchangedScreen)
 {
     PrintedLog test;
     const auto screen = emptyScreen();
@@ -78,7 +79,7 @@ TEST(ScenarioLog, KeepsSilentWhenTheScreenStaysTheSame)
     EXPECT_EQ(test.printed(), "");
 }
 
-TEST(ScenarioLog, KeepsSilentWhenOnlyTheWheelTurns)
+TEST(ScenarioLog, PrintsNothingIfOnlyTheBusyIndicatorChanges)
 {
     PrintedLog test;
     const auto screen = emptyScreen();
@@ -91,7 +92,7 @@ TEST(ScenarioLog, KeepsSilentWhenOnlyTheWheelTurns)
     EXPECT_EQ(test.printed(), "");
 }
 
-TEST(ScenarioLog, ShowsWhatChangesBesideTheWheel)
+TEST(ScenarioLog, PrintsChangesNextToTheBusyIndicator)
 {
     for (const auto& [x, y] : {std::pair{101, 120}, {154, 120}, {120, 103}, {120, 155}}) {
         PrintedLog test;
@@ -104,7 +105,7 @@ TEST(ScenarioLog, ShowsWhatChangesBesideTheWheel)
     }
 }
 
-TEST(ScenarioLog, ShowsOnlyTheRowsOfALittleChange)
+TEST(ScenarioLog, PrintsOnlyTheChangedRowsOfASmallChange)
 {
     PrintedLog test;
     const auto screen = emptyScreen();
@@ -116,7 +117,7 @@ TEST(ScenarioLog, ShowsOnlyTheRowsOfALittleChange)
     EXPECT_EQ(test.printed(), "   0.002 s  screen:\n\n \u2802\n\n");
 }
 
-TEST(ScenarioLog, FailsWhenNothingCanBePrinted)
+TEST(ScenarioLog, ThrowsWhenTheStreamFails)
 {
     PrintedLog test;
     test.stream.setstate(std::ios::badbit);

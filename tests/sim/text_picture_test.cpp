@@ -2,7 +2,7 @@
 #include "sim/run/text_picture.h"
 
 #include <algorithm>
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <memory>
 
 namespace {
@@ -10,9 +10,8 @@ namespace {
 using sim::Dots;
 using sim::HalfBlock;
 using sim::Screen;
-using testing::Each;
-using testing::ElementsAre;
-using testing::SizeIs;
+
+using Rows = std::vector<std::wstring>;
 
 std::unique_ptr<Screen> filledScreen(std::uint8_t level)
 {
@@ -41,7 +40,7 @@ bool inkAt(const Dots& dots, int x, int y)
     return dots.ink[static_cast<std::size_t>(y * dots.width + x)];
 }
 
-TEST(TextPicture, TakesTheTwoDarkerGreysForInk)
+TEST(TextPicture, ShowsTheTwoDarkerGreysAsInk)
 {
     const auto screen = filledScreen(0);
     for (int level = 0; level < 4; ++level) {
@@ -56,42 +55,40 @@ TEST(TextPicture, TakesTheTwoDarkerGreysForInk)
     EXPECT_TRUE(inkAt(dots, 3, 7));
 }
 
-TEST(TextPicture, NumbersTheDotsOfABraillePattern)
+TEST(TextPicture, EncodesEachDotOfABraillePattern)
 {
-    EXPECT_THAT(brailleRows(dotsFrom({"#.", "..", "..", ".."})), ElementsAre(L"\u2801"));
-    EXPECT_THAT(brailleRows(dotsFrom({"..", "#.", "..", ".."})), ElementsAre(L"\u2802"));
-    EXPECT_THAT(brailleRows(dotsFrom({"..", "..", "#.", ".."})), ElementsAre(L"\u2804"));
-    EXPECT_THAT(brailleRows(dotsFrom({".#", "..", "..", ".."})), ElementsAre(L"\u2808"));
-    EXPECT_THAT(brailleRows(dotsFrom({"..", ".#", "..", ".."})), ElementsAre(L"\u2810"));
-    EXPECT_THAT(brailleRows(dotsFrom({"..", "..", ".#", ".."})), ElementsAre(L"\u2820"));
-    EXPECT_THAT(brailleRows(dotsFrom({"..", "..", "..", "#."})), ElementsAre(L"\u2840"));
-    EXPECT_THAT(brailleRows(dotsFrom({"..", "..", "..", ".#"})), ElementsAre(L"\u2880"));
-    EXPECT_THAT(brailleRows(dotsFrom({"##", "##", "##", "##"})), ElementsAre(L"\u28FF"));
+    EXPECT_EQ(brailleRows(dotsFrom({"#.", "..", "..", ".."})), (Rows{L"\u2801"}));
+    EXPECT_EQ(brailleRows(dotsFrom({"..", "#.", "..", ".."})), (Rows{L"\u2802"}));
+    EXPECT_EQ(brailleRows(dotsFrom({"..", "..", "#.", ".."})), (Rows{L"\u2804"}));
+    EXPECT_EQ(brailleRows(dotsFrom({".#", "..", "..", ".."})), (Rows{L"\u2808"}));
+    EXPECT_EQ(brailleRows(dotsFrom({"..", ".#", "..", ".."})), (Rows{L"\u2810"}));
+    EXPECT_EQ(brailleRows(dotsFrom({"..", "..", ".#", ".."})), (Rows{L"\u2820"}));
+    EXPECT_EQ(brailleRows(dotsFrom({"..", "..", "..", "#."})), (Rows{L"\u2840"}));
+    EXPECT_EQ(brailleRows(dotsFrom({"..", "..", "..", ".#"})), (Rows{L"\u2880"}));
+    EXPECT_EQ(brailleRows(dotsFrom({"##", "##", "##", "##"})), (Rows{L"\u28FF"}));
 }
 
 TEST(TextPicture, ShowsACellWithoutInkAsABlank)
 {
-    EXPECT_THAT(brailleRows(dotsFrom({"..#.", "....", "....", "...."})), ElementsAre(L" \u2801"));
+    EXPECT_EQ(brailleRows(dotsFrom({"..#.", "....", "....", "...."})), (Rows{L" \u2801"}));
 }
 
-TEST(TextPicture, PutsCellsSideBySideAndBelowEachOther)
+TEST(TextPicture, ArrangesCellsInRowsAndColumns)
 {
-    EXPECT_THAT(brailleRows(dotsFrom({"#..#", "....", "....", "....", "....", "#...", "....", "...#"})),
-                ElementsAre(L"\u2801\u2808", L"\u2802\u2880"));
+    EXPECT_EQ(brailleRows(dotsFrom({"#..#", "....", "....", "....", "....", "#...", "....", "...#"})),
+              (Rows{L"\u2801\u2808", L"\u2802\u2880"}));
 }
 
 TEST(TextPicture, NeedsFortyRowsOf128CharactersForAScreen)
 {
     const auto rows = brailleRows(sim::dotsOf(*filledScreen(3)));
-    EXPECT_THAT(rows, SizeIs(40));
-    EXPECT_THAT(rows, Each(std::wstring(128, L'\u28FF')));
+    EXPECT_EQ(rows, Rows(40, std::wstring(128, L'\u28FF')));
 }
 
 TEST(TextPicture, NeedsAQuarterOfTheCharactersForAHalfSizeScreen)
 {
     const auto rows = brailleRows(sim::halfSizeDots(*filledScreen(3)));
-    EXPECT_THAT(rows, SizeIs(20));
-    EXPECT_THAT(rows, Each(std::wstring(64, L'\u28FF')));
+    EXPECT_EQ(rows, Rows(20, std::wstring(64, L'\u28FF')));
 }
 
 TEST(TextPicture, KeepsASingleDarkPixelOnLightAtHalfSize)
@@ -112,7 +109,7 @@ TEST(TextPicture, KeepsASingleLightPixelOnDarkAtHalfSize)
     EXPECT_EQ(std::count(dots.ink.begin(), dots.ink.end(), false), 1);
 }
 
-TEST(TextPicture, TellsThePixelsOfAHalfBlock)
+TEST(TextPicture, ReturnsTheTwoPixelsOfAHalfBlock)
 {
     const auto screen = filledScreen(0);
     pixelOf(*screen, 255, 158) = 1;

@@ -1,0 +1,34 @@
+// Short forms for checks of what the simulator returns and throws.
+#pragma once
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+using Lines = std::vector<std::string>;
+
+template <typename Values, typename Value>
+bool isFilledWith(const Values& values, const Value& expected)
+{
+    return std::all_of(values.begin(), values.end(), [&](const auto& value) { return value == expected; });
+}
+
+inline bool contains(const std::string& text, const std::string& part)
+{
+    return text.find(part) != std::string::npos;
+}
+
+/// Returns the message of the exception that `call` throws. Fails the test if it throws none.
+template <typename Exception = std::runtime_error, typename Call>
+std::string thrownMessage(const Call& call)
+{
+    try {
+        call();
+    } catch (const Exception& error) {
+        return error.what();
+    }
+    ADD_FAILURE() << "no exception";
+    return "";
+}
