@@ -108,7 +108,7 @@ void LiveSession::handle(Command command)
 
 void LiveSession::insertDrive()
 {
-    snapshot.message = device.hasDrive() ? "a drive is already inserted" : "drive inserted";
+    snapshot.message = device.hasDrive() ? "a drive is already inserted" : "";
     if (!device.hasDrive()) {
         device.plug(drive);
     }
@@ -116,7 +116,7 @@ void LiveSession::insertDrive()
 
 void LiveSession::ejectDrive()
 {
-    snapshot.message = device.hasDrive() ? "drive ejected" : "no drive to eject";
+    snapshot.message = device.hasDrive() ? "" : "no drive to eject";
     device.unplug();
 }
 
