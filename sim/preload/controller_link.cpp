@@ -15,7 +15,7 @@ namespace sim {
 namespace {
 
 constexpr std::uint64_t iterationMicroseconds = 1000;
-constexpr auto scriptTimeout = std::chrono::seconds(20);
+constexpr auto scriptTimeout = std::chrono::minutes(5);
 
 std::string joined(const std::vector<std::string>& lines)
 {
