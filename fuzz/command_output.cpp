@@ -1,4 +1,4 @@
-// The command runner, against a model of it, with reads that give any bytes, nothing for now, an error or the end.
+// The command runner, compared with a model. Its reads return any bytes, an error, no bytes for now, or the end.
 #include "fuzz/fuzz_target.h"
 #include "tests/support/system_calls.h"
 #include "updater/command_runner.h"
@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t readSize = 128;
 const std::string command = "the command";
 
-/// What the runner has to do with the same reads, kept as one string of all bytes that count.
+/// What the runner must do with the same reads. Keeps all bytes that count in one string.
 class Model {
 public:
     Model(std::deque<ScriptedRead> commandReads, std::uint32_t exitStatus)
@@ -124,15 +124,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t cou
     Model model(reads, exitStatus);
     CommandRunner runner(command);
     for (int i = 0; i < polls; ++i) {
-        require(runner.poll() == model.poll(), "a poll tells whether the command runs, or how it has ended");
-        require(runner.lineCount() == model.lineCount(), "as many lines wait as the bytes that count have ends");
+        require(runner.poll() == model.poll(), "a poll returns whether the command runs, or its exit status");
+        require(runner.lineCount() == model.lineCount(),
+                "the number of queued lines is the number of line feeds that count");
         for (int line = 0; line < linesTakenAtOnce; ++line) {
-            require(runner.takeLine() == model.takeLine(), "the lines are those of the bytes that count");
+            require(runner.takeLine() == model.takeLine(), "the queued lines are those of the bytes that count");
         }
     }
     while (model.lineCount() > 0) {
         require(runner.takeLine() == model.takeLine(), "the last lines are those of the bytes that count");
     }
-    require(runner.lineCount() == 0, "no line is left over");
+    require(runner.lineCount() == 0, "no other line is queued");
     return 0;
 }

@@ -1,4 +1,4 @@
-// A file in memory, for code that opens files by their path.
+// A file in memory, for code that opens a file by its path.
 #pragma once
 
 #include "fuzz/fuzz_target.h"
@@ -10,7 +10,7 @@
 
 class MemoryFile {
 public:
-    MemoryFile() : fd(memfd_create("input", MFD_CLOEXEC)) { require(fd >= 0, "a file can be made in memory"); }
+    MemoryFile() : fd(memfd_create("input", MFD_CLOEXEC)) { require(fd >= 0, "memfd_create succeeds"); }
     MemoryFile(const MemoryFile&) = delete;
     MemoryFile& operator=(const MemoryFile&) = delete;
     ~MemoryFile() { close(fd); }
@@ -19,9 +19,9 @@ public:
     {
         const bool isWritten =
             ftruncate(fd, 0) == 0 && pwrite(fd, bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size());
-        require(isWritten, "a file in memory can be written");
+        require(isWritten, "a file in memory is writable");
     }
-    /// Each opening of it begins at the first byte.
+    /// Each time the path is opened, reading starts at the first byte.
     [[nodiscard]] std::string path() const { return "/proc/self/fd/" + std::to_string(fd); }
 
 private:

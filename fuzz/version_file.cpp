@@ -1,9 +1,11 @@
-// The version files, as the screen tells of them when the drive has been decrypted.
+// The version files, as the screen shows them after the decryption.
 #include "fuzz/fuzz_target.h"
 #include "fuzz/memory_file.h"
 #include "graphics/font.h"
 #include "graphics/image_store.h"
 #include "tests/support/system_calls.h"
+#include "updater/screen_texts.h"
+#include "updater/timing.h"
 #include "updater/updater.h"
 
 #include <string>
@@ -13,9 +15,18 @@ namespace {
 
 constexpr std::int32_t askUpdate = 3;
 constexpr std::int32_t askFactoryReset = 4;
-constexpr std::uint64_t firstDriveCheck = 501;
 
-const std::string question = "\n\nDo not unplug the power during the process.\n\nDo you want to continue?";
+/// The updater with its protected fields accessible.
+class TestUpdater : public Updater {
+public:
+    using Updater::message;
+    using Updater::state;
+    using Updater::updateButton;
+};
+
+struct TextFields : Text {
+    using Text::text;
+};
 
 bool isBlank(char character)
 {
@@ -28,21 +39,18 @@ std::string firstWord(std::string_view text)
     return {begin, std::find_if(begin, text.end(), isBlank)};
 }
 
-std::string messageAfter(Updater& screen, std::int32_t action)
+std::string messageAfter(TestUpdater& screen, std::int32_t action)
 {
-    screen.notify("a button", action, {});
-    return static_cast<const Text&>(*screen.getChildren().at(3)).getText();
+    screen.notify("sender", action, {});
+    return screen.message.*&TextFields::text;
 }
 
-void checkQuestions(Updater& screen, const std::string& oldVersion, const std::string& newVersion)
+void checkQuestions(TestUpdater& screen, const std::string& oldVersion, const std::string& newVersion)
 {
-    const std::string updateStart =
-        oldVersion.empty() ? "to " + newVersion : "from " + oldVersion + " to " + newVersion + ".";
-    require(messageAfter(screen, askUpdate) == "I will update the firmware " + updateStart + question,
-            "the update is asked for with the first words of both files");
-    require(messageAfter(screen, askFactoryReset) == "I will do a factory reset to firmware " + newVersion +
-                                                         ".\n\nALL DATA/PRESETS WILL BE LOST!" + question,
-            "the factory reset is asked for with the first word of the new version's file");
+    require(messageAfter(screen, askUpdate) == texts::updateQuestion(oldVersion, newVersion),
+            "the update question contains the first words of both files");
+    require(messageAfter(screen, askFactoryReset) == texts::factoryQuestion(newVersion),
+            "the factory reset question contains the first word of the new version's file");
 }
 
 void prepareImages()
@@ -53,7 +61,7 @@ void prepareImages()
         buildFont("font16", "img/font8", 2, 4, 2);
         return true;
     }();
-    require(isPrepared, "the images are there");
+    require(isPrepared, "the images and fonts are loaded");
 }
 
 } // namespace
@@ -76,12 +84,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t cou
     calls.placeFile("/tmp/fw/version.txt", newFile.path());
     calls.script("/usr/sbin/decrypt.sh /dev/sda", {.reads = {{"", 0}}, .waitStatus = 0});
 
-    Updater screen;
+    TestUpdater screen;
     screen.setSize(256, 160);
-    screen.update(firstDriveCheck);
-    require(screen.getState() == UpdateState::Choosing, "the drive leads to the menu");
-    const bool isUpdateOffered = screen.getChildren().at(2)->isVisible();
-    require(isUpdateOffered == !firstWord(oldText).empty(), "an update is offered when something is installed");
+    screen.update(usbCheckPeriod);
+    require(screen.state == UpdateState::Choosing, "the drive leads to the menu");
+    require(screen.updateButton.isVisible() == !firstWord(oldText).empty(),
+            "the update is offered only if the installed version is known");
     checkQuestions(screen, firstWord(oldText), firstWord(newText));
     screen.drawTree();
     return 0;

@@ -1,4 +1,4 @@
-// Tests of the display's bring-up, byte by byte, and of the frames that it is sent.
+// Tests of the display: the bytes of its initialisation, and the frames that it receives.
 #include "hw/display_driver.h"
 
 #include "hw/frame_packer.h"
@@ -6,7 +6,6 @@
 #include "tests/support/system_calls.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <linux/spi/spidev.h>
 #include <optional>
 #include <ostream>
@@ -18,30 +17,46 @@ using bringUp::addressWindow;
 using bringUp::clearedRam;
 using bringUp::initialisation;
 using bringUp::resetPulse;
-using testing::Each;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::size_t frameSize = 10240;
 
-std::vector<std::string> operator+(std::vector<std::string> first, const std::vector<std::string>& second)
+Log operator+(Log first, const Log& second)
 {
     first.insert(first.end(), second.begin(), second.end());
     return first;
 }
 
+std::string openingOf(const std::string& path)
+{
+    return "open " + path + " flags " + std::to_string(O_WRONLY | O_CLOEXEC);
+}
+
 // clang-format off
-const std::vector<std::string> opening = {
-    "open /dev/spidev0.0 flags " + std::to_string(O_WRONLY | O_CLOEXEC),
+const Log opening = {
+    openingOf("/dev/spidev0.0"),
     "ioctl 40016B01 = 3",        // mode
-    "ioctl 40016B03 = 8",        // bits a word
+    "ioctl 40016B03 = 8",        // bits per word
     "ioctl 40046B04 = 12500000", // speed
 };
 // clang-format on
+const Log bringUpOfTheDevice = opening + resetPulse + initialisation + addressWindow + clearedRam + Log({"command AF"});
+
+Bytes frameOf(std::uint8_t byte)
+{
+    return Bytes(frameSize, byte);
+}
+
+Bitmap canvasOf(Pixel value)
+{
+    Bitmap canvas(displayWidth, displayHeight);
+    canvas.fill(value);
+    return canvas;
+}
 
 class Display : public testing::Test {
 protected:
-    /// Opens as on the board; returns what was said on standard error.
+    /// Opens the display as the program does. Returns what is printed on standard error.
     std::string open()
     {
         testing::internal::CaptureStderr();
@@ -50,47 +65,65 @@ protected:
         return testing::internal::GetCapturedStderr();
     }
 
-    /// The transfers, once the last one is out.
+    /// Returns the transfers after the last one has ended.
     std::vector<Transfer> closeAndTakeTransfers()
     {
         display.reset();
         return calls.transfers();
     }
 
-    std::vector<std::uint8_t> sentFrame(const Bitmap& canvas)
+    Bytes sentFrame(const Bitmap& canvas)
     {
-        const std::size_t before = calls.transfers().size();
         display->sendFrame(canvas);
-        calls.waitUntilEnded(before + 1);
+        calls.waitUntilEnded(++sentCount);
         return calls.transfers().back().bytes;
+    }
+
+    void expectNoResetPulse() const
+    {
+        EXPECT_EQ(calls.gpio[7], 0U);
+        EXPECT_EQ(calls.gpio[10], 0U);
     }
 
     SystemCalls calls;
     std::optional<DisplayDriver> display;
+    std::size_t sentCount = 0;
 };
 
-Bitmap blankCanvas(Pixel value = 0)
-{
-    Bitmap canvas(displayWidth, displayHeight);
-    canvas.fill(value);
-    return canvas;
-}
+// Opening.
 
-// Bring-up.
-
-TEST_F(Display, IsBroughtUpWithExactlyTheseBytesLevelsAndWaits)
+TEST_F(Display, IsOpenedWithExactlyTheseCallsLevelsBytesAndWaits)
 {
     EXPECT_EQ(open(), "");
-    EXPECT_EQ(firstDifference(calls.takeLog(), opening + resetPulse + initialisation + addressWindow + clearedRam +
-                                                   std::vector<std::string>{"command AF"}),
-              "");
+    EXPECT_EQ(firstDifference(calls.takeLog(), bringUpOfTheDevice), "");
 }
 
-TEST_F(Display, WorksOnDescriptorZeroToo)
+TEST_F(Display, IsOpenedTheSameWayWhenEveryWriteFails)
 {
-    calls.giveDescriptorZero();
+    calls.writeLimit = -1;
     EXPECT_EQ(open(), "");
-    EXPECT_EQ(calls.takeLog().back(), "command AF");
+    EXPECT_EQ(firstDifference(calls.takeLog(), bringUpOfTheDevice), "");
+}
+
+TEST_F(Display, OpensTheGivenDeviceWithTheGivenSpeedAndResetLine)
+{
+    display.emplace();
+    display->open(1, 2, 400000, 7, 11);
+    Log log = calls.takeLog();
+    log.resize(10);
+    EXPECT_EQ(log,
+              Log({openingOf("/dev/spidev1.2"), "ioctl 40016B01 = 3", "ioctl 40016B03 = 8", "ioctl 40046B04 = 400000",
+                   "line 11 high", "wait 20000 us", "line 11 low", "wait 20000 us", "line 11 high", "wait 200000 us"}));
+    EXPECT_EQ(calls.gpio[1], 0x00000008U);
+}
+
+TEST_F(Display, MakesBothLinesOutputsAndLeavesTheOtherLines)
+{
+    calls.gpio[0] = 0xFFFFFFFF;
+    calls.gpio[2] = 0xFFFFFFFF;
+    open();
+    EXPECT_EQ(calls.gpio[0], 0xFF3FFFFFU);
+    EXPECT_EQ(calls.gpio[2], 0xFFFCFFFFU);
 }
 
 TEST_F(Display, ClearingSetsTheWholeAddressWindowAndWrites10240Zeros)
@@ -101,7 +134,7 @@ TEST_F(Display, ClearingSetsTheWholeAddressWindowAndWrites10240Zeros)
     EXPECT_EQ(firstDifference(calls.takeLog(), addressWindow + clearedRam), "");
 }
 
-TEST_F(Display, CommandsAreSentWithTheLineLowAndDataWithTheLineHigh)
+TEST_F(Display, SendsCommandsWithTheLineLowAndDataWithTheLineHigh)
 {
     open();
     calls.takeLog();
@@ -110,121 +143,82 @@ TEST_F(Display, CommandsAreSentWithTheLineLowAndDataWithTheLineHigh)
     display->writeData(0xFF);
     display->writeData(0x5C);
     display->writeCommand(0xA6);
-    EXPECT_THAT(calls.takeLog(), ElementsAre("command A7", "command 00", "data FF", "data 5C", "command A6"));
+    EXPECT_EQ(calls.takeLog(), Log({"command A7", "command 00", "data FF", "data 5C", "command A6"}));
 }
 
-TEST_F(Display, BothLinesBecomeOutputsAndOtherSelectsStay)
+#ifndef NDEBUG
+TEST_F(Display, AbortsOnACommandOrDataAfterTheFirstFrame)
 {
-    calls.gpio[0] = 0xFFFFFFFF;
-    calls.gpio[2] = 0xFFFFFFFF;
-    open();
-    EXPECT_EQ(calls.gpio[0], 0xFF3FFFFFU);
-    EXPECT_EQ(calls.gpio[2], 0xFFFCFFFFU);
+    testing::GTEST_FLAG(death_test_style) = "threadsafe"; // the frame writer is a thread
+    const auto openAndSend = [this] {
+        open();
+        display->sendFrame(canvasOf(0));
+    };
+    EXPECT_DEATH((openAndSend(), display->writeCommand(0xA6)), "hasSentFrame");
+    EXPECT_DEATH((openAndSend(), display->writeData(0x00)), "hasSentFrame");
+    EXPECT_DEATH((openAndSend(), display->clearDisplayRam()), "hasSentFrame");
 }
-
-TEST_F(Display, OpensTheDeviceSpeedAndResetLineThatItIsGiven)
-{
-    display.emplace();
-    display->open(1, 2, 400000, 7, 11);
-    std::vector<std::string> log = calls.takeLog();
-    log.resize(10);
-    EXPECT_THAT(log, ElementsAre("open /dev/spidev1.2 flags " + std::to_string(O_WRONLY | O_CLOEXEC),
-                                 "ioctl 40016B01 = 3", "ioctl 40016B03 = 8", "ioctl 40046B04 = 400000", "line 11 high",
-                                 "wait 20000 us", "line 11 low", "wait 20000 us", "line 11 high", "wait 200000 us"));
-    EXPECT_EQ(calls.gpio[1], 0x00000008U);
-}
-
-TEST_F(Display, BringUpGoesOnWhenEveryWriteFails)
-{
-    calls.limitWrites(-1);
-    EXPECT_EQ(open(), "");
-    EXPECT_EQ(firstDifference(calls.takeLog(), opening + resetPulse + initialisation + addressWindow + clearedRam +
-                                                   std::vector<std::string>{"command AF"}),
-              "");
-}
+#endif
 
 // Failures.
 
-TEST_F(Display, ThatIsAbsentIsReportedAndNotResetAlthoughBothLinesAreOutputs)
+TEST_F(Display, AnAbsentDeviceIsReportedAndNotResetButBothLinesAreOutputs)
 {
-    calls.removeDevice("/dev/spidev0.0");
+    calls.missingDevices = {"/dev/spidev0.0"};
     EXPECT_EQ(open(), "Unable to open SPI\n");
-    EXPECT_THAT(calls.takeLog(), ElementsAre("open /dev/spidev0.0 flags " + std::to_string(O_WRONLY | O_CLOEXEC)));
+    EXPECT_EQ(calls.takeLog(), Log({opening[0]}));
     EXPECT_EQ(calls.gpio[0], 0x00200000U);
     EXPECT_EQ(calls.gpio[2], 0x00008000U);
-    EXPECT_EQ(calls.gpio[7], 0U);
-    EXPECT_EQ(calls.gpio[10], 0U);
+    expectNoResetPulse();
 }
 
-struct RefusalCase {
-    const char* name;
-    unsigned long request;
-    std::size_t ioctlCount;
-    const char* message;
-};
-
-void PrintTo(const RefusalCase& refusal, std::ostream* stream)
+TEST_F(Display, ARefusedSettingIsReportedAndClosesTheDeviceWithoutAReset)
 {
-    *stream << refusal.name;
+    struct Case {
+        unsigned long request;
+        int ioctlCount;
+        const char* message;
+    };
+    const Case cases[] = {
+        {SPI_IOC_WR_MODE, 1, "Unable to set SPI mode\n"},
+        {SPI_IOC_WR_BITS_PER_WORD, 2, "Unable to set SPI bits\n"},
+        {SPI_IOC_WR_MAX_SPEED_HZ, 3, "Unable to set SPI baud\n"},
+    };
+    for (const auto& [request, ioctlCount, message] : cases) {
+        calls.failingIoctls = {request};
+        EXPECT_EQ(open(), message);
+        EXPECT_EQ(calls.takeLog(),
+                  Log(opening.begin(), opening.begin() + 1 + ioctlCount) + Log({"close /dev/spidev0.0"}));
+        expectNoResetPulse();
+        display.reset();
+        EXPECT_EQ(calls.takeLog(), Log()) << "the device is closed only once";
+    }
 }
 
-class DisplayRefusal : public Display, public testing::WithParamInterface<RefusalCase> {};
-
-TEST_P(DisplayRefusal, IsReportedAndClosesTheDeviceWithoutAReset)
+TEST_F(Display, DropsFramesWhenItFailedToOpen)
 {
-    calls.refuseIoctl(GetParam().request);
-    EXPECT_EQ(open(), GetParam().message);
-
-    std::vector<std::string> expected(opening.begin(), opening.begin() + 1 + static_cast<int>(GetParam().ioctlCount));
-    expected.emplace_back("close /dev/spidev0.0");
-    EXPECT_EQ(firstDifference(calls.takeLog(), expected), "");
-    EXPECT_EQ(calls.gpio[7], 0U);
-    EXPECT_EQ(calls.gpio[10], 0U);
+    const std::function<void()> failures[] = {
+        [this] { display.emplace(); }, // never opened
+        [this] { calls.missingDevices = {"/dev/spidev0.0"}, open(); },
+        [this] { calls.missingDevices.clear(), calls.failingIoctls = {SPI_IOC_WR_MAX_SPEED_HZ}, open(); },
+    };
+    for (const auto& fail : failures) {
+        fail();
+        calls.takeLog();
+        display->sendFrame(canvasOf(0));
+        display->sendFrame(canvasOf(3));
+        EXPECT_TRUE(closeAndTakeTransfers().empty());
+        EXPECT_EQ(calls.takeLog(), Log());
+    }
 }
 
-TEST_P(DisplayRefusal, LosesLaterFramesWithoutHarm)
-{
-    calls.refuseIoctl(GetParam().request);
-    open();
-    calls.takeLog();
-    display->sendFrame(blankCanvas());
-    display->sendFrame(blankCanvas(3));
-    EXPECT_THAT(closeAndTakeTransfers(), IsEmpty());
-    EXPECT_THAT(calls.takeLog(), IsEmpty()) << "the descriptor, which may be another file's by now, is not touched";
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Settings, DisplayRefusal,
-    testing::Values(RefusalCase{"RefusedMode", SPI_IOC_WR_MODE, 1, "Unable to set SPI mode\n"},
-                    RefusalCase{"RefusedWordSize", SPI_IOC_WR_BITS_PER_WORD, 2, "Unable to set SPI bits\n"},
-                    RefusalCase{"RefusedSpeed", SPI_IOC_WR_MAX_SPEED_HZ, 3, "Unable to set SPI baud\n"}),
-    [](const auto& name) { return name.param.name; });
-
-TEST_F(Display, ThatIsAbsentLosesFramesWithoutHarm)
-{
-    calls.removeDevice("/dev/spidev0.0");
-    open();
-    calls.takeLog();
-    display->sendFrame(blankCanvas());
-    EXPECT_THAT(closeAndTakeTransfers(), IsEmpty());
-    EXPECT_THAT(calls.takeLog(), IsEmpty());
-}
-
-TEST_F(Display, ThatWasNeverOpenedLosesFramesAndClosesNothing)
-{
-    display.emplace();
-    display->sendFrame(blankCanvas());
-    EXPECT_THAT(closeAndTakeTransfers(), IsEmpty());
-    EXPECT_THAT(calls.takeLog(), IsEmpty());
-}
-
-TEST_F(Display, SendsTheNextFrameAfterATransferFailed)
+TEST_F(Display, SendsTheNextFrameAfterAFailedTransfer)
 {
     open();
-    calls.limitWrites(-1);
-    sentFrame(blankCanvas(1));
-    calls.limitWrites(frameSize);
-    EXPECT_THAT(sentFrame(blankCanvas(3)), Each(0xFF));
+    calls.writeLimit = -1;
+    sentFrame(canvasOf(1));
+    calls.writeLimit = frameSize;
+    EXPECT_EQ(sentFrame(canvasOf(3)), frameOf(0xFF));
 }
 
 // Frames.
@@ -233,60 +227,58 @@ TEST_F(Display, SendsAFrameAsOneCommandAndOneTransferOf10240Bytes)
 {
     open();
     calls.takeLog();
-    display->sendFrame(blankCanvas());
+    display->sendFrame(canvasOf(0));
     const std::vector<Transfer> transfers = closeAndTakeTransfers();
 
-    EXPECT_THAT(calls.takeLog(), ElementsAre("command 5C", "transfer of 10240 bytes", "close /dev/spidev0.0"));
+    EXPECT_EQ(calls.takeLog(), Log({"command 5C", "transfer of 10240 bytes", "close /dev/spidev0.0"}));
     ASSERT_EQ(transfers.size(), 1U);
-    EXPECT_EQ(transfers[0].bytes.size(), frameSize);
     EXPECT_TRUE(transfers[0].isData);
-    EXPECT_TRUE(transfers[0].wasStill);
+    EXPECT_TRUE(transfers[0].wasUndisturbed);
 }
 
-TEST_F(Display, LetsTheLastFrameOutWholeBeforeTheDeviceIsClosed)
+TEST_F(Display, SendsTheLastFrameBeforeItClosesTheDevice)
 {
     open();
     calls.takeLog();
-    display->sendFrame(blankCanvas(1));
+    display->sendFrame(canvasOf(1));
     calls.waitUntilBegun(1);
-    display->sendFrame(blankCanvas(2));
+    display->sendFrame(canvasOf(2));
     const std::vector<Transfer> transfers = closeAndTakeTransfers();
 
     ASSERT_EQ(transfers.size(), 2U);
-    EXPECT_THAT(transfers[1].bytes, Each(0xAA));
+    EXPECT_EQ(transfers[1].bytes, frameOf(0xAA));
     EXPECT_EQ(calls.takeLog().back(), "close /dev/spidev0.0");
-    EXPECT_EQ(calls.openDevices(), 0U);
 }
 
-TEST_F(Display, DoesNotWaitForATransferAndTakesTheCanvasAsItIsAtTheCall)
+TEST_F(Display, SendFrameCopiesTheCanvasAndDoesNotWaitForTransfers)
 {
     open();
     calls.holdTransfers();
-    Bitmap canvas = blankCanvas(1);
+    Bitmap canvas = canvasOf(1);
     display->sendFrame(canvas);
     calls.waitUntilBegun(1);
     for (const Pixel value : std::initializer_list<Pixel>{3, 2, 0, 2}) {
         canvas.fill(value);
-        display->sendFrame(canvas); // would wait for ever if it waited
+        display->sendFrame(canvas); // if this waited, the test would never end
     }
     canvas.fill(3);
     calls.releaseTransfers();
     const std::vector<Transfer> transfers = closeAndTakeTransfers();
 
     ASSERT_EQ(transfers.size(), 2U);
-    EXPECT_THAT(transfers[0].bytes, Each(0x55));
-    EXPECT_TRUE(transfers[0].wasStill);
-    EXPECT_THAT(transfers[1].bytes, Each(0xAA));
+    EXPECT_EQ(transfers[0].bytes, frameOf(0x55));
+    EXPECT_TRUE(transfers[0].wasUndisturbed);
+    EXPECT_EQ(transfers[1].bytes, frameOf(0xAA));
 }
 
 // Packing.
 
-TEST_F(Display, PacksACanvasOfAll0As00AndOfAll3AsFF)
+TEST_F(Display, PacksFourPixelsOfAColumnIntoAByte)
 {
     open();
     const std::pair<Pixel, std::uint8_t> cases[] = {{0, 0x00}, {1, 0x55}, {2, 0xAA}, {3, 0xFF}};
     for (const auto& [value, byte] : cases) {
-        EXPECT_THAT(sentFrame(blankCanvas(value)), testing::AllOf(testing::SizeIs(frameSize), Each(byte)));
+        EXPECT_EQ(sentFrame(canvasOf(value)), frameOf(byte));
     }
 }
 
@@ -305,15 +297,15 @@ TEST_F(Display, PacksASinglePixelIntoItsTwoBits)
     };
     open();
     for (const PixelCase& pixel : cases) {
-        Bitmap canvas = blankCanvas();
+        Bitmap canvas = canvasOf(0);
         canvas.fillRect(pixel.x, pixel.y, 1, 1, pixel.value);
-        std::vector<std::uint8_t> expected(frameSize, 0);
+        Bytes expected = frameOf(0);
         expected[pixel.index] = pixel.byte;
         EXPECT_EQ(sentFrame(canvas), expected) << '(' << pixel.x << ", " << pixel.y << ')';
     }
 }
 
-TEST_F(Display, LetsValuesAbove3SpillIntoTheNeighboursAndDropsWhatIsAboveTheByte)
+TEST_F(Display, ValuesAbove3SpillIntoTheNextPixelsOfTheByteAndNoFurther)
 {
     struct SpillCase {
         std::array<Pixel, 4> column;
@@ -325,28 +317,28 @@ TEST_F(Display, LetsValuesAbove3SpillIntoTheNeighboursAndDropsWhatIsAboveTheByte
     };
     open();
     for (const SpillCase& spill : cases) {
-        Bitmap canvas = blankCanvas();
+        Bitmap canvas = canvasOf(0);
         for (std::int32_t i = 0; i < 4; ++i) {
             canvas.fillRect(9, 40 + i, 1, 1, spill.column[static_cast<std::size_t>(i)]);
         }
-        std::vector<std::uint8_t> expected(frameSize, 0);
+        Bytes expected = frameOf(0);
         expected[10 * 256 + 9] = spill.byte;
         EXPECT_EQ(sentFrame(canvas), expected) << int{spill.byte};
     }
 }
 
-TEST_F(Display, TakesTheTopLeftPartOfALargerCanvas)
+TEST_F(Display, PacksTheTopLeftPartOfALargerCanvas)
 {
     Bitmap canvas(300, 200);
     canvas.fill(3);
     canvas.fillRect(0, 0, 256, 160, 1);
     open();
-    EXPECT_THAT(sentFrame(canvas), Each(0x55));
+    EXPECT_EQ(sentFrame(canvas), frameOf(0x55));
 }
 
-std::vector<std::uint8_t> naivelyPacked(const Bitmap& canvas)
+Bytes naivelyPacked(const Bitmap& canvas)
 {
-    std::vector<std::uint8_t> bytes(frameSize, 0);
+    Bytes bytes = frameOf(0);
     for (std::int32_t y = 0; y < 160; ++y) {
         for (std::int32_t x = 0; x < 256; ++x) {
             auto& byte = bytes[static_cast<std::size_t>(y / 4 * 256 + x)];
@@ -375,24 +367,24 @@ rc::Gen<Rectangle> rectangles()
                                      rc::gen::set(&Rectangle::value, rc::gen::inRange<Pixel>(0, 4)));
 }
 
-RC_GTEST_FIXTURE_PROP(Display, PacksAnyCanvasAsANaivePackerDoes, ())
+RC_GTEST_FIXTURE_PROP(Display, PacksAnyCanvasLikeANaivePacker, ())
 {
     open();
-    Bitmap canvas = blankCanvas(*rc::gen::inRange<Pixel>(0, 4));
+    Bitmap canvas = canvasOf(*rc::gen::inRange<Pixel>(0, 4));
     for (const Rectangle& r : *rc::gen::container<std::vector<Rectangle>>(rectangles())) {
         canvas.fillRect(r.x, r.y, r.width, r.height, r.value);
     }
     RC_ASSERT(sentFrame(canvas) == naivelyPacked(canvas));
 }
 
-TEST(FramePacker, WritesNothingBehindTheFrame)
+TEST(FramePacker, WritesNothingPastTheFrame)
 {
     struct {
         Frame frame;
-        std::uint8_t behind = 0x5A;
+        std::uint8_t after = 0x5A;
     } memory;
-    packFrame(blankCanvas(3), memory.frame);
-    EXPECT_EQ(memory.behind, 0x5A);
+    packFrame(canvasOf(3), memory.frame);
+    EXPECT_EQ(memory.after, 0x5A);
 }
 
 } // namespace

@@ -1,29 +1,30 @@
-// Tests of the frame thread; they also run under the thread sanitizer.
+// Tests of the thread that sends frames. They also run with ThreadSanitizer.
 //
-// Nothing here looks at a clock: a transfer is held inside its write until the test lets it go. Something that waits
-// where it must not shows up as a test that never ends.
+// No test depends on time: a transfer stays inside its write until the test releases it. A call that waits for a
+// transfer although it must not leads to a test that never ends.
 #include "hw/frame_writer.h"
 
 #include "tests/support/system_calls.h"
 
+#include <algorithm>
 #include <cstring>
 #include <fcntl.h>
-#include <gmock/gmock.h>
+#include <functional>
+#include <gtest/gtest.h>
 #include <optional>
 #include <random>
 #include <thread>
-#include <unistd.h>
 
 namespace {
 
-using testing::ElementsAre;
+using Numbers = std::vector<std::uint32_t>;
 
-/// The number is told by every four bytes of the frame, so that a frame of two is recognised.
-Frame numberedFrame(std::uint32_t number)
+/// Every four bytes of the frame contain the number, so that a mixture of two frames is noticed.
+std::unique_ptr<Frame> numberedFrame(std::uint32_t number)
 {
-    Frame frame;
-    for (std::size_t i = 0; i < frame.size(); i += sizeof number) {
-        std::memcpy(&frame[i], &number, sizeof number);
+    auto frame = std::make_unique<Frame>();
+    for (std::size_t i = 0; i < frame->size(); i += sizeof number) {
+        std::memcpy(&(*frame)[i], &number, sizeof number);
     }
     return frame;
 }
@@ -36,32 +37,38 @@ protected:
         writer.emplace(spi, SystemCalls::dcLine);
     }
 
-    /// The numbers of the frames sent, each of which must have gone out whole and as data behind the write command.
-    [[nodiscard]] std::vector<std::uint32_t> sentNumbers() const
+    void post(std::uint32_t number)
     {
-        std::vector<std::uint32_t> numbers;
+        auto frame = numberedFrame(number);
+        writer->post(frame);
+        EXPECT_NE(frame, nullptr) << "the caller gets another frame to fill";
+    }
+    /// Posts the frame and returns when its transfer has begun. The transfer is held.
+    void postHeld(std::uint32_t number)
+    {
+        calls.holdTransfers();
+        post(number);
+        calls.waitUntilBegun(1);
+    }
+
+    /// Returns the numbers of the frames sent. Checks that each was sent whole, as data, after the write command.
+    [[nodiscard]] Numbers sentNumbers() const
+    {
+        Numbers numbers;
         for (const Transfer& transfer : calls.transfers()) {
             std::uint32_t number = 0;
             EXPECT_EQ(transfer.bytes.size(), sizeof(Frame));
             std::memcpy(&number, transfer.bytes.data(), sizeof number);
-            const Frame whole = numberedFrame(number);
-            EXPECT_TRUE(std::equal(whole.begin(), whole.end(), transfer.bytes.begin(), transfer.bytes.end()))
-                << "a torn frame " << number;
-            EXPECT_EQ(transfer.commandBefore, 0x5C);
-            EXPECT_TRUE(transfer.commandWasCommand);
+            const auto whole = numberedFrame(number);
+            EXPECT_TRUE(std::equal(whole->begin(), whole->end(), transfer.bytes.begin(), transfer.bytes.end()))
+                << "a mixture of frames, one of them " << number;
+            EXPECT_EQ(transfer.precedingByte, 0x5C);
+            EXPECT_TRUE(transfer.precedingByteWasCommand);
             EXPECT_TRUE(transfer.isData);
-            EXPECT_TRUE(transfer.wasStill);
+            EXPECT_TRUE(transfer.wasUndisturbed);
             numbers.push_back(number);
         }
         return numbers;
-    }
-
-    /// Posts the frame and returns when its transfer has begun, held.
-    void postHeld(std::uint32_t number)
-    {
-        calls.holdTransfers();
-        writer->post(numberedFrame(number));
-        calls.waitUntilBegun(1);
     }
 
     SystemCalls calls;
@@ -69,129 +76,112 @@ protected:
     std::optional<FrameWriter> writer;
 };
 
-TEST_F(Writer, SendsTheCommandWithTheLineLowAndTheFrameWithTheLineHigh)
+TEST_F(Writer, SendsOneCommandAndOneTransferPerFrame)
 {
-    writer->post(numberedFrame(1));
+    post(1);
     writer.reset();
-    EXPECT_THAT(calls.takeLog(), ElementsAre("command 5C", "transfer of 10240 bytes"));
-    EXPECT_THAT(sentNumbers(), ElementsAre(1));
+    EXPECT_EQ(calls.takeLog(), Log({"command 5C", "transfer of 10240 bytes"}));
+    EXPECT_EQ(sentNumbers(), Numbers({1}));
 }
 
 TEST_F(Writer, SendsNothingWithoutAFrame)
 {
     writer.reset();
-    EXPECT_THAT(calls.takeLog(), testing::IsEmpty());
+    EXPECT_EQ(calls.takeLog(), Log());
 }
 
-TEST_F(Writer, SendsFramesInTheirOrder)
+TEST_F(Writer, SendsEachFrameOnceAndInOrder)
 {
     for (std::uint32_t number = 1; number <= 5; ++number) {
-        writer->post(numberedFrame(number));
+        post(number);
         calls.waitUntilEnded(number);
     }
     writer.reset();
-    EXPECT_THAT(sentNumbers(), ElementsAre(1, 2, 3, 4, 5));
+    EXPECT_EQ(sentNumbers(), Numbers({1, 2, 3, 4, 5}));
 }
 
-TEST_F(Writer, SendsAFrameOnlyOnce)
+TEST_F(Writer, SendsAnEqualFrameAgainWhenItIsPostedAgain)
 {
-    writer->post(numberedFrame(1));
+    post(1);
     calls.waitUntilEnded(1);
+    post(1);
     writer.reset();
-    EXPECT_THAT(sentNumbers(), ElementsAre(1));
+    EXPECT_EQ(sentNumbers(), Numbers({1, 1}));
 }
 
-TEST_F(Writer, SendsTheSameFrameAgainWhenItIsPostedAgain)
-{
-    writer->post(numberedFrame(1));
-    calls.waitUntilEnded(1);
-    writer->post(numberedFrame(1));
-    writer.reset();
-    EXPECT_THAT(sentNumbers(), ElementsAre(1, 1));
-}
-
-TEST_F(Writer, NeverBlocksAPostWhileATransferIsBlockedAndKeepsTheNewestFrame)
+TEST_F(Writer, KeepsOnlyTheNewestFrameWhileATransferRunsAndNeverBlocksAPost)
 {
     postHeld(1);
     for (std::uint32_t number = 2; number <= 1000; ++number) {
-        writer->post(numberedFrame(number));
+        post(number);
     }
     calls.releaseTransfers();
     writer.reset();
-    EXPECT_THAT(sentNumbers(), ElementsAre(1, 1000));
+    EXPECT_EQ(sentNumbers(), Numbers({1, 1000}));
 }
 
-TEST_F(Writer, LeavesTheLineAndTheBytesAloneDuringATransfer)
+TEST_F(Writer, AFrameThatThePostReturnsCanBeFilledWithoutAnEffect)
 {
     postHeld(1);
-    writer->post(numberedFrame(2));
+    auto frame = numberedFrame(2);
+    writer->post(frame);
+    frame->fill(0xEE);
     calls.releaseOneTransfer();
     calls.waitUntilBegun(2);
-    writer->post(numberedFrame(3));
+    frame->fill(0xDD);
     calls.releaseTransfers();
     writer.reset();
-    EXPECT_THAT(sentNumbers(), ElementsAre(1, 2, 3));
-    EXPECT_THAT(calls.takeLog(), ElementsAre("command 5C", "transfer of 10240 bytes", "command 5C",
-                                             "transfer of 10240 bytes", "command 5C", "transfer of 10240 bytes"));
+    EXPECT_EQ(sentNumbers(), Numbers({1, 2}));
 }
 
-TEST_F(Writer, TakesACopyOfTheFrame)
+TEST_F(Writer, LeavesTheLineAndTheBytesUnchangedDuringATransfer)
 {
     postHeld(1);
-    Frame frame = numberedFrame(2);
-    writer->post(frame);
-    frame = numberedFrame(3);
+    post(2);
+    calls.releaseOneTransfer();
+    calls.waitUntilBegun(2);
+    post(3);
     calls.releaseTransfers();
     writer.reset();
-    EXPECT_THAT(sentNumbers(), ElementsAre(1, 2));
+    EXPECT_EQ(sentNumbers(), Numbers({1, 2, 3}));
 }
 
-TEST_F(Writer, LetsTheRunningTransferAndTheLastFrameOutWhenItIsDestroyed)
+TEST_F(Writer, TheDestructorWaitsForTheRunningTransferAndSendsTheLastFrame)
 {
     postHeld(1);
-    writer->post(numberedFrame(2));
-    std::vector<std::uint32_t> sentAtTheEnd;
+    post(2);
+    Numbers sentBeforeTheEnd;
     std::thread destroyer([&] {
         writer.reset();
-        sentAtTheEnd = sentNumbers();
+        sentBeforeTheEnd = sentNumbers();
     });
     calls.releaseOneTransfer();
     calls.waitUntilBegun(2);
     calls.releaseOneTransfer();
     destroyer.join();
-    EXPECT_THAT(sentAtTheEnd, ElementsAre(1, 2));
+    EXPECT_EQ(sentBeforeTheEnd, Numbers({1, 2}));
 }
 
-TEST_F(Writer, SendsAFramePostedJustBeforeItIsDestroyed)
+TEST_F(Writer, SendsAFrameThatIsPostedJustBeforeTheDestruction)
 {
-    writer.reset();
+    Numbers expected;
     for (std::uint32_t number = 1; number <= 200; ++number) {
-        FrameWriter brief(spi, SystemCalls::dcLine);
-        brief.post(numberedFrame(number));
+        post(number);
+        writer.emplace(spi, SystemCalls::dcLine);
+        expected.push_back(number);
     }
-    EXPECT_EQ(sentNumbers().size(), 200U);
+    EXPECT_EQ(sentNumbers(), expected);
 }
 
-TEST_F(Writer, CanBeDestroyedAtAnyTimeWithoutAFrame)
+TEST_F(Writer, ContinuesAfterWritesThatFailOrAreShort)
 {
-    for (int i = 0; i < 200; ++i) {
-        const FrameWriter brief(spi, SystemCalls::dcLine);
+    std::uint32_t number = 0;
+    for (const ssize_t limit : {-1, 0, 5000, 10240}) {
+        calls.writeLimit = limit;
+        post(++number);
+        calls.waitUntilEnded(number);
     }
-    EXPECT_THAT(sentNumbers(), testing::IsEmpty());
-}
-
-TEST_F(Writer, GoesOnAfterWritesThatFailOrAreShort)
-{
-    writer->post(numberedFrame(1));
-    calls.waitUntilEnded(1);
-    writer.reset();
-    std::uint32_t number = 1;
-    for (const ssize_t moved : {-1, 0, 5000}) {
-        calls.limitWrites(moved);
-        FrameWriter failing(spi, SystemCalls::dcLine);
-        failing.post(numberedFrame(++number));
-    }
-    EXPECT_THAT(sentNumbers(), ElementsAre(1, 2, 3, 4));
+    EXPECT_EQ(sentNumbers(), Numbers({1, 2, 3, 4}));
 }
 
 TEST_F(Writer, SendsWholeFramesInOrderAndTheLastOneUnderManyPosts)
@@ -199,7 +189,7 @@ TEST_F(Writer, SendsWholeFramesInOrderAndTheLastOneUnderManyPosts)
     constexpr std::uint32_t count = 20000;
     std::mt19937 random(7);
     calls.holdTransfers();
-    std::thread releaser([&] { // lets transfers go one by one, in fits and starts
+    std::thread releaser([&] { // at irregular intervals
         std::mt19937 pauses(8);
         for (std::uint32_t i = 0; i < count; ++i) {
             calls.releaseOneTransfer();
@@ -207,10 +197,9 @@ TEST_F(Writer, SendsWholeFramesInOrderAndTheLastOneUnderManyPosts)
                 std::this_thread::yield();
             }
         }
-        calls.releaseTransfers();
     });
     for (std::uint32_t number = 1; number <= count; ++number) {
-        writer->post(numberedFrame(number));
+        post(number);
         if (random() % 8 == 0) {
             std::this_thread::yield();
         }
@@ -219,10 +208,10 @@ TEST_F(Writer, SendsWholeFramesInOrderAndTheLastOneUnderManyPosts)
     calls.releaseTransfers();
     writer.reset();
 
-    const std::vector<std::uint32_t> numbers = sentNumbers();
+    const Numbers numbers = sentNumbers();
     EXPECT_EQ(numbers.back(), count);
     EXPECT_EQ(std::adjacent_find(numbers.begin(), numbers.end(), std::greater_equal()), numbers.end())
-        << "an older frame went out behind a newer one, or one went out twice";
+        << "an older frame was sent after a newer one, or a frame was sent twice";
 }
 
 } // namespace

@@ -1,28 +1,26 @@
-// Tests of what the LED controller is sent.
+// Tests of the bytes that the LED controller receives.
 #include "hw/led_driver.h"
 
 #include "hw/i2c_bus.h"
 #include "tests/support/system_calls.h"
 
-#include <gmock/gmock.h>
-#include <optional>
-#include <ostream>
+#include <gtest/gtest.h>
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+const std::string allOff = "i2c write 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00";
+const std::string allOn = "i2c write 01 FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF 00";
 
 class Leds : public testing::Test {
 protected:
     Leds() { calls.takeLog(); }
 
-    /// What one flush sends, without the address selection before it.
+    /// Returns the block write of one flush.
     std::string flushed()
     {
         calls.takeLog();
         leds.flush();
-        const std::vector<std::string> log = calls.takeLog();
+        const Log log = calls.takeLog();
         EXPECT_EQ(log.size(), 2U);
         EXPECT_EQ(log.front(), "address 6C");
         return log.back();
@@ -33,125 +31,95 @@ protected:
     LedDriver leds{bus, 0x6C};
 };
 
-TEST_F(Leds, SetUpResetsEnablesAndWritesTheOutputSettingsInAscendingOrder)
+TEST_F(Leds, InitResetsEnablesAndWritesTheOutputSettingsInAscendingOrder)
 {
     LedDriver other;
-    EXPECT_THAT(calls.takeLog(), IsEmpty());
+    EXPECT_EQ(calls.takeLog(), Log());
     other.init(bus, 0x30);
-    EXPECT_THAT(calls.takeLog(), ElementsAre("address 30", "i2c write 2F 00", "i2c write 00 01", //
-                                             "i2c write 14 10", "i2c write 15 10", "i2c write 16 10", "i2c write 17 10",
-                                             "i2c write 18 10", "i2c write 19 10", "i2c write 1A 10", "i2c write 1B 10",
-                                             "i2c write 1C 10", "i2c write 1D 10", "i2c write 1E 10", "i2c write 1F 10",
-                                             "i2c write 20 10", "i2c write 21 10", "i2c write 22 10", "i2c write 23 10",
-                                             "i2c write 24 10", "i2c write 25 10"));
+    Log expected = {"address 30", "i2c write 2F 00", "i2c write 00 01"};
+    for (const char* reg :
+         {"14", "15", "16", "17", "18", "19", "1A", "1B", "1C", "1D", "1E", "1F", "20", "21", "22", "23", "24", "25"}) {
+        expected.push_back(std::string("i2c write ") + reg + " 10");
+    }
+    EXPECT_EQ(calls.takeLog(), expected);
 }
 
-TEST_F(Leds, TheConstructorSetsUpAsInitDoes)
+TEST_F(Leds, TheConstructorInitialises)
 {
     leds.init(bus, 0x6C);
-    const std::vector<std::string> fromInit = calls.takeLog();
-    LedDriver other(bus, 0x6C);
-    EXPECT_EQ(calls.takeLog(), fromInit);
+    const Log initialisation = calls.takeLog();
+    const LedDriver other(bus, 0x6C);
+    EXPECT_EQ(calls.takeLog(), initialisation);
 }
 
-TEST_F(Leds, AreAllOffAfterSetUp)
+TEST_F(Leds, InitTurnsAllLedsOff)
 {
-    EXPECT_EQ(flushed(), "i2c write 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
-}
-
-TEST_F(Leds, SetUpAgainTurnsAllOff)
-{
+    EXPECT_EQ(flushed(), allOff);
     leds.setLevel(10);
     leds.setRgb(0, 0xFFFFFF);
     leds.init(bus, 0x6C);
-    EXPECT_EQ(flushed(), "i2c write 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
+    EXPECT_EQ(flushed(), allOff);
 }
 
 TEST_F(Leds, SettingSendsNothing)
 {
-    calls.takeLog();
     leds.setLevel(10);
     leds.setRgb(1, 0xFFFFFF);
-    EXPECT_THAT(calls.takeLog(), IsEmpty());
+    EXPECT_EQ(calls.takeLog(), Log());
 }
 
-TEST_F(Leds, FlushAlwaysSelectsTheAddressAndSends20BytesFrom01To00)
+TEST_F(Leds, EachFlushSelectsTheAddressAndSends20Bytes)
 {
     leds.setLevel(10);
     for (std::uint8_t i = 0; i < 4; ++i) {
         leds.setRgb(i, 0xFFFFFFFF);
     }
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(flushed(), "i2c write 01 FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF 00");
-    }
+    EXPECT_EQ(flushed(), allOn);
+    EXPECT_EQ(flushed(), allOn);
 }
 
-struct LevelCase {
-    std::uint8_t level;
-    const char* bar;
-};
-
-void PrintTo(const LevelCase& level, std::ostream* stream)
+TEST_F(Leds, LevelSetsTheSixBarOutputsAndNoOthers)
 {
-    *stream << "level " << int{level.level};
-}
-
-class LedLevel : public Leds, public testing::WithParamInterface<LevelCase> {};
-
-TEST_P(LedLevel, SetsTheSixBarOutputsAndLeavesTheRgbOnes)
-{
+    const std::pair<std::uint8_t, const char*> cases[] = {
+        {0, "00 00 00 00 00 00"},   {1, "08 00 00 00 00 00"},   {2, "10 00 00 00 00 00"},  {3, "40 00 00 00 00 00"},
+        {4, "C0 00 00 00 00 00"},   {5, "FF 00 00 00 00 00"},   {6, "FF FF 00 00 00 00"},  {7, "FF FF FF 00 00 00"},
+        {8, "FF FF FF FF 00 00"},   {9, "FF FF FF FF FF 00"},   {10, "FF FF FF FF FF FF"}, {11, "FF FF FF FF FF FF"},
+        {200, "FF FF FF FF FF FF"}, {255, "FF FF FF FF FF FF"},
+    };
     leds.setRgb(0, 0x010203);
     leds.setRgb(1, 0x040506);
     leds.setRgb(2, 0x070809);
     leds.setRgb(3, 0x0A0B0C);
-    leds.setLevel(static_cast<std::uint8_t>(GetParam().level > 4 ? 0 : 10)); // what was there before does not matter
-    leds.setLevel(GetParam().level);
-    EXPECT_EQ(flushed(), "i2c write 01 07 08 09 0A 0B 0C 06 04 05 01 02 03 " + std::string(GetParam().bar) + " 00");
+    for (const auto previous : std::initializer_list<std::uint8_t>{0, 10}) {
+        for (const auto& [level, bar] : cases) {
+            leds.setLevel(previous);
+            leds.setLevel(level);
+            EXPECT_EQ(flushed(), "i2c write 01 07 08 09 0A 0B 0C 06 04 05 01 02 03 " + std::string(bar) + " 00")
+                << "level " << int{level} << " after " << int{previous};
+        }
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(Levels, LedLevel,
-                         testing::Values(LevelCase{0, "00 00 00 00 00 00"}, LevelCase{1, "08 00 00 00 00 00"},
-                                         LevelCase{2, "10 00 00 00 00 00"}, LevelCase{3, "40 00 00 00 00 00"},
-                                         LevelCase{4, "C0 00 00 00 00 00"}, LevelCase{5, "FF 00 00 00 00 00"},
-                                         LevelCase{6, "FF FF 00 00 00 00"}, LevelCase{7, "FF FF FF 00 00 00"},
-                                         LevelCase{8, "FF FF FF FF 00 00"}, LevelCase{9, "FF FF FF FF FF 00"},
-                                         LevelCase{10, "FF FF FF FF FF FF"}, LevelCase{11, "FF FF FF FF FF FF"},
-                                         LevelCase{200, "FF FF FF FF FF FF"}, LevelCase{255, "FF FF FF FF FF FF"}),
-                         [](const auto& name) { return "Level" + std::to_string(name.param.level); });
-
-TEST_F(Leds, LevelZeroAfterTenClearsTheBar)
+TEST_F(Leds, ColoursSetTheThreeOutputsOfTheirLedAndNoOthers)
 {
-    leds.setLevel(10);
-    leds.setLevel(0);
-    EXPECT_EQ(flushed(), "i2c write 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
-}
-
-TEST_F(Leds, ColoursGoToTheirOwnOutputsAndNoOthers)
-{
-    const std::pair<std::uint8_t, const char*> cases[] = {
+    const std::pair<std::uint8_t, std::string> cases[] = {
         {0, "i2c write 01 00 00 00 00 00 00 00 00 00 11 22 33 00 00 00 00 00 00 00"},
         {1, "i2c write 01 00 00 00 00 00 00 33 11 22 00 00 00 00 00 00 00 00 00 00"},
         {2, "i2c write 01 11 22 33 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"},
         {3, "i2c write 01 00 00 00 11 22 33 00 00 00 00 00 00 00 00 00 00 00 00 00"},
-        {4, "i2c write 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"},
-        {255, "i2c write 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"},
+        {4, allOff},
+        {255, allOff},
     };
     for (const auto& [index, expected] : cases) {
         leds.init(bus, 0x6C);
-        leds.setRgb(index, 0x112233);
+        leds.setRgb(index, 0xFF112233); // the bits above the colour are ignored
         EXPECT_EQ(flushed(), expected) << "LED " << int{index};
     }
 }
 
-TEST_F(Leds, BitsAboveTheColourAreIgnored)
-{
-    leds.setRgb(0, 0xFF112233);
-    EXPECT_EQ(flushed(), "i2c write 01 00 00 00 00 00 00 00 00 00 11 22 33 00 00 00 00 00 00 00");
-}
-
 TEST_F(Leds, AFailingBusIsIgnored)
 {
-    calls.limitWrites(-1);
+    calls.writeLimit = -1;
     testing::internal::CaptureStderr();
     leds.init(bus, 0x6C);
     leds.setLevel(3);

@@ -1,4 +1,4 @@
-// The debounce before anything has happened: its counters live as long as the program, so this is a program of its own.
+// The debounce counters at the start of the program. They live as long as the program, so this is a program of its own.
 #include "hw/button_input.h"
 
 #include "tests/support/system_calls.h"
@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(ButtonAtProgramStart, ALineThatIsLowFromTheFirstPollOnIsPressedAtTheFourth)
+TEST(ButtonAtProgramStart, ALineThatIsLowFromTheFirstPollIsPressedAtTheFourth)
 {
     constexpr int line = 6;
     SystemCalls calls;

@@ -1,4 +1,4 @@
-// How the display is brought up, as it is seen on the wires.
+// The log of the display's initialisation.
 #pragma once
 
 #include <string>
@@ -51,7 +51,7 @@ inline const std::vector<std::string> addressWindow = {
 };
 // clang-format on
 
-/// The whole memory of the controller, four pixels a byte.
+/// The whole memory of the controller, four pixels per byte.
 inline const std::vector<std::string> clearedRam = std::vector<std::string>(10240, "data 00");
 
 } // namespace bringUp

@@ -1,7 +1,6 @@
-// Every function of the C library that opens a path or queries its status, defined so that the stand-in answers for the
-// device's paths. The dynamic linker resolves each of these names to the program first, also when a shared library such
-// as libstdc++ calls it (ld.so(8), "symbol resolution"). Which of them a library calls differs between its versions, so
-// all are here.
+// All functions of the C library that open a path or query its status, defined again so that the test double answers
+// for the device's paths. The dynamic linker resolves their names to the program's definitions first, also for calls
+// from shared libraries such as libstdc++. Which of them a library calls differs between its versions, so all are here.
 #include "tests/support/system_calls.h"
 
 #include <cerrno>
@@ -13,14 +12,14 @@
 
 namespace {
 
-/// The C library's own function of that name.
+/// Returns the C library's function of that name.
 template <typename Function>
 Function* next(const char* name)
 {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-/// The path to use in place of `path`. Null, with `errno` set, when the path does not exist on the device.
+/// Returns the path to use in place of `path`. Null, with `errno` set, if the path does not exist on the device.
 const char* placeOf(const char* path)
 {
     const char* const place = SystemCalls::current != nullptr ? SystemCalls::current->resolve(path) : path;

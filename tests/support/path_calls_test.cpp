@@ -27,7 +27,7 @@ bool opens(std::FILE* file)
     return file != nullptr && std::fclose(file) == 0;
 }
 
-/// Whether the path exists, found out with one function of the C library.
+/// One way to find out whether the path exists.
 struct Query {
     const char* name;
     std::function<bool()> exists;
@@ -68,7 +68,7 @@ TEST(PathCalls, AllFindAFileThatWasPlaced)
     SystemCalls calls;
     calls.placeFile(path, (folder / "version").string());
     for (const Query& query : queries) {
-        EXPECT_TRUE(query.exists()) << query.name << " does not reach the stand-in";
+        EXPECT_TRUE(query.exists()) << query.name << " bypasses the test double";
     }
 }
 

@@ -23,7 +23,7 @@ std::size_t countEntries(const fs::path& folder)
     return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
 }
 
-/// As ps tells it; 0 when there is no such process.
+/// The state as in ps(1); 0 if there is no such process.
 char stateOf(pid_t pid)
 {
     std::ifstream file(folderOf(pid) / "stat");
@@ -54,7 +54,7 @@ std::size_t residentKib(pid_t pid)
             return size;
         }
     }
-    throw std::runtime_error("the memory of process " + std::to_string(pid) + " is not told");
+    throw std::runtime_error("the memory of process " + std::to_string(pid) + " is unknown");
 }
 
 } // namespace
@@ -63,7 +63,7 @@ ProcessCensus takeCensus(pid_t pid)
 {
     ProcessCensus census;
     census.descriptors = countEntries(folderOf(pid) / "fd");
-    census.descriptors -= pid == getpid() ? 1 : 0; // that of the counting
+    census.descriptors -= pid == getpid() ? 1 : 0; // the one that lists the folder
     census.threads = countEntries(folderOf(pid) / "task");
     census.residentKib = residentKib(pid);
     countChildren(pid, census);

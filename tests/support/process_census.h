@@ -1,4 +1,4 @@
-// What a process holds of the system.
+// The resources that a process uses.
 #pragma once
 
 #include <cstddef>
@@ -7,15 +7,15 @@
 struct ProcessCensus {
     std::size_t descriptors = 0;
     std::size_t threads = 0;
-    /// Those that run, and those that have ended and that it has not waited for.
+    /// Running ones and zombies.
     std::size_t children = 0;
-    /// Of the children, those that have ended.
+    /// Children that have ended but have not been waited for.
     std::size_t zombies = 0;
-    /// Memory that is really there, in KiB.
+    /// Resident memory, in KiB.
     std::size_t residentKib = 0;
 };
 
-/// Throws std::runtime_error when there is no such process.
+/// Throws std::runtime_error if there is no such process.
 [[nodiscard]] ProcessCensus takeCensus(pid_t pid);
-/// Not when it has ended, though nobody may have waited for it yet.
+/// False for a zombie.
 [[nodiscard]] bool isRunning(pid_t pid);

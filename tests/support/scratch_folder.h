@@ -1,4 +1,4 @@
-// A temporary folder of one test, removed with everything in it when the test is over.
+// A temporary folder of one test, removed with its contents at the end of the test.
 #pragma once
 
 #include <cstdlib>
@@ -14,7 +14,7 @@ public:
     {
         std::string pattern = (std::filesystem::temp_directory_path() / "tonecrate-test-XXXXXX").string();
         if (mkdtemp(pattern.data()) == nullptr) {
-            throw std::runtime_error("no temporary folder");
+            throw std::runtime_error("cannot create a temporary folder");
         }
         folder = pattern;
     }
@@ -33,7 +33,7 @@ public:
     {
         std::ofstream(folder / name, std::ios::binary) << contents;
     }
-    /// Empty when there is no such file.
+    /// Empty if there is no such file.
     [[nodiscard]] std::string read(const std::string& name) const
     {
         std::ifstream file(folder / name, std::ios::binary);

@@ -1,7 +1,7 @@
-# Puts the stand-in for the board below a test program. The program defines all functions that take a path, so that the
-# calls of the standard library reach them too; the product's other calls are renamed at link time.
+# Puts the test double of the system calls below a program. The program defines all functions that take a path, so that
+# calls from the standard library reach the double too. The linker redirects the other calls of the product.
 if(NOT TARGET system_calls)
-    set(parts path_calls.cpp system_calls.cpp system_calls_commands.cpp system_calls_display.cpp wrapped_calls.cpp)
+    set(parts call_log.cpp display_bus.cpp path_calls.cpp scripted_commands.cpp system_calls.cpp wrapped_calls.cpp)
     list(TRANSFORM parts PREPEND ${CMAKE_CURRENT_LIST_DIR}/)
     add_library(system_calls OBJECT ${parts})
     target_include_directories(system_calls PRIVATE ${PROJECT_SOURCE_DIR})

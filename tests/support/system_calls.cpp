@@ -1,11 +1,11 @@
-// The stand-in for the board: its log and its devices.
+// The devices behind the system calls.
 #include "tests/support/system_calls.h"
 
 #include "hw/gpio_registers.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
-#include <cstdarg>
 #include <cstring>
 #include <linux/i2c-dev.h>
 #include <linux/input.h>
@@ -16,9 +16,7 @@
 
 namespace {
 
-constexpr std::size_t levelWord = 13;
-
-/// The main loop's sleep. From the first frame on another thread drives the lines, so it is no time to look at them.
+/// The sleep of the main loop. It is no time to look at the lines: after the first frame another thread drives them.
 constexpr unsigned loopSleep = 1000;
 
 volatile std::uint32_t* registersBefore = nullptr;
@@ -27,25 +25,30 @@ std::string hexBytes(const std::uint8_t* bytes, std::size_t count)
 {
     std::string result;
     for (std::size_t i = 0; i < count; ++i) {
-        char text[4];
-        std::snprintf(text, sizeof text, " %02X", bytes[i]);
-        result += text;
+        std::array<char, 4> text{};
+        std::snprintf(text.data(), text.size(), " %02X", bytes[i]);
+        result += text.data();
     }
+    return result;
+}
+
+template <typename Result>
+Result failure(int error, Result result)
+{
+    errno = error;
     return result;
 }
 
 } // namespace
 
-SystemCalls::SystemCalls()
+SystemCalls::SystemCalls() : DisplayBus(static_cast<CallLog&>(*this)), ScriptedCommands(static_cast<CallLog&>(*this))
 {
     if (current != nullptr) {
-        throw std::logic_error("two stand-ins for the board at once");
+        throw std::logic_error("two test doubles of the system calls at once");
     }
-    lookUpCounts = {{"/dev/sda", 0}, {"/dev/sda1", 0}};
     setLevel(6, true); // the button is not pressed
     current = this;
-    registersBefore = gpioRegisters;
-    gpioRegisters = gpio.data();
+    registersBefore = std::exchange(gpioRegisters, gpio.data());
 }
 
 SystemCalls::~SystemCalls()
@@ -53,77 +56,6 @@ SystemCalls::~SystemCalls()
     releaseTransfers();
     gpioRegisters = registersBefore;
     current = nullptr;
-}
-
-// The log.
-
-std::vector<std::string> SystemCalls::takeLog()
-{
-    const std::lock_guard lock(mutex);
-    return std::exchange(log, {});
-}
-
-void SystemCalls::setLogging(bool value)
-{
-    isLogging = value;
-}
-
-void SystemCalls::note(const char* format, ...)
-{
-    if (!isLogging) {
-        return;
-    }
-    char text[256];
-    va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
-    {
-        const std::lock_guard lock(mutex);
-        log.emplace_back(text);
-    }
-    if (onCall) {
-        onCall(text);
-    }
-}
-
-std::string firstDifference(const std::vector<std::string>& actual, const std::vector<std::string>& expected)
-{
-    const auto [a, e] = std::mismatch(actual.begin(), actual.end(), expected.begin(), expected.end());
-    if (a == actual.end() && e == expected.end()) {
-        return {};
-    }
-    return "entry " + std::to_string(a - actual.begin()) + ": expected '" + (e == expected.end() ? "the end" : *e) +
-           "', got '" + (a == actual.end() ? "the end" : *a) + "'";
-}
-
-// Devices.
-
-void SystemCalls::removeDevice(const std::string& path)
-{
-    removedDevices.insert(path);
-}
-
-void SystemCalls::refuseIoctl(unsigned long request)
-{
-    refusedIoctls.insert(request);
-}
-
-std::size_t SystemCalls::openDevices() const
-{
-    const std::lock_guard lock(mutex);
-    return devices.size();
-}
-
-void SystemCalls::setLevel(int line, bool isHigh)
-{
-    const std::uint32_t mask = 1U << line;
-    gpio[levelWord] = isHigh ? gpio[levelWord] | mask : gpio[levelWord] & ~mask;
-}
-
-void SystemCalls::queueEncoderBytes(std::string bytes)
-{
-    encoderReads.push_back(std::move(bytes));
 }
 
 void SystemCalls::queueEncoderEvent(std::uint16_t type, std::uint16_t code, std::int32_t value)
@@ -139,28 +71,19 @@ void SystemCalls::queueEncoderEvent(std::uint16_t type, std::uint16_t code, std:
 
 bool SystemCalls::isDevice(std::string_view path)
 {
-    return kindOf(path) != Kind::closed;
+    constexpr std::string_view devicePaths[] = {"/dev/mem", "/dev/spidev", "/dev/i2c-", "/dev/input/"};
+    return std::any_of(std::begin(devicePaths), std::end(devicePaths),
+                       [&](std::string_view device) { return path.starts_with(device); });
 }
 
-SystemCalls::Kind SystemCalls::kindOf(std::string_view path)
+bool SystemCalls::owns(int fd)
 {
-    static constexpr std::pair<std::string_view, Kind> prefixes[] = {
-        {"/dev/mem", Kind::memory},
-        {"/dev/spidev", Kind::display},
-        {"/dev/i2c-", Kind::i2c},
-        {"/dev/input/", Kind::encoder},
-    };
-    for (const auto& [prefix, kind] : prefixes) {
-        if (path.starts_with(prefix)) {
-            return kind;
-        }
-    }
-    return Kind::closed;
+    return fd >= firstFd || (fd == 0 && current != nullptr && current->hasOpenedZero);
 }
 
-const SystemCalls::OpenDevice& SystemCalls::find(int fd) const
+const std::string& SystemCalls::pathOf(int fd) const
 {
-    static const OpenDevice closed = {"a closed descriptor", Kind::closed};
+    static const std::string closed = "a closed descriptor";
     const std::lock_guard lock(mutex);
     const auto found = devices.find(fd);
     return found == devices.end() ? closed : found->second;
@@ -169,25 +92,20 @@ const SystemCalls::OpenDevice& SystemCalls::find(int fd) const
 int SystemCalls::openDevice(const char* path, int flags)
 {
     note("open %s flags %d", path, flags);
-    if (removedDevices.contains(std::string_view(path))) {
-        errno = ENOENT;
-        return -1;
+    if (missingDevices.contains(std::string_view(path))) {
+        return failure(ENOENT, -1);
     }
     const std::lock_guard lock(mutex);
-    devices[nextFd] = {path, kindOf(path)};
-    hasZero = hasZero || nextFd == 0;
+    devices[nextFd] = path;
+    hasOpenedZero = hasOpenedZero || nextFd == 0;
     return std::exchange(nextFd, std::max(nextFd + 1, firstFd));
 }
 
 int SystemCalls::closeDevice(int fd)
 {
-    note("close %s", find(fd).path.c_str());
+    note("close %s", pathOf(fd).c_str());
     const std::lock_guard lock(mutex);
-    if (devices.erase(fd) == 0) {
-        errno = EBADF;
-        return -1;
-    }
-    return 0;
+    return devices.erase(fd) == 1 ? 0 : failure(EBADF, -1);
 }
 
 int SystemCalls::control(int fd, unsigned long request, void* argument)
@@ -207,28 +125,20 @@ int SystemCalls::control(int fd, unsigned long request, void* argument)
         note("ioctl %lX", request);
         break;
     }
-    if (find(fd).kind == Kind::closed || refusedIoctls.contains(request)) {
-        errno = EINVAL;
-        return -1;
-    }
-    return 0;
+    return !isDevice(pathOf(fd)) || failingIoctls.contains(request) ? failure(EINVAL, -1) : 0;
 }
 
 void* SystemCalls::map(std::size_t length, int protection, int flags, int fd, off_t offset)
 {
-    note("mmap %s length %zu protection %d flags %d offset %lX", find(fd).path.c_str(), length, protection, flags,
+    note("mmap %s length %zu protection %d flags %d offset %lX", pathOf(fd).c_str(), length, protection, flags,
          static_cast<unsigned long>(offset));
-    if (mappingRefused) {
-        errno = EPERM;
-        return MAP_FAILED;
-    }
-    return gpio.data();
+    return mappingFails ? failure(EPERM, MAP_FAILED) : gpio.data();
 }
 
 void SystemCalls::wait(unsigned microseconds)
 {
     if (microseconds != loopSleep) {
-        settleGpio();
+        collectDrivenLines();
     }
     note("wait %u us", microseconds);
 }
@@ -236,54 +146,56 @@ void SystemCalls::wait(unsigned microseconds)
 ssize_t SystemCalls::limited(std::size_t count) const
 {
     const ssize_t limit = writeLimit;
-    if (limit < 0) {
-        errno = EIO;
-        return -1;
-    }
-    return std::min(static_cast<ssize_t>(count), limit);
+    return limit < 0 ? failure<ssize_t>(EIO, -1) : std::min(static_cast<ssize_t>(count), limit);
 }
 
 ssize_t SystemCalls::writeDevice(int fd, const std::uint8_t* bytes, std::size_t count)
 {
-    switch (find(fd).kind) {
-    case Kind::display:
-        return count == 1 ? sendByte(bytes[0]) : transfer(bytes, count);
-    case Kind::i2c:
+    const std::string& path = pathOf(fd);
+    if (path.starts_with("/dev/i2c-")) {
         note("i2c write%s", hexBytes(bytes, count).c_str());
-        return limited(count);
-    default:
-        note("write of %zu bytes to a device that takes none", count);
-        errno = EBADF;
-        return -1;
+    } else if (!path.starts_with("/dev/spidev")) {
+        note("write of %zu bytes to %s", count, path.c_str());
+        return failure<ssize_t>(EBADF, -1);
+    } else if (count == 1) {
+        sendByte(bytes[0]);
+    } else {
+        transfer(bytes, count);
     }
+    return limited(count);
 }
 
 ssize_t SystemCalls::readDevice(int fd, void* buffer, std::size_t count)
 {
-    switch (find(fd).kind) {
-    case Kind::encoder: {
+    const std::string& path = pathOf(fd);
+    if (path.starts_with("/dev/input/")) {
         note("encoder read of %zu bytes", count);
         if (encoderReads.empty()) {
-            errno = EAGAIN;
-            return -1;
+            return failure<ssize_t>(EAGAIN, -1);
         }
-        const std::size_t moved = std::min(encoderReads.front().size(), count);
-        std::memcpy(buffer, encoderReads.front().data(), moved);
+        const std::size_t moved = encoderReads.front().copy(static_cast<char*>(buffer), count);
         encoderReads.pop_front();
         return static_cast<ssize_t>(moved);
     }
-    case Kind::i2c:
+    if (path.starts_with("/dev/i2c-")) {
         note("i2c read of %zu bytes", count);
         if (i2cBytes.empty()) {
-            errno = EIO;
-            return -1;
+            return failure<ssize_t>(EIO, -1);
         }
         *static_cast<std::uint8_t*>(buffer) = i2cBytes.front();
         i2cBytes.pop_front();
         return 1;
-    default:
-        note("read from a device that gives nothing");
-        errno = EBADF;
-        return -1;
     }
+    note("read from %s", path.c_str());
+    return failure<ssize_t>(EBADF, -1);
+}
+
+const char* SystemCalls::resolve(const char* path) const
+{
+    const std::string_view name(path);
+    if (!name.starts_with("/dev/sd") && !name.starts_with("/tmp/fw/")) {
+        return path;
+    }
+    const auto found = placedFiles.find(name);
+    return found == placedFiles.end() ? nullptr : found->second.c_str();
 }

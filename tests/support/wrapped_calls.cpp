@@ -1,5 +1,5 @@
-// What the linker puts in place of the product's calls on descriptors and processes (ld(1), --wrap): each asks the
-// stand-in for the board, if there is one.
+// The functions that the linker calls instead of the C library's for descriptors and processes (ld(1), --wrap). Each
+// passes the call to the test double, if there is one and the call concerns it.
 #include "tests/support/system_calls.h"
 
 #include <cerrno>
@@ -18,12 +18,12 @@ int __real_pclose(FILE* pipe);
 
 namespace {
 
-// What answers before `main` and between two tests: the product maps the registers during static initialisation.
+// For calls before `main`: the product maps the GPIO registers during static initialisation.
 constexpr int startupFd = 899999;
 constinit std::uint32_t startupBlock[1024] = {};
 constinit SystemCalls::StartupMapping startup;
 
-/// Null when the descriptor is none of the stand-in's.
+/// Null if the descriptor is not a device's.
 SystemCalls* ownerOf(int fd)
 {
     return SystemCalls::owns(fd) ? SystemCalls::current : nullptr;
@@ -63,9 +63,10 @@ int __wrap_close(int fd)
 
 ssize_t __wrap_read(int fd, void* buffer, size_t count)
 {
-    ssize_t result = 0;
-    if (SystemCalls::current != nullptr && SystemCalls::current->readCommand(fd, buffer, count, result)) {
-        return result;
+    if (SystemCalls::current != nullptr) {
+        if (const auto result = SystemCalls::current->readCommand(fd, buffer, count)) {
+            return *result;
+        }
     }
     SystemCalls* const owner = ownerOf(fd);
     return owner != nullptr ? owner->readDevice(fd, buffer, count) : __real_read(fd, buffer, count);

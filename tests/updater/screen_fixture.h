@@ -1,30 +1,57 @@
-// The real screen on a fake board, for the tests of its building, its input and its flow.
+// The screen on top of the test double of the system calls, for the tests of its construction, its input and its flow.
 #pragma once
 
 #include "graphics/font.h"
 #include "graphics/image_store.h"
-#include "tests/support/picture.h"
 #include "tests/support/scratch_folder.h"
 #include "tests/support/system_calls.h"
+#include "updater/screen_texts.h"
+#include "updater/timing.h"
 #include "updater/updater.h"
 
-#include <cerrno>
 #include <cstdint>
 #include <functional>
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <optional>
 #include <string>
 #include <vector>
 
-inline const ScriptedRead nothingNow = {"", EAGAIN};
+/// The updater with its protected fields accessible.
+class TestUpdater : public Updater {
+public:
+    using Updater::children;
+    using Updater::dirty;
+    using Updater::factoryButton;
+    using Updater::message;
+    using Updater::name;
+    using Updater::noButton;
+    using Updater::parent;
+    using Updater::state;
+    using Updater::tick;
+    using Updater::title;
+    using Updater::updateButton;
+    using Updater::wheelFrame;
+    using Updater::yesButton;
+};
+
+/// Pointers to the protected fields of any widget and text.
+struct TextFields : Text {
+    using Text::text;
+    using Text::tick;
+    using Text::x;
+    using Text::y;
+};
 
 class ScreenTest : public testing::Test {
 protected:
-    // What the buttons send.
+    // The codes of the buttons.
     static constexpr std::int32_t askUpdate = 3;
     static constexpr std::int32_t askFactoryReset = 4;
     static constexpr std::int32_t cancel = 5;
     static constexpr std::int32_t confirm = 6;
+
+    static constexpr const char* decrypt = "/usr/sbin/decrypt.sh /dev/sda1";
+    static constexpr const char* install = "/usr/sbin/install.sh";
 
     ScreenTest()
     {
@@ -34,7 +61,7 @@ protected:
         build();
     }
 
-    /// Builds the screen anew.
+    /// Replaces the screen with a new one.
     void build()
     {
         screen.reset();
@@ -42,8 +69,6 @@ protected:
         screen->setSize(256, 160);
         iteration = 0;
     }
-
-    // Time.
 
     void tick(int count = 1)
     {
@@ -58,7 +83,7 @@ protected:
         }
     }
 
-    // The world around.
+    // Environment.
 
     void plugDrive(bool hasPartition = true)
     {
@@ -67,70 +92,60 @@ protected:
             calls.placeFile("/dev/sda1", folder.path().string());
         }
     }
-    void placeVersion(const std::string& path, const std::string& contents)
+    void placeVersion(const std::string& name, const std::string& contents)
     {
-        const std::string name = path.substr(path.rfind('/') + 1);
         folder.write(name, contents);
-        calls.placeFile(path, (folder / name).string());
+        calls.placeFile("/tmp/fw/" + name, (folder / name).string());
     }
-    /// The next start of `commandLine` gives one of `reads` after the other, then ends with `exitCode`.
+    /// The next start of `commandLine` gives these results of reads, then ends with `exitCode`.
     void script(const std::string& commandLine, std::deque<ScriptedRead> reads, int exitCode)
     {
         reads.push_back({"", 0});
-        calls.script(commandLine, {"exit " + std::to_string(exitCode), std::move(reads)});
+        calls.script(commandLine, {.reads = std::move(reads), .waitStatus = exitCode << 8});
     }
 
-    // Ways through the flow.
+    // Ways to a state.
 
     void startPreparing(std::deque<ScriptedRead> reads, int exitCode)
     {
         plugDrive();
-        script("/usr/sbin/decrypt.sh /dev/sda1", std::move(reads), exitCode);
-        tickTo(501);
+        script(decrypt, std::move(reads), exitCode);
+        tickTo(usbCheckPeriod);
     }
-    void reachMenu(const std::string& oldVersion, const std::string& newVersion)
+    void reachMenu(const std::string& oldVersion = "1.0", const std::string& newVersion = "1.1")
     {
-        placeVersion("/tmp/fw/version.old.txt", oldVersion);
-        placeVersion("/tmp/fw/version.txt", newVersion);
+        placeVersion("version.old.txt", oldVersion);
+        placeVersion("version.txt", newVersion);
         startPreparing({}, 0);
-        ASSERT_EQ(screen->getState(), UpdateState::Choosing);
+        ASSERT_EQ(screen->state, UpdateState::Choosing);
     }
-    /// Through menu and dialog, up to the running format script.
+    /// Confirms the operation; the format script then runs.
     void startWork(bool factoryReset, std::deque<ScriptedRead> reads, int exitCode)
     {
-        reachMenu("1.0", "1.1");
+        reachMenu();
         script(factoryReset ? "/usr/sbin/format.sh 1" : "/usr/sbin/format.sh 0", std::move(reads), exitCode);
         notify(factoryReset ? askFactoryReset : askUpdate);
         notify(confirm);
-        ASSERT_EQ(screen->getState(), UpdateState::Formatting);
+        ASSERT_EQ(screen->state, UpdateState::Formatting);
     }
 
-    void notify(std::int32_t code) { screen->notify("somebody", code, {}); }
+    void notify(std::int32_t code) { screen->notify("sender", code, {}); }
 
-    // What can be seen.
+    // Results.
 
-    template <typename Kind>
-    Kind& child(std::size_t index)
+    [[nodiscard]] const std::string& message() const { return screen->message.*&TextFields::text; }
+
+    /// The visible children in child order, the selected one in brackets.
+    [[nodiscard]] std::string visible() const
     {
-        return static_cast<Kind&>(*screen->getChildren().at(index));
-    }
-    Text& title() { return child<Text>(0); }
-    Button& factoryButton() { return child<Button>(1); }
-    Button& updateButton() { return child<Button>(2); }
-    Text& message() { return child<Text>(3); }
-    Button& noButton() { return child<Button>(4); }
-    Button& yesButton() { return child<Button>(5); }
-
-    /// The visible children, a selected one in brackets.
-    [[nodiscard]] std::string visible()
-    {
-        static constexpr const char* names[] = {"title", "factory", "update", "message", "no", "yes"};
+        const std::pair<const Widget*, std::string> widgets[] = {
+            {&screen->title, "title"},     {&screen->factoryButton, "factory"}, {&screen->updateButton, "update"},
+            {&screen->message, "message"}, {&screen->noButton, "no"},           {&screen->yesButton, "yes"},
+        };
         std::string result;
-        for (std::size_t i = 0; i < 6; ++i) {
-            const Widget& widget = child<Widget>(i);
-            if (widget.isVisible()) {
-                const std::string name = widget.isSelected() ? '[' + std::string(names[i]) + ']' : names[i];
-                result += (result.empty() ? "" : " ") + name;
+        for (const auto& [widget, name] : widgets) {
+            if (widget->isVisible()) {
+                result += (result.empty() ? "" : " ") + (widget->isSelected() ? "[" + name + "]" : name);
             }
         }
         return result;
@@ -142,32 +157,7 @@ protected:
         return screen->getSurface();
     }
 
-    /// The number of the wheel frame on the screen; -1 when its place is empty, -2 for any other content.
-    [[nodiscard]] int shownWheel()
-    {
-        draw();
-        Bitmap place(51, 51);
-        for (std::int32_t y = 0; y < 51; ++y) {
-            for (std::int32_t x = 0; x < 51; ++x) {
-                place.fillRect(x, y, 1, 1, screen->getSurface().pixel(103 + x, 104 + y));
-            }
-        }
-        Bitmap empty(51, 51);
-        empty.fill(0);
-        if (pictureOf(place) == pictureOf(empty)) {
-            return -1;
-        }
-        for (int i = 0; i < 8; ++i) {
-            Bitmap expected = empty;
-            expected.drawBitmap(0, 0, getImage("img/wheel_" + std::to_string(i) + ".png"), false);
-            if (pictureOf(place) == pictureOf(expected)) {
-                return i;
-            }
-        }
-        return -2;
-    }
-
-    /// What `action` writes to standard output.
+    /// Returns what `action` writes to standard output.
     static std::string printedBy(const std::function<void()>& action)
     {
         testing::internal::CaptureStdout();
@@ -175,8 +165,20 @@ protected:
         return testing::internal::GetCapturedStdout();
     }
 
+    /// Returns the message of the exception that `action` must throw.
+    template <typename Exception>
+    static std::string thrownBy(const std::function<void()>& action)
+    {
+        try {
+            action();
+        } catch (const Exception& exception) {
+            return exception.what();
+        }
+        return "no exception";
+    }
+
     SystemCalls calls;
     ScratchFolder folder;
-    std::optional<Updater> screen;
+    std::optional<TestUpdater> screen;
     std::uint64_t iteration = 0;
 };

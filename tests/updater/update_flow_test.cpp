@@ -1,25 +1,29 @@
-// Tests of the update, from the drive that appears to the last message, one iteration at a time.
+// Tests of the update, from the detection of the drive to the last message, one iteration at a time.
 #include "updater/updater.h"
 
 #include "tests/updater/screen_fixture.h"
-#include "updater/screen_texts.h"
-#include "updater/timing.h"
 
 #include <filesystem>
 #include <ostream>
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
 namespace fs = std::filesystem;
 
-const std::string preparing = texts::preparingHeader;
-const std::string updating = texts::updatingHeader;
-const std::string decrypt = "/usr/sbin/decrypt.sh /dev/sda1";
-const std::string install = "/usr/sbin/install.sh";
+class Flow : public ScreenTest {
+protected:
+    static std::string preparing(const std::string& progress = {}) { return texts::preparingHeader + progress; }
+    static std::string updating(const std::string& progress = {}) { return texts::updatingHeader + progress; }
 
-class Flow : public ScreenTest {};
+    void expectFailed(const std::string& text)
+    {
+        EXPECT_EQ(message(), text);
+        EXPECT_EQ(screen->state, UpdateState::Failed);
+        EXPECT_EQ(visible(), "title message");
+        EXPECT_EQ(screen->wheelFrame, -1);
+        EXPECT_EQ(calls.takeLog().back(), "exit status taken");
+    }
+};
 
 TEST(UpdateStates, AreNumberedInTheOrderOfTheFlow)
 {
@@ -30,23 +34,29 @@ TEST(UpdateStates, AreNumberedInTheOrderOfTheFlow)
     }
 }
 
+// No other test of this folder repeats these two numbers.
+TEST(Periods, AreThoseOfTheDevice)
+{
+    EXPECT_EQ(wheelPeriod, 142U);
+    EXPECT_EQ(usbCheckPeriod, 501U);
+}
+
 // The wheel.
 
-TEST_F(Flow, TheWheelTurnsByOneFrameInEveryPeriodAndWrapsAfterEight)
+TEST_F(Flow, TheWheelAdvancesOneFrameAtEveryMultipleOfItsPeriodAndRepeatsAfterEight)
 {
     for (int frame = 0; frame < 20; ++frame) {
-        tick(static_cast<int>(frame == 0 ? wheelPeriod - 1 : wheelPeriod));
-        EXPECT_EQ(shownWheel(), frame % 8) << "at iteration " << iteration;
+        tickTo(static_cast<std::uint64_t>(frame + 1) * wheelPeriod - 1);
+        EXPECT_EQ(screen->wheelFrame, frame % 8) << "at iteration " << iteration;
     }
-    EXPECT_EQ(iteration, 20U * wheelPeriod - 1);
 }
 
 TEST_F(Flow, WaitingNeedsARedrawOnlyWhenTheWheelTurns)
 {
     draw();
-    for (std::uint64_t i = 1; i <= 3000; ++i) {
+    for (std::uint64_t i = 1; i <= 20 * wheelPeriod; ++i) {
         tick();
-        EXPECT_EQ(screen->needsRedraw(), i % wheelPeriod == 0) << i;
+        ASSERT_EQ(screen->needsRedraw(), i % wheelPeriod == 0) << i;
         if (screen->needsRedraw()) {
             draw();
         }
@@ -55,83 +65,58 @@ TEST_F(Flow, WaitingNeedsARedrawOnlyWhenTheWheelTurns)
 
 // The drive.
 
-struct DriveCase {
-    std::uint64_t appears;
-    std::uint64_t noticed;
-};
-
-void PrintTo(const DriveCase& drive, std::ostream* stream)
+TEST_F(Flow, ADriveIsDetectedAtTheNextMultipleOfTheCheckPeriod)
 {
-    *stream << drive.appears << ", " << drive.noticed;
+    struct Case {
+        std::uint64_t appears, detected; // the first in iterations, the second in periods
+    };
+    const Case cases[] = {{1, 1}, {300, 1}, {501, 1}, {502, 2}, {600, 2}, {1002, 2}, {1003, 3}, {50000, 100}};
+    for (const auto& [appears, detected] : cases) {
+        SCOPED_TRACE(appears);
+        calls.removeFile("/dev/sda");
+        build();
+        tickTo(appears - 1);
+        plugDrive();
+        script(decrypt, {nothingNow}, 0);
+        tickTo(detected * usbCheckPeriod - 1);
+        EXPECT_EQ(screen->state, UpdateState::WaitingForUsb);
+        tick();
+        EXPECT_EQ(screen->state, UpdateState::Preparing);
+    }
 }
 
-class FlowDrive : public Flow, public testing::WithParamInterface<DriveCase> {};
-
-TEST_P(FlowDrive, IsNoticedAtTheNextMultipleOf501)
-{
-    const auto [appears, noticed] = GetParam();
-    tickTo(appears - 1);
-    plugDrive();
-    script(decrypt, {nothingNow}, 0);
-    tickTo(noticed - 1);
-    EXPECT_EQ(screen->getState(), UpdateState::WaitingForUsb);
-    tick();
-    EXPECT_EQ(screen->getState(), UpdateState::Preparing);
-}
-
-INSTANTIATE_TEST_SUITE_P(That, FlowDrive,
-                         testing::Values(DriveCase{1, 501}, DriveCase{300, 501}, DriveCase{501, 501},
-                                         DriveCase{502, 1002}, DriveCase{600, 1002}, DriveCase{1002, 1002},
-                                         DriveCase{1003, 1503}, DriveCase{50000, 50100}),
-                         [](const auto& name) { return "AppearsAt" + std::to_string(name.param.appears); });
-
-TEST_F(Flow, TheDriveIsLookedForOnceIn501IterationsAndItsPartitionOnlyWhenItIsThere)
-{
-    tickTo(5010);
-    EXPECT_EQ(calls.lookUps("/dev/sda"), 10U);
-    EXPECT_EQ(calls.lookUps("/dev/sda1"), 0U);
-}
-
-TEST_F(Flow, TheDriveIsNeverLookedForAgainOnceItWasFound)
-{
-    startPreparing({nothingNow, nothingNow}, 0);
-    tickTo(5000);
-    EXPECT_EQ(calls.lookUps("/dev/sda"), 1U);
-    EXPECT_EQ(calls.lookUps("/dev/sda1"), 1U);
-}
-
-TEST_F(Flow, ADriveThatIsGoneAgainAtTheCheckIsNotNoticed)
+TEST_F(Flow, ADriveThatIsGoneAtTheCheckIsNotDetected)
 {
     plugDrive();
-    tickTo(500);
-    calls.removeFile("/dev/sda");
-    tickTo(1001);
-    EXPECT_EQ(screen->getState(), UpdateState::WaitingForUsb);
+    tickTo(usbCheckPeriod - 1);
+    calls.removeFile("/dev/sda"); // the partition remains
+    tickTo(2 * usbCheckPeriod - 1);
+    EXPECT_EQ(screen->state, UpdateState::WaitingForUsb);
 }
 
-TEST_F(Flow, ThePartitionIsHandedToTheDecryptScriptWhenThereIsOne)
+TEST_F(Flow, TheDriveIsNotCheckedAfterItsDetection)
 {
-    startPreparing({nothingNow}, 0);
-    EXPECT_THAT(calls.takeLog(), testing::Contains("run /usr/sbin/decrypt.sh /dev/sda1"));
-}
-
-TEST_F(Flow, ADriveWithoutAPartitionTableIsHandedOverItself)
-{
-    plugDrive(false);
-    script("/usr/sbin/decrypt.sh /dev/sda", {nothingNow}, 0);
+    startPreparing(std::deque<ScriptedRead>(2000, nothingNow), 0);
     calls.takeLog();
-    tickTo(501);
-    EXPECT_THAT(calls.takeLog(), ElementsAre("run /usr/sbin/decrypt.sh /dev/sda"));
+    tickTo(3 * usbCheckPeriod);
+    EXPECT_EQ(calls.takeLog(), Log());
+    EXPECT_EQ(screen->state, UpdateState::Preparing);
 }
 
-TEST_F(Flow, APartitionWithoutADriveIsNotNoticed)
+TEST_F(Flow, TheDecryptScriptReceivesThePartitionOrElseTheDrive)
 {
-    calls.placeFile("/dev/sda1", folder.path().string());
-    tickTo(2000);
-    EXPECT_EQ(screen->getState(), UpdateState::WaitingForUsb);
+    for (const bool hasPartition : {false, true}) {
+        build();
+        calls.takeLog();
+        plugDrive(hasPartition);
+        const std::string command = hasPartition ? decrypt : "/usr/sbin/decrypt.sh /dev/sda";
+        script(command, {nothingNow}, 0);
+        tickTo(usbCheckPeriod);
+        EXPECT_EQ(calls.takeLog(), Log({"run " + command}));
+    }
 }
 
-TEST_F(Flow, AnyTypeOfExistingFileIsADrive)
+TEST_F(Flow, AFileOfAnyTypeIsADrive)
 {
     folder.write("file", "");
     fs::create_directory(folder / "directory");
@@ -140,47 +125,46 @@ TEST_F(Flow, AnyTypeOfExistingFileIsADrive)
         build();
         calls.placeFile("/dev/sda", (folder / name).string());
         script("/usr/sbin/decrypt.sh /dev/sda", {nothingNow}, 0);
-        tickTo(501);
-        EXPECT_EQ(screen->getState(), UpdateState::Preparing) << name;
+        tickTo(usbCheckPeriod);
+        EXPECT_EQ(screen->state, UpdateState::Preparing) << name;
     }
 }
 
-TEST_F(Flow, ADanglingLinkAndAPathThroughAFileAreNoDrive)
+TEST_F(Flow, ADanglingLinkOrAPathBelowAFileIsNoDrive)
 {
     folder.write("file", "");
     fs::create_symlink(folder / "nowhere", folder / "dangling");
     for (const char* name : {"dangling", "file/below"}) {
         build();
         calls.placeFile("/dev/sda", (folder / name).string());
-        tickTo(501);
-        EXPECT_EQ(screen->getState(), UpdateState::WaitingForUsb) << name;
+        tickTo(usbCheckPeriod);
+        EXPECT_EQ(screen->state, UpdateState::WaitingForUsb) << name;
     }
 }
 
-TEST_F(Flow, AnErrorOtherThanAMissingFileEndsTheUpdateOfTheScreen)
+TEST_F(Flow, AnErrorOtherThanAMissingFileThrows)
 {
-    fs::create_symlink(folder / "loop", folder / "loop"); // "too many levels"
-    calls.placeFile("/dev/sda", (folder / "loop").string());
-    tickTo(500);
-    EXPECT_THROW(tick(), fs::filesystem_error);
-
-    build();
-    plugDrive(false);
-    calls.placeFile("/dev/sda1", (folder / "loop").string());
-    tickTo(500);
-    EXPECT_THROW(tick(), fs::filesystem_error);
+    fs::create_symlink(folder / "loop", folder / "loop"); // "too many levels of symbolic links"
+    for (const char* path : {"/dev/sda1", "/dev/sda"}) {
+        build();
+        plugDrive(false);
+        calls.placeFile(path, (folder / "loop").string());
+        tickTo(usbCheckPeriod - 1);
+        EXPECT_THROW(tick(), fs::filesystem_error) << path;
+    }
 }
 
-TEST_F(Flow, AFoundDriveShowsThePreparingHeaderAndStartsTheWheelAnew)
+TEST_F(Flow, ADetectedDriveShowsTheHeaderRestartsTheWheelAndPollsTheScriptAtOnce)
 {
-    tickTo(450);
-    EXPECT_EQ(shownWheel(), static_cast<int>(450 / wheelPeriod));
+    tickTo(usbCheckPeriod - 1);
+    EXPECT_GT(screen->wheelFrame, 0);
+    draw();
     startPreparing({nothingNow}, 0);
-    EXPECT_EQ(message().getText(), preparing);
+    EXPECT_EQ(message(), preparing());
     EXPECT_TRUE(screen->needsRedraw());
-    EXPECT_EQ(shownWheel(), 0);
+    EXPECT_EQ(screen->wheelFrame, 0);
     EXPECT_EQ(visible(), "title message");
-    EXPECT_EQ(calls.commandReads(), 1U) << "the script is polled in the same iteration";
+    EXPECT_EQ(calls.commandReads(), 1U);
 }
 
 // Progress.
@@ -188,8 +172,8 @@ TEST_F(Flow, AFoundDriveShowsThePreparingHeaderAndStartsTheWheelAnew)
 struct ProgressCase {
     const char* name;
     std::string output;
-    /// After one iteration; the header before it when it is empty.
-    std::string shown;
+    /// The progress shown after one iteration; none if the output is ignored.
+    std::optional<std::string> shown;
 };
 
 void PrintTo(const ProgressCase& progress, std::ostream* stream)
@@ -199,180 +183,116 @@ void PrintTo(const ProgressCase& progress, std::ostream* stream)
 
 class FlowProgress : public Flow, public testing::WithParamInterface<ProgressCase> {};
 
-TEST_P(FlowProgress, IsShownUnderTheHeader)
+TEST_P(FlowProgress, IsShownAfterTheHeader)
 {
     startPreparing({nothingNow, {GetParam().output, 0}, nothingNow}, 0);
     draw();
     tick();
-    EXPECT_EQ(message().getText(), GetParam().shown);
-    EXPECT_EQ(screen->needsRedraw(), GetParam().shown != preparing || GetParam().output == "SHOW: \n");
+    EXPECT_EQ(message(), preparing(GetParam().shown.value_or("")));
+    EXPECT_EQ(screen->needsRedraw(), GetParam().shown.has_value());
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Of, FlowProgress,
-    testing::Values(ProgressCase{"AShowLine", "SHOW: 10%\n", preparing + "10%"},
-                    ProgressCase{"AShowLineWithoutItsSpaceIsDropped", "SHOW:10%\n", preparing},
-                    ProgressCase{"TheBarePrefixShowsTheHeaderAlone", "SHOW: \n", preparing},
-                    ProgressCase{"ThePrefixWithoutItsSpaceIsDropped", "SHOW:\n", preparing},
-                    ProgressCase{"AnotherLineIsDropped", "10%\n", preparing},
-                    ProgressCase{"AnEmptyLineIsDropped", "\n", preparing},
-                    ProgressCase{"LowerCaseIsDropped", "show: 10%\n", preparing},
-                    ProgressCase{"AnIndentedLineIsDropped", " SHOW: 10%\n", preparing},
-                    ProgressCase{"ALineWithoutItsLineFeedIsNotShownYet", "SHOW: 10%", preparing},
-                    ProgressCase{"OnlyTheFirstPrefixIsTakenOff", "SHOW: SHOW: a\n", preparing + "SHOW: a"},
-                    ProgressCase{"SpacesAndCarriageReturnAreKept", "SHOW:   a \r\n", preparing + "  a \r"},
-                    ProgressCase{"OtherLinesBeforeAreSkipped", "a\nSHOW:b\n\nSHOW: c\n", preparing + "c"},
-                    ProgressCase{"OnlyTheFirstOfTwoInOneIteration", "SHOW: a\nSHOW: b\n", preparing + "a"}),
-    [](const auto& name) { return name.param.name; });
+INSTANTIATE_TEST_SUITE_P(Of, FlowProgress,
+                         testing::Values(ProgressCase{"AShowLine", "SHOW: 10%\n", "10%"},
+                                         ProgressCase{"TheBarePrefixShowsTheHeaderAlone", "SHOW: \n", ""},
+                                         ProgressCase{"AShowLineWithoutItsSpaceIsIgnored", "SHOW:10%\n", {}},
+                                         ProgressCase{"ThePrefixWithoutItsSpaceIsIgnored", "SHOW:\n", {}},
+                                         ProgressCase{"AnotherLineIsIgnored", "10%\n", {}},
+                                         ProgressCase{"AnEmptyLineIsIgnored", "\n", {}},
+                                         ProgressCase{"LowerCaseIsIgnored", "show: 10%\n", {}},
+                                         ProgressCase{"AnIndentedLineIsIgnored", " SHOW: 10%\n", {}},
+                                         ProgressCase{"ALineWithoutItsLineFeedIsNotShownYet", "SHOW: 10%", {}},
+                                         ProgressCase{"OnlyTheFirstPrefixIsRemoved", "SHOW: SHOW: a\n", "SHOW: a"},
+                                         ProgressCase{"SpacesAndCarriageReturnAreKept", "SHOW:   a \r\n", "  a \r"},
+                                         ProgressCase{"IgnoredLinesBeforeItAreSkipped", "a\nSHOW:b\n\nSHOW: c\n", "c"},
+                                         ProgressCase{"OnlyTheFirstOfTwoInOneIteration", "SHOW: a\nSHOW: b\n", "a"}),
+                         [](const auto& test) { return test.param.name; });
 
 TEST_F(Flow, TwoShowLinesOfOneReadAreShownInTwoIterations)
 {
     startPreparing({{"SHOW: a\nx\nSHOW: b\n", 0}, nothingNow, nothingNow, nothingNow}, 0);
-    EXPECT_EQ(message().getText(), preparing + "a");
+    EXPECT_EQ(message(), preparing("a"));
     tick();
-    EXPECT_EQ(message().getText(), preparing + "b");
+    EXPECT_EQ(message(), preparing("b"));
     tick();
-    EXPECT_EQ(message().getText(), preparing + "b");
+    EXPECT_EQ(message(), preparing("b"));
 }
 
-TEST_F(Flow, LinesThatWaitWhenTheScriptEndsAreLost)
+TEST_F(Flow, QueuedLinesAreDiscardedWhenTheScriptEnds)
 {
-    startPreparing({{"SHOW: a\nSHOW: b\n", 0}}, 4);
-    EXPECT_EQ(message().getText(), preparing + "a");
+    const std::deque<ScriptedRead> output = {{"SHOW: a\nSHOW: b\nSHOW: c\n", 0}};
+    startPreparing(output, 4);
     tick(3);
-    EXPECT_EQ(message().getText(), preparing + "a");
-}
+    EXPECT_EQ(message(), preparing("a"));
 
-TEST_F(Flow, LinesThatWaitWhenTheFirmwareIsDecryptedAreNotShownInTheQuestion)
-{
-    startPreparing({{"SHOW: a\nSHOW: b\nSHOW: c\n", 0}}, 0);
+    build();
+    startPreparing(output, 0);
     notify(askFactoryReset);
-    const std::string question = message().getText();
+    const std::string question = message();
     tick(3);
-    EXPECT_EQ(message().getText(), question);
-}
-
-TEST_F(Flow, LinesThatWaitWhenTheWorkIsDoneAreNotShownAfterIt)
-{
-    startWork(false, {}, 0);
-    script(install, {{"SHOW: a\nSHOW: b\nSHOW: c\n", 0}}, 0);
-    tick(5);
-    EXPECT_EQ(message().getText(), texts::done);
+    EXPECT_EQ(message(), question);
 }
 
 TEST_F(Flow, TheWheelTurnsAndTheStateStaysWhileAScriptRuns)
 {
     startPreparing(std::deque<ScriptedRead>(1000, nothingNow), 0);
-    const std::uint64_t nextStep = (501 / wheelPeriod + 1) * wheelPeriod;
-    tickTo(nextStep - 1);
-    EXPECT_EQ(shownWheel(), 0);
-    tickTo(nextStep);
-    EXPECT_EQ(shownWheel(), 1);
-    tickTo(1400);
-    EXPECT_EQ(screen->getState(), UpdateState::Preparing);
-    EXPECT_EQ(message().getText(), preparing);
+    const std::uint64_t nextTurn = (usbCheckPeriod / wheelPeriod + 1) * wheelPeriod;
+    tickTo(nextTurn - 1);
+    EXPECT_EQ(screen->wheelFrame, 0);
+    tickTo(nextTurn + wheelPeriod);
+    EXPECT_EQ(screen->wheelFrame, 2);
+    EXPECT_EQ(screen->state, UpdateState::Preparing);
+    EXPECT_EQ(message(), preparing());
 }
 
 // The end of the decrypt script.
 
-struct DecryptCase {
-    const char* name;
-    int exitCode;
-    std::string shown;
-};
-
-void PrintTo(const DecryptCase& decryption, std::ostream* stream)
+TEST_F(Flow, AFailedDecryptScriptShowsItsMessageOrTheLastProgress)
 {
-    *stream << "exit " << decryption.exitCode;
+    const std::pair<int, std::string> cases[] = {
+        {1, texts::driveFailed}, {2, texts::firmwareNotFound}, {3, texts::firmwareCorrupt},
+        {4, preparing("42%")},   {127, preparing("42%")},      {255, preparing("42%")},
+    };
+    for (const auto& [exitCode, text] : cases) {
+        SCOPED_TRACE(exitCode);
+        build();
+        EXPECT_EQ(printedBy([this, code = exitCode] {
+                      startPreparing({{"SHOW: 42%\n", 0}}, code);
+                  }),
+                  "A command failed...\n");
+        expectFailed(text);
+    }
 }
 
-class FlowDecrypt : public Flow, public testing::WithParamInterface<DecryptCase> {};
-
-TEST_P(FlowDecrypt, FailureShowsItsMessageAndIsFinal)
+TEST_F(Flow, AfterTheDecryptionTheMenuIsShownAndStays)
 {
-    EXPECT_EQ(printedBy([this] {
-                  startPreparing({{"SHOW: 42%\n", 0}}, GetParam().exitCode);
-              }),
-              "A command failed...\n");
-    EXPECT_EQ(message().getText(), GetParam().shown);
-    EXPECT_EQ(screen->getState(), UpdateState::Failed);
-    EXPECT_EQ(visible(), "title message");
-    EXPECT_EQ(shownWheel(), -1) << "the wheel stops";
-    EXPECT_EQ(calls.takeLog().back(), "exit status taken");
-}
-
-INSTANTIATE_TEST_SUITE_P(Exit, FlowDecrypt,
-                         testing::Values(DecryptCase{"1IsAnInaccessibleDrive", 1, texts::driveFailed},
-                                         DecryptCase{"2IsAMissingFile", 2, texts::firmwareNotFound},
-                                         DecryptCase{"3IsACorruptFile", 3, texts::firmwareCorrupt},
-                                         DecryptCase{"4KeepsTheLastProgressText", 4, preparing + "42%"},
-                                         DecryptCase{"127KeepsTheLastProgressText", 127, preparing + "42%"},
-                                         DecryptCase{"255KeepsTheLastProgressText", 255, preparing + "42%"}),
-                         [](const auto& name) { return name.param.name; });
-
-TEST_F(Flow, DecryptExit4BeforeAnyProgressKeepsTheHeader)
-{
-    startPreparing({nothingNow}, 4);
-    tick();
-    EXPECT_EQ(screen->getState(), UpdateState::Failed);
-    EXPECT_EQ(message().getText(), preparing);
-}
-
-TEST_F(Flow, ADecryptScriptThatASignalKilledCountsAsSuccess)
-{
-    plugDrive();
-    calls.script(decrypt, {"kill -9 $$", {{"", 0}}});
-    EXPECT_EQ(printedBy([this] { tickTo(501); }), "");
-    EXPECT_EQ(screen->getState(), UpdateState::Choosing);
-}
-
-TEST_F(Flow, AnExitStatusThatCannotBeTakenIsAFailure)
-{
-    calls.failExitStatus();
-    startPreparing({}, 0);
-    EXPECT_EQ(screen->getState(), UpdateState::Failed);
-}
-
-TEST_F(Flow, DecryptExit0ShowsTheMenuWithoutAWordAndEndsTheCommand)
-{
-    EXPECT_EQ(printedBy([this] { reachMenu("1.0", "1.1"); }), "");
-    EXPECT_EQ(visible(), "title factory update");
-    EXPECT_EQ(shownWheel(), -1);
-    EXPECT_TRUE(screen->getState() == UpdateState::Choosing);
+    EXPECT_EQ(printedBy([this] { reachMenu(); }), "");
+    EXPECT_EQ(screen->wheelFrame, -1);
     EXPECT_EQ(calls.takeLog().back(), "exit status taken");
     tick(5000);
-    EXPECT_EQ(visible(), "title factory update") << "the menu stays";
-    EXPECT_THAT(calls.takeLog(), IsEmpty());
+    EXPECT_EQ(visible(), "title factory update");
+    EXPECT_EQ(calls.takeLog(), Log());
 }
 
 // Versions and questions.
 
-TEST_F(Flow, WithoutAnOldVersionFileOnlyTheFactoryResetIsOfferedAndNamesTheNewVersion)
-{
-    placeVersion("/tmp/fw/version.txt", "2.0\n");
-    startPreparing({}, 0);
-    EXPECT_EQ(visible(), "title factory");
-    notify(askFactoryReset);
-    EXPECT_EQ(message().getText(), texts::factoryQuestion("2.0"));
-}
-
-TEST_F(Flow, TheUpdateQuestionWithoutAnOldVersionIsBuiltWithoutAFullStop)
-{
-    placeVersion("/tmp/fw/version.txt", "2.0\n");
-    startPreparing({}, 0);
-    notify(askUpdate);
-    EXPECT_EQ(message().getText(), "I will update the firmware to 2.0\n\nDo not unplug the power during the "
-                                   "process.\n\nDo you want to continue?");
-}
-
-TEST_F(Flow, BothQuestionsAreBuiltWithoutAnyVersionFile)
+TEST_F(Flow, BothQuestionsAreBuiltWithoutVersionFiles)
 {
     startPreparing({}, 0);
     EXPECT_EQ(visible(), "title factory");
     notify(askFactoryReset);
-    EXPECT_EQ(message().getText(), texts::factoryQuestion(""));
+    EXPECT_EQ(message(), texts::factoryQuestion(""));
     notify(askUpdate);
-    EXPECT_EQ(message().getText(), texts::updateQuestion("", ""));
+    EXPECT_EQ(message(), texts::updateQuestion("", ""));
+}
+
+TEST_F(Flow, WithoutAnInstalledVersionTheUpdateQuestionHasNoFullStopAfterTheNewVersion)
+{
+    placeVersion("version.txt", "2.0\n");
+    startPreparing({}, 0);
+    notify(askUpdate); // never shown, because its button is hidden
+    EXPECT_TRUE(message().starts_with("I will update the firmware to 2.0\n\n")) << message();
+    EXPECT_TRUE(texts::updateQuestion("1.0", "2.0").ends_with(message().substr(message().find("\n\n"))));
 }
 
 struct VersionCase {
@@ -390,111 +310,102 @@ class FlowVersion : public Flow, public testing::WithParamInterface<VersionCase>
 
 TEST_P(FlowVersion, IsTheFirstWordOfItsFile)
 {
+    const std::string& word = GetParam().word;
     reachMenu(GetParam().contents, GetParam().contents);
-    EXPECT_EQ(updateButton().isVisible(), !GetParam().word.empty());
+    EXPECT_EQ(screen->updateButton.isVisible(), !word.empty());
     notify(askFactoryReset);
-    EXPECT_EQ(message().getText(), texts::factoryQuestion(GetParam().word));
-    if (!GetParam().word.empty()) {
-        notify(askUpdate);
-        EXPECT_EQ(message().getText(), texts::updateQuestion(GetParam().word, GetParam().word));
-    }
+    EXPECT_EQ(message(), texts::factoryQuestion(word));
+    notify(askUpdate);
+    EXPECT_EQ(message(), texts::updateQuestion(word, word));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     In, FlowVersion,
-    testing::Values(VersionCase{"APlainFile", "1.2.3", "1.2.3"}, VersionCase{"AFileWithALineEnd", "1.2.3\n", "1.2.3"},
+    testing::Values(VersionCase{"APlainFile", "1.2.3", "1.2.3"}, VersionCase{"AFileWithALineFeed", "1.2.3\n", "1.2.3"},
                     VersionCase{"AFileWithMoreWords", "1.2.3 beta\nmore\n", "1.2.3"},
                     VersionCase{"AFileThatBeginsWithWhiteSpace", " \t\r\n\n 1.2.3\n", "1.2.3"},
                     VersionCase{"AnEmptyFile", "", ""}, VersionCase{"AFileOfWhiteSpace", " \n\t \n", ""},
+                    VersionCase{"AFileOfOtherBytes", "\x01\xFF\n", "\x01\xFF"},
                     VersionCase{"AFileOfOneLongWord", std::string(100000, 'v'), std::string(100000, 'v')}),
-    [](const auto& name) { return name.param.name; });
+    [](const auto& test) { return test.param.name; });
 
 TEST_F(Flow, AVersionFileThatCannotBeReadGivesAnEmptyVersion)
 {
-    calls.placeFile("/tmp/fw/version.old.txt", folder.path().string()); // opens, but does not read
-    placeVersion("/tmp/fw/version.txt", "2.0");
+    calls.placeFile("/tmp/fw/version.old.txt", folder.path().string()); // a directory opens, but reading it fails
+    placeVersion("version.txt", "2.0");
     startPreparing({}, 0);
     EXPECT_EQ(visible(), "title factory");
 }
 
-// Formatting and installing.
+// Formatting and installing. The parameter is true for the factory reset.
 
-struct WorkCase {
-    bool factoryReset;
-    const char* command;
-};
+class FlowWork : public Flow, public testing::WithParamInterface<bool> {};
 
-void PrintTo(const WorkCase& work, std::ostream* stream)
+INSTANTIATE_TEST_SUITE_P(Of, FlowWork, testing::Bool(),
+                         [](const auto& test) { return test.param ? "AFactoryReset" : "AnUpdate"; });
+
+TEST_P(FlowWork, ConfirmingStartsTheFormatScriptAndShowsTheHeaderAndTheWheel)
 {
-    *stream << work.command;
-}
-
-class FlowWork : public Flow, public testing::WithParamInterface<WorkCase> {};
-
-TEST_P(FlowWork, StartsTheFormatScriptWithItsDigitAndShowsTheUpdatingHeader)
-{
-    reachMenu("1.0", "1.1");
-    notify(GetParam().factoryReset ? askFactoryReset : askUpdate);
+    reachMenu();
+    notify(GetParam() ? askFactoryReset : askUpdate);
     draw();
     calls.takeLog();
-    script(GetParam().command, {nothingNow}, 0);
+    const std::string command = GetParam() ? "/usr/sbin/format.sh 1" : "/usr/sbin/format.sh 0";
+    script(command, {nothingNow}, 0);
     notify(confirm);
 
-    EXPECT_THAT(calls.takeLog(), ElementsAre("run " + std::string(GetParam().command)));
-    EXPECT_EQ(screen->getState(), UpdateState::Formatting);
-    EXPECT_EQ(message().getText(), updating);
+    EXPECT_EQ(calls.takeLog(), Log({"run " + command}));
+    EXPECT_EQ(screen->state, UpdateState::Formatting);
+    EXPECT_EQ(message(), updating());
     EXPECT_EQ(visible(), "title message");
-    EXPECT_TRUE(screen->isDirty());
-    EXPECT_EQ(shownWheel(), 0);
+    EXPECT_TRUE(screen->dirty);
+    EXPECT_EQ(screen->wheelFrame, 0);
 }
 
-TEST_P(FlowWork, RunsFormatAndInstallAndEndsOnTheDoneMessage)
+TEST_P(FlowWork, RunsFormatAndInstallAndEndsWithTheDoneMessage)
 {
-    startWork(GetParam().factoryReset, {{"SHOW: formatting\n", 0}, nothingNow, nothingNow}, 0);
+    startWork(GetParam(), {{"SHOW: formatting\n", 0}, nothingNow, nothingNow}, 0);
     calls.takeLog();
     tick();
-    EXPECT_EQ(message().getText(), updating + "formatting");
+    EXPECT_EQ(message(), updating("formatting"));
     tick();
-    EXPECT_EQ(screen->getState(), UpdateState::Formatting);
+    EXPECT_EQ(screen->state, UpdateState::Formatting);
 
-    script(install, {nothingNow, {"SHOW: installing\n", 0}, nothingNow}, 0);
+    script(install, {nothingNow, {"SHOW: installing\n", 0}, nothingNow, {"SHOW: a\nSHOW: b\nSHOW: c\n", 0}}, 0);
     EXPECT_EQ(printedBy([this] { tick(); }), "Started install.sh\n");
-    EXPECT_EQ(screen->getState(), UpdateState::Installing);
-    EXPECT_EQ(message().getText(), updating + "formatting");
-    EXPECT_THAT(calls.takeLog(), ElementsAre("exit status taken", "run /usr/sbin/install.sh"));
-    EXPECT_EQ(calls.commandReads(), 0U) << "polled from the next iteration on";
+    EXPECT_EQ(screen->state, UpdateState::Installing);
+    EXPECT_EQ(message(), updating("formatting"));
+    EXPECT_EQ(calls.takeLog(), Log({"exit status taken", std::string("run ") + install}));
+    EXPECT_EQ(calls.commandReads(), 0U) << "the first poll is in the next iteration";
     tick(2);
-    EXPECT_EQ(message().getText(), updating + "installing");
-    EXPECT_GE(shownWheel(), 0);
+    EXPECT_EQ(message(), updating("installing"));
+    EXPECT_GE(screen->wheelFrame, 0);
 
+    draw();
     EXPECT_EQ(printedBy([this] { tick(); }), "Everything done");
-    EXPECT_EQ(screen->getState(), UpdateState::Done);
-    EXPECT_EQ(message().getText(), texts::done);
-    EXPECT_TRUE(screen->isDirty());
-    EXPECT_EQ(shownWheel(), -1);
+    EXPECT_EQ(screen->state, UpdateState::Done);
+    EXPECT_TRUE(screen->dirty);
+    EXPECT_EQ(screen->wheelFrame, -1);
     EXPECT_EQ(visible(), "title message");
-    EXPECT_THAT(calls.takeLog(), ElementsAre("exit status taken"));
+    EXPECT_EQ(calls.takeLog(), Log({"exit status taken"}));
+    tick(5);
+    EXPECT_EQ(message(), texts::done) << "queued lines are discarded";
 }
 
-TEST_P(FlowWork, KeepsTheWheelTurningThroughBothScripts)
+TEST_P(FlowWork, TheWheelKeepsTurningThroughBothScripts)
 {
-    startWork(GetParam().factoryReset, std::deque<ScriptedRead>(200, nothingNow), 0);
+    startWork(GetParam(), std::deque<ScriptedRead>(200, nothingNow), 0);
     script(install, std::deque<ScriptedRead>(200, nothingNow), 0);
-    tickTo((501 / wheelPeriod + 2) * wheelPeriod);
-    EXPECT_EQ(shownWheel(), 2);
-    EXPECT_EQ(screen->getState(), UpdateState::Installing);
+    tickTo(iteration + 300);
+    EXPECT_EQ(screen->wheelFrame, static_cast<int>(iteration / wheelPeriod - usbCheckPeriod / wheelPeriod));
+    EXPECT_EQ(screen->state, UpdateState::Installing);
 }
-
-INSTANTIATE_TEST_SUITE_P(Of, FlowWork,
-                         testing::Values(WorkCase{false, "/usr/sbin/format.sh 0"},
-                                         WorkCase{true, "/usr/sbin/format.sh 1"}),
-                         [](const auto& name) { return name.param.factoryReset ? "AFactoryReset" : "AnUpdate"; });
 
 struct FailureCase {
     const char* name;
     bool factoryReset;
     bool inInstall;
-    const char* shown;
+    const char* text;
 };
 
 void PrintTo(const FailureCase& failure, std::ostream* stream)
@@ -504,22 +415,20 @@ void PrintTo(const FailureCase& failure, std::ostream* stream)
 
 class FlowFailure : public Flow, public testing::WithParamInterface<FailureCase> {};
 
-TEST_P(FlowFailure, ShowsItsWordingWhateverTheStatusAndIsFinal)
+TEST_P(FlowFailure, ShowsItsMessageWhateverTheStatus)
 {
     for (const int exitCode : {1, 2, 3, 4, 255}) {
+        SCOPED_TRACE(exitCode);
         build();
         startWork(GetParam().factoryReset, {}, GetParam().inInstall ? 0 : exitCode);
         if (GetParam().inInstall) {
             script(install, {}, exitCode);
             tick();
         }
+        draw();
         EXPECT_EQ(printedBy([this] { tick(); }), "A command failed...\n");
-        EXPECT_EQ(message().getText(), GetParam().shown) << exitCode;
-        EXPECT_EQ(screen->getState(), UpdateState::Failed);
-        EXPECT_EQ(visible(), "title message");
         EXPECT_TRUE(screen->needsRedraw());
-        EXPECT_EQ(shownWheel(), -1);
-        EXPECT_EQ(calls.takeLog().back(), "exit status taken");
+        expectFailed(GetParam().text);
     }
 }
 
@@ -528,17 +437,17 @@ INSTANTIATE_TEST_SUITE_P(Of, FlowFailure,
                                          FailureCase{"FormatInAFactoryReset", true, false, texts::resetFormatFailed},
                                          FailureCase{"InstallInAnUpdate", false, true, texts::updateInstallFailed},
                                          FailureCase{"InstallInAFactoryReset", true, true, texts::resetInstallFailed}),
-                         [](const auto& name) { return name.param.name; });
+                         [](const auto& test) { return test.param.name; });
 
-TEST_F(Flow, ASecondConfirmationEndsTheRunningCommandBeforeItStartsTheNext)
+TEST_F(Flow, ASecondConfirmationEndsTheRunningCommandFirst)
 {
     startPreparing({nothingNow}, 0);
     script("/usr/sbin/format.sh 0", {nothingNow}, 0);
     draw();
     calls.takeLog();
     notify(confirm);
-    EXPECT_THAT(calls.takeLog(), ElementsAre("exit status taken", "run /usr/sbin/format.sh 0"));
-    EXPECT_TRUE(screen->isDirty()) << "also when no button had to be hidden";
+    EXPECT_EQ(calls.takeLog(), Log({"exit status taken", "run /usr/sbin/format.sh 0"}));
+    EXPECT_TRUE(screen->dirty) << "even if no button was visible";
 }
 
 TEST_F(Flow, DestroyingTheScreenEndsTheRunningCommandAndClosesTheBus)
@@ -546,100 +455,54 @@ TEST_F(Flow, DestroyingTheScreenEndsTheRunningCommandAndClosesTheBus)
     startPreparing({nothingNow}, 0);
     calls.takeLog();
     screen.reset();
-    EXPECT_THAT(calls.takeLog(), ElementsAre("exit status taken", "close /dev/i2c-22"));
+    EXPECT_EQ(calls.takeLog(), Log({"exit status taken", "close /dev/i2c-22"}));
 }
 
-// The end.
-
-void expectFinal(SystemCalls& calls, Updater& screen, const std::function<void(int)>& tick)
+TEST_F(Flow, NoInputLeavesAFinalState)
 {
-    const UpdateState state = screen.getState();
-    screen.drawTree();
-    calls.takeLog();
-    for (const InputEvent event : {InputEvent::RotateLeft, InputEvent::RotateRight, InputEvent::Press,
-                                   InputEvent::Release, InputEvent::LongPress, InputEvent::Release}) {
-        screen.onInput(event);
-        tick(600);
-        EXPECT_EQ(screen.getState(), state);
+    const std::function<void()> ends[] = {
+        [this] { startPreparing({}, 1); },
+        [this] { startWork(true, {}, 1), tick(); },
+        [this] { startWork(false, {}, 0), script(install, {}, 0), tick(2); },
+    };
+    for (const auto& reachEnd : ends) {
+        build();
+        reachEnd();
+        const UpdateState state = screen->state;
+        ASSERT_TRUE(state == UpdateState::Done || state == UpdateState::Failed);
+        draw();
+        calls.takeLog();
+        for (const InputEvent event : {InputEvent::RotateLeft, InputEvent::RotateRight, InputEvent::Press,
+                                       InputEvent::Release, InputEvent::LongPress, InputEvent::Release}) {
+            screen->onInput(event);
+            tick(600);
+            EXPECT_EQ(screen->state, state);
+        }
+        EXPECT_FALSE(screen->needsRedraw());
+        EXPECT_EQ(calls.takeLog(), Log()) << "no script is started";
     }
-    EXPECT_FALSE(screen.needsRedraw());
-    EXPECT_THAT(calls.takeLog(), IsEmpty());
-    EXPECT_EQ(calls.lookUps("/dev/sda"), 1U);
 }
 
-TEST_F(Flow, NothingLeadsOutOfDone)
-{
-    startWork(false, {}, 0);
-    script(install, {}, 0);
-    tick(2);
-    ASSERT_EQ(screen->getState(), UpdateState::Done);
-    expectFinal(calls, *screen, [this](int count) { tick(count); });
-}
-
-TEST_F(Flow, NothingLeadsOutOfAFailure)
-{
-    startPreparing({}, 1);
-    ASSERT_EQ(screen->getState(), UpdateState::Failed);
-    expectFinal(calls, *screen, [this](int count) { tick(count); });
-}
-
-TEST_F(Flow, NothingLeadsOutOfAFailedWork)
-{
-    startWork(true, {}, 1);
-    tick();
-    ASSERT_EQ(screen->getState(), UpdateState::Failed);
-    expectFinal(calls, *screen, [this](int count) { tick(count); });
-}
-
-TEST_F(Flow, ACommandThatCannotBeStartedEndsTheUpdateOfTheScreen)
+TEST_F(Flow, AScriptThatCannotBeStartedThrows)
 {
     plugDrive();
-    calls.failCommandStart();
-    tickTo(500);
-    EXPECT_THAT([this] { tick(); }, testing::ThrowsMessage<std::runtime_error>("popen() failed"));
-}
+    calls.commandStartFails = true;
+    tickTo(usbCheckPeriod - 1);
+    EXPECT_EQ(thrownBy<std::runtime_error>([this] { tick(); }), "popen() failed");
 
-TEST_F(Flow, AnInstallScriptThatCannotBeStartedEndsTheUpdateOfTheScreen)
-{
+    calls.commandStartFails = false;
+    build();
     startWork(false, {}, 0);
-    calls.failCommandStart();
-    EXPECT_THAT([this] { tick(); }, testing::ThrowsMessage<std::runtime_error>("popen() failed"));
-}
+    calls.commandStartFails = true;
+    EXPECT_EQ(thrownBy<std::runtime_error>([this] { tick(); }), "popen() failed");
 
-TEST_F(Flow, AFormatScriptThatCannotBeStartedEndsTheInput)
-{
-    reachMenu("1.0", "1.1");
+    calls.commandStartFails = false;
+    build();
+    reachMenu();
     notify(askUpdate);
     screen->onInput(InputEvent::RotateRight);
-    calls.failCommandStart();
-    EXPECT_THAT([this] { screen->onInput(InputEvent::Release); },
-                testing::ThrowsMessage<std::runtime_error>("popen() failed"));
-}
-
-TEST_F(Flow, ShowsWhatEveryCommandSaysFromTheDriveToTheEnd)
-{
-    plugDrive();
-    script(decrypt, {{"SHOW: 10%\nnoise\n", 0}, nothingNow, {"SHOW: 20%\n", 0}, nothingNow}, 0);
-    script("/usr/sbin/format.sh 1", {{"SHOW: formatting\n", 0}, nothingNow}, 0);
-    script(install, {{"SHOW: copying\n", 0}, nothingNow}, 5);
-    std::vector<std::string> shown;
-    const auto runWhile = [&](UpdateState state) {
-        while (screen->getState() == state) {
-            tick();
-            if (shown.empty() || shown.back() != message().getText()) {
-                shown.push_back(message().getText());
-            }
-        }
-    };
-    runWhile(UpdateState::WaitingForUsb);
-    runWhile(UpdateState::Preparing);
-    notify(askFactoryReset);
-    notify(confirm);
-    runWhile(UpdateState::Formatting);
-    runWhile(UpdateState::Installing);
-    EXPECT_EQ(screen->getState(), UpdateState::Failed);
-    EXPECT_THAT(shown, ElementsAre(texts::waiting, preparing + "10%", preparing + "20%", updating + "formatting",
-                                   updating + "copying", texts::resetInstallFailed));
+    calls.commandStartFails = true;
+    EXPECT_EQ(thrownBy<std::runtime_error>([this] { screen->onInput(InputEvent::Release); }), "popen() failed");
 }
 
 } // namespace

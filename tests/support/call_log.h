@@ -1,0 +1,27 @@
+// What reached a simulated board, in order.
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+using Log = std::vector<std::string>;
+
+/// May be used from several threads.
+class CallLog {
+public:
+    /// Formats like printf.
+    void note(const char* format, ...) __attribute__((format(printf, 2, 3)));
+    /// Returns the entries since the last call, and forgets them.
+    Log take();
+
+    /// Off: nothing is logged, and no call allocates memory.
+    bool isOn = true;
+
+private:
+    std::mutex mutex;
+    Log entries;
+};
+
+/// Describes the first entry that differs; empty if the logs are equal. For logs that are too long to print.
+[[nodiscard]] std::string firstDifference(const Log& actual, const Log& expected);
