@@ -113,13 +113,15 @@ def read_table():
         lines = [line for line in TABLE.read_text().splitlines() if not line.startswith("#")]
     except OSError as error:
         raise Failure(f"{TABLE.name}: {error.strerror} (./dev bench --update writes it)") from None
+    if not lines:
+        raise Failure(f"{TABLE.name} is empty (./dev bench --update writes it)")
     counts = {}
     for line in lines[1:]:
         match = re.fullmatch(r" *(\d+)  (\S.*)", line)
         if match is None:
             raise Failure(f"{TABLE.name}: no count and row: {line!r}")
         counts[match[2]] = int(match[1])
-    return lines[0] if lines else "", counts
+    return lines[0], counts
 
 
 def write_table(compiler, rows):
@@ -190,7 +192,10 @@ def main(arguments):
     if update:
         write_table(compiler, rows)
     report = Report()
-    check_limits(report, rows)
+    try:
+        check_limits(report, rows)
+    except KeyError as missing:
+        raise Failure(f"the program has no row {missing}") from None
     check_table(report, compiler, rows)
     return 1 if report.missed else 0
 
