@@ -71,7 +71,7 @@ TEST_F(Startup, SendsTheFirstFrameAtTheTwentiethIteration)
     device.switchOn();
     // The first iteration ended 336.59 ms after power-up; a frame takes 6.55 ms on the bus.
     device->runTo(19);
-    EXPECT_EQ(device->frameCount(), 1U); // the clearing
+    EXPECT_EQ(device->frameCount(), 1U) << "the cleared screen";
     device->runTo(20);
     EXPECT_EQ(device->traffic().back(), "355590 spi C 5C");
     device->runTo(26);
