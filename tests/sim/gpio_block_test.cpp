@@ -1,4 +1,4 @@
-// Tests of the GPIO block as a program's stores and the board's wires meet in it.
+// Tests of the GPIO block: the program's stores, and the levels of the lines.
 #include "sim/models/gpio_block.h"
 
 #include "tests/sim/comparisons.h"
@@ -54,7 +54,7 @@ protected:
     std::vector<std::string> events;
 };
 
-TEST_F(Gpio, HasOnlyInputsThatArePulledUpAtFirst)
+TEST_F(Gpio, HasOnlyHighInputsInitially)
 {
     for (int line = 0; line < GpioBlock::lineCount; ++line) {
         EXPECT_FALSE(block.isOutput(line)) << line;
@@ -63,7 +63,7 @@ TEST_F(Gpio, HasOnlyInputsThatArePulledUpAtFirst)
     EXPECT_EQ(page[levelRegister], 0xFFFFFFFF);
 }
 
-TEST_F(Gpio, FindsTheFunctionOfEveryLineInItsThreeBits)
+TEST_F(Gpio, ReadsTheFunctionOfEveryLineFromItsThreeBits)
 {
     for (int line = 0; line < GpioBlock::lineCount; ++line) {
         select(line, output);
@@ -75,7 +75,7 @@ TEST_F(Gpio, FindsTheFunctionOfEveryLineInItsThreeBits)
     EXPECT_EQ(violations.list(), Lines{});
 }
 
-TEST_F(Gpio, TellsOnceThatALineHasBecomeAnOutput)
+TEST_F(Gpio, ReportsOnceThatALineBecameAnOutput)
 {
     select(25, output);
     block.sync();
@@ -111,7 +111,7 @@ TEST_F(Gpio, DrivesTheFirstAndTheLastLine)
     }
 }
 
-TEST_F(Gpio, TellsALevelOnlyWhenItChanges)
+TEST_F(Gpio, ReportsOnlyChangesOfALevel)
 {
     select(7, output);
     storeSet(1U << 7);
@@ -161,7 +161,7 @@ TEST_F(Gpio, DoesNotLetTheProgramStoreLevels)
     EXPECT_EQ(page[levelRegister], 0xFFFFFFFF);
 }
 
-TEST_F(Gpio, KeepsWhatWasLatchedWhileALineWasAnInput)
+TEST_F(Gpio, KeepsALatchedLevelWhileTheLineIsAnInput)
 {
     storeSet(1U << 25);
     EXPECT_EQ(events, Lines{});
@@ -212,7 +212,7 @@ TEST_F(Gpio, ReportsAnAlternateFunctionOncePerLine)
     EXPECT_FALSE(block.isOutput(7));
 }
 
-TEST_F(Gpio, SeesAStoreMadeByAnotherThread)
+TEST_F(Gpio, ProcessesAStoreOfAnotherThread)
 {
     select(7, output);
     std::thread([this] { page[setRegister] = 1U << 7; }).join();

@@ -50,12 +50,12 @@ protected:
     LedController controller{violations};
 };
 
-TEST_F(Leds, AreDarkAtFirst)
+TEST_F(Leds, AreDarkInitially)
 {
     EXPECT_TRUE(isFilledWith(controller.outputs(), 0));
 }
 
-TEST_F(Leds, AreFedByOneRegisterEach)
+TEST_F(Leds, HaveOneBrightnessRegisterEach)
 {
     enableAll();
     writeDistinctBrightness();
@@ -121,12 +121,12 @@ TEST_F(Leds, AreAllResetByTheResetRegister)
     write({resetRegister, 0});
     EXPECT_TRUE(isFilledWith(controller.outputs(), 0));
     enableAll();
-    EXPECT_TRUE(isFilledWith(controller.outputs(), 0)) << "what was latched is gone";
+    EXPECT_TRUE(isFilledWith(controller.outputs(), 0)) << "the latched brightness is reset";
     write({updateRegister, 0});
-    EXPECT_TRUE(isFilledWith(controller.outputs(), 0)) << "the brightness is gone";
+    EXPECT_TRUE(isFilledWith(controller.outputs(), 0)) << "the brightness registers are reset";
 }
 
-TEST_F(Leds, LetTheRegisterBeReadThatWasAddressedLast)
+TEST_F(Leds, ReadTheRegisterThatWasAddressedLast)
 {
     write({0x20, 0x11, 0x22});
     EXPECT_EQ(controller.read(), 0x11);
