@@ -746,9 +746,15 @@ TEST_F(Device, AcceptsEveryNamedFault)
 
 TEST_F(Device, StopsWaitingWhenTheCallbackThrows)
 {
-    setup.whileWaiting = [] { throw std::logic_error("enough"); };
+    bool isStarted = false; // the start takes more than 100 ms on a busy machine
+    setup.whileWaiting = [&] {
+        if (isStarted) {
+            throw std::logic_error("enough");
+        }
+    };
     addScript("install.sh", "exec sleep 1000\n");
     start("script /usr/sbin/install.sh");
+    isStarted = true;
     EXPECT_THROW(device->awaitScriptEnd(), std::logic_error);
 }
 
