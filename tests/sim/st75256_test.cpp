@@ -18,60 +18,49 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::size_t frameSize = 10240;
 
-/// A controller and its input lines.
+/// A controller and its input lines. Operations return the object, so that calls can be chained.
 class Wires {
 public:
-    void reset()
+    Wires& resetLine(bool level)
     {
-        controller.setResetLine(true);
-        controller.setResetLine(false);
-        controller.setResetLine(true);
+        controller.setResetLine(level);
+        return *this;
     }
-    void transfer(bool isData, const Bytes& bytes)
+    Wires& reset() { return resetLine(true).resetLine(false).resetLine(true); }
+    Wires& line(bool isData)
     {
         controller.setDataCommandLine(isData);
+        return *this;
+    }
+    Wires& begin()
+    {
         controller.beginTransfer();
+        return *this;
+    }
+    Wires& end(const Bytes& bytes)
+    {
         controller.endTransfer(bytes);
+        return *this;
     }
-    void command(std::uint8_t code, const Bytes& parameters = {})
+    Wires& command(std::uint8_t code) { return line(false).begin().end({code}); }
+    Wires& command(std::uint8_t code, const Bytes& parameters)
     {
-        transfer(false, {code});
-        if (!parameters.empty()) {
-            data(parameters);
-        }
+        command(code);
+        return parameters.empty() ? *this : data(parameters);
     }
-    void commands(const Bytes& codes)
-    {
-        for (const std::uint8_t code : codes) {
-            command(code);
-        }
-    }
-    void data(const Bytes& bytes) { transfer(true, bytes); }
+    Wires& data(const Bytes& bytes) { return line(true).begin().end(bytes); }
 
     /// Sends the commands after which the memory is visible.
-    void light()
+    Wires& light()
     {
-        command(0x30);
-        command(0x94);
-        command(0x20, {0x0B});
-        command(0x0C);
-        command(0xF0, {0x11});
-        command(0x31);
-        command(0x40);
-        command(0x30);
-        window(0, 255, 0, 159);
-        command(0xAF);
+        command(0x30).command(0x94).command(0x20, {0x0B}).command(0x0C).command(0xF0, {0x11});
+        return command(0x31).command(0x40).command(0x30).window(0, 255, 0, 159).command(0xAF);
     }
-    void window(std::uint8_t firstColumn, std::uint8_t lastColumn, std::uint8_t firstPage, std::uint8_t lastPage)
+    Wires& window(std::uint8_t firstColumn, std::uint8_t lastColumn, std::uint8_t firstPage, std::uint8_t lastPage)
     {
-        command(0x15, {firstColumn, lastColumn});
-        command(0x75, {firstPage, lastPage});
+        return command(0x15, {firstColumn, lastColumn}).command(0x75, {firstPage, lastPage});
     }
-    void write(const Bytes& bytes)
-    {
-        command(0x5C);
-        data(bytes);
-    }
+    Wires& write(const Bytes& bytes) { return command(0x5C).data(bytes); }
 
     /// A part of the screen, one digit for each pixel.
     [[nodiscard]] std::vector<std::string> shown(std::size_t x, std::size_t y, std::size_t width,
@@ -204,17 +193,9 @@ TEST(BlankDisplay, IsBlankUntilItIsLitAgain)
         {"sleeps", [](Wires& w) { w.command(0x95); }, [](Wires& w) { w.command(0x94); }},
         {"is switched off", [](Wires& w) { w.command(0xAE); }, [](Wires& w) { w.command(0xAF); }},
         {"has no follower", [](Wires& w) { w.command(0x20, {0x0A}); }, [](Wires& w) { w.command(0x20, {0x0B}); }},
-        {"uses external power",
-         [](Wires& w) {
-             w.commands({0x31, 0x41});
-         },
-         [](Wires& w) { w.command(0x40); }},
+        {"uses external power", [](Wires& w) { w.command(0x31).command(0x41); }, [](Wires& w) { w.command(0x40); }},
         {"has two greys", [](Wires& w) { w.command(0xF0, {0x10}); }, [](Wires& w) { w.command(0xF0, {0x11}); }},
-        {"is in reset", [](Wires& w) { w.controller.setResetLine(false); },
-         [](Wires& w) {
-             w.controller.setResetLine(true);
-             w.light();
-         }},
+        {"is in reset", [](Wires& w) { w.resetLine(false); }, [](Wires& w) { w.resetLine(true).light(); }},
         {"was reset", [](Wires& w) { w.reset(); }, [](Wires& w) { w.light(); }},
     };
     for (const auto& [name, blank, light] : cases) {
@@ -339,181 +320,91 @@ TEST(DisplayCommands, AreKnownOnTheirPagesOnly)
 
 // Protocol violations.
 
-void lightUp(Wires& wires)
-{
-    wires.reset();
-    wires.light();
-}
-
 TEST(DisplayViolations, AreReportedOnceEach)
 {
+    const std::string changedLine = "the data/command line changed during a transfer";
     const struct {
         const char* name;
         void (*use)(Wires& wires);
         Lines violations;
     } cases[] = {
-        {"correct use",
-         [](Wires& w) {
-             lightUp(w);
-             w.write(Bytes(frameSize, 0xFF));
-             w.write(Bytes(frameSize, 0x00));
-         },
-         {}},
-        {"data without a command",
-         [](Wires& w) {
-             w.reset();
-             w.data({0x12});
-         },
-         {"an unexpected data byte: 0x12"}},
-        {"too many data bytes",
-         [](Wires& w) {
-             lightUp(w);
-             w.command(0x20, {0x0B, 0x01, 0x02});
-         },
-         {"an unexpected data byte: 0x01", "an unexpected data byte: 0x02"}},
+        // After a reset.
+        {"data without a command", [](Wires& w) { w.data({0x12}); }, {"an unexpected data byte: 0x12"}},
         {"a command of page 2 on page 1",
-         [](Wires& w) {
-             w.reset();
-             w.command(0x40);
-         },
+         [](Wires& w) { w.command(0x40); },
          {"command on the wrong page: 0x40 on page 1"}},
         {"a command of page 1 on page 2",
-         [](Wires& w) {
-             w.reset();
-             w.command(0x31);
-             w.command(0x5C);
-         },
+         [](Wires& w) { w.command(0x31).command(0x5C); },
          {"command on the wrong page: 0x5C on page 2"}},
-        {"an unknown command",
-         [](Wires& w) {
-             w.reset();
-             w.command(0xFF);
-         },
-         {"unknown command: 0xFF on page 1"}},
+        {"an unknown command", [](Wires& w) { w.command(0xFF); }, {"unknown command: 0xFF on page 1"}},
         {"too few data bytes",
-         [](Wires& w) {
-             w.reset();
-             w.command(0x15, {0x00});
-             w.command(0xA6);
-             w.command(0xA6);
-         },
+         [](Wires& w) { w.command(0x15, {0x00}).command(0xA6).command(0xA6); },
          {"command 0x15 got 1 of 2 data bytes"}},
-        {"a short frame",
+        {"an unsupported scan direction",
+         [](Wires& w) { w.command(0xBC, {0x03}); },
+         {"an unsupported scan direction: 0x03"}},
+        // Lit.
+        {"correct use", [](Wires& w) { w.light().write(Bytes(frameSize, 0xFF)).write(Bytes(frameSize, 0)); }, {}},
+        {"too many data bytes",
          [](Wires& w) {
-             lightUp(w);
-             w.write(Bytes(frameSize - 1, 0));
-             w.write(Bytes(frameSize, 0));
+             w.light().command(0x20, {0x0B, 0x01, 0x02});
          },
+         {"an unexpected data byte: 0x01", "an unexpected data byte: 0x02"}},
+        {"a short frame",
+         [](Wires& w) { w.light().write(Bytes(frameSize - 1)).write(Bytes(frameSize)); },
          {"a frame is short: 10239 of 10240 bytes"}},
         {"an empty frame",
-         [](Wires& w) {
-             lightUp(w);
-             w.command(0x5C);
-             w.command(0x5C);
-             w.data(Bytes(frameSize, 0));
-         },
+         [](Wires& w) { w.light().command(0x5C).write(Bytes(frameSize)); },
          {"a frame is short: 0 of 10240 bytes"}},
         {"a long frame in two transfers",
-         [](Wires& w) {
-             lightUp(w);
-             w.write(Bytes(frameSize + 100, 0));
-             w.data(Bytes(100, 0));
-             w.command(0xA6);
-         },
+         [](Wires& w) { w.light().write(Bytes(frameSize + 100)).data(Bytes(100)).command(0xA6); },
          {"a frame is longer than its window of 10240 bytes"}},
-        {"two long frames",
-         [](Wires& w) {
-             lightUp(w);
-             w.window(3, 4, 5, 6);
-             w.write(Bytes(5, 0));
-             w.write(Bytes(6, 0));
-         },
-         {"a frame is longer than its window of 4 bytes", "a frame is longer than its window of 4 bytes"}},
+        {"two long frames", [](Wires& w) { w.light().window(3, 4, 5, 6).write(Bytes(5)).write(Bytes(6)); },
+         Lines(2, "a frame is longer than its window of 4 bytes")},
         {"a window with exchanged ends",
-         [](Wires& w) {
-             lightUp(w);
-             w.window(4, 3, 0, 0);
-             w.write(Bytes(3, 0));
-         },
+         [](Wires& w) { w.light().window(4, 3, 0, 0).write(Bytes(3)); },
          {"a frame is longer than its window of 0 bytes"}},
         {"a window below the panel",
-         [](Wires& w) {
-             lightUp(w);
-             w.window(0, 255, 40, 159);
-             w.write({0});
-         },
+         [](Wires& w) { w.light().window(0, 255, 40, 159).write({0}); },
          {"a frame is longer than its window of 0 bytes"}},
         {"overlapping transfers",
          [](Wires& w) {
-             lightUp(w);
-             w.command(0x5C);
-             w.controller.setDataCommandLine(true);
-             w.controller.beginTransfer();
-             w.controller.beginTransfer();
-             w.controller.endTransfer(Bytes(frameSize / 2, 0));
-             w.controller.endTransfer(Bytes(frameSize / 2, 0));
-             w.command(0xA6);
+             w.light().command(0x5C).line(true).begin().begin();
+             w.end(Bytes(frameSize / 2)).end(Bytes(frameSize / 2)).command(0xA6);
          },
          {"a transfer began while another was under way"}},
-        {"a changed line during a transfer",
+        {"two changes of the line during a transfer",
          [](Wires& w) {
-             lightUp(w);
-             w.command(0x5C);
-             w.controller.setDataCommandLine(true);
-             w.controller.beginTransfer();
-             w.controller.setDataCommandLine(false);
-             w.controller.setDataCommandLine(false);
-             w.controller.setDataCommandLine(true);
-             w.controller.endTransfer(Bytes(frameSize, 0));
-             w.controller.setDataCommandLine(false);
+             w.light().command(0x5C).line(true).begin();
+             w.line(false).line(false).line(true).end(Bytes(frameSize)).line(false);
          },
-         {"the data/command line changed during a transfer", "the data/command line changed during a transfer"}},
-        {"use before the reset",
-         [](Wires& w) {
-             w.controller.setResetLine(true);
-             w.command(0x30);
-             w.transfer(false, {0xFF, 0xFE});
-             w.reset();
-             w.command(0x30);
-         },
-         {"the controller was used before its reset", "the controller was used before its reset"}},
+         Lines(2, changedLine)},
         {"use during a reset",
-         [](Wires& w) {
-             lightUp(w);
-             w.controller.setResetLine(false);
-             w.command(0x5C);
-             w.controller.setResetLine(true);
-             w.command(0x30);
-         },
+         [](Wires& w) { w.light().resetLine(false).command(0x5C).resetLine(true).command(0x30); },
          {"the controller was used during its reset"}},
         {"a frame that a reset ends",
          [](Wires& w) {
-             lightUp(w);
-             w.command(0x5C);
-             w.data({1, 2, 3});
-             w.reset();
-             w.command(0x30);
+             w.light().write({1, 2, 3}).reset().command(0x30);
          },
          {}},
         {"a frame that continues after a reset",
-         [](Wires& w) {
-             lightUp(w);
-             w.command(0x5C);
-             w.reset();
-             w.data({1});
-         },
+         [](Wires& w) { w.light().command(0x5C).reset().data({1}); },
          {"an unexpected data byte: 0x01"}},
-        {"an unsupported scan direction",
-         [](Wires& w) {
-             w.reset();
-             w.command(0xBC, {0x03});
-         },
-         {"an unsupported scan direction: 0x03"}}};
+    };
     for (const auto& [name, use, violations] : cases) {
         Wires wires;
-        use(wires);
+        use(wires.reset());
         EXPECT_EQ(wires.violations.list(), violations) << name;
     }
+}
+
+TEST(UnusedDisplay, ReportsEveryTransferBeforeItsReset)
+{
+    Wires wires;
+    wires.resetLine(true).command(0x30);
+    wires.line(false).begin().end({0xFF, 0xFE});
+    wires.reset().command(0x30);
+    EXPECT_EQ(wires.violations.list(), Lines(2, "the controller was used before its reset"));
 }
 
 TEST_F(Display, IgnoresTheEndOfALongFrame)
