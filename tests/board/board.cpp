@@ -279,6 +279,12 @@ std::vector<std::string> Board::run(const std::string& command)
     });
 }
 
+bool Board::hasEmulatorReported(const std::string& text) const
+{
+    std::ifstream file(folder / "emulator.log");
+    return std::string(std::istreambuf_iterator<char>(file), {}).find(text) != std::string::npos;
+}
+
 void Board::waitForPolls(int count)
 {
     trace("memory_region_ops_read", true);

@@ -68,6 +68,8 @@ public:
         return look(bus);
     }
     [[nodiscard]] const std::filesystem::path& card() const { return cardFile; }
+    /// True when the emulator's standard error contains `text`.
+    [[nodiscard]] bool hasEmulatorReported(const std::string& text) const;
 
 private:
     void readTrace();

@@ -13,10 +13,16 @@ using boardTest::screensFrom;
 /// The tests share one boot; each starts the program again. No test modifies the card.
 class Drive : public testing::Test {
 protected:
-    static void SetUpTestSuite() { board = std::make_unique<Board>(Board::Setup{"Drive"}); }
+    static void SetUpTestSuite() { boot(); }
     static void TearDownTestSuite() { board.reset(); }
 
-    void SetUp() override
+    static void boot()
+    {
+        board.reset(); // ends the previous emulator
+        board = std::make_unique<Board>(Board::Setup{"Drive"});
+    }
+    void SetUp() override { startUpdater(); }
+    void startUpdater()
     {
         firstScreen = screensFrom(*board).size();
         board->startUpdater();
@@ -57,12 +63,26 @@ TEST_F(Drive, WithACorruptFirmwareFileIsReported)
     board->pull();
 }
 
+/// A bug of QEMU 10.0.2 can abort the emulator when a device is removed during a USB transfer. Such a run is
+/// repeated.
 TEST_F(Drive, PulledWhileItIsReadIsReported)
 {
-    board->plug("drive.img");
-    board->waitForScene(scenes::preparing());
-    board->pull();
-    expectFailure(texts::driveFailed);
+    constexpr int attempts = 5;
+    for (int attempt = 1;; ++attempt) {
+        try {
+            board->plug("drive.img");
+            board->waitForScene(scenes::preparing());
+            board->pull();
+            expectFailure(texts::driveFailed);
+            return;
+        } catch (const std::runtime_error&) {
+            if (attempt == attempts || !board->hasEmulatorReported("usb_ep_get: Assertion")) {
+                throw;
+            }
+            boot();
+            startUpdater();
+        }
+    }
 }
 
 TEST_F(Drive, WithoutAPartitionTableIsAccepted)
