@@ -52,21 +52,16 @@ def ctest(preset, *options):
 
 
 def listed_tests(preset):
-    """The selected tests by name, each with the number that CTest selects it by."""
+    """The tests of the preset by name. CTest selects them by their positions in this list."""
     listed = ctest(preset, "--show-only=json-v1")
     if listed.returncode != 0:
         sys.exit("changed_tests: CTest cannot list the tests")
-    tests = {test["name"]: test for test in json.loads(listed.stdout)["tests"]}
-    for number in ctest(preset, "--show-only").stdout.splitlines():
-        kind, _, name = number.strip().partition(": ")
-        if kind.startswith("Test ") and name in tests:
-            tests[name]["number"] = int(kind.removeprefix("Test").strip().removeprefix("#"))
-    return tests
+    return {test["name"]: test for test in json.loads(listed.stdout)["tests"]}
 
 
-def passed_in(report):
+def statuses_in(report):
     cases = xml.etree.ElementTree.parse(report).getroot().iter("testcase")
-    return {case.get("name") for case in cases if case.get("status") == "run"}
+    return {case.get("name"): case.get("status") for case in cases}
 
 
 def main():
@@ -89,16 +84,18 @@ def main():
 
     report = options.build.resolve() / "test_report.xml"
     report.unlink(missing_ok=True)
-    numbers = ",".join(str(tests[name]["number"]) for name in due)
+    numbers = ",".join(str(position) for position, name in enumerate(tests, 1) if name in due)
     status = subprocess.run(
         ["ctest", "--preset", options.preset, "--tests-information", f"0,0,0,{numbers}", "--output-junit", report], cwd=ROOT
     ).returncode
-    ran_well = passed_in(report) if report.is_file() else set()
+    statuses = statuses_in(report) if report.is_file() else {}
     for name in due:
         passed.pop(name, None)
-        if name in ran_well:
+        if statuses.get(name) == "run":
             passed[name] = states[name]
     record.write_text(json.dumps(passed, indent=1, sort_keys=True))
+    if missing := set(due) - set(statuses):
+        sys.exit(f"changed_tests: CTest did not run {' '.join(sorted(missing))}")
     return status
 
 

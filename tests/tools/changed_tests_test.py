@@ -64,13 +64,13 @@ class ChangedTests(unittest.TestCase):
         (self.data / "first").chmod(0o755)
         self.assertNotEqual(self.state(), self.first_state)
 
-    def test_only_tests_that_ran_and_passed_count_as_passed(self):
+    def test_the_report_tells_passed_tests_from_failed_and_skipped_ones(self):
         report = self.folder / "report.xml"
         report.write_text(
             '<testsuite><testcase name="a" status="run"/><testcase name="b" status="fail"/>'
             '<testcase name="c" status="notrun"/></testsuite>'
         )
-        self.assertEqual(changed_tests.passed_in(report), {"a"})
+        self.assertEqual(changed_tests.statuses_in(report), {"a": "run", "b": "fail", "c": "notrun"})
 
 
 if __name__ == "__main__":
