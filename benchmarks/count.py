@@ -20,13 +20,14 @@ LARGEST_GROWTH = 1.02
 SYSROOT = "/usr/aarch64-linux-gnu"
 CPU = "cortex-a72"  # the device's; QEMU's default differs between its versions
 
-# Row, reference, largest ratio of their instructions.
+# Row, reference, largest ratio of their instructions. The Cortex-A72 zeroes 64 bytes at a time (DC ZVA), which makes its
+# memset a low reference.
 RATIOS = [
     ("message screen", "baseline message screen", 2.5),
     ("message screen", "pixman message screen", 1 / 3),
     ("menu screen", "baseline menu screen", 2.5),
     ("menu screen", "pixman menu screen", 1 / 3),
-    ("wheel only", "memset of the canvas", 11),
+    ("wheel only", "memset of the canvas", 13),
     ("pack", "baseline pack", 1.15),
     ("idle iteration", None, None),
     ("start-up", None, None),

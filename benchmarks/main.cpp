@@ -55,7 +55,7 @@ void countScreens(SystemCalls& calls)
     requireSameFrame("pixman message screen", pixman.drawMessage(), messageFrame);
 
     const auto redraw = [](ProductScreen& screen) {
-        screen.markAllDirty();
+        screen.widget().markAllDirty();
         screen.render();
     };
     countCalls("message screen", [&] { redraw(message); });
@@ -70,7 +70,7 @@ void countScreens(SystemCalls& calls)
     countCalls("pack", [&] { packFrame(message.widget().getSurface(), frame); });
     countCalls("baseline pack", [&] { baseline.pack(); });
     countCalls("wheel only", [&] {
-        message.turnWheel();
+        message.widget().turnWheel();
         message.render();
     });
     countCalls("memset of the canvas", [&] { std::ranges::fill(canvas, Pixel{0}); });

@@ -9,12 +9,6 @@
 
 namespace {
 
-/// The children of any widget. The field is protected; a subclass may form a pointer to it.
-class Children : public Widget {
-public:
-    static const std::vector<Widget*>& of(const Widget& widget) { return widget.*&Children::children; }
-};
-
 /// A command that prints one progress line and then runs on, for at least 100 polls.
 ScriptedCommand endlessCommand()
 {
@@ -24,6 +18,20 @@ ScriptedCommand endlessCommand()
 }
 
 } // namespace
+
+void MeasuredUpdater::markAllDirty()
+{
+    markDirty();
+    for (Widget* child : children) {
+        child->markDirty();
+    }
+}
+
+void MeasuredUpdater::turnWheel()
+{
+    wheelFrame = (wheelFrame + 1) & 7;
+    markDirty();
+}
 
 ProductScreen::ProductScreen(SystemCalls& calls) : systemCalls(calls)
 {
@@ -53,20 +61,6 @@ void ProductScreen::goToMessage()
         updater.onInput(event);
     }
     updater.update(usbCheckPeriod + 2);
-}
-
-void ProductScreen::markAllDirty()
-{
-    updater.markDirty();
-    for (Widget* child : Children::of(updater)) {
-        child->markDirty();
-    }
-}
-
-void ProductScreen::turnWheel()
-{
-    iteration += wheelPeriod;
-    updater.update(iteration);
 }
 
 const Frame& ProductScreen::render()

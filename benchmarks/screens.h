@@ -9,7 +9,15 @@
 #include <cstdint>
 #include <string>
 
-/// The updater, taken to a screen by a drive, scripts and the knob.
+/// Gives access to the protected state, because the steps of the flow would count calls of the test double.
+class MeasuredUpdater : public Updater {
+public:
+    void markAllDirty();
+    /// Moves the busy indicator by one frame; only the root is dirty then.
+    void turnWheel();
+};
+
+/// An updater that a simulated drive, scripts and input bring to a screen.
 class ProductScreen {
 public:
     /// `calls` must outlive the screen.
@@ -20,18 +28,14 @@ public:
     /// The format script is running: title, progress message and busy indicator.
     void goToMessage();
 
-    void markAllDirty();
-    /// Moves the busy indicator by one frame; only the root is dirty then.
-    void turnWheel();
-    /// Draws what is dirty and packs the screen.
+    /// Draws the dirty widgets and packs the screen.
     const Frame& render();
 
-    Updater& widget() { return updater; }
+    MeasuredUpdater& widget() { return updater; }
 
 private:
     SystemCalls& systemCalls;
-    Updater updater;
-    std::uint64_t iteration = 0;
+    MeasuredUpdater updater;
     Frame frame{};
 };
 
