@@ -29,10 +29,10 @@ const char* placeOf(const char* path)
     return place;
 }
 
-/// Whether the flags of `open` are followed by the mode of a new file.
+/// Whether a mode follows the flags of `open`. O_TMPFILE includes the bit of O_DIRECTORY.
 bool isModeGiven(int flags)
 {
-    return (flags & (O_CREAT | O_TMPFILE)) != 0;
+    return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
 }
 
 } // namespace
