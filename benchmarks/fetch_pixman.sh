@@ -17,7 +17,7 @@ readonly stamp=${stamp%% *}
 mirror=$(host_mirror)
 work=$(realpath -- "$(mktemp -d)")
 trap 'rm -rf -- "$work"' EXIT
-prepare_apt pixman arm64 bookworm # the same release, thus the same counts, on every machine
+prepare_apt "$work/pixman" arm64 bookworm # the same release, thus the same counts, on every machine
 mkdir "$work/archives"
 (cd "$work/archives" && apt-get "${apt_options[@]}" download libpixman-1-dev)
 rm -rf -- "$folder"

@@ -33,7 +33,7 @@ readonly board_packages=(
 
 # With what it depends on and this machine does not have.
 fetch_emulator() {
-    prepare_apt emulator "$(dpkg --print-architecture)" "$(host_release)" "$emulator_suite"
+    prepare_apt "$work/emulator" "$(dpkg --print-architecture)" "$(host_release)" "$emulator_suite"
     apt-get "${apt_options[@]}" -o Dir::State::status=/var/lib/dpkg/status --yes --download-only \
         --no-install-recommends --reinstall install "${emulator_packages[@]}" >/dev/null
     unpack_all "$work/emulator/cache/archives" "$work/done/emulator"
@@ -41,7 +41,7 @@ fetch_emulator() {
 
 fetch_board() {
     local kernel
-    prepare_apt board arm64 "$release"
+    prepare_apt "$work/board" arm64 "$release"
     kernel=$(apt-cache "${apt_options[@]}" show linux-image-arm64 |
         sed -n 's/^Depends: linux-image-\([^ ]*\).*/\1/p' | head -n 1)
     [[ -n $kernel ]] || fail "Debian $release has no kernel for arm64 here"

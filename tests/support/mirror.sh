@@ -1,4 +1,4 @@
-# Sourced by what downloads packages.
+# Sourced by scripts that download packages.
 # shellcheck shell=bash
 
 # host_release: prints the codename of this machine's Debian release.
@@ -18,10 +18,10 @@ host_mirror() {
   printf '%s\n' "$mirror"
 }
 
-# prepare_apt NAME ARCHITECTURE SUITE...: sets apt_options for a package manager of its own in the folder $work/NAME.
-# Its packages come from $mirror.
+# prepare_apt FOLDER ARCHITECTURE SUITE...: sets apt_options for a private apt configuration in FOLDER, with packages
+# from $mirror.
 prepare_apt() {
-  local root=$work/$1 architecture=$2 suite
+  local root=$1 architecture=$2 suite
   shift 2
   mkdir -p "$root"/{sources,lists/partial,cache/archives/partial}
   : >"$root/status"
