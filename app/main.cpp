@@ -12,7 +12,7 @@
 
 namespace {
 
-/// Made an output; the program leaves its level unchanged.
+/// The program makes this GPIO line an output and does not change its level.
 constexpr int outputLine = 5;
 
 constexpr int spiBus = 0;

@@ -3,8 +3,8 @@
 
 usage: count.py PROGRAM [--update]
 
-PROGRAM is the benchmark program, built for 64-bit Arm; QEMU runs it. --update rewrites the table, counts.txt.
-Exit status: 0 if all limits hold, 1 if one does not, 2 if counting failed.
+PROGRAM is the benchmark program, built for 64-bit Arm. QEMU runs it. --update rewrites the table, counts.txt.
+Exit status: 0 if no limit is exceeded, 1 if a limit is exceeded, 2 if counting failed.
 """
 
 import math
@@ -18,10 +18,10 @@ TABLE = Path(__file__).resolve().with_name("counts.txt")
 LARGEST_GROWTH = 1.02
 
 SYSROOT = "/usr/aarch64-linux-gnu"
-CPU = "cortex-a72"  # the device's; QEMU's default differs between its versions
+CPU = "cortex-a72"  # the device's processor; QEMU's default depends on its version
 
-# Row, reference, largest ratio of their instructions. The Cortex-A72 zeroes 64 bytes at a time (DC ZVA), which makes its
-# memset a low reference.
+# Row, reference row, largest ratio of the row's instructions to the reference row's. The Cortex-A72 zeroes 64 bytes at
+# a time (DC ZVA), so its memset is a low reference.
 RATIOS = [
     ("message screen", "baseline message screen", 2.5),
     ("message screen", "pixman message screen", 1 / 3),
@@ -33,20 +33,20 @@ RATIOS = [
     ("start-up", None, None),
 ]
 
-# Row, what is counted besides instructions, limit.
+# Row, kind of event, limit.
 EVENTS = [
     ("idle iteration", "system calls", 2),
     ("idle iteration", "allocations", 0),
     ("wheel only", "allocations", 0),
 ]
 
-# The program counts these at several sizes: "text 8" and so on.
+# The program counts each of these at several sizes; the rows are named "text 8" and so on.
 LINEAR = ["text", "runner output", "tree, all dirty", "tree, one dirty"]
 LARGEST_EXPONENT = 1.10
 
 
 class Failure(Exception):
-    """The message is for the user."""
+    """An error reported to the user in one line."""
 
 
 def qemu_command():
@@ -88,11 +88,11 @@ def read_log(log):
 
 
 def run(program):
-    """Returns the compiler's version and all counts, without those of the marks, by row."""
+    """Returns the compiler's version and the counts of each row, without the cost of the marks."""
     path = Path(program).resolve()
     if not path.is_file():
         raise Failure(f"{program} is missing")
-    # Addresses depend on the environment and the path, and some loops on the addresses.
+    # The counts of some loops depend on addresses, and addresses depend on the environment and the path.
     with subprocess.Popen([*qemu_command(), f"./{path.name}"], cwd=path.parent, env={"LD_BIND_NOW": "1"},
                           stdout=subprocess.DEVNULL, stderr=subprocess.PIPE) as process:
         compiler, rows, rest = read_log(process.stderr)
@@ -120,7 +120,7 @@ def read_table():
     for line in lines[1:]:
         match = re.fullmatch(r" *(\d+)  (\S.*)", line)
         if match is None:
-            raise Failure(f"{TABLE.name}: no count and row: {line!r}")
+            raise Failure(f"{TABLE.name}: not a count and a row: {line!r}")
         counts[match[2]] = int(match[1])
     return lines[0], counts
 
@@ -136,20 +136,20 @@ class Report:
 
     def __init__(self):
         self.missed = False
-        self.line("what", "count", "compared with", "ratio", "at most", "")
+        self.line("row", "count", "compared with", "ratio", "at most", "")
 
     def line(self, *cells):
         print("{:<38}{:>10}  {:<34}{:>8}{:>9}  {}".format(*cells).rstrip())
 
-    def check(self, what, count, reference, ratio, limit, form="{:.2f}"):
+    def check(self, row, count, reference, ratio, limit, form="{:.2f}"):
         holds = limit is None or ratio <= limit
         self.missed |= not holds
-        self.line(what, f"{count:,}", reference, "" if ratio is None else form.format(ratio),
+        self.line(row, f"{count:,}", reference, "" if ratio is None else form.format(ratio),
                   "" if limit is None else form.format(limit), "" if limit is None else "ok" if holds else "MISSED")
 
 
 def exponent(points):
-    """The slope of the line through the logarithms of sizes and counts, by least squares."""
+    """Returns the slope of the least-squares line through the logarithms of sizes and counts."""
     x = [math.log(size) for size, _ in points]
     y = [math.log(count) for _, count in points]
     mean_x, mean_y = sum(x) / len(x), sum(y) / len(y)
@@ -177,7 +177,7 @@ def check_table(report, compiler, rows):
         print(f"Compiled with {compiler}; {TABLE.name} is for {recorded_compiler}, so only the limits apply.")
         return
     if recorded.keys() != rows.keys():
-        raise Failure(f"{TABLE.name} has other rows than the program (./dev bench --update rewrites it)")
+        raise Failure(f"{TABLE.name} and the program have different rows (./dev bench --update rewrites it)")
     for name, count in recorded.items():
         if rows[name]["instructions"] > count * LARGEST_GROWTH:
             report.check(f"{name}, growth", rows[name]["instructions"], f"{TABLE.name} {count:,}",

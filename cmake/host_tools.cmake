@@ -1,4 +1,4 @@
-# Builds tools/ for the build machine while everything else is built for the device.
+# Builds tools/ for the build machine in a cross build for the device.
 include(ExternalProject)
 
 ExternalProject_Add(host_tools

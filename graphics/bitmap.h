@@ -10,7 +10,7 @@
 using Pixel = std::uint8_t;
 
 inline constexpr Pixel inkPixel = 3;
-/// Skipped when its bitmap is drawn onto another one.
+/// Skipped when its bitmap is drawn onto another bitmap.
 inline constexpr Pixel transparentPixel = 255;
 
 /// A value type that owns `width` times `height` pixels, row-major, one byte each.
@@ -22,8 +22,8 @@ public:
     Bitmap() = default;
     /// The contents are undefined. A width times height below 1 allocates nothing.
     Bitmap(std::int32_t w, std::int32_t h);
-    /// Copies `source`, which must hold exactly w times h pixels, row-major. Throws std::bad_array_new_length if that
-    /// product is negative.
+    /// Copies `source`, which must contain exactly w times h pixels, row-major. Throws std::bad_array_new_length if
+    /// that product is negative.
     Bitmap(std::int32_t w, std::int32_t h, std::span<const std::uint8_t> source);
 
     [[nodiscard]] std::int32_t getWidth() const { return width; }
@@ -45,9 +45,9 @@ public:
     /// Draws the one-pixel outline of a w by h rectangle.
     void drawRect(std::int32_t x, std::int32_t y, std::int32_t w, std::int32_t h, Pixel value);
     /// Copies `source` with its top-left corner at (x, y), except its transparent pixels. `invert` swaps 0 with 3 and
-    /// 1 with 2. `source` must be another bitmap.
+    /// 1 with 2. `source` must not be this bitmap.
     void drawBitmap(std::int32_t x, std::int32_t y, const Bitmap& source, bool invert);
-    /// Writes `value` wherever `source`, placed at (x, y), holds full ink. `source` must be another bitmap.
+    /// Writes `value` wherever `source`, placed at (x, y), has full ink. `source` must not be this bitmap.
     void drawMask(std::int32_t x, std::int32_t y, const Bitmap& source, Pixel value);
 
     /// Nearest-neighbour enlargement to factor times the size.

@@ -77,14 +77,14 @@ const Font::Cell& Font::cellFor(char character) const
     return cells[cellIndex[static_cast<std::uint8_t>(character)]];
 }
 
-/// The columns from a glyph to the next. 64-bit, because the spacing may be any number.
+/// The distance from a glyph to the next glyph, in columns. 64-bit, because the spacing may be any number.
 std::int64_t Font::advance(const Cell& cell) const
 {
     return std::int64_t{cell.width} + letterSpacing;
 }
 
-/// Breaks `text` into lines of at most `maxWidth` columns and calls place(cell, column, line) for each glyph. Stops
-/// before line number `maxLines`. Returns the number of the last line; lines count from 0.
+/// Breaks `text` into lines of at most `maxWidth` columns and calls place(cell, column, line) for each glyph. Lays out
+/// at most `maxLines` lines, but at least one. Returns the number of the last line; lines count from 0.
 template <typename Place>
 std::int32_t Font::layOut(const std::string& text, std::int64_t maxWidth, std::int32_t maxLines, Place place) const
 {

@@ -16,8 +16,8 @@ public:
     using Glyphs = std::map<std::uint8_t, Bitmap>;
 
     Font() = default;
-    /// `spacing` columns separate the glyphs of a line. `gap` rows separate lines in layout; `drawText` takes its own
-    /// line gap. `enlargement` is the factor by which the glyphs were enlarged.
+    /// `spacing` columns separate the glyphs of a line. `gap` rows separate lines in layout; the line gap of `drawText`
+    /// is a parameter. `enlargement` is the factor by which the glyphs were enlarged.
     Font(std::int32_t spacing, std::int32_t gap, std::int32_t enlargement, Glyphs glyphSet);
 
     [[nodiscard]] std::int32_t getLetterSpacing() const { return letterSpacing; }
@@ -34,9 +34,9 @@ public:
               std::int32_t maxWidth, std::int32_t maxLines, std::int32_t lineGap) const;
 
 private:
-    /// A glyph prepared for drawing, so that a character takes no search and few short loops.
+    /// A glyph in the form in which it is drawn, without a search and in few short loops.
     struct Cell {
-        /// Of the glyph, in columns.
+        /// The width of the glyph, in columns.
         std::int32_t width = 0;
         /// The glyph's first row with ink.
         std::int32_t top = 0;
@@ -54,7 +54,8 @@ private:
     std::int32_t lineSpacing = 0;
     std::int32_t scale = 0;
     Glyphs glyphs;
-    /// The first cell is that of code 0, which replaces every missing glyph. Without one it is empty.
+    /// The first cell is the glyph of code 0, which replaces every missing glyph. It is empty
+    /// if the font has no such glyph.
     std::vector<Cell> cells = std::vector<Cell>(1);
     /// The index in `cells` for each character code.
     std::array<std::uint8_t, 256> cellIndex{};
@@ -70,14 +71,14 @@ extern FontRegistry fontRegistry;
 void buildFont(const std::string& name, const std::string& directory, std::int32_t letterSpacing,
                std::int32_t lineSpacing, std::int32_t scale);
 
-/// The rows of one line; 0 for an unknown font.
+/// Returns the number of rows of one line; 0 for an unknown font.
 [[nodiscard]] std::int32_t fontHeight(const std::string& name);
-/// 0 for an unknown font.
+/// Returns the number of rows between lines in layout; 0 for an unknown font.
 [[nodiscard]] std::int32_t fontLineSpacing(const std::string& name);
-/// The columns of `text` on one line (a line feed counts as a missing glyph); 0 for an unknown font.
+/// Returns the width of `text` on one line in columns; 0 for an unknown font. A line feed counts as a missing glyph.
 [[nodiscard]] std::uint32_t textWidth(const std::string& name, const std::string& text);
-/// The number of lines of `text` when it is broken at `maxWidth` columns, as `drawText` breaks it; 0 for an unknown
-/// font. Unlike in `drawText`, a `maxWidth` of 0 is a limit.
+/// Returns the number of lines into which `drawText` breaks `text` at `maxWidth` columns; 0 for an unknown font. Unlike
+/// in `drawText`, a `maxWidth` of 0 is a limit.
 [[nodiscard]] std::int32_t countLines(const std::string& name, const std::string& text, std::int32_t maxWidth);
 
 /// Draws `text`, byte by byte, with the top-left corner of its first line at (x, y). Lines break at line feeds and,

@@ -1,4 +1,4 @@
-// Fills the image store from the generated table and hands out copies.
+// Fills the image store from the generated table and returns copies of the images.
 #include "graphics/image_store.h"
 
 #include "graphics/image_table.h"

@@ -13,9 +13,9 @@ public:
     void poll();
 
     [[nodiscard]] bool isHeld(int line) const;
-    /// Whether the line was pressed since the last call.
+    /// Returns whether the line was pressed since the last call.
     [[nodiscard]] bool takePressed(int line);
-    /// Whether the line was released since the last call.
+    /// Returns whether the line was released since the last call.
     [[nodiscard]] bool takeReleased(int line);
 
 private:

@@ -202,7 +202,7 @@ void DisplayDriver::writeData(std::uint8_t byte)
 void DisplayDriver::sendFrame(const Bitmap& canvas)
 {
     if (writer == nullptr) {
-        return; // the display failed to open, and the program runs on without it
+        return; // the display failed to open; the program continues without it
     }
     packFrame(canvas, *frameBuffer);
     writer->post(frameBuffer);

@@ -4,11 +4,11 @@
 #include <unistd.h>
 #include <utility>
 
-/// Closes its descriptor when it is destroyed or replaced. Holds -1 while there is none.
+/// Closes its descriptor when it is destroyed or replaced. The number is -1 if there is no descriptor.
 class FileDescriptor {
 public:
     FileDescriptor() = default;
-    /// Takes ownership of `opened`, the result of an open call; a negative number means none.
+    /// Takes ownership of `opened`, the result of an open call; a negative number means no descriptor.
     explicit FileDescriptor(int opened) : fd(opened) {}
     FileDescriptor(FileDescriptor&& other) noexcept : fd(std::exchange(other.fd, -1)) {}
     FileDescriptor& operator=(FileDescriptor&& other) noexcept

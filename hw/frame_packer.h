@@ -1,4 +1,4 @@
-// Packs the Canvas into the display's format.
+// Packs a bitmap into the display's memory format.
 #pragma once
 
 #include "graphics/bitmap.h"

@@ -37,7 +37,8 @@ void FrameWriter::run()
     }
 }
 
-/// Waits for a frame and takes it from the mailbox. Returns false if the writer ends and the mailbox is empty.
+/// Waits for a frame and takes it from the mailbox. Returns false when the writer is being destroyed and the mailbox is
+/// empty.
 bool FrameWriter::takeWaiting()
 {
     std::unique_lock lock(mutex);

@@ -8,8 +8,9 @@
 #include <mutex>
 #include <thread>
 
-/// A mailbox for one frame and a thread that owns the bus and the data/command line. A posted frame waits while another
-/// is being sent; a newer one replaces it. So frames are never mixed, and the last frame posted is always sent.
+/// A mailbox for one frame and a thread that owns the bus and the data/command line. A posted frame waits while the
+/// previous frame is being sent; a newer frame replaces it. Frames are never mixed, and the last frame posted is always
+/// sent.
 class FrameWriter {
 public:
     /// `spi` is the open spidev device, `dataCommandLine` the GPIO line of the data/command select. Only the writer may
@@ -20,7 +21,7 @@ public:
     /// Blocks until the last frame posted has been sent.
     ~FrameWriter();
 
-    /// Takes the frame and leaves another buffer, with undefined contents, in its place. Never waits for a transfer.
+    /// Takes the frame and replaces it with a buffer whose contents are undefined. Never waits for a transfer.
     void post(std::unique_ptr<Frame>& frame);
 
 private:
@@ -38,7 +39,7 @@ private:
     bool hasWaiting = false;
     bool isEnding = false;
 
-    /// Used only by the thread.
+    /// Used only by the writer's thread.
     std::unique_ptr<Frame> sending = std::make_unique<Frame>();
     std::thread thread;
 };

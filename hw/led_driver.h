@@ -28,7 +28,7 @@ private:
 
     I2cBus* bus = nullptr;
     std::uint8_t address = 0;
-    /// The bytes of one write: the number of the first register, then its value and those that follow. Byte k is
-    /// register k.
+    /// The bytes of one write: the number of the first register, then its value and the values of the following
+    /// registers. Byte k is register k.
     std::array<std::uint8_t, lastRegister + 1> registerBlock{};
 };

@@ -1,6 +1,6 @@
-# The Debian package for the device. cpack creates it in the build folder of the preset `device`.
+# Defines the Debian package for the device. cpack creates it in the build folder of the preset `device`.
 
-# compress(SOURCE NAME): a compressed file in the build folder. Equal sources give equal bytes.
+# compress(SOURCE NAME): creates package/NAME.gz in the build folder. The output depends only on the contents of SOURCE.
 function(compress source name)
     set(file ${CMAKE_CURRENT_BINARY_DIR}/package/${name})
     add_custom_command(
@@ -41,7 +41,7 @@ set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE arm64)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Tonecrate maintainers <maintainers@tonecrate.example>")
 set(CPACK_DEBIAN_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
-# The libraries of Debian 12, which has the compiler of the package.
+# The versions in Debian 12, whose compiler builds the package.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1 (>= 3.0), libstdc++6 (>= 12)")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "e2fsprogs, openssl")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "firmware updates of a Tonecrate device from a USB drive")

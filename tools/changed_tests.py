@@ -1,8 +1,8 @@
 #!/usr/bin/env -S python3 -B
 """Runs the tests of a build, except those that passed before with the same files.
 
-A test's files are its program, the absolute paths in its command, and its REQUIRED_FILES, folders with all
-their contents. A new version of any installed package runs every test again.
+A test's files are its program, the absolute paths in its command, and its REQUIRED_FILES; a folder stands for all its
+contents. After any change of the installed packages every test runs again.
 """
 
 import argparse
@@ -21,7 +21,7 @@ INSTALLED_PACKAGES = pathlib.Path("/var/lib/dpkg/status")
 
 @functools.cache
 def digest_of(path):
-    """Of a file, or of the names and contents of all files in a folder."""
+    """Returns the digest of a file, or of the names and contents of all files in a folder."""
     digest = hashlib.sha256()
     if path.is_dir():
         for inner in sorted(path.iterdir()):
@@ -38,7 +38,7 @@ def properties_of(test):
 
 
 def state_of(test):
-    """The digest of everything that decides whether the test passes."""
+    """Returns the digest of all inputs of the test."""
     properties = properties_of(test)
     files = [pathlib.Path(argument) for argument in test["command"] if argument.startswith("/")]
     files += [pathlib.Path(path) for path in properties.get("REQUIRED_FILES", [])]
@@ -52,7 +52,7 @@ def ctest(preset, *options):
 
 
 def listed_tests(preset):
-    """The tests of the preset by name. CTest selects them by their positions in this list."""
+    """Returns the tests of the preset by name, in CTest's order. CTest selects tests by their positions in it."""
     listed = ctest(preset, "--show-only=json-v1")
     if listed.returncode != 0:
         sys.exit("changed_tests: CTest cannot list the tests")
@@ -68,7 +68,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("preset", help="a test preset of CMakePresets.json")
     parser.add_argument("build", type=pathlib.Path, help="its build folder")
-    parser.add_argument("--again", action="store_true", help="run the tests that passed, too")
+    parser.add_argument("--again", action="store_true", help="also run the tests that passed")
     options = parser.parse_args()
 
     record = options.build / "passed_tests.json"

@@ -1,4 +1,4 @@
-// Build-time tool: turns the PNG files of a folder into the C++ table of compiled-in images.
+// Build-time tool: generates the C++ table of compiled-in images from the PNG files in a folder.
 #include "tools/image_folder.h"
 #include "tools/image_table_source.h"
 #include "tools/png_image.h"
@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The keys begin with "img/", whatever the folder is called.
+/// The keys begin with "img/", independently of the folder's name.
 std::vector<NamedImage> readImages(const std::filesystem::path& folder)
 {
     std::vector<NamedImage> images;

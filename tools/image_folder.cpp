@@ -1,4 +1,4 @@
-// Walks the image folder in sorted order, so the result does not depend on the file system.
+// Walks the image folder in sorted order, so the first reported error does not depend on the file system.
 #include "tools/image_folder.h"
 
 #include "tools/refusal.h"
@@ -40,7 +40,7 @@ bool isPictureName(std::string_view name)
            std::all_of(name.begin(), name.end(), isAllowed);
 }
 
-/// The font loads every path with this prefix as a glyph, including files next to the folder.
+/// The font loads every path with this prefix as a glyph, so files such as font8x.png are checked too.
 bool hasGlyphPrefix(std::string_view path)
 {
     return path.starts_with(glyphFolder);

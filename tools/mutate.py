@@ -1,8 +1,8 @@
 #!/usr/bin/env -S python3 -B
 """Mutation testing: changes one operator, constant or statement of the product at a time and runs the tests.
 
-Each worker builds a private copy of the tree under build/mutate/. The results are stored there: an interrupted run
-continues where it stopped. A changed file is tested again. tools/survivors.txt lists known survivors with reasons.
+Each worker builds a private copy of the tree under build/mutate/. The results are also stored there, so the next run
+continues an interrupted one. A changed file is tested again. tools/survivors.txt lists known survivors with reasons.
 """
 
 import argparse
@@ -25,9 +25,9 @@ from mutations import mutations_of
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 WORK = ROOT / "build" / "mutate"
 RESULTS = WORK / "results.jsonl"
-EXCUSES = ROOT / "tools" / "survivors.txt"
+SURVIVORS = ROOT / "tools" / "survivors.txt"
 
-# The test programs that test each folder, nearest first. The system tests run last.
+# The test programs that test each folder, in the order in which they run. The system tests run last.
 UNIT_TESTS = {
     "app": ["app"],
     "updater": ["updater"],
@@ -38,7 +38,7 @@ UNIT_TESTS = {
 SYSTEM = "system"
 EXCLUDED_LABELS = {"long", "board"}
 CAUGHT = ("failed", "timed out")
-EXCUSE_MARKS = {"= ": "equivalent", "~ ": "survived"}
+VERDICT_MARKS = {"= ": "equivalent", "~ ": "survived"}
 MEMORY_LIMIT = 2 << 30
 SUBREAPER = 36  # PR_SET_CHILD_SUBREAPER of prctl(2)
 
@@ -47,14 +47,14 @@ Test = collections.namedtuple("Test", "name program command environment")
 
 
 class Refusal(Exception):
-    """An error that one line explains."""
+    """An error reported to the user in one line."""
 
 
 # Mutants
 
 
 def lines_around(source, mutation, mutated):
-    """The first changed line before and after the mutation, each joined to one line."""
+    """Returns the changed lines before and after the mutation, each joined to one line."""
     first = source.rfind("\n", 0, mutation.start) + 1
     before = source[first : source.find("\n", mutation.end)]
     after = mutated[first : mutated.find("\n", mutation.start + len(mutation.text))]
@@ -102,7 +102,7 @@ class Tree:
         self.build = self.root / "build" / "test"
 
     def refresh(self):
-        """Copies only changed files, so that little is built again."""
+        """Copies only changed files, so that the next build is short."""
         listed = subprocess.run(
             ["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
             cwd=ROOT, check=True, capture_output=True, text=True,
@@ -135,7 +135,7 @@ class Tree:
             raise Refusal(f"cannot build {self.root}:\n{done.stdout[-3000:]}")
 
     def tests(self, programs):
-        """The tests of these programs in CTest's list, without the excluded labels, by program."""
+        """Returns the tests of each program, in CTest's order, without the excluded labels."""
         listed = subprocess.run(
             ["ctest", "--test-dir", self.build, "--show-only=json-v1"], check=True, capture_output=True, text=True
         )
@@ -156,7 +156,7 @@ class Tree:
 
 
 def become_subreaper():
-    """Orphaned processes of a test become children of this process, which kills them."""
+    """Makes orphaned processes of a test children of this process, which kills them."""
     ctypes.CDLL(None, use_errno=True).prctl(SUBREAPER, 1, 0, 0, 0)
 
 
@@ -189,7 +189,7 @@ def run_once(test, seconds):
 
 
 def run_test(test, seconds):
-    """A failing system test is repeated: on a busy machine a simulated device may be too slow for it."""
+    """Repeats a failing system test, because on a busy machine the simulated device may be too slow for the test."""
     result = run_once(test, seconds)
     return run_once(test, seconds) if result == "failed" and test.program == SYSTEM else result
 
@@ -220,7 +220,7 @@ class Worker:
         return 5 + 4 * (time.monotonic() - started)
 
     def verdict(self, mutant):
-        """Returns what happened to the mutant, and the test or the target that decided it."""
+        """Returns the verdict on the mutant, and the test or build target that detected it."""
         self.restore(except_for=mutant.path)
         (self.tree.root / mutant.path).write_text(mutant.text)
         self.mutated = mutant.path
@@ -232,7 +232,7 @@ class Worker:
             if built.returncode != 0:
                 # The build also starts the test program, to list its tests.
                 return "does not compile" if "error:" in built.stdout else "failed", target
-            # Tests that killed other mutants first.
+            # Tests that killed the most mutants run first.
             for test in sorted(self.tests[program], key=lambda test: -self.kills[test.name]):
                 result = run_test(test, self.limits[test.name])
                 if result != "passed":
@@ -272,39 +272,39 @@ def load_results():
     return {entry["key"]: entry for entry in map(json.loads, RESULTS.read_text().splitlines())}
 
 
-def load_excuses():
-    """Verdict and reason of each known survivor, by path, line before and line after."""
-    excuses, path, before, after = {}, "", "", ""
-    for line in EXCUSES.read_text().splitlines() if EXCUSES.exists() else []:
+def load_survivors():
+    """Returns the verdict and reason of each known survivor, by path, line before and line after."""
+    survivors, path, before, after = {}, "", "", ""
+    for line in SURVIVORS.read_text().splitlines() if SURVIVORS.exists() else []:
         mark, text = line[:2], line[2:]
         if mark == "- ":
             before = text
         elif mark == "+ ":
             after = text
-        elif mark in EXCUSE_MARKS:
-            excuses[path, before, after] = EXCUSE_MARKS[mark], text
+        elif mark in VERDICT_MARKS:
+            survivors[path, before, after] = VERDICT_MARKS[mark], text
         elif line and not line.startswith("#"):
             path = line
-    return excuses
+    return survivors
 
 
 def lines_of(mutant):
-    """What an excuse identifies a mutant by; a file may have several mutants with the same lines."""
+    """Returns the key that identifies a mutant in survivors.txt. Several mutants of a file may have the same key."""
     return mutant.path, mutant.before, mutant.after
 
 
-def stale_excuses():
-    """The excuses that match no mutant of the current sources."""
-    known = {lines_of(mutant) for path in product_files() for mutant in mutants_of(path)}
-    return [excuse for excuse in load_excuses() if excuse not in known]
+def stale_survivors():
+    """Returns the known survivors that match no mutant of the current sources."""
+    current = {lines_of(mutant) for path in product_files() for mutant in mutants_of(path)}
+    return [survivor for survivor in load_survivors() if survivor not in current]
 
 
 def start_workers(pending, jobs):
-    """Returns the queue of results; each worker puts None there last."""
+    """Returns the queue of results. The last result of each worker is None."""
     mutants, results = multiprocessing.Queue(), multiprocessing.Queue()
     for mutant in [*pending, *[None] * jobs]:
         mutants.put(mutant)
-    mutants.cancel_join_thread()  # otherwise an early exit would wait until all are taken
+    mutants.cancel_join_thread()  # otherwise an early exit would wait until the queue is empty
     programs = sorted({program for mutant in pending for program in UNIT_TESTS[folder_of(mutant)]} | {SYSTEM})
     build_jobs = max(1, os.cpu_count() // jobs)
     for number in range(jobs):
@@ -339,19 +339,19 @@ def test_mutants(pending, jobs):
 
 
 def outcomes_of(mutants, results):
-    """Yields mutant, verdict and reason for each mutant that compiles and is tested or has an excuse."""
-    excuses = load_excuses()
+    """Yields mutant, verdict and reason for each mutant that compiles and has been tested or is a known survivor."""
+    survivors = load_survivors()
     for mutant in mutants:
         verdict = results.get(mutant.key, {}).get("verdict")
-        excuse = excuses.get(lines_of(mutant))
-        if excuse and verdict in (None, "survived"):
-            yield mutant, *excuse
+        known = survivors.get(lines_of(mutant))
+        if known and verdict in (None, "survived"):
+            yield mutant, *known
         elif verdict in (*CAUGHT, "survived"):
             yield mutant, verdict, ""
 
 
 def print_table(outcomes):
-    """The share is the percentage of caught mutants, without the equivalent ones."""
+    """Prints the counts by folder. The share is the percentage of caught mutants; equivalent mutants do not count."""
     counts = collections.defaultdict(collections.Counter)
     for mutant, verdict, _ in outcomes:
         counts[folder_of(mutant)][verdict] += 1
@@ -366,15 +366,15 @@ def print_table(outcomes):
 
 
 def pending_of(mutants, results, retry=False):
-    """A mutant with an excuse that matches only this mutant is tested only with --retry."""
-    excuses = load_excuses()
+    """Returns the mutants to test. Only --retry tests a known survivor, unless several mutants have its key."""
+    survivors = load_survivors()
     equal = collections.Counter(map(lines_of, mutants))
 
     def is_pending(mutant):
         verdict = results.get(mutant.key, {}).get("verdict")
         if retry and verdict in (None, "survived"):
             return True
-        return verdict is None and not (lines_of(mutant) in excuses and equal[lines_of(mutant)] == 1)
+        return verdict is None and not (lines_of(mutant) in survivors and equal[lines_of(mutant)] == 1)
 
     return list(filter(is_pending, mutants))
 
@@ -386,7 +386,7 @@ def report(mutants, results):
         if verdict not in CAUGHT:
             reason = reason or "no reason in tools/survivors.txt"
             print(f"\n{mutant.path}:{mutant.line}\n- {mutant.before}\n+ {mutant.after}\n{verdict}: {reason}")
-    for path, before, after in stale_excuses():
+    for path, before, after in stale_survivors():
         print(f"\n{path}\n- {before}\n+ {after}\nstale: tools/survivors.txt describes a mutant that does not exist")
     untested = len(pending_of(mutants, results))
     if untested:
@@ -394,7 +394,7 @@ def report(mutants, results):
 
 
 def number_from(low, high):
-    """The argparse type of a whole number from `low` to `high`."""
+    """Returns the argparse type for integers from `low` to `high`."""
     def number(text):
         if not text.isdigit() or not low <= int(text) <= high:
             raise argparse.ArgumentTypeError(f"expected a number from {low} to {high}, not {text!r}")
@@ -408,7 +408,7 @@ def arguments():
     parser.add_argument("--jobs", type=number_from(1, 64), default=os.cpu_count(), metavar="N",
                         help="number of workers, each with its own tree (default: number of processors)")
     parser.add_argument("--share", type=number_from(1, 100), default=100, metavar="PERCENT",
-                        help="test this percentage of the mutants, the same ones in every run (default: 100)")
+                        help="test this percentage of the mutants, the same mutants in every run (default: 100)")
     parser.add_argument("--retry", action="store_true",
                         help="test survivors again, including those in tools/survivors.txt")
     parser.add_argument("--report", action="store_true", help="print the stored results without testing")

@@ -1,6 +1,6 @@
-"""The simple mutants of a C++ source: one operator, constant or statement changed at a time.
+"""Generates the mutants of a C++ source: each changes one operator, constant or statement.
 
-Relies on the project's format: a space on both sides of a binary operator, one statement per line.
+Requires the project's format: a space on both sides of a binary operator, one statement per line.
 """
 
 import re
@@ -25,7 +25,7 @@ MINUS = re.compile(r"(?<=[(\[{])-(?=\w)|(?<=[=,?:(] )-(?=\w)|(?<=return )-(?=\w)
 NAME = re.compile(r"(?<![\w:])(?:" + "|".join(RENAMED) + r")\b")
 NUMBER = re.compile(r"(?<![\w.])(?P<digits>0x[0-9A-Fa-f]+|\d+)(?P<suffix>[UL]*)(?![\w.])")
 CONDITION = re.compile(r"\bif \(")
-# Negating it gives the same mutant as swapping its only operator.
+# Negating such a condition gives the same mutant as swapping its only operator.
 SIMPLE_CONDITION = re.compile(r"\((?:[^&|]* [=!]= [^&|]*|!\w[^&|]*)\)$")
 STATEMENT = re.compile(r"(?<=[;{}:)]\n)(?P<indent>(?:    )+)(?=[\w*(+-])")
 INNER_STATEMENT = re.compile(r"\{ (?P<statement>[^{};]+;) \}")
@@ -51,7 +51,7 @@ class Mutation:
 
 
 def _visible(source):
-    """The source with comments, directives and the content of literals replaced by spaces, at the same offsets."""
+    """Returns the source with unchanged offsets and without comments, directives and the content of literals."""
 
     def blanked(match):
         text = match.group()
@@ -62,7 +62,7 @@ def _visible(source):
 
 
 def _closing(code, opening):
-    """The offset of the bracket that closes the bracket at `opening`."""
+    """Returns the offset of the bracket that closes the bracket at `opening`."""
     depth = 0
     for place in range(opening, len(code)):
         depth += {"(": 1, "{": 1, "[": 1, ")": -1, "}": -1, "]": -1}.get(code[place], 0)
@@ -72,7 +72,7 @@ def _closing(code, opening):
 
 
 def _statement_end(code, start):
-    """The offset after the semicolon of the statement at `start`, or None when a bracket closes first."""
+    """Returns the offset after the semicolon of the statement at `start`, or None when a bracket closes first."""
     place = start
     while code[place] != ";":
         if code[place] in "([{":
@@ -128,7 +128,7 @@ def _statements(code):
 
 
 def mutations_of(source):
-    """All mutations, sorted by offset."""
+    """Returns all mutations, sorted by offset."""
     code = _visible(source)
     found = {*_operators(code), *_constants(code), *_conditions(source, code), *_statements(code)}
     return sorted(found, key=lambda mutation: (mutation.start, mutation.end, mutation.text))

@@ -147,7 +147,7 @@ void PngReader::refusePixel(png_uint_32 x, png_uint_32 y, const std::string& rea
 template <typename Calls>
 void PngReader::guarded(Calls calls)
 {
-    if (setjmp(png_jmpbuf(png)) != 0) { // NOLINT(cert-err52-cpp): how libpng reports an error
+    if (setjmp(png_jmpbuf(png)) != 0) { // NOLINT(cert-err52-cpp): libpng reports errors with longjmp
         refuse(std::string("is a damaged PNG file (") + messages.text.data() + ")");
     }
     calls();
@@ -211,7 +211,7 @@ void PngReader::checkSize() const
     }
 }
 
-/// libpng maps an index beyond the palette to black, so paletteColour() does the lookup.
+/// libpng maps an index beyond the palette to black, so paletteColour() maps the indices instead.
 void PngReader::requestPaletteIndices()
 {
     png_colorp colours = nullptr;

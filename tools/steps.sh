@@ -1,4 +1,4 @@
-# Sourced by dev, and by scripts that take minutes: runs steps and shows their progress on standard error.
+# Sourced by dev and by long-running scripts: runs steps and shows their progress on standard error.
 # shellcheck shell=bash
 step_log=build/dev.log
 
@@ -7,8 +7,9 @@ die() {
     exit 1
 }
 
-# step TITLE COMMAND [ARGUMENT...]: in a terminal, prints one line and updates it every second; otherwise one line at the
-# start and one per minute. The command's output goes to build/dev.log and is shown only if the command fails.
+# step TITLE COMMAND [ARGUMENT...]: runs a step. In a terminal, prints one line and updates it every second; otherwise
+# prints one line at the start and one line per minute. The command's output goes to $step_log and is shown only if the
+# command fails.
 step() {
     local title=$1
     shift

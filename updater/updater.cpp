@@ -129,7 +129,7 @@ UpdateState Updater::showMenu()
 {
     wheelFrame = noWheel;
     factoryButton.setVisible(true);
-    // Without an installed firmware there is nothing to update.
+    // Only a factory reset is possible without installed firmware.
     updateButton.setVisible(!oldVersion.empty());
     message.setVisible(false);
     noButton.setVisible(false);

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-/// Copied at every hop and passed on unchanged.
+/// Each widget passes on an unchanged copy.
 struct EventData {
     std::string text;
     std::int32_t intValue = 0;

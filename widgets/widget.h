@@ -37,7 +37,7 @@ public:
     virtual void broadcast(std::int32_t code, EventData data);
     /// Called after the surface has been resized.
     virtual void onResize(std::int32_t width, std::int32_t height);
-    /// Draws the widget's own content, without children, onto the surface, which holds the background at this point.
+    /// Draws the widget's own content, without children, onto the surface, which contains the background at this point.
     virtual void draw();
     /// `senderName` is the name of the widget that sent the notification.
     virtual void notify(std::string senderName, std::int32_t code, EventData data);
@@ -56,28 +56,28 @@ public:
     void setSelectable(bool value);
     /// Requests the selection first; a root that is a plain `Widget` then deselects all other widgets.
     void setSelected(bool value);
-    /// Always deselects the widget, even when showing it: select it after showing it.
+    /// Always deselects the widget, even if `value` is true: select the widget after showing it.
     void setVisible(bool value);
     void markDirty() { dirty = true; }
 
     [[nodiscard]] bool isSelectable() const { return selectable; }
     [[nodiscard]] bool isSelected() const { return selected; }
     [[nodiscard]] bool isVisible() const { return visible; }
-    /// Whether the widget and all its ancestors are visible.
+    /// Returns whether the widget and all its ancestors are visible.
     [[nodiscard]] bool isShown() const;
 
     /// Returns the descendants that are selectable and shown, each widget before its children.
     [[nodiscard]] std::vector<Widget*> collectSelectable();
-    /// Moves the selection by `step` entries of `collectSelectable()`. Forward it wraps around; backward, any step
-    /// below the first entry selects the last. Without a selection, a positive step selects the first entry, any other
-    /// step the last.
+    /// Moves the selection by `step` entries of `collectSelectable()`. Forward steps wrap around; a backward step
+    /// beyond the first entry selects the last. Without a selection, a positive step selects the first entry, and any
+    /// other step selects the last.
     void moveSelection(std::int32_t step);
     void selectPrevious() { moveSelection(-1); }
     void selectNext() { moveSelection(1); }
     /// Deselects this widget and all its descendants.
     void clearSelection();
 
-    /// Whether a visible widget of this subtree must be drawn again.
+    /// Returns whether a visible widget of this subtree must be drawn again.
     [[nodiscard]] bool needsRedraw() const;
     /// Draws this widget and the descendants that need it, and composites the visible ones onto the surface.
     void drawTree();
@@ -101,7 +101,7 @@ protected:
     std::string name;
     /// The number of the last iteration.
     std::uint64_t tick = 0;
-    /// The surface must be drawn again.
+    /// True if the surface must be drawn again.
     bool dirty = true;
 
     static inline std::uint32_t timeBase = 20;

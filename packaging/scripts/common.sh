@@ -1,10 +1,10 @@
 # Sourced by decrypt.sh, format.sh and install.sh: exit handling, mounts, and the state of the partitions.
-# Installed as /usr/lib/tonecrate/common.sh. Runs under BusyBox ash and dash.
+# Installed as /usr/lib/tonecrate/common.sh. Compatible with BusyBox ash and dash.
 #
 # The memory is complete when it contains version.txt, which is removed before any other change and written last.
-# The backup is complete when it contains the folder "complete", which is renamed after its content is on the disk.
-# At every moment of an update at least one of them is complete and contains the owner's presets, so a power cut loses
-# nothing. When both are complete, the memory is newer.
+# The backup is complete when it contains the folder "complete", which gets this name after its content is on the disk.
+# At every moment of an update the memory or the backup is complete and contains the owner's presets, so a power cut
+# loses nothing. When both are complete, the memory is newer.
 # shellcheck shell=sh disable=SC2034 # the sourcing scripts use some of the names
 
 export LC_ALL=C
@@ -44,7 +44,7 @@ finish() {
   exit "${verdict:-$default_status}"
 }
 
-# is_mounted FOLDER
+# is_mounted FOLDER: succeeds when FOLDER is a mount point.
 is_mounted() {
   while read -r _ folder _; do
     [ "$folder" != "$1" ] || return 0
@@ -52,14 +52,14 @@ is_mounted() {
   return 1
 }
 
-# unmount FOLDER: writes everything to the disk, so the next mount reads it from there. Fails when the folder is in use.
+# unmount FOLDER: writes everything to the disk, so the next mount reads from the disk. Fails when the folder is in use.
 unmount() {
   while is_mounted "$1"; do
     { sync -f "$1" && umount "$1"; } || return 1
   done
 }
 
-# release FOLDER: detaches the mount, also when it is in use; the kernel unmounts it after its last user.
+# release FOLDER: detaches the mount even when it is in use; the kernel unmounts it after its last user.
 release() {
   while is_mounted "$1"; do
     umount "$1" 2>/dev/null || umount -l "$1" || return 1
@@ -89,7 +89,7 @@ backup_is_complete() {
   [ -d "$backup_mount/complete" ]
 }
 
-# repair DEVICE: fails when there is no file system, or e2fsck cannot repair it automatically.
+# repair DEVICE: fails when DEVICE has no file system, or when e2fsck cannot repair the file system automatically.
 repair() {
   e2fsck -f -p "$1" >&2 || [ $? -le 2 ]
 }
@@ -129,7 +129,7 @@ require_free() {
   done
 }
 
-# Fails unless this script may write to both partitions.
+# Fails unless both partitions are free and different.
 require_partitions() {
   { unmount "$memory_mount" && unmount "$backup_mount"; } || fail 1 "the partitions are in use"
   require_free "$memory_device"

@@ -2,7 +2,8 @@
 # Unpacks the firmware file of a USB drive into /tmp/fw and writes the new and the installed version there.
 # Installed as /usr/sbin/decrypt.sh. Usage: decrypt.sh DRIVE, for example /dev/sda1 or /dev/sda
 # Exit status: 0 success, 1 drive not accessible, 2 no tonecrate.fw on the drive, 3 tonecrate.fw is corrupt. The screen
-# has no messages for others: an unexpected failure exits with 1 while the drive is read, and with 3 afterwards.
+# has no message for any other status: an unexpected failure exits with 1 while the drive is read, and with 3
+# afterwards.
 [ -r /usr/lib/tonecrate/common.sh ] || exit 1
 # shellcheck source=common.sh
 . /usr/lib/tonecrate/common.sh
@@ -14,7 +15,7 @@ require_drive() {
   [ -b "$drive" ] || fail 1 "$drive does not exist"
 }
 
-# Reading from a removed drive looks like a damaged file, so the removal is checked first.
+# Exits with 1 instead if the drive has been removed, because the removal can have damaged the copied file.
 corrupt() {
   require_drive
   fail 3 "tonecrate.fw: $1"
@@ -25,8 +26,8 @@ make_scratch() {
   (umask 077 && mkdir "$scratch") || fail 1 "cannot create $scratch"
 }
 
-# The kernel creates the device of a drive before those of its partitions, and the updater may poll in between: without
-# a file system on the drive, waits 1 s for the first partition.
+# The kernel creates the device of a drive before the devices of its partitions, and the updater may poll in between.
+# Therefore waits 1 s for the first partition when the drive cannot be mounted.
 mount_drive() {
   show "Reading the drive... 10%"
   release "$drive_mount"
@@ -53,7 +54,7 @@ find_firmware() {
   fail 2 "no tonecrate.fw on $drive"
 }
 
-# Copies the whole file first: afterwards the drive is not read again. The size is compared because a read beyond the
+# Copies the whole file, so that the later steps do not read the drive. The sizes are compared because a read beyond the
 # end of a drive may end early without an error.
 copy_firmware() {
   show "Reading the drive... 30%"
@@ -125,7 +126,8 @@ check_version() {
   [ "${#version}" -le 32 ] || corrupt "contains no valid version"
 }
 
-# Reads the installed version from the backup after an interrupted update. Without one, the file is empty.
+# Reads the installed version from the backup after an interrupted update. The file is empty if there is no installed
+# version.
 write_old_version() {
   : >"$scratch/fw/version.old.txt"
   if unmount "$memory_mount" && mount_memory ro && memory_is_complete; then
@@ -135,7 +137,7 @@ write_old_version() {
   fi || printf '%s: the installed version cannot be read\n' "$script_name" >&2
 }
 
-# In a function, so that the shell reads the whole script before it runs any of it.
+# A function, so that the shell reads the whole script before it runs the first command.
 main() {
   [ $# -eq 1 ] || fail 1 "usage: decrypt.sh DRIVE"
   make_scratch

@@ -1,7 +1,7 @@
 #!/bin/sh
 # Formats the internal memory: format.sh 0 keeps the presets, format.sh 1 deletes them.
 # Installed as /usr/sbin/format.sh. Exit status: 0 success, 1 failure, 2 wrong argument.
-# After a power cut at any moment, format.sh 0 continues from the memory or the backup, whichever is complete.
+# After a power cut at any moment, format.sh 0 continues from the memory if it is complete, otherwise from the backup.
 [ -r /usr/lib/tonecrate/common.sh ] || exit 1
 # shellcheck source=common.sh
 . /usr/lib/tonecrate/common.sh
@@ -44,7 +44,7 @@ copy_presets() {
   fi
 }
 
-# same_presets ORIGINAL COPY
+# same_presets ORIGINAL COPY: succeeds when both folders contain the same presets.
 same_presets() {
   if [ -d "$1/presets" ]; then
     same_tree "$1/presets" "$2/presets"
@@ -53,7 +53,7 @@ same_presets() {
   fi
 }
 
-# Marks the memory incomplete before the first block of it changes.
+# Marks the memory incomplete before its first block changes.
 format_memory() {
   show "Formatting... 45%"
   if mount_memory rw; then
@@ -72,7 +72,7 @@ restore_presets() {
     fail 1 "the restored presets differ from the saved ones"
 }
 
-# Removes the mark first. Formats also a backup that cannot be mounted, because a repair could restore it.
+# Removes the mark first. Also formats a backup that cannot be mounted, because a repair could restore the backup.
 discard_backup() {
   if mount_backup rw; then
     ! backup_is_complete || mv "$backup_mount/complete" "$backup_mount/old"

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Copies the unpacked firmware to the internal memory, reads it back and compares, and only then writes version.txt.
+# Copies the unpacked firmware to the internal memory, reads it back and compares it, and then writes version.txt.
 # After a factory reset, when the memory has no presets folder, installs the firmware's presets-factory as presets.
 # Installed as /usr/sbin/install.sh. Exit status: 0 success, 1 failure, 2 wrong argument.
 [ -r /usr/lib/tonecrate/common.sh ] || exit 1
@@ -7,7 +7,7 @@
 . /usr/lib/tonecrate/common.sh
 
 firmware=$unpacked/firmware
-new_presets= # the folder of presets to install; empty when the memory keeps its own
+new_presets= # the folder of presets to install; empty when the memory keeps its presets
 
 open_memory() {
   show "Checking the memory... 5%"
@@ -67,8 +67,8 @@ write_version() {
     fail 1 "the version cannot be written"
 }
 
-# A failure is not reported, because a complete memory is used instead of the backup. Without this, a later damage to
-# the memory would restore old presets.
+# Does not report failures, because a complete memory takes precedence over the backup. An undeleted backup would
+# restore old presets after later damage to the memory.
 drop_backup() {
   if ! mount_backup rw; then
     make_file_system "$backup_device" || : # otherwise a repair could restore the backup

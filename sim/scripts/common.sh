@@ -1,4 +1,4 @@
-# Sourced by every script in this folder: one-line errors, a scratch folder that is always removed, file formats.
+# Sourced by every script in this folder: one-line errors, a scratch folder that is removed at exit, file formats.
 # shellcheck shell=bash
 
 script_name=${0##*/}
@@ -21,13 +21,13 @@ show() {
   [[ ${STEP_SECONDS:-0} == 0 ]] || sleep "$STEP_SECONDS"
 }
 
-# make_scratch FOLDER: creates a scratch folder in FOLDER and sets `scratch`. A result in it can be renamed into place.
+# make_scratch FOLDER: creates a scratch folder in FOLDER and sets `scratch`. Results are renamed from it into place.
 make_scratch() {
   [[ -d $1 && -w $1 ]] || fail "$unexpected_status" "cannot write in $1"
   scratch=$(mktemp -d -- "$1/.scratch.XXXXXX")
 }
 
-# Afterwards device paths are relative, so the tools never see special characters in DEVICE_ROOT.
+# Changes to DEVICE_ROOT. Device paths are then relative, so DEVICE_ROOT may contain characters special to the tools.
 enter_device() {
   [[ -n ${DEVICE_ROOT:-} ]] || fail "$unexpected_status" "DEVICE_ROOT is not set"
   CDPATH='' cd -- "$DEVICE_ROOT" 2>/dev/null || fail "$unexpected_status" "no device at $DEVICE_ROOT"
@@ -50,7 +50,7 @@ is_version() {
   [[ $1 =~ ^[A-Za-z0-9][A-Za-z0-9.+-]{0,31}$ ]]
 }
 
-# A relative path that debugfs accepts without quoting and that does not leave its folder.
+# is_plain_path PATH: succeeds when PATH is relative, does not leave its folder, and debugfs accepts it without quoting.
 is_plain_path() {
   [[ $1 =~ ^[A-Za-z0-9._+\ -]+(/[A-Za-z0-9._+\ -]+)*/?$ && /$1/ != */../* ]]
 }
@@ -61,7 +61,8 @@ make_file_system() {
 }
 
 # read_memory IMAGE FOLDER PATH...: copies files and folders of an image into FOLDER and ignores missing ones.
-# debugfs does not report errors in its exit status, and prints false ones without root, so callers compare the copies.
+# debugfs does not report errors in its exit status, and without root prints errors for successful copies, so callers
+# compare the copies.
 read_memory() {
   local image=$1 folder=$2 path
   shift 2
@@ -71,7 +72,7 @@ read_memory() {
 }
 
 trap '[[ -z $scratch ]] || rm -rf -- "$scratch"' EXIT
-# An error in a subshell ends the subshell; then its caller reports it once.
+# An error in a subshell ends the subshell, and the calling shell reports the error once.
 trap '((BASH_SUBSHELL > 0)) || fail "$unexpected_status" "unexpected failure in line $LINENO"' ERR
 # The updater reads only the exit code, which is 0 after a fatal signal.
 trap 'exit 129' HUP

@@ -1,7 +1,8 @@
 #!/bin/bash
 # Unpacks the firmware file of the USB drive into /tmp/fw and writes the new and the installed version there.
 # Usage: decrypt.sh /dev/sda|/dev/sda1
-# Exit status: 0 success, 1 drive not accessible, 2 no tonecrate.fw on it, 3 tonecrate.fw is corrupt, 4 other failures.
+# Exit status: 0 success, 1 drive not accessible, 2 no tonecrate.fw on it, 3 tonecrate.fw is corrupt, 4 any other
+# failure.
 set -eEuo pipefail
 # shellcheck source=common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -14,7 +15,7 @@ require_drive() {
   [[ -f $drive && -s $drive ]] || fail 1 "/$drive does not exist"
 }
 
-# Reading from a removed drive looks like a damaged file, so the removal is checked first.
+# Exits with 1 instead if the drive has been removed, because the removal can have damaged the copied file.
 corrupt() {
   require_drive
   fail 3 "tonecrate.fw is corrupt: $1"
@@ -28,7 +29,7 @@ listed_size() {
   done <"$scratch/listing"
 }
 
-# The size is compared because a read beyond the end of a drive ends early without an error.
+# The sizes are compared because a read beyond the end of a drive ends early without an error.
 read_drive() {
   local size
   show "Reading the drive... 10%"

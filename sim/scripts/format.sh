@@ -5,7 +5,7 @@ set -eEuo pipefail
 # shellcheck source=common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-# Rejects a memory with errors: damaged presets must not replace those that a repair may find.
+# Rejects a memory with errors: damaged presets must not replace presets that a repair could recover.
 save_presets() {
   show "Saving the presets... 20%"
   e2fsck -fn dev/memory >/dev/null 2>&1 || fail 1 "the internal memory is damaged, its presets cannot be kept"

@@ -1,5 +1,5 @@
 #!/bin/bash
-# Copies the unpacked firmware and its version into the internal memory, then reads everything back and compares.
+# Copies the unpacked firmware and its version into the internal memory, then reads everything back and compares it.
 # After a factory reset, when the memory has no presets folder, installs the firmware's presets-factory as presets.
 # Exit status: 0 success, 1 failure (the memory is unchanged), 2 wrong argument.
 set -eEuo pipefail
@@ -8,7 +8,7 @@ set -eEuo pipefail
 
 readonly firmware=tmp/fw/firmware version=tmp/fw/version.txt
 files_total=0 files_written=0
-new_presets= # the folder of presets to install; empty when the memory keeps its own
+new_presets= # the folder of presets to install; empty when the memory keeps its presets
 
 count_files() {
   files_total=$(find "$firmware" ${new_presets:+"$new_presets"} -type f -printf x | wc -c)
@@ -48,7 +48,7 @@ all_commands() {
   printf 'cd /\nwrite "%s" version.txt\n' "$version"
 }
 
-# Ignores errors of debugfs: check_memory finds all of them.
+# Ignores errors of debugfs, because check_memory detects all of them.
 write_memory() {
   { all_commands | debugfs -w -f /dev/stdin "$scratch/memory" >/dev/null 2>&1 || true; } 3>&1
 }

@@ -1,7 +1,7 @@
 #!/bin/bash
 # Creates the root folder of a simulated device: scripts, keys, and an internal memory with firmware 1.4.2 and the
 # presets of the folder user_presets.
-# Usage: make_device.sh ROOT KEYS   (ROOT is a new or an empty folder; KEYS is a folder made by make_keys.sh)
+# Usage: make_device.sh ROOT KEYS   (ROOT is a new or empty folder; KEYS is a folder made by make_keys.sh)
 set -eEuo pipefail
 # shellcheck source=common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -10,7 +10,7 @@ readonly memory_kib=32768
 scripts=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")")
 readonly scripts
 
-# One file also exists in newer firmware, one was removed later.
+# Firmware 2.0.0 replaces one of the files and removes the other.
 make_memory_content() {
   mkdir -p "$1/firmware/boot" "$1/firmware/engine"
   echo 1.4.2 >"$1/version.txt"

@@ -14,7 +14,8 @@ size_mib() {
   echo $((mib > 32 ? mib : 32))
 }
 
-# make_image IMAGE MIB FIRST_SECTOR: without a partition table when FIRST_SECTOR is 0.
+# make_image IMAGE MIB FIRST_SECTOR: creates an image with one partition, or without a partition table when
+# FIRST_SECTOR is 0.
 make_image() {
   truncate -s "$2M" "$1"
   [[ $3 -eq 0 ]] || sfdisk -q "$1" <<<"start=$3, type=c"

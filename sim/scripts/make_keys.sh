@@ -1,6 +1,6 @@
 #!/bin/bash
 # Generates keys: signing.key and signing.pub (Ed25519), and firmware.key (one line, the pass phrase for AES-256).
-# Usage: make_keys.sh KEYS   (a new or an empty folder)
+# Usage: make_keys.sh KEYS   (KEYS is a new or empty folder)
 set -eEuo pipefail
 # shellcheck source=common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"

@@ -5,7 +5,7 @@ set -eEuo pipefail
 # shellcheck source=common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-# check_folder FOLDER: rejects what the device's decrypt.sh would reject.
+# check_folder FOLDER: rejects content that the device's decrypt.sh would reject.
 check_folder() {
   local path
   [[ -d $1 ]] || fail 1 "$1 is not a folder"

@@ -9,7 +9,7 @@ set -eEuo pipefail
 scripts=$(dirname -- "${BASH_SOURCE[0]}")
 readonly scripts
 
-# expect_tree EXPECTED ACTUAL NAME
+# expect_tree EXPECTED ACTUAL NAME: fails when the folders differ.
 expect_tree() {
   local difference
   difference=$(diff -rq -- "$1" "$2" 2>&1 | head -n 1) || true

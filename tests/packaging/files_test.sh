@@ -1,5 +1,5 @@
 #!/bin/bash
-# Tests the unit, the device-tree overlay and the manual page with the tools of systemd, dtc and mandoc.
+# Tests the unit, the device-tree overlay and the manual page with systemd-analyze, dtc and mandoc.
 set -uo pipefail
 
 repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../..")
@@ -10,7 +10,7 @@ cd "$work" || exit 1
 # shellcheck source-path=SCRIPTDIR source=../support/cases.sh
 . "$repository/tests/support/cases.sh"
 
-# silent COMMAND [ARGUMENT...]: the command succeeds and prints nothing.
+# silent COMMAND [ARGUMENT...]: fails unless the command succeeds and prints nothing.
 silent() {
   "$@" >output 2>&1 || { cat output; return 1; }
   cat output

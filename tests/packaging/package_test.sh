@@ -1,6 +1,6 @@
 #!/bin/bash
 # Installs, runs, removes and purges the package in an arm64 system, under QEMU's user emulation.
-# Usage: package_test.sh PACKAGE.deb CACHE   (needs root; CACHE is a folder that keeps the base system for the next run)
+# Usage: package_test.sh PACKAGE.deb CACHE   (needs root; CACHE: folder in which the base system is kept)
 set -uo pipefail
 
 [[ $# -eq 2 ]] || { echo "usage: package_test.sh PACKAGE.deb CACHE" >&2; exit 2; }
@@ -28,7 +28,7 @@ start_namespace() {
   echo "0 0 65536" >"/proc/$namespace_process/gid_map"
 }
 
-# in_arm64 FOLDER COMMAND [ARGUMENT...]: runs a command of the arm64 system in FOLDER.
+# in_arm64 FOLDER COMMAND [ARGUMENT...]: runs a command in the arm64 system in FOLDER.
 in_arm64() {
   # shellcheck disable=SC2016 # for the inner shell
   nsenter --user --target "$namespace_process" unshare --mount --propagation private sh -euc '
@@ -42,8 +42,8 @@ in_arm64() {
       /usr/sbin/chroot "$root" "$@"' sh "$@" </dev/null
 }
 
-# make_base: a minimal Debian with the program's libraries, made once. Its release is this machine's: a program needs
-# libraries that are no older than those that it was built with.
+# make_base: creates a minimal Debian with the program's libraries, once. Uses this machine's release, because a program
+# needs libraries at least as new as at build time.
 make_base() {
   [[ ! -e $cache/complete ]] || return 0
   rm -rf --one-file-system -- "$base"
@@ -73,7 +73,7 @@ starts_nothing() {
   [[ $(dpkg-deb --ctrl-tarfile "$package" | tar -t | sort) == $'./control\n./md5sums' ]]
 }
 
-# Without the board's devices the program reports /dev/mem and dies with SIGSEGV, as documented in docs/device.md.
+# Without the board's devices the program reports /dev/mem and is killed by SIGSEGV, as documented in docs/device.md.
 runs_without_devices() {
   local status=0
   # shellcheck disable=SC2016 # for the inner shell

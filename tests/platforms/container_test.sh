@@ -1,7 +1,7 @@
 #!/bin/bash
-# Builds the image of Containerfile with Buildah, on a base made by debootstrap, and runs both commands of the README in
-# it. Needs root.
-# Usage: container_test.sh CACHE   (CACHE keeps the base)
+# Builds the image of Containerfile with Buildah, on a base system made by debootstrap, and runs ./dev run and
+# ./dev test in it. Needs root.
+# Usage: container_test.sh CACHE   (CACHE: folder in which the base system is kept)
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 . tests/platforms/root.sh
@@ -10,7 +10,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 ((EUID == 0)) || die "needs root"
 mkdir -p "$1"
 cache=$(realpath -- "$1")
-step_log=$cache/log # not in the build folder of dev, which may not run as root
+step_log=$cache/log # not build/dev.log, which may belong to another user
 release=$(sed -n 's/^ARG base=debian:\([0-9]*\)-slim$/\1/p' Containerfile)
 name=$(release_name "$release")
 work=$(mktemp -d -- "$cache/container.XXXXXX")
@@ -22,14 +22,14 @@ storage() {
   buildah --root "$work/storage" --runroot "$work/run" "$@"
 }
 
-# commit_base: names the image localhost/base.
+# commit_base: creates the image localhost/base.
 commit_base() {
   local container
   container=$(storage from scratch) && storage add --quiet "$container" "$cache/$name.tar" / &&
     storage commit --quiet --rm "$container" base
 }
 
-# build_image: names the image localhost/tonecrate, and a container of it `tonecrate`.
+# build_image: builds the image localhost/tonecrate and creates the container `tonecrate` from it.
 build_image() {
   storage build --pull=never --build-arg base=localhost/base --file Containerfile --tag tonecrate "$context" &&
     storage from --pull=never --name tonecrate localhost/tonecrate

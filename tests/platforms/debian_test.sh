@@ -1,6 +1,6 @@
 #!/bin/bash
-# Runs both commands of the README in a fresh clone of HEAD on another Debian release. Needs root.
-# Usage: debian_test.sh RELEASE CACHE   (CACHE keeps the system, with the packages that the commands install)
+# Runs ./dev run and ./dev test in a fresh clone of HEAD on another Debian release. Needs root.
+# Usage: debian_test.sh RELEASE CACHE   (CACHE: folder in which the system and its installed packages are kept)
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 . tests/platforms/root.sh
@@ -10,7 +10,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 name=$(release_name "$1")
 mkdir -p "$2"
 cache=$(realpath -- "$2")
-step_log=$cache/log # not in the build folder of dev, which may not run as root
+step_log=$cache/log # not build/dev.log, which may belong to another user
 root=$cache/$name
 readonly name cache root clone=home/tonecrate
 

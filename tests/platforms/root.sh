@@ -1,4 +1,4 @@
-# Sourced by the tests of this folder: minimal Debian systems, and commands in them. Needs root.
+# Sourced by the tests in this folder: creates minimal Debian systems and runs commands in them. Needs root.
 # shellcheck shell=bash
 PATH=$PATH:/usr/sbin:/sbin
 # shellcheck source=tests/support/mirror.sh
@@ -6,16 +6,17 @@ PATH=$PATH:/usr/sbin:/sbin
 # shellcheck source=tools/steps.sh
 . tools/steps.sh
 
-# release_name RELEASE: prints the codename of a release that is given by codename or number.
+# release_name RELEASE: prints the codename of RELEASE, a codename or a number. Fails if debootstrap does not support
+# it.
 release_name() {
   local name
   name=$(awk -F, -v release="$1" '$1 == release { print $3 }' /usr/share/distro-info/debian.csv)
   name=${name:-$1}
-  [[ $name =~ ^[a-z]+$ && -e /usr/share/debootstrap/scripts/$name ]] || die "debootstrap knows no release $1"
+  [[ $name =~ ^[a-z]+$ && -e /usr/share/debootstrap/scripts/$name ]] || die "unknown release $1"
   printf '%s\n' "$name"
 }
 
-# make_base NAME FILE: makes an archive of a minimal system, unless there is one.
+# make_base NAME FILE: creates FILE, an archive of a minimal system, if it does not exist.
 make_base() {
   [[ ! -e $2 ]] || return 0
   local folder=$2.root mirror
@@ -24,7 +25,7 @@ make_base() {
   step "Making a minimal $1" unpack_base "$1" "$folder" "$mirror" "$2"
 }
 
-# unpack_base NAME FOLDER MIRROR FILE: debootstrap leaves mounts behind, which its namespace removes.
+# unpack_base NAME FOLDER MIRROR FILE: runs debootstrap in its own mount namespace, which discards its mounts.
 unpack_base() {
   unshare --mount --propagation private debootstrap --variant=minbase "$1" "$2" "$3" &&
     rm -f "$2"/var/cache/apt/archives/*.deb &&
@@ -32,7 +33,8 @@ unpack_base() {
     rm -rf --one-file-system -- "$2"
 }
 
-# in_root ROOT COMMAND [ARGUMENT...]: runs a command in a namespace of its own; its mounts and processes end with it.
+# in_root ROOT COMMAND [ARGUMENT...]: runs a command in its own namespaces, which end its processes and discard its
+# mounts.
 in_root() {
   # shellcheck disable=SC2016 # for the inner shell
   unshare --mount --pid --fork --kill-child --propagation private sh -euc '

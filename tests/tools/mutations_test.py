@@ -67,7 +67,7 @@ class Mutations(unittest.TestCase):
 
 class Survivors(unittest.TestCase):
     def test_each_entry_describes_a_mutant_of_the_product(self):
-        self.assertEqual(mutate.stale_excuses(), [])
+        self.assertEqual(mutate.stale_survivors(), [])
 
 
 if __name__ == "__main__":

@@ -65,7 +65,7 @@ drive_with_similar_names() {
   expect 2 decrypt.sh /dev/sda1
 }
 
-# without_file FILE_OF_THE_ROOT
+# without_file FILE STATUS: checks the exit status without FILE, a path below the root.
 without_file() {
   plug_drive
   mv "$root/$1" aside
@@ -98,7 +98,7 @@ failure_leaves_no_older_firmware() {
   [[ ! -e $root/tmp/fw ]]
 }
 
-# pulled_at LINE: the drive is removed after that progress line.
+# pulled_at LINE: removes the drive after the progress line LINE.
 pulled_at() {
   plug_drive
   on_line "$1" 'rm /dev/sda*'
@@ -106,7 +106,7 @@ pulled_at() {
   [[ ! -e $root/tmp/fw ]]
 }
 
-# ended_by SIGNAL: the exit status must not be 0. The updater reads only the exit code, which is 0 after a fatal signal.
+# ended_by SIGNAL: the script must exit with a failure, because the updater treats a fatal signal as status 0.
 ended_by() {
   plug_drive
   on_line "Decrypting" "kill -s $1 \$\$"
@@ -125,7 +125,7 @@ mount_left_behind() {
 }
 
 it "decrypt unpacks the firmware and writes both versions" partitioned_drive
-it "decrypt reads a drive without partition table" drive_without_partition
+it "decrypt reads a drive without a partition table" drive_without_partition
 it "decrypt ignores the case of the file name" name_in_capitals
 it "decrypt unmounts the mounts of a killed run" mount_left_behind
 it "decrypt exits 1 without a drive" no_drive
@@ -142,7 +142,7 @@ container_cases
 it "the old version is empty when the memory has no version" old_version_is_empty_when none
 it "the old version is empty when the memory is blank" old_version_is_empty_when blank
 it "the old version is empty without partitions" old_version_is_empty_when gone
-it "a failed decrypt removes the result of an earlier one" failure_leaves_no_older_firmware
+it "a failed decrypt removes the result of an earlier decrypt" failure_leaves_no_older_firmware
 for line in "Reading the drive... 10" "Reading the drive... 30" Checking Decrypting Unpacking Ready; do
   it "decrypt exits 1 when the drive is removed at \"$line\"" pulled_at "$line"
 done

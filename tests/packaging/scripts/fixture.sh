@@ -1,5 +1,6 @@
-# Sourced by the tests of this folder: a device to run the scripts on. Its root contains only what the scripts may use.
-# Its partitions and its drive are loop devices. Its mounts are in a separate mount namespace.
+# Sourced by the tests in this folder: creates a device on which the scripts run. Its root contains only the programs
+# and files that the scripts may use. Its partitions and its drive are loop devices. Its mounts are in a separate
+# namespace.
 # Usage of the tests: NAME_test.sh busybox|dash   (a root with BusyBox, or with dash and the GNU tools)
 # shellcheck shell=bash
 
@@ -23,7 +24,7 @@ trap clean_up EXIT
 # shellcheck source=../../support/cases.sh
 . "$repository/tests/support/cases.sh"
 
-# The build machine's kernel may lack FAT. The scripts mount any file system that their settings name.
+# The build machine's kernel may lack FAT. The scripts mount every file system type in their settings.
 drive_type=ext4
 if grep -qw vfat /proc/filesystems || modprobe -q vfat 2>/dev/null; then drive_type=vfat; fi
 
@@ -110,7 +111,7 @@ plug() {
   echo "$loop" >"$work/loops/$1"
 }
 
-# unplug NAME: removes the node at once; the kernel releases the device with its last user.
+# unplug NAME: removes the device node immediately; the kernel releases the loop device after its last user.
 unplug() {
   rm -f "$root/dev/$1"
   losetup --detach "$(cat "$work/loops/$1")"
@@ -139,7 +140,7 @@ plug_partitions() {
   plug mmcblk0p4 backup.img
 }
 
-# Mounts empty file systems for everything that does not survive a loss of power.
+# Mounts empty file systems on the folders whose content does not survive a loss of power.
 boot() {
   mount -t tmpfs -o size=16M tmpfs "$root/tmp"
   mount -t tmpfs tmpfs "$root/run"
@@ -183,7 +184,7 @@ run() {
   in_root "/usr/sbin/$1" "${@:2}" >out 2>err </dev/null || status=$?
 }
 
-# expect STATUS SCRIPT [ARGUMENT...]: runs the script and checks its exit status. A failure must be reported on
+# expect STATUS SCRIPT [ARGUMENT...]: runs the script and checks its exit status, and that a failure is reported on
 # standard error.
 expect() {
   run "${@:2}"
@@ -192,7 +193,7 @@ expect() {
   tidy
 }
 
-# tidy: checks what holds after every run of a script.
+# tidy: checks the conditions that hold after every run of a script.
 tidy() {
   ! mounted_below "$root/run" || { echo "leaves a mount"; return 1; }
   [[ ! -e $root/tmp/fw.new ]] || { echo "leaves its scratch folder"; return 1; }
@@ -226,7 +227,7 @@ decrypt_firmware() {
   unplug_drive
 }
 
-# prepare: puts the firmware in /tmp/fw as decrypt.sh does on a new device. Runs it the first time only.
+# prepare: puts the firmware in /tmp/fw as decrypt.sh does on a new device. Runs decrypt.sh only the first time.
 prepare() {
   if [[ ! -e $work/unpacked ]]; then
     decrypt_firmware
@@ -243,14 +244,14 @@ update() {
   expect 0 install.sh
 }
 
-# change_setting NAME VALUE
+# change_setting NAME VALUE: changes a setting of the device.
 change_setting() {
   grep -q "^$1=" "$root/etc/tonecrate/updater.conf"
   sed -i "s|^$1=.*|$1=$2|" "$root/etc/tonecrate/updater.conf"
 }
 
 # on_line PREFIX COMMAND: every script runs COMMAND after it prints a progress line with this prefix. The scripts read
-# their settings last, so functions defined there override theirs.
+# their settings last, so functions in the settings override the scripts' functions.
 on_line() {
   cat >>"$root/etc/tonecrate/updater.conf" <<END
 show() {

@@ -68,7 +68,7 @@ mounted_elsewhere() {
   umount "$root/elsewhere"
 }
 
-# The script cannot see this mount.
+# This mount is in another namespace.
 mounted_outside_the_root() {
   mkdir mounted
   mount "$(cat "$work/loops/mmcblk0p3")" mounted
@@ -113,7 +113,7 @@ memory_without_version() {
   diff -r "$user_presets" presets
 }
 
-# unfaithful_copy LINE: after that line, cp truncates a preset and reports success.
+# unfaithful_copy LINE: after the progress line LINE, cp truncates a preset and reports success.
 unfaithful_copy() {
   # shellcheck disable=SC2016 # for the script to expand
   on_line "$1" 'cp() { command cp "$@" && find "$3" -name "*.s16" -exec truncate -s 10 {} \; ; }'
@@ -151,7 +151,7 @@ it "format fails when the memory is mounted in another namespace" mounted_outsid
 it "format fails when the backup is swap space" used_as_swap
 it "format fails when the memory and the backup are the same device" one_device_for_both
 it "format fails and keeps presets that do not fit into the backup" presets_too_large
-it "format for an update rejects a damaged memory, a factory reset repairs it" damaged_memory
+it "format for an update rejects a damaged memory, and a factory reset repairs it" damaged_memory
 it "format for an update rejects a memory without a version" memory_without_version
 it "format detects that the saved presets differ" unfaithful_copy "Saving"
 it "format detects that the restored presets differ" unfaithful_copy "Restoring"

@@ -39,7 +39,7 @@ later_presets() {
   verify wanted_presets
 }
 
-# pack_and_install FOLDER: a factory reset with another firmware.
+# pack_and_install FOLDER: performs a factory reset with the firmware in FOLDER.
 pack_and_install() {
   "$tools/pack_firmware.sh" "$1" 2.0.0 "$work/keys" other.fw
   plug_firmware other.fw
@@ -105,7 +105,7 @@ mounted_elsewhere() {
   umount "$root/elsewhere"
 }
 
-# expect_progress SCRIPT [ARGUMENT...]: the script succeeds, and its percentages rise to 100.
+# expect_progress SCRIPT [ARGUMENT...]: checks that the script succeeds and that its percentages rise to 100.
 expect_progress() {
   expect 0 "$@"
   grep -o '[0-9]*%' out | tr -d % | sort -nc
@@ -122,8 +122,8 @@ update_shows_progress() {
 
 it "an update installs the firmware and keeps the presets" whole_update
 it "a factory reset installs the firmware and its factory presets" factory_reset
-it "a second update finds the version that the first installed" second_update
-it "presets added after an update survive the next one" later_presets
+it "a second update finds the version that the first update installed" second_update
+it "presets added after an update survive the next update" later_presets
 it "the progress of every script rises to 100 %" update_shows_progress
 it "install accepts names with spaces, empty files and empty folders" odd_names
 it "a factory reset to a firmware without factory presets leaves no presets" without_factory_presets

@@ -1,7 +1,7 @@
 #!/bin/bash
 # Tests that an update after a power cut in format.sh or install.sh succeeds and keeps the presets. A power cut kills
-# all processes of the script at once and discards what its file systems have not written.
-# Usage: power_cut_test.sh busybox|dash [sample]   (sample: a few cuts only)
+# all processes of the script at once and discards the data that its file systems have not written.
+# Usage: power_cut_test.sh busybox|dash [sample]   (sample: tests only a few cuts)
 set -uo pipefail
 # shellcheck source=fixture.sh
 . "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
@@ -42,8 +42,8 @@ update_again() {
   verify "$user_presets"
 }
 
-# cut_before_command NUMBER: cuts the power before that command, counting from 0 all commands that may write. The
-# scripts read their settings last, so these functions replace the commands.
+# cut_before_command NUMBER: cuts the power before command NUMBER. Counts all commands that may write, from 0. The
+# scripts read their settings last, so the functions in the settings replace the commands.
 cut_before_command() {
   echo 0 >"$root/run/count"
   cat >>"$root/etc/tonecrate/updater.conf" <<END
@@ -60,7 +60,7 @@ END
   done >>"$root/etc/tonecrate/updater.conf"
 }
 
-# cut_at_every_command: repeats with every command, each time on a new device.
+# cut_at_every_command: repeats the test for every command, each time on a new device.
 cut_at_every_command() {
   local number=0
   cp --sparse=always memory.img memory.new
@@ -84,7 +84,7 @@ cut_at_every_command() {
   [[ $number -gt 40 ]] || { echo "only $number commands"; return 1; }
 }
 
-# cut_at LINE ARGUMENT: cuts the power after that progress line of an update (0) or a factory reset (1).
+# cut_at LINE ARGUMENT: cuts the power after the progress line LINE of an update (0) or a factory reset (1).
 cut_at() {
   prepare
   on_line "$1" 'kill -s KILL 0'
@@ -126,7 +126,7 @@ reset_discards_backup() {
   verify "$firmware/presets-factory"
 }
 
-# The state of the memory after a power cut in mke2fs.
+# Tests the state of the memory after a power cut in mke2fs.
 incomplete_memory() {
   cut_at "Formatting" 0
   memory_command 'rm version.txt'
@@ -135,7 +135,7 @@ incomplete_memory() {
   [[ $old_version == 1.4.2 ]]
 }
 
-# Both are complete, and the memory is newer.
+# The memory and the backup are complete, and the memory is newer.
 stale_backup() {
   cut_at "Formatting" 0
   echo new >new.preset
@@ -172,7 +172,7 @@ every_cut() {
   it "an update after two power cuts keeps the presets" cut_twice "Restoring" "Going on"
   it "an update after a power cut in each script keeps the presets" cut_twice "Checking the presets" "Writing to"
   for line in Formatting Formatted "Installing... 40" "Writing the version" "Installed"; do
-    it "a factory reset after a power cut of another one at \"$line\" succeeds" cut_reset "$line"
+    it "a factory reset after a power cut in a factory reset at \"$line\" succeeds" cut_reset "$line"
   done
   it "a factory reset discards the saved presets" reset_discards_backup
   it "an update continues from the backup when the memory is incomplete" incomplete_memory
@@ -186,7 +186,7 @@ every_cut() {
 if [[ ${2:-} == sample ]]; then
   it "an update after a power cut in format.sh succeeds and keeps the presets" cut_update "Restoring"
   it "an update after a power cut in install.sh succeeds and keeps the presets" cut_update "Installing... 40"
-  it "a factory reset after a power cut of another one succeeds" cut_reset "Writing the version"
+  it "a factory reset after a power cut in a factory reset succeeds" cut_reset "Writing the version"
 else
   every_cut
 fi

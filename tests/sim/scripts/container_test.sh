@@ -1,5 +1,5 @@
 #!/bin/bash
-# Tests that decrypt.sh rejects damaged, foreign and hostile firmware files.
+# Tests that decrypt.sh rejects damaged, wrongly signed and malicious firmware files.
 set -uo pipefail
 # shellcheck source=fixture.sh
 . "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"

@@ -81,7 +81,7 @@ failure_leaves_no_older_firmware() {
   [[ ! -e $DEVICE_ROOT/tmp/fw ]]
 }
 
-# pulled_at LINE: removes the drive after that progress line.
+# pulled_at LINE: removes the drive after progress line number LINE.
 pulled_at() {
   local count=0 results
   plug_partitioned "$work/drive.img"
@@ -135,12 +135,12 @@ terminated_script() {
 }
 
 make_fixtures
-it "decrypt reads a drive without partition table" drive_without_partition
+it "decrypt reads a drive without a partition table" drive_without_partition
 it "decrypt ignores the case of the file name" name_in_capitals
 it "decrypt exits 1 without a drive" absent_drive
 it "decrypt exits 1 on a drive without a file system" garbage_drive
 it "decrypt exits 1 on an empty drive or a folder" empty_or_folder_drive
-it "decrypt exits 1 on a drive that ends before the file does" drive_that_ends_early
+it "decrypt exits 1 on a drive that ends before the end of the file" drive_that_ends_early
 for line in 1 2 3 4 5 6; do
   it "decrypt exits 1 when the drive is removed at progress line $line" pulled_at "$line"
 done
@@ -151,8 +151,8 @@ it "decrypt exits 4 without the public key" missing_keys signing.pub
 it "decrypt exits 4 without the decryption key" missing_keys firmware.key
 it "decrypt reports a missing device root" needs_device_root decrypt.sh /dev/sda
 it "decrypt terminated by a signal reports a failure and cleans up" terminated_script
-it "decrypt removes the result of an earlier one" stale_content_is_gone
-it "a failed decrypt removes the result of an earlier one" failure_leaves_no_older_firmware
+it "decrypt removes the result of an earlier decrypt" stale_content_is_gone
+it "a failed decrypt removes the result of an earlier decrypt" failure_leaves_no_older_firmware
 it "the old version is empty when the memory has no version" old_version_is_empty_when none
 it "the old version is empty when the memory is blank" old_version_is_empty_when blank
 it "the old version is empty without a memory" old_version_is_empty_when gone

@@ -1,5 +1,4 @@
-# Sourced by the tests of this folder: a simulated device with keys and firmware, and functions that plug and pull
-# drives.
+# Sourced by the tests in this folder: creates a simulated device with keys and firmware; plugs and pulls drives.
 # shellcheck shell=bash
 
 repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../../..")
@@ -37,7 +36,8 @@ run() {
   "$DEVICE_ROOT/usr/sbin/$1" "${@:2}" >out 2>err || status=$?
 }
 
-# expect STATUS SCRIPT [ARGUMENT...]: checks the exit status, and that only a failure prints an error, in one line.
+# expect STATUS SCRIPT [ARGUMENT...]: runs the script and checks its exit status. A failure must print one error
+# line; a success must print none.
 expect() {
   local wanted=$1
   shift
@@ -52,7 +52,7 @@ expect() {
   no_leftovers
 }
 
-# refuses COMMAND [ARGUMENT...]: a tool fails, and prints one line that begins with its name.
+# refuses COMMAND [ARGUMENT...]: checks that a tool fails and prints one line that begins with its name.
 refuses() {
   status=0
   "$@" >out 2>err || status=$?
@@ -75,7 +75,7 @@ plug_whole() {
   cp --sparse=always "$1" "$DEVICE_ROOT/dev/sda"
 }
 
-# plug_firmware FILE: plugs a drive without partition table, with FILE as tonecrate.fw.
+# plug_firmware FILE: plugs a drive without a partition table, with FILE as tonecrate.fw.
 plug_firmware() {
   mkdir -p drive
   cp "$1" drive/tonecrate.fw
@@ -87,7 +87,7 @@ unplug_drive() {
   rm -f "$DEVICE_ROOT"/dev/sda*
 }
 
-# pull: also fails reads of programs that have the drive open.
+# pull: removes the drive; reads by programs that have the drive open also fail.
 pull() {
   local device
   for device in "$DEVICE_ROOT"/dev/sda*; do
@@ -120,7 +120,8 @@ update_device() {
   verify kept
 }
 
-# needs_device_root SCRIPT [ARGUMENT...]: fails with one line when DEVICE_ROOT is empty, missing or not set.
+# needs_device_root SCRIPT [ARGUMENT...]: checks that the script fails with one line when DEVICE_ROOT is empty, missing
+# or not set.
 needs_device_root() {
   local script=$DEVICE_ROOT/usr/sbin/$1 status
   shift

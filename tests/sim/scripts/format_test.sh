@@ -24,7 +24,7 @@ format_fails_untouched() {
   [[ $(memory_hash) == "$before" ]]
 }
 
-# This mke2fs loses a file and exits with 0.
+# Installs an mke2fs that loses a file and exits with 0.
 format_loses_preset() {
   local before
   before=$(memory_hash)
@@ -107,7 +107,7 @@ it "format fails when the size is not a number and changes nothing" format_fails
 it "format fails without a size and changes nothing" format_without_size
 it "format fails when the memory is missing or a folder" format_replaced_memory
 it "format detects a lost preset and changes nothing" format_loses_preset
-it "format for an update rejects a damaged memory, a factory reset repairs it" format_damaged_memory
+it "format for an update rejects a damaged memory, and a factory reset repairs it" format_damaged_memory
 it "format removes the firmware and its version" format_removes_firmware
 it "format uses the size in memory_kib" format_uses_memory_size
 it "format reports a missing device root" needs_device_root format.sh 0

@@ -53,7 +53,8 @@ odd_root_works() {
   update_device
 }
 
-# expect_progress SCRIPT [ARGUMENT...]: the script succeeds; its progress lines fit the display and rise to 100 %.
+# expect_progress SCRIPT [ARGUMENT...]: checks that the script succeeds, and that its progress lines fit the display and
+# rise to 100 %.
 expect_progress() {
   local line
   expect 0 "$@"
@@ -88,7 +89,7 @@ step_seconds_holds_each_line() {
 make_fixtures
 it "an update installs the firmware and keeps the presets" update_device
 it "a factory reset installs the firmware and its factory presets" reset_loses_presets
-it "a second update finds the version that the first installed" second_update_finds_first
+it "a second update finds the version that the first update installed" second_update_finds_first
 it "an update after a factory reset keeps the factory presets" update_of_a_reset_device_keeps_its_presets
 it "an update of a device without presets adds none" user_without_presets_gets_none
 it "DEVICE_ROOT may be relative" relative_root_works

@@ -4,7 +4,7 @@ set -uo pipefail
 # shellcheck source=fixture.sh
 . "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
 
-# pack_refuses_folder COMMAND...: COMMAND makes ./folder invalid.
+# pack_refuses_folder COMMAND...: checks that pack_firmware.sh rejects ./folder after COMMAND made it invalid.
 pack_refuses_folder() {
   mkdir -p folder/sub
   echo 1 >folder/one
@@ -79,7 +79,7 @@ device_arguments() {
   [[ ! -e new ]]
 }
 
-# verify_detects COMMAND...: COMMAND changes the memory of an updated device.
+# verify_detects COMMAND...: checks that verify_memory.sh fails after COMMAND changed the memory of an updated device.
 verify_detects() {
   update_device
   "$@"
