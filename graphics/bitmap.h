@@ -1,4 +1,4 @@
-// The one raster type: images, glyphs, widget surfaces and the canvas that the display shows.
+// The raster type of images, glyphs, widget surfaces and the canvas that the display shows.
 #pragma once
 
 #include <cstdint>

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-/// A glyph set and its spacing. Immutable, apart from assignment.
+/// A glyph set and its spacing. Immutable except by assignment.
 class Font {
 public:
     /// By character code. The pixels are full ink or transparent.

@@ -10,7 +10,7 @@ struct ImageRecord {
     std::string_view path;
     std::int32_t width;
     std::int32_t height;
-    /// The index in `imagePixels` of the first of width times height bytes, one byte per pixel.
+    /// The index in `imagePixels` of the first pixel. The image has width times height pixels of one byte each.
     std::size_t offset;
 };
 

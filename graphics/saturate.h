@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <limits>
 
-/// The nearest 32-bit value.
+/// Returns the nearest 32-bit value.
 inline std::int32_t saturate(std::int64_t value)
 {
     using Limits = std::numeric_limits<std::int32_t>;

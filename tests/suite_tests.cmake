@@ -1,4 +1,4 @@
-# Makes each GoogleTest suite of a program one test of CTest: a process per test would cost more than most tests do.
+# Adds each GoogleTest suite of a program as one CTest test, because starting a process takes longer than most tests.
 option(TONECRATE_SEPARATE_TESTS "Run each test in a process of its own" OFF)
 
 # add_suite_tests(TARGET PREFIX LONG SCREENS COST FILES): see add_folder_tests.

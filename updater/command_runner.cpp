@@ -65,8 +65,8 @@ std::uint32_t CommandRunner::finish()
     const int status = pclose(pipe);
     pipe = nullptr;
     fd = -1;
-    // The exit code, if the command exited. Death by a signal yields 0 and a failing pclose 255; both follow from the
-    // shift.
+    // The exit code, if the command exited. A fatal signal yields 0, and a failing pclose yields 255; both
+    // values follow from the shift.
     return (static_cast<std::uint32_t>(status) >> 8) & 0xFF;
 }
 

@@ -35,7 +35,7 @@ inline constexpr const char* resetInstallFailed =
 
 inline std::string updateQuestion(const std::string& oldVersion, const std::string& newVersion)
 {
-    // Deliberate: the wording without an old version has no full stop after the new one.
+    // Deliberate: the wording without an old version has no full stop after the new version.
     const std::string action = oldVersion.empty()
                                    ? "I will update the firmware to " + newVersion
                                    : "I will update the firmware from " + oldVersion + " to " + newVersion + ".";

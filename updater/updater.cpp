@@ -39,7 +39,7 @@ Updater::Updater()
     leds.flush();
     background = 0;
     markDirty();
-    // Deliberate: this name replaces the one set above.
+    // Deliberate: this name replaces the name set above.
     name = "SettingsWidget";
 
     buildTree();

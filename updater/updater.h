@@ -1,4 +1,4 @@
-// The only screen of the program, and the update process behind it.
+// The program's only screen, and the update process that it controls.
 #pragma once
 
 #include "graphics/bitmap.h"

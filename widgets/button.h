@@ -7,8 +7,8 @@
 #include <string>
 #include <utility>
 
-/// Shows one picture while unselected and another while selected. While selected, it handles a press, a short release
-/// or a long press by sending the action code set for it as a notification; code 0 means no action.
+/// Shows one picture while unselected and another picture while selected. While selected, it handles a press, a short
+/// release or a long press by sending the action code set for it as a notification; code 0 means no action.
 class Button : public Widget {
 public:
     /// Takes the size of the unselected picture; an unknown path yields an empty picture. The label's top-left corner

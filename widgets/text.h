@@ -17,7 +17,7 @@ public:
     /// With `fit`, the label takes the size of the text on one line. Does not change the widget's name.
     void setText(std::string newText, bool fit);
     void setColor(Pixel value);
-    /// Without centring, the text starts at the top. On by default.
+    /// Without centring, the text starts at the top. Centring is on by default.
     void setVerticallyCentered(bool value);
     /// The label takes the size of the picture. The text is drawn over it.
     void setBackgroundImage(const std::string& path);

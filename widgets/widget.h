@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-/// The notification codes of the toolkit itself; the codes of buttons are chosen by their owner.
+/// The notification codes of the toolkit. The owner of a button chooses the button's codes.
 namespace notification {
 /// Sent by a widget that is about to become selected.
 inline constexpr std::int32_t selectionRequested = 1;

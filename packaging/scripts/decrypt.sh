@@ -15,7 +15,7 @@ require_drive() {
   [ -b "$drive" ] || fail 1 "$drive does not exist"
 }
 
-# Exits with 1 instead if the drive has been removed, because the removal can have damaged the copied file.
+# corrupt REASON: fails with 3, or with 1 if the drive has been removed, because the removal can damage the copied file.
 corrupt() {
   require_drive
   fail 3 "tonecrate.fw: $1"

@@ -6,7 +6,7 @@
 # shellcheck source=common.sh
 . /usr/lib/tonecrate/common.sh
 
-# A failure changes nothing on the memory.
+# Does not change the memory on failure.
 save_presets() {
   show "Checking the memory... 5%"
   if repair "$memory_device" && mount_memory ro && memory_is_complete; then
