@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-/// Plain loops for these screens only. It copies and fills whole rows, stores glyphs in cells of a fixed size, so that
-/// loop lengths are constants, and packs pixels in 64-bit words.
+/// Plain loops for these screens only: copies and fills whole rows, packs pixels in 64-bit words, and stores glyphs in
+/// cells of a fixed size, so that loop lengths are constants.
 class Baseline {
 public:
     /// The image store and the fonts must have been built.
@@ -23,7 +23,7 @@ public:
 private:
     using Pixels = std::array<std::uint8_t, displayWidth * displayHeight>;
 
-    /// A glyph in the upper left corner of a cell of `size` by `size` pixels: 0xFF for ink, 0 for none.
+    /// A glyph in the upper left corner of a cell of `size` by `size` pixels: 0xFF for ink, 0 for background.
     template <std::int32_t size>
     struct Glyph {
         std::int32_t width = 0;

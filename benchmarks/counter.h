@@ -1,4 +1,4 @@
-// Marks on standard error around what is counted. count.py finds them in the emulator's log.
+// Writes marks to standard error before and after the measured code; count.py finds them in the emulator's log.
 #pragma once
 
 #include "tests/support/allocation_counter.h"
@@ -6,7 +6,8 @@
 #include <optional>
 #include <string>
 
-/// Counts from its construction to its destruction. count.py divides the counts by `divisor`.
+/// Marks the code that runs between construction and destruction, and counts its allocations. count.py divides all
+/// counts by `divisor`.
 class Counter {
 public:
     explicit Counter(const std::string& rowName, int divisor = 1);
@@ -19,7 +20,8 @@ private:
     std::optional<AllocationCounter> allocations;
 };
 
-/// Calls `run` twice, then counts five calls. `parts` are the equal parts of one call, of which the row counts one.
+/// Calls `run` twice, then counts five calls. `parts`: the number of equal parts in one call; the row reports the count
+/// per part.
 template <typename Run>
 void countCalls(const std::string& rowName, Run run, int parts = 1)
 {
@@ -28,7 +30,7 @@ void countCalls(const std::string& rowName, Run run, int parts = 1)
     const auto repeat = [&run](int times) {
         for (int i = 0; i < times; ++i) {
             run();
-            asm volatile("" ::: "memory"); // the compiler must not drop what `run` stores
+            asm volatile("" ::: "memory"); // prevents the compiler from removing stores of `run`
         }
     };
     repeat(warmUps);

@@ -1,4 +1,4 @@
-// Rows at four sizes each, for work that must grow linearly: texts, the output of scripts, trees of widgets.
+// Counts operations at four input sizes each. Their cost must grow linearly: texts, script output, widget trees.
 #pragma once
 
 class SystemCalls;

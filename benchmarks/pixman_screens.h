@@ -26,7 +26,7 @@ private:
     };
     using Image = std::unique_ptr<pixman_image_t, Unref>;
 
-    /// All glyphs of a font side by side.
+    /// All glyphs of a font, side by side in one image.
     struct Atlas {
         Image image;
         std::array<std::int32_t, 256> x{};

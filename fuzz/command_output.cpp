@@ -1,4 +1,4 @@
-// The command runner, compared with a model. Its reads return any bytes, an error, no bytes for now, or the end.
+// Compares the command runner with a model. Reads return any bytes, an error, no bytes yet, or the end of the output.
 #include "fuzz/fuzz_target.h"
 #include "tests/support/system_calls.h"
 #include "updater/command_runner.h"
@@ -13,7 +13,8 @@ namespace {
 constexpr std::size_t readSize = 128;
 const std::string command = "the command";
 
-/// What the runner must do with the same reads. Keeps all bytes that count in one string.
+/// The expected results for the same reads. Stores the bytes of all chunks, each cut at its first zero byte, in one
+/// string.
 class Model {
 public:
     Model(std::deque<ScriptedRead> commandReads, std::uint32_t exitStatus)
@@ -124,16 +125,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t cou
     Model model(reads, exitStatus);
     CommandRunner runner(command);
     for (int i = 0; i < polls; ++i) {
-        require(runner.poll() == model.poll(), "a poll returns whether the command runs, or its exit status");
-        require(runner.lineCount() == model.lineCount(),
-                "the number of queued lines is the number of line feeds that count");
+        require(runner.poll() == model.poll(), "poll returns the model's status");
+        require(runner.lineCount() == model.lineCount(), "the number of queued lines matches the model");
         for (int line = 0; line < linesTakenAtOnce; ++line) {
-            require(runner.takeLine() == model.takeLine(), "the queued lines are those of the bytes that count");
+            require(runner.takeLine() == model.takeLine(), "takeLine matches the model");
         }
     }
     while (model.lineCount() > 0) {
-        require(runner.takeLine() == model.takeLine(), "the last lines are those of the bytes that count");
+        require(runner.takeLine() == model.takeLine(), "after the last poll, takeLine returns the model's line");
     }
-    require(runner.lineCount() == 0, "no other line is queued");
+    require(runner.lineCount() == 0, "the queue is empty after the model's last line");
     return 0;
 }

@@ -1,4 +1,4 @@
-// Drawing calls with any arguments, on a bitmap and on the drawing model: all pixels must be equal.
+// Makes drawing calls with any arguments on a bitmap and on the drawing model: all pixels must be equal.
 #include "fuzz/fuzz_target.h"
 #include "graphics/bitmap.h"
 #include "tests/support/drawing_call.h"
@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t maxOperations = 64;
 
-/// Levels, the transparent value and one other value.
+/// A level, the transparent value or an invalid value.
 constexpr Pixel commonValues[] = {0, 1, 2, 3, 255, 3, 9, 255};
 
 Pixel takeValue(FuzzInput& input)
@@ -56,7 +56,7 @@ DrawingCall takeCall(std::uint8_t operation, const Bitmap& target, FuzzInput& in
 
 void requireSame(const Bitmap& actual, const model::Raster& expected)
 {
-    require(rasterOf(actual) == expected, "every pixel is that of the model");
+    require(rasterOf(actual) == expected, "every pixel matches the model");
 }
 
 } // namespace
@@ -83,6 +83,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t cou
     }
     requireSame(actual.inkMask(), expected.inkMask());
     requireSame(actual.scaled(2), expected.scaled(2));
-    require(actual.hasTransparency() == expected.hasTransparency(), "transparency is that of the model");
+    require(actual.hasTransparency() == expected.hasTransparency(), "hasTransparency returns the model's result");
     return 0;
 }

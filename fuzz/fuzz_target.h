@@ -1,4 +1,4 @@
-// For every fuzz target: its entry point, its input bytes as numbers, and the check that reports a finding.
+// Shared by all fuzz targets: the entry point, the input bytes as numbers, and the check that reports a finding.
 #pragma once
 
 #include <algorithm>
@@ -10,10 +10,10 @@
 #include <limits>
 #include <string>
 
-/// Called once per input. Any bytes are valid. A finding aborts the process.
+/// Called once per input. Accepts any bytes. A finding aborts the process.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count);
 
-/// Aborts the process if `holds` is false and reports the violated expectation on standard error.
+/// If `holds` is false, prints the violated expectation to standard error and aborts the process.
 inline void require(bool holds, const char* expectation)
 {
     if (!holds) {
@@ -22,7 +22,7 @@ inline void require(bool holds, const char* expectation)
     }
 }
 
-/// Consumes the bytes of an input from the front. After the end all numbers are 0.
+/// Consumes the bytes of an input from the front. At the end of the input, all numbers are 0.
 class FuzzInput {
 public:
     FuzzInput(const std::uint8_t* bytes, std::size_t count) : next(bytes), left(count) {}
@@ -48,7 +48,7 @@ public:
         return lowest + take<std::uint8_t>() % (highest - lowest + 1);
     }
 
-    /// Mostly on or near a small bitmap, often near the limits of int32_t.
+    /// In 4 of 8 cases within or near a small bitmap, in 2 near the limits of int32_t.
     std::int32_t takeCoordinate()
     {
         using Limits = std::numeric_limits<std::int32_t>;

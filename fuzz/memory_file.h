@@ -1,4 +1,4 @@
-// A file in memory, for code that opens a file by its path.
+// An in-memory file, for code that opens files by path.
 #pragma once
 
 #include "fuzz/fuzz_target.h"
@@ -19,9 +19,9 @@ public:
     {
         const bool isWritten =
             ftruncate(fd, 0) == 0 && pwrite(fd, bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size());
-        require(isWritten, "a file in memory is writable");
+        require(isWritten, "writing to the in-memory file succeeds");
     }
-    /// Each time the path is opened, reading starts at the first byte.
+    /// Each open of this path reads from the first byte.
     [[nodiscard]] std::string path() const { return "/proc/self/fd/" + std::to_string(fd); }
 
 private:

@@ -1,5 +1,5 @@
-// Mutates PNG files. A random change invalidates the checksum of its chunk, and the reader would reject nearly every
-// input there, so most mutated files get correct checksums.
+// Mutates PNG files. A random change invalidates the checksum of its chunk, so the reader would reject nearly every
+// input. Therefore most mutated files get correct checksums.
 #include <cstddef>
 #include <cstdint>
 #include <zlib.h>

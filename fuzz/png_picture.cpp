@@ -18,7 +18,7 @@ void checkPicture(const LevelImage& image)
             "the levels are 0 to 3");
 }
 
-/// Skips large pictures: they are slow to format and reach no other code.
+/// Skips large pictures, because they are slow to format and cover no additional code.
 void checkSource(const LevelImage& image)
 {
     constexpr std::size_t mostPixels = 4096;

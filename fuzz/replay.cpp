@@ -1,4 +1,4 @@
-// Replaces the fuzzer where libFuzzer is missing: passes every file in the given folders to the target.
+// Used instead of libFuzzer where it is not available: passes every file in the given folders to the target.
 #include "fuzz/fuzz_target.h"
 
 #include <cstdio>
@@ -22,7 +22,7 @@ int main(int argc, char** argv)
     int replayed = 0;
     for (int i = 1; i < argc; ++i) {
         for (const auto& entry : std::filesystem::directory_iterator(argv[i])) {
-            std::fprintf(stderr, "%s\n", entry.path().c_str()); // the last line names a failing input
+            std::fprintf(stderr, "%s\n", entry.path().c_str()); // if an input aborts, its path is the last line
             const std::vector<std::uint8_t> bytes = contentsOf(entry.path());
             LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
             ++replayed;

@@ -1,4 +1,4 @@
-// Measuring and drawing any text with any font, position and limits: all results must be those of the drawing model.
+// Measures and draws any text with any font, position and limits: all results must match the drawing model.
 #include "fuzz/fuzz_target.h"
 #include "graphics/font.h"
 #include "graphics/image_store.h"
@@ -12,8 +12,7 @@ namespace {
 
 constexpr char hexDigits[] = "0123456789abcdef";
 
-/// Builds the font "any" of glyphs that may have no columns, with or without a stand-in for missing glyphs, and with
-/// any spacing.
+/// Builds the font "any" with any spacing, with or without a replacement glyph. Glyphs may have no columns.
 model::Font buildAnyFont(FuzzInput& input)
 {
     imageStore.clear();
@@ -53,7 +52,7 @@ void checkDrawing(FuzzInput& input, const model::Font& font, const std::string& 
     Bitmap actual = bitmapOf(expected);
     font.drawText(expected, x, y, text, 2, maxWidth, maxLines, lineGap);
     drawText(actual, x, y, "any", text, 2, maxWidth, maxLines, lineGap);
-    require(rasterOf(actual) == expected, "every pixel of the text is that of the model");
+    require(rasterOf(actual) == expected, "every pixel of the text matches the model");
 }
 
 /// `drawText` must not draw more lines than `countLines` returns for the same width.
@@ -66,7 +65,7 @@ void checkAgreement(const std::string& text, std::int32_t maxWidth)
         drawText(bitmap, 0, 0, "any", text, 2, maxWidth, maxLines, 0);
         return rasterOf(bitmap);
     };
-    require(maxWidth == 0 || drawn(lines) == drawn(lines + 1), "no line is drawn that is not counted");
+    require(maxWidth == 0 || drawn(lines) == drawn(lines + 1), "drawText draws no more lines than countLines returns");
 }
 
 } // namespace
@@ -79,8 +78,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t cou
     FuzzInput position = input;
     input.takeString(24); // the bytes of the position
     const std::string text = input.takeString(400);
-    require(countLines("any", text, maxWidth) == font.countLines(text, maxWidth), "lines are those of the model");
-    require(textWidth("any", text) == font.textWidth(text), "the width is that of the model");
+    require(countLines("any", text, maxWidth) == font.countLines(text, maxWidth), "countLines matches the model");
+    require(textWidth("any", text) == font.textWidth(text), "textWidth matches the model");
     checkDrawing(position, font, text, maxWidth);
     checkAgreement(text, maxWidth);
     return 0;

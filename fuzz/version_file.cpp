@@ -1,4 +1,4 @@
-// The version files, as the screen shows them after the decryption.
+// Reads any version files and checks the screen after decryption.
 #include "fuzz/fuzz_target.h"
 #include "fuzz/memory_file.h"
 #include "graphics/font.h"
@@ -61,7 +61,7 @@ void prepareImages()
         buildFont("font16", "img/font8", 2, 4, 2);
         return true;
     }();
-    require(isPrepared, "the images and fonts are loaded");
+    require(isPrepared, "the images and fonts are built");
 }
 
 } // namespace
@@ -87,7 +87,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t cou
     TestUpdater screen;
     screen.setSize(256, 160);
     screen.update(usbCheckPeriod);
-    require(screen.state == UpdateState::Choosing, "the drive leads to the menu");
+    require(screen.state == UpdateState::Choosing, "the menu is shown after decryption");
     require(screen.updateButton.isVisible() == !firstWord(oldText).empty(),
             "the update is offered only if the installed version is known");
     checkQuestions(screen, firstWord(oldText), firstWord(newText));

@@ -39,7 +39,7 @@ std::string nameOf(InputEvent event)
     return "unknown event";
 }
 
-/// Records its calls, also in the log of the system calls.
+/// Records its calls, both in its fields and in the log of the system calls.
 class RecordingScreen : public Widget {
 public:
     explicit RecordingScreen(SystemCalls& systemCalls) : calls(systemCalls) { setSize(displayWidth, displayHeight); }
@@ -132,18 +132,18 @@ TEST_F(Loop, ReadsTheEncoderAndSleepsFor1000MicrosecondsInEveryIteration)
     }
 }
 
-TEST_F(Loop, DoesEverythingOfAnIterationInThisOrder)
+TEST_F(Loop, RunsTheStepsOfAnIterationInOrder)
 {
     press();
     iterate(39);
-    calls.waitUntilEnded(1); // the next frame might replace the first one otherwise
+    calls.waitUntilEnded(1); // otherwise the next frame may replace the first frame
     calls.takeLog();
     screen.markDirty();
     calls.queueStep(1);
     iterate();
     calls.waitUntilEnded(2);
     Log log = calls.takeLog();
-    // The other thread sends the frame.
+    // The frame writer thread sends the frame.
     std::erase_if(log, [](const std::string& call) { return call == "command 5C" || call.starts_with("transfer"); });
     EXPECT_EQ(log, Log({"update", "encoder read of 24 bytes", "RotateRight", "Press", "draw", "wait 1000 us"}));
 }
@@ -196,7 +196,7 @@ struct StepCase {
     Log events;
 };
 
-TEST_F(Loop, AStepIsOneRotationInTheDirectionOfItsSign)
+TEST_F(Loop, DispatchesOneRotationPerStepInTheDirectionOfItsSign)
 {
     const StepCase cases[] = {
         {1, {"1 RotateRight"}},
@@ -224,7 +224,7 @@ TEST_F(Loop, ReadsOneQueuedStepPerIteration)
     EXPECT_EQ(screen.events, Log({"1 RotateRight", "3 RotateLeft", "4 RotateRight"}));
 }
 
-TEST_F(Loop, IgnoresWhetherTheScreenHandlesAnEvent)
+TEST_F(Loop, BehavesTheSameWhetherOrNotTheScreenHandlesEvents)
 {
     for (const bool isHandling : {false, true}) {
         screen.isHandling = isHandling;
@@ -254,7 +254,7 @@ void PrintTo(const HoldCase& hold, std::ostream* stream)
 
 class LoopHold : public Loop, public testing::WithParamInterface<HoldCase> {};
 
-TEST_P(LoopHold, DeliversTheseEvents)
+TEST_P(LoopHold, DispatchesEventsByDuration)
 {
     press();
     iterateTo(GetParam().duration);
@@ -263,7 +263,7 @@ TEST_P(LoopHold, DeliversTheseEvents)
     const std::size_t atTheEdge = screen.events.size();
     iterate(3000);
     EXPECT_EQ(screen.events, GetParam().events);
-    EXPECT_EQ(atTheEdge, screen.events.size()) << "no event after the release";
+    EXPECT_EQ(atTheEdge, screen.events.size()) << "an event was dispatched after the release";
 }
 
 INSTANTIATE_TEST_SUITE_P(For, LoopHold,
@@ -276,7 +276,7 @@ INSTANTIATE_TEST_SUITE_P(For, LoopHold,
                                              "3000IterationsAreOneLongPress", 3000, {"40 Press", "1040 LongPress"}}),
                          [](const auto& name) { return name.param.name; });
 
-TEST_F(Loop, MeasuresALongPressFromItsOwnPress)
+TEST_F(Loop, MeasuresEachLongPressFromItsPress)
 {
     press();
     iterateTo(100);
@@ -289,7 +289,7 @@ TEST_F(Loop, MeasuresALongPressFromItsOwnPress)
     EXPECT_EQ(screen.events, Log({"40 Press", "140 Release", "540 Press", "1540 LongPress"}));
 }
 
-TEST_F(Loop, DeliversALongPressWithoutAPressInIteration1000IfTheButtonIsHeldFromTheStart)
+TEST_F(Loop, DispatchesALongPressInIteration1000IfTheButtonIsHeldFromTheStart)
 {
     press();
     for (int i = 0; i < 4; ++i) {
@@ -305,7 +305,7 @@ TEST_F(Loop, DeliversALongPressWithoutAPressInIteration1000IfTheButtonIsHeldFrom
     EXPECT_EQ(screen.events, Log({"1000 LongPress"}));
 }
 
-TEST_F(Loop, DeliversAPressBeforeAReleaseThatIsLatchedToo)
+TEST_F(Loop, DispatchesALatchedPressBeforeALatchedRelease)
 {
     press();
     for (int i = 0; i < 4; ++i) {
@@ -331,7 +331,7 @@ TEST_F(Loop, ClearsTheReleaseAfterALongPress)
     EXPECT_EQ(screen.events, Log({"40 Press", "1040 LongPress", "1640 Press"}));
 }
 
-TEST_F(Loop, IgnoresOtherLines)
+TEST_F(Loop, IgnoresOtherGpioLines)
 {
     calls.gpio[13] = 1U << buttonLine;
     iterate(2000);
@@ -340,7 +340,7 @@ TEST_F(Loop, IgnoresOtherLines)
 
 // Frames.
 
-TEST_F(Loop, RedrawsFirstInIteration20)
+TEST_F(Loop, DrawsTheFirstFrameInIteration20)
 {
     iterate(19);
     EXPECT_EQ(screen.draws, Iterations());
@@ -375,7 +375,7 @@ TEST_F(Loop, DrawsAChangeInTheNextIterationThatIsDivisibleBy20)
     EXPECT_EQ(screen.draws, Iterations({20, 40}));
 }
 
-TEST_F(Loop, SendsWhatTheScreenHasDrawn)
+TEST_F(Loop, SendsTheDrawnScreen)
 {
     const std::pair<Pixel, std::uint8_t> shades[] = {{1, 0x55}, {3, 0xFF}, {0, 0x00}, {2, 0xAA}};
     std::size_t count = 0;
@@ -396,7 +396,7 @@ TEST_F(Loop, DoesNotWaitForATransfer)
     for (int i = 1; i <= 50; ++i) {
         screen.markDirty();
         screen.shade = i == 50 ? 3 : 1;
-        iterate(20); // if this waited, the test would never end
+        iterate(20); // if this blocks, the test hangs
     }
     calls.releaseTransfers();
     calls.waitUntilEnded(2);
@@ -457,7 +457,7 @@ protected:
     std::optional<EventLoop> loop;
 };
 
-TEST_F(UpdaterLoop, TenThousandIdleIterationsAllocateNothing)
+TEST_F(UpdaterLoop, TenThousandIdleIterationsDoNotAllocate)
 {
     calls.setLogging(false);
     iterate(20); // the first frame draws the texts
@@ -466,7 +466,7 @@ TEST_F(UpdaterLoop, TenThousandIdleIterationsAllocateNothing)
     EXPECT_EQ(counter.count(), 0U);
 }
 
-TEST_F(UpdaterLoop, ATurnOfTheWheelAllocatesNothing)
+TEST_F(UpdaterLoop, AdvancingTheWheelDoesNotAllocate)
 {
     calls.setLogging(false);
     iterate(140);

@@ -1,4 +1,4 @@
-// Storage and drawing of the bitmap, on small pictures.
+// Tests of the bitmap's storage and drawing operations, with small pictures.
 #include "graphics/bitmap.h"
 
 #include "tests/support/allocation_counter.h"
@@ -71,7 +71,7 @@ TEST(Bitmap, OperationsOnAnEmptyBitmapDoNothing)
     }
 }
 
-TEST(Bitmap, OperationsOnAnEmptySizeKeepTheStaleContents)
+TEST(Bitmap, OperationsOnAnEmptySizeKeepTheStalePixels)
 {
     for (const auto& [width, height] : emptySizes) {
         SCOPED_TRACE(testing::Message() << width << " by " << height);
@@ -141,13 +141,13 @@ TEST(Bitmap, AssigningASmallerBitmapKeepsTheArray)
     target = source;
     target.resize(16, 16);
     target = Bitmap(source);
-    EXPECT_LE(counter.count(), 1U) << "only the temporary copy allocates";
+    EXPECT_LE(counter.count(), 1U) << "the assigned bitmap allocated an array";
     EXPECT_TRUE(shows(target, {"#.", ".+"}));
     target.fill(1);
     EXPECT_TRUE(shows(source, {"#.", ".+"}));
 }
 
-TEST(Bitmap, AssignmentTakesSizeAndPixelsOfTheSource)
+TEST(Bitmap, AssignmentCopiesSizeAndPixels)
 {
     Bitmap target = filledBitmap(2, 2, 0);
     target = bitmapOf({"#.-", ".+#"});
@@ -170,9 +170,9 @@ TEST(Bitmap, ResizingWithinTheArrayNeitherAllocatesNorClears)
     bitmap.resize(4, 3);
     EXPECT_EQ(counter.count(), 0U);
     EXPECT_TRUE(shows(Bitmap(bitmap), {".-+#", "#+-.", "    "}));
-    bitmap.resize(3, 2); // the same array in rows of three
+    bitmap.resize(3, 2); // interprets the same array as rows of three pixels
     EXPECT_TRUE(shows(bitmap, {".-+", "##+"}));
-    EXPECT_FALSE(bitmap.hasTransparency()) << "the stale pixels behind the last row do not count";
+    EXPECT_FALSE(bitmap.hasTransparency()) << "stale pixels after the last row were tested";
 }
 
 TEST(Bitmap, EveryResizeBeyondTheArrayAllocatesOnce)
@@ -205,7 +205,7 @@ TEST(Bitmap, HasTransparencyIfAnyPixelIsTransparent)
 
 // ---- fill, fillRect, drawLine and drawRect ----
 
-TEST(Bitmap, FillSetsEveryPixelToAnyValue)
+TEST(Bitmap, FillSetsEveryPixel)
 {
     for (const Pixel value : {Pixel{0}, Pixel{1}, Pixel{2}, Pixel{3}, Pixel{9}, Pixel{255}}) {
         EXPECT_TRUE(shows(filledBitmap(3, 2, value), Picture(2, std::string(3, letterOf(value)))));
@@ -215,7 +215,7 @@ TEST(Bitmap, FillSetsEveryPixelToAnyValue)
 struct Drawing {
     const char* description;
     std::function<void(Bitmap&)> draw;
-    /// On a blank bitmap of this size.
+    /// The expected result on a blank bitmap of the same size.
     Picture picture;
 };
 
@@ -262,7 +262,7 @@ TEST(Bitmap, FillRectFillsItsColumnsAndRowsWithinTheBitmap)
              b.fillRect(1, lowest, 1, highest, 3);
          },
          {"....", "...."}},
-        {"values that are no levels",
+        {"values above 3",
          [](Bitmap& b) {
              b.fillRect(0, 0, 1, 1, 255);
              b.fillRect(1, 0, 1, 1, 7);
@@ -295,7 +295,7 @@ TEST(Bitmap, DrawRectDrawsFourLines)
         {"one pixel", [](Bitmap& b) { b.drawRect(1, 1, 1, 1, 3); }, {"...", ".#.", "..."}},
         {"one row", [](Bitmap& b) { b.drawRect(0, 1, 3, 1, 3); }, {"....", "###.", "...."}},
         {"clipped", [](Bitmap& b) { b.drawRect(-1, -1, 3, 3, 3); }, {".#.", "##.", "..."}},
-        // x + w - 1 is then the column before x, but the four lines are drawn all the same.
+        // The four lines are drawn although x + w - 1 is the column before x.
         {"a size of 0", [](Bitmap& b) { b.drawRect(2, 2, 0, 0, 3); }, {"....", ".##.", ".##."}},
         {"a negative width", [](Bitmap& b) { b.drawRect(3, 0, -2, 3, 3); }, {"####", "#..#", "####"}},
         {"edges beyond the limits of int32_t",
@@ -318,14 +318,14 @@ TEST(Bitmap, DrawBitmapPlacesTheTopLeftCornerAtThePosition)
     EXPECT_TRUE(shows(bitmap, {"-----", "-----", "-.-+-", "-#49-"}));
 }
 
-TEST(Bitmap, DrawBitmapSkipsColumnsAndRowsBeforeTheFirst)
+TEST(Bitmap, DrawBitmapClipsAtTheTopLeft)
 {
     Bitmap bitmap = filledBitmap(10, 2, 0);
     bitmap.drawBitmap(-3, -1, bitmapOf({"##########", "###+++++-#", "###-----+#"}), false);
     EXPECT_TRUE(shows(bitmap, {"+++++-#...", "-----+#..."}));
 }
 
-TEST(Bitmap, DrawBitmapWritesOnlyTheOverlappingCornerAtTheEndOfTheCanvas)
+TEST(Bitmap, DrawBitmapClipsAtTheBottomRight)
 {
     Bitmap canvas = filledBitmap(256, 160, 0);
     canvas.drawBitmap(250, 150, filledBitmap(10, 40, 3), false);
@@ -334,7 +334,7 @@ TEST(Bitmap, DrawBitmapWritesOnlyTheOverlappingCornerAtTheEndOfTheCanvas)
     EXPECT_TRUE(shows(canvas, expected));
 }
 
-TEST(Bitmap, DrawBitmapLeavesTheTargetUnderTransparentPixels)
+TEST(Bitmap, DrawBitmapSkipsTransparentPixels)
 {
     for (const bool invert : {false, true}) {
         Bitmap bitmap = bitmapOf({".-+# 7"});
@@ -356,7 +356,7 @@ TEST(Bitmap, DrawBitmapInvertsOnlyTheFourLevels)
     EXPECT_EQ(inverted.pixel(0, 0), 254);
 }
 
-TEST(Bitmap, DrawMaskWritesTheValueOnlyWhereTheSourceHoldsFullInk)
+TEST(Bitmap, DrawMaskWritesTheValueOnlyWhereTheSourceHasFullInk)
 {
     Bitmap bitmap = bitmapOf({"------", "------"});
     bitmap.drawMask(0, 0, bitmapOf({".-+# 7", "#    #"}), 2);

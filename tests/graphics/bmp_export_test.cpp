@@ -1,4 +1,4 @@
-// Saving a bitmap as a BMP file: the bytes of the file, the sync, and failures.
+// Tests of saving a bitmap as a BMP file: the bytes of the file, the sync command, and failures.
 #include "graphics/bitmap.h"
 
 #include "tests/support/picture.h"
@@ -55,7 +55,7 @@ std::int64_t numberAt(const std::string& file, std::size_t offset, std::size_t s
     return static_cast<std::int32_t>(number);
 }
 
-TEST_F(BmpExport, AThreeByOneBitmapIsA54ByteHeaderNineBytesAndThreePaddingBytesWithASizeFieldOf63)
+TEST_F(BmpExport, WritesHeadersPixelsAndPadding)
 {
     const std::string header = bytes({
         'B', 'M', 63, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0,                    // file header
@@ -67,14 +67,14 @@ TEST_F(BmpExport, AThreeByOneBitmapIsA54ByteHeaderNineBytesAndThreePaddingBytesW
     EXPECT_EQ(saved(bitmapOf({".+#"})), header + row);
 }
 
-TEST_F(BmpExport, LevelsBecomeGreysAndOtherValuesWhite)
+TEST_F(BmpExport, WritesLevelsAsGreysAndOtherValuesAsWhite)
 {
     const std::string file = saved(bitmapOf({".-+# 49."}));
     EXPECT_EQ(file.substr(54), bytes({255, 255, 255, 170, 170, 170, 84,  84,  84,  0,   0,   0,
                                       255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255, 255}));
 }
 
-TEST_F(BmpExport, TheBottomRowComesFirst)
+TEST_F(BmpExport, WritesTheBottomRowFirst)
 {
     const std::string file = saved(bitmapOf({"####", "....", "----"}));
     EXPECT_EQ(file.substr(54),
@@ -109,10 +109,10 @@ TEST_F(BmpExport, TheSizeFieldIsExactForTheCanvas)
     EXPECT_EQ(numberAt(file, 2), 122934);
     EXPECT_EQ(numberAt(file, 18), 256);
     EXPECT_EQ(numberAt(file, 22), 160);
-    EXPECT_EQ(file.find('\0', 54), 122934U - 768) << "the ink is in the top row, the last of the file";
+    EXPECT_EQ(file.find('\0', 54), 122934U - 768) << "wrong position of the top row, which is the last row of the file";
 }
 
-TEST_F(BmpExport, AnEmptyBitmapIsOnlyTheHeaders)
+TEST_F(BmpExport, WritesOnlyTheHeadersOfAnEmptyBitmap)
 {
     struct Case {
         std::int32_t width, height, size;

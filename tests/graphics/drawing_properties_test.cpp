@@ -1,4 +1,4 @@
-// Random drawing calls and texts: every pixel must be the one that the drawing model writes.
+// Makes random drawing calls and draws random texts: every pixel must match the drawing model.
 #include "graphics/font.h"
 #include "tests/support/drawing_call.h"
 #include "tests/support/test_font.h"
@@ -25,7 +25,7 @@ model::Raster anyRaster()
     return raster;
 }
 
-/// On or near a small bitmap, some hundreds of pixels away, or near the limits of int32_t.
+/// Within or near a small bitmap, some hundreds of pixels away, or near the limits of int32_t.
 std::int32_t anyCoordinate()
 {
     return *rc::gen::weightedOneOf<std::int32_t>({{12, rc::gen::inRange(-20, 30)},
@@ -55,7 +55,7 @@ void requireSame(const model::Raster& expected, const Bitmap& actual)
     }
 }
 
-RC_GTEST_PROP(DrawingProperties, EveryCallWritesThePixelsOfTheModel, ())
+RC_GTEST_PROP(DrawingProperties, EveryCallWritesTheSamePixelsAsTheModel, ())
 {
     model::Raster expected = anyRaster();
     Bitmap actual = bitmapOf(expected);
@@ -69,8 +69,8 @@ RC_GTEST_PROP(DrawingProperties, EveryCallWritesThePixelsOfTheModel, ())
     }
 }
 
-/// A random line through billions of pixels seldom meets a small bitmap. These lines do, near its middle.
-RC_GTEST_PROP(DrawingProperties, LongLinesThroughTheBitmapAreThoseOfTheModel, ())
+/// A random line through billions of pixels rarely crosses a small bitmap. These lines cross it near the centre.
+RC_GTEST_PROP(DrawingProperties, LongLinesThroughTheBitmapMatchTheModel, ())
 {
     const std::int32_t middleX = *rc::gen::inRange(0, 24);
     const std::int32_t middleY = *rc::gen::inRange(0, 18);
@@ -86,7 +86,7 @@ RC_GTEST_PROP(DrawingProperties, LongLinesThroughTheBitmapAreThoseOfTheModel, ()
     RC_ASSERT(actual.pixel(middleX, middleY) == 3);
 }
 
-RC_GTEST_PROP(DrawingProperties, CopiesAndDerivedBitmapsAreThoseOfTheModel, ())
+RC_GTEST_PROP(DrawingProperties, CopiesAndDerivedBitmapsMatchTheModel, ())
 {
     const model::Raster raster = anyRaster();
     const Bitmap bitmap = bitmapOf(raster);
@@ -104,7 +104,7 @@ RC_GTEST_PROP(DrawingProperties, CopiesAndDerivedBitmapsAreThoseOfTheModel, ())
     requireSame(raster, assigned);
 }
 
-/// Any bytes, but mostly line feeds and letters that have glyphs.
+/// Mostly line feeds and letters that have glyphs, but also any other bytes.
 std::string anyText()
 {
     const auto character = rc::gen::weightedOneOf<char>(
@@ -112,8 +112,8 @@ std::string anyText()
     return *rc::gen::container<std::string>(static_cast<std::size_t>(*rc::gen::inRange(0, 41)), character);
 }
 
-/// Builds a font named "any", with glyphs of random width and a random spacing. Some fonts have no stand-in for missing
-/// glyphs; some have a glyph for the line feed, which must not be drawn.
+/// Builds a font named "any", with glyphs of random width and a random spacing. Some fonts have no replacement glyph;
+/// some have a glyph for the line feed, which must not be drawn.
 model::Font buildAnyFont()
 {
     std::string codes = "\x80\xff"
@@ -144,7 +144,7 @@ model::Font buildAnyFont()
 
 class TextProperties : public GraphicsTest {};
 
-TEST_F(TextProperties, MeasuresAndPixelsAreThoseOfTheModel)
+TEST_F(TextProperties, MeasuresAndPixelsMatchTheModel)
 {
     rc::detail::checkGTest([] {
         const model::Font font = buildAnyFont();
@@ -166,9 +166,9 @@ TEST_F(TextProperties, MeasuresAndPixelsAreThoseOfTheModel)
     });
 }
 
-// Without random choice: every short line across the edges of a small bitmap, and lines between the limits of int32_t.
+// Not random: every short line across the edges of a small bitmap, and lines between the limits of int32_t.
 
-void expectLineOfTheModel(model::Raster expected, const std::array<std::int32_t, 4>& ends)
+void expectSameLine(model::Raster expected, const std::array<std::int32_t, 4>& ends)
 {
     Bitmap actual = bitmapOf(expected);
     const DrawingCall line = {DrawingCall::DrawLine, ends, 3, {}};
@@ -177,7 +177,7 @@ void expectLineOfTheModel(model::Raster expected, const std::array<std::int32_t,
     ASSERT_TRUE(shows(actual, bitmapOf(expected))) << testing::PrintToString(ends);
 }
 
-TEST(Lines, AcrossTheEdgesOfASmallBitmapAreThoseOfTheModel)
+TEST(DrawLine, ClippedLinesMatchTheModel)
 {
     constexpr std::int32_t outside = 4;
     const model::Raster blank(3, 2);
@@ -189,12 +189,12 @@ TEST(Lines, AcrossTheEdgesOfASmallBitmapAreThoseOfTheModel)
     }
     for (const auto& [x0, y0] : points) {
         for (const auto& [x1, y1] : points) {
-            ASSERT_NO_FATAL_FAILURE(expectLineOfTheModel(blank, {x0, y0, x1, y1}));
+            ASSERT_NO_FATAL_FAILURE(expectSameLine(blank, {x0, y0, x1, y1}));
         }
     }
 }
 
-TEST(Lines, BetweenTheLimitsOfInt32AreThoseOfTheModelInBothDirections)
+TEST(DrawLine, LinesBetweenTheLimitsOfInt32MatchTheModel)
 {
     using Ends = std::array<std::int32_t, 4>;
     for (const auto& [x0, y0, x1, y1] :
@@ -205,8 +205,8 @@ TEST(Lines, BetweenTheLimitsOfInt32AreThoseOfTheModelInBothDirections)
           Ends{0, 0, highest - 1, highest}, Ends{63, 39, lowest, lowest}, Ends{5, 5, lowest, highest},
           Ends{lowest, lowest, lowest, lowest}, Ends{lowest, -1, highest, -1}, Ends{64, lowest, 64, highest}}) {
         const model::Raster blank(64, 40);
-        ASSERT_NO_FATAL_FAILURE(expectLineOfTheModel(blank, {x0, y0, x1, y1}));
-        ASSERT_NO_FATAL_FAILURE(expectLineOfTheModel(blank, {x1, y1, x0, y0}));
+        ASSERT_NO_FATAL_FAILURE(expectSameLine(blank, {x0, y0, x1, y1}));
+        ASSERT_NO_FATAL_FAILURE(expectSameLine(blank, {x1, y1, x0, y0}));
     }
 }
 

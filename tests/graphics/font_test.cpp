@@ -1,4 +1,4 @@
-// Building fonts, measuring text and drawing text: with small written fonts, and with the program's fonts.
+// Tests of building fonts, measuring text and drawing text, with small fonts and with the program's fonts.
 #include "graphics/font.h"
 
 #include "tests/support/allocation_counter.h"
@@ -16,7 +16,7 @@ namespace {
 constexpr std::int32_t lowest = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t highest = std::numeric_limits<std::int32_t>::max();
 
-/// What drawText writes with full ink on a blank bitmap of the text's size.
+/// Draws the text with full ink on a blank bitmap of the text's size.
 Bitmap drawn(const std::string& font, const std::string& text)
 {
     Bitmap canvas = filledBitmap(static_cast<std::int32_t>(textWidth(font, text)), fontHeight(font), 0);
@@ -38,7 +38,7 @@ protected:
     }
 };
 
-TEST_F(FontBuilding, StoresTheNumbersUnchanged)
+TEST_F(FontBuilding, StoresSpacingsAndScaleUnchanged)
 {
     buildFont("f", "nowhere", -3, 77, 5);
     EXPECT_EQ(fontRegistry.at("f").getLetterSpacing(), -3);
@@ -57,7 +57,7 @@ TEST_F(FontBuilding, GlyphsKeepOnlyFullInkAndAreEnlargedByTheScale)
     EXPECT_TRUE(shows(imageStore.at("f/78.png"), {"#-+.", " #49"}));
 }
 
-TEST_F(FontBuilding, CodesAreTheTwoCharactersBeforeTheEnding)
+TEST_F(FontBuilding, ReadsCodesFromTheTwoCharactersBeforeTheEnding)
 {
     struct Case {
         const char* path;
@@ -66,7 +66,7 @@ TEST_F(FontBuilding, CodesAreTheTwoCharactersBeforeTheEnding)
     for (const Case& c :
          {Case{"f/7b.png", 0x7b}, Case{"f/7B.png", 0x7b}, Case{"f/00.png", 0}, Case{"f/ff.png", 0xff},
           Case{"f/a0.png", 0xa0}, Case{"f/long name 41.png", 0x41}, Case{"f/41.bmp", 0x41},
-          // The ending may be anything of four characters.
+          // The ending is any four characters.
           Case{"f/41fpng", 0x41}, Case{"fa.png", 0xfa},
           // Only the first character is a digit.
           Case{"f/7g.png", 0x07}, Case{"f/b..png", 0x0b},
@@ -81,7 +81,7 @@ TEST_F(FontBuilding, CodesAreTheTwoCharactersBeforeTheEnding)
     }
 }
 
-TEST_F(FontBuilding, TheDirectoryIsAPlainPrefix)
+TEST_F(FontBuilding, ComparesTheDirectoryAsAPlainPrefix)
 {
     for (const char* path : {"img/font8/41.png", "img/font80/42.png", "img/font843.png", "img/font/44.png",
                              "other/img/font8/45.png", "img/Font8/46.png", "img/fon"}) {
@@ -93,7 +93,7 @@ TEST_F(FontBuilding, TheDirectoryIsAPlainPrefix)
     EXPECT_EQ(codesOf("all"), (std::vector<int>{0, 0x41, 0x42, 0x43, 0x44, 0x45, 0x46}));
 }
 
-TEST_F(FontBuilding, TheLaterOfTwoPathsWithOneCodeWins)
+TEST_F(FontBuilding, TheLastPathWithTheSameCodeOverridesEarlierPaths)
 {
     storeImage("f/b 41.png", {"##"});
     storeImage("f/a 41.png", {"#"});
@@ -101,7 +101,7 @@ TEST_F(FontBuilding, TheLaterOfTwoPathsWithOneCodeWins)
     EXPECT_TRUE(shows(drawn("f", "A"), Picture{"##"}));
 }
 
-TEST_F(FontBuilding, ASecondBuildReplacesTheFont)
+TEST_F(FontBuilding, BuildingAgainReplacesTheFont)
 {
     storeGlyph("one", 'a', {"#"});
     storeGlyph("two", 'b', {"##"});
@@ -109,7 +109,7 @@ TEST_F(FontBuilding, ASecondBuildReplacesTheFont)
     buildFont("f", "two", 3, 4, 2);
     EXPECT_EQ(codesOf("f"), std::vector<int>{'b'});
     EXPECT_EQ(textWidth("f", "bb"), 11U);
-    EXPECT_EQ(textWidth("f", "a"), 0U) << "neither a glyph nor a stand-in";
+    EXPECT_EQ(textWidth("f", "a"), 0U) << "a glyph of the replaced font is still present";
     EXPECT_EQ(fontLineSpacing("f"), 4);
     EXPECT_EQ(fontRegistry.size(), 1U);
 }
@@ -154,7 +154,7 @@ protected:
     RealFonts() { buildRealFonts(); }
 };
 
-TEST_F(RealFonts, Have97GlyphsOfEightRowsTimesTheScale)
+TEST_F(RealFonts, EachFontHas97GlyphsOfEightScaledRows)
 {
     for (const std::string name : {"font8", "font16", "font64"}) {
         const Font& font = fontRegistry.at(name);
@@ -165,7 +165,7 @@ TEST_F(RealFonts, Have97GlyphsOfEightRowsTimesTheScale)
     }
 }
 
-TEST_F(RealFonts, MeasureTheWidthOfText)
+TEST_F(RealFonts, TextWidths)
 {
     struct Case {
         std::string font, text;
@@ -180,7 +180,7 @@ TEST_F(RealFonts, MeasureTheWidthOfText)
     }
 }
 
-TEST_F(RealFonts, MeasureTheHeightAndSpacingOfLines)
+TEST_F(RealFonts, LineHeightsAndSpacings)
 {
     struct Case {
         const char* font;
@@ -192,7 +192,7 @@ TEST_F(RealFonts, MeasureTheHeightAndSpacingOfLines)
     }
 }
 
-TEST_F(RealFonts, CountTheLinesOfText)
+TEST_F(RealFonts, LineCounts)
 {
     struct Case {
         std::string text;
@@ -205,7 +205,7 @@ TEST_F(RealFonts, CountTheLinesOfText)
     }
 }
 
-TEST_F(RealFonts, DrawTheSecondLineNineRowsBelowTheFirst)
+TEST_F(RealFonts, TheSecondLineIsNineRowsBelowTheFirst)
 {
     Bitmap canvas = filledBitmap(20, 40, 0);
     drawText(canvas, 2, 10, "font8", "A\nB", 3, 0, 2, 1);
@@ -215,7 +215,7 @@ TEST_F(RealFonts, DrawTheSecondLineNineRowsBelowTheFirst)
     EXPECT_TRUE(shows(canvas, expected));
 }
 
-TEST_F(RealFonts, DrawTheBoxForCodesWithoutAGlyph)
+TEST_F(RealFonts, CodesWithoutAGlyphAreDrawnAsABox)
 {
     struct Case {
         char character;
@@ -228,7 +228,7 @@ TEST_F(RealFonts, DrawTheBoxForCodesWithoutAGlyph)
     }
 }
 
-TEST_F(RealFonts, DrawOnlyTheColumnsInsideTheCanvas)
+TEST_F(RealFonts, TextIsClippedAtTheCanvas)
 {
     Bitmap canvas = filledBitmap(256, 160, 0);
     drawText(canvas, 250, 3, "font8", "MM", 3, 0, 1, 1);
@@ -243,7 +243,7 @@ TEST_F(RealFonts, DrawOnlyTheColumnsInsideTheCanvas)
     EXPECT_TRUE(shows(canvas, expected));
 }
 
-TEST_F(RealFonts, DoNotIncludeAnUnknownFontWhichMeasuresDrawsAndPrintsNothing)
+TEST_F(RealFonts, AnUnknownFontMeasuresZeroAndDrawsNothing)
 {
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
@@ -265,7 +265,7 @@ protected:
     TinyFont() { buildTinyFont(); }
 };
 
-TEST_F(TinyFont, HeightIsThatOfTheGlyphWithTheSmallestCode)
+TEST_F(TinyFont, HeightIsTheHeightOfTheGlyphWithTheSmallestCode)
 {
     EXPECT_EQ(fontHeight("tiny"), 3);
     storeGlyph("uneven", 'b', {"#", "#", "#", "#"});
@@ -279,7 +279,7 @@ TEST_F(TinyFont, WidthExcludesTheGapAfterTheLastGlyph)
     EXPECT_EQ(textWidth("tiny", "a"), 2U);
     EXPECT_EQ(textWidth("tiny", "ab"), 6U);
     EXPECT_EQ(textWidth("tiny", "abi"), 8U);
-    EXPECT_EQ(textWidth("tiny", "a\ni"), 9U) << "a line feed counts as the stand-in";
+    EXPECT_EQ(textWidth("tiny", "a\ni"), 9U) << "a line feed is not as wide as the replacement glyph";
     EXPECT_EQ(textWidth("tiny", std::string(1000, 'b')), 3999U);
 }
 
@@ -294,14 +294,14 @@ TEST_F(TinyFont, DrawTextSetsLinesOfGlyphs)
     const std::vector<Case> cases = {
         {"glyphs side by side", "abi", 0, 0, 0, 1, 1, {"#..#.#.#", "##..#...", "#..#.#.#"}},
         {"at a position", "i", 2, 1, 0, 1, 1, {".....", "..#..", ".....", "..#.."}},
-        {"the stand-in for a missing glyph", "iz", 0, 0, 0, 1, 1, {"#.####", "..#..#", "#.####"}},
+        {"the replacement glyph", "iz", 0, 0, 0, 1, 1, {"#.####", "..#..#", "#.####"}},
         {"empty text", "", 0, 0, 0, 1, 1, {"...", "..."}},
         {"a line feed", "i\na", 0, 0, 0, 2, 1, {"#..", "...", "#..", "...", "#..", "##.", "#.."}},
         {"two line feeds", "i\n\ni", 0, 0, 0, 9, 0, {"#", ".", "#", ".", ".", ".", "#", ".", "#"}},
         {"the line gap passed, not the font's", "i\ni", 0, 0, 0, 2, 3, {"#", ".", "#", ".", ".", ".", "#", ".", "#"}},
         {"one line ends at a line feed", "i\ni", 0, 0, 0, 1, 1, {"#", ".", "#", ".", ".", ".", "."}},
-        {"no lines still draws the first", "i\ni", 0, 0, 0, 0, 1, {"#", ".", "#", ".", ".", ".", "."}},
-        {"negative lines still draw the first", "i\ni", 0, 0, 0, -9, 1, {"#", ".", "#", ".", ".", ".", "."}},
+        {"maxLines 0 draws one line", "i\ni", 0, 0, 0, 0, 1, {"#", ".", "#", ".", ".", ".", "."}},
+        {"negative maxLines draws one line", "i\ni", 0, 0, 0, -9, 1, {"#", ".", "#", ".", ".", ".", "."}},
         // 'a' covers columns 0 and 1, the second 'a' columns 3 and 4.
         {"a width filled to its last column", "aa", 0, 0, 5, 9, 1, {"#..#.", "##.##", "#..#.", ".....", "....."}},
         {"a wrap before the glyph that exceeds the width",
@@ -316,8 +316,8 @@ TEST_F(TinyFont, DrawTextSetsLinesOfGlyphs)
         {"a glyph wider than the width", "ib", 0, 0, 1, 9, 0, {"#...", "....", "#...", "#.#.", ".#..", "#.#."}},
         {"a first glyph wider than the width", "b", 0, 0, 2, 9, 0, {"...", "...", "...", "#.#", ".#.", "#.#"}},
         {"a first glyph too wide for the only line", "b", 0, 0, 2, 1, 0, {"...", "...", "...", "..."}},
-        // The line feed is 4 columns wide like the stand-in, so after "i" it exceeds a width of 5.
-        {"one break for a line feed that exceeds the width",
+        // The line feed is 4 columns wide like the replacement glyph, so after "i" it exceeds a width of 5.
+        {"a line feed that exceeds the width breaks the line once",
          "i\ni",
          0,
          0,
@@ -359,7 +359,7 @@ TEST_F(TinyFont, DrawTextSetsLinesOfGlyphs)
     }
 }
 
-TEST_F(TinyFont, DrawTextWritesTheColourWhereThereIsInkAndNothingElse)
+TEST_F(TinyFont, DrawTextWritesTheColourOnlyWhereGlyphsHaveInk)
 {
     for (const Pixel colour : {Pixel{0}, Pixel{1}, Pixel{2}, Pixel{3}, Pixel{255}}) {
         const char c = letterOf(colour);

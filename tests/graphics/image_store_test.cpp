@@ -1,4 +1,4 @@
-// The compiled-in images: lookup by path, and equality with the pictures in img/.
+// Tests of the compiled-in images: lookup by path, and equality with the pictures in img/.
 #include "graphics/image_store.h"
 
 #include "graphics/image_table.h"
@@ -35,7 +35,7 @@ TEST_F(Images, TheStoreIsEmptyUntilItIsBuilt)
     EXPECT_TRUE(imageStore.empty());
 }
 
-TEST_F(Images, TheStoreContains113ImagesOf47656PixelsOfWhich97AreGlyphs)
+TEST_F(Images, TheStoreContains113ImagesWith47656PixelsIncluding97Glyphs)
 {
     buildImageStore();
     std::int32_t pixels = 0;
@@ -72,7 +72,7 @@ TEST_F(Images, GetImageReturnsADeepCopy)
     EXPECT_TRUE(shows(getImage("img/wheel_7.png"), original));
 }
 
-TEST_F(Images, GetImageReportsAnUnknownPathOnOneLineEveryTimeAndReturnsAnEmptyBitmap)
+TEST_F(Images, GetImageReportsEachUnknownPathAndReturnsAnEmptyBitmap)
 {
     buildImageStore();
     testing::internal::CaptureStdout();
@@ -89,7 +89,7 @@ TEST_F(Images, GetImageReportsAnUnknownPathOnOneLineEveryTimeAndReturnsAnEmptyBi
     EXPECT_EQ(imageStore.size(), 113U);
 }
 
-TEST_F(Images, TheStoreIsOrderedBytewiseWithTheShorterKeyFirst)
+TEST_F(Images, TheStoreIsOrderedBytewiseWithPrefixesFirst)
 {
     for (const char* path : {"b", "a\xe9", "ab", "a", "Z", "aZ"}) {
         storeImage(path, {"#"});

@@ -15,7 +15,7 @@ class Button : public testing::Test {
 protected:
     Button()
     {
-        pollLevels(allHigh); // resets the counters, which outlive the test
+        pollLevels(allHigh); // resets the counters, which all instances share
         button.init();
     }
 
@@ -45,7 +45,7 @@ TEST_F(Button, StartsReleasedWithoutEdges)
     EXPECT_FALSE(button.takeReleased(line));
 }
 
-TEST_F(Button, ThreeLowPollsAreNoPress)
+TEST_F(Button, ThreeLowPollsLatchNoPress)
 {
     for (int i = 0; i < 5; ++i) {
         poll("LLLH");
@@ -54,7 +54,7 @@ TEST_F(Button, ThreeLowPollsAreNoPress)
     }
 }
 
-TEST_F(Button, TheFourthLowPollIsExactlyOnePress)
+TEST_F(Button, TheFourthLowPollLatchesOnePress)
 {
     poll("LLL");
     EXPECT_FALSE(button.isHeld(line));
@@ -70,7 +70,7 @@ TEST_F(Button, TheFourthLowPollIsExactlyOnePress)
     EXPECT_TRUE(button.takePressed(line));
 }
 
-TEST_F(Button, TheFourthHighPollIsExactlyOneRelease)
+TEST_F(Button, TheFourthHighPollLatchesOneRelease)
 {
     poll("LLLLHHH");
     EXPECT_TRUE(button.isHeld(line));
@@ -83,7 +83,7 @@ TEST_F(Button, TheFourthHighPollIsExactlyOneRelease)
     EXPECT_FALSE(button.takeReleased(line));
 }
 
-TEST_F(Button, APollThatAgreesWithTheStateRestartsTheCount)
+TEST_F(Button, APollThatMatchesTheStateRestartsTheCount)
 {
     poll("LLLHLLL");
     EXPECT_FALSE(button.isHeld(line));
@@ -95,7 +95,7 @@ TEST_F(Button, APollThatAgreesWithTheStateRestartsTheCount)
     EXPECT_FALSE(button.isHeld(line));
 }
 
-TEST_F(Button, EdgesStayLatchedUntilTheyAreTaken)
+TEST_F(Button, EdgesRemainLatchedUntilTaken)
 {
     poll("LLLLHHHHHHHHHH");
     EXPECT_TRUE(button.takePressed(line));
@@ -140,7 +140,7 @@ TEST_F(Button, AllInstancesShareTheCounters)
     EXPECT_FALSE(button.isHeld(line));
 }
 
-TEST_F(Button, EveryLineFollowsItsOwnCountOfDisagreeingPolls)
+TEST_F(Button, EveryLineIsDebouncedIndependently)
 {
     std::array<int, 32> disagreeing{};
     std::uint32_t held = 0;

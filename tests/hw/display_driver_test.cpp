@@ -1,4 +1,4 @@
-// Tests of the display: the bytes of its initialisation, and the frames that it receives.
+// Tests of the display driver: initialisation, failures, frames and packing.
 #include "hw/display_driver.h"
 
 #include "hw/frame_packer.h"
@@ -56,7 +56,7 @@ Bitmap canvasOf(Pixel value)
 
 class Display : public testing::Test {
 protected:
-    /// Opens the display as the program does. Returns what is printed on standard error.
+    /// Opens the display like the program. Returns the output on standard error.
     std::string open()
     {
         testing::internal::CaptureStderr();
@@ -65,7 +65,7 @@ protected:
         return testing::internal::GetCapturedStderr();
     }
 
-    /// Returns the transfers after the last one has ended.
+    /// Waits for the last transfer and returns all transfers.
     std::vector<Transfer> closeAndTakeTransfers()
     {
         display.reset();
@@ -92,20 +92,20 @@ protected:
 
 // Opening.
 
-TEST_F(Display, IsOpenedWithExactlyTheseCallsLevelsBytesAndWaits)
+TEST_F(Display, OpenSendsTheDocumentedSequence)
 {
     EXPECT_EQ(open(), "");
     EXPECT_EQ(firstDifference(calls.takeLog(), bringUpOfTheDevice), "");
 }
 
-TEST_F(Display, IsOpenedTheSameWayWhenEveryWriteFails)
+TEST_F(Display, OpenSendsTheSameSequenceWhenEveryWriteFails)
 {
     calls.writeLimit = -1;
     EXPECT_EQ(open(), "");
     EXPECT_EQ(firstDifference(calls.takeLog(), bringUpOfTheDevice), "");
 }
 
-TEST_F(Display, OpensTheGivenDeviceWithTheGivenSpeedAndResetLine)
+TEST_F(Display, OpenUsesTheGivenDeviceSpeedAndResetLine)
 {
     display.emplace();
     display->open(1, 2, 400000, 7, 11);
@@ -117,7 +117,7 @@ TEST_F(Display, OpensTheGivenDeviceWithTheGivenSpeedAndResetLine)
     EXPECT_EQ(calls.gpio[1], 0x00000008U);
 }
 
-TEST_F(Display, MakesBothLinesOutputsAndLeavesTheOtherLines)
+TEST_F(Display, OpenConfiguresOnlyBothLinesAsOutputs)
 {
     calls.gpio[0] = 0xFFFFFFFF;
     calls.gpio[2] = 0xFFFFFFFF;
@@ -126,7 +126,7 @@ TEST_F(Display, MakesBothLinesOutputsAndLeavesTheOtherLines)
     EXPECT_EQ(calls.gpio[2], 0xFFFCFFFFU);
 }
 
-TEST_F(Display, ClearingSetsTheWholeAddressWindowAndWrites10240Zeros)
+TEST_F(Display, ClearSetsTheWholeAddressWindowAndWrites10240Zeros)
 {
     open();
     calls.takeLog();
@@ -134,7 +134,7 @@ TEST_F(Display, ClearingSetsTheWholeAddressWindowAndWrites10240Zeros)
     EXPECT_EQ(firstDifference(calls.takeLog(), addressWindow + clearedRam), "");
 }
 
-TEST_F(Display, SendsCommandsWithTheLineLowAndDataWithTheLineHigh)
+TEST_F(Display, DrivesTheDataCommandLineLowForCommandsAndHighForData)
 {
     open();
     calls.takeLog();
@@ -162,7 +162,7 @@ TEST_F(Display, AbortsOnACommandOrDataAfterTheFirstFrame)
 
 // Failures.
 
-TEST_F(Display, AnAbsentDeviceIsReportedAndNotResetButBothLinesAreOutputs)
+TEST_F(Display, ReportsAMissingDeviceAndConfiguresBothLinesWithoutAReset)
 {
     calls.missingDevices = {"/dev/spidev0.0"};
     EXPECT_EQ(open(), "Unable to open SPI\n");
@@ -172,7 +172,7 @@ TEST_F(Display, AnAbsentDeviceIsReportedAndNotResetButBothLinesAreOutputs)
     expectNoResetPulse();
 }
 
-TEST_F(Display, ARefusedSettingIsReportedAndClosesTheDeviceWithoutAReset)
+TEST_F(Display, ReportsARejectedSettingAndClosesTheDeviceWithoutAReset)
 {
     struct Case {
         unsigned long request;
@@ -191,7 +191,7 @@ TEST_F(Display, ARefusedSettingIsReportedAndClosesTheDeviceWithoutAReset)
                   Log(opening.begin(), opening.begin() + 1 + ioctlCount) + Log({"close /dev/spidev0.0"}));
         expectNoResetPulse();
         display.reset();
-        EXPECT_EQ(calls.takeLog(), Log()) << "the device is closed only once";
+        EXPECT_EQ(calls.takeLog(), Log()) << "the device was closed twice";
     }
 }
 
@@ -236,7 +236,7 @@ TEST_F(Display, SendsAFrameAsOneCommandAndOneTransferOf10240Bytes)
     EXPECT_TRUE(transfers[0].wasUndisturbed);
 }
 
-TEST_F(Display, SendsTheLastFrameBeforeItClosesTheDevice)
+TEST_F(Display, SendsTheLastFrameBeforeClosingTheDevice)
 {
     open();
     calls.takeLog();
@@ -250,7 +250,7 @@ TEST_F(Display, SendsTheLastFrameBeforeItClosesTheDevice)
     EXPECT_EQ(calls.takeLog().back(), "close /dev/spidev0.0");
 }
 
-TEST_F(Display, SendFrameCopiesTheCanvasAndDoesNotWaitForTransfers)
+TEST_F(Display, SendFrameCopiesTheCanvasWithoutWaitingForTransfers)
 {
     open();
     calls.holdTransfers();
@@ -259,7 +259,7 @@ TEST_F(Display, SendFrameCopiesTheCanvasAndDoesNotWaitForTransfers)
     calls.waitUntilBegun(1);
     for (const Pixel value : std::initializer_list<Pixel>{3, 2, 0, 2}) {
         canvas.fill(value);
-        display->sendFrame(canvas); // if this waited, the test would never end
+        display->sendFrame(canvas); // if this blocks, the test hangs
     }
     canvas.fill(3);
     calls.releaseTransfers();
@@ -305,7 +305,7 @@ TEST_F(Display, PacksASinglePixelIntoItsTwoBits)
     }
 }
 
-TEST_F(Display, ValuesAbove3SpillIntoTheNextPixelsOfTheByteAndNoFurther)
+TEST_F(Display, ValuesAbove3OverwriteOnlyTheFollowingPixelsOfTheByte)
 {
     struct SpillCase {
         std::array<Pixel, 4> column;

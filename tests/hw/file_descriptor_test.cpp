@@ -1,4 +1,4 @@
-// Tests of the ownership of a file descriptor.
+// Tests of FileDescriptor, which owns a descriptor.
 #include "hw/file_descriptor.h"
 
 #include "tests/support/system_calls.h"
@@ -11,7 +11,7 @@ namespace {
 
 class Descriptor : public testing::Test {
 protected:
-    /// Opens the device and drops the log of it.
+    /// Opens the device and clears the log.
     int open(const char* path)
     {
         const int fd = calls.openDevice(path, O_RDWR);
@@ -22,7 +22,7 @@ protected:
     SystemCalls calls;
 };
 
-TEST_F(Descriptor, IsNotOpenByDefaultNorAfterAFailedOpen)
+TEST_F(Descriptor, DefaultAndNegativeDescriptorsAreNotOpen)
 {
     for (const int fd : {-1, -2}) {
         const FileDescriptor failed(fd);
@@ -33,7 +33,7 @@ TEST_F(Descriptor, IsNotOpenByDefaultNorAfterAFailedOpen)
     EXPECT_LT(none.get(), 0);
 }
 
-TEST_F(Descriptor, NeverClosesWhatIsNotOpen)
+TEST_F(Descriptor, DoesNotCloseDescriptorsThatAreNotOpen)
 {
     {
         const FileDescriptor none;
@@ -44,7 +44,7 @@ TEST_F(Descriptor, NeverClosesWhatIsNotOpen)
     EXPECT_EQ(calls.takeLog(), Log());
 }
 
-TEST_F(Descriptor, IsClosedByTheDestructor)
+TEST_F(Descriptor, DestructorClosesTheDescriptor)
 {
     const int number = open("/dev/i2c-1");
     {
@@ -56,7 +56,7 @@ TEST_F(Descriptor, IsClosedByTheDestructor)
     EXPECT_EQ(calls.takeLog(), Log({"close /dev/i2c-1"}));
 }
 
-TEST_F(Descriptor, ZeroIsADescriptorLikeAnyOther)
+TEST_F(Descriptor, AcceptsDescriptorZero)
 {
     calls.nextFd = 0;
     {
@@ -67,19 +67,19 @@ TEST_F(Descriptor, ZeroIsADescriptorLikeAnyOther)
     EXPECT_EQ(calls.takeLog(), Log({"close /dev/i2c-1"}));
 }
 
-TEST_F(Descriptor, MovingTransfersTheOwnership)
+TEST_F(Descriptor, MovingTransfersOwnership)
 {
     const int number = open("/dev/i2c-1");
     {
         FileDescriptor first(number);
         const FileDescriptor second(std::move(first));
-        EXPECT_FALSE(first.isOpen()); // NOLINT(bugprone-use-after-move): what is left is specified
+        EXPECT_FALSE(first.isOpen()); // NOLINT(bugprone-use-after-move): moved-from objects are not open
         EXPECT_EQ(second.get(), number);
     }
     EXPECT_EQ(calls.takeLog(), Log({"close /dev/i2c-1"}));
 }
 
-TEST_F(Descriptor, AssigningClosesThePreviousDescriptor)
+TEST_F(Descriptor, AssignmentClosesThePreviousDescriptor)
 {
     FileDescriptor owner(open("/dev/i2c-1"));
     owner = FileDescriptor(open("/dev/i2c-2"));

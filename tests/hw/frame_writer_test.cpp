@@ -1,7 +1,7 @@
 // Tests of the thread that sends frames. They also run with ThreadSanitizer.
 //
-// No test depends on time: a transfer stays inside its write until the test releases it. A call that waits for a
-// transfer although it must not leads to a test that never ends.
+// No test depends on time: a transfer blocks in its write until the test releases it. If a call wrongly waits for a
+// transfer, the test hangs.
 #include "hw/frame_writer.h"
 
 #include "tests/support/system_calls.h"
@@ -19,7 +19,7 @@ namespace {
 
 using Numbers = std::vector<std::uint32_t>;
 
-/// Every four bytes of the frame contain the number, so that a mixture of two frames is noticed.
+/// Every four bytes of the frame contain the number, so that a mixture of two frames is detected.
 std::unique_ptr<Frame> numberedFrame(std::uint32_t number)
 {
     auto frame = std::make_unique<Frame>();
@@ -41,9 +41,9 @@ protected:
     {
         auto frame = numberedFrame(number);
         writer->post(frame);
-        EXPECT_NE(frame, nullptr) << "the caller gets another frame to fill";
+        EXPECT_NE(frame, nullptr) << "post returned no frame to fill";
     }
-    /// Posts the frame and returns when its transfer has begun. The transfer is held.
+    /// Posts the frame and waits until its transfer has begun. The transfer blocks until it is released.
     void postHeld(std::uint32_t number)
     {
         calls.holdTransfers();
@@ -51,7 +51,7 @@ protected:
         calls.waitUntilBegun(1);
     }
 
-    /// Returns the numbers of the frames sent. Checks that each was sent whole, as data, after the write command.
+    /// Returns the numbers of the frames sent. Checks that each frame was sent whole, as data, after the write command.
     [[nodiscard]] Numbers sentNumbers() const
     {
         Numbers numbers;
@@ -61,7 +61,7 @@ protected:
             std::memcpy(&number, transfer.bytes.data(), sizeof number);
             const auto whole = numberedFrame(number);
             EXPECT_TRUE(std::equal(whole->begin(), whole->end(), transfer.bytes.begin(), transfer.bytes.end()))
-                << "a mixture of frames, one of them " << number;
+                << "frame " << number << " is mixed with another frame";
             EXPECT_EQ(transfer.precedingByte, 0x5C);
             EXPECT_TRUE(transfer.precedingByteWasCommand);
             EXPECT_TRUE(transfer.isData);
@@ -84,7 +84,7 @@ TEST_F(Writer, SendsOneCommandAndOneTransferPerFrame)
     EXPECT_EQ(sentNumbers(), Numbers({1}));
 }
 
-TEST_F(Writer, SendsNothingWithoutAFrame)
+TEST_F(Writer, SendsNothingIfNoFrameWasPosted)
 {
     writer.reset();
     EXPECT_EQ(calls.takeLog(), Log());
@@ -100,7 +100,7 @@ TEST_F(Writer, SendsEachFrameOnceAndInOrder)
     EXPECT_EQ(sentNumbers(), Numbers({1, 2, 3, 4, 5}));
 }
 
-TEST_F(Writer, SendsAnEqualFrameAgainWhenItIsPostedAgain)
+TEST_F(Writer, SendsIdenticalFramesEachTimeTheyArePosted)
 {
     post(1);
     calls.waitUntilEnded(1);
@@ -109,7 +109,7 @@ TEST_F(Writer, SendsAnEqualFrameAgainWhenItIsPostedAgain)
     EXPECT_EQ(sentNumbers(), Numbers({1, 1}));
 }
 
-TEST_F(Writer, KeepsOnlyTheNewestFrameWhileATransferRunsAndNeverBlocksAPost)
+TEST_F(Writer, PostDuringATransferReplacesTheQueuedFrameWithoutBlocking)
 {
     postHeld(1);
     for (std::uint32_t number = 2; number <= 1000; ++number) {
@@ -120,7 +120,7 @@ TEST_F(Writer, KeepsOnlyTheNewestFrameWhileATransferRunsAndNeverBlocksAPost)
     EXPECT_EQ(sentNumbers(), Numbers({1, 1000}));
 }
 
-TEST_F(Writer, AFrameThatThePostReturnsCanBeFilledWithoutAnEffect)
+TEST_F(Writer, WritingToTheReturnedBufferDoesNotChangeSentFrames)
 {
     postHeld(1);
     auto frame = numberedFrame(2);
@@ -162,7 +162,7 @@ TEST_F(Writer, TheDestructorWaitsForTheRunningTransferAndSendsTheLastFrame)
     EXPECT_EQ(sentBeforeTheEnd, Numbers({1, 2}));
 }
 
-TEST_F(Writer, SendsAFrameThatIsPostedJustBeforeTheDestruction)
+TEST_F(Writer, SendsAFramePostedJustBeforeDestruction)
 {
     Numbers expected;
     for (std::uint32_t number = 1; number <= 200; ++number) {
@@ -173,7 +173,7 @@ TEST_F(Writer, SendsAFrameThatIsPostedJustBeforeTheDestruction)
     EXPECT_EQ(sentNumbers(), expected);
 }
 
-TEST_F(Writer, ContinuesAfterWritesThatFailOrAreShort)
+TEST_F(Writer, ContinuesAfterFailedAndShortWrites)
 {
     std::uint32_t number = 0;
     for (const ssize_t limit : {-1, 0, 5000, 10240}) {
@@ -184,7 +184,7 @@ TEST_F(Writer, ContinuesAfterWritesThatFailOrAreShort)
     EXPECT_EQ(sentNumbers(), Numbers({1, 2, 3, 4}));
 }
 
-TEST_F(Writer, SendsWholeFramesInOrderAndTheLastOneUnderManyPosts)
+TEST_F(Writer, UnderLoadSendsIntactFramesInOrderIncludingTheLast)
 {
     constexpr std::uint32_t count = 20000;
     std::mt19937 random(7);

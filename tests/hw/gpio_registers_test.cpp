@@ -1,4 +1,4 @@
-// Tests of the GPIO block: the mapping, and the words and bits that each access changes.
+// Tests of the GPIO block: the mapping, and the bits that each access changes.
 #include "hw/gpio_registers.h"
 
 #include "tests/support/system_calls.h"
@@ -16,7 +16,7 @@ class GpioRegisters : public testing::Test {
 protected:
     using Words = std::vector<std::pair<std::size_t, std::uint32_t>>;
 
-    /// Returns number and value of the words that differ from `fill`.
+    /// Returns the index and the value of each word that differs from `fill`.
     [[nodiscard]] Words changedWords(std::uint32_t fill) const
     {
         Words result;
@@ -31,7 +31,7 @@ protected:
     SystemCalls calls;
 };
 
-TEST_F(GpioRegisters, AreMappedOnceFromTheBlocksPhysicalAddressBeforeMain)
+TEST_F(GpioRegisters, TheBlockIsMappedOnceBeforeMain)
 {
     EXPECT_EQ(SystemCalls::startupMapping().count, 1);
     EXPECT_EQ(SystemCalls::startupMapping().physicalBase, blockBase);
@@ -53,7 +53,7 @@ TEST_F(GpioRegisters, MappingUsesTheGivenPhysicalBase)
     EXPECT_TRUE(calls.takeLog().at(1).ends_with("offset 3F200000"));
 }
 
-TEST_F(GpioRegisters, WithoutRootRightsMappingPrintsAMessageAndReturnsNull)
+TEST_F(GpioRegisters, MappingWithoutRootRightsPrintsAMessageAndReturnsNull)
 {
     calls.missingDevices = {"/dev/mem"};
     testing::internal::CaptureStderr();
@@ -94,7 +94,7 @@ TEST_F(GpioRegisters, SelectingAnOutputChangesOnlyTheThreeBitsOfItsLine)
     }
 }
 
-TEST_F(GpioRegisters, DrivingALineStoresItsBitAloneWhateverTheRegisterReads)
+TEST_F(GpioRegisters, DrivingALineStoresOnlyItsBit)
 {
     for (const std::uint32_t fill : {0U, 0xFFFFFFFFU}) {
         for (const int line : {0, 7, 25, 31}) {
@@ -108,7 +108,7 @@ TEST_F(GpioRegisters, DrivingALineStoresItsBitAloneWhateverTheRegisterReads)
     }
 }
 
-TEST_F(GpioRegisters, LevelsAreReadFromTheLevelRegisterAndNothingIsWritten)
+TEST_F(GpioRegisters, ReadingLevelsReadsTheLevelRegisterAndWritesNothing)
 {
     calls.gpio.fill(0);
     calls.gpio[13] = 0x80000041;

@@ -1,4 +1,4 @@
-// Tests of the transfers on an I2C bus.
+// Tests of opening an I2C bus and of its transfers.
 #include "hw/i2c_bus.h"
 
 #include "tests/support/system_calls.h"
@@ -15,7 +15,7 @@ std::string opening(const std::string& path)
     return "open " + path + " flags " + std::to_string(O_RDWR | O_CLOEXEC);
 }
 
-/// Also checks that nothing is printed.
+/// Checks that nothing is printed to standard error.
 class I2c : public testing::Test {
 protected:
     void TearDown() override { EXPECT_EQ(testing::internal::GetCapturedStderr(), ""); }
@@ -25,14 +25,14 @@ protected:
     I2cBus bus{22};
 };
 
-TEST_F(I2c, BusIsOpenedByItsNumberForReadingAndWriting)
+TEST_F(I2c, OpensTheBusByItsNumberForReadingAndWriting)
 {
     const I2cBus first(0);
     const I2cBus last(255);
     EXPECT_EQ(calls.takeLog(), Log({opening("/dev/i2c-22"), opening("/dev/i2c-0"), opening("/dev/i2c-255")}));
 }
 
-TEST_F(I2c, BusIsClosedOnceByCloseOrTheDestructor)
+TEST_F(I2c, CloseAndDestructorCloseTheBusOnce)
 {
     calls.takeLog();
     {
@@ -49,7 +49,7 @@ TEST_F(I2c, OpeningAnotherBusClosesTheFirst)
     calls.takeLog();
     bus.open(23);
     Log log = calls.takeLog();
-    std::sort(log.begin(), log.end()); // either order will do
+    std::sort(log.begin(), log.end()); // the order is unspecified
     EXPECT_EQ(log, Log({"close /dev/i2c-22", opening("/dev/i2c-23")}));
     bus.close();
     EXPECT_EQ(calls.takeLog(), Log({"close /dev/i2c-23"}));
@@ -63,14 +63,14 @@ TEST_F(I2c, SetSlaveSelectsTheAddressAndIgnoresAFailure)
     EXPECT_EQ(calls.takeLog(), Log({"address 6C"}));
 }
 
-TEST_F(I2c, ARegisterIsWrittenInOneWriteOfTwoBytes)
+TEST_F(I2c, WriteRegisterSendsOneWriteOfTwoBytes)
 {
     calls.takeLog();
     EXPECT_TRUE(bus.writeRegister(0x2F, 0x81));
     EXPECT_EQ(calls.takeLog(), Log({"i2c write 2F 81"}));
 }
 
-TEST_F(I2c, BytesAreWrittenInOneWrite)
+TEST_F(I2c, WriteBytesSendsOneWrite)
 {
     calls.takeLog();
     const std::array<std::uint8_t, 5> bytes = {0x00, 0xFF, 0x10, 0x7F, 0x80};
@@ -87,7 +87,7 @@ TEST_F(I2c, TheLongestWriteIs255Bytes)
     EXPECT_FALSE(bus.writeBytes(bytes.data(), 255));
 }
 
-TEST_F(I2c, AWriteThatFailsOrIsShortReturnsFalse)
+TEST_F(I2c, AFailedOrShortWriteReturnsFalse)
 {
     const std::array<std::uint8_t, 20> bytes{};
     for (const ssize_t moved : {-1, 0, 1}) {
@@ -97,7 +97,7 @@ TEST_F(I2c, AWriteThatFailsOrIsShortReturnsFalse)
     }
 }
 
-TEST_F(I2c, ARegisterIsReadByWritingItsNumberAndReadingOneByte)
+TEST_F(I2c, ReadRegisterWritesTheNumberAndReadsOneByte)
 {
     calls.queueI2cByte(0xA5);
     calls.takeLog();
@@ -107,7 +107,7 @@ TEST_F(I2c, ARegisterIsReadByWritingItsNumberAndReadingOneByte)
 
 TEST_F(I2c, ReadRegisterReturnsZeroIfTheWriteOrTheReadFails)
 {
-    EXPECT_EQ(bus.readRegister(0x12), 0); // there is no byte to read
+    EXPECT_EQ(bus.readRegister(0x12), 0); // the read fails
     calls.queueI2cByte(0xA5);
     for (const ssize_t moved : {-1, 0}) {
         calls.writeLimit = moved;

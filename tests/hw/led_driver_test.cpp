@@ -1,4 +1,4 @@
-// Tests of the bytes that the LED controller receives.
+// Tests of the LED driver: the bytes that it sends to the LED controller.
 #include "hw/led_driver.h"
 
 #include "hw/i2c_bus.h"
@@ -15,7 +15,7 @@ class Leds : public testing::Test {
 protected:
     Leds() { calls.takeLog(); }
 
-    /// Returns the block write of one flush.
+    /// Flushes and returns the bytes of the block write.
     std::string flushed()
     {
         calls.takeLog();
@@ -44,7 +44,7 @@ TEST_F(Leds, InitResetsEnablesAndWritesTheOutputSettingsInAscendingOrder)
     EXPECT_EQ(calls.takeLog(), expected);
 }
 
-TEST_F(Leds, TheConstructorInitialises)
+TEST_F(Leds, TheConstructorCallsInit)
 {
     leds.init(bus, 0x6C);
     const Log initialisation = calls.takeLog();
@@ -78,7 +78,7 @@ TEST_F(Leds, EachFlushSelectsTheAddressAndSends20Bytes)
     EXPECT_EQ(flushed(), allOn);
 }
 
-TEST_F(Leds, LevelSetsTheSixBarOutputsAndNoOthers)
+TEST_F(Leds, SetLevelSetsOnlyTheSixBarOutputs)
 {
     const std::pair<std::uint8_t, const char*> cases[] = {
         {0, "00 00 00 00 00 00"},   {1, "08 00 00 00 00 00"},   {2, "10 00 00 00 00 00"},  {3, "40 00 00 00 00 00"},
@@ -100,7 +100,7 @@ TEST_F(Leds, LevelSetsTheSixBarOutputsAndNoOthers)
     }
 }
 
-TEST_F(Leds, ColoursSetTheThreeOutputsOfTheirLedAndNoOthers)
+TEST_F(Leds, SetRgbSetsOnlyTheThreeOutputsOfTheLed)
 {
     const std::pair<std::uint8_t, std::string> cases[] = {
         {0, "i2c write 01 00 00 00 00 00 00 00 00 00 11 22 33 00 00 00 00 00 00 00"},
@@ -117,7 +117,7 @@ TEST_F(Leds, ColoursSetTheThreeOutputsOfTheirLedAndNoOthers)
     }
 }
 
-TEST_F(Leds, AFailingBusIsIgnored)
+TEST_F(Leds, IgnoresBusFailures)
 {
     calls.writeLimit = -1;
     testing::internal::CaptureStderr();

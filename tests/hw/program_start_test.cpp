@@ -1,4 +1,4 @@
-// The debounce counters at the start of the program. They live as long as the program, so this is a program of its own.
+// Tests the debounce counters at program start. The counters are static, so this test needs its own program.
 #include "hw/button_input.h"
 
 #include "tests/support/system_calls.h"
@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(ButtonAtProgramStart, ALineThatIsLowFromTheFirstPollIsPressedAtTheFourth)
+TEST(ButtonAtProgramStart, PressesALineThatIsLowInTheFirstFourPolls)
 {
     constexpr int line = 6;
     SystemCalls calls;

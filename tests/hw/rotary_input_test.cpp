@@ -1,4 +1,4 @@
-// Tests of reading the encoder's events.
+// Tests of the rotary encoder input.
 #include "hw/rotary_input.h"
 
 #include "tests/support/system_calls.h"
@@ -15,7 +15,7 @@ constexpr std::uint16_t codes[] = {0, 7, 0xFFFF};
 
 class Encoder : public testing::Test {
 protected:
-    /// Returns what is printed on standard error.
+    /// Opens the encoder. Returns the output on standard error.
     std::string open()
     {
         testing::internal::CaptureStderr();
@@ -27,14 +27,14 @@ protected:
     RotaryInput encoder;
 };
 
-TEST_F(Encoder, IsOpenedForReadingWithoutBlocking)
+TEST_F(Encoder, OpensTheDeviceForNonBlockingReads)
 {
     EXPECT_EQ(open(), "");
     EXPECT_EQ(calls.takeLog(),
               Log({"open /dev/input/event0 flags " + std::to_string(O_RDONLY | O_NONBLOCK | O_CLOEXEC)}));
 }
 
-TEST_F(Encoder, WorksOnDescriptorZero)
+TEST_F(Encoder, AcceptsDescriptorZero)
 {
     calls.nextFd = 0;
     calls.queueStep(1);
@@ -42,16 +42,16 @@ TEST_F(Encoder, WorksOnDescriptorZero)
     EXPECT_EQ(encoder.readStep(), 1);
 }
 
-TEST_F(Encoder, AMissingDeviceIsReportedAndReadsAsZero)
+TEST_F(Encoder, ReportsAMissingDeviceAndReturnsZero)
 {
-    EXPECT_EQ(encoder.readStep(), 0) << "before it is opened";
+    EXPECT_EQ(encoder.readStep(), 0) << "wrong step before the device is opened";
     calls.missingDevices = {"/dev/input/event0"};
     calls.queueStep(1);
     EXPECT_EQ(open(), "Error opening rotary event device\n");
     EXPECT_EQ(encoder.readStep(), 0);
 }
 
-TEST_F(Encoder, WithoutAPendingEventOneReadReturnsZero)
+TEST_F(Encoder, ReadsOnceAndReturnsZeroWithoutAPendingEvent)
 {
     open();
     calls.takeLog();
@@ -59,7 +59,7 @@ TEST_F(Encoder, WithoutAPendingEventOneReadReturnsZero)
     EXPECT_EQ(calls.takeLog(), Log({"encoder read of 24 bytes"}));
 }
 
-TEST_F(Encoder, ReturnsTheValueOfAnEventOfAnyTypeAndCode)
+TEST_F(Encoder, ReturnsTheEventValueForAnyTypeAndCode)
 {
     using Limits = std::numeric_limits<std::int32_t>;
     open();
@@ -73,7 +73,7 @@ TEST_F(Encoder, ReturnsTheValueOfAnEventOfAnyTypeAndCode)
     }
 }
 
-TEST_F(Encoder, ReturnsQueuedEventsOnePerCallInOrder)
+TEST_F(Encoder, ReturnsOneQueuedEventPerCallInOrder)
 {
     open();
     for (const std::int32_t step : {1, -1, 2}) {

@@ -1,4 +1,4 @@
-// Replaces every form of operator new and delete with malloc and free, so they also match under sanitizers.
+// Replaces every form of operator new and delete with malloc and free, so sanitizers report no mismatch.
 #include "tests/support/allocation_counter.h"
 
 #include <algorithm>
@@ -19,10 +19,10 @@ void* countedAlignedMalloc(std::size_t size, std::align_val_t alignment) noexcep
 {
     ++allocations;
     void* memory = nullptr;
-    // Unlike aligned_alloc, posix_memalign accepts any size, so AddressSanitizer knows the exact end of the array.
-    const bool isThere =
+    // Unlike aligned_alloc, posix_memalign accepts any size, so AddressSanitizer detects accesses past the end.
+    const bool isAllocated =
         posix_memalign(&memory, static_cast<std::size_t>(alignment), std::max<std::size_t>(size, 1)) == 0;
-    return isThere ? memory : nullptr;
+    return isAllocated ? memory : nullptr;
 }
 
 void* orThrow(void* memory)

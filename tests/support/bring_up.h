@@ -1,4 +1,4 @@
-// The log of the display's initialisation.
+// The log entries of the display's initialisation.
 #pragma once
 
 #include <string>
@@ -51,7 +51,7 @@ inline const std::vector<std::string> addressWindow = {
 };
 // clang-format on
 
-/// The whole memory of the controller, four pixels per byte.
+/// Zeros for the controller's entire memory, four pixels per byte.
 inline const std::vector<std::string> clearedRam = std::vector<std::string>(10240, "data 00");
 
 } // namespace bringUp

@@ -1,4 +1,4 @@
-// Formatting, keeping and comparing entries.
+// Formats, stores and compares log entries.
 #include "tests/support/call_log.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// What reached a simulated board, in order.
+// A log of the calls that a simulated board receives, in order.
 #pragma once
 
 #include <mutex>
@@ -7,15 +7,15 @@
 
 using Log = std::vector<std::string>;
 
-/// May be used from several threads.
+/// Thread-safe, except for `isOn`.
 class CallLog {
 public:
     /// Formats like printf.
     void note(const char* format, ...) __attribute__((format(printf, 2, 3)));
-    /// Returns the entries since the last call, and forgets them.
+    /// Returns the entries since the last call, and clears the log.
     Log take();
 
-    /// Off: nothing is logged, and no call allocates memory.
+    /// If false, nothing is logged, and no call allocates memory.
     bool isOn = true;
 
 private:
@@ -23,5 +23,5 @@ private:
     Log entries;
 };
 
-/// Describes the first entry that differs; empty if the logs are equal. For logs that are too long to print.
+/// Describes the first difference; empty if the logs are equal. For logs that are too long to print.
 [[nodiscard]] std::string firstDifference(const Log& actual, const Log& expected);

@@ -1,4 +1,4 @@
-# Sourced by tests that are shell scripts: runs, reports and counts their cases. Needs a folder $work for its log.
+# Sourced by tests that are shell scripts: runs, reports and counts their cases. Writes its log to the folder $work.
 # shellcheck shell=bash disable=SC2154 # the sourcing script sets work
 passed=0 failed=0
 
@@ -7,7 +7,8 @@ around_case() {
   "$@"
 }
 
-# it SENTENCE FUNCTION [ARGUMENT...]: runs a case in a subshell. It fails when any command of the function fails.
+# it SENTENCE FUNCTION [ARGUMENT...]: runs a case in a subshell. The case fails when any command of the
+# function fails.
 it() {
   local sentence=$1 outcome
   shift
@@ -26,7 +27,7 @@ it() {
   fi
 }
 
-# Prints the totals. Must be the last command of a test: its status is the test's.
+# Prints the totals. Must be the last command of a test, because the test exits with its status.
 finish() {
   echo "$passed passed, $failed failed"
   [[ $failed -eq 0 ]]

@@ -1,13 +1,13 @@
-# Sourced by the tests of both decrypt scripts: damaged, foreign and hostile firmware files, which each must reject.
-# Needs the fixture of the sourcing test, the device's root in $device_root, and in $drive the device node of a drive
-# that plug_firmware plugs.
+# Sourced by the tests of both decrypt scripts: damaged, wrongly signed and malicious firmware files
+# that both scripts must reject. The sourcing test provides the fixture and sets two variables: $device_root, the
+# root folder of the device, and $drive, the device node of the drive that plug_firmware plugs in.
 # shellcheck shell=bash disable=SC2154 # the sourcing script sets the variables
 
 # expect_corrupt FIRMWARE: decrypt.sh exits with 3 and leaves nothing in /tmp/fw.
 expect_corrupt() {
   plug_firmware "$1"
   expect 3 decrypt.sh "$drive"
-  [[ ! -e $device_root/tmp/fw ]] || { echo "leaves /tmp/fw"; return 1; }
+  [[ ! -e $device_root/tmp/fw ]] || { echo "/tmp/fw still exists"; return 1; }
   unplug_drive
 }
 
@@ -55,16 +55,16 @@ empty_container() {
   expect_corrupt bad.fw
 }
 
-# expect_archive_rejected: seals ./archive validly. decrypt.sh must reject it and leave no file of it anywhere.
+# expect_archive_rejected: seals ./archive validly. decrypt.sh must reject it and leave none of its files.
 expect_archive_rejected() {
   seal archive bad.fw
   expect_corrupt bad.fw
   local kernel=(-path "$device_root/proc" -o -path "$device_root/sys")
   [[ -z $(find "$device_root" \( "${kernel[@]}" \) -prune -o -name 'evil*' -print) ]] ||
-    { echo "leaves a file"; return 1; }
+    { echo "a file of the archive still exists"; return 1; }
 }
 
-# archive_parts: creates ./version.txt and ./firmware/a.txt, the content of every valid archive.
+# archive_parts: creates ./version.txt and ./firmware/a.txt, the minimum content of a valid archive.
 archive_parts() {
   rm -rf version.txt firmware
   echo 9.9 >version.txt
@@ -81,7 +81,7 @@ independently_sealed_archive() {
   [[ $(cat "$device_root/tmp/fw/firmware/a.txt") == a ]]
 }
 
-hostile_path() {
+malicious_path() {
   archive_parts
   echo x >evil
   tar -P --transform="s,^evil,$1," -cf archive version.txt firmware evil
@@ -143,13 +143,13 @@ container_cases() {
   it "decrypt exits 3 on firmware signed with another key" foreign_firmware
   it "decrypt exits 3 on a signed container without content" empty_container
   it "decrypt accepts an independently sealed archive" independently_sealed_archive
-  it "decrypt rejects an absolute path" hostile_path "/tmp/evil"
-  it "decrypt rejects an absolute path into the firmware" hostile_path "/firmware/evil"
-  it "decrypt rejects a path out of the firmware folder" hostile_path "firmware/../../../evil"
-  it "decrypt rejects a path out of the firmware folder and back into it" hostile_path "firmware/../firmware/evil"
-  it "decrypt rejects a file next to the firmware folder" hostile_path "evil.txt"
-  it "decrypt rejects a name with a quote" hostile_path 'firmware/evil".txt'
-  it "decrypt rejects a name with a line end" hostile_path 'firmware/evil\ntwo'
+  it "decrypt rejects an absolute path" malicious_path "/tmp/evil"
+  it "decrypt rejects an absolute path into the firmware" malicious_path "/firmware/evil"
+  it "decrypt rejects a path out of the firmware folder" malicious_path "firmware/../../../evil"
+  it "decrypt rejects a path out of the firmware folder and back into it" malicious_path "firmware/../firmware/evil"
+  it "decrypt rejects a file next to the firmware folder" malicious_path "evil.txt"
+  it "decrypt rejects a name with a quote" malicious_path 'firmware/evil".txt'
+  it "decrypt rejects a name with a line end" malicious_path 'firmware/evil\ntwo'
   it "decrypt rejects a symbolic link and files below it" symbolic_link
   it "decrypt rejects a hard link" hard_link
   it "decrypt rejects a named pipe" named_pipe

@@ -1,4 +1,4 @@
-# Sourced by tests of scripts: builds and damages firmware containers, with the keys in $work/keys.
+# Sourced by script tests: creates and damages firmware containers, with the keys in $work/keys.
 # shellcheck shell=bash disable=SC2154 # the sourcing script sets work
 
 # seal ARCHIVE OUT: compresses, encrypts and signs an archive. Implements the format independently of pack_firmware.sh.
@@ -10,7 +10,7 @@ seal() {
   sign sealed "$2" "$work/keys"
 }
 
-# sign FILE OUT KEYS
+# sign FILE OUT KEYS: writes FILE and its signature to OUT. KEYS: the folder that contains signing.key.
 sign() {
   openssl pkeyutl -sign -rawin -inkey "$3/signing.key" -in "$1" -out signature
   cat "$1" signature >"$2"

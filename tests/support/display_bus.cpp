@@ -1,4 +1,4 @@
-// Lines, bytes and transfers.
+// Logs and records the signals on the display's lines and bus.
 #include "tests/support/display_bus.h"
 
 #include <algorithm>

@@ -15,14 +15,14 @@ struct Transfer {
     std::vector<std::uint8_t> bytes;
     std::uint8_t precedingByte = 0;
     bool precedingByteWasCommand = false;
-    /// The data/command line was driven high for the transfer.
+    /// True if the data/command line was driven high for the transfer.
     bool isData = false;
-    /// Neither that line nor the bytes changed during the transfer.
+    /// True if neither the GPIO lines nor the bytes changed during the transfer.
     bool wasUndisturbed = false;
 };
 
-/// Logs "line 25 high", "command 5C", "data 9F" and "transfer of 10240 bytes". A byte for which the data/command line
-/// was not driven is logged as "undriven".
+/// Logs "line 25 high", "command 5C", "data 9F" and "transfer of 10240 bytes". The entry of a byte begins with
+/// "undriven" if the data/command line was not driven for that byte.
 class DisplayBus {
 public:
     static constexpr int dcLine = 7;
@@ -33,7 +33,7 @@ public:
     std::array<std::uint32_t, 1024> gpio{};
     void setLevel(int line, bool isHigh);
 
-    /// From now on, each transfer stays inside its write until it is released.
+    /// From now on, each transfer blocks in its write until it is released.
     void holdTransfers();
     void releaseOneTransfer();
     void releaseTransfers();

@@ -13,8 +13,8 @@ constexpr std::uint8_t transparent = 255;
 
 __extension__ using Wide = __int128;
 
-/// Whether Bresenham's line of `run` steps has moved `across` of `rise` pixels sideways after `along` steps. Halves are
-/// rounded up.
+/// Whether Bresenham's line passes `across` pixels from its start on the short axis after `along` steps on the long
+/// axis. The line is `run` pixels long on the long axis and `rise` on the short axis. Halves are rounded up.
 bool isOnLine(Wide along, Wide run, Wide across, Wide rise)
 {
     if (along < 0 || along > run) {

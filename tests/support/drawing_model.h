@@ -1,4 +1,4 @@
-// A second implementation of all drawing, pixel by pixel and independent of the product, that tests compare with.
+// A reference implementation of drawing and text layout, pixel by pixel and independent of the product.
 #pragma once
 
 #include <cstdint>
@@ -8,11 +8,11 @@
 
 namespace model {
 
-/// Has the operations of `Bitmap`. Coordinates and sizes are 64-bit, so no sum of 32-bit numbers overflows.
+/// Has the operations of `Bitmap`. Coordinates and sizes are 64-bit, so sums of 32-bit numbers do not overflow.
 struct Raster {
     std::int64_t width = 0;
     std::int64_t height = 0;
-    /// Row-major; empty if a side is below 1.
+    /// Row-major; empty if `width` or `height` is below 1.
     std::vector<std::uint8_t> pixels;
 
     Raster() = default;
@@ -25,7 +25,7 @@ struct Raster {
     [[nodiscard]] Raster scaled(std::int64_t factor) const;
     [[nodiscard]] Raster inkMask() const;
 
-    /// Clipped, like everything below.
+    /// Clipped to the raster, as are all operations below.
     void set(std::int64_t x, std::int64_t y, std::uint8_t value);
     void fill(std::uint8_t value);
     void fillRect(std::int64_t left, std::int64_t top, std::int64_t w, std::int64_t h, std::uint8_t value);

@@ -27,7 +27,7 @@ TEST(PictureTest, ConvertsBothWays)
     EXPECT_THROW((void)bitmapOf(Picture{"x"}), std::invalid_argument);
 }
 
-TEST(PictureTest, AnotherSizeOrPixelFailsWithBothPicturesSideBySide)
+TEST(PictureTest, MismatchFailsWithBothPicturesSideBySide)
 {
     const Bitmap bitmap = bitmapOf({"..", "#."});
     EXPECT_TRUE(shows(bitmap, {"..", "#."}));
@@ -39,7 +39,7 @@ TEST(PictureTest, AnotherSizeOrPixelFailsWithBothPicturesSideBySide)
                                                         "|##|      |#.|  <- differs\n");
 }
 
-/// The line drawn step by step. Both ends are within the raster.
+/// Draws Bresenham's line step by step. Both ends must be within the raster.
 model::Raster steppedLine(model::Raster raster, std::int64_t x, std::int64_t y, std::int64_t x1, std::int64_t y1)
 {
     const std::int64_t dx = std::abs(x1 - x);
@@ -63,7 +63,7 @@ model::Raster steppedLine(model::Raster raster, std::int64_t x, std::int64_t y, 
     }
 }
 
-TEST(DrawingModel, LinesInEveryDirectionConsistOfBresenhamsSteps)
+TEST(DrawingModel, LinesInEveryDirectionEqualBresenhamsLines)
 {
     constexpr std::int64_t reach = 12;
     const model::Raster blank(2 * reach + 1, 2 * reach + 1);

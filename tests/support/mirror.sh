@@ -12,7 +12,7 @@ host_mirror() {
   local mirror
   mirror=$(apt-get indextargets --format "\$(ORIGIN) \$(CODENAME) \$(REPO_URI)" 2>/dev/null |
     sed -n "s/^Debian $(host_release) //p" | sed -n 1p)
-  # A list of mirrors, as Debian's cloud images have it.
+  # Debian's cloud images name a file with a list of mirrors.
   [[ $mirror != mirror+file:* ]] || mirror=$(sed -n '/^http/{s/[[:space:]].*//p;q}' "${mirror#mirror+file:}")
   [[ -n $mirror ]] || { echo "${0##*/}: no package source for Debian $(host_release) (try apt-get update)" >&2; return 1; }
   printf '%s\n' "$mirror"

@@ -1,6 +1,6 @@
-// All functions of the C library that open a path or query its status, defined again so that the test double answers
-// for the device's paths. The dynamic linker resolves their names to the program's definitions first, also for calls
-// from shared libraries such as libstdc++. Which of them a library calls differs between its versions, so all are here.
+// Overrides all functions of the C library that open a path or query its status, so that the test double intercepts
+// the device's paths. The dynamic linker resolves these names to the program's definitions first, also for calls from
+// shared libraries. All functions are overridden, because versions of libstdc++ differ in the functions they call.
 #include "tests/support/system_calls.h"
 
 #include <cerrno>
@@ -12,7 +12,7 @@
 
 namespace {
 
-/// Returns the C library's function of that name.
+/// Returns the C library's function `name`.
 template <typename Function>
 Function* next(const char* name)
 {
@@ -29,7 +29,7 @@ const char* placeOf(const char* path)
     return place;
 }
 
-/// Whether a mode follows the flags of `open`. O_TMPFILE includes the bit of O_DIRECTORY.
+/// Whether `open` has a mode argument with these flags. O_TMPFILE includes the bit of O_DIRECTORY.
 bool isModeGiven(int flags)
 {
     return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
@@ -40,7 +40,7 @@ bool isModeGiven(int flags)
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library's headers use reserved names.
 // NOLINTBEGIN(bugprone-macro-parentheses): parameters and arguments are lists.
 
-/// Defines one function. `arguments` are those of the C library's function, with `place` instead of `path`.
+/// Defines one function. `arguments`: the arguments for the C library's function, with `place` instead of `path`.
 #define PATH_CALL(Result, failure, name, parameters, arguments)                                                        \
     Result name parameters                                                                                             \
     {                                                                                                                  \
@@ -49,7 +49,7 @@ bool isModeGiven(int flags)
         return place == nullptr ? failure : real arguments;                                                            \
     }
 
-/// The same for a function whose last argument is the mode, which is given for new files only.
+/// Defines a function whose last argument is the mode, which the caller passes for new files only.
 #define PATH_CALL_WITH_MODE(name, parameters, arguments)                                                               \
     int name parameters                                                                                                \
     {                                                                                                                  \

@@ -1,5 +1,5 @@
-// Tests that the stand-in for the board answers for paths, whichever function of the C library a caller uses. When
-// these fail, the cause of other failures is the stand-in and not the product.
+// Tests that the test double intercepts the device's paths in every function of the C library. If these tests fail,
+// other failures may be caused by the test double.
 #include "tests/support/scratch_folder.h"
 #include "tests/support/system_calls.h"
 
@@ -27,7 +27,7 @@ bool opens(std::FILE* file)
     return file != nullptr && std::fclose(file) == 0;
 }
 
-/// One way to find out whether the path exists.
+/// A function that shows whether the path exists.
 struct Query {
     const char* name;
     std::function<bool()> exists;
@@ -61,7 +61,7 @@ const Query queries[] = {
     {"std::ifstream", [] { return std::ifstream(path).is_open(); }},
 };
 
-TEST(PathCalls, AllFindAFileThatWasPlaced)
+TEST(PathCalls, EveryFunctionFindsAPlacedFile)
 {
     const ScratchFolder folder;
     folder.write("version", "1.0");
@@ -72,7 +72,7 @@ TEST(PathCalls, AllFindAFileThatWasPlaced)
     }
 }
 
-TEST(PathCalls, NoneFindsAFileThatWasNotPlaced)
+TEST(PathCalls, NoFunctionFindsAnUnplacedFile)
 {
     SystemCalls calls;
     for (const Query& query : queries) {
@@ -81,7 +81,7 @@ TEST(PathCalls, NoneFindsAFileThatWasNotPlaced)
     }
 }
 
-TEST(PathCalls, CreatesAFileThatWasPlaced)
+TEST(PathCalls, CreatesAPlacedFile)
 {
     const ScratchFolder folder;
     SystemCalls calls;
@@ -95,7 +95,7 @@ TEST(PathCalls, CreatesAFileThatWasPlaced)
     EXPECT_EQ(status.st_mode & 0777, 0640U);
 }
 
-TEST(PathCalls, FileStreamsReadAFileThatWasPlaced)
+TEST(PathCalls, FileStreamsReadAPlacedFile)
 {
     const ScratchFolder folder;
     folder.write("version", "1.0 beta");

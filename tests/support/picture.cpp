@@ -1,4 +1,4 @@
-// Converting, printing and comparing pictures.
+// Converts, prints and compares pictures.
 #include "tests/support/picture.h"
 
 #include <algorithm>
@@ -23,7 +23,7 @@ Pixel valueOf(char letter)
     if (letter >= '4' && letter <= '9') {
         return static_cast<Pixel>(letter - '0');
     }
-    throw std::invalid_argument(std::string("no pixel is written as ") + letter);
+    throw std::invalid_argument(std::string("invalid pixel character: ") + letter);
 }
 
 } // namespace
@@ -45,7 +45,7 @@ Bitmap bitmapOf(const Picture& picture)
     std::vector<std::uint8_t> values;
     for (const std::string& row : picture) {
         if (row.size() != width) {
-            throw std::invalid_argument("the rows of a picture have one length");
+            throw std::invalid_argument("the rows of the picture differ in length");
         }
         std::transform(row.begin(), row.end(), std::back_inserter(values), valueOf);
     }

@@ -1,4 +1,4 @@
-// Counting in /proc.
+// Reads the resources of a process from /proc.
 #include "tests/support/process_census.h"
 
 #include <filesystem>
@@ -23,7 +23,7 @@ std::size_t countEntries(const fs::path& folder)
     return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
 }
 
-/// The state as in ps(1); 0 if there is no such process.
+/// The state letter as in ps(1); 0 if the process does not exist.
 char stateOf(pid_t pid)
 {
     std::ifstream file(folderOf(pid) / "stat");
@@ -54,7 +54,7 @@ std::size_t residentKib(pid_t pid)
             return size;
         }
     }
-    throw std::runtime_error("the memory of process " + std::to_string(pid) + " is unknown");
+    throw std::runtime_error("cannot read the memory size of process " + std::to_string(pid));
 }
 
 } // namespace
@@ -63,7 +63,7 @@ ProcessCensus takeCensus(pid_t pid)
 {
     ProcessCensus census;
     census.descriptors = countEntries(folderOf(pid) / "fd");
-    census.descriptors -= pid == getpid() ? 1 : 0; // the one that lists the folder
+    census.descriptors -= pid == getpid() ? 1 : 0; // the descriptor that countEntries uses
     census.threads = countEntries(folderOf(pid) / "task");
     census.residentKib = residentKib(pid);
     countChildren(pid, census);

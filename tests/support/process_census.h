@@ -7,7 +7,7 @@
 struct ProcessCensus {
     std::size_t descriptors = 0;
     std::size_t threads = 0;
-    /// Running ones and zombies.
+    /// Running children and zombies.
     std::size_t children = 0;
     /// Children that have ended but have not been waited for.
     std::size_t zombies = 0;
@@ -15,7 +15,7 @@ struct ProcessCensus {
     std::size_t residentKib = 0;
 };
 
-/// Throws std::runtime_error if there is no such process.
+/// Throws std::runtime_error if the process does not exist.
 [[nodiscard]] ProcessCensus takeCensus(pid_t pid);
-/// False for a zombie.
+/// False if the process is a zombie or does not exist.
 [[nodiscard]] bool isRunning(pid_t pid);

@@ -1,4 +1,4 @@
-// A temporary folder of one test, removed with its contents at the end of the test.
+// A temporary folder for one test. The destructor removes it with its contents.
 #pragma once
 
 #include <cstdlib>
@@ -33,7 +33,7 @@ public:
     {
         std::ofstream(folder / name, std::ios::binary) << contents;
     }
-    /// Empty if there is no such file.
+    /// Empty if the file does not exist.
     [[nodiscard]] std::string read(const std::string& name) const
     {
         std::ifstream file(folder / name, std::ios::binary);

@@ -1,4 +1,4 @@
-// Starting, reading and ending commands.
+// Starts, reads and ends commands.
 #include "tests/support/scripted_commands.h"
 
 #include <algorithm>
@@ -21,7 +21,7 @@ std::FILE* ScriptedCommands::start(const char* commandLine, const char* mode)
     }
     auto scripted = scripts.extract(commandLine);
     if (scripted.empty() && std::string_view(commandLine).starts_with("/usr/sbin/")) {
-        throw std::logic_error(std::string("a script of the device was started: ") + commandLine);
+        throw std::logic_error(std::string("the test did not script this command: ") + commandLine);
     }
     running = scripted.empty() ? ScriptedCommand{commandLine, {}, {}} : std::move(scripted.mapped());
     isScripted = !running.reads.empty();

@@ -1,4 +1,4 @@
-// Commands whose output and exit status a test chooses.
+// Commands whose output and exit status are set by a test.
 #pragma once
 
 #include "tests/support/call_log.h"
@@ -12,22 +12,22 @@
 #include <string>
 #include <sys/types.h>
 
-/// The result of one or more reads of a command's output: bytes, an error, or, with neither, the end of the output.
+/// The result of one or more reads of a command's output: bytes or an error. Without either, the end of the output.
 struct ScriptedRead {
     std::string bytes;
     int error = 0;
 };
 
-/// No output for now.
+/// The command is running but has written no output.
 inline const ScriptedRead nothingNow = {"", EAGAIN};
 
-/// What a command does instead of what its command line says.
+/// Replaces the command of a command line.
 struct ScriptedCommand {
-    /// Runs in a shell; its exit code is the command's.
+    /// Runs in a shell instead of the command line.
     std::string shellLine = "exit 0";
     /// The results of the reads, followed by the end of the output. If empty, reads return the output of `shellLine`.
     std::deque<ScriptedRead> reads;
-    /// If set, no process is started, and this is the wait status (waitpid(2)). Requires `reads`.
+    /// If set, the wait status (waitpid(2)); no process is started. Requires `reads`.
     std::optional<int> waitStatus = std::nullopt;
 };
 
@@ -36,20 +36,20 @@ class ScriptedCommands {
 public:
     explicit ScriptedCommands(CallLog& callLog) : log(callLog) {}
 
-    /// Applies to the next start of `commandLine`. Other commands run unchanged, but starting one of the device's
-    /// scripts throws std::logic_error.
+    /// Applies to the next start of `commandLine`. Unscripted commands run unchanged, but an unscripted command in
+    /// /usr/sbin throws std::logic_error.
     void script(const std::string& commandLine, ScriptedCommand command) { scripts[commandLine] = std::move(command); }
     bool commandStartFails = false;
     bool exitStatusFails = false;
-    /// Of the command started last; -1 after its end.
+    /// The descriptor of the command started last; -1 after its end.
     [[nodiscard]] int commandDescriptor() const { return pipeFd; }
     [[nodiscard]] std::size_t commandReads() const { return readCount; }
 
-    // The system calls.
+    // The system calls. `errno` is set on failure.
 
     std::FILE* start(const char* commandLine, const char* mode);
     int finish(std::FILE* file);
-    /// No value: the descriptor is not the command's.
+    /// Returns nothing if `descriptor` does not belong to the command.
     std::optional<ssize_t> readCommand(int descriptor, void* buffer, std::size_t size);
 
 private:
@@ -62,6 +62,6 @@ private:
     std::FILE* pipe = nullptr;
     int pipeFd = -1;
     std::size_t readCount = 0;
-    /// The number of bytes already read from the first of the running command's reads.
+    /// The number of bytes already taken from `running.reads.front()`.
     std::size_t readOffset = 0;
 };

@@ -1,5 +1,5 @@
-# Puts the test double of the system calls below a program. The program defines all functions that take a path, so that
-# calls from the standard library reach the double too. The linker redirects the other calls of the product.
+# Links a program with the test double of the system calls. The double overrides the functions that take a path, also
+# for calls from the standard library. The linker redirects the other system calls of the product.
 if(NOT TARGET system_calls)
     set(parts call_log.cpp display_bus.cpp path_calls.cpp scripted_commands.cpp system_calls.cpp wrapped_calls.cpp)
     list(TRANSFORM parts PREPEND ${CMAKE_CURRENT_LIST_DIR}/)
@@ -10,7 +10,7 @@ if(NOT TARGET system_calls)
         target_link_options(system_calls INTERFACE -Wl,--wrap=${call})
     endforeach()
     if(TARGET test_support)
-        target_link_libraries(system_calls PRIVATE test_support) # the same definitions as its precompiled headers
+        target_link_libraries(system_calls PRIVATE test_support) # must match its precompiled headers
         target_precompile_headers(system_calls REUSE_FROM test_support)
     endif()
 endif()

@@ -1,4 +1,4 @@
-// The devices behind the system calls.
+// Simulated devices for the intercepted system calls.
 #include "tests/support/system_calls.h"
 
 #include "hw/gpio_registers.h"
@@ -16,7 +16,8 @@
 
 namespace {
 
-/// The sleep of the main loop. It is no time to look at the lines: after the first frame another thread drives them.
+/// The main loop's sleep, in microseconds. The lines are not sampled here, because the frame writer thread may be
+/// driving them.
 constexpr unsigned loopSleep = 1000;
 
 volatile std::uint32_t* registersBefore = nullptr;
@@ -44,7 +45,7 @@ Result failure(int error, Result result)
 SystemCalls::SystemCalls() : DisplayBus(static_cast<CallLog&>(*this)), ScriptedCommands(static_cast<CallLog&>(*this))
 {
     if (current != nullptr) {
-        throw std::logic_error("two test doubles of the system calls at once");
+        throw std::logic_error("a SystemCalls instance already exists");
     }
     setLevel(6, true); // the button is not pressed
     current = this;

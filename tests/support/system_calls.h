@@ -1,5 +1,4 @@
-// A test double of the system calls, for tests, fuzzing and benchmarks of everything that uses devices, files or
-// commands.
+// A test double of the system calls, for tests, fuzzing and benchmarks of code that uses devices, files or commands.
 #pragma once
 
 #include "tests/support/call_log.h"
@@ -16,10 +15,10 @@
 #include <string_view>
 #include <sys/types.h>
 
-/// Answers the system calls on the device's fixed paths as long as it exists; there is at most one. All other calls go
-/// to the system. system_calls.cmake puts it below a program.
+/// While an instance exists, it intercepts the system calls on the device's fixed paths, sleeps and commands. All other
+/// calls go to the system. At most one instance may exist. system_calls.cmake links the test double to a program.
 ///
-/// The log has one line per call: those of DisplayBus and ScriptedCommands, and
+/// The log has one line per call: the lines of DisplayBus and ScriptedCommands, and
 ///
 ///     open /dev/spidev0.0 flags 1      ioctl 40016B01 = 3         close /dev/spidev0.0
 ///     wait 20000 us                    mmap length 4096 ...       encoder read of 24 bytes
@@ -33,15 +32,15 @@ public:
 
     Log takeLog() { return take(); }
     using CallLog::note;
-    /// Off: no call allocates memory, and transfers are counted but not kept.
+    /// If false, no call allocates memory, and transfers are counted but not recorded.
     void setLogging(bool value) { isOn = value; }
 
-    // Devices. All exist and work; the encoder and the I2C bus have nothing to read.
+    // Devices. By default all exist and work; reads from the encoder and the I2C bus fail until input is queued.
 
     std::set<std::string, std::less<>> missingDevices;
     std::set<unsigned long> failingIoctls;
     bool mappingFails = false;
-    /// The largest number of bytes that a write to a device takes; if negative, it fails.
+    /// The largest number of bytes that a write to a device accepts. If negative, writes fail.
     std::atomic<ssize_t> writeLimit = 1 << 30;
     /// The descriptor of the next device that is opened.
     int nextFd = firstFd;
@@ -51,7 +50,7 @@ public:
     void queueStep(std::int32_t value) { queueEncoderEvent(2, 8, value); }
     void queueI2cByte(std::uint8_t value) { i2cBytes.push_back(value); }
 
-    /// What the product mapped before `main`.
+    /// The mapping that the product made before `main`.
     struct StartupMapping {
         int count = 0;
         off_t physicalBase = 0;
@@ -65,13 +64,13 @@ public:
 
     // The system calls. Each sets `errno` on failure.
 
-    /// Null between two tests and before `main`.
+    /// The existing instance; null if there is none.
     static SystemCalls* current;
 
     [[nodiscard]] static bool isDevice(std::string_view path);
-    /// Whether the descriptor is, or was, that of a device.
+    /// Whether the descriptor is or was open on a device.
     [[nodiscard]] static bool owns(int fd);
-    /// Also before `main` and between two tests, when only /dev/mem can be opened.
+    /// Without an instance, only /dev/mem can be opened.
     static int openAnyDevice(const char* path, int flags);
     int openDevice(const char* path, int flags);
     int closeDevice(int fd);
@@ -80,19 +79,20 @@ public:
     ssize_t readDevice(int fd, void* buffer, std::size_t count);
     void* map(std::size_t length, int protection, int flags, int fd, off_t offset);
     void wait(unsigned microseconds);
-    /// The file to use in place of `path`: `path` itself if it is not the device's, null if it does not exist.
+    /// Returns the file to use in place of `path`: null if `path` does not exist on the device, `path` itself if the
+    /// double does not intercept it.
     const char* resolve(const char* path) const;
 
 private:
     [[nodiscard]] const std::string& pathOf(int fd) const;
     ssize_t limited(std::size_t count) const;
 
-    /// Far above the limit of a process, so that a descriptor that bypasses the double is invalid.
+    /// Far above the limit of a process, so calls that bypass the double fail.
     static constexpr int firstFd = 900000;
 
-    /// Guards `devices`, which the product's threads use too.
+    /// Guards `devices`, which is also used by the product's threads.
     mutable std::mutex mutex;
-    /// The paths of the open ones.
+    /// Open descriptors and their paths.
     std::map<int, std::string> devices;
     bool hasOpenedZero = false;
     std::deque<std::string> encoderReads;

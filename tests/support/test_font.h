@@ -1,4 +1,4 @@
-// The image store and the fonts in tests: initially empty, filled with written pictures.
+// Fills the image store and the font registry for tests.
 #pragma once
 
 #include "graphics/font.h"
@@ -38,7 +38,7 @@ inline void storeGlyph(const std::string& directory, std::uint8_t code, const Pi
     storeImage(directory + '/' + file, picture);
 }
 
-/// Builds the font "tiny": glyphs of 3 rows; 'a' has 2 columns, 'b' 3, 'i' 1, the stand-in for missing glyphs 4. The
+/// Builds the font "tiny": glyphs of 3 rows; 'a' has 2 columns, 'b' 3, 'i' 1, the replacement glyph 4. The
 /// letter spacing is 1, the line spacing 2.
 inline void buildTinyFont()
 {

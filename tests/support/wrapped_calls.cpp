@@ -1,5 +1,5 @@
-// The functions that the linker calls instead of the C library's for descriptors and processes (ld(1), --wrap). Each
-// passes the call to the test double, if there is one and the call concerns it.
+// Wrappers of the C library's functions for descriptors, sleeps and processes (ld(1), --wrap). Each passes intercepted
+// calls to the test double, if an instance exists, and all other calls to the C library.
 #include "tests/support/system_calls.h"
 
 #include <cerrno>
@@ -23,7 +23,7 @@ constexpr int startupFd = 899999;
 constinit std::uint32_t startupBlock[1024] = {};
 constinit SystemCalls::StartupMapping startup;
 
-/// Null if the descriptor is not a device's.
+/// Returns null if `fd` does not belong to a simulated device.
 SystemCalls* ownerOf(int fd)
 {
     return SystemCalls::owns(fd) ? SystemCalls::current : nullptr;

@@ -1,4 +1,4 @@
-// The artwork: number, sizes and shapes of the pictures under img/.
+// Tests of the artwork: the number, sizes and shapes of the pictures under img/.
 #include "tools/image_folder.h"
 #include "tools/png_image.h"
 
@@ -36,7 +36,7 @@ Rows blank(std::size_t width, std::size_t height)
     return Rows(height, std::string(width, '.'));
 }
 
-/// Replaces the part of `picture` at column `x`, row `y` by `part`.
+/// Copies `part` into `picture` at column `x`, row `y`.
 void place(Rows& picture, const Rows& part, std::size_t x, std::size_t y)
 {
     for (std::size_t i = 0; i < part.size(); ++i) {
@@ -54,7 +54,7 @@ Rows inverted(Rows picture)
     return picture;
 }
 
-TEST(Art, Has113PicturesWith47656Pixels)
+TEST(Art, FolderContains113PicturesWith47656Pixels)
 {
     const std::vector<std::string> names = listPictures(IMG_DIR);
     std::size_t pixels = 0;
@@ -66,7 +66,7 @@ TEST(Art, Has113PicturesWith47656Pixels)
     EXPECT_EQ(pixels, 47656U);
 }
 
-TEST(Art, HasOnlyBackgroundAndFullInk)
+TEST(Art, PicturesContainOnlyBackgroundAndFullInk)
 {
     for (const std::string& name : listPictures(IMG_DIR)) {
         for (const std::string& row : picture(name)) {
@@ -153,7 +153,7 @@ const std::vector<Button> buttons = {
      }},
 };
 
-TEST(ButtonArt, ShowsOnlyItsIcon)
+TEST(ButtonArt, UnselectedButtonsContainOnlyTheIcon)
 {
     for (const Button& button : buttons) {
         Rows expected = blank(button.width, 19);
@@ -162,7 +162,7 @@ TEST(ButtonArt, ShowsOnlyItsIcon)
     }
 }
 
-TEST(ButtonArt, IsInvertedWhenSelected)
+TEST(ButtonArt, SelectedButtonsAreInverted)
 {
     for (const Button& button : buttons) {
         EXPECT_EQ(picture(button.name + "_selected.png"), inverted(picture(button.name + ".png"))) << button.name;
@@ -187,7 +187,7 @@ struct Corner {
 constexpr std::array<Corner, 8> ringCorners = {
     {{21, 0}, {36, 7}, {42, 21}, {36, 35}, {21, 42}, {7, 35}, {0, 21}, {7, 7}}};
 
-TEST(WheelArt, FrameKShowsEightRingsOfWhichTheKthIsFilled)
+TEST(WheelArt, FrameKContainsEightRingsAndFillsOnlyRingK)
 {
     for (std::size_t frame = 0; frame < ringCorners.size(); ++frame) {
         Rows expected = blank(51, 51);
@@ -260,7 +260,7 @@ bool columnHasInk(const Rows& rows, std::size_t x)
     return std::any_of(rows.begin(), rows.end(), [x](const std::string& row) { return row.at(x) == '#'; });
 }
 
-TEST(GlyphArt, ExistsForPrintableAsciiAndTwoSpecialCodes)
+TEST(GlyphArt, FontCoversPrintableAsciiAndTwoSpecialCodes)
 {
     std::vector<std::string> expected;
     for (const int code : glyphCodes()) {
@@ -273,7 +273,7 @@ TEST(GlyphArt, ExistsForPrintableAsciiAndTwoSpecialCodes)
     EXPECT_EQ(actual.size(), 97U);
 }
 
-TEST(GlyphArt, HasEightRowsAndFillsItsWidth)
+TEST(GlyphArt, GlyphsHaveEightRowsAndFillTheirWidth)
 {
     for (const int code : glyphCodes()) {
         SCOPED_TRACE(glyphName(code));
@@ -287,12 +287,12 @@ TEST(GlyphArt, HasEightRowsAndFillsItsWidth)
     }
 }
 
-TEST(GlyphArt, OfTheSpaceIsEmpty)
+TEST(GlyphArt, SpaceIsEmpty)
 {
     EXPECT_EQ(glyph(' '), blank(4, 8));
 }
 
-TEST(GlyphArt, OfCapitalsAndDigitsFillsRows0To6)
+TEST(GlyphArt, CapitalsAndDigitsSpanRows0To6)
 {
     for (const char character : std::string("ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789")) {
         EXPECT_EQ(topOf(glyph(character)), 0) << character;
@@ -300,7 +300,7 @@ TEST(GlyphArt, OfCapitalsAndDigitsFillsRows0To6)
     }
 }
 
-TEST(GlyphArt, OfLowerCaseLettersKeepsTheXHeightAndTheBaseline)
+TEST(GlyphArt, LowerCaseLettersAlignWithXHeightAndBaseline)
 {
     for (const char character : std::string("acegmnopqrsuvwxyz")) {
         EXPECT_EQ(topOf(glyph(character)), 2) << character;
@@ -315,17 +315,17 @@ TEST(GlyphArt, OfLowerCaseLettersKeepsTheXHeightAndTheBaseline)
     }
 }
 
-TEST(GlyphArt, OfAMissingCharacterIsAHollowBox)
+TEST(GlyphArt, ReplacementGlyphIsAHollowBox)
 {
     EXPECT_EQ(glyph(boxCode), (Rows{"#####", "#...#", "#...#", "#...#", "#...#", "#...#", "#####", "....."}));
 }
 
-TEST(GlyphArt, OfTheDegreeSignIsARingInTheTopRows)
+TEST(GlyphArt, DegreeSignIsARingInTheTopRows)
 {
     EXPECT_EQ(glyph(degreeCode), (Rows{".#.", "#.#", ".#.", "...", "...", "...", "...", "..."}));
 }
 
-TEST(GlyphArt, DiffersForEveryCode)
+TEST(GlyphArt, GlyphsAreUnique)
 {
     std::map<Rows, int> known;
     for (const int code : glyphCodes()) {

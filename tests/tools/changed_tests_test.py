@@ -1,4 +1,4 @@
-"""Tests of tools/changed_tests.py: what makes a test run again."""
+"""Tests of tools/changed_tests.py: the changes that require a test to run again."""
 
 import pathlib
 import sys
@@ -11,9 +11,9 @@ import changed_tests
 
 class ChangedTests(unittest.TestCase):
     def setUp(self):
-        holder = tempfile.TemporaryDirectory()
-        self.addCleanup(holder.cleanup)
-        self.folder = pathlib.Path(holder.name)
+        temporary = tempfile.TemporaryDirectory()
+        self.addCleanup(temporary.cleanup)
+        self.folder = pathlib.Path(temporary.name)
         self.data = self.folder / "data" / "inner"
         self.data.mkdir(parents=True)
         (self.data / "first").write_text("1")
@@ -29,19 +29,19 @@ class ChangedTests(unittest.TestCase):
             "properties": [{"name": name, "value": value} for name, value in properties.items()],
         })
 
-    def test_the_same_files_have_the_same_state(self):
+    def test_unchanged_files_keep_the_state(self):
         (self.data / "first").write_text("1")
         (self.data / "__pycache__").mkdir()
         self.assertEqual(self.state(), self.first_state)
 
-    def test_another_program_changes_the_state(self):
+    def test_a_changed_program_changes_the_state(self):
         self.program.write_text("Program")
         self.assertNotEqual(self.state(), self.first_state)
 
-    def test_another_argument_changes_the_state(self):
+    def test_a_changed_argument_changes_the_state(self):
         self.assertNotEqual(self.state("--some"), self.first_state)
 
-    def test_another_environment_changes_the_state(self):
+    def test_a_changed_environment_changes_the_state(self):
         self.assertNotEqual(self.state(ENVIRONMENT=["NAME=value"]), self.first_state)
 
     def test_changed_data_changes_the_state(self):
@@ -64,7 +64,7 @@ class ChangedTests(unittest.TestCase):
         (self.data / "first").chmod(0o755)
         self.assertNotEqual(self.state(), self.first_state)
 
-    def test_the_report_tells_passed_tests_from_failed_and_skipped_ones(self):
+    def test_the_report_distinguishes_passed_failed_and_skipped_tests(self):
         report = self.folder / "report.xml"
         report.write_text(
             '<testsuite><testcase name="a" status="run"/><testcase name="b" status="fail"/>'

@@ -1,4 +1,4 @@
-// generate_image_table as the build runs it: arguments, messages, the file it writes.
+// Tests of the program generate_image_table: arguments, messages and output file.
 #include "tests/support/scratch_folder.h"
 #include "tests/tools/png_writing.h"
 
@@ -24,7 +24,7 @@ using Names = std::vector<std::string>;
 
 struct Environment {
     const char* locale = "C";
-    /// Writes beyond this many bytes of a file fail, as on a full disk.
+    /// The largest file size in bytes. Writes beyond it fail, as on a full disk.
     rlim_t largestFile = RLIM_INFINITY;
 };
 
@@ -74,7 +74,7 @@ protected:
             setenv("LC_ALL", environment.locale, 1);
             const rlimit limit{environment.largestFile, environment.largestFile};
             setrlimit(RLIMIT_FSIZE, &limit);
-            std::signal(SIGXFSZ, SIG_IGN); // the write fails instead
+            std::signal(SIGXFSZ, SIG_IGN); // lets the write fail instead
             if (chdir(folder.path().c_str()) == 0) {
                 execv(argv[0], argv.data());
             }
@@ -97,7 +97,7 @@ protected:
         return {1, "", "generate_image_table: " + file.string() + ": " + reason + "\n"};
     }
 
-    /// What the generator wrote to its usual place.
+    /// The generator's output file.
     [[nodiscard]] std::string table() const { return folder.read("output/table.cpp"); }
 
     [[nodiscard]] Names outputFolder() const
@@ -181,7 +181,7 @@ TEST_F(GenerateImageTable, ReportsTheFirstInvalidPictureAndKeepsTheOldOutput)
     EXPECT_EQ(outputFolder(), Names{"table.cpp"});
 }
 
-TEST_F(GenerateImageTable, WritesNothingWhenTheFirstRunFails)
+TEST_F(GenerateImageTable, WritesNothingIfTheFirstRunFails)
 {
     EXPECT_EQ(run(), failure(img, "is not a folder"));
     EXPECT_EQ(outputFolder(), Names{});
@@ -216,7 +216,7 @@ TEST_F(GenerateImageTable, KeepsTheOldOutputWhenTheDiskIsFull)
     EXPECT_EQ(outputFolder(), Names{"table.cpp"});
 }
 
-/// Equal pictures give equal bytes.
+/// The output depends only on the pictures.
 class EqualPictures : public GenerateImageTable {
 protected:
     /// The output for the same pictures, created in the given order.
@@ -234,7 +234,7 @@ protected:
                    "b.png",       "font8/00.png", "b_0.png",     "icons/ok.png"};
 };
 
-TEST_F(EqualPictures, GiveTheSameTableInWhateverOrderTheyWereCreated)
+TEST_F(EqualPictures, TableIsIndependentOfTheCreationOrder)
 {
     const std::string first = tableAfterCreating(names);
     std::sort(names.begin(), names.end());
@@ -243,7 +243,7 @@ TEST_F(EqualPictures, GiveTheSameTableInWhateverOrderTheyWereCreated)
     EXPECT_EQ(tableAfterCreating(names), first);
 }
 
-TEST_F(EqualPictures, GiveTheSameTableUnderAnyPath)
+TEST_F(EqualPictures, TableIsIndependentOfThePath)
 {
     const std::string first = tableAfterCreating(names);
     for (const char* spelling : {"img", "img/", "./img", "output/../img//"}) {
@@ -255,7 +255,7 @@ TEST_F(EqualPictures, GiveTheSameTableUnderAnyPath)
     EXPECT_EQ(tableAfterCreating(names), first);
 }
 
-TEST_F(EqualPictures, GiveTheSameTableInEveryLocale)
+TEST_F(EqualPictures, TableIsIndependentOfTheLocale)
 {
     const std::string first = tableAfterCreating(names);
     for (const char* locale : {"C.UTF-8", "de_DE.UTF-8", "tr_TR.UTF-8", "missing"}) {

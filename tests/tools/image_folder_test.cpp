@@ -1,4 +1,4 @@
-// listPictures: which names it accepts, and their order.
+// Tests of listPictures: accepted names, errors and order.
 #include "tests/support/scratch_folder.h"
 #include "tools/image_folder.h"
 #include "tools/refusal.h"
@@ -17,7 +17,7 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-/// The content of the files does not matter to listPictures.
+/// listPictures does not read the contents of files.
 void addFile(const fs::path& file)
 {
     fs::create_directories(file.parent_path());
@@ -43,7 +43,7 @@ protected:
     {
         const std::string expected = (img / name).string() + ": " + reason;
         const std::string actual = refusalOf(img);
-        EXPECT_TRUE(actual.starts_with(expected)) << actual << "\ninstead of\n" << expected;
+        EXPECT_TRUE(actual.starts_with(expected)) << actual << "\ndoes not start with\n" << expected;
     }
 
     ScratchFolder folder;
@@ -66,7 +66,7 @@ TEST_F(ListPictures, IgnoresEmptyFolders)
     EXPECT_EQ(listPictures(img), Names{"a.png"});
 }
 
-TEST_F(ListPictures, AcceptsEveryNameOfTheFormat)
+TEST_F(ListPictures, AcceptsValidNames)
 {
     const Names names = {
         "0.png",
@@ -86,7 +86,7 @@ TEST_F(ListPictures, AcceptsEveryNameOfTheFormat)
     EXPECT_EQ(listPictures(img), names);
 }
 
-TEST_F(ListPictures, RejectsEveryOtherName)
+TEST_F(ListPictures, RejectsInvalidNames)
 {
     struct Case {
         std::string file;
@@ -156,7 +156,7 @@ TEST_F(ListPictures, RejectsAPipeWithoutOpeningIt)
     expectRefusal("b.png", "is neither a regular file nor a folder");
 }
 
-TEST_F(ListPictures, RejectsAnythingButAFolder)
+TEST_F(ListPictures, RejectsPathsThatAreNotFolders)
 {
     addFile(img / "a.png");
     EXPECT_EQ(refusalOf(img / "a.png"), (img / "a.png").string() + ": is not a folder");
@@ -173,7 +173,7 @@ TEST_F(ListPictures, RejectsAFolderWithoutPictures)
 TEST_F(ListPictures, RejectsAnUnreadableFolder)
 {
     if (geteuid() == 0) {
-        GTEST_SKIP() << "root can read every folder";
+        GTEST_SKIP() << "root can read any folder";
     }
     addFile(img / "icons/a.png");
     fs::permissions(img / "icons", fs::perms::none);

@@ -18,7 +18,7 @@ def in_function(statement):
 
 
 class Mutations(unittest.TestCase):
-    def test_each_changes_one_operator_constant_or_statement(self):
+    def test_each_mutant_changes_one_operator_constant_or_statement(self):
         cases = {
             "x = a + b;": {"x = a - b;", ";"},
             "return a + b;": {"return a - b;"},
@@ -44,7 +44,7 @@ class Mutations(unittest.TestCase):
             with self.subTest(statement):
                 self.assertEqual(mutants(in_function(statement)), set(map(in_function, expected)))
 
-    def test_comments_and_declarations_do_not_change(self):
+    def test_comments_and_declarations_have_no_mutants(self):
         for statement in [
             "// a + b, 1;",
             "const int a = b;",
@@ -66,7 +66,7 @@ class Mutations(unittest.TestCase):
 
 
 class Survivors(unittest.TestCase):
-    def test_each_entry_describes_a_mutant_of_the_product(self):
+    def test_each_known_survivor_is_a_mutant_of_the_product(self):
         self.assertEqual(mutate.stale_survivors(), [])
 
 

@@ -1,4 +1,4 @@
-// readPngImage: which PNG files it accepts, and the levels it returns.
+// Tests of readPngImage: accepted PNG files, returned levels and errors.
 #include "tests/support/scratch_folder.h"
 #include "tests/tools/png_writing.h"
 #include "tools/png_image.h"
@@ -127,7 +127,8 @@ protected:
         } catch (const Refusal& refusal) {
             const std::string message = refusal.what();
             const std::string name = file.string() + ": ";
-            return message.starts_with(name) ? message.substr(name.size()) : "without the file's name: " + message;
+            return message.starts_with(name) ? message.substr(name.size())
+                                             : "the message does not begin with the file name: " + message;
         }
     }
     [[nodiscard]] std::string refusalOf(const PngPicture& picture) const { return refusalOf(encodePng(picture)); }
@@ -208,7 +209,7 @@ TEST_F(ReadPngImage, IgnoresChunksThatDoNotAffectThePixels)
     EXPECT_EQ(levelsOf(withChunk(encodePng({}), "abCd", "unknown ancillary chunk")), "3");
 }
 
-TEST_F(ReadPngImage, RejectsPixelsThatHaveNoLevel)
+TEST_F(ReadPngImage, RejectsPixelsThatAreNotOpaqueLevels)
 {
     struct Case {
         PngPicture picture;
@@ -237,7 +238,7 @@ TEST_F(ReadPngImage, RejectsPixelsThatHaveNoLevel)
     };
     for (const Case& c : cases) {
         const std::string refusal = refusalOf(c.picture);
-        EXPECT_TRUE(refusal.starts_with(c.reason)) << refusal << "\ninstead of\n" << c.reason;
+        EXPECT_TRUE(refusal.starts_with(c.reason)) << refusal << "\ndoes not start with\n" << c.reason;
     }
 }
 
@@ -249,7 +250,7 @@ TEST_F(ReadPngImage, ReportsTheFirstOfSeveralWrongPixelsInReadingOrder)
     EXPECT_TRUE(refusalOf(interlaced(picture)).starts_with("pixel (4, 2) is #010101"));
 }
 
-/// libpng's own words in parentheses differ between its versions.
+/// The text in parentheses comes from libpng and depends on its version.
 TEST_F(ReadPngImage, RejectsFilesThatAreNotOneValidPng)
 {
     struct Case {
@@ -275,7 +276,7 @@ TEST_F(ReadPngImage, RejectsFilesThatAreNotOneValidPng)
     };
     for (const Case& c : cases) {
         const std::string refusal = refusalOf(c.content);
-        EXPECT_TRUE(refusal.starts_with(c.reason)) << refusal << "\ninstead of\n" << c.reason;
+        EXPECT_TRUE(refusal.starts_with(c.reason)) << refusal << "\ndoes not start with\n" << c.reason;
     }
 }
 

@@ -15,7 +15,7 @@ struct PngPicture {
     int colourType = PNG_COLOR_TYPE_GRAY;
     int bitDepth = 8;
     std::vector<png_color> palette = {};
-    /// Alpha of the first palette entries; the others are opaque.
+    /// The alpha of the first palette entries. All further entries are opaque.
     std::vector<png_byte> paletteAlpha = {};
     /// The transparent colour of a picture that has neither a palette nor an alpha channel.
     std::optional<png_color_16> transparentColour = {};

@@ -1,4 +1,4 @@
-// Tests of running a command: lines, exit status, and never blocking.
+// Tests of the command runner: output lines, exit status, and non-blocking polls.
 #include "updater/command_runner.h"
 
 #include "tests/support/scratch_folder.h"
@@ -42,7 +42,7 @@ std::uint32_t pollUntilEnd(CommandRunner& runner)
 
 class Runner : public testing::Test {
 protected:
-    /// Starts a command with these results of reads, followed by the end of its output.
+    /// Starts a command with the given read results, followed by the end of the output.
     void start(std::deque<ScriptedRead> reads, int exitCode = 0)
     {
         reads.push_back({"", 0});
@@ -69,7 +69,7 @@ void PrintTo(const LinesCase& lines, std::ostream* stream)
 
 class RunnerLines : public Runner, public testing::WithParamInterface<LinesCase> {};
 
-TEST_P(RunnerLines, AreSplitAtLineFeeds)
+TEST_P(RunnerLines, OutputIsSplitAtLineFeeds)
 {
     std::deque<ScriptedRead> reads;
     for (const std::string& bytes : GetParam().reads) {
@@ -120,7 +120,7 @@ RC_GTEST_FIXTURE_PROP(Runner, QueuesTheSameLinesHoweverTheOutputIsSplitIntoReads
             letter == '\n' ? expected.emplace_back() : expected.back() += letter;
         }
     }
-    expected.pop_back(); // what follows the last line feed
+    expected.pop_back(); // an incomplete line is not queued
     start(std::move(scripted));
     std::uint32_t status = running;
     while (status == running) {
@@ -157,17 +157,17 @@ TEST_F(Runner, TakesTheOldestLineFirstAndCountsTheRest)
 
 // Polling.
 
-TEST_F(Runner, OnePollDrainsEverythingWrittenSoFar)
+TEST_F(Runner, PollReadsAllAvailableOutput)
 {
     start({{std::string(500, 'a') + "\n", 0}, {"b\n", 0}, nothingNow, {"c\n", 0}, nothingNow});
     EXPECT_EQ(runner->poll(), running);
     EXPECT_EQ(runner->lineCount(), 2U);
-    EXPECT_EQ(calls.commandReads(), 6U) << "128 + 128 + 128 + 117 bytes, 2 bytes, nothing";
+    EXPECT_EQ(calls.commandReads(), 6U) << "wrong number of reads of 128 + 128 + 128 + 117 bytes, 2 bytes and nothing";
     EXPECT_EQ(runner->poll(), running);
     EXPECT_EQ(runner->lineCount(), 3U);
 }
 
-TEST_F(Runner, AChunkThatBeginsWithAZeroByteEndsThePoll)
+TEST_F(Runner, AChunkStartingWithAZeroByteEndsThePoll)
 {
     start({{"a\n", 0}, {"\0"s, 0}, {"b\n", 0}, nothingNow});
     EXPECT_EQ(runner->poll(), running);
@@ -195,18 +195,18 @@ TEST_F(Runner, PollReturnsZeroAfterTheStatus)
         EXPECT_EQ(runner->poll(), 0U);
     }
     EXPECT_EQ(calls.commandReads(), reads);
-    EXPECT_EQ(takeLines(*runner), Lines({"a"})) << "lines can be taken after the end";
+    EXPECT_EQ(takeLines(*runner), Lines({"a"})) << "wrong lines after the end of the command";
 }
 
-TEST_F(Runner, TheDescriptorHasNoStatusFlagButNonBlocking)
+TEST_F(Runner, TheDescriptorHasOnlyTheNonBlockingStatusFlag)
 {
     const ScratchFolder folder;
     const std::string gate = (folder / "gate").string();
     ASSERT_EQ(mkfifo(gate.c_str(), 0600), 0);
     CommandRunner waiting("read -r line <'" + gate + '\'');
-    std::fstream opener(gate); // opened for reading and writing, which does not wait for the reader
+    std::fstream opener(gate); // opening for reading and writing does not wait for the reader
     EXPECT_EQ(fcntl(calls.commandDescriptor(), F_GETFL), O_NONBLOCK | O_RDONLY);
-    EXPECT_EQ(waiting.poll(), running) << "a blocking read would not return";
+    EXPECT_EQ(waiting.poll(), running) << "poll did not return `running` although the command is running";
     opener << "go" << std::endl;
     EXPECT_EQ(pollUntilEnd(waiting), 0U);
 }
@@ -236,7 +236,7 @@ TEST_F(Runner, RunsAWholeShellCommandLineAndCollectsItsOutput)
     EXPECT_EQ(takeLines(shell), Lines({"two", "3", "4"}));
 }
 
-TEST_F(Runner, CollectsMoreThanAPipeHolds)
+TEST_F(Runner, CollectsMoreOutputThanThePipeCapacity)
 {
     CommandRunner shell("seq 1 50000");
     EXPECT_EQ(pollUntilEnd(shell), 0U);
@@ -268,14 +268,14 @@ void PrintTo(const StatusCase& status, std::ostream* stream)
 
 class RunnerStatus : public Runner, public testing::WithParamInterface<StatusCase> {};
 
-TEST_P(RunnerStatus, IsTheExitCode)
+TEST_P(RunnerStatus, PollReturnsTheExitCode)
 {
     CommandRunner shell(GetParam().shellLine);
     EXPECT_EQ(pollUntilEnd(shell), GetParam().status);
     EXPECT_EQ(shell.poll(), 0U);
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, RunnerStatus,
+INSTANTIATE_TEST_SUITE_P(For, RunnerStatus,
                          testing::Values(StatusCase{"Exit0", "exit 0", 0}, StatusCase{"Exit1", "exit 1", 1},
                                          StatusCase{"Exit3AfterOutput", "echo a; exit 3", 3},
                                          StatusCase{"Exit128", "exit 128", 128}, StatusCase{"Exit255", "exit 255", 255},
@@ -285,7 +285,7 @@ INSTANTIATE_TEST_SUITE_P(Of, RunnerStatus,
                                                     0}),
                          [](const auto& name) { return name.param.name; });
 
-TEST_F(Runner, AFailingPcloseReadsAs255)
+TEST_F(Runner, AFailedPcloseReturns255)
 {
     calls.exitStatusFails = true;
     start({});
@@ -295,16 +295,16 @@ TEST_F(Runner, AFailingPcloseReadsAs255)
 
 // Start and end.
 
-TEST_F(Runner, ThrowsWhenNoProcessCanBeStarted)
+TEST_F(Runner, ThrowsIfTheProcessCannotBeStarted)
 {
     calls.commandStartFails = true;
     try {
         const CommandRunner failing("exit 0");
-        ADD_FAILURE() << "no exception";
+        ADD_FAILURE() << "the constructor did not throw";
     } catch (const std::runtime_error& error) {
         EXPECT_STREQ(error.what(), "popen() failed");
     }
-    EXPECT_EQ(calls.takeLog(), Log({"run exit 0"})) << "nothing is closed";
+    EXPECT_EQ(calls.takeLog(), Log({"run exit 0"})) << "a system call followed the failed start";
 }
 
 TEST_F(Runner, TheDestructorWaitsForTheCommand)
@@ -317,7 +317,7 @@ TEST_F(Runner, TheDestructorWaitsForTheCommand)
     EXPECT_EQ(calls.takeLog().back(), "exit status taken");
 }
 
-TEST_F(Runner, TakesTheExitStatusOnceAtTheEndOfTheOutputOrInTheDestructor)
+TEST_F(Runner, ReadsTheExitStatusOnceAtTheEndOfTheOutputOrInTheDestructor)
 {
     start({{"a\n", 0}});
     EXPECT_EQ(runner->poll(), 0U);
@@ -330,8 +330,8 @@ TEST_F(Runner, TakesTheExitStatusOnceAtTheEndOfTheOutputOrInTheDestructor)
     EXPECT_EQ(calls.takeLog(), Log({"run the command", "exit status taken"}));
 }
 
-// With a cost that is quadratic in the length of the line, this test does not end before its timeout.
-TEST_F(Runner, ALineOf48MegabytesWithoutAnEndIsReadOnceAndLost)
+// If the cost is quadratic in the length of the line, this test reaches its timeout.
+TEST_F(Runner, AnIncompleteLineOf48MegabytesIsReadOnceAndDiscarded)
 {
     constexpr std::size_t size = 48 * 1024 * 1024;
     start({{std::string(size, 'a'), 0}}, 1);

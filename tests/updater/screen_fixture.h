@@ -1,4 +1,4 @@
-// The screen on top of the test double of the system calls, for the tests of its construction, its input and its flow.
+// A fixture with the updater's screen and the test double of the system calls.
 #pragma once
 
 #include "graphics/font.h"
@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-/// The updater with its protected fields accessible.
+/// Makes the protected fields of Updater public.
 class TestUpdater : public Updater {
 public:
     using Updater::children;
@@ -34,7 +34,7 @@ public:
     using Updater::yesButton;
 };
 
-/// Pointers to the protected fields of any widget and text.
+/// Provides pointers to the protected fields of widgets and texts.
 struct TextFields : Text {
     using Text::text;
     using Text::tick;
@@ -97,14 +97,14 @@ protected:
         folder.write(name, contents);
         calls.placeFile("/tmp/fw/" + name, (folder / name).string());
     }
-    /// The next start of `commandLine` gives these results of reads, then ends with `exitCode`.
+    /// Sets the read results and the exit code for the next start of `commandLine`.
     void script(const std::string& commandLine, std::deque<ScriptedRead> reads, int exitCode)
     {
         reads.push_back({"", 0});
         calls.script(commandLine, {.reads = std::move(reads), .waitStatus = exitCode << 8});
     }
 
-    // Ways to a state.
+    // Operations that reach a state.
 
     void startPreparing(std::deque<ScriptedRead> reads, int exitCode)
     {
@@ -119,7 +119,7 @@ protected:
         startPreparing({}, 0);
         ASSERT_EQ(screen->state, UpdateState::Choosing);
     }
-    /// Confirms the operation; the format script then runs.
+    /// Confirms the operation, which starts the format script.
     void startWork(bool factoryReset, std::deque<ScriptedRead> reads, int exitCode)
     {
         reachMenu();
@@ -157,7 +157,7 @@ protected:
         return screen->getSurface();
     }
 
-    /// Returns what `action` writes to standard output.
+    /// Returns the output of `action` on standard output.
     static std::string printedBy(const std::function<void()>& action)
     {
         testing::internal::CaptureStdout();

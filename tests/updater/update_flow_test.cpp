@@ -25,7 +25,7 @@ protected:
     }
 };
 
-TEST(UpdateStates, AreNumberedInTheOrderOfTheFlow)
+TEST(UpdateState, EnumeratorsAreInFlowOrder)
 {
     using enum UpdateState;
     std::uint32_t number = 0;
@@ -34,8 +34,8 @@ TEST(UpdateStates, AreNumberedInTheOrderOfTheFlow)
     }
 }
 
-// No other test of this folder repeats these two numbers.
-TEST(Periods, AreThoseOfTheDevice)
+// The other tests in this folder use the constants.
+TEST(Periods, WheelAndDriveCheck)
 {
     EXPECT_EQ(wheelPeriod, 142U);
     EXPECT_EQ(usbCheckPeriod, 501U);
@@ -68,7 +68,7 @@ TEST_F(Flow, WaitingNeedsARedrawOnlyWhenTheWheelTurns)
 TEST_F(Flow, ADriveIsDetectedAtTheNextMultipleOfTheCheckPeriod)
 {
     struct Case {
-        std::uint64_t appears, detected; // the first in iterations, the second in periods
+        std::uint64_t appears, detected; // in iterations; in check periods
     };
     const Case cases[] = {{1, 1}, {300, 1}, {501, 1}, {502, 2}, {600, 2}, {1002, 2}, {1003, 3}, {50000, 100}};
     for (const auto& [appears, detected] : cases) {
@@ -85,7 +85,7 @@ TEST_F(Flow, ADriveIsDetectedAtTheNextMultipleOfTheCheckPeriod)
     }
 }
 
-TEST_F(Flow, ADriveThatIsGoneAtTheCheckIsNotDetected)
+TEST_F(Flow, ADriveRemovedBeforeTheCheckIsNotDetected)
 {
     plugDrive();
     tickTo(usbCheckPeriod - 1);
@@ -94,7 +94,7 @@ TEST_F(Flow, ADriveThatIsGoneAtTheCheckIsNotDetected)
     EXPECT_EQ(screen->state, UpdateState::WaitingForUsb);
 }
 
-TEST_F(Flow, TheDriveIsNotCheckedAfterItsDetection)
+TEST_F(Flow, DetectionEndsTheDriveChecks)
 {
     startPreparing(std::deque<ScriptedRead>(2000, nothingNow), 0);
     calls.takeLog();
@@ -103,7 +103,7 @@ TEST_F(Flow, TheDriveIsNotCheckedAfterItsDetection)
     EXPECT_EQ(screen->state, UpdateState::Preparing);
 }
 
-TEST_F(Flow, TheDecryptScriptReceivesThePartitionOrElseTheDrive)
+TEST_F(Flow, TheDecryptScriptReceivesTheDriveIfThereIsNoPartition)
 {
     for (const bool hasPartition : {false, true}) {
         build();
@@ -116,7 +116,7 @@ TEST_F(Flow, TheDecryptScriptReceivesThePartitionOrElseTheDrive)
     }
 }
 
-TEST_F(Flow, AFileOfAnyTypeIsADrive)
+TEST_F(Flow, AFileOfAnyTypeIsDetectedAsADrive)
 {
     folder.write("file", "");
     fs::create_directory(folder / "directory");
@@ -130,7 +130,7 @@ TEST_F(Flow, AFileOfAnyTypeIsADrive)
     }
 }
 
-TEST_F(Flow, ADanglingLinkOrAPathBelowAFileIsNoDrive)
+TEST_F(Flow, ADanglingLinkOrAPathBelowAFileIsNotDetectedAsADrive)
 {
     folder.write("file", "");
     fs::create_symlink(folder / "nowhere", folder / "dangling");
@@ -154,7 +154,7 @@ TEST_F(Flow, AnErrorOtherThanAMissingFileThrows)
     }
 }
 
-TEST_F(Flow, ADetectedDriveShowsTheHeaderRestartsTheWheelAndPollsTheScriptAtOnce)
+TEST_F(Flow, DetectionShowsTheHeaderRestartsTheWheelAndPollsTheScript)
 {
     tickTo(usbCheckPeriod - 1);
     EXPECT_GT(screen->wheelFrame, 0);
@@ -172,7 +172,7 @@ TEST_F(Flow, ADetectedDriveShowsTheHeaderRestartsTheWheelAndPollsTheScriptAtOnce
 struct ProgressCase {
     const char* name;
     std::string output;
-    /// The progress shown after one iteration; none if the output is ignored.
+    /// The progress shown after one iteration; no value if the output is ignored.
     std::optional<std::string> shown;
 };
 
@@ -183,7 +183,7 @@ void PrintTo(const ProgressCase& progress, std::ostream* stream)
 
 class FlowProgress : public Flow, public testing::WithParamInterface<ProgressCase> {};
 
-TEST_P(FlowProgress, IsShownAfterTheHeader)
+TEST_P(FlowProgress, ProgressIsShownAfterTheHeader)
 {
     startPreparing({nothingNow, {GetParam().output, 0}, nothingNow}, 0);
     draw();
@@ -192,7 +192,7 @@ TEST_P(FlowProgress, IsShownAfterTheHeader)
     EXPECT_EQ(screen->needsRedraw(), GetParam().shown.has_value());
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, FlowProgress,
+INSTANTIATE_TEST_SUITE_P(For, FlowProgress,
                          testing::Values(ProgressCase{"AShowLine", "SHOW: 10%\n", "10%"},
                                          ProgressCase{"TheBarePrefixShowsTheHeaderAlone", "SHOW: \n", ""},
                                          ProgressCase{"AShowLineWithoutItsSpaceIsIgnored", "SHOW:10%\n", {}},
@@ -208,7 +208,7 @@ INSTANTIATE_TEST_SUITE_P(Of, FlowProgress,
                                          ProgressCase{"OnlyTheFirstOfTwoInOneIteration", "SHOW: a\nSHOW: b\n", "a"}),
                          [](const auto& test) { return test.param.name; });
 
-TEST_F(Flow, TwoShowLinesOfOneReadAreShownInTwoIterations)
+TEST_F(Flow, ShowLinesFromOneReadAreShownOnePerIteration)
 {
     startPreparing({{"SHOW: a\nx\nSHOW: b\n", 0}, nothingNow, nothingNow, nothingNow}, 0);
     EXPECT_EQ(message(), preparing("a"));
@@ -233,7 +233,7 @@ TEST_F(Flow, QueuedLinesAreDiscardedWhenTheScriptEnds)
     EXPECT_EQ(message(), question);
 }
 
-TEST_F(Flow, TheWheelTurnsAndTheStateStaysWhileAScriptRuns)
+TEST_F(Flow, TheWheelTurnsAndTheStateIsUnchangedWhileAScriptRuns)
 {
     startPreparing(std::deque<ScriptedRead>(1000, nothingNow), 0);
     const std::uint64_t nextTurn = (usbCheckPeriod / wheelPeriod + 1) * wheelPeriod;
@@ -264,7 +264,7 @@ TEST_F(Flow, AFailedDecryptScriptShowsItsMessageOrTheLastProgress)
     }
 }
 
-TEST_F(Flow, AfterTheDecryptionTheMenuIsShownAndStays)
+TEST_F(Flow, TheMenuRemainsShownAfterDecryption)
 {
     EXPECT_EQ(printedBy([this] { reachMenu(); }), "");
     EXPECT_EQ(screen->wheelFrame, -1);
@@ -290,7 +290,7 @@ TEST_F(Flow, WithoutAnInstalledVersionTheUpdateQuestionHasNoFullStopAfterTheNewV
 {
     placeVersion("version.txt", "2.0\n");
     startPreparing({}, 0);
-    notify(askUpdate); // never shown, because its button is hidden
+    notify(askUpdate); // cannot be reached by input, because the button is hidden
     EXPECT_TRUE(message().starts_with("I will update the firmware to 2.0\n\n")) << message();
     EXPECT_TRUE(texts::updateQuestion("1.0", "2.0").ends_with(message().substr(message().find("\n\n"))));
 }
@@ -308,7 +308,7 @@ void PrintTo(const VersionCase& version, std::ostream* stream)
 
 class FlowVersion : public Flow, public testing::WithParamInterface<VersionCase> {};
 
-TEST_P(FlowVersion, IsTheFirstWordOfItsFile)
+TEST_P(FlowVersion, TheVersionIsTheFirstWordOfTheFile)
 {
     const std::string& word = GetParam().word;
     reachMenu(GetParam().contents, GetParam().contents);
@@ -320,7 +320,7 @@ TEST_P(FlowVersion, IsTheFirstWordOfItsFile)
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    In, FlowVersion,
+    For, FlowVersion,
     testing::Values(VersionCase{"APlainFile", "1.2.3", "1.2.3"}, VersionCase{"AFileWithALineFeed", "1.2.3\n", "1.2.3"},
                     VersionCase{"AFileWithMoreWords", "1.2.3 beta\nmore\n", "1.2.3"},
                     VersionCase{"AFileThatBeginsWithWhiteSpace", " \t\r\n\n 1.2.3\n", "1.2.3"},
@@ -329,9 +329,9 @@ INSTANTIATE_TEST_SUITE_P(
                     VersionCase{"AFileOfOneLongWord", std::string(100000, 'v'), std::string(100000, 'v')}),
     [](const auto& test) { return test.param.name; });
 
-TEST_F(Flow, AVersionFileThatCannotBeReadGivesAnEmptyVersion)
+TEST_F(Flow, AnUnreadableVersionFileYieldsAnEmptyVersion)
 {
-    calls.placeFile("/tmp/fw/version.old.txt", folder.path().string()); // a directory opens, but reading it fails
+    calls.placeFile("/tmp/fw/version.old.txt", folder.path().string()); // a directory can be opened but not read
     placeVersion("version.txt", "2.0");
     startPreparing({}, 0);
     EXPECT_EQ(visible(), "title factory");
@@ -341,7 +341,7 @@ TEST_F(Flow, AVersionFileThatCannotBeReadGivesAnEmptyVersion)
 
 class FlowWork : public Flow, public testing::WithParamInterface<bool> {};
 
-INSTANTIATE_TEST_SUITE_P(Of, FlowWork, testing::Bool(),
+INSTANTIATE_TEST_SUITE_P(For, FlowWork, testing::Bool(),
                          [](const auto& test) { return test.param ? "AFactoryReset" : "AnUpdate"; });
 
 TEST_P(FlowWork, ConfirmingStartsTheFormatScriptAndShowsTheHeaderAndTheWheel)
@@ -376,7 +376,7 @@ TEST_P(FlowWork, RunsFormatAndInstallAndEndsWithTheDoneMessage)
     EXPECT_EQ(screen->state, UpdateState::Installing);
     EXPECT_EQ(message(), updating("formatting"));
     EXPECT_EQ(calls.takeLog(), Log({"exit status taken", std::string("run ") + install}));
-    EXPECT_EQ(calls.commandReads(), 0U) << "the first poll is in the next iteration";
+    EXPECT_EQ(calls.commandReads(), 0U) << "polled before the next iteration";
     tick(2);
     EXPECT_EQ(message(), updating("installing"));
     EXPECT_GE(screen->wheelFrame, 0);
@@ -389,7 +389,7 @@ TEST_P(FlowWork, RunsFormatAndInstallAndEndsWithTheDoneMessage)
     EXPECT_EQ(visible(), "title message");
     EXPECT_EQ(calls.takeLog(), Log({"exit status taken"}));
     tick(5);
-    EXPECT_EQ(message(), texts::done) << "queued lines are discarded";
+    EXPECT_EQ(message(), texts::done) << "queued lines were not discarded";
 }
 
 TEST_P(FlowWork, TheWheelKeepsTurningThroughBothScripts)
@@ -415,7 +415,7 @@ void PrintTo(const FailureCase& failure, std::ostream* stream)
 
 class FlowFailure : public Flow, public testing::WithParamInterface<FailureCase> {};
 
-TEST_P(FlowFailure, ShowsItsMessageWhateverTheStatus)
+TEST_P(FlowFailure, ShowsItsMessageForEveryFailureStatus)
 {
     for (const int exitCode : {1, 2, 3, 4, 255}) {
         SCOPED_TRACE(exitCode);
@@ -432,7 +432,7 @@ TEST_P(FlowFailure, ShowsItsMessageWhateverTheStatus)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, FlowFailure,
+INSTANTIATE_TEST_SUITE_P(For, FlowFailure,
                          testing::Values(FailureCase{"FormatInAnUpdate", false, false, texts::updateFormatFailed},
                                          FailureCase{"FormatInAFactoryReset", true, false, texts::resetFormatFailed},
                                          FailureCase{"InstallInAnUpdate", false, true, texts::updateInstallFailed},
@@ -447,7 +447,7 @@ TEST_F(Flow, ASecondConfirmationEndsTheRunningCommandFirst)
     calls.takeLog();
     notify(confirm);
     EXPECT_EQ(calls.takeLog(), Log({"exit status taken", "run /usr/sbin/format.sh 0"}));
-    EXPECT_TRUE(screen->dirty) << "even if no button was visible";
+    EXPECT_TRUE(screen->dirty) << "not dirty although the command was replaced";
 }
 
 TEST_F(Flow, DestroyingTheScreenEndsTheRunningCommandAndClosesTheBus)
@@ -458,7 +458,7 @@ TEST_F(Flow, DestroyingTheScreenEndsTheRunningCommandAndClosesTheBus)
     EXPECT_EQ(calls.takeLog(), Log({"exit status taken", "close /dev/i2c-22"}));
 }
 
-TEST_F(Flow, NoInputLeavesAFinalState)
+TEST_F(Flow, IgnoresInputInFinalStates)
 {
     const std::function<void()> ends[] = {
         [this] { startPreparing({}, 1); },
@@ -479,7 +479,7 @@ TEST_F(Flow, NoInputLeavesAFinalState)
             EXPECT_EQ(screen->state, state);
         }
         EXPECT_FALSE(screen->needsRedraw());
-        EXPECT_EQ(calls.takeLog(), Log()) << "no script is started";
+        EXPECT_EQ(calls.takeLog(), Log()) << "a script was started";
     }
 }
 

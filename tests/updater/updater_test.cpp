@@ -1,5 +1,5 @@
-// Tests of the screen: its construction, its input, and its own drawing. What each state looks like is checked by the
-// golden screens.
+// Tests of the updater's screen: construction, drawing and input. The golden screens cover the appearance of each
+// state.
 #include "updater/updater.h"
 
 #include "tests/support/picture.h"
@@ -31,7 +31,7 @@ TEST_F(Screen, StartsWithTitleMessageAndTheFirstWheelFrame)
     EXPECT_EQ(screen->parent, nullptr);
 }
 
-TEST_F(Screen, HasSixChildrenInThisOrder)
+TEST_F(Screen, HasSixChildrenInDrawingOrder)
 {
     const std::vector<Widget*> expected = {&screen->title,   &screen->factoryButton, &screen->updateButton,
                                            &screen->message, &screen->noButton,      &screen->yesButton};
@@ -47,14 +47,14 @@ TEST_F(Screen, NeedsARedrawAfterConstruction)
     EXPECT_FALSE(screen->needsRedraw());
 }
 
-TEST_F(Screen, ItsDestructorClosesTheBusAndLeavesTheLedsOn)
+TEST_F(Screen, DestructorClosesTheBusAndLeavesTheLedsOn)
 {
     calls.takeLog();
     screen.reset();
     EXPECT_EQ(calls.takeLog(), Log({"close /dev/i2c-22"}));
 }
 
-TEST_F(Screen, LoadsItsImagesInThisOrderAndIsBuiltWithoutThem)
+TEST_F(Screen, ReportsMissingImagesInOrderAndIsUsableWithoutThem)
 {
     imageStore.clear();
     testing::internal::CaptureStderr();
@@ -83,7 +83,7 @@ TEST_F(Screen, DrawsTheTitleBandAcrossAnyWidth)
     EXPECT_EQ(rows.at(169), std::string(300, '.'));
 }
 
-TEST_F(Screen, CentresTheWheelOnColumn128WithItsBottomOnRow154WhateverItsSize)
+TEST_F(Screen, CentresWheelsOfAnySizeOnColumn128WithTheBottomOnRow154)
 {
     struct Case {
         std::int32_t width, height, x, y;
@@ -111,7 +111,7 @@ TEST_F(Screen, ResizingLeavesItsChildrenUnchanged)
 
 // Input.
 
-TEST_F(Screen, HandlesEveryRotationEvenWithNothingToSelect)
+TEST_F(Screen, HandlesEveryRotationEvenWithoutSelectableButtons)
 {
     EXPECT_TRUE(screen->onInput(InputEvent::RotateRight));
     EXPECT_TRUE(screen->onInput(InputEvent::RotateLeft));
@@ -183,7 +183,7 @@ TEST_F(Screen, OffersOnlyTheFactoryResetWithoutAnInstalledVersion)
     EXPECT_EQ(message(), texts::factoryQuestion("1.1"));
 }
 
-TEST_F(Screen, ShowMenuHidesTheWheelAndReturnsItsStateAndKeepsTheCommand)
+TEST_F(Screen, ShowMenuHidesTheWheelReturnsChoosingAndKeepsTheCommand)
 {
     startPreparing({nothingNow, nothingNow}, 0);
     draw();
@@ -200,7 +200,7 @@ TEST_F(Screen, ShowMenuHidesTheWheelAndReturnsItsStateAndKeepsTheCommand)
 struct DialogCase {
     const char* name;
     std::int32_t code;
-    int rotations; // to its button in the menu
+    int rotations; // rotation steps that select its button in the menu
     std::string question;
     std::string command;
 };
@@ -260,7 +260,7 @@ INSTANTIATE_TEST_SUITE_P(
                     DialogCase{"FactoryReset", 4, 1, texts::factoryQuestion("1.1"), "/usr/sbin/format.sh 1"}),
     [](const auto& test) { return test.param.name; });
 
-TEST_F(Screen, IgnoresEveryOtherNotification)
+TEST_F(Screen, IgnoresOtherNotifications)
 {
     reachMenu();
     input(InputEvent::RotateRight);

@@ -1,4 +1,4 @@
-// The button: its images, label and overlay, and the actions that it sends for input.
+// Tests of the button: images, label, overlay, and the actions that it sends for input.
 #include "widgets/button.h"
 
 #include "graphics/font.h"
@@ -13,7 +13,7 @@
 
 namespace {
 
-/// A button of the stored images with a label at (0, 0) in the small font.
+/// A button with stored images and a label at (0, 0) in the small font.
 class TestButton : public Exposed<Button> {
 public:
     explicit TestButton(const std::string& text, std::int32_t maxWidth = 0, const std::string& imagePath = "plain.png",
@@ -47,7 +47,7 @@ protected:
     }
 
     const Picture plain = {"......", ".----.", "......"};
-    /// Ends notifications as the program's screen does.
+    /// Like the program's screen, does not pass notifications on.
     ProbeWidget screen{"screen"};
 };
 
@@ -82,7 +82,7 @@ TEST_F(ButtonTest, MissingImagesAreReportedAndMakeTheButtonEmpty)
 
 // ---- drawing ----
 
-TEST_F(ButtonTest, DrawsTheImageOfItsSelection)
+TEST_F(ButtonTest, DrawsTheImageForItsSelectionState)
 {
     TestButton button("");
     EXPECT_TRUE(shows(button.drawn(), plain));
@@ -92,7 +92,7 @@ TEST_F(ButtonTest, DrawsTheImageOfItsSelection)
     EXPECT_TRUE(shows(button.drawn(), plain));
 }
 
-TEST_F(ButtonTest, DrawsItsLabelAtItsPositionInTheColourOfItsSelection)
+TEST_F(ButtonTest, DrawsItsLabelInTheColourForItsSelectionState)
 {
     Button button("plain.png", "selected.png", 2, 1, 3, 1, "tiny", "a", 0);
     button.drawTree();
@@ -107,8 +107,9 @@ TEST_F(ButtonTest, DrawsOnlyOneLineOfItsLabel)
     storeImage("blank.png", Picture(7, "......"));
     const Picture oneLetter = {"#.....", "##....", "#.....", "......", "......", "......", "......"};
     EXPECT_TRUE(shows(TestButton("a\na", 0, "blank.png").drawn(), oneLetter));
-    EXPECT_TRUE(shows(TestButton("aa", 4, "blank.png").drawn(), oneLetter)) << "cut at the label width";
-    EXPECT_TRUE(shows(TestButton("aa", 0).drawn(), {"#..#..", "##-##.", "#..#.."})) << "no limit";
+    EXPECT_TRUE(shows(TestButton("aa", 4, "blank.png").drawn(), oneLetter)) << "not cut at the label width";
+    EXPECT_TRUE(shows(TestButton("aa", 0).drawn(), {"#..#..", "##-##.", "#..#.."}))
+        << "cut although the label width is 0";
 }
 
 TEST_F(ButtonTest, DrawsNoLabelInAnUnknownFont)
@@ -124,7 +125,7 @@ TEST_F(ButtonTest, TransparentPixelsOfTheImageShowTheBackground)
     EXPECT_TRUE(shows(TestButton("", 0, "round.png").drawn(), {" # ", "###", " # "}));
 }
 
-TEST_F(ButtonTest, DrawsTheOverlayOfItsSelectionBetweenImageAndLabel)
+TEST_F(ButtonTest, DrawsTheOverlayForItsSelectionStateBetweenImageAndLabel)
 {
     storeImage("overlay.png", {"++    ", "      ", "      "});
     storeImage("overlay selected.png", {"      ", "      ", ".....-"});
@@ -146,7 +147,7 @@ TEST_F(ButtonTest, AnEmptyOverlayDrawsNothing)
     EXPECT_TRUE(shows(button.drawn(), plain));
 }
 
-TEST_F(ButtonTest, SetOverlayShownMarksTheButtonDirtyOnlyForAChange)
+TEST_F(ButtonTest, SetOverlayShownMarksTheButtonDirtyOnlyIfTheValueChanges)
 {
     TestButton button("");
     bool before = false;
@@ -179,14 +180,14 @@ TEST_F(ButtonTest, ASelectedButtonSendsTheActionOfTheEvent)
     struct Case {
         std::int32_t release, longPress, press, secondPress; // action codes, 0 for none
         InputEvent event;
-        std::int32_t sent; // 0 for nothing
+        std::int32_t sent; // 0 if no action is sent
     };
     const auto payload = [](std::int32_t code) { return EventData{"payload", code, 2.5F, 1, true}; };
     TestButton button("ab");
     screen.addChild(button, 0, 0);
     for (const Case& c :
          {Case{11, 12, 13, 14, InputEvent::Release, 11}, Case{11, 12, 13, 14, InputEvent::LongPress, 12},
-          // Both press actions are for a press; the press action takes precedence.
+          // Both press actions apply to a press; pressAction takes precedence.
           Case{11, 12, 13, 14, InputEvent::Press, 13}, Case{11, 12, 0, 14, InputEvent::Press, 14},
           Case{11, 12, 13, 0, InputEvent::Press, 13}, Case{11, 12, 0, 0, InputEvent::Press, 0},
           Case{0, 12, 13, 14, InputEvent::Release, 0}, Case{11, 0, 13, 14, InputEvent::LongPress, 0},
@@ -203,7 +204,7 @@ TEST_F(ButtonTest, ASelectedButtonSendsTheActionOfTheEvent)
             button.setVisible(visible);
             button.setSelected(false);
             takeNotifications();
-            EXPECT_FALSE(button.onInput(c.event)) << "unselected";
+            EXPECT_FALSE(button.onInput(c.event)) << "handled by an unselected button";
             EXPECT_EQ(takeNotifications(), Notifications());
 
             button.setSelected(true);
@@ -217,7 +218,7 @@ TEST_F(ButtonTest, ASelectedButtonSendsTheActionOfTheEvent)
     }
 }
 
-TEST_F(ButtonTest, OffersEventsWithoutAnActionToItsChildrenWhileVisible)
+TEST_F(ButtonTest, OffersEventsWithoutAnActionToItsChildrenIfVisible)
 {
     TestButton button("ab");
     Log log;
@@ -225,12 +226,12 @@ TEST_F(ButtonTest, OffersEventsWithoutAnActionToItsChildrenWhileVisible)
     child.handlesInput = true;
     button.addChild(child, 0, 0);
     button.setReleaseAction(4, {});
-    EXPECT_TRUE(button.onInput(InputEvent::Release)) << "unselected";
+    EXPECT_TRUE(button.onInput(InputEvent::Release)) << "not offered by an unselected button";
     EXPECT_EQ(log, Log{"child.onInput(4)"});
     addSelected(button);
     log.clear();
     EXPECT_TRUE(button.onInput(InputEvent::Release));
-    EXPECT_EQ(log, Log()) << "the action takes precedence";
+    EXPECT_EQ(log, Log()) << "the event was offered to the children despite its action";
     EXPECT_TRUE(button.onInput(InputEvent::Press));
     EXPECT_TRUE(button.onInput(InputEvent::RotateLeft));
     EXPECT_EQ(log, (Log{"child.onInput(2)", "child.onInput(0)"}));
@@ -238,7 +239,7 @@ TEST_F(ButtonTest, OffersEventsWithoutAnActionToItsChildrenWhileVisible)
     EXPECT_FALSE(button.onInput(InputEvent::Press));
 }
 
-TEST_F(ButtonTest, OnlyTheSelectedOfTwoButtonsSendsItsActionUpToTheRoot)
+TEST_F(ButtonTest, OnlyTheSelectedButtonSendsItsActionToTheRoot)
 {
     ProbeWidget group("group");
     TestButton first("a");

@@ -1,4 +1,4 @@
-// Widgets for tests: one with public fields, and one that records every call.
+// Widgets for tests: Exposed makes protected fields public, and ProbeWidget records every call.
 #pragma once
 
 #include "tests/support/picture.h"
@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-/// `Base` with its protected fields public.
+/// Makes the protected fields of `Base` public.
 template <typename Base>
 class Exposed : public Base {
 public:
@@ -44,10 +44,10 @@ inline void PrintTo(const Notification& notification, std::ostream* stream)
             << notification.data.longValue << ", " << notification.data.flag << '}';
 }
 
-/// Every field differs from that of an empty payload.
+/// All fields differ from their defaults.
 inline const EventData fullPayload{"payload", -7, 2.5F, std::int64_t{1} << 40, true};
 
-/// Calls to the widgets of a test, in order, such as "b.update(5)".
+/// The calls to all widgets of a test, in order, such as "b.update(5)".
 using Log = std::vector<std::string>;
 
 class ProbeWidget final : public Exposed<Widget> {
@@ -93,13 +93,13 @@ public:
         }
     }
 
-    /// The result of `onInput`.
+    /// True: `onInput` returns true. False: `onInput` calls the base class.
     bool handlesInput = false;
-    /// Whether `notify` calls that of the base class. The program's screen does not.
+    /// Whether `notify` calls the base class. The program's screen does not call it.
     bool passesNotificationsOn = true;
-    /// What `draw` draws.
+    /// The picture that `draw` draws.
     Picture content;
-    /// Called at the start of every recorded call, except during itself.
+    /// Called at the start of every recorded call, but not recursively.
     std::function<void()> onCall;
 
     Notifications notifications;
@@ -123,7 +123,7 @@ private:
     Log* log;
 };
 
-/// Width and height of the widget's surface.
+/// The width and height of the widget's surface.
 inline std::pair<std::int32_t, std::int32_t> sizeOf(const Widget& widget)
 {
     return {widget.getSurface().getWidth(), widget.getSurface().getHeight()};

@@ -1,4 +1,4 @@
-// The text label: its size, its layout, and which setters mark it dirty.
+// Tests of the text label: size, layout, and the setters that mark it dirty.
 #include "widgets/text.h"
 
 #include "graphics/font.h"
@@ -25,7 +25,7 @@ class TextTest : public GraphicsTest {
 protected:
     TextTest() { buildTinyFont(); }
 
-    /// What a label of this size shows.
+    /// Draws a label of this size.
     static Bitmap drawn(const std::string& font, const std::string& text, Size size, bool centred)
     {
         Label label(font, text, 3);
@@ -51,7 +51,7 @@ TEST_F(TextTest, InitiallyHasNoTextNameOrSize)
     label.setText("i", false);
     label.setSize(3, 5);
     label.drawTree();
-    EXPECT_TRUE(shows(label.getSurface(), {"   ", "#  ", "   ", "#  ", "   "})) << "centred, in full ink";
+    EXPECT_TRUE(shows(label.getSurface(), {"   ", "#  ", "   ", "#  ", "   "})) << "not centred, or not in full ink";
 }
 
 TEST_F(TextTest, TheFirstTextIsTheName)
@@ -64,7 +64,7 @@ TEST_F(TextTest, TheFirstTextIsTheName)
     EXPECT_EQ(label.name, "ab");
 }
 
-TEST_F(TextTest, EverySetterMarksTheLabelDirtyEvenWithoutAChange)
+TEST_F(TextTest, EverySetterMarksTheLabelDirtyEvenIfTheValueIsUnchanged)
 {
     storeImage("back.png", {"."});
     struct Case {
@@ -91,7 +91,7 @@ TEST_F(TextTest, SetTextResizesTheLabelOnlyToFit)
     label.setText("i", false);
     EXPECT_EQ(sizeOf(label), Size(20, 30));
     label.setText("ai\nb", true);
-    EXPECT_EQ(sizeOf(label), Size(13, 3)) << "one line, the line feed as wide as the stand-in";
+    EXPECT_EQ(sizeOf(label), Size(13, 3)) << "not one line, or the line feed is not as wide as the replacement glyph";
     label.setText("", true);
     EXPECT_EQ(sizeOf(label), Size(0, 3));
     label.setFont("font12");
@@ -99,7 +99,7 @@ TEST_F(TextTest, SetTextResizesTheLabelOnlyToFit)
     EXPECT_EQ(sizeOf(label), Size(0, 0));
 }
 
-TEST_F(TextTest, SetBackgroundImageTakesTheSizeOfTheImageAndDrawsTheTextOverIt)
+TEST_F(TextTest, SetBackgroundImageResizesTheLabelAndDrawsTheTextOverTheImage)
 {
     storeImage("back.png", {"......", "......", "......", "......", "......"});
     Label label("tiny", "a", 3);
@@ -134,7 +134,7 @@ TEST_F(TextTest, AnUnknownFontDrawsOnlyTheBackgroundImage)
     EXPECT_TRUE(shows(label.getSurface(), {".-+", "#.-"}));
 }
 
-TEST_F(TextTest, DrawsInItsColour)
+TEST_F(TextTest, DrawsTextInTheLabelsColour)
 {
     Label label("tiny", "i", 1);
     label.setSize(1, 3);
@@ -191,7 +191,7 @@ TEST_F(TextTest, LayoutDoesNotOverflowNearTheLimitsOfInt32)
         EXPECT_TRUE(shows(drawn("far", "i\ni", {1, 5}, c.centred), c.picture)) << c.lineSpacing;
     }
 
-    // Labels without pixels may have any height, and a font any line spacing. A spacing of -4 makes lines -1 row apart;
+    // Labels without pixels may have any height, and fonts any line spacing. A spacing of -4 makes lines -1 row apart;
     // with a height of lowest + 4, the number of lines that fit is the quotient of lowest and -1.
     for (const std::int32_t lineSpacing : {lowest, -4, -3, 0, highest}) {
         buildFont("far", "tiny", 1, lineSpacing, 1);
@@ -217,7 +217,7 @@ protected:
     }
 };
 
-TEST_F(TextInFont8, ALabelOf100RowsShowsUpToTenLinesCentred)
+TEST_F(TextInFont8, A100RowLabelShowsUpToTenLinesCentred)
 {
     struct Case {
         std::string text;
@@ -246,7 +246,7 @@ TEST_F(TextInFont8, ALabelOfHeightZeroShowsNothing)
     EXPECT_EQ(sizeOf(label), Size(256, 0));
 }
 
-TEST_F(TextInFont8, FittingABMakesTheLabelElevenByEight)
+TEST_F(TextInFont8, FittingTheTextABResizesTheLabelTo11By8)
 {
     Label label("font8", "", 3);
     label.drawTree();

@@ -1,4 +1,4 @@
-// Drawing the widget tree: whether it is needed, what is drawn, and in which order.
+// Tests of drawing the widget tree: when it is needed, which widgets are drawn, and in which order.
 #include "widgets/widget.h"
 
 #include "tests/support/allocation_counter.h"
@@ -59,7 +59,7 @@ TEST_F(WidgetTree, DrawTreeFillsWithTheBackgroundThenDrawsTheWidgetThenItsChildr
 
     root.content = {"####"};
     root.drawTree();
-    EXPECT_EQ(takeLog(), Log{"root.draw"}) << "the widget is drawn although it is not dirty";
+    EXPECT_EQ(takeLog(), Log{"root.draw"}) << "drawTree did not draw its own clean widget";
     EXPECT_TRUE(shows(root.getSurface(), {"##+#", "---+", "----"}));
 }
 
@@ -152,7 +152,7 @@ TEST_F(WidgetTree, AHiddenWidgetIsNotDrawnAndStaysDirtyUntilItIsShownAndDrawn)
 
 class WidgetAllocation : public GraphicsTest {};
 
-TEST_F(WidgetAllocation, UpdatingAndDrawingATreeOfUnchangedSizesDoesNotAllocate)
+TEST_F(WidgetAllocation, UpdatingAndDrawingWithoutResizingDoesNotAllocate)
 {
     buildTinyFont();
     storeImage("plain.png", {"....", "####"});

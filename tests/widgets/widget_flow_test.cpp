@@ -1,4 +1,4 @@
-// The flows of the widget tree: updates, broadcasts, input and notifications.
+// Tests of updates, broadcasts, input and notifications in the widget tree.
 #include "widgets/widget.h"
 
 #include "tests/widgets/widget_tree.h"
@@ -100,7 +100,7 @@ TEST_F(WidgetTree, NotifyPassesSenderCodeAndPayloadUnchangedUpToTheRoot)
     }
 }
 
-TEST_F(WidgetTree, ASelectionRequestAtThePlainRootClearsTheWholeSelection)
+TEST_F(WidgetTree, ASelectionRequestAtAPlainRootClearsTheSelection)
 {
     root.passesNotificationsOn = false;
     for (ProbeWidget* widget : {&root, &a, &c}) {
@@ -136,7 +136,7 @@ TEST_F(WidgetTree, AnOverrideThatDoesNotCallTheBaseEndsTheNotification)
     EXPECT_TRUE(c.isSelected());
 }
 
-TEST_F(WidgetTree, AWidgetRemovedByTheReceiverOfItsSelectionRequestClearsItsOwnSubtree)
+TEST_F(WidgetTree, AWidgetRemovedDuringItsSelectionRequestClearsItsSubtree)
 {
     ProbeWidget grandchild;
     a.addChild(grandchild, 0, 0);
@@ -148,9 +148,9 @@ TEST_F(WidgetTree, AWidgetRemovedByTheReceiverOfItsSelectionRequestClearsItsOwnS
     EXPECT_FALSE(grandchild.isSelected());
 }
 
-// ---- changes of the tree during a traversal ----
+// ---- changes to the tree during a traversal ----
 
-TEST_F(WidgetTree, HandlersMayAddSiblingsWhichTheTraversalReachesToo)
+TEST_F(WidgetTree, TraversalReachesSiblingsAddedByHandlers)
 {
     struct Traversal {
         const char* call;
@@ -187,12 +187,12 @@ TEST_F(WidgetTree, HandlersMayAddSiblingsWhichTheTraversalReachesToo)
     }
 }
 
-TEST(EventData, IsInitiallyEmpty)
+TEST(EventData, DefaultConstructionCreatesAnEmptyPayload)
 {
     EXPECT_EQ(EventData(), (EventData{"", 0, 0, 0, false}));
 }
 
-TEST(InputEvents, HaveTheNumbersOfTheInterface)
+TEST(InputEvent, EnumeratorsHaveFixedValues)
 {
     EXPECT_EQ(static_cast<std::uint32_t>(InputEvent::RotateLeft), 0U);
     EXPECT_EQ(static_cast<std::uint32_t>(InputEvent::RotateRight), 1U);

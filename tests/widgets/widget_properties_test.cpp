@@ -1,4 +1,4 @@
-// Random trees and random operations: the selection and the drawn picture must be those of simple models.
+// Random operations on random trees: the selection and the drawn picture must match simple models.
 #include "widgets/widget.h"
 
 #include "tests/support/drawing_call.h"
@@ -35,7 +35,7 @@ struct Node {
     bool selected = false;
 };
 
-/// The selection rules over a flat list of nodes.
+/// The selection rules, applied to a flat list of nodes.
 struct SelectionModel {
     std::vector<Node> nodes;
     bool rootIsPlain;
@@ -83,7 +83,7 @@ struct SelectionModel {
         }
         nodes[list[static_cast<std::size_t>(current)]].selected = false;
         const std::int64_t sum = current + step;
-        const bool isNegative = sum < 0 || sum > std::numeric_limits<std::int32_t>::max(); // in 32 bits
+        const bool isNegative = sum < 0 || sum > std::numeric_limits<std::int32_t>::max(); // as a 32-bit sum
         select(list[static_cast<std::size_t>(isNegative ? count - 1 : sum % count)]);
     }
 
@@ -108,7 +108,7 @@ struct SelectionModel {
     }
 };
 
-RC_GTEST_PROP(WidgetProperties, TheSelectionIsThatOfTheModel, (bool rootIsPlain))
+RC_GTEST_PROP(WidgetProperties, TheSelectionMatchesTheModel, (bool rootIsPlain))
 {
     const std::size_t count = 1 + below(10);
     std::vector<ProbeWidget> widgets(count);
@@ -140,7 +140,7 @@ RC_GTEST_PROP(WidgetProperties, TheSelectionIsThatOfTheModel, (bool rootIsPlain)
             model.select(node);
             break;
         default: {
-            // Mostly from the root, as the program's screen does.
+            // Mostly from the root, like the program's screen.
             const std::size_t top = below(3) == 0 ? node : 0;
             const auto step = *rc::gen::weightedOneOf<std::int32_t>(
                 {{9, rc::gen::inRange(-12, 30)}, {1, rc::gen::arbitrary<std::int32_t>()}});
@@ -171,7 +171,7 @@ public:
         markDirty();
     }
 
-    /// The picture of the whole subtree without anything cached.
+    /// Draws the whole subtree without cached surfaces.
     [[nodiscard]] model::Raster expectedPicture() const
     {
         model::Raster picture(surface.getWidth(), surface.getHeight(), background);
@@ -195,7 +195,7 @@ private:
     Pixel paint = 2;
 };
 
-RC_GTEST_PROP(WidgetProperties, ThePictureAfterAnyOperationsIsThatOfAFullRedraw, ())
+RC_GTEST_PROP(WidgetProperties, ThePictureAfterAnyOperationsEqualsAFullRedraw, ())
 {
     constexpr std::size_t count = 7;
     std::vector<PaintedWidget> widgets(count);
@@ -247,7 +247,7 @@ RC_GTEST_PROP(WidgetProperties, ThePictureAfterAnyOperationsIsThatOfAFullRedraw,
                 parent.addChild(widget, offset(), offset(), side, side);
             }
         }
-        // The event loop draws only now and then, and only if needed.
+        // Like the event loop, draws after some operations only, and only if needed.
         if (anyBool()) {
             if (root.needsRedraw()) {
                 root.drawTree();

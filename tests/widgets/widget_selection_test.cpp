@@ -1,4 +1,4 @@
-// The selection in the widget tree: selecting, collecting selectable widgets, and moving the selection.
+// Tests of the selection in the widget tree: selecting, collecting selectable widgets, and moving the selection.
 #include "widgets/widget.h"
 
 #include "tests/widgets/widget_tree.h"
@@ -29,7 +29,7 @@ TEST_F(WidgetTree, SetSelectedRequestsTheSelectionBeforeTheChangeAndReportsItAft
     EXPECT_TRUE(a.dirty);
 }
 
-TEST_F(WidgetTree, SetSelectedWithoutAChangeDoesNothing)
+TEST_F(WidgetTree, SetSelectedToTheSameValueDoesNothing)
 {
     for (const bool value : {false, true}) {
         a.setSelected(value);
@@ -58,7 +58,7 @@ TEST_F(WidgetTree, SetSelectedUnderAPlainRootFirstDeselectsAllOtherWidgets)
     EXPECT_FALSE(c.isSelected());
 }
 
-TEST_F(WidgetTree, ClearSelectionDeselectsTheSubtreeEachWidgetBeforeItsChildren)
+TEST_F(WidgetTree, ClearSelectionDeselectsEachWidgetBeforeItsChildren)
 {
     ProbeWidget grandchild("grandchild", &log);
     a.addChild(grandchild, 0, 0);
@@ -118,7 +118,7 @@ protected:
             widget->setSelectable(true);
         }
     }
-    /// The names of all selected widgets of the tree.
+    /// The names of all selected widgets in the tree.
     std::string selected() const
     {
         std::string names;
@@ -132,17 +132,17 @@ protected:
     ProbeWidget a2{"a2", &log};
 };
 
-TEST_F(Selection, CollectSelectableListsEachWidgetBeforeItsChildrenButNotItself)
+TEST_F(Selection, CollectSelectableListsDescendantsEachBeforeItsChildren)
 {
     makeSelectable({&root, &a, &a1, &a2, &b, &c});
     EXPECT_EQ(root.collectSelectable(), (Widgets{&a, &a1, &a2, &b, &c}));
     EXPECT_EQ(a.collectSelectable(), (Widgets{&a1, &a2}));
     EXPECT_EQ(c.collectSelectable(), Widgets());
     a.setSelectable(false);
-    EXPECT_EQ(root.collectSelectable(), (Widgets{&a1, &a2, &b, &c})) << "children of an unselectable widget";
+    EXPECT_EQ(root.collectSelectable(), (Widgets{&a1, &a2, &b, &c})) << "wrong children of an unselectable widget";
 }
 
-TEST_F(Selection, CollectSelectableSkipsEverythingThatIsNotShown)
+TEST_F(Selection, CollectSelectableSkipsHiddenWidgetsAndTheirDescendants)
 {
     makeSelectable({&a, &a1, &b, &c});
     a.setVisible(false);
@@ -187,7 +187,7 @@ TEST_F(Selection, MoveSelectionOfThreeWrapsForwardAndStopsAtTheLastEntryBackward
     }
 }
 
-TEST_F(Selection, MoveSelectionDeselectsBeforeItSelectsEvenTheSameWidget)
+TEST_F(Selection, MoveSelectionDeselectsBeforeItSelectsEvenIfTheWidgetIsTheSame)
 {
     makeSelectable({&a, &b});
     b.setSelected(true);

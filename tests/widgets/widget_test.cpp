@@ -1,4 +1,4 @@
-// Widget: initial state, tree links, position, size and visibility.
+// Tests of a widget's initial state, tree links, position, size and visibility.
 #include "widgets/widget.h"
 
 #include "tests/widgets/widget_tree.h"
@@ -34,7 +34,7 @@ TEST(Widget, IsPolymorphicWithoutAVirtualDestructor)
     EXPECT_FALSE(std::has_virtual_destructor_v<Widget>);
 }
 
-TEST(Widget, TimeBaseIsSharedAndInitially20)
+TEST(Widget, TimeBaseIsSharedAndDefaultsTo20)
 {
     const std::uint32_t initial = std::exchange(ProbeWidget::timeBase, 20);
     EXPECT_EQ(initial, 20U);
@@ -43,7 +43,7 @@ TEST(Widget, TimeBaseIsSharedAndInitially20)
     Widget::setTimeBase(initial);
 }
 
-TEST(Widget, WithoutChildrenHandlesNoInputAndMovesNoSelection)
+TEST(Widget, AWidgetWithoutChildrenHandlesNoInputAndMovesNoSelection)
 {
     ProbeWidget widget;
     widget.setSelectable(true);
@@ -71,7 +71,7 @@ TEST_F(WidgetTree, SetParentOnlyStoresTheLink)
     EXPECT_FALSE(root.dirty);
 }
 
-TEST_F(WidgetTree, SetPositionMarksOnlyTheParentDirtyEvenWithoutAChange)
+TEST_F(WidgetTree, SetPositionMarksOnlyTheParentDirtyEvenIfUnchanged)
 {
     for (const auto& [x, y] : {std::pair(0, 0), std::pair(-3, 17)}) {
         a.setPosition(x, y);
@@ -131,7 +131,7 @@ TEST_F(WidgetTree, AddChildWithASizeResizesTheChildAndMarksBothDirtyAfterOnResiz
     EXPECT_EQ(other.sizeInOnResize, Size(252, 16));
     EXPECT_EQ(log.front(), "other.onResize(252, 16)");
     EXPECT_TRUE(other.dirty);
-    EXPECT_TRUE(root.dirty) << "although onResize has drawn it";
+    EXPECT_TRUE(root.dirty) << "not marked dirty after onResize drew it";
     root.addChild(other, 0, 0, 0, 0);
     EXPECT_EQ(sizeOf(other), Size(0, 0));
 }
@@ -155,7 +155,7 @@ TEST_F(WidgetTree, AddChildToTheSameParentMovesTheChildToTheEnd)
     EXPECT_TRUE(root.dirty);
 }
 
-TEST_F(WidgetTree, AddChildDoesNotMarkAnOldParentThatDoesNotListTheChild)
+TEST_F(WidgetTree, AddChildDoesNotMarkAnOldParentDirtyThatDoesNotListTheChild)
 {
     ProbeWidget child;
     child.setParent(&other);
@@ -201,7 +201,7 @@ TEST_F(WidgetTree, DestructionDetachesNeitherParentNorChildren)
 
 // ---- visibility ----
 
-TEST_F(WidgetTree, IsShownOnlyIfItAndEveryAncestorAreVisible)
+TEST_F(WidgetTree, AWidgetIsShownOnlyIfItAndAllAncestorsAreVisible)
 {
     ProbeWidget grandchild("grandchild");
     a.addChild(grandchild, 0, 0);
@@ -234,7 +234,7 @@ TEST_F(WidgetTree, SetVisibleDeselectsTheWidgetWhetherItIsShownOrHidden)
     }
 }
 
-TEST_F(WidgetTree, SetVisibleOfAnUnselectedWidgetMarksOnlyTheParentDirtyAndOnlyForAChange)
+TEST_F(WidgetTree, SetVisibleOfAnUnselectedWidgetMarksOnlyTheParentDirtyAndOnlyIfTheValueChanges)
 {
     for (const bool value : {true, false, false, true}) {
         const bool changes = a.isVisible() != value;

@@ -1,4 +1,4 @@
-// A small tree of probe widgets.
+// A fixture with a small tree of probe widgets.
 #pragma once
 
 #include "tests/widgets/probe_widget.h"
@@ -18,7 +18,7 @@ inline const std::vector<InputEvent> allEvents = {InputEvent::RotateLeft, InputE
 
 using Widgets = std::vector<Widget*>;
 
-/// A root with the children a, b and c. All have been drawn, so none is dirty. `other` is outside the tree.
+/// A root with the children a, b and c. All have been drawn and are not dirty. `other` is outside the tree.
 class WidgetTree : public testing::Test {
 protected:
     WidgetTree()
