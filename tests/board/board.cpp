@@ -20,7 +20,7 @@ constexpr std::uint32_t setRegister = gpioBase + 0x1C;
 constexpr std::uint32_t clearRegister = gpioBase + 0x28;
 constexpr std::uint32_t buttonLine = 1U << 6;
 
-/// Polls after which the debounced button has certainly taken a new level.
+/// Polls after which the debounced state of the button has changed in any case.
 constexpr int pollsOfAnEdge = 5;
 
 fs::path makeFolder(const std::string& name)
@@ -216,7 +216,7 @@ void Board::startUpdater()
     for (std::uint32_t i = 0; i < selects.size(); ++i) {
         selects[i] = emulator.readWord(gpioBase + 4 * i);
     }
-    look([&](const Bus&) { bus.setFunctionSelects(selects); });
+    withBus([&](const Bus&) { bus.setFunctionSelects(selects); });
     trace("memory_region_ops_write", true);
     emulator.typeOnConsole("start\n");
 }
@@ -237,10 +237,11 @@ void Board::click()
 {
     trace("memory_region_ops_read", true);
     for (const std::uint32_t level : {clearRegister, setRegister}) {
-        const int moves = look([](const Bus& wires) { return wires.handMoves(); });
+        const int writes = withBus([](const Bus& wires) { return wires.testWrites(); });
         emulator.writeWord(level, buttonLine);
-        waitFor("polls of the button",
-                [=](const Bus& wires) { return wires.handMoves() > moves && wires.pollsSinceMove() >= pollsOfAnEdge; });
+        waitFor("polls of the button", [=](const Bus& wires) {
+            return wires.testWrites() > writes && wires.pollsSinceTestWrite() >= pollsOfAnEdge;
+        });
     }
     trace("memory_region_ops_read", false);
 }
@@ -259,21 +260,21 @@ void Board::pull()
 {
     emulator.execute("device_del", {{"id", "plugged"}});
     // The emulator releases the image only after the board has released the device.
-    askUntil("the end of the drive", [this] { return tryExecute("blockdev-del", {{"node-name", "drive"}}); });
+    askUntil("the release of the drive image", [this] { return tryExecute("blockdev-del", {{"node-name", "drive"}}); });
 }
 
 std::vector<std::string> Board::run(const std::string& command)
 {
-    const std::size_t from = look([this](const Bus&) { return console.size(); });
+    const std::size_t from = withBus([this](const Bus&) { return console.size(); });
     emulator.typeOnConsole("run " + command + "\n");
     std::size_t end = 0;
     waitUntil("the end of " + command, [&] {
         const auto found = std::find_if(console.begin() + static_cast<std::ptrdiff_t>(from), console.end(),
-                                        [](const std::string& line) { return line.starts_with("BOARD ran it with "); });
+                                        [](const std::string& line) { return line.starts_with("BOARD exit status "); });
         end = static_cast<std::size_t>(found - console.begin());
         return found != console.end();
     });
-    return look([&](const Bus&) {
+    return withBus([&](const Bus&) {
         return std::vector<std::string>(console.begin() + static_cast<std::ptrdiff_t>(from),
                                         console.begin() + static_cast<std::ptrdiff_t>(end) + 1);
     });
@@ -288,7 +289,7 @@ bool Board::hasEmulatorReported(const std::string& text) const
 void Board::waitForPolls(int count)
 {
     trace("memory_region_ops_read", true);
-    const int before = look([](const Bus& wires) { return wires.buttonPolls(); });
+    const int before = withBus([](const Bus& wires) { return wires.buttonPolls(); });
     waitFor("polls of the button", [=](const Bus& wires) { return wires.buttonPolls() >= before + count; });
     trace("memory_region_ops_read", false);
 }

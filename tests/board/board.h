@@ -14,8 +14,8 @@
 #include <vector>
 
 /// Every wait throws std::runtime_error when its condition is not met within three minutes or the board has ended. The
-/// console output, the events on the wires and the last screen are kept in the build folder's board_runs/NAME/, and the
-/// card, too, when a test has failed.
+/// console output, the events on the wires and the last screen are kept in the build folder's board_runs/NAME/; after a
+/// failed test, so is the card.
 class Board {
 public:
     struct Setup {
@@ -49,23 +49,23 @@ public:
 
     // Observing the board.
 
-    /// Runs a shell command on the board. Returns the console output until its end.
+    /// Runs a shell command on the board. Returns the console output, which ends with the line of the exit status.
     std::vector<std::string> run(const std::string& command);
-    /// Waits for a screen of the scene among those sent since the last wait.
+    /// Waits for a screen of the scene among the screens sent since the last wait.
     void waitForScene(const Scene& scene);
-    /// Waits for this line on the console since the last wait.
+    /// Waits for `line` among the console lines since the last wait.
     void waitForLine(const std::string& line);
     void waitFor(const std::string& what, const std::function<bool(const Bus&)>& condition);
     /// Waits for `count` polls of the button; the updater polls in every tenth iteration.
     void waitForPolls(int count);
     /// The console lines since the last wait.
     [[nodiscard]] std::vector<std::string> lines();
-    /// Calls `look` with the bus locked.
-    template <typename Look>
-    auto look(Look&& look)
+    /// Calls `operation` with the bus locked.
+    template <typename Operation>
+    auto withBus(Operation&& operation)
     {
         const std::lock_guard lock(mutex);
-        return look(bus);
+        return operation(bus);
     }
     [[nodiscard]] const std::filesystem::path& card() const { return cardFile; }
     /// True when the emulator's standard error contains `text`.

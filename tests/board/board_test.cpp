@@ -1,4 +1,4 @@
-// Checks of the card, and the way through the menu.
+// Checks of the card, and navigation of the menu.
 #include "tests/board/board_test.h"
 
 #include <cstdlib>
@@ -8,11 +8,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The partitions that make_board.sh makes.
+// The memory partition that make_board.sh creates.
 constexpr std::streamoff memoryOffset = 8 << 20;
 constexpr std::size_t memoryBytes = 24 << 20;
 
-bool runsWell(const std::string& command)
+bool succeeds(const std::string& command)
 {
     return std::system((command + " >&2").c_str()) == 0;
 }
@@ -21,9 +21,9 @@ bool runsWell(const std::string& command)
 
 namespace boardTest {
 
-testing::AssertionResult isWellBehaved(Board& board)
+testing::AssertionResult hasNoViolations(Board& board)
 {
-    return board.look([](const Bus& bus) {
+    return board.withBus([](const Bus& bus) {
         testing::AssertionResult result =
             bus.violations().empty() ? testing::AssertionSuccess() : testing::AssertionFailure();
         for (const std::string& violation : bus.violations()) {
@@ -35,7 +35,7 @@ testing::AssertionResult isWellBehaved(Board& board)
 
 std::vector<std::string> eventsOf(Board& board)
 {
-    return board.look([](const Bus& bus) { return bus.events(); });
+    return board.withBus([](const Bus& bus) { return bus.events(); });
 }
 
 bool hasScreen(const Bus& bus)
@@ -45,13 +45,13 @@ bool hasScreen(const Bus& bus)
 
 std::vector<sim::Screen> screensFrom(Board& board, std::size_t first)
 {
-    return board.look([first](const Bus& bus) {
+    return board.withBus([first](const Bus& bus) {
         return std::vector<sim::Screen>(bus.screens().begin() + static_cast<std::ptrdiff_t>(first),
                                         bus.screens().end());
     });
 }
 
-testing::AssertionResult holdsNewFirmware(const fs::path& card, bool kept)
+testing::AssertionResult containsNewFirmware(const fs::path& card, bool kept)
 {
     const fs::path root = card.string() + ".opened";
     fs::create_directories(root / "dev");
@@ -62,16 +62,16 @@ testing::AssertionResult holdsNewFirmware(const fs::path& card, bool kept)
     std::ofstream(root / "dev" / "memory", std::ios::binary) << memory;
     const std::string command = std::string(VERIFY_MEMORY) + " " + root.string() + " " + STAGE_DIR +
                                 "/firmware 2.0.0 " + (kept ? "kept" : "lost");
-    if (!runsWell(command)) {
+    if (!succeeds(command)) {
         return testing::AssertionFailure() << "failed: " << command;
     }
     fs::remove_all(root);
     return testing::AssertionSuccess();
 }
 
-testing::AssertionResult isUntouched(const fs::path& card)
+testing::AssertionResult isUnchanged(const fs::path& card)
 {
-    return runsWell("cmp " + card.string() + " " + STAGE_DIR + "/card.img") ? testing::AssertionSuccess()
+    return succeeds("cmp " + card.string() + " " + STAGE_DIR + "/card.img") ? testing::AssertionSuccess()
                                                                             : testing::AssertionFailure();
 }
 

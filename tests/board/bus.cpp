@@ -68,7 +68,7 @@ void Bus::take(std::string_view line)
     const std::string_view rest = line.substr(isWrite ? writeEvent.size() : readEvent.size());
     const std::uint32_t address = numberAfter(rest, " addr ");
     if (rest.starts_with(fromOutside)) {
-        noteMove(address);
+        countTestWrite(address);
         return;
     }
     isWrite ? store(address, numberAfter(rest, " value ")) : read(address);
@@ -100,11 +100,11 @@ void Bus::read(std::uint32_t address)
     }
 }
 
-void Bus::noteMove(std::uint32_t address)
+void Bus::countTestWrite(std::uint32_t address)
 {
     if (address == gpioBase + gpioSet || address == gpioBase + gpioClear) {
-        ++moves;
-        pollsAtMove = polls;
+        ++writes;
+        pollsAtTestWrite = polls;
     }
 }
 

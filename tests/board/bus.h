@@ -19,7 +19,7 @@ class Bus {
 public:
     Bus() : display(violationList), leds(violationList) {}
 
-    /// Sets the initial function select registers, to which changes are compared.
+    /// Sets the initial function select registers; only changes from these are events.
     void setFunctionSelects(const std::array<std::uint32_t, 6>& registers) { selects = registers; }
     /// Decodes one line of the trace.
     void take(std::string_view line);
@@ -40,14 +40,14 @@ public:
     [[nodiscard]] std::uint64_t cardBytes() const { return bytesToCard; }
     /// How often the program read the pin levels; each poll of the button is one read.
     [[nodiscard]] int buttonPolls() const { return polls; }
-    /// How often the test set or cleared a line, and the reads of the levels since.
-    [[nodiscard]] int handMoves() const { return moves; }
-    [[nodiscard]] int pollsSinceMove() const { return polls - pollsAtMove; }
+    /// How often the test set or cleared a line, and the polls since the last time.
+    [[nodiscard]] int testWrites() const { return writes; }
+    [[nodiscard]] int pollsSinceTestWrite() const { return polls - pollsAtTestWrite; }
 
 private:
     void store(std::uint32_t address, std::uint32_t value);
     void read(std::uint32_t address);
-    void noteMove(std::uint32_t address);
+    void countTestWrite(std::uint32_t address);
     void select(std::size_t index, std::uint32_t value);
     void drive(std::uint32_t lines, bool level);
     void controlSpi(std::uint32_t value);
@@ -66,8 +66,8 @@ private:
     std::vector<std::uint8_t> i2cBytes;
     std::uint64_t bytesToCard = 0;
     int polls = 0;
-    int moves = 0;
-    int pollsAtMove = 0;
+    int writes = 0;
+    int pollsAtTestWrite = 0;
 
     std::vector<std::string> log;
     std::vector<sim::Screen> shown;

@@ -43,7 +43,7 @@ constexpr std::uint32_t dataCommand = 1U << 7;
 constexpr std::uint32_t chipSelect = 1U << 8;
 constexpr std::uint32_t reset = 1U << 25;
 
-TEST_F(BusTest, ReportsTheNewFunctionOfALineAndNoUnchangedLine)
+TEST_F(BusTest, ReportsOnlyChangedLineFunctions)
 {
     bus.setFunctionSelects({0x900, 0, 0x4, 0, 0, 0});
     store(0xFE200000, 0x8900);
@@ -61,7 +61,7 @@ TEST_F(BusTest, ReportsALineOnlyWhenItsLevelChanges)
     EXPECT_EQ(bus.events(), (Lines{"line 25 high", "line 5 low", "line 25 low"}));
 }
 
-TEST_F(BusTest, IgnoresChipSelectAndWritesFromOutside)
+TEST_F(BusTest, IgnoresChipSelectAndWritesOfTheTest)
 {
     setLines(chipSelect);
     access("write", -1, 0xFE20001C, 1U << 6);
@@ -95,7 +95,7 @@ TEST_F(BusTest, RecordsEveryClockDivider)
     EXPECT_EQ(bus.clockDividers(), (std::set<std::uint32_t>{2, 46}));
 }
 
-TEST_F(BusTest, ReportsALineThatMovesDuringATransfer)
+TEST_F(BusTest, ReportsALineThatChangesDuringATransfer)
 {
     clearLines(dataCommand);
     store(0xFE204000, 0x8C);
@@ -137,14 +137,14 @@ TEST_F(BusTest, CountsOnlyTheProgramsReadsOfTheLevels)
     EXPECT_EQ(bus.buttonPolls(), 2);
 }
 
-TEST_F(BusTest, CountsReadsSinceTheLastWriteFromOutside)
+TEST_F(BusTest, CountsPollsSinceTheLastWriteOfTheTest)
 {
     access("read", 2, 0xFE200034, 0x40);
     access("write", -1, 0xFE200028, 0x40);
     access("read", 2, 0xFE200034, 0x00);
     access("read", 2, 0xFE200034, 0x00);
-    EXPECT_EQ(bus.handMoves(), 1);
-    EXPECT_EQ(bus.pollsSinceMove(), 2);
+    EXPECT_EQ(bus.testWrites(), 1);
+    EXPECT_EQ(bus.pollsSinceTestWrite(), 2);
 }
 
 TEST_F(BusTest, IgnoresUnknownLines)

@@ -6,11 +6,11 @@
 
 namespace {
 
-using boardTest::isUntouched;
-using boardTest::isWellBehaved;
+using boardTest::hasNoViolations;
+using boardTest::isUnchanged;
 using boardTest::screensFrom;
 
-/// The tests share one boot; each starts the program again. No test modifies the card.
+/// The tests share one boot; each test starts the program again. No test modifies the card.
 class Drive : public testing::Test {
 protected:
     static void SetUpTestSuite() { boot(); }
@@ -30,9 +30,9 @@ protected:
     }
     void TearDown() override
     {
-        EXPECT_TRUE(isWellBehaved(*board));
+        EXPECT_TRUE(hasNoViolations(*board));
         board->stopUpdater();
-        EXPECT_TRUE(isUntouched(board->card()));
+        EXPECT_TRUE(isUnchanged(board->card()));
     }
 
     void expectFailure(const std::string& message) const
@@ -49,23 +49,23 @@ protected:
 
 std::unique_ptr<Board> Drive::board;
 
-TEST_F(Drive, WithoutTheFirmwareFileIsReported)
+TEST_F(Drive, ReportsAMissingFirmwareFile)
 {
     board->plug("drive_without_firmware.img");
     expectFailure(texts::firmwareNotFound);
     board->pull();
 }
 
-TEST_F(Drive, WithACorruptFirmwareFileIsReported)
+TEST_F(Drive, ReportsACorruptFirmwareFile)
 {
     board->plug("drive_with_corrupt_firmware.img");
     expectFailure(texts::firmwareCorrupt);
     board->pull();
 }
 
-/// A bug of QEMU 10.0.2 can abort the emulator when a device is removed during a USB transfer. Such a run is
-/// repeated.
-TEST_F(Drive, PulledWhileItIsReadIsReported)
+/// A bug of QEMU 10.0.2 can abort the emulator when a device is removed during a USB transfer. The
+/// test repeats such a run.
+TEST_F(Drive, ReportsADrivePulledDuringARead)
 {
     constexpr int attempts = 5;
     for (int attempt = 1;; ++attempt) {
@@ -85,7 +85,7 @@ TEST_F(Drive, PulledWhileItIsReadIsReported)
     }
 }
 
-TEST_F(Drive, WithoutAPartitionTableIsAccepted)
+TEST_F(Drive, AcceptsADriveWithoutAPartitionTable)
 {
     board->plug("drive_without_table.img");
     board->waitForScene(scenes::menu());
@@ -95,7 +95,7 @@ TEST_F(Drive, WithoutAPartitionTableIsAccepted)
 }
 
 /// On the emulated board a frame takes longer than the interval between two redraws.
-TEST_F(Drive, ShowsTheNewestMenuLastHoweverFastTheEncoderTurns)
+TEST_F(Drive, ShowsTheNewestMenuLastAfterFastTurns)
 {
     board->plug("drive.img");
     board->waitForScene(scenes::menu());
@@ -116,13 +116,13 @@ TEST_F(Drive, ShowsTheNewestMenuLastHoweverFastTheEncoderTurns)
 }
 
 /// The kernel creates /dev/sda before /dev/sda1, so the program may find the drive first.
-TEST_F(Drive, FoundBeforeItsPartitionIsAccepted)
+TEST_F(Drive, AcceptsADriveFoundBeforeItsPartition)
 {
     board->stopUpdater();
     board->plug("drive.img");
-    const std::vector<std::string> told =
+    const std::vector<std::string> output =
         board->run("until [ -b /dev/sda1 ]; do usleep 1000; done; decrypt.sh /dev/sda");
-    EXPECT_EQ(told.back(), "BOARD ran it with 0");
+    EXPECT_EQ(output.back(), "BOARD exit status 0");
     board->pull();
 }
 

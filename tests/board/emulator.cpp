@@ -1,4 +1,4 @@
-// Starting QEMU with its monitor, memory access, console and trace on inherited descriptors.
+// Starts QEMU with its monitor, memory access, console and trace on inherited descriptors.
 #include "tests/board/emulator.h"
 
 #include <array>
@@ -23,12 +23,12 @@ struct Pair {
     throw std::runtime_error(what + ": " + std::strerror(errno));
 }
 
-/// The emulator does not inherit `ours`, so `theirs` is its only end.
+/// The emulator inherits only `theirs`.
 Pair socketPair()
 {
     std::array<int, 2> ends{};
     if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()) != 0) {
-        fail("no sockets");
+        fail("cannot create sockets");
     }
     fcntl(ends[0], F_SETFD, FD_CLOEXEC);
     return {Descriptor(ends[0]), Descriptor(ends[1])};
@@ -38,7 +38,7 @@ Pair pipePair(bool weWrite)
 {
     std::array<int, 2> ends{};
     if (pipe(ends.data()) != 0) {
-        fail("no pipe");
+        fail("cannot create a pipe");
     }
     const std::size_t ours = weWrite ? 1 : 0;
     fcntl(ends[ours], F_SETFD, FD_CLOEXEC);

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-/// Everything throws std::runtime_error when the emulator has ended.
+/// Every operation throws std::runtime_error when the emulator has ended.
 class Emulator {
 public:
     /// Thrown by `execute` when the emulator rejects a command.

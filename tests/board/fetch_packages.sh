@@ -1,8 +1,10 @@
 #!/bin/bash
-# Fetches the Debian packages that the emulated board is made of and unpacks them; installs nothing.
+# Downloads and unpacks the Debian packages of the emulated board; installs nothing.
 # Usage: fetch_packages.sh FOLDER
-# FOLDER/emulator gets a QEMU for this machine, FOLDER/board what the board runs and its unit tests link (64-bit Arm),
-# FOLDER/kernel_version the kernel's. A folder that was filled by this very script is left as it is.
+# FOLDER/emulator        QEMU for this machine
+# FOLDER/board           the programs and libraries of the board and of its unit tests (64-bit Arm)
+# FOLDER/kernel_version  the version of the kernel
+# Does nothing if FOLDER was filled by the same version of this script.
 set -euo pipefail
 export LC_ALL=C
 # shellcheck source-path=SCRIPTDIR source=../support/mirror.sh
@@ -19,19 +21,20 @@ stamp=$(sha256sum "${BASH_SOURCE[0]}")
 readonly stamp=${stamp%% *}
 readonly release=bookworm # of the board
 
-# QEMU emulates the board since version 9. On Debian 12 it comes from the backports; what it depends on does not.
+# QEMU has emulated the board since version 9. On Debian 12 that version is in the backports; its dependencies come from
+# the release itself.
 emulator_suite=$(host_release)
 [[ $emulator_suite != bookworm ]] || emulator_suite=bookworm-backports
 readonly emulator_suite
 readonly emulator_packages=(qemu-system-{arm,common,data}"/$emulator_suite")
 readonly board_packages=(
     busybox-static
-    openssl libssl3 libc6 # for the example scripts, as is the next line
+    openssl libssl3 libc6 # for the example scripts, with the next line
     e2fsprogs libext2fs2 libblkid1 libcom-err2 libuuid1
     libgtest-dev libgmock-dev librapidcheck-dev libpng-dev libpng16-16 zlib1g-dev zlib1g # for the unit tests
 )
 
-# With what it depends on and this machine does not have.
+# Includes dependencies that are not installed.
 fetch_emulator() {
     prepare_apt "$work/emulator" "$(dpkg --print-architecture)" "$(host_release)" "$emulator_suite"
     apt-get "${apt_options[@]}" -o Dir::State::status=/var/lib/dpkg/status --yes --download-only \

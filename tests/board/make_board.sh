@@ -1,5 +1,5 @@
 #!/bin/bash
-# Makes the boot files, SD card, USB drives and device trees of the emulated board.
+# Creates the boot files, SD card, USB drives and device trees of the emulated board.
 # Usage: make_board.sh PACKAGES UPDATER OUT
 # PACKAGES is the output of fetch_packages.sh, UPDATER the static program for the device. Replaces OUT by a folder with:
 #   emulator                            a script that runs QEMU
@@ -58,7 +58,7 @@ install_tools() {
     mkdir -p "$root/lib"
     for name in "${libraries[@]}"; do
         found=$(find "$packages/board" -path "*/aarch64-linux-gnu/$name" | head -n 1)
-        [[ -n $found ]] || fail "the packages hold no $name"
+        [[ -n $found ]] || fail "the packages do not contain $name"
         cp -L "$found" "$root/lib/"
     done
 }
@@ -97,8 +97,8 @@ set_property() {
     fdtput -t "$2" "$1" "$3" "$4" "${@:5}"
 }
 
-# make_device_tree FILE: the kernel's device tree for the Raspberry Pi 4 without the devices that the emulator lacks
-# (each of them stops the kernel) and with the updater's devices.
+# make_device_tree FILE: the kernel's device tree for the Raspberry Pi 4 with the updater's devices, and without
+# the devices that the emulator lacks, because each of these stops the kernel.
 make_device_tree() {
     local tree=$1 node panel=/soc/spi@7e204000/panel@0
     install -m 644 "$packages/board/usr/lib/linux-image-$kernel/broadcom/bcm2711-rpi-4-b.dtb" "$tree"
@@ -131,7 +131,7 @@ make_device_trees() {
     set_property "$work/out/wired.dtb" x /soc/i2c@7e804000 interrupts 0 49 4
 }
 
-# Makes the partitions that updater.conf names. The emulator requires a card size that is a power of two.
+# Creates the partitions that updater.conf names. The emulator requires a card size that is a power of two.
 make_card() {
     local content=$work/content
     mkdir "$content"
@@ -160,7 +160,7 @@ make_drives() {
     "$sim/scripts/make_drive.sh" "$work/out/drive_with_corrupt_firmware.img" "$firmware"
 }
 
-[[ -f $updater ]] || fail "no program $updater"
+[[ -f $updater ]] || fail "no such file: $updater"
 mkdir -p "$(dirname -- "$out")"
 work=$(mktemp -d -- "$out.XXXXXX")
 trap 'rm -rf -- "$work"' EXIT

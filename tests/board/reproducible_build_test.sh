@@ -1,6 +1,6 @@
 #!/bin/bash
 # Builds the programs for the device again in another folder and compares them with the existing programs.
-# Usage: reproducible_build_test.sh BUILD PRESET...   (BUILD holds a build folder for each preset)
+# Usage: reproducible_build_test.sh BUILD PRESET...   (BUILD contains a build folder for each preset)
 set -euo pipefail
 build=$(realpath -- "$1")
 readonly build project=$build/..
@@ -16,5 +16,5 @@ for preset in "$@"; do
     cmake --preset "$preset" >/dev/null
     cmake --build "build/$preset" --parallel "$(nproc)" --target tonecrate-updater >/dev/null
     cmp "build/$preset/app/tonecrate-updater" "$build/$preset/app/tonecrate-updater"
-    printf '%s: the same %s bytes\n' "$preset" "$(stat -c %s "build/$preset/app/tonecrate-updater")"
+    printf '%s: %s identical bytes\n' "$preset" "$(stat -c %s "build/$preset/app/tonecrate-updater")"
 done

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-/// A phase shows any of its screens in any order and number, because the wheel turns and progress arrives.
+/// A phase can show any of its screens in any order and number, because the wheel turns and progress arrives.
 struct Scene {
     std::string name;
     std::vector<sim::Screen> screens;

@@ -12,7 +12,7 @@ namespace {
 using boardTest::eventsOf;
 using testing::ElementsAre;
 
-/// The tests share one boot; each checks one aspect of it.
+/// The tests share one boot; each test checks one aspect.
 class StartUp : public testing::Test {
 protected:
     static void SetUpTestSuite()
@@ -58,7 +58,7 @@ TEST_F(StartUp, ChangesNoOtherLine)
 TEST_F(StartUp, UsesSpiMode3AtNoMoreThanTheSpecifiedSpeed)
 {
     const auto [modes, dividers] =
-        board->look([](const Bus& bus) { return std::pair(bus.spiModes(), bus.clockDividers()); });
+        board->withBus([](const Bus& bus) { return std::pair(bus.spiModes(), bus.clockDividers()); });
     EXPECT_THAT(modes, ElementsAre(3));
     // 562.5 MHz of the emulated core / 46 is the highest even-divider clock of at most 12.5 MHz.
     EXPECT_THAT(dividers, ElementsAre(46));
@@ -70,17 +70,17 @@ TEST_F(StartUp, LeavesTheLedControllerWithTheWholeBarLit)
     for (int reg = 0x01; reg <= 0x25; ++reg) {
         expected += reg < 0x0D ? " 0x00" : reg <= 0x12 ? " 0xff" : reg == 0x13 ? " 0x00" : " 0x10";
     }
-    EXPECT_THAT(board->run("i2ctransfer -y 22 w1@0x6c 0 r38"), ElementsAre(expected, "BOARD ran it with 0"));
+    EXPECT_THAT(board->run("i2ctransfer -y 22 w1@0x6c 0 r38"), ElementsAre(expected, "BOARD exit status 0"));
 }
 
 TEST_F(StartUp, ShowsTheWaitingScreenFirst)
 {
-    EXPECT_TRUE(matchesGolden(board->look([](const Bus& bus) { return bus.screens().front(); }), "waiting"));
+    EXPECT_TRUE(matchesGolden(board->withBus([](const Bus& bus) { return bus.screens().front(); }), "waiting"));
 }
 
 TEST_F(StartUp, CausesNoProtocolViolations)
 {
-    EXPECT_TRUE(boardTest::isWellBehaved(*board));
+    EXPECT_TRUE(boardTest::hasNoViolations(*board));
 }
 
 } // namespace

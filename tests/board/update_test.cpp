@@ -8,8 +8,8 @@
 namespace {
 
 using boardTest::chooseAndConfirm;
-using boardTest::holdsNewFirmware;
-using boardTest::isWellBehaved;
+using boardTest::containsNewFirmware;
+using boardTest::hasNoViolations;
 using boardTest::screensFrom;
 
 namespace fs = std::filesystem;
@@ -50,7 +50,7 @@ WorkSpan work(Board& board, bool factoryReset, const Versions& oldVersions = {sc
 {
     WorkSpan span;
     chooseAndConfirm(board, factoryReset, oldVersions);
-    const auto bytes = [&board] { return board.look([](const Bus& bus) { return bus.cardBytes(); }); };
+    const auto bytes = [&board] { return board.withBus([](const Bus& bus) { return bus.cardBytes(); }); };
     span.begin = bytes();
     board.waitForScene(scenes::done());
     span.end = bytes();
@@ -71,11 +71,11 @@ TEST_P(Job, ShowsEverySceneAndInstallsTheNewFirmware)
     startWithDrive(board);
     const WorkSpan span = work(board, factoryReset);
     EXPECT_TRUE(showsInOrder(screensFrom(board), scenesOf(factoryReset)));
-    EXPECT_TRUE(isWellBehaved(board));
+    EXPECT_TRUE(hasNoViolations(board));
     board.waitForLine("Starting updater...");
     board.waitForLine("Started install.sh");
     board.cutPower();
-    EXPECT_TRUE(holdsNewFirmware(board.card(), !factoryReset));
+    EXPECT_TRUE(containsNewFirmware(board.card(), !factoryReset));
     if (!factoryReset) {
         std::ofstream(spanFile()) << span.begin << ' ' << span.end << '\n';
     }
@@ -84,7 +84,8 @@ TEST_P(Job, ShowsEverySceneAndInstallsTheNewFirmware)
 INSTANTIATE_TEST_SUITE_P(All, Job, testing::Values(JobCase{"Update", false}, JobCase{"FactoryReset", true}),
                          [](const auto& job) { return job.param.name; });
 
-/// The parameter is the tenth of the work, measured in bytes written to the card. The power is cut in its middle.
+/// The power is cut in the middle of the tenth of the work that the parameter selects. Work is measured in bytes
+/// written to the card.
 class PowerCut : public testing::TestWithParam<int> {};
 
 /// Returns false when the work wrote fewer bytes than `cut`; `span` then describes this run.
@@ -101,8 +102,9 @@ bool cutPowerAt(std::uint64_t cut, Board& board, WorkSpan& span)
     return span.end >= cut;
 }
 
-/// A board whose power was cut in the middle of that tenth. The kernel also writes periodically, so the work writes
-/// less on a quiet machine than on a busy one. When a run ends before the cut, its span replaces the measured span.
+/// Returns a board whose power was cut in the middle of `tenth`. The kernel also writes periodically, so the work
+/// writes less on a quiet machine than on a busy one. When a run ends before the cut, its span replaces the measured
+/// span.
 std::unique_ptr<Board> boardCutIn(int tenth)
 {
     WorkSpan span;
@@ -118,7 +120,7 @@ std::unique_ptr<Board> boardCutIn(int tenth)
     }
 }
 
-TEST_P(PowerCut, IsFollowedByASuccessfulUpdateThatKeepsThePresets)
+TEST_P(PowerCut, NextUpdateSucceedsAndKeepsThePresets)
 {
     const std::unique_ptr<Board> board = boardCutIn(GetParam());
 
@@ -128,9 +130,9 @@ TEST_P(PowerCut, IsFollowedByASuccessfulUpdateThatKeepsThePresets)
                                   scenes::newVersion}; // depends on the progress of the first update
     work(again, false, oldVersions);
     EXPECT_TRUE(showsInOrder(screensFrom(again), scenesOf(false, oldVersions)));
-    EXPECT_TRUE(isWellBehaved(again));
+    EXPECT_TRUE(hasNoViolations(again));
     again.cutPower();
-    EXPECT_TRUE(holdsNewFirmware(board->card(), true));
+    EXPECT_TRUE(containsNewFirmware(board->card(), true));
 }
 
 INSTANTIATE_TEST_SUITE_P(Tenth, PowerCut, testing::Range(0, 10));

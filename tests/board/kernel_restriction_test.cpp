@@ -1,4 +1,4 @@
-// Kernels without the options that the program needs.
+// Kernels that lack an option or an interrupt that the program needs.
 #include "tests/board/board_test.h"
 #include "tests/board/expected_events.h"
 #include "tests/system/golden_screen.h"
@@ -20,7 +20,7 @@ std::string devicePage()
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-TEST(Refusal, OfTheGpioRegistersCrashesTheProgramAtItsFirstAccess)
+TEST(KernelRestriction, DeniedGpioMappingCrashesAtFirstAccess)
 {
     Board board({.name = "NoRegisters", .kernelOptions = "spidev.bufsiz=10240"});
     board.startUpdater();
@@ -33,7 +33,7 @@ TEST(Refusal, OfTheGpioRegistersCrashesTheProgramAtItsFirstAccess)
     EXPECT_THAT(devicePage(), HasSubstr("iomem=relaxed"));
 }
 
-TEST(Refusal, OfWholeFramesLeavesTheDisplayBlankWithoutAMessage)
+TEST(KernelRestriction, RejectedFramesLeaveTheDisplayBlank)
 {
     Board board({.name = "SmallBuffer", .kernelOptions = "iomem=relaxed"});
     board.startUpdater();
@@ -42,18 +42,18 @@ TEST(Refusal, OfWholeFramesLeavesTheDisplayBlankWithoutAMessage)
                             Events{"command 5C", "command 5C", "command 5C"};
     board.waitFor("three frames", [&](const Bus& bus) { return bus.events().size() >= expected.size(); });
     EXPECT_EQ(firstDifference(eventsOf(board), expected), "");
-    EXPECT_FALSE(board.look(hasScreen));
+    EXPECT_FALSE(board.withBus(hasScreen));
     EXPECT_THAT(board.lines(), ElementsAre("Starting updater..."));
     EXPECT_THAT(devicePage(), HasSubstr("spidev.bufsiz=10240"));
 }
 
-TEST(Refusal, OfTheLedBusOnlyDelaysTheStartAndLeavesTheLedsDark)
+TEST(KernelRestriction, LedBusTimeoutsOnlyDelayTheStartAndLeaveTheLedsDark)
 {
     Board board({.name = "NoLeds", .hasI2cInterrupt = false});
     board.startUpdater();
     board.waitFor("the first screen", hasScreen);
-    EXPECT_TRUE(matchesGolden(board.look([](const Bus& bus) { return bus.screens().front(); }), "waiting"));
-    EXPECT_THAT(board.look([](const Bus& bus) { return bus.ledOutputs(); }), testing::Each(0));
+    EXPECT_TRUE(matchesGolden(board.withBus([](const Bus& bus) { return bus.screens().front(); }), "waiting"));
+    EXPECT_THAT(board.withBus([](const Bus& bus) { return bus.ledOutputs(); }), testing::Each(0));
     EXPECT_THAT(board.lines(), ElementsAre("Starting updater..."));
     EXPECT_THAT(devicePage(), HasSubstr("the I2C bus times out"));
 }
