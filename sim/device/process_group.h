@@ -19,9 +19,9 @@ public:
     void start(const std::function<void()>& program);
     /// The wait status of the process (see waitpid) if it has ended.
     [[nodiscard]] std::optional<int> waitStatus();
-    /// Waits for the process to end, and returns its wait status; -1 if there is none.
+    /// Waits for the process to end. Returns its wait status; -1 if no process was started.
     int waitForEnd();
-    /// -1 if there is none.
+    /// Returns -1 if no process was started.
     [[nodiscard]] pid_t getPid() const { return pid; }
     /// Kills the process and its descendants.
     void kill();

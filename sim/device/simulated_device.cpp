@@ -44,7 +44,7 @@ std::vector<std::string> linesOf(const std::string& text)
     return lines;
 }
 
-/// In the new process. Its standard error is a file, which the exception quotes.
+/// Called in the new process. `startFailure` quotes the standard error of that process.
 [[noreturn]] void giveUp(const std::string& reason)
 {
     const std::string line = reason + "\n";
@@ -69,11 +69,11 @@ std::string pathOf(int file)
 }
 
 /// Opens the library for the loader. LD_PRELOAD cannot contain a path with a blank or a colon, so the library is passed
-/// as a descriptor. The loader would start a program without a library that it cannot load, on the real hardware; so
-/// the library is loaded here first.
+/// as a descriptor. If the loader cannot load the library, it starts the program on the real hardware. The library is
+/// therefore loaded here first.
 int openLibrary(const fs::path& path)
 {
-    unsetenv(rootVariable); // the library does nothing without it
+    unsetenv(rootVariable); // without this variable the library does nothing
     unsetenv(socketVariable);
     const int file = open(path.c_str(), O_RDONLY);
     if (file < 0) {
@@ -170,7 +170,7 @@ std::vector<std::string> SimulatedDevice::configuration() const
     return requests;
 }
 
-/// Sends all requests at once: one round trip for each would take longer than the program needs to start.
+/// Sends all requests at once, because one round trip per request would take longer than the start of the program.
 void SimulatedDevice::configure()
 {
     const auto requests = configuration();
@@ -186,7 +186,7 @@ void SimulatedDevice::configure()
     }
     if (setup.time != Time::Real) {
         try {
-            setStatus(request("status")); // replied to at the end of the first iteration
+            setStatus(request("status")); // the reply arrives at the end of the first iteration
         } catch (const DeviceEnded&) {
             // Not an error here: the next request reports it.
         }

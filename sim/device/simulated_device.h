@@ -41,19 +41,19 @@ struct DeviceSetup {
     std::chrono::microseconds frameTime{0};
     /// The I2C transfer that fails, counted from 1; 0 for none. Selecting a device counts as a transfer.
     int refusedI2cTransfer = 0;
-    /// False for runs of days: the traffic log is in the memory of the updater.
+    /// Set to false for long runs, because the log grows in the updater's memory.
     bool keepsTraffic = true;
     /// Added to the environment of the updater and its scripts, as NAME=VALUE.
     std::vector<std::string> environment{};
-    /// How long to wait for a reply of the updater; 0 for ever.
+    /// How long to wait for a reply of the updater; 0 for no limit.
     std::chrono::milliseconds timeout{0};
     /// How long the updater may run after it has closed its socket, before it is killed.
     std::chrono::milliseconds endTimeout{20000};
-    /// Called every 100 ms while waiting for a reply. An exception from it ends the wait.
+    /// Called every 100 ms while waiting for a reply. An exception ends the wait and propagates.
     std::function<void()> whileWaiting{};
 };
 
-/// The updater has ended; the device cannot be used any more.
+/// Thrown when the updater has ended. The device can no longer be used.
 class DeviceEnded : public std::exception {
 public:
     [[nodiscard]] const char* what() const noexcept override { return "the updater has ended"; }
@@ -66,7 +66,7 @@ public:
     /// How long `click` presses and then releases the button: longer than the debouncing takes.
     static constexpr std::uint64_t clickIterations = 60;
 
-    /// Switches the device on. In virtual time it has run its first iteration afterwards.
+    /// Switches the device on. In virtual time, returns at the end of the first iteration.
     explicit SimulatedDevice(DeviceSetup deviceSetup);
     SimulatedDevice(const SimulatedDevice&) = delete;
     SimulatedDevice& operator=(const SimulatedDevice&) = delete;
@@ -84,13 +84,13 @@ public:
 
     // Time.
 
-    /// Runs that many iterations.
+    /// Returns when `iterations` more iterations have run.
     void run(std::uint64_t iterations);
-    /// Runs to the end of that iteration. Throws std::logic_error if it has passed.
+    /// Runs to the end of `targetIteration`. Throws std::logic_error if it has passed.
     void runTo(std::uint64_t targetIteration);
     /// Presses and releases the button, for `clickIterations` each.
     void click();
-    /// Waits, without running iterations, until that many bytes of script output are unread, or the script has ended.
+    /// Waits, without running iterations, until `byteCount` bytes of script output are unread or the script has ended.
     void awaitScriptOutput(int byteCount);
     void awaitScriptEnd() { awaitScriptOutput(0); }
 

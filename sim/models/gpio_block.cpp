@@ -50,7 +50,7 @@ void GpioBlock::sync()
     registers[levelRegister] = (latch & outputs) | (inputs & ~outputs);
 }
 
-/// Called in every iteration of the program, so unchanged registers are skipped.
+/// Skips unchanged registers, because it is called in every iteration of the program.
 void GpioBlock::takeSelects()
 {
     for (std::size_t i = 0; i < selects.size(); ++i) {

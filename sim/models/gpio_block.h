@@ -13,7 +13,7 @@ namespace sim {
 
 /// The program under test stores directly into the register page. Stores cannot be trapped, so `sync` must be called at
 /// every system call of the program. Of several stores to the set register between two calls of `sync`, only the last
-/// has an effect; the same goes for the clear register.
+/// has an effect; likewise for the clear register.
 class GpioBlock {
 public:
     static constexpr int lineCount = 32;

@@ -29,7 +29,8 @@ public:
 
     // The result.
 
-    /// What the panel shows. Blank (all 0) unless the controller is awake, powered, switched on and in four-grey mode.
+    /// The picture on the panel. Blank (all 0) unless the controller is awake, powered, switched on and in four-grey
+    /// mode.
     [[nodiscard]] Screen screen() const;
     [[nodiscard]] bool isLit() const;
     /// Frames received in full, that is, memory writes that filled the address window.

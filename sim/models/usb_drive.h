@@ -14,7 +14,7 @@ public:
 
     /// Throws std::runtime_error when the image cannot be read.
     void plug(const std::filesystem::path& image);
-    /// A program that still reads from the drive gets end-of-file.
+    /// Later reads through open descriptors return end-of-file.
     void unplug();
     [[nodiscard]] bool isPlugged() const;
 

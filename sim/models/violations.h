@@ -9,7 +9,7 @@ namespace sim {
 
 class Violations {
 public:
-    /// `violation` is a phrase for a reader, such as "an empty I2C write".
+    /// `violation` is a phrase such as "an empty I2C write".
     void add(std::string violation) { entries.push_back(std::move(violation)); }
     [[nodiscard]] const std::vector<std::string>& list() const { return entries; }
 

@@ -218,7 +218,7 @@ ssize_t Board::writeI2c(std::span<const std::uint8_t> bytes)
         return fail(ETIMEDOUT);
     }
     if (i2cAddress != LedController::address) {
-        violations.add("an I2C write to an address where nothing answers");
+        violations.add("an I2C write to an unused address");
         return fail(EREMOTEIO);
     }
     ledController.write(bytes);
@@ -303,7 +303,7 @@ int Board::controlSpi(unsigned long request, unsigned long argument)
             return static_cast<int>(fail(EINVAL));
         }
         std::uint32_t value = 0; // little-endian on all supported machines
-        // NOLINTNEXTLINE(performance-no-int-to-ptr): the request decides whether this is a number or a pointer
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): the request determines whether this is a number or a pointer
         std::memcpy(&value, reinterpret_cast<const void*>(argument), setting.size);
         if (request == SPI_IOC_WR_MAX_SPEED_HZ) {
             if (value == 0) {

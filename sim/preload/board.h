@@ -25,7 +25,7 @@ namespace sim {
 
 enum class Endpoint : std::uint8_t { None, Memory, Spi, I2c, Encoder };
 
-/// The operations for the program return what the system call returns, and set errno on failure. Thread-safe.
+/// The operations for the program return the same values as the system calls and set errno on failure. Thread-safe.
 class Board {
 public:
     /// `deviceRoot` is the folder with the device's files.
@@ -40,7 +40,7 @@ public:
     [[nodiscard]] const std::string& getRoot() const { return root; }
     /// The path in the device's folder that replaces `path`, if the board simulates `path`.
     [[nodiscard]] std::optional<std::string> redirect(std::string_view path) const;
-    /// The endpoint with that device path, or None.
+    /// The endpoint with the device path `path`, or None.
     [[nodiscard]] static Endpoint endpointAt(std::string_view path);
     [[nodiscard]] Endpoint endpointOf(int fd) const;
 
@@ -59,11 +59,11 @@ public:
 
     // For the controller.
 
-    /// `fault` is a name from injected_faults.h, such as "absent spi"; `on` false ends one.
+    /// `fault` is a name from injected_faults.h, such as "absent spi"; `on` = false removes it.
     void setInjectedFault(const std::string& fault, bool on);
     /// Overrides the transfer time of 10240 bytes; 0 restores the time given by the bus speed.
     void setFrameTime(Timeline::Duration duration) { frameTime = duration; }
-    /// Lets the transfer with that number fail. Transfers and device selections are counted from 1; 0 for none.
+    /// Makes transfer `number` fail, counted from 1 and including device selections; 0 for none.
     void refuseI2cTransfer(int number) { refusedI2cTransfer = number; }
     void setButton(bool pressed);
     void turn(std::int32_t steps);
@@ -73,7 +73,7 @@ public:
     [[nodiscard]] std::uint64_t frameCount();
     [[nodiscard]] std::array<std::uint8_t, LedController::outputCount> leds();
     [[nodiscard]] std::vector<std::string> violationList();
-    /// Off stops the traffic log, so that a long run does not exhaust the memory.
+    /// `on` = false stops the traffic log, so that a long run does not exhaust the memory.
     void keepTraffic(bool on);
     /// The events on the buses and lines, oldest first; consecutive equal events are one line with their count.
     [[nodiscard]] std::vector<std::string> traffic();

@@ -63,7 +63,7 @@ void ControllerLink::sleep(std::uint64_t microseconds)
     if (isDone) {
         board.timeline.awaitIdle();
     }
-    if (isDone && std::exchange(owesReply, false)) {
+    if (isDone && std::exchange(isReplyPending, false)) {
         channel.send(status());
     }
     if (!board.timeline.getVirtual()) {
@@ -93,14 +93,14 @@ void ControllerLink::serveOne()
         _exit(1);
     }
     const std::string reply = execute(*request);
-    if (!owesReply) {
+    if (!isReplyPending) {
         channel.send(reply);
     }
 }
 
 /// Initialised before any constructor runs, because a constructor serves the first requests.
 constinit const ControllerLink::Request ControllerLink::requests[] = {
-    // Starts the program.
+    // No argument: starts the program.
     {"start",
      [](ControllerLink& link, Words&) {
          link.isResumed = true;
@@ -108,37 +108,37 @@ constinit const ControllerLink::Request ControllerLink::requests[] = {
      }},
     // COUNT: runs that many iterations, then replies.
     {"run", [](ControllerLink& link, Words& words) { return link.resume(take<std::uint64_t>(words)); }},
-    // virtual | real
+    // virtual|real: selects the kind of time.
     {"time",
      [](ControllerLink& link, Words& words) {
          link.board.timeline.setVirtual(take<std::string>(words) == "virtual");
          return std::string();
      }},
-    // on | off
+    // on|off: limits virtual time to real time while a script runs.
     {"pace",
      [](ControllerLink& link, Words& words) {
          link.keepsPace = take<std::string>(words) == "on";
          return std::string();
      }},
-    // MICROSECONDS
+    // MICROSECONDS: overrides the transfer time of a frame; 0 restores it.
     {"frame-time",
      [](ControllerLink& link, Words& words) {
          link.board.setFrameTime(std::chrono::microseconds(take<std::int64_t>(words)));
          return std::string();
      }},
-    // NUMBER, from 1 on
+    // NUMBER: fails that I2C transfer, counted from 1; 0 for none.
     {"refuse-i2c",
      [](ControllerLink& link, Words& words) {
          link.board.refuseI2cTransfer(take<int>(words));
          return std::string();
      }},
-    // on | off
+    // on|off: logs bus traffic.
     {"keep-traffic",
      [](ControllerLink& link, Words& words) {
          link.board.keepTraffic(take<std::string>(words) == "on");
          return std::string();
      }},
-    // on | off NAME
+    // on|off NAME: injects or removes a fault.
     {"fault",
      [](ControllerLink& link, Words& words) {
          const bool on = take<std::string>(words) == "on";
@@ -150,19 +150,19 @@ constinit const ControllerLink::Request ControllerLink::requests[] = {
          link.board.setInjectedFault(name, on);
          return std::string();
      }},
-    // 1 | 0
+    // 1|0: presses or releases the button.
     {"button",
      [](ControllerLink& link, Words& words) {
          link.board.setButton(take<int>(words) != 0);
          return std::string();
      }},
-    // STEPS
+    // STEPS: turns the knob.
     {"turn",
      [](ControllerLink& link, Words& words) {
          link.board.turn(take<std::int32_t>(words));
          return std::string();
      }},
-    // TYPE CODE VALUE
+    // TYPE CODE VALUE: queues an encoder event.
     {"event",
      [](ControllerLink& link, Words& words) {
          const auto type = take<std::uint16_t>(words);
@@ -170,11 +170,12 @@ constinit const ControllerLink::Request ControllerLink::requests[] = {
          link.board.queueEvent(type, code, take<std::int32_t>(words));
          return std::string();
      }},
-    // BYTES: replies when that many bytes of script output are unread, or the script has ended.
+    // BYTES: replies when that many bytes of script output are unread or the script has ended.
     {"await-output",
      [](ControllerLink& link, Words& words) {
          return std::string(link.awaitOutput(take<int>(words)) ? "" : "error timeout while waiting for the script");
      }},
+    // No argument: replies with the state of the device.
     {"status", [](ControllerLink& link, Words&) { return link.status(); }},
     {"screen", [](ControllerLink& link, Words&) { return asText(link.board.screen()); }},
     {"leds", [](ControllerLink& link, Words&) { return asText(link.board.leds()); }},
@@ -197,7 +198,7 @@ std::string ControllerLink::execute(const std::string& text)
 std::string ControllerLink::resume(std::uint64_t iterations)
 {
     stopAt = iteration + iterations;
-    isResumed = owesReply = iterations > 0;
+    isResumed = isReplyPending = iterations > 0;
     return {};
 }
 

@@ -11,7 +11,7 @@
 
 namespace sim {
 
-/// A request consists of words separated by blanks; the table in the source lists them. A reply that starts with
+/// A request consists of words separated by blanks. See `requests` in controller_link.cpp. A reply that starts with
 /// "error " reports a failure. In virtual time the program stops at the end of an iteration until the controller
 /// requests more iterations.
 class ControllerLink {
@@ -51,8 +51,8 @@ private:
     /// Whether virtual time is no faster than real time while a script runs.
     bool keepsPace = false;
     bool isResumed = false;
-    /// Whether the reply to "run" is pending.
-    bool owesReply = false;
+    /// Whether a "run" request has not been replied to.
+    bool isReplyPending = false;
 };
 
 } // namespace sim

@@ -1,4 +1,4 @@
-// C library functions as the preloaded library overrides them. Calls for the device's hardware and files go to the
+// The C library functions that the preloaded library overrides. Calls for the device's hardware and files go to the
 // simulated board, all other calls to the C library.
 #include "sim/preload/board.h"
 #include "sim/preload/controller_link.h"

@@ -28,7 +28,7 @@ Timeline::Duration Timeline::now()
 void Timeline::pass(Duration duration)
 {
     if (!isVirtual) {
-        // No sleep is as short as the transfer of a few bytes, which takes less than a microsecond each.
+        // A byte takes less than 1 µs on the bus, and no real sleep is that short.
         constexpr Duration shortest = std::chrono::microseconds(50);
         if (duration >= shortest) {
             std::this_thread::sleep_for(duration);
@@ -51,8 +51,8 @@ void Timeline::pass(Duration duration)
     transferEnded.wait(lock, [&] { return transfer.isOver; });
 }
 
-/// Whether the main thread would advance the clock to `time` next if the calling thread waited for it. The calling
-/// thread can then advance the clock itself, without switching to the main thread and back.
+/// Returns true if `time` is the next event, so the calling thread can advance the clock itself without a thread
+/// switch.
 bool Timeline::canAdvanceTo(Duration time) const
 {
     return busyThreads == 1 && target && time <= *target &&

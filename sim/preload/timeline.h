@@ -11,9 +11,9 @@
 namespace sim {
 
 /// In real time, `pass` sleeps. In virtual time the clock advances only while the main thread sleeps, and jumps from
-/// one event to the next. A transfer of another thread ends exactly at its end time. The clock does not advance while
-/// another thread is busy, that is, not waiting on a condition variable or for the end of a transfer. The order and the
-/// times of all events are therefore independent of the speed of the machine.
+/// one event to the next. A transfer of another thread ends exactly at its end time. A thread is busy unless it waits
+/// on a condition variable or for the end of a transfer. The clock does not advance while another thread is busy, so
+/// the order and the times of all events are independent of the speed of the machine.
 class Timeline {
 public:
     using Duration = std::chrono::nanoseconds;
@@ -25,10 +25,10 @@ public:
     /// Time since the start.
     [[nodiscard]] Duration now();
 
-    /// Blocks the calling thread for that long.
+    /// Blocks the calling thread for `duration`.
     void pass(Duration duration);
 
-    /// In virtual time, waits until no other thread is busy: everything that happens at this time has happened.
+    /// In virtual time, waits until no other thread is busy, so that all events up to the current time are complete.
     void awaitIdle();
 
     // Called by the intercepted functions, for threads other than the main thread.
@@ -36,7 +36,7 @@ public:
     void threadStarts();
     void threadEnds();
 
-    /// Lives while a thread waits on a condition variable.
+    /// Exists while a thread waits on a condition variable.
     class Waiting {
     public:
         Waiting(Timeline& owner, const void* conditionVariable);
@@ -75,14 +75,14 @@ private:
     std::condition_variable transferEnded;
     // Guarded by the mutex.
     Duration clock{};
-    /// Where the main thread advances the clock to; none while it runs.
+    /// The time to which the main thread is advancing the clock; none while that thread runs.
     std::optional<Duration> target;
     int busyThreads = 0;
     std::list<Transfer*> transfers;
     std::list<Waiting*> waiters;
 };
 
-/// Whether the calling thread is the one that runs `main`.
+/// Returns true on the thread that runs `main`.
 [[nodiscard]] bool onMainThread();
 
 } // namespace sim

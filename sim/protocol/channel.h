@@ -8,8 +8,8 @@
 
 namespace sim {
 
-/// One end of a stream socket that carries length-prefixed messages. The controller sends requests; the board answers
-/// each with one message.
+/// One end of a stream socket that carries length-prefixed messages. The controller sends requests; the board replies
+/// to each request with one message.
 class Channel {
 public:
     /// Takes ownership of the descriptor.

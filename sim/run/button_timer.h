@@ -9,8 +9,8 @@
 
 namespace sim {
 
-/// Queues presses, so that they do not overlap. Durations are in iterations, because the device's debouncing and long
-/// press count iterations.
+/// Queues presses, so that they do not overlap. Durations are in iterations, the unit in which the device measures
+/// debouncing and long presses.
 class ButtonTimer {
 public:
     static constexpr std::uint64_t clickIterations = SimulatedDevice::clickIterations;
@@ -21,8 +21,8 @@ public:
     void click() { queue(clickIterations); }
     void hold() { queue(holdIterations); }
 
-    /// Returns true to press and false to release the button at that iteration. Must be called regularly, with
-    /// non-decreasing iterations.
+    /// Returns true if the button must be pressed at `iteration`, false if it must be released, nothing if it does not
+    /// change. Must be called regularly, with non-decreasing iterations.
     [[nodiscard]] std::optional<bool> update(std::uint64_t iteration);
     [[nodiscard]] bool isDown() const { return down; }
 

@@ -1,4 +1,4 @@
-// Runs the tools, and removes the files that they create.
+// Runs the scripts that create devices and drives, and removes their files.
 #include "sim/run/device_files.h"
 
 #include "sim/run/process.h"
@@ -25,7 +25,7 @@ struct Tool {
     const char* package;
 };
 
-/// The tools that the scripts need and that are not installed on every system.
+/// The external programs that the scripts call and that a minimal system may lack.
 constexpr Tool neededTools[] = {
     {"bash", "bash"},        {"openssl", "openssl"}, {"mcopy", "mtools"},     {"mdir", "mtools"},
     {"sfdisk", "fdisk"},     {"gzip", "gzip"},       {"tar", "tar"},          {"mkfs.vfat", "dosfstools"},

@@ -1,4 +1,4 @@
-// Creates devices and drives for the simulator in a temporary folder, with the tools of the script folder.
+// Creates devices and drives for the simulator in a temporary folder, with the scripts in the script folder.
 #pragma once
 
 #include "sim/run/scenarios.h"
@@ -16,7 +16,7 @@ public:
     /// The version in the firmware files.
     static constexpr std::string_view version = "2.0.0";
 
-    /// `firmwareFolder` has the contents of the firmware files.
+    /// Firmware files are packed from `firmwareFolder`.
     DeviceFiles(std::filesystem::path scriptFolder, std::filesystem::path firmwareFolder);
     DeviceFiles(const DeviceFiles&) = delete;
     DeviceFiles& operator=(const DeviceFiles&) = delete;
@@ -27,7 +27,7 @@ public:
     /// that the scripts assume; 0 for the actual size.
     [[nodiscard]] std::filesystem::path makeDevice(int memoryKib = 0) const;
     [[nodiscard]] std::filesystem::path makeDrive(DriveKind kind) const;
-    /// Compares the internal memory byte by byte with the expected contents after `outcome`, which is not Unchanged.
+    /// Compares the internal memory byte by byte with the expected contents after `outcome` (not Unchanged).
     /// Returns a line that describes the contents.
     std::string verify(const std::filesystem::path& device, Outcome outcome) const;
 

@@ -15,11 +15,12 @@ namespace sim {
 
 class LiveSession {
 public:
-    /// Starts the device. `setup` gives the updater, the library and the root.
+    /// Starts the device. Only `updater`, `preload` and `root` of `setup` are used.
     LiveSession(DeviceSetup setup, std::filesystem::path driveImage, const ReferenceScreens& chosenReferences,
                 FrameFolder& chosenFrames);
 
-    /// Returns when the user quits or the updater ends. Throws Interrupted and std::runtime_error.
+    /// Returns when the user quits or the updater ends. Throws Interrupted after a signal that ends the program (except
+    /// SIGINT), and std::runtime_error when the terminal or the device fails.
     void run();
     /// Prints the results after `run`. Returns false if the updater ended or violated a protocol.
     [[nodiscard]] bool report();

@@ -9,7 +9,7 @@
 namespace sim {
 
 struct ProcessResult {
-    /// See waitpid.
+    /// The wait status (see waitpid).
     int waitStatus;
     /// Standard output and standard error.
     std::string output;

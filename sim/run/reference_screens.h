@@ -12,11 +12,11 @@ namespace sim {
 
 class ReferenceScreens {
 public:
-    /// Reads every NAME.png of the folder. Throws std::runtime_error when a picture is not a screen.
+    /// Reads every NAME.png of the folder. Throws std::runtime_error when a picture is not a picture of a screen.
     explicit ReferenceScreens(const std::filesystem::path& folder);
 
     [[nodiscard]] bool contains(std::string_view name) const;
-    /// The name of the picture that equals the screen in every pixel; empty if there is none.
+    /// The name of the picture that equals the screen in every pixel; empty if no picture equals it.
     [[nodiscard]] std::string nameOf(const Screen& screen) const;
 
 private:

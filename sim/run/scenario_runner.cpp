@@ -1,4 +1,4 @@
-// Executes the steps of a scenario, and prints what happens.
+// Executes the steps of a scenario, and prints its events.
 #include "sim/run/scenario_runner.h"
 
 #include "sim/run/signals.h"
@@ -117,7 +117,7 @@ std::string ScenarioRunner::checkEnd()
         throw std::runtime_error("protocol violation: " + violations.front());
     }
     if (screenName != finalScreen) {
-        throw std::runtime_error("screen \"" + finalScreen + "\" did not stay");
+        throw std::runtime_error("screen \"" + finalScreen + "\" was replaced");
     }
     if (scripts.size() != scriptsAwaited) {
         throw std::runtime_error("unexpected script: " + scripts[scriptsAwaited]);

@@ -16,19 +16,19 @@ namespace sim {
 
 class ScenarioRunner {
 public:
-    /// Receive the screens and events.
+    /// The receivers of screens and events.
     struct Observers {
         const ReferenceScreens& references;
         FrameFolder& frames;
         ScenarioLog& log;
     };
 
-    /// Starts the device. `setup` gives the updater, the library and the root; the other settings are overridden.
+    /// Starts the device. Only `updater`, `preload` and `root` of `setup` are used.
     ScenarioRunner(const Scenario& chosenScenario, const DeviceFiles& chosenFiles, Observers chosenObservers,
                    DeviceSetup setup);
 
-    /// Returns a line that describes what has been verified. Throws Interrupted, and std::runtime_error with a message
-    /// of one line when a check fails.
+    /// Returns a line that describes the verified result. Throws std::runtime_error with a one-line message when a
+    /// check fails, and Interrupted after a signal that ends the program.
     [[nodiscard]] std::string run();
 
 private:

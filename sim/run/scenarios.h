@@ -1,4 +1,4 @@
-// The scenarios: what the user does, and the expected result.
+// The scenarios: user input, and the expected result.
 #pragma once
 
 #include <span>
@@ -8,9 +8,9 @@
 namespace sim {
 
 enum class Action {
-    /// Waits for the screen with that reference picture.
+    /// Waits for the screen with the reference picture `what`.
     AwaitScreen,
-    /// Waits for the updater to start a script with that command line.
+    /// Waits for the updater to start a script with the command line `what`.
     AwaitScript,
     InsertDrive,
     EjectDrive,
@@ -34,7 +34,7 @@ enum class Outcome {
     Updated,
     /// The new firmware and its factory presets.
     Reset,
-    /// Every byte as it was when the last script started.
+    /// No byte has changed since the last script started.
     Unchanged,
 };
 
@@ -49,7 +49,7 @@ struct Scenario {
 };
 
 [[nodiscard]] std::span<const Scenario> allScenarios();
-/// Null if there is no scenario with that name.
+/// Returns null for unknown names.
 [[nodiscard]] const Scenario* findScenario(std::string_view name);
 
 inline constexpr std::string_view defaultScenario = "update";

@@ -19,7 +19,7 @@ struct Dots {
 /// Grey levels 2 and 3 are ink.
 [[nodiscard]] Dots dotsOf(const Screen& screen);
 
-/// One dot for two by two pixels. Thin strokes stay visible, dark on light and light on dark: a single pixel that
+/// One dot for two by two pixels. Thin strokes remain visible, dark on light and light on dark: a single pixel that
 /// differs from the surroundings determines the dot.
 [[nodiscard]] Dots halfSizeDots(const Screen& screen);
 

@@ -169,7 +169,7 @@ TEST_F(BoardTest, DoesNotRedirectOtherPaths)
     }
 }
 
-TEST_F(BoardTest, HasFourEndpointsAtTheirPathsOnly)
+TEST_F(BoardTest, HasEndpointsOnlyAtTheirFourPaths)
 {
     const std::pair<const char*, Endpoint> paths[] = {
         {"/dev/mem", Endpoint::Memory},           {"/dev/spidev0.0", Endpoint::Spi}, {"/dev/i2c-22", Endpoint::I2c},
@@ -202,7 +202,7 @@ TEST_F(BoardTest, RecognisesNoOtherDescriptors)
     }
 }
 
-TEST_F(BoardTest, FailsForOperationsThatAnEndpointDoesNotSupport)
+TEST_F(BoardTest, RejectsOperationsThatAnEndpointDoesNotSupport)
 {
     Bytes buffer(64);
     const int memory = open(Endpoint::Memory);
@@ -218,7 +218,7 @@ TEST_F(BoardTest, FailsForOperationsThatAnEndpointDoesNotSupport)
 
 // Injected faults.
 
-TEST_F(BoardTest, FailsToOpenAbsentEndpointsOnly)
+TEST_F(BoardTest, OpensAllEndpointsExceptAbsentOnes)
 {
     const struct {
         const char* fault;
@@ -244,7 +244,7 @@ TEST_F(BoardTest, FailsToOpenAbsentEndpointsOnly)
     }
 }
 
-TEST_F(BoardTest, FailsToMapWithThatFault)
+TEST_F(BoardTest, MmapFaultFailsMappings)
 {
     board->setInjectedFault("mmap fails", true);
     errno = 0;
@@ -252,7 +252,7 @@ TEST_F(BoardTest, FailsToMapWithThatFault)
     EXPECT_EQ(errno, EPERM);
 }
 
-TEST_F(BoardTest, RejectsOneOfTheBusSettingsWithThatFault)
+TEST_F(BoardTest, RefusedSettingFaultsRejectOnlyTheirSetting)
 {
     const struct {
         const char* fault;
@@ -279,7 +279,7 @@ TEST_F(BoardTest, RejectsASpeedOf0)
     EXPECT_EQ(write(spi(), {0x30}), 1);
 }
 
-TEST_F(BoardTest, FailsDisplayTransfersWithThatFault)
+TEST_F(BoardTest, FailingDisplayFailsTransfers)
 {
     lightDisplay();
     board->setInjectedFault("failing spi", true);
@@ -288,7 +288,7 @@ TEST_F(BoardTest, FailsDisplayTransfersWithThatFault)
     EXPECT_EQ(write(spi(), {0xAE}), 1);
 }
 
-TEST_F(BoardTest, TransmitsHalfOfADisplayTransferWithThatFault)
+TEST_F(BoardTest, ShortTransfersTransmitTheFirstHalf)
 {
     lightDisplay();
     board->setInjectedFault("short spi", true);
@@ -302,7 +302,7 @@ TEST_F(BoardTest, TransmitsHalfOfADisplayTransferWithThatFault)
     EXPECT_EQ(board->violationList(), (Lines{"a frame is short: 5120 of 10240 bytes"}));
 }
 
-TEST_F(BoardTest, TakesASecondForADisplayTransferWithThatFault)
+TEST_F(BoardTest, HangingDisplayTakesASecondPerTransfer)
 {
     lightDisplay();
     const auto before = board->timeline.now();
@@ -312,7 +312,7 @@ TEST_F(BoardTest, TakesASecondForADisplayTransferWithThatFault)
     EXPECT_EQ(board->frameCount(), 1U);
 }
 
-TEST_F(BoardTest, FailsTheI2cTransferWithTheRequestedNumber)
+TEST_F(BoardTest, RefusesTheI2cTransferWithTheRequestedNumber)
 {
     Bytes byte(1);
     const std::function<long()> transfers[] = {
@@ -323,7 +323,7 @@ TEST_F(BoardTest, FailsTheI2cTransferWithTheRequestedNumber)
     const int errors[] = {EBUSY, ETIMEDOUT, ETIMEDOUT};
     ASSERT_EQ(selectI2c(LedController::address), 0);
     for (int refused = 0; refused < 3; ++refused) {
-        board->refuseI2cTransfer(1 + 3 * refused + refused + 1); // the selection above, and the rounds before
+        board->refuseI2cTransfer(1 + 3 * refused + refused + 1); // after the first selection and the earlier rounds
         for (int i = 0; i < 3; ++i) {
             const Failure result = failureOf(transfers[i]);
             EXPECT_EQ(result.error, i == refused ? errors[i] : 0) << "transfer " << i << " of round " << refused;
@@ -331,7 +331,7 @@ TEST_F(BoardTest, FailsTheI2cTransferWithTheRequestedNumber)
     }
 }
 
-TEST_F(BoardTest, FailsLedTransfersWithThatFault)
+TEST_F(BoardTest, FailingLedsFailTransfers)
 {
     Bytes byte(1);
     ASSERT_EQ(selectI2c(LedController::address), 0);
@@ -341,10 +341,10 @@ TEST_F(BoardTest, FailsLedTransfersWithThatFault)
     board->setInjectedFault("failing i2c", false);
     EXPECT_EQ(write(i2c(), {0x00}), 1);
     EXPECT_EQ(board->read(i2c(), byte), 1);
-    EXPECT_EQ(byte[0], 0) << "the failed write has not reached the register";
+    EXPECT_EQ(byte[0], 0) << "the failed write reached the register";
 }
 
-TEST_F(BoardTest, FailsEncoderReadsWithThatFaultWithoutLosingRecords)
+TEST_F(BoardTest, FailingEncoderFailsReadsWithoutLosingRecords)
 {
     Bytes buffer(sizeof(input_event));
     board->turn(1);
@@ -354,7 +354,7 @@ TEST_F(BoardTest, FailsEncoderReadsWithThatFaultWithoutLosingRecords)
     EXPECT_EQ(board->read(encoder(), buffer), 24);
 }
 
-TEST_F(BoardTest, ReturnsEndOfFileWithThatFaultWithoutLosingRecords)
+TEST_F(BoardTest, EndedEncoderReturnsEndOfFileWithoutLosingRecords)
 {
     Bytes buffer(sizeof(input_event));
     board->turn(1);
@@ -404,12 +404,16 @@ TEST_F(BoardTest, ForwardsI2cWritesToTheLeds)
     EXPECT_EQ(board->violationList(), Lines{});
 }
 
-TEST_F(BoardTest, FailsAtAnotherI2cAddress)
+TEST_F(BoardTest, RejectsWritesToUnusedI2cAddresses)
 {
-    EXPECT_EQ(failureOf([&] { return write(i2c(), {0x00, 0x01}); }), (Failure{-1, EREMOTEIO})) << "none selected";
+    EXPECT_EQ(failureOf([&] {
+                  return write(i2c(), {0x00, 0x01});
+              }),
+              (Failure{-1, EREMOTEIO}))
+        << "with no device selected";
     ASSERT_EQ(selectI2c(0x6D), 0);
     EXPECT_EQ(failureOf([&] { return write(i2c(), {0x00, 0x01}); }), (Failure{-1, EREMOTEIO}));
-    EXPECT_EQ(board->violationList(), std::vector<std::string>(2, "an I2C write to an address where nothing answers"));
+    EXPECT_EQ(board->violationList(), std::vector<std::string>(2, "an I2C write to an unused address"));
 }
 
 // The GPIO block.
@@ -426,7 +430,7 @@ TEST_F(BoardTest, PullsTheButtonLineLowWhileItIsPressed)
     EXPECT_EQ(level(), 1U);
     board->setButton(true);
     EXPECT_EQ(level(), 0U);
-    EXPECT_EQ(registers()[13], ~(1U << buttonLine)) << "no other line";
+    EXPECT_EQ(registers()[13], ~(1U << buttonLine)) << "another line changed";
     board->setButton(false);
     EXPECT_EQ(level(), 1U);
 }
@@ -459,13 +463,13 @@ TEST_F(BoardTest, RejectsATransferThatIsLongerThanTheBufferOfTheDriver)
     const auto before = board->timeline.now();
     drive(dataCommandLine, true);
     EXPECT_EQ(failureOf([&] { return write(spi(), Bytes(frameSize + 1)); }), (Failure{-1, EMSGSIZE}));
-    EXPECT_EQ(board->timeline.now(), before) << "nothing was transmitted";
+    EXPECT_EQ(board->timeline.now(), before) << "bytes were transmitted";
     EXPECT_EQ(board->violationList(), Lines{});
     command(0x5C, Bytes(frameSize));
     EXPECT_EQ(board->frameCount(), 1U);
 }
 
-TEST_F(BoardTest, TakesTheTimeOfTheBusSpeedForATransfer)
+TEST_F(BoardTest, TransferTimeDependsOnTheBusSpeed)
 {
     lightDisplay();
     const struct {
@@ -480,7 +484,7 @@ TEST_F(BoardTest, TakesTheTimeOfTheBusSpeedForATransfer)
     }
 }
 
-TEST_F(BoardTest, TakesTheConfiguredTimeForAFrame)
+TEST_F(BoardTest, FrameTakesTheConfiguredTime)
 {
     lightDisplay();
     board->setFrameTime(60ms);
@@ -491,10 +495,10 @@ TEST_F(BoardTest, TakesTheConfiguredTimeForAFrame)
     EXPECT_EQ(board->timeline.now() - before, 90ms);
     board->setFrameTime(0ms);
     write(spi(), Bytes(1));
-    EXPECT_EQ(board->timeline.now() - before, 90ms + 16us) << "at the speed of an untouched bus";
+    EXPECT_EQ(board->timeline.now() - before, 90ms + 16us) << "at the default bus speed";
 }
 
-/// Another thread transmits a frame, which takes 60 ms, of which 1 ms has passed.
+/// Another thread transmits a frame of 60 ms, of which 1 ms has passed.
 class BoardDuringAFrame : public BoardTest {
 protected:
     BoardDuringAFrame()
@@ -526,7 +530,7 @@ protected:
     std::vector<std::thread> threads;
 };
 
-TEST_F(BoardDuringAFrame, ShowsTheFrameAtItsEndAndNotBefore)
+TEST_F(BoardDuringAFrame, ShowsTheFrameOnlyAtItsEnd)
 {
     board->timeline.pass(58ms);
     EXPECT_TRUE(isFilledWith(board->screen(), 0));
@@ -535,14 +539,14 @@ TEST_F(BoardDuringAFrame, ShowsTheFrameAtItsEndAndNotBefore)
     EXPECT_EQ(board->violationList(), Lines{});
 }
 
-TEST_F(BoardDuringAFrame, TransmitsTheBytesAsTheyWereWhenTheWriteBegan)
+TEST_F(BoardDuringAFrame, IgnoresLaterChangesOfTheWrittenBytes)
 {
     std::fill(frame.begin(), frame.end(), std::uint8_t{0});
     board->timeline.pass(60ms);
     EXPECT_TRUE(isFilledWith(board->screen(), 3));
 }
 
-TEST_F(BoardDuringAFrame, ReportsAChangedLine)
+TEST_F(BoardDuringAFrame, ReportsAChangeOfTheDataCommandLine)
 {
     drive(dataCommandLine, false);
     drive(dataCommandLine, true);
@@ -550,7 +554,7 @@ TEST_F(BoardDuringAFrame, ReportsAChangedLine)
     EXPECT_EQ(board->violationList(), std::vector<std::string>(2, "the data/command line changed during a transfer"));
 }
 
-TEST_F(BoardDuringAFrame, ReportsAChangedLineWithoutAFollowingCall)
+TEST_F(BoardDuringAFrame, ReportsAChangeOfTheDataCommandLineWithoutASystemCall)
 {
     registers()[10] = 1U << dataCommandLine;
     board->timeline.pass(60ms);
@@ -644,10 +648,10 @@ TEST_F(BoardTest, LogsNothingWhileTheLogIsOff)
 {
     board->note("before");
     board->keepTraffic(false);
-    board->note("meanwhile");
+    board->note("unlogged");
     board->keepTraffic(true);
-    board->note("behind");
-    EXPECT_EQ(board->traffic(), (Lines{"0 before", "0 behind"}));
+    board->note("after");
+    EXPECT_EQ(board->traffic(), (Lines{"0 before", "0 after"}));
 }
 
 } // namespace

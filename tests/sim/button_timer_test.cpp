@@ -20,7 +20,7 @@ TEST(ButtonTimer, DoesNothingWithoutAQueuedPress)
     EXPECT_FALSE(timer.isDown());
 }
 
-TEST(ButtonTimer, ClicksForSixtyIterations)
+TEST(ButtonTimer, AClickLasts60Iterations)
 {
     ButtonTimer timer;
     timer.click();
@@ -32,7 +32,7 @@ TEST(ButtonTimer, ClicksForSixtyIterations)
     EXPECT_EQ(timer.update(5000), nothing);
 }
 
-TEST(ButtonTimer, HoldsForLongerThanTheDeviceNeedsForALongPress)
+TEST(ButtonTimer, AHoldExceedsTheDurationOfALongPress)
 {
     ButtonTimer timer;
     timer.hold();
@@ -54,7 +54,7 @@ TEST(ButtonTimer, PausesBetweenTwoPresses)
     EXPECT_EQ(timer.update(9000), nothing);
 }
 
-TEST(ButtonTimer, DropsPressesBeyondFourThatWait)
+TEST(ButtonTimer, QueuesAtMostFourPresses)
 {
     ButtonTimer timer;
     for (int i = 0; i < 100; ++i) {

@@ -19,9 +19,9 @@ namespace {
 
 using sim::Channel;
 
-class ChannelEnds : public testing::Test {
+class ChannelTest : public testing::Test {
 protected:
-    ChannelEnds()
+    ChannelTest()
     {
         if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()) != 0) {
             throw std::runtime_error("no sockets");
@@ -35,7 +35,7 @@ protected:
     std::optional<Channel> far;
 };
 
-TEST_F(ChannelEnds, CarryArbitraryBytes)
+TEST_F(ChannelTest, CarriesArbitraryBytes)
 {
     const std::string messages[] = {"run 501", "", std::string("\0\n\xFF", 3), std::string(1000, ' ')};
     for (const std::string& message : messages) {
@@ -44,7 +44,7 @@ TEST_F(ChannelEnds, CarryArbitraryBytes)
     }
 }
 
-TEST_F(ChannelEnds, CarryMessagesInBothDirections)
+TEST_F(ChannelTest, CarriesMessagesInBothDirections)
 {
     ASSERT_TRUE(near->send("question"));
     ASSERT_TRUE(far->send("answer"));
@@ -52,7 +52,7 @@ TEST_F(ChannelEnds, CarryMessagesInBothDirections)
     EXPECT_EQ(near->receive(), std::string("answer"));
 }
 
-TEST_F(ChannelEnds, PreserveTheBoundariesOfQueuedMessages)
+TEST_F(ChannelTest, PreservesBoundariesOfQueuedMessages)
 {
     for (const char* message : {"one", "", "three"}) {
         ASSERT_TRUE(near->send(message));
@@ -62,7 +62,7 @@ TEST_F(ChannelEnds, PreserveTheBoundariesOfQueuedMessages)
     EXPECT_EQ(far->receive(), std::string("three"));
 }
 
-TEST_F(ChannelEnds, CarryAMessageThatIsLargerThanTheSocketBuffer)
+TEST_F(ChannelTest, CarriesAMessageLargerThanTheSocketBuffer)
 {
     std::string large(4 << 20, 'a');
     large.back() = 'z';
@@ -73,7 +73,7 @@ TEST_F(ChannelEnds, CarryAMessageThatIsLargerThanTheSocketBuffer)
     EXPECT_TRUE(*received == large);
 }
 
-TEST_F(ChannelEnds, TransferWholeMessagesDespiteSignals)
+TEST_F(ChannelTest, SignalsDoNotTruncateMessages)
 {
     struct sigaction action {};
     action.sa_handler = [](int) {};
@@ -103,7 +103,7 @@ TEST_F(ChannelEnds, TransferWholeMessagesDespiteSignals)
     EXPECT_TRUE(received == large) << "when interrupted while sending";
 }
 
-TEST_F(ChannelEnds, ReceiveAMessageThatArrivesInPieces)
+TEST_F(ChannelTest, AssemblesAMessageThatArrivesInPieces)
 {
     const std::string_view bytes("\5\0\0\0whole", 9);
     std::thread sender([&] {
@@ -116,7 +116,7 @@ TEST_F(ChannelEnds, ReceiveAMessageThatArrivesInPieces)
     sender.join();
 }
 
-TEST_F(ChannelEnds, ReportWhetherAMessageWaits)
+TEST_F(ChannelTest, HasMessageReportsAQueuedMessage)
 {
     EXPECT_FALSE(far->hasMessage());
     ASSERT_TRUE(near->send(""));
@@ -125,15 +125,15 @@ TEST_F(ChannelEnds, ReportWhetherAMessageWaits)
     EXPECT_FALSE(far->hasMessage());
 }
 
-TEST_F(ChannelEnds, ReceiveNothingWhenTheOtherEndIsClosed)
+TEST_F(ChannelTest, ReceiveReturnsNothingWhenTheOtherEndIsClosed)
 {
     near.reset();
-    EXPECT_TRUE(far->hasMessage()) << "receive must not block";
+    EXPECT_TRUE(far->hasMessage()) << "receive would block";
     EXPECT_FALSE(far->receive());
     EXPECT_FALSE(far->receive());
 }
 
-TEST_F(ChannelEnds, ReceiveMessagesThatWereSentBeforeTheOtherEndWasClosed)
+TEST_F(ChannelTest, ReceivesMessagesSentBeforeTheOtherEndWasClosed)
 {
     ASSERT_TRUE(near->send("last words"));
     near.reset();
@@ -141,7 +141,7 @@ TEST_F(ChannelEnds, ReceiveMessagesThatWereSentBeforeTheOtherEndWasClosed)
     EXPECT_FALSE(far->receive());
 }
 
-TEST_F(ChannelEnds, DiscardAnIncompleteMessage)
+TEST_F(ChannelTest, DiscardsAnIncompleteMessage)
 {
     for (const std::string_view start : {std::string_view("\5\0", 2), std::string_view("\5\0\0\0who", 7)}) {
         std::array<int, 2> pair{};
@@ -153,13 +153,13 @@ TEST_F(ChannelEnds, DiscardAnIncompleteMessage)
     }
 }
 
-TEST_F(ChannelEnds, FailToSendToAClosedPeerWithoutSigpipe)
+TEST_F(ChannelTest, SendingToAClosedPeerFailsWithoutSigpipe)
 {
     far.reset();
     EXPECT_FALSE(near->send("anybody there?"));
 }
 
-TEST_F(ChannelEnds, CloseTheirSocket)
+TEST_F(ChannelTest, ClosesItsSocket)
 {
     far.reset();
     EXPECT_EQ(fcntl(sockets[1], F_GETFD), -1);

@@ -1,4 +1,4 @@
-// Short forms for checks of what the simulator returns and throws.
+// Helpers that check the simulator's results and exceptions.
 #pragma once
 
 #include <algorithm>

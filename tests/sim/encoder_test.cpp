@@ -32,7 +32,7 @@ TEST(Encoder, ReportsATurnAsARelativeMovementAndAnEndOfReport)
     EXPECT_EQ(allOf(encoder), (Records{{EV_REL, REL_X, -3}, {EV_SYN, SYN_REPORT, 0}}));
 }
 
-TEST(Encoder, ReturnsRecordsInTheOrderOfTheirArrival)
+TEST(Encoder, ReturnsRecordsInOrderOfArrival)
 {
     sim::Encoder encoder;
     encoder.turn(1);

@@ -75,7 +75,7 @@ TEST_F(Gpio, ReadsTheFunctionOfEveryLineFromItsThreeBits)
     EXPECT_EQ(violations.list(), Lines{});
 }
 
-TEST_F(Gpio, ReportsOnceThatALineBecameAnOutput)
+TEST_F(Gpio, ReportsANewOutputOnce)
 {
     select(25, output);
     block.sync();
@@ -130,7 +130,7 @@ TEST_F(Gpio, ReadsTheLatchesBackAsZero)
     EXPECT_EQ(page[clearRegister], 0U);
 }
 
-TEST_F(Gpio, ReadsAnOutputAsItIsDrivenAndAnInputAsItIsWired)
+TEST_F(Gpio, ReadsTheLatchOfAnOutputAndTheWireOfAnInput)
 {
     select(7, output);
     block.setInput(7, true);
@@ -154,7 +154,7 @@ TEST_F(Gpio, ReadsTheWireAgainWhenAnOutputBecomesAnInput)
     EXPECT_TRUE(readLevel(7));
 }
 
-TEST_F(Gpio, DoesNotLetTheProgramStoreLevels)
+TEST_F(Gpio, IgnoresStoresToTheLevelRegister)
 {
     page[levelRegister] = 0;
     block.sync();
@@ -181,7 +181,7 @@ TEST_F(Gpio, ReportsEveryDriveOfAnInput)
     EXPECT_EQ(violations.list().size(), 2U);
 }
 
-TEST_F(Gpio, ReportsALineSetAndClearedAtOnce)
+TEST_F(Gpio, ReportsASimultaneousSetAndClear)
 {
     select(7, output);
     page[setRegister] = 1U << 7;

@@ -18,7 +18,7 @@ constexpr std::uint8_t updateRegister = 0x13;
 constexpr std::uint8_t firstSetting = 0x14;
 constexpr std::uint8_t resetRegister = 0x2F;
 
-class Leds : public testing::Test {
+class LedControllerTest : public testing::Test {
 protected:
     void write(std::initializer_list<std::uint8_t> bytes)
     {
@@ -50,12 +50,12 @@ protected:
     LedController controller{violations};
 };
 
-TEST_F(Leds, AreDarkInitially)
+TEST_F(LedControllerTest, OutputsAreInitiallyDark)
 {
     EXPECT_TRUE(isFilledWith(controller.outputs(), 0));
 }
 
-TEST_F(Leds, HaveOneBrightnessRegisterEach)
+TEST_F(LedControllerTest, EachOutputHasABrightnessRegister)
 {
     enableAll();
     writeDistinctBrightness();
@@ -66,7 +66,7 @@ TEST_F(Leds, HaveOneBrightnessRegisterEach)
     EXPECT_EQ(violations.list(), Lines{});
 }
 
-TEST_F(Leds, TakeTheirBrightnessWhenTheUpdateRegisterIsWrittenWhateverItsValue)
+TEST_F(LedControllerTest, WritingAnyValueToTheUpdateRegisterLatchesTheBrightness)
 {
     enableAll();
     for (const std::uint8_t value : {std::uint8_t{0}, std::uint8_t{0xFF}}) {
@@ -79,7 +79,7 @@ TEST_F(Leds, TakeTheirBrightnessWhenTheUpdateRegisterIsWrittenWhateverItsValue)
     }
 }
 
-TEST_F(Leds, AreUpdatedByABlockThatEndsAtTheUpdateRegister)
+TEST_F(LedControllerTest, ABlockThatEndsAtTheUpdateRegisterLatchesTheBrightness)
 {
     enableAll();
     std::vector<std::uint8_t> block(20, 0xFF);
@@ -89,7 +89,7 @@ TEST_F(Leds, AreUpdatedByABlockThatEndsAtTheUpdateRegister)
     EXPECT_TRUE(isFilledWith(controller.outputs(), 0xFF));
 }
 
-TEST_F(Leds, AreDarkUntilTheControllerIsEnabled)
+TEST_F(LedControllerTest, OutputsAreDarkUntilTheControllerIsEnabled)
 {
     writeFrom(firstSetting, LedController::outputCount, 0x10);
     writeDistinctBrightness();
@@ -102,7 +102,7 @@ TEST_F(Leds, AreDarkUntilTheControllerIsEnabled)
     EXPECT_EQ(controller.outputs()[0], 10);
 }
 
-TEST_F(Leds, AreDarkWhileTheirOwnSettingIsZero)
+TEST_F(LedControllerTest, AnOutputIsDarkWhileItsSettingIsZero)
 {
     enableAll();
     writeDistinctBrightness();
@@ -113,7 +113,7 @@ TEST_F(Leds, AreDarkWhileTheirOwnSettingIsZero)
     EXPECT_EQ(controller.outputs()[2], 12);
 }
 
-TEST_F(Leds, AreAllResetByTheResetRegister)
+TEST_F(LedControllerTest, TheResetRegisterResetsAllRegisters)
 {
     enableAll();
     writeDistinctBrightness();
@@ -121,28 +121,28 @@ TEST_F(Leds, AreAllResetByTheResetRegister)
     write({resetRegister, 0});
     EXPECT_TRUE(isFilledWith(controller.outputs(), 0));
     enableAll();
-    EXPECT_TRUE(isFilledWith(controller.outputs(), 0)) << "the latched brightness is reset";
+    EXPECT_TRUE(isFilledWith(controller.outputs(), 0)) << "the latched brightness was not reset";
     write({updateRegister, 0});
-    EXPECT_TRUE(isFilledWith(controller.outputs(), 0)) << "the brightness registers are reset";
+    EXPECT_TRUE(isFilledWith(controller.outputs(), 0)) << "the brightness registers were not reset";
 }
 
-TEST_F(Leds, ReadTheRegisterThatWasAddressedLast)
+TEST_F(LedControllerTest, ReadReturnsTheLastAddressedRegister)
 {
     write({0x20, 0x11, 0x22});
     EXPECT_EQ(controller.read(), 0x11);
     write({0x21});
     EXPECT_EQ(controller.read(), 0x22);
-    EXPECT_EQ(controller.read(), 0x22) << "reading does not advance";
+    EXPECT_EQ(controller.read(), 0x22) << "the read advanced the register number";
 }
 
-TEST_F(Leds, ReportEveryWriteToARegisterThatDoesNotExist)
+TEST_F(LedControllerTest, ReportsEveryWriteToANonexistentRegister)
 {
     write({resetRegister, 0, 1, 2});
     EXPECT_EQ(violations.list(),
               (Lines{"LED controller register 48 does not exist", "LED controller register 49 does not exist"}));
 }
 
-TEST_F(Leds, ReadRegistersThatDoNotExistAsZero)
+TEST_F(LedControllerTest, NonexistentRegistersReadAsZero)
 {
     write({0x30});
     EXPECT_EQ(controller.read(), 0);
@@ -151,7 +151,7 @@ TEST_F(Leds, ReadRegistersThatDoNotExistAsZero)
     EXPECT_EQ(violations.list(), Lines{});
 }
 
-TEST_F(Leds, ReportAnEmptyWrite)
+TEST_F(LedControllerTest, ReportsAnEmptyWrite)
 {
     controller.write({});
     EXPECT_EQ(violations.list(), (Lines{"an empty I2C write"}));

@@ -56,7 +56,7 @@ TEST(PngFile, DrawsAPixelAsASquareOfTheGivenScale)
     }
 }
 
-TEST(PngFile, ReadsWhatWasWritten)
+TEST(PngFile, ReadsAWrittenPictureUnchanged)
 {
     const ScratchFolder folder;
     sim::writePng(folder / "small.png", smallPicture());

@@ -1,5 +1,5 @@
 // Executes the commands in the environment variable PROBE on the simulated device. Commands are separated by semicolons
-// and have at most one argument. Uses only C library calls. After the last command it iterates for ever.
+// and have at most one argument. Uses only C library calls. After the last command it iterates forever.
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -33,7 +33,7 @@ std::FILE* script = nullptr;
 long firstScriptIteration = 0;
 std::uint8_t frame[frameSize];
 
-void say(const char* format, const char* text, long number)
+void print(const char* format, const char* text, long number)
 {
     std::printf(format, text, number);
     std::printf("\n");
@@ -50,7 +50,7 @@ void readScript()
     } else if (count == 0) {
         const int status = pclose(script);
         script = nullptr;
-        say("%s ended with %ld", "script", WEXITSTATUS(status));
+        print("%s ended with %ld", "script", WEXITSTATUS(status));
     }
 }
 
@@ -68,7 +68,7 @@ void watchButton()
     static bool wasHigh = true;
     const bool isHigh = (registers[13] >> 6 & 1U) != 0;
     if (isHigh != wasHigh) {
-        say("%s at %ld", isHigh ? "high" : "low", iteration);
+        print("%s at %ld", isHigh ? "high" : "low", iteration);
         wasHigh = isHigh;
     }
 }
@@ -94,12 +94,12 @@ void mapRegisters()
 {
     const int fd = open("/dev/mem", O_RDWR | O_SYNC);
     if (fd < 0) {
-        say("%s %ld", "no memory", errno);
+        print("%s %ld", "no memory", errno);
         return;
     }
     void* const block = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0xFE200000);
     if (block == MAP_FAILED) {
-        say("%s %ld", "no mapping", errno);
+        print("%s %ld", "no mapping", errno);
         return;
     }
     close(fd);
@@ -115,7 +115,7 @@ void send(bool isData, const std::uint8_t* bytes, std::size_t size)
 {
     drive(dataCommandLine, isData);
     if (write(spi, bytes, size) < 0) {
-        say("%s %ld", "write failed", errno);
+        print("%s %ld", "write failed", errno);
     }
 }
 
@@ -159,7 +159,7 @@ void startThread(void* (*routine)(void*))
 {
     pthread_t thread{};
     if (pthread_create(&thread, nullptr, routine, nullptr) != 0 || pthread_detach(thread) != 0) {
-        say("%s %ld", "no thread", errno);
+        print("%s %ld", "no thread", errno);
     }
 }
 
@@ -192,7 +192,7 @@ void startScript(const char* command)
 {
     script = popen(command, "r");
     if (script == nullptr) {
-        say("%s %ld", "no script", errno);
+        print("%s %ld", "no script", errno);
         return;
     }
     fcntl(fileno(script), F_SETFL, O_NONBLOCK);
@@ -207,22 +207,22 @@ void showFile(const char* path)
         [[maybe_unused]] const char* const line = std::fgets(text, sizeof text, file);
         std::fclose(file);
     }
-    say("%s", text, 0);
+    print("%s", text, 0);
 }
 
 void showStatus(const char* path)
 {
     struct stat result;
     errno = 0;
-    say("%s %ld", path, stat(path, &result) == 0 ? 0 : errno);
+    print("%s %ld", path, stat(path, &result) == 0 ? 0 : errno);
 }
 
 void perform(const char* command, const char* argument)
 {
     const auto is = [command](const char* name) { return std::strcmp(command, name) == 0; };
-    if (is("say")) {
-        say("%s", argument, 0);
-    } else if (is("complain")) {
+    if (is("print")) {
+        print("%s", argument, 0);
+    } else if (is("print-error")) {
         std::fprintf(stderr, "%s\n", argument);
     } else if (is("iterate")) {
         iterate(std::atol(argument));
@@ -255,9 +255,9 @@ void perform(const char* command, const char* argument)
         showStatus(argument);
     } else if (is("environment")) {
         const char* const value = std::getenv(argument);
-        say("%s", value == nullptr ? "unset" : value, 0);
+        print("%s", value == nullptr ? "unset" : value, 0);
     } else if (is("pid")) {
-        say("%s %ld", "pid", getpid());
+        print("%s %ld", "pid", getpid());
     } else if (is("crash")) {
         std::raise(SIGSEGV);
     } else if (is("abort")) {
@@ -267,7 +267,7 @@ void perform(const char* command, const char* argument)
     } else if (is("throw")) {
         throw std::runtime_error("as requested");
     } else {
-        say("unknown command %s", command, 0);
+        print("unknown command %s", command, 0);
         std::exit(99);
     }
 }

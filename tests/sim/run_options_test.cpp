@@ -19,7 +19,7 @@ std::string errorFor(const std::vector<std::string>& arguments)
     return thrownMessage<sim::UsageError>([&] { (void)parsed(arguments); });
 }
 
-TEST(RunOptions, DefaultToTheGivenValues)
+TEST(RunOptions, DefaultsAreTheGivenValues)
 {
     const Options options = parsed({});
     EXPECT_EQ(options.updater, "u");
@@ -30,7 +30,7 @@ TEST(RunOptions, DefaultToTheGivenValues)
     EXPECT_FALSE(options.wantsHelp);
 }
 
-TEST(RunOptions, TakeTheNextArgumentAsTheirValue)
+TEST(RunOptions, AValueIsTheNextArgument)
 {
     const Options options = parsed({"--updater", "a", "--preload", "b", "--scripts", "c", "--frames", "d"});
     EXPECT_EQ(options.updater, "a");
@@ -39,26 +39,26 @@ TEST(RunOptions, TakeTheNextArgumentAsTheirValue)
     EXPECT_EQ(options.frames, "d");
 }
 
-TEST(RunOptions, AcceptAValueAfterAnEqualsSign)
+TEST(RunOptions, AValueMayFollowAnEqualsSign)
 {
     const Options options = parsed({"--frames=a=b", "--play=corrupt"});
     EXPECT_EQ(options.frames, "a=b");
     EXPECT_EQ(options.scenario, "corrupt");
 }
 
-TEST(RunOptions, UseTheLastOfEqualOptions)
+TEST(RunOptions, ALaterOptionOverridesAnEarlierOne)
 {
     EXPECT_EQ(parsed({"--play", "corrupt", "--play", "update"}).scenario, "update");
 }
 
-TEST(RunOptions, AcceptEveryScenario)
+TEST(RunOptions, AcceptsEveryScenario)
 {
     for (const sim::Scenario& scenario : sim::allScenarios()) {
         EXPECT_EQ(parsed({"--play", std::string(scenario.name)}).scenario, scenario.name);
     }
 }
 
-TEST(RunOptions, RejectUnknownArguments)
+TEST(RunOptions, RejectsUnknownArguments)
 {
     EXPECT_EQ(errorFor({"--fast"}), "unknown option --fast");
     EXPECT_EQ(errorFor({"--fast=1"}), "unknown option --fast");
@@ -67,20 +67,20 @@ TEST(RunOptions, RejectUnknownArguments)
     EXPECT_EQ(errorFor({"--play", "chess"}), "unknown scenario chess");
 }
 
-TEST(RunOptions, RejectAnOptionWithoutAValue)
+TEST(RunOptions, RejectsAnOptionWithoutAValue)
 {
     EXPECT_EQ(errorFor({"--frames"}), "--frames needs a value");
     EXPECT_EQ(errorFor({"--frames", ""}), "--frames needs a value");
     EXPECT_EQ(errorFor({"--play="}), "--play needs a value");
 }
 
-TEST(RunOptions, RequestHelpWhateverFollows)
+TEST(RunOptions, HelpIgnoresLaterArguments)
 {
     EXPECT_TRUE(parsed({"--help", "--fast"}).wantsHelp);
     EXPECT_TRUE(parsed({"-h"}).wantsHelp);
 }
 
-TEST(RunOptions, AreListedInTheHelp)
+TEST(RunOptions, HelpListsEveryOption)
 {
     const std::string help = sim::helpText();
     EXPECT_TRUE(help.starts_with("usage: "));

@@ -88,7 +88,7 @@ TEST(FrameFolder, RejectsAFolderThatCannotBeCreated)
     EXPECT_THROW(FrameFolder("/dev/null/frames"), std::runtime_error);
 }
 
-TEST(Scenarios, HaveAReferencePictureForEveryAwaitedScreen)
+TEST(Scenarios, EveryAwaitedScreenHasAReferencePicture)
 {
     const ReferenceScreens references(SCREENS_DIR);
     for (const sim::Scenario& scenario : sim::allScenarios()) {
@@ -100,7 +100,7 @@ TEST(Scenarios, HaveAReferencePictureForEveryAwaitedScreen)
     }
 }
 
-TEST(Scenarios, HaveUniqueNames)
+TEST(Scenarios, NamesAreUnique)
 {
     std::set<std::string_view> names;
     for (const sim::Scenario& scenario : sim::allScenarios()) {

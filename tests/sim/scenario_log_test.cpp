@@ -1,4 +1,4 @@
-// Tests of what a scenario prints.
+// Tests of the output of a scenario.
 #include "sim/run/scenario_log.h"
 
 #include <gtest/gtest.h>

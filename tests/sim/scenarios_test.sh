@@ -1,6 +1,6 @@
 #!/bin/bash
-# Tests the simulator as a program: its scenarios, the failures that a scenario detects, wrong usage, and that it leaves no
-# files.
+# Tests the simulator as a program: its scenarios, the failures that a scenario detects, wrong usage, and the removal of
+# temporary files.
 # Usage: scenarios_test.sh SIMULATOR SCRIPTS [SCENARIO]   (with SCENARIO only that scenario)
 set -uo pipefail
 
@@ -14,11 +14,11 @@ export TMPDIR=$work/tmp
 
 around_case() {
   "$@"
-  nothing_left
+  expect_no_files
 }
 
-nothing_left() {
-  [[ -z $(ls -A "$TMPDIR") ]] || { echo "left behind: $(ls -A "$TMPDIR")"; return 1; }
+expect_no_files() {
+  [[ -z $(ls -A "$TMPDIR") ]] || { echo "not removed: $(ls -A "$TMPDIR")"; return 1; }
 }
 
 # run ARGUMENT...: runs the simulator with its output in $work/out and $work/err and its exit status in $status.
@@ -33,8 +33,8 @@ scenario_passes() {
   [[ ! -s $work/err && $(tail -n 1 "$work/out") == "$1: passed: "* ]] || { tail -n 1 "$work/out" "$work/err"; return 1; }
 }
 
-# fails_saying STATUS PATTERN: the last run exited with STATUS and printed one line that matches PATTERN on standard error.
-fails_saying() {
+# fails_with STATUS PATTERN: the last run exited with STATUS and printed one line that matches PATTERN on standard error.
+fails_with() {
   cat "$work/err"
   # shellcheck disable=SC2053 # a pattern
   [[ $status -eq $1 && $(wc -l <"$work/err") -eq 1 && $(cat "$work/err") == $2 ]] || { echo "exit status $status"; return 1; }
@@ -72,33 +72,33 @@ with_script() {
 
 install_without_effect() {
   with_script install.sh 'exit 0' --play update
-  fails_saying 1 'update: failed: verify_memory.sh: wrong version*'
+  fails_with 1 'update: failed: verify_memory.sh: wrong version*'
 }
 
 wrong_failure_message() {
   with_script decrypt.sh 'exit 2' --play corrupt
-  fails_saying 1 'corrupt: failed: no screen "failed-corrupt" within 60 s of device time'
+  fails_with 1 'corrupt: failed: no screen "failed-corrupt" within 60 s of device time'
 }
 
 format_that_writes() {
   # shellcheck disable=SC2016 # for the script to expand
   with_script format.sh 'echo >>"$DEVICE_ROOT/dev/memory"; exit 1' --play format-fails
-  fails_saying 1 'format-fails: failed: *internal memory*'
+  fails_with 1 'format-fails: failed: *internal memory*'
 }
 
 updater_that_ends() {
   run --updater "$(type -P true)"
-  fails_saying 1 'update: failed: the updater has ended: exit status 0'
+  fails_with 1 'update: failed: the updater has ended: exit status 0'
 }
 
 missing_updater() {
   run --updater "$work/nothing"
-  fails_saying 1 '*: cannot use *nothing: No such file or directory'
+  fails_with 1 '*: cannot use *nothing: No such file or directory'
 }
 
 no_temporary_folder() {
   TMPDIR=$work/nowhere run
-  fails_saying 1 'update: failed: cannot create a folder in *'
+  fails_with 1 'update: failed: cannot create a folder in *'
 }
 
 missing_tool() {
@@ -106,7 +106,7 @@ missing_tool() {
   mkdir -p "$work/bin"
   for tool in bash openssl; do ln -sf "$(command -v "$tool")" "$work/bin/"; done
   PATH=$work/bin run
-  PATH=$path fails_saying 1 'update: failed: missing tool: mcopy (package mtools)'
+  PATH=$path fails_with 1 'update: failed: missing tool: mcopy (package mtools)'
 }
 
 saves_frames() {
@@ -117,7 +117,7 @@ saves_frames() {
 full_output() {
   status=0
   "$simulator" --play corrupt >/dev/full 2>"$work/err" </dev/null || status=$?
-  fails_saying 1 'corrupt: failed: cannot write to standard output'
+  fails_with 1 'corrupt: failed: cannot write to standard output'
 }
 
 # ends_by_signal NAME: uses job control, because a job without it ignores SIGINT.

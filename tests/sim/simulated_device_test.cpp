@@ -100,14 +100,14 @@ protected:
 
 TEST_F(Device, StopsAtTheEndOfTheFirstIteration)
 {
-    start("say before;iterate 1;say after");
+    start("print before;iterate 1;print after");
     EXPECT_EQ(device->iteration(), 1U);
     EXPECT_EQ(output(), (Lines{"before"}));
 }
 
 TEST_F(Device, CountsOnlySleepsOf1000MicrosecondsAsIterations)
 {
-    start("sleep 20000;sleep 999;iterate 1;sleep 1001;say slept");
+    start("sleep 20000;sleep 999;iterate 1;sleep 1001;print slept");
     EXPECT_EQ(device->iteration(), 1U);
     device->run(1);
     EXPECT_EQ(device->iteration(), 2U);
@@ -117,7 +117,7 @@ TEST_F(Device, CountsOnlySleepsOf1000MicrosecondsAsIterations)
 
 TEST_F(Device, RunsExactlyTheRequestedNumberOfIterations)
 {
-    start("iterate 501;say done");
+    start("iterate 501;print done");
     device->run(0);
     EXPECT_EQ(device->iteration(), 1U);
     device->run(499);
@@ -131,7 +131,7 @@ TEST_F(Device, RunsExactlyTheRequestedNumberOfIterations)
 
 TEST_F(Device, RunsToTheEndOfTheRequestedIteration)
 {
-    start("iterate 501;say done");
+    start("iterate 501;print done");
     device->runTo(501);
     device->runTo(501);
     EXPECT_EQ(device->iteration(), 501U);
@@ -171,7 +171,7 @@ TEST_F(Device, ShowsAFrameOfAnotherThreadInTheIterationInWhichItEnds)
         std::chrono::microseconds frameTime;
         std::uint64_t lastWithout;
     } cases[] = {
-        // Sent at the start of iteration 11, after a command byte, which takes time as well.
+        // Sent at the start of iteration 11, after a command byte, which also takes time.
         {60ms, 11 + 60},
         {0ms, 11 + 6}, // 6.55 ms at the bus speed
         {999us, 11},
@@ -271,11 +271,11 @@ TEST_F(Device, HasADriveWhileItIsPlugged)
     EXPECT_EQ(output(), (Lines{"/dev/sda 2", "/dev/sda 0", "the drive", "", "/dev/sda 2"}));
 }
 
-TEST_F(Device, RedirectsTheFixedPathsAndNoOthers)
+TEST_F(Device, RedirectsOnlyTheFixedPaths)
 {
     addFile("tmp/fw/version.txt", "1.2.3");
-    addFile("etc/hostname", "not seen");
-    addFile("usr/sbin/tool", "not seen");
+    addFile("etc/hostname", "wrongly redirected");
+    addFile("usr/sbin/tool", "wrongly redirected");
     folder.write("elsewhere", "elsewhere");
     start("file /tmp/fw/version.txt;file /tmp/fw/none;stat /usr/sbin/tool;file " + (folder / "elsewhere").string());
     EXPECT_EQ(output(), (Lines{"1.2.3", "nothing", "/usr/sbin/tool 2", "elsewhere"}));
@@ -305,7 +305,7 @@ TEST_F(Device, InjectsAndRemovesFaultsWhileTheProgramRuns)
     EXPECT_EQ(output().size(), 2U);
 }
 
-TEST_F(Device, ForbidsTheDriveOnly)
+TEST_F(Device, ForbidsOnlyTheDrive)
 {
     setup.injectedFaults = {sim::fault::forbiddenDrive};
     start("stat /dev/sda;stat /dev/sda1;stat /dev/null");
@@ -381,7 +381,7 @@ TEST_F(Device, PassesArgumentsAndTheRootToAScript)
 /// The descriptor of the folder that ls lists: the lowest free one.
 constexpr const char* descriptorOfLs = "3";
 
-TEST_F(Device, IsInvisibleToScripts)
+TEST_F(Device, HidesItsVariablesAndDescriptorsFromScripts)
 {
     addScript("format.sh", "echo \"${LD_PRELOAD-none} ${SIM_SOCKET-none}\"\n"
                            "ls /proc/self/fd\n");
@@ -403,14 +403,14 @@ TEST_F(Device, LetsScriptsInheritDescriptorsWithoutCloseOnExec)
 
 TEST_F(Device, ClosesTheFilesOfItsController)
 {
-    const int held = open("/dev/null", O_RDONLY);
-    ASSERT_GT(held, 2);
+    const int inheritable = open("/dev/null", O_RDONLY);
+    ASSERT_GT(inheritable, 2);
     addScript("format.sh", "ls /proc/self/fd\n");
     start("script /usr/sbin/format.sh");
     device->awaitScriptEnd();
     device->run(2);
     EXPECT_EQ(output(), (Lines{"0", "1", "2", descriptorOfLs, "script ended with 0"}));
-    close(held);
+    close(inheritable);
 }
 
 TEST_F(Device, RunsOtherCommandsUnchanged)
@@ -439,7 +439,7 @@ TEST_F(Device, KillsItsScriptsWhenItIsSwitchedOff)
 
 TEST_F(Device, RecordsTheOutputOfTheProgram)
 {
-    start("say to the one;complain to the other");
+    start("print to the one;print-error to the other");
     EXPECT_EQ(device->standardOutput(), "to the one\n");
     EXPECT_EQ(device->standardError(), "to the other\n");
 }
@@ -467,7 +467,7 @@ void PrintTo(const EndCase& tested, std::ostream* stream)
 
 class DeviceEnd : public Device, public testing::WithParamInterface<EndCase> {};
 
-TEST_P(DeviceEnd, IsReportedByTheNextRequest)
+TEST_P(DeviceEnd, NextRequestReportsTheEnd)
 {
     start(std::string("iterate 5;") + GetParam().command);
     device->runTo(5);
@@ -479,20 +479,19 @@ TEST_P(DeviceEnd, IsReportedByTheNextRequest)
     EXPECT_THROW((void)device->screen(), DeviceEnded);
 }
 
-TEST_P(DeviceEnd, BeforeTheFirstIterationIsReportedByTheNextRequest)
+TEST_P(DeviceEnd, NextRequestReportsAnEndBeforeTheFirstIteration)
 {
-    start(std::string("complain last words;") + GetParam().command);
+    start(std::string("print-error last words;") + GetParam().command);
     EXPECT_EQ(SimulatedDevice::describe(device->waitForEnd()), GetParam().description);
     EXPECT_TRUE(contains(device->standardError(), "last words\n"));
     EXPECT_THROW((void)device->iteration(), DeviceEnded);
 }
 
 INSTANTIATE_TEST_SUITE_P(, DeviceEnd,
-                         testing::Values(EndCase{"ByACrash", "crash", "signal 11"},
-                                         EndCase{"ByAbort", "abort", "signal 6"},
-                                         EndCase{"ByAnException", "throw", "signal 6"},
-                                         EndCase{"ByAnExit", "exit 7", "exit status 7"},
-                                         EndCase{"ByAGoodExit", "exit 0", "exit status 0"}),
+                         testing::Values(EndCase{"Crash", "crash", "signal 11"}, EndCase{"Abort", "abort", "signal 6"},
+                                         EndCase{"Exception", "throw", "signal 6"},
+                                         EndCase{"ExitWith7", "exit 7", "exit status 7"},
+                                         EndCase{"ExitWith0", "exit 0", "exit status 0"}),
                          [](const auto& tested) { return std::string(tested.param.name); });
 
 TEST_F(Device, RecordsTheExceptionThatEndedTheProgram)
@@ -515,12 +514,12 @@ TEST_F(Device, NamesTheMissingFile)
 
 TEST_F(Device, AcceptsPathsWithBlanksAndColons)
 {
-    const fs::path odd = folder / "a blank, a: colon";
-    fs::create_directories(odd);
-    fs::copy_file(PROBE_PROGRAM, odd / "program");
-    fs::copy_file(PRELOAD_LIBRARY, odd / "preload.so");
-    setup.updater = odd / "program";
-    setup.preload = odd / "preload.so";
+    const fs::path special = folder / "a blank, a: colon";
+    fs::create_directories(special);
+    fs::copy_file(PROBE_PROGRAM, special / "program");
+    fs::copy_file(PRELOAD_LIBRARY, special / "preload.so");
+    setup.updater = special / "program";
+    setup.preload = special / "preload.so";
     start("display;iterate 1");
     EXPECT_EQ(device->iteration(), 1U);
 }
@@ -532,16 +531,16 @@ TEST_F(Device, RejectsAnUpdaterThatIsNotExecutable)
     EXPECT_THROW(SimulatedDevice{setup}, std::runtime_error);
 }
 
-class DeviceWithoutController : public Device, public testing::WithParamInterface<Time> {};
+class ControllerEnd : public Device, public testing::WithParamInterface<Time> {};
 
-TEST_P(DeviceWithoutController, EndsTheProgram)
+TEST_P(ControllerEnd, ProgramEndsWithItsController)
 {
     setup.time = GetParam();
     setup.environment.emplace_back("PROBE=pid");
     const pid_t controller = fork();
     if (controller == 0) {
-        const auto held = std::make_unique<SimulatedDevice>(setup);
-        becomesTrue([&] { return held->standardOutput().ends_with("\n"); });
+        const auto controlled = std::make_unique<SimulatedDevice>(setup);
+        becomesTrue([&] { return controlled->standardOutput().ends_with("\n"); });
         _exit(0);
     }
     int status = 0;
@@ -553,16 +552,16 @@ TEST_P(DeviceWithoutController, EndsTheProgram)
     EXPECT_TRUE(becomesTrue([program] { return hasEnded(program); }));
 }
 
-INSTANTIATE_TEST_SUITE_P(, DeviceWithoutController, testing::Values(Time::Real, Time::Virtual), [](const auto& tested) {
+INSTANTIATE_TEST_SUITE_P(, ControllerEnd, testing::Values(Time::Real, Time::Virtual), [](const auto& tested) {
     return tested.param == Time::Real ? "InRealTime" : "InVirtualTime";
 });
 
 TEST_F(Device, IsIndependentOfOtherDevices)
 {
-    start("iterate 5;say first");
+    start("iterate 5;print first");
     DeviceSetup otherSetup = setup;
     otherSetup.root = folder / "other";
-    otherSetup.environment.back() = "PROBE=iterate 5;say second";
+    otherSetup.environment.back() = "PROBE=iterate 5;print second";
     SimulatedDevice other(otherSetup);
     other.run(10);
     EXPECT_EQ(device->iteration(), 1U);
@@ -572,12 +571,12 @@ TEST_F(Device, IsIndependentOfOtherDevices)
 }
 
 /// The name of the folder contains characters that a shell interprets.
-class DeviceInAnOddFolder : public Device {
+class DeviceInSpecialFolder : public Device {
 protected:
-    DeviceInAnOddFolder() : Device("My Devices/it's \"$HOME\"; no. 1") {}
+    DeviceInSpecialFolder() : Device("My Devices/it's \"$HOME\"; no. 1") {}
 };
 
-TEST_F(DeviceInAnOddFolder, QuotesThePathForTheShell)
+TEST_F(DeviceInSpecialFolder, QuotesThePathForTheShell)
 {
     addScript("format.sh", "echo \"$1 in $DEVICE_ROOT\"\n");
     addFile("tmp/fw/version.txt", "1.2.3");
@@ -634,12 +633,12 @@ TEST_F(Device, KeepsPaceWithAScriptThatRuns)
 
 // Programs that would run on the real hardware.
 
-class UnsafeDevice : public Device {
+class StartCheck : public Device {
 protected:
-    /// Expects that the device is not started, for that reason, and that the program does not run.
-    void expectRefusal(const std::string& reason)
+    /// Expects that the start fails with `reason` and that the program does not run.
+    void expectRejection(const std::string& reason)
     {
-        setup.environment = {"PROBE=say begun"};
+        setup.environment = {"PROBE=print started"};
         const std::string message = thrownMessage([&] { SimulatedDevice{setup}; });
         EXPECT_TRUE(contains(message, reason)) << message;
         const fs::path output = setup.root / "updater.out";
@@ -663,16 +662,16 @@ protected:
     }
 };
 
-TEST_F(UnsafeDevice, IsRefusedWithALibraryThatCannotBeLoaded)
+TEST_F(StartCheck, RejectsALibraryThatCannotBeLoaded)
 {
     folder.write("preload.so", "no library");
     setup.preload = folder / "preload.so";
-    expectRefusal("cannot load " + setup.preload.string());
+    expectRejection("cannot load " + setup.preload.string());
     setup.preload = folder.path();
-    expectRefusal("cannot load " + setup.preload.string());
+    expectRejection("cannot load " + setup.preload.string());
 }
 
-TEST_F(UnsafeDevice, IsRefusedWithAnotherLibrary)
+TEST_F(StartCheck, RejectsALibraryThatIsNotTheSimulatedHardware)
 {
     std::ifstream maps("/proc/self/maps");
     for (std::string line; std::getline(maps, line);) {
@@ -680,36 +679,36 @@ TEST_F(UnsafeDevice, IsRefusedWithAnotherLibrary)
             setup.preload = line.substr(line.find('/'));
         }
     }
-    expectRefusal("not the simulated hardware: " + setup.preload.string());
+    expectRejection("not the simulated hardware: " + setup.preload.string());
 }
 
-TEST_F(UnsafeDevice, IsRefusedWithAProgramThatIsNotDynamic)
+TEST_F(StartCheck, RejectsAProgramThatIsNotDynamicallyLinked)
 {
-    folder.write("script", "#!/bin/sh\necho begun\n");
+    folder.write("script", "#!/bin/sh\necho started\n");
     fs::permissions(folder / "script", fs::perms::owner_all);
     for (const fs::path& program : {folder / "script", staticProgram(), fs::path(PRELOAD_LIBRARY)}) {
         setup.updater = program;
-        expectRefusal("not a program that loads the simulated hardware: " + program.string());
+        expectRejection("not a program that loads the simulated hardware: " + program.string());
     }
 }
 
-TEST_F(UnsafeDevice, IsRefusedWithASetUserIdProgram)
+TEST_F(StartCheck, RejectsASetUserIdProgram)
 {
     fs::copy_file(PROBE_PROGRAM, folder / "program");
     fs::permissions(folder / "program", fs::perms::owner_all | fs::perms::set_uid);
     setup.updater = folder / "program";
-    expectRefusal("not a program that loads the simulated hardware");
+    expectRejection("not a program that loads the simulated hardware");
 }
 
-TEST_F(UnsafeDevice, ReportsWhyTheProgramCannotBeRun)
+TEST_F(StartCheck, ReportsWhyTheProgramCannotBeRun)
 {
     fs::copy_file(PROBE_PROGRAM, folder / "program");
     fs::permissions(folder / "program", fs::perms::owner_read);
     setup.updater = folder / "program";
-    expectRefusal("exit status 127; cannot run " + setup.updater.string() + ": Permission denied");
+    expectRejection("exit status 127; cannot run " + setup.updater.string() + ": Permission denied");
 }
 
-TEST_F(UnsafeDevice, OverridesTheEnvironment)
+TEST_F(StartCheck, OverridesGivenPreloadVariables)
 {
     setup.environment = {"PROBE=display;iterate 1", "LD_PRELOAD=", "SIM_SOCKET=0"};
     EXPECT_EQ(SimulatedDevice(setup).iteration(), 1U);
@@ -732,7 +731,7 @@ TEST_F(Device, RejectsUnknownFaultsAndLeavesNoProcess)
 {
     setup.injectedFaults = {"no such fault"};
     EXPECT_EQ(thrownMessage([&] { start("pid"); }), "unknown fault: no such fault");
-    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child process remains";
 }
 
 TEST_F(Device, AcceptsEveryNamedFault)
@@ -765,7 +764,7 @@ TEST_F(Device, DescribesSignalsByNumberAndName)
 }
 
 /// A shell, because it can close the descriptor of the library's socket.
-TEST_F(Device, KillsAProgramThatClosesItsSocketAndRunsOn)
+TEST_F(Device, KillsAProgramThatClosesItsSocketButContinues)
 {
     folder.write("profile", "for file in /proc/$$/fd/*; do\n"
                             "  fd=${file##*/}\n"

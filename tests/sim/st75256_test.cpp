@@ -1,4 +1,4 @@
-// Tests of the display controller: the screen that it shows, and the protocol violations that it reports.
+// Tests of the display controller: the screen and the reported protocol violations.
 #include "sim/models/st75256.h"
 
 #include "tests/sim/comparisons.h"
@@ -88,7 +88,7 @@ protected:
 
 // The screen.
 
-TEST_F(Display, ShowsTheLowestBitsOnTopAfterThatCommand)
+TEST_F(Display, Command0CShowsTheLowestBitsOnTop)
 {
     light();
     write(Bytes(frameSize, 0b11'10'01'00));
@@ -97,7 +97,7 @@ TEST_F(Display, ShowsTheLowestBitsOnTopAfterThatCommand)
     EXPECT_EQ(violations.list(), Lines{});
 }
 
-TEST_F(Display, ShowsTheHighestBitsOnTopAfterThatCommand)
+TEST_F(Display, Command08ShowsTheHighestBitsOnTop)
 {
     light();
     write(Bytes(frameSize, 0b11'10'01'00));
@@ -182,7 +182,7 @@ TEST_F(Display, KeepsItsMemoryThroughAReset)
     EXPECT_EQ(shown(0, 0, 1, 4), Lines(4, "3"));
 }
 
-TEST(BlankDisplay, IsBlankUntilItIsLitAgain)
+TEST(DarkDisplay, IsBlankUntilItIsLitAgain)
 {
     using Action = void (*)(Wires&);
     const struct {
@@ -260,7 +260,7 @@ bool isKnown(unsigned code, int page)
                        [&](const Command& command) { return command.code == code && command.page == page; });
 }
 
-/// After a reset, with that page selected.
+/// After a reset, with `page` selected.
 struct WiresOnPage : Wires {
     explicit WiresOnPage(int page)
     {
@@ -269,7 +269,7 @@ struct WiresOnPage : Wires {
     }
 };
 
-TEST(DisplayCommands, TakeTheirParametersAndNoOtherData)
+TEST(DisplayCommands, EachCommandAcceptsOnlyItsParameters)
 {
     for (const auto& [code, page, parameterCount] : knownCommands) {
         if (code == writeMemory) {
@@ -284,7 +284,7 @@ TEST(DisplayCommands, TakeTheirParametersAndNoOtherData)
     }
 }
 
-TEST(DisplayCommands, ReportMissingParametersAtTheNextCommand)
+TEST(DisplayCommands, MissingParametersAreReportedAtTheNextCommand)
 {
     for (const auto& [code, page, parameterCount] : knownCommands) {
         for (std::size_t sent = 0; sent < parameterCount; ++sent) {
@@ -300,7 +300,7 @@ TEST(DisplayCommands, ReportMissingParametersAtTheNextCommand)
     }
 }
 
-TEST(DisplayCommands, AreKnownOnTheirPagesOnly)
+TEST(DisplayCommands, CommandsOfOtherPagesAreReported)
 {
     for (const int page : {1, 2}) {
         for (unsigned code = 0; code <= 0xFF; ++code) {
@@ -320,7 +320,7 @@ TEST(DisplayCommands, AreKnownOnTheirPagesOnly)
 
 // Protocol violations.
 
-TEST(DisplayViolations, AreReportedOnceEach)
+TEST(DisplayProtocol, EachViolationIsReportedOnce)
 {
     const std::string changedLine = "the data/command line changed during a transfer";
     const struct {

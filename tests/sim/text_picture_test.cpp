@@ -79,13 +79,13 @@ TEST(TextPicture, ArrangesCellsInRowsAndColumns)
               (Rows{L"\u2801\u2808", L"\u2802\u2880"}));
 }
 
-TEST(TextPicture, NeedsFortyRowsOf128CharactersForAScreen)
+TEST(TextPicture, AScreenHasFortyRowsOf128Characters)
 {
     const auto rows = brailleRows(sim::dotsOf(*filledScreen(3)));
     EXPECT_EQ(rows, Rows(40, std::wstring(128, L'\u28FF')));
 }
 
-TEST(TextPicture, NeedsAQuarterOfTheCharactersForAHalfSizeScreen)
+TEST(TextPicture, AHalfSizeScreenHasAQuarterOfTheCharacters)
 {
     const auto rows = brailleRows(sim::halfSizeDots(*filledScreen(3)));
     EXPECT_EQ(rows, Rows(20, std::wstring(64, L'\u28FF')));

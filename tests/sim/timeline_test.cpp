@@ -1,4 +1,4 @@
-// Tests of the device's clock. A clock that waits for the wrong thread is a test that never ends.
+// Tests of the device's clock. If the clock waits for the wrong thread, the test hangs.
 #include "sim/preload/timeline.h"
 
 #include <algorithm>
@@ -16,7 +16,7 @@ namespace {
 using namespace std::chrono_literals;
 using sim::Timeline;
 
-/// How long a busy thread delays the clock, in real time. A clock that does not wait would be read before.
+/// How long a busy thread delays the clock, in real time. If the clock does not wait, it is read earlier.
 constexpr auto delay = 30ms;
 
 using Notes = std::vector<std::pair<int, Timeline::Duration>>;
@@ -64,7 +64,7 @@ protected:
                 changed.wait(lock);
             }
         }
-        /// Waits until `wait` has been called that many times in total, then wakes all threads.
+        /// Waits until `wait` has been called the given number of times in total, then wakes all threads.
         void wakeAll(int expectedWaits)
         {
             while (waits < expectedWaits) {
@@ -178,7 +178,7 @@ TEST_F(VirtualTime, StartsTheNextTransferOfAThreadWhenThePreviousOneEnds)
     EXPECT_EQ(notes, (Notes{{0, 400us}, {1, 800us}, {2, 1200us}}));
 }
 
-TEST_F(VirtualTime, OrdersShortTransfersOfAThreadAmongThoseOfOthers)
+TEST_F(VirtualTime, OrdersShortTransfersOfSeveralThreads)
 {
     start([this] {
         timeline.pass(500us);

@@ -113,12 +113,12 @@ TEST_F(Usb, HasNoPartitionWithoutAValidTable)
         {"a FAT boot sector", fatBootSector()},
         {"no signature", sectors("abcd")},
         {"an empty table", imageWith({0, 0, 0, 0})},
-        {"a partition of no type", imageWith({0x80, 0x00, 2, 3})},
+        {"a partition without a type", imageWith({0x80, 0x00, 2, 3})},
         {"a partition that covers the table", imageWith({0x80, 0x0C, 0, 3})},
         {"a partition without sectors", imageWith({0x80, 0x0C, 2, 0})},
         {"a partition that ends after the image", imageWith({0x80, 0x0C, 2, 7})},
         {"a partition far after the image", imageWith({0x80, 0x0C, 0xFFFFFFFF, 0xFFFFFFFF})},
-        {"a status that does not exist", imageWith({0x01, 0x0C, 2, 3})},
+        {"an invalid status", imageWith({0x01, 0x0C, 2, 3})},
         {"less than a sector", std::string(511, 'a')},
         {"nothing", ""},
     };
@@ -150,7 +150,7 @@ TEST_F(Usb, NeverChangesTheImage)
     EXPECT_TRUE(root.read("image") == image);
 }
 
-TEST_F(Usb, HasNoNodesWhenItIsUnplugged)
+TEST_F(Usb, RemovesItsNodesWhenUnplugged)
 {
     plug(imageWith(fatPartition));
     drive.unplug();
@@ -159,7 +159,7 @@ TEST_F(Usb, HasNoNodesWhenItIsUnplugged)
     EXPECT_NO_THROW(drive.unplug());
 }
 
-TEST_F(Usb, ReturnsEndOfFileWhenItIsUnpluggedDuringARead)
+TEST_F(Usb, ReturnsEndOfFileWhenUnpluggedDuringARead)
 {
     plug(imageWith(fatPartition, 1000));
     for (const char* node : {"dev/sda", "dev/sda1"}) {

@@ -23,7 +23,7 @@ std::string nameOf(std::string fault)
     return fault;
 }
 
-/// Checks in the end that the updater still runs and holds no additional threads, children or descriptors.
+/// Checks at the end that the updater still runs and has no additional threads, children or descriptors.
 class FailingDevice : public testing::Test {
 protected:
     void SetUp() override
@@ -57,7 +57,7 @@ protected:
 
 // The display.
 
-/// The fault begins in a place of the flow and ends in the next one.
+/// The fault begins in one place of the flow and ends in the next place.
 class FailingDisplay : public FailingDevice, public testing::WithParamInterface<std::tuple<std::string, Place>> {
 protected:
     [[nodiscard]] std::string fault() const { return std::get<std::string>(GetParam()); }
@@ -65,7 +65,7 @@ protected:
 
     void changePictureTwice()
     {
-        for (const char* progress : {"meanwhile", "last of all"}) {
+        for (const char* progress : {"first change", "last change"}) {
             if (walker.model.isScriptRunning()) {
                 walker.printProgress(walker.currentScript(), progress);
             } else {
@@ -75,7 +75,7 @@ protected:
         }
     }
 
-    /// The updater does not send a lost picture again. Without a turning wheel only user input causes the next picture.
+    /// The updater does not resend lost pictures. Without a turning wheel, only user input causes the next picture.
     void causeNextPicture()
     {
         if (losesPictures() && !walker.model.isScriptRunning()) {
@@ -91,7 +91,7 @@ TEST_P(FailingDisplay, ShowsTheCurrentScreenOnceTheBusWorksAgain)
     device->setInjectedFault(fault(), true);
     walker.advance(false);
     walker.settle();
-    EXPECT_EQ(device->frameCount(), frames) << "no picture arrives";
+    EXPECT_EQ(device->frameCount(), frames) << "a picture arrived during the fault";
     changePictureTwice();
     device->run(10000);
     device->setInjectedFault(fault(), false);
@@ -132,7 +132,7 @@ INSTANTIATE_TEST_SUITE_P(LastStep, FailingDisplay, testing::Values(Cell(sim::fau
 
 class FailingEncoder : public FailingDevice, public testing::WithParamInterface<const char*> {};
 
-TEST_P(FailingEncoder, DeliversItsEventsLater)
+TEST_P(FailingEncoder, DeliversItsEventsAfterTheFault)
 {
     goTo(Place::Menu);
     device->setInjectedFault(GetParam(), true);
@@ -188,7 +188,7 @@ std::vector<std::string> i2cEvents(const std::vector<std::string>& traffic)
     return events;
 }
 
-/// The bar is lit unless a transfer that it needs was refused.
+/// The bar is lit unless a required transfer was refused.
 Leds ledsWithout(int refused)
 {
     Leds leds{};
@@ -206,10 +206,10 @@ std::vector<std::string> expectedViolations(int refused)
 {
     // Without the first selection, no device answers until the second selection.
     const std::size_t unanswered = refused == firstSelection ? secondSelection - resetWrite : 0;
-    return std::vector<std::string>(unanswered, "an I2C write to an address where nothing answers");
+    return std::vector<std::string>(unanswered, "an I2C write to an unused address");
 }
 
-TEST(RefusedI2cTransfer, LosesOnlyItsOwnEffect)
+TEST(RefusedI2cTransfer, LosesOnlyTheEffectOfTheTransfer)
 {
     TestDevice healthy;
     healthy.switchOn();
@@ -226,7 +226,7 @@ TEST(RefusedI2cTransfer, LosesOnlyItsOwnEffect)
         EXPECT_EQ(device->leds(), ledsWithout(refused));
         EXPECT_EQ(device->violations(), expectedViolations(refused));
         device->runTo(27);
-        EXPECT_EQ(device->frameCount(), 2U) << "the cleared screen and the first picture";
+        EXPECT_EQ(device->frameCount(), 2U) << "not exactly the cleared screen and the first picture";
         EXPECT_EQ(device->standardError(), "");
         const ProcessCensus now = takeCensus(device->processId());
         EXPECT_EQ(now.descriptors, census.descriptors);
@@ -234,7 +234,7 @@ TEST(RefusedI2cTransfer, LosesOnlyItsOwnEffect)
     }
 }
 
-TEST(AbsentDevices, DoNotAffectAnUpdate)
+TEST(AbsentDevices, UpdateSucceedsWithoutDisplayAndLeds)
 {
     TestDevice device;
     device.switchOn({.injectedFaults = {sim::fault::absentDisplay, sim::fault::absentLeds}});
