@@ -14,7 +14,7 @@ struct Options {
     std::uint64_t updates = 1000;
 };
 
-/// The command line is wrong; `what` is one line.
+/// An error in the command line. `what` returns one line.
 class UsageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

@@ -11,7 +11,7 @@
 
 namespace soak {
 
-/// Keeps only two maxima, so that its own memory does not grow.
+/// Keeps only two maxima, so that its memory use does not grow.
 class SampleSeries {
 public:
     /// The warm-up is this fraction (1/24) of a run.

@@ -1,4 +1,4 @@
-// Tests of the soak test's own checks.
+// Tests of the checks and options of the soak test.
 #include "tests/soak/options.h"
 #include "tests/soak/sample_series.h"
 
@@ -47,7 +47,7 @@ soak::Options parse(std::vector<std::string> arguments)
     return soak::parseOptions(words);
 }
 
-TEST(SoakOptions, DefaultToADayAndAThousandUpdates)
+TEST(SoakOptions, DefaultsAreADayAndAThousandUpdates)
 {
     EXPECT_EQ(parse({}).iterations, 24U * 60 * 60 * 1000);
     EXPECT_EQ(parse({}).updates, 1000U);
@@ -56,7 +56,7 @@ TEST(SoakOptions, DefaultToADayAndAThousandUpdates)
     EXPECT_EQ(options.updates, 48U);
 }
 
-TEST(SoakOptions, RejectInvalidValues)
+TEST(SoakOptions, RejectsInvalidValues)
 {
     for (const std::vector<std::string>& wrong :
          std::vector<std::vector<std::string>>{{"--days", "3"},

@@ -1,4 +1,4 @@
-// A long time on the waiting screen.
+// A long wait on the waiting screen.
 #pragma once
 
 #include <cstdint>

@@ -35,7 +35,7 @@ TEST_F(Menu, TheTypeOfAnEncoderEventIsIgnored)
     expectMenu(true, Selection::First, "event_with_value_0");
 }
 
-TEST_F(Menu, WithoutAnInstalledVersionOffersOnlyTheFactoryReset)
+TEST_F(Menu, OffersOnlyTheFactoryResetWithoutAnInstalledVersion)
 {
     device.toMenu("", "2.0.0");
     for (const int step : {1, 1, -1}) {
@@ -70,7 +70,7 @@ TEST_F(Dialog, TurningSwitchesBetweenNoAndYes)
     expectDialog(updateQuestion, Selection::Second, "left_past_the_start");
 }
 
-TEST_F(Dialog, LongPressConfirmsNothing)
+TEST_F(Dialog, LongPressDoesNotConfirm)
 {
     device.toUpdateDialog();
     device.turn(1);
@@ -108,7 +108,7 @@ void PrintTo(const UnusualVersion& version, std::ostream* stream)
 
 class DialogWithVersion : public Dialog, public testing::WithParamInterface<UnusualVersion> {};
 
-TEST_P(DialogWithVersion, ShowsItCutOffAtTheEndOfTheMessage)
+TEST_P(DialogWithVersion, TruncatesTheVersionAtTheEndOfTheMessage)
 {
     device.toMenu("1.4.2", GetParam().contents);
     device.turn(1);
@@ -116,11 +116,11 @@ TEST_P(DialogWithVersion, ShowsItCutOffAtTheEndOfTheMessage)
     expectDialog(texts::factoryQuestion(GetParam().contents), Selection::First, GetParam().name);
 }
 
-INSTANTIATE_TEST_SUITE_P(That, DialogWithVersion,
-                         testing::Values(UnusualVersion{"IsNotAscii", "2.0-\xc3\xa9\x7f\x80\x01"},
-                                         UnusualVersion{"HasAZeroByte", std::string("2\0x", 3)},
+INSTANTIATE_TEST_SUITE_P(Unusual, DialogWithVersion,
+                         testing::Values(UnusualVersion{"NotAscii", "2.0-\xc3\xa9\x7f\x80\x01"},
+                                         UnusualVersion{"ZeroByte", std::string("2\0x", 3)},
                                          UnusualVersion{"FillsTheScreen", std::string(300, 'v')},
-                                         UnusualVersion{"IsThreeMegabytes", std::string(3000000, 'w')}),
+                                         UnusualVersion{"ThreeMegabytes", std::string(3000000, 'w')}),
                          testing::PrintToStringParamName());
 
 } // namespace

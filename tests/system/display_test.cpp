@@ -34,12 +34,12 @@ protected:
     void SetUp() override { device.switchOn({.frameTime = std::chrono::milliseconds(60)}); }
 };
 
-TEST_F(SlowDisplay, GetsWholeFramesAndTheLastOneInTheEnd)
+TEST_F(SlowDisplay, ReceivesOnlyWholeFramesIncludingTheLast)
 {
     device->runTo(20);
     const std::uint64_t first = device->frameCount();
     device.toPreparing();
-    for (int i = 0; i < 100; ++i) { // every redraw finds a change
+    for (int i = 0; i < 100; ++i) { // a change for every redraw
         device.decrypt.print(*device, "SHOW: " + std::to_string(i) + "\n");
         device->run(20);
     }
@@ -57,7 +57,7 @@ TEST_F(SlowDisplay, DoesNotBlockTheMainLoop)
     EXPECT_LT(std::stoull(device->traffic().back()), 336589U + 60000U + 10000U * 1000U);
 }
 
-TEST_F(SlowDisplay, NeverShowsPartsOfTwoPictures)
+TEST_F(SlowDisplay, NeverMixesTwoPictures)
 {
     std::set<sim::Screen> allowed = {sim::Screen{}};
     for (int frame = 0; frame < 8; ++frame) {

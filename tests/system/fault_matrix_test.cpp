@@ -1,4 +1,4 @@
-// Every kind of faulty script in every state that runs a script.
+// Each kind of faulty script in each state that runs a script.
 #include "tests/support/process_census.h"
 #include "tests/system/modelled_device.h"
 
@@ -12,7 +12,7 @@ namespace {
 
 using Place = FlowModel::Place;
 
-/// A state that runs a script. `isReset` has no meaning before the menu.
+/// A state that runs a script. `isReset` is unused before the menu.
 struct Job {
     const char* name;
     Place place;
@@ -27,23 +27,23 @@ constexpr Job jobs[] = {
 
 class FaultMatrix;
 
-enum class File { IsThere, IsMissing, IsNotExecutable };
+enum class File { Present, Missing, NotExecutable };
 
 struct Fault {
     const char* name;
     /// The exit status as the updater reads it.
     int status;
-    /// What the script does after its first orders; it can wait for more.
+    /// The commands of the script after `opening`; they can wait for the test again.
     const char* body;
-    /// Checks what happens before the script ends, and gives those orders.
+    /// Checks the device until the script ends, and releases the script from each wait.
     void (FaultMatrix::*watch)() = nullptr;
-    File file = File::IsThere;
+    File file = File::Present;
 };
 
-/// The beginning of every script of the matrix: records its arguments and process ID, then waits for orders.
+/// The beginning of every script of the matrix: records its arguments and process ID, then waits for the test.
 constexpr const char* opening = R"(name=${0##*/}
-order() { read -r _ < "$DEVICE_ROOT/orders.$name"; }
-# A shell that runs a command either waits for it or becomes it.
+await() { read -r _ < "$DEVICE_ROOT/commands.$name"; }
+# A shell that runs a command either waits for it or is replaced by it.
 die() {
     ulimit -c 0
     case $(cat "/proc/$PPID/comm") in *sh) kill -s "$1" "$PPID" ;; esac
@@ -51,15 +51,15 @@ die() {
 }
 echo "$*" >> "$DEVICE_ROOT/calls.$name"
 echo $$ > "$DEVICE_ROOT/pid"
-order
+await
 echo 'SHOW: at work'
-order
+await
 )";
 
 struct Cell {
     Job job;
     Fault fault;
-    /// How long a hanging script hangs, in iterations.
+    /// The duration of a hang, in iterations.
     std::uint64_t hangTime;
 };
 
@@ -76,7 +76,7 @@ public:
     void floods();
     void printsNoLineEnd();
     void printsZeroBytes();
-    void worksOnWithoutOutput();
+    void continuesWithoutOutput();
     void leavesAChild();
 
 protected:
@@ -91,7 +91,7 @@ protected:
     void startFaultyScript();
     void expectScreen(const std::string& when) { EXPECT_TRUE(walker.isAsExpected(when)) << when; }
     void showFirstProgress();
-    void order();
+    void releaseScript();
     void expectProgress(const std::string& progress);
     [[nodiscard]] pid_t scriptProcess() const { return std::stoi(device.readFile("pid")); }
     [[nodiscard]] ProcessCensus census() { return takeCensus(device->processId()); }
@@ -106,7 +106,7 @@ protected:
     ModelledDevice walker{"1.0", "2.0"};
     TestDevice& device = walker.device;
     FlowModel& model = walker.model;
-    /// Taken while no script runs.
+    /// The census before the first script.
     ProcessCensus before;
 };
 
@@ -120,12 +120,12 @@ std::string FaultMatrix::scriptName() const
 void FaultMatrix::placeFaultyScript()
 {
     const fs::path script = device.root() / "usr/sbin" / scriptName();
-    if (fault().file == File::IsMissing) {
+    if (fault().file == File::Missing) {
         fs::remove(script);
         return;
     }
     device.replaceScript(scriptName(), std::string(opening) + fault().body);
-    if (fault().file == File::IsNotExecutable) {
+    if (fault().file == File::NotExecutable) {
         fs::permissions(script, fs::perms::owner_read | fs::perms::owner_write);
     }
 }
@@ -142,15 +142,15 @@ void FaultMatrix::startFaultyScript()
 
 void FaultMatrix::showFirstProgress()
 {
-    order();
+    releaseScript();
     device->awaitScriptOutput(static_cast<int>(std::string("SHOW: at work\n").size()));
     expectProgress("at work");
-    order();
+    releaseScript();
 }
 
-void FaultMatrix::order()
+void FaultMatrix::releaseScript()
 {
-    std::ofstream(device.root() / ("orders." + scriptName())) << "go on\n";
+    std::ofstream(device.root() / ("commands." + scriptName())) << "continue\n";
 }
 
 void FaultMatrix::expectProgress(const std::string& progress)
@@ -175,7 +175,7 @@ void FaultMatrix::hangs()
     walker.click();
     expectScreen("ignored_input");
     EXPECT_EQ(census().children, 1U);
-    order();
+    releaseScript();
 }
 
 void FaultMatrix::floods()
@@ -185,17 +185,17 @@ void FaultMatrix::floods()
     }
     device->run(1); // reads the rest of the pipe
     expectProgress("at work");
-    order();
+    releaseScript();
     device->awaitScriptOutput(static_cast<int>(std::string("SHOW: dry\n").size()));
     expectProgress("dry");
-    order();
+    releaseScript();
 }
 
 void FaultMatrix::printsNoLineEnd()
 {
     device->awaitScriptOutput(static_cast<int>(std::string("SHOW: never").size()));
     expectProgress("at work");
-    order();
+    releaseScript();
 }
 
 void FaultMatrix::printsZeroBytes()
@@ -207,11 +207,11 @@ void FaultMatrix::printsZeroBytes()
     for (const auto& print : prints) {
         device->awaitScriptOutput(print.bytes);
         expectProgress(print.progress);
-        order();
+        releaseScript();
     }
 }
 
-void FaultMatrix::worksOnWithoutOutput()
+void FaultMatrix::continuesWithoutOutput()
 {
     walker.awaitScriptEnd(fault().status);
     device->run(1);
@@ -229,7 +229,7 @@ void FaultMatrix::leavesAChild()
         expectScreen("child");
     }
     EXPECT_EQ(census().children, 1U);
-    order();
+    releaseScript();
 }
 
 // The outcome.
@@ -251,22 +251,22 @@ void FaultMatrix::expectLines()
                                             (hasInstalled ? "Started install.sh\n" : "") +
                                             (model.place() == Place::Failed ? "A command failed...\n" : "") +
                                             (model.place() == Place::Done ? "Everything done" : ""));
-    const std::string complaint = fault().file == File::IsMissing         ? "not found"
-                                  : fault().file == File::IsNotExecutable ? "Permission denied"
-                                                                          : "";
-    EXPECT_NE(device->standardError().find(complaint), std::string::npos) << device->standardError();
-    EXPECT_EQ(device->standardError().empty(), complaint.empty());
+    const std::string shellError = fault().file == File::Missing         ? "not found"
+                                   : fault().file == File::NotExecutable ? "Permission denied"
+                                                                         : "";
+    EXPECT_NE(device->standardError().find(shellError), std::string::npos) << device->standardError();
+    EXPECT_EQ(device->standardError().empty(), shellError.empty());
 }
 
 void FaultMatrix::expectCalls()
 {
-    if (model.place() == Place::Installing) { // let the next script record its call
+    if (model.place() == Place::Installing) { // waits until install.sh has recorded its call
         device.install.print(*device, "noise");
     }
     const bool isFormatted = job().place >= Place::Formatting;
     const bool isInstalled = isFaulty(Place::Installing) || model.place() == Place::Installing;
     const auto calls = [this](Place place, const std::string& arguments, bool wasReached) {
-        return wasReached && (!isFaulty(place) || fault().file == File::IsThere) ? arguments : "";
+        return wasReached && (!isFaulty(place) || fault().file == File::Present) ? arguments : "";
     };
     EXPECT_EQ(device.decrypt.calls(), calls(Place::Preparing, "/dev/sda1\n", true));
     EXPECT_EQ(device.format.calls(), calls(Place::Formatting, job().isReset ? "1\n" : "0\n", isFormatted));
@@ -281,7 +281,7 @@ void FaultMatrix::expectNoTraceOfTheScript()
     EXPECT_EQ(now.zombies, 0U);
     EXPECT_EQ(now.descriptors, before.descriptors + running);
     EXPECT_EQ(now.threads, before.threads);
-    if (fault().file == File::IsThere) {
+    if (fault().file == File::Present) {
         EXPECT_TRUE(endsSoon(scriptProcess()));
     }
 }
@@ -336,29 +336,29 @@ constexpr Fault faults[] = {
     {"ExitsWith255", 255, "exit 255"},
     {"IsKilled", 0, "die KILL"},
     {"Crashes", 0, "die SEGV"},
-    {"Hangs", 0, "order; exit 0", &FaultMatrix::hangs},
+    {"Hangs", 0, "await; exit 0", &FaultMatrix::hangs},
     {"FloodsWith64MB", 1,
      "yes 'A line that is not progress, repeated until 64 MB are printed.' | head -c 64000000\n"
      "touch \"$DEVICE_ROOT/flooded\"\n"
-     "order; echo; echo 'SHOW: dry'; order; exit 1",
+     "await; echo; echo 'SHOW: dry'; await; exit 1",
      &FaultMatrix::floods},
-    {"PrintsNoLineEnd", 0, "printf 'SHOW: never'; order; exit 0", &FaultMatrix::printsNoLineEnd},
+    {"PrintsNoLineEnd", 0, "printf 'SHOW: never'; await; exit 0", &FaultMatrix::printsNoLineEnd},
     {"PrintsZeroBytes", 3,
-     "printf 'SHOW: a\\0b\\n'; order; printf 'c\\n'; order; printf '\\0SHOW: lost\\n'; order; echo 'SHOW: on'; order\n"
+     "printf 'SHOW: a\\0b\\n'; await; printf 'c\\n'; await; printf '\\0SHOW: lost\\n'; await; echo 'SHOW: on'; await\n"
      "exit 3",
      &FaultMatrix::printsZeroBytes},
-    {"ClosesItsOutputAndWorksOn", 1, "exec >&-; head -c 1000000 /dev/zero > \"$DEVICE_ROOT/worked\"; exit 1",
-     &FaultMatrix::worksOnWithoutOutput},
-    {"LeavesAChildThatHoldsThePipe", 2, "(order; echo 'SHOW: late') & exit 2", &FaultMatrix::leavesAChild},
-    {"IsMissing", 127, "", nullptr, File::IsMissing},
-    {"IsNotExecutable", 126, "", nullptr, File::IsNotExecutable},
+    {"ClosesItsOutputAndContinues", 1, "exec >&-; head -c 1000000 /dev/zero > \"$DEVICE_ROOT/worked\"; exit 1",
+     &FaultMatrix::continuesWithoutOutput},
+    {"LeavesAChildWithAnOpenPipe", 2, "(await; echo 'SHOW: late') & exit 2", &FaultMatrix::leavesAChild},
+    {"IsMissing", 127, "", nullptr, File::Missing},
+    {"IsNotExecutable", 126, "", nullptr, File::NotExecutable},
 };
 
 TEST_P(FaultMatrix, EndsInTheExpectedState)
 {
     placeFaultyScript();
     startFaultyScript();
-    if (fault().file == File::IsThere) {
+    if (fault().file == File::Present) {
         showFirstProgress();
     }
     if (fault().watch != nullptr) {

@@ -106,7 +106,7 @@ void FlowModel::fail(int status, std::uint64_t iteration)
     wheelStart.reset();
 }
 
-/// True when the drive was found or the wheel has turned since the last drawing, which causes another drawing.
+/// True when the drive was found or the wheel has turned since the last drawing, so the updater draws again.
 bool FlowModel::isRedrawnAfter(std::uint64_t iteration) const
 {
     const std::uint64_t drawn = (iteration - 1) / drawingInterval * drawingInterval;

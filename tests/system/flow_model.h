@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-/// Each operation is an event; `iteration` is the iteration in which the updater notices it.
+/// Each operation is an event; `iteration` is the iteration in which the updater detects the event.
 class FlowModel {
 public:
     enum class Place { Waiting, Preparing, Menu, Dialog, Formatting, Installing, Done, Failed };
@@ -25,7 +25,7 @@ public:
     [[nodiscard]] Place place() const { return current; }
     [[nodiscard]] bool isScriptRunning() const;
     [[nodiscard]] bool isReset() const { return factoryReset; }
-    /// What the updater draws in that iteration.
+    /// The screen that the updater draws in `iteration`.
     [[nodiscard]] sim::Screen screenDrawnAt(std::uint64_t iteration) const;
 
 private:
@@ -46,6 +46,6 @@ private:
     std::uint64_t driveFoundAt = 0;
     /// The iteration in which the wheel was set to its first frame; empty while no wheel turns.
     std::optional<std::uint64_t> wheelStart = 0;
-    /// The frame that stays on the display after a failure without its own message, because nothing is redrawn.
+    /// The frame that stays on the display after a failure without a message, because nothing is redrawn.
     std::optional<int> frozenWheel;
 };

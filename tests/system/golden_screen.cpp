@@ -26,7 +26,7 @@ sim::Picture difference(const sim::Picture& actual, const sim::Picture& expected
     return result;
 }
 
-/// Starts with the test's name, because tests that run in parallel may compare the same screen.
+/// The file name starts with the test's name, because tests that run in parallel may compare the same screen.
 std::string nameOfFailure(const std::string& screen)
 {
     const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();

@@ -1,4 +1,4 @@
-// What the scripts inherit from the updater.
+// The descriptors that the scripts inherit from the updater.
 #include "tests/system/system_test.h"
 
 namespace {

@@ -15,8 +15,8 @@ protected:
         menu = device->screen();
     }
 
-    /// Opens the dialog if the updater takes it as a click. A hold of n polls ends 10 * n iterations after its press
-    /// was seen.
+    /// Opens the dialog if the updater detects a click. A press of n polls ends 10 * n iterations after the updater
+    /// detected the press.
     void holdForPolls(std::uint64_t polls)
     {
         device->press();
@@ -36,7 +36,7 @@ TEST_F(Button, ClicksWhenHeldForFourPollsAndReleasedForFour)
         device->run(10);
     }
     device->run(100);
-    EXPECT_TRUE(isMenuShown()) << "three polls are no press, also when repeated";
+    EXPECT_TRUE(isMenuShown()) << "presses of three polls caused a click";
     holdForPolls(4);
     device->run(39);
     EXPECT_TRUE(isMenuShown());

@@ -1,4 +1,4 @@
-// A device together with a model of what it should show.
+// A device together with a model of its expected screens.
 #pragma once
 
 #include "tests/system/flow_model.h"
@@ -20,18 +20,18 @@ public:
     void click();
     void pressLong();
     /// Prints the progress from `script`, which must be running.
-    void printProgress(const OrderedScript& script, const std::string& progress);
-    /// Waits for the end of the running script, which was ordered to exit with `status`.
+    void printProgress(const ControlledScript& script, const std::string& progress);
+    /// Waits for the end of the running script, which has received the command to exit with `status`.
     void awaitScriptEnd(int status);
     /// The running script, if there is one.
-    [[nodiscard]] const OrderedScript& currentScript() const;
+    [[nodiscard]] const ControlledScript& currentScript() const;
 
     /// Runs until the display shows every change.
     void settle();
-    /// What the display shows according to the model.
+    /// The screen that the model expects on the display.
     [[nodiscard]] sim::Screen expectedScreen();
 
-    // Call these when the device has settled. They write pictures under `name` if the screens differ.
+    // Call these when the device has settled. If the screens differ, they write pictures under `name`.
 
     [[nodiscard]] testing::AssertionResult showsExpectedScreen(const std::string& name);
     /// Also checks that the device is healthy.

@@ -56,7 +56,7 @@ protected:
                "wait_for_test\n";
         // Opened for reading and writing, so that neither open blocks.
         if (mkfifo((root / "go").c_str(), 0600) != 0 || (go = open((root / "go").c_str(), O_RDWR | O_CLOEXEC)) < 0) {
-            throw std::runtime_error("cannot make the FIFO of the scripts");
+            throw std::runtime_error("cannot create the FIFO of the scripts");
         }
     }
     ~HeldScripts() override { close(go); }
@@ -154,7 +154,7 @@ INSTANTIATE_TEST_SUITE_P(Long, WholeJob, testing::Values(update, factoryReset), 
 
 class PulledWhileReading : public HeldScripts, public testing::WithParamInterface<int> {};
 
-TEST_P(PulledWhileReading, IsReportedAndLeavesTheMemoryUntouched)
+TEST_P(PulledWhileReading, ReportsTheFailureAndLeavesTheMemoryUnchanged)
 {
     findDrive();
     const std::string memory = sim::memoryContent(root);
@@ -181,7 +181,7 @@ void PrintTo(const LaterPull& pull, std::ostream* stream)
 
 class PulledAfterwards : public HeldScripts, public testing::WithParamInterface<LaterPull> {};
 
-TEST_P(PulledAfterwards, DoesNotAffectTheUpdate)
+TEST_P(PulledAfterwards, CompletesTheOperation)
 {
     const auto& [job, line] = GetParam();
     findDrive();

@@ -93,7 +93,7 @@ private:
         if (!model.isScriptRunning()) {
             return;
         }
-        const OrderedScript& script = walker.currentScript();
+        const ControlledScript& script = walker.currentScript();
         if (step.act == Act::Progress) {
             walker.printProgress(script, "step " + std::to_string(step.number));
         } else if (step.act == Act::Noise) {
@@ -129,7 +129,7 @@ void walkAtRandom()
 /// The parameter is the number of walks.
 class RandomWalk : public testing::TestWithParam<int> {};
 
-TEST_P(RandomWalk, ShowsWhatTheModelExpectsAfterEveryStep)
+TEST_P(RandomWalk, MatchesTheModelAfterEveryStep)
 {
     rc::detail::TestParams parameters = rc::detail::configuration().testParams;
     parameters.maxSuccess = GetParam();

@@ -27,7 +27,7 @@ public:
     ScreenPainter();
 
     ScreenPainter& message(const std::string& text);
-    /// `frame` is 0 to 7. The wheel is transparent: a message that reaches as far down stays visible.
+    /// `frame` is 0 to 7. The wheel is transparent, so the part of a message below it is visible.
     ScreenPainter& wheel(int frame);
     /// The first entry is the factory reset, the second the update.
     ScreenPainter& menu(bool hasUpdate, Selection selection);

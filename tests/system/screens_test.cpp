@@ -118,7 +118,7 @@ constexpr GoldenScreen goldenScreens[] = {
 
 class Screen : public SystemTest, public testing::WithParamInterface<GoldenScreen> {};
 
-TEST_P(Screen, MatchesItsPicture)
+TEST_P(Screen, MatchesItsGoldenPicture)
 {
     GetParam().reach(device);
     EXPECT_TRUE(matchesGolden(device->screen(), GetParam().name));
@@ -130,7 +130,7 @@ INSTANTIATE_TEST_SUITE_P(Golden, Screen, testing::ValuesIn(goldenScreens), [](co
     return name;
 });
 
-TEST(GoldenScreens, AreTheOnlyPicturesInTheirFolder)
+TEST(GoldenScreens, FolderContainsNoOtherPictures)
 {
     std::set<std::string> expected;
     for (const GoldenScreen& screen : goldenScreens) {

@@ -8,7 +8,7 @@ namespace {
 class Startup : public SystemTest {};
 
 /// Times are in microseconds. A byte on the bus takes 0.64 microseconds at 12.5 MHz.
-TEST_F(Startup, SetsUpLedsAndDisplayWithExactlyTheseTransfers)
+TEST_F(Startup, SendsTheDocumentedTransfersToLedsAndDisplay)
 {
     device.switchOn();
     device->runTo(19); // before the first frame
@@ -71,7 +71,7 @@ TEST_F(Startup, SendsTheFirstFrameAtTheTwentiethIteration)
     device.switchOn();
     // The first iteration ended 336.59 ms after power-up; a frame takes 6.55 ms on the bus.
     device->runTo(19);
-    EXPECT_EQ(device->frameCount(), 1U) << "the cleared screen";
+    EXPECT_EQ(device->frameCount(), 1U) << "not only the cleared screen";
     device->runTo(20);
     EXPECT_EQ(device->traffic().back(), "355590 spi C 5C");
     device->runTo(26);
@@ -86,9 +86,9 @@ struct MissingDevice {
     const char* message;
 };
 
-class StartupWithout : public SystemTest, public testing::WithParamInterface<MissingDevice> {};
+class StartupFault : public SystemTest, public testing::WithParamInterface<MissingDevice> {};
 
-TEST_P(StartupWithout, Continues)
+TEST_P(StartupFault, ContinuesWithTheOtherDevices)
 {
     device.switchOn({.injectedFaults = {GetParam().fault}});
     device->runTo(600);
@@ -98,7 +98,7 @@ TEST_P(StartupWithout, Continues)
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Device, StartupWithout,
+    Device, StartupFault,
     testing::Values(MissingDevice{sim::fault::absentDisplay, "Unable to open SPI\n"},
                     MissingDevice{sim::fault::refusedMode, "Unable to set SPI mode\n"},
                     MissingDevice{sim::fault::refusedBits, "Unable to set SPI bits\n"},
@@ -113,7 +113,7 @@ INSTANTIATE_TEST_SUITE_P(
         return name;
     });
 
-TEST_F(Startup, WithoutTheGpioBlockReportsItAndCrashes)
+TEST_F(Startup, ReportsAMissingGpioBlockAndCrashes)
 {
     expectsHealth = false;
     device.switchOn({.injectedFaults = {sim::fault::absentMemory}});

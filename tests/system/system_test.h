@@ -1,10 +1,10 @@
-// The fixture of the system tests: the real updater on a simulated device, with scripts that follow orders.
+// The fixture of the system tests: the real updater on a simulated device, with scripts that the test controls.
 #pragma once
 
 #include "sim/device/simulated_device.h"
 #include "tests/support/scratch_folder.h"
+#include "tests/system/controlled_script.h"
 #include "tests/system/golden_screen.h"
-#include "tests/system/ordered_script.h"
 #include "tests/system/screen_painter.h"
 #include "updater/screen_texts.h"
 #include "updater/timing.h"
@@ -28,7 +28,7 @@ public:
     [[nodiscard]] const std::filesystem::path& root() const { return folder.path(); }
     void writeFile(const std::string& path, const std::string& contents) const { folder.write(path, contents); }
     [[nodiscard]] std::string readFile(const std::string& path) const { return folder.read(path); }
-    /// Replaces an ordered script by a shell script with this body.
+    /// Replaces a controlled script with a shell script that contains `body`.
     void replaceScript(const std::string& name, const std::string& body) const;
     void setVersions(const std::string& oldVersion, const std::string& newVersion) const;
 
@@ -60,15 +60,15 @@ private:
     ScratchFolder folder;
 
 public:
-    OrderedScript decrypt;
-    OrderedScript format;
-    OrderedScript install;
+    ControlledScript decrypt;
+    ControlledScript format;
+    ControlledScript install;
 
 private:
     std::unique_ptr<sim::SimulatedDevice> device;
 };
 
-/// Checks in the end that the device is healthy, unless the test clears `expectsHealth`.
+/// Checks at the end that the device is healthy, unless the test clears `expectsHealth`.
 class SystemTest : public testing::Test {
 protected:
     void TearDown() override;

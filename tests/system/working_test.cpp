@@ -26,13 +26,13 @@ TEST_P(Working, RunsFormatAndInstallAndShowsTheirProgressUnderOneHeader)
     EXPECT_EQ(device->standardOutput(), "Starting updater...\nStarted install.sh\n");
     device.install.print(*device, "SHOW: Copying 3 of 7\n");
     device.settle();
-    EXPECT_EQ(device.install.calls(), "\n") << "started once, without an argument";
+    EXPECT_EQ(device.install.calls(), "\n") << "not started exactly once without an argument";
     EXPECT_TRUE(device.showsMessageAndWheel(header + "Copying 3 of 7"));
     device.install.exit(*device, 0);
     device.settle();
     EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message(texts::done).screen(), "done"));
     EXPECT_EQ(device->standardOutput(), "Starting updater...\nStarted install.sh\nEverything done")
-        << "the last line has no line end but is flushed";
+        << "the last line, which has no line end, was not flushed";
 }
 
 TEST_P(Working, FailedFormatStartsNoInstallation)
@@ -57,7 +57,7 @@ TEST_P(Working, IgnoresRotationAndClicks)
 
 class Done : public SystemTest {};
 
-TEST_F(Done, IsFinal)
+TEST_F(Done, IgnoresInputAndDrives)
 {
     device.toInstalling(false);
     device.install.exit(*device, 0);

@@ -1,9 +1,9 @@
-// Scripts that print more than a person can read.
+// Scripts with large or invalid output.
 #include "tests/system/system_test.h"
 
 namespace {
 
-class HostileScript : public SystemTest {
+class UnusualOutput : public SystemTest {
 protected:
     /// Replaces decrypt.sh and runs until the updater has started it.
     void startWith(const std::string& body)
@@ -30,12 +30,12 @@ protected:
     }
 };
 
-TEST_F(HostileScript, LinesPrintedAtOnceAreShownOnePerIteration)
+TEST_F(UnusualOutput, LinesPrintedAtOnceAreShownOnePerIteration)
 {
     constexpr int lines = 10000;
     const std::string last = std::to_string(lines);
-    // The script ends only after the last line was shown.
-    startWith("seq -f 'SHOW: %.0f' " + last + "; read -r _ < \"$DEVICE_ROOT/orders.decrypt.sh\"; exit 4");
+    // The script waits for the test after its last line.
+    startWith("seq -f 'SHOW: %.0f' " + last + "; read -r _ < \"$DEVICE_ROOT/commands.decrypt.sh\"; exit 4");
     for (int i = 0; i < 1000 && !isProgressShown(last); ++i) {
         device->run(960);
     }
@@ -43,21 +43,21 @@ TEST_F(HostileScript, LinesPrintedAtOnceAreShownOnePerIteration)
     EXPECT_GE(device->iteration(), static_cast<std::uint64_t>(lines));
 }
 
-TEST_F(HostileScript, RandomBytesAreRead)
+TEST_F(UnusualOutput, RandomBytesDoNotAffectTheResult)
 {
     startWith("head -c 5000000 /dev/urandom; exit 0");
     runUntilScriptEnds();
     EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().menu(true, Selection::None).screen(), "menu"));
 }
 
-TEST_F(HostileScript, ALineOf48MegabytesIsRead)
+TEST_F(UnusualOutput, ALineOf48MegabytesDoesNotAffectTheResult)
 {
     startWith("head -c 48000000 /dev/zero | tr '\\0' x; exit 3");
     runUntilScriptEnds();
     EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message(texts::firmwareCorrupt).screen(), "failed"));
 }
 
-TEST_F(HostileScript, StandardErrorIsPassedThrough)
+TEST_F(UnusualOutput, StandardErrorIsPassedThrough)
 {
     startWith("echo 'SHOW: hidden' >&2; exit 1");
     device->awaitScriptEnd();
@@ -65,7 +65,7 @@ TEST_F(HostileScript, StandardErrorIsPassedThrough)
     EXPECT_EQ(device->standardError(), "SHOW: hidden\n");
 }
 
-TEST_F(HostileScript, ALongTextIsCutOffAtTheEndOfTheMessage)
+TEST_F(UnusualOutput, LongTextIsTruncatedAtTheEndOfTheMessage)
 {
     device.toPreparing();
     std::string text;

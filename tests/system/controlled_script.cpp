@@ -1,5 +1,5 @@
 // The shell script and the test's end of its FIFO.
-#include "tests/system/ordered_script.h"
+#include "tests/system/controlled_script.h"
 
 #include "sim/device/simulated_device.h"
 
@@ -19,12 +19,12 @@ namespace {
 constexpr const char* shellScript = R"(#!/bin/sh
 name=${0##*/}
 echo "$*" >> "$DEVICE_ROOT/calls.$name"
-while IFS= read -r order; do
-    case $order in
-    'exit '*) exit "${order#exit }" ;;
-    *) printf '%b' "$order" ;;
+while IFS= read -r command; do
+    case $command in
+    'exit '*) exit "${command#exit }" ;;
+    *) printf '%b' "$command" ;;
     esac
-done < "$DEVICE_ROOT/orders.$name"
+done < "$DEVICE_ROOT/commands.$name"
 )";
 
 /// Escapes for printf's %b.
@@ -41,7 +41,7 @@ std::string escaped(const std::string& bytes)
 
 } // namespace
 
-OrderedScript::OrderedScript(const fs::path& deviceRoot, const std::string& name)
+ControlledScript::ControlledScript(const fs::path& deviceRoot, const std::string& name)
     : callsFile(deviceRoot / ("calls." + name))
 {
     const fs::path script = deviceRoot / "usr/sbin" / name;
@@ -49,43 +49,43 @@ OrderedScript::OrderedScript(const fs::path& deviceRoot, const std::string& name
     std::ofstream(script) << shellScript;
     fs::permissions(script, fs::perms::owner_all);
 
-    const fs::path queue = deviceRoot / ("orders." + name);
+    const fs::path queue = deviceRoot / ("commands." + name);
     // Opened for reading and writing, so that neither open blocks.
-    if (mkfifo(queue.c_str(), 0600) != 0 || (orders = open(queue.c_str(), O_RDWR | O_CLOEXEC)) < 0) {
-        throw std::runtime_error("cannot make " + queue.string());
+    if (mkfifo(queue.c_str(), 0600) != 0 || (commands = open(queue.c_str(), O_RDWR | O_CLOEXEC)) < 0) {
+        throw std::runtime_error("cannot create " + queue.string());
     }
 }
 
-OrderedScript::~OrderedScript()
+ControlledScript::~ControlledScript()
 {
-    close(orders);
+    close(commands);
 }
 
-void OrderedScript::order(const std::string& line) const
+void ControlledScript::send(const std::string& command) const
 {
-    const std::string text = line + "\n";
+    const std::string text = command + "\n";
     for (std::size_t done = 0; done < text.size();) {
-        const ssize_t count = write(orders, text.data() + done, text.size() - done);
+        const ssize_t count = write(commands, text.data() + done, text.size() - done);
         if (count < 0) {
-            throw std::runtime_error("cannot order a script");
+            throw std::runtime_error("cannot send a command to a script");
         }
         done += static_cast<std::size_t>(count);
     }
 }
 
-void OrderedScript::print(sim::SimulatedDevice& device, const std::string& bytes) const
+void ControlledScript::print(sim::SimulatedDevice& device, const std::string& bytes) const
 {
-    order(escaped(bytes));
+    send(escaped(bytes));
     device.awaitScriptOutput(static_cast<int>(bytes.size()));
 }
 
-void OrderedScript::exit(sim::SimulatedDevice& device, int status) const
+void ControlledScript::exit(sim::SimulatedDevice& device, int status) const
 {
-    order("exit " + std::to_string(status));
+    send("exit " + std::to_string(status));
     device.awaitScriptEnd();
 }
 
-std::string OrderedScript::calls() const
+std::string ControlledScript::calls() const
 {
     std::ostringstream text;
     text << std::ifstream(callsFile).rdbuf();
