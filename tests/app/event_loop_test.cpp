@@ -270,7 +270,7 @@ INSTANTIATE_TEST_SUITE_P(For, LoopHold,
                          testing::Values(HoldCase{"TheShortestPress", 40, {"40 Press", "80 Release"}},
                                          HoldCase{"500Iterations", 500, {"40 Press", "540 Release"}},
                                          HoldCase{"990IterationsAreAClick", 990, {"40 Press", "1030 Release"}},
-                                         HoldCase{"Exactly1000IterationsAreNeither", 1000, {"40 Press"}},
+                                         HoldCase{"1000IterationsAreOnlyAPress", 1000, {"40 Press"}},
                                          HoldCase{"1010IterationsAreALongPress", 1010, {"40 Press", "1040 LongPress"}},
                                          HoldCase{
                                              "3000IterationsAreOneLongPress", 3000, {"40 Press", "1040 LongPress"}}),

@@ -165,7 +165,7 @@ TEST_F(RealFonts, EachFontHas97GlyphsOfEightScaledRows)
     }
 }
 
-TEST_F(RealFonts, TextWidths)
+TEST_F(RealFonts, TextWidthIsExact)
 {
     struct Case {
         std::string font, text;
@@ -180,7 +180,7 @@ TEST_F(RealFonts, TextWidths)
     }
 }
 
-TEST_F(RealFonts, LineHeightsAndSpacings)
+TEST_F(RealFonts, LineHeightAndSpacingAreExact)
 {
     struct Case {
         const char* font;
@@ -192,7 +192,7 @@ TEST_F(RealFonts, LineHeightsAndSpacings)
     }
 }
 
-TEST_F(RealFonts, LineCounts)
+TEST_F(RealFonts, LineCountIsExact)
 {
     struct Case {
         std::string text;
@@ -265,7 +265,7 @@ protected:
     TinyFont() { buildTinyFont(); }
 };
 
-TEST_F(TinyFont, HeightIsTheHeightOfTheGlyphWithTheSmallestCode)
+TEST_F(TinyFont, FontHeightIsTheHeightOfTheGlyphWithTheSmallestCode)
 {
     EXPECT_EQ(fontHeight("tiny"), 3);
     storeGlyph("uneven", 'b', {"#", "#", "#", "#"});
@@ -283,7 +283,7 @@ TEST_F(TinyFont, WidthExcludesTheGapAfterTheLastGlyph)
     EXPECT_EQ(textWidth("tiny", std::string(1000, 'b')), 3999U);
 }
 
-TEST_F(TinyFont, DrawTextSetsLinesOfGlyphs)
+TEST_F(TinyFont, DrawTextLaysOutGlyphsInLines)
 {
     struct Case {
         const char* description;

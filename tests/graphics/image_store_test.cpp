@@ -141,7 +141,7 @@ TEST_F(Images, TheTableEqualsThePicturesOnDisk)
     EXPECT_EQ(count, imageStore.size());
 }
 
-TEST_F(Images, TheTableIsSortedByPathAndItsPixelsAreContiguous)
+TEST_F(Images, TheTableIsSortedByPathAndPixelsAreContiguous)
 {
     std::size_t offset = 0;
     std::string_view previous;

@@ -44,7 +44,7 @@ TEST_F(I2c, CloseAndDestructorCloseTheBusOnce)
               Log({opening("/dev/i2c-1"), opening("/dev/i2c-2"), "close /dev/i2c-2", "close /dev/i2c-1"}));
 }
 
-TEST_F(I2c, OpeningAnotherBusClosesTheFirst)
+TEST_F(I2c, OpeningAgainClosesThePreviousBus)
 {
     calls.takeLog();
     bus.open(23);

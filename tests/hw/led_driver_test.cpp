@@ -61,7 +61,7 @@ TEST_F(Leds, InitTurnsAllLedsOff)
     EXPECT_EQ(flushed(), allOff);
 }
 
-TEST_F(Leds, SettingSendsNothing)
+TEST_F(Leds, SettersSendNothing)
 {
     leds.setLevel(10);
     leds.setRgb(1, 0xFFFFFF);

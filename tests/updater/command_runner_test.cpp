@@ -83,8 +83,8 @@ TEST_P(RunnerLines, OutputIsSplitAtLineFeeds)
 INSTANTIATE_TEST_SUITE_P(
     Output, RunnerLines,
     testing::Values(
-        LinesCase{"NothingAtAll", {}, {}}, //
-        LinesCase{"ALastLineWithoutALineFeedIsLost", {"a\nb"}, {"a"}},
+        LinesCase{"NoOutput", {}, {}}, //
+        LinesCase{"ALastLineWithoutALineFeedIsDiscarded", {"a\nb"}, {"a"}},
         LinesCase{"OnlyALineWithoutALineFeed", {"abc"}, {}},                                                      //
         LinesCase{"AnEmptyLineIsQueued", {"x\n\ny\n"}, {"x", "", "y"}}, LinesCase{"OnlyALineFeed", {"\n"}, {""}}, //
         LinesCase{"OnlyLineFeeds", {"\n\n", "\n"}, {"", "", ""}},
@@ -97,11 +97,11 @@ INSTANTIATE_TEST_SUITE_P(
         LinesCase{"ALineOf256Bytes", {std::string(256, 'a') + "\n"}, {std::string(256, 'a')}},
         LinesCase{"ALineOf1000Bytes", {std::string(1000, 'a') + "\n", "b"}, {std::string(1000, 'a')}},
         LinesCase{"BytesAbove127AreKept", {"\xC3\xA4\xFF\n"}, {"\xC3\xA4\xFF"}},
-        LinesCase{"AZeroByteDropsTheRestOfItsChunk", {"ab\0cd\n"s}, {}},
-        LinesCase{"TheNextChunkContinuesTheCutLine", {"ab\0cd\n"s, "ef\n"}, {"abef"}},
-        LinesCase{"LinesBeforeAZeroByteCount", {"x\ny\0z\n"s, "\n"}, {"x", "y"}},
-        LinesCase{"AChunkThatBeginsWithAZeroByteIsDropped", {"ab", "\0cd\n"s, "ef\n"}, {"abef"}},
-        LinesCase{"AZeroByteDropsNothingOfTheNext128Bytes", {"a\0"s + std::string(126, 'b') + "c\n"}, {"ac"}},
+        LinesCase{"AZeroByteDiscardsTheRestOfItsChunk", {"ab\0cd\n"s}, {}},
+        LinesCase{"TheNextChunkContinuesTheTruncatedLine", {"ab\0cd\n"s, "ef\n"}, {"abef"}},
+        LinesCase{"LinesBeforeAZeroByteAreQueued", {"x\ny\0z\n"s, "\n"}, {"x", "y"}},
+        LinesCase{"AChunkStartingWithAZeroByteIsDiscarded", {"ab", "\0cd\n"s, "ef\n"}, {"abef"}},
+        LinesCase{"AZeroByteDoesNotAffectTheNextChunk", {"a\0"s + std::string(126, 'b') + "c\n"}, {"ac"}},
         LinesCase{"AZeroByteAtTheEndOfAChunk", {"ab\0"s, "c\n"}, {"abc"}}),
     [](const auto& name) { return name.param.name; });
 
@@ -279,7 +279,7 @@ INSTANTIATE_TEST_SUITE_P(For, RunnerStatus,
                          testing::Values(StatusCase{"Exit0", "exit 0", 0}, StatusCase{"Exit1", "exit 1", 1},
                                          StatusCase{"Exit3AfterOutput", "echo a; exit 3", 3},
                                          StatusCase{"Exit128", "exit 128", 128}, StatusCase{"Exit255", "exit 255", 255},
-                                         StatusCase{"ACommandThatDoesNotExist", "exec 2>&-; no-such-command-here", 127},
+                                         StatusCase{"AMissingCommand", "exec 2>&-; no-such-command-here", 127},
                                          StatusCase{"ACommandKilledBySignal9CountsAsSuccess", "kill -9 $$", 0},
                                          StatusCase{"ACommandKilledBySignal15CountsAsSuccess", "echo a; kill -15 $$",
                                                     0}),

@@ -35,7 +35,7 @@ TEST(UpdateState, EnumeratorsAreInFlowOrder)
 }
 
 // The other tests in this folder use the constants.
-TEST(Periods, WheelAndDriveCheck)
+TEST(Periods, WheelTurnsEvery142AndDriveIsCheckedEvery501Iterations)
 {
     EXPECT_EQ(wheelPeriod, 142U);
     EXPECT_EQ(usbCheckPeriod, 501U);
@@ -197,7 +197,7 @@ INSTANTIATE_TEST_SUITE_P(For, FlowProgress,
                                          ProgressCase{"TheBarePrefixShowsTheHeaderAlone", "SHOW: \n", ""},
                                          ProgressCase{"AShowLineWithoutItsSpaceIsIgnored", "SHOW:10%\n", {}},
                                          ProgressCase{"ThePrefixWithoutItsSpaceIsIgnored", "SHOW:\n", {}},
-                                         ProgressCase{"AnotherLineIsIgnored", "10%\n", {}},
+                                         ProgressCase{"ALineWithoutThePrefixIsIgnored", "10%\n", {}},
                                          ProgressCase{"AnEmptyLineIsIgnored", "\n", {}},
                                          ProgressCase{"LowerCaseIsIgnored", "show: 10%\n", {}},
                                          ProgressCase{"AnIndentedLineIsIgnored", " SHOW: 10%\n", {}},
@@ -205,7 +205,8 @@ INSTANTIATE_TEST_SUITE_P(For, FlowProgress,
                                          ProgressCase{"OnlyTheFirstPrefixIsRemoved", "SHOW: SHOW: a\n", "SHOW: a"},
                                          ProgressCase{"SpacesAndCarriageReturnAreKept", "SHOW:   a \r\n", "  a \r"},
                                          ProgressCase{"IgnoredLinesBeforeItAreSkipped", "a\nSHOW:b\n\nSHOW: c\n", "c"},
-                                         ProgressCase{"OnlyTheFirstOfTwoInOneIteration", "SHOW: a\nSHOW: b\n", "a"}),
+                                         ProgressCase{"OnlyTheFirstOfTwoLinesInOneIteration", "SHOW: a\nSHOW: b\n",
+                                                      "a"}),
                          [](const auto& test) { return test.param.name; });
 
 TEST_F(Flow, ShowLinesFromOneReadAreShownOnePerIteration)
@@ -325,7 +326,7 @@ INSTANTIATE_TEST_SUITE_P(
                     VersionCase{"AFileWithMoreWords", "1.2.3 beta\nmore\n", "1.2.3"},
                     VersionCase{"AFileThatBeginsWithWhiteSpace", " \t\r\n\n 1.2.3\n", "1.2.3"},
                     VersionCase{"AnEmptyFile", "", ""}, VersionCase{"AFileOfWhiteSpace", " \n\t \n", ""},
-                    VersionCase{"AFileOfOtherBytes", "\x01\xFF\n", "\x01\xFF"},
+                    VersionCase{"AFileOfNonTextBytes", "\x01\xFF\n", "\x01\xFF"},
                     VersionCase{"AFileOfOneLongWord", std::string(100000, 'v'), std::string(100000, 'v')}),
     [](const auto& test) { return test.param.name; });
 
@@ -392,7 +393,7 @@ TEST_P(FlowWork, RunsFormatAndInstallAndEndsWithTheDoneMessage)
     EXPECT_EQ(message(), texts::done) << "queued lines were not discarded";
 }
 
-TEST_P(FlowWork, TheWheelKeepsTurningThroughBothScripts)
+TEST_P(FlowWork, TheWheelTurnsWhileBothScriptsRun)
 {
     startWork(GetParam(), std::deque<ScriptedRead>(200, nothingNow), 0);
     script(install, std::deque<ScriptedRead>(200, nothingNow), 0);

@@ -219,7 +219,7 @@ protected:
     }
 };
 
-TEST_P(ScreenDialog, AsksItsQuestionWithNoPreselected)
+TEST_P(ScreenDialog, AsksTheQuestionWithTheNoButtonSelected)
 {
     reachMenu();
     draw();
@@ -230,7 +230,7 @@ TEST_P(ScreenDialog, AsksItsQuestionWithNoPreselected)
     EXPECT_TRUE(screen->needsRedraw());
 }
 
-TEST_P(ScreenDialog, NoReturnsToTheMenuWithNothingSelected)
+TEST_P(ScreenDialog, TheNoButtonReturnsToTheMenuWithoutASelection)
 {
     reachMenu();
     open();
@@ -240,7 +240,7 @@ TEST_P(ScreenDialog, NoReturnsToTheMenuWithNothingSelected)
     EXPECT_FALSE(screen->onInput(InputEvent::Release));
 }
 
-TEST_P(ScreenDialog, YesStartsItsOwnOperation)
+TEST_P(ScreenDialog, TheYesButtonStartsTheOperation)
 {
     reachMenu();
     notify(GetParam().code == askUpdate ? askFactoryReset : askUpdate);

@@ -11,7 +11,7 @@ namespace {
 
 using Size = std::pair<std::int32_t, std::int32_t>;
 
-TEST(Widget, InitialState)
+TEST(Widget, ConstructionCreatesAVisibleDirtyWidgetWithoutSize)
 {
     const ProbeWidget widget;
     EXPECT_EQ(widget.parent, nullptr);
@@ -155,7 +155,7 @@ TEST_F(WidgetTree, AddChildToTheSameParentMovesTheChildToTheEnd)
     EXPECT_TRUE(root.dirty);
 }
 
-TEST_F(WidgetTree, AddChildDoesNotMarkAnOldParentDirtyThatDoesNotListTheChild)
+TEST_F(WidgetTree, AddChildDoesNotMarkTheOldParentDirtyIfItDoesNotListTheChild)
 {
     ProbeWidget child;
     child.setParent(&other);
