@@ -36,6 +36,8 @@ public:
 
 /// Provides pointers to the protected fields of widgets and texts.
 struct TextFields : Text {
+    using Text::name;
+    using Text::parent;
     using Text::text;
     using Text::tick;
     using Text::x;

@@ -31,11 +31,33 @@ TEST_F(Screen, StartsWithTitleMessageAndTheFirstWheelFrame)
     EXPECT_EQ(screen->parent, nullptr);
 }
 
-TEST_F(Screen, HasSixChildrenInDrawingOrder)
+TEST_F(Screen, HasSixChildrenInDrawingOrderWithTheseNamesPositionsAndSizes)
 {
-    const std::vector<Widget*> expected = {&screen->title,   &screen->factoryButton, &screen->updateButton,
-                                           &screen->message, &screen->noButton,      &screen->yesButton};
-    EXPECT_EQ(screen->children, expected);
+    struct Child {
+        Widget* widget;
+        std::string name;
+        std::int32_t x, y, width, height;
+    };
+    const Child expected[] = {
+        {&screen->title, "", 2, 2, 252, 16},
+        {&screen->factoryButton, texts::factoryResetButton, 0, 20, 256, 19},
+        {&screen->updateButton, texts::updateButton, 0, 39, 256, 19},
+        {&screen->message, "", 0, 24, 256, 100},
+        {&screen->noButton, texts::noButton, 142, 131, 52, 19},
+        {&screen->yesButton, texts::yesButton, 194, 131, 52, 19},
+    };
+    ASSERT_EQ(screen->children.size(), std::size(expected));
+    for (std::size_t i = 0; i < std::size(expected); ++i) {
+        SCOPED_TRACE(i);
+        const Widget& widget = *screen->children[i];
+        EXPECT_EQ(&widget, expected[i].widget);
+        EXPECT_EQ(widget.*&TextFields::name, expected[i].name);
+        EXPECT_EQ(widget.*&TextFields::x, expected[i].x);
+        EXPECT_EQ(widget.*&TextFields::y, expected[i].y);
+        EXPECT_EQ(widget.getSurface().getWidth(), expected[i].width);
+        EXPECT_EQ(widget.getSurface().getHeight(), expected[i].height);
+        EXPECT_EQ(widget.*&TextFields::parent, &*screen);
+    }
 }
 
 TEST_F(Screen, NeedsARedrawAfterConstruction)
