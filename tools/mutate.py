@@ -79,11 +79,12 @@ def in_share(mutant, percent):
 
 
 def product_files(named=()):
-    tracked = subprocess.run(
-        ["git", "ls-files", "--", *(f"{folder}/*" for folder in UNIT_TESTS)],
-        cwd=ROOT, check=True, capture_output=True, text=True,
-    ).stdout.split()
-    sources = [path for path in tracked if path.endswith((".cpp", ".h"))]
+    sources = [
+        str(path.relative_to(ROOT))
+        for folder in sorted(UNIT_TESTS)
+        for path in sorted((ROOT / folder).iterdir())
+        if path.suffix in (".cpp", ".h")
+    ]
     for path in named:
         if path not in sources:
             raise Refusal(f"{path} is not a source file of the product")

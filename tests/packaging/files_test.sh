@@ -19,11 +19,12 @@ silent() {
 
 # The program and the manual page that the unit names are not installed on this machine.
 unit_is_valid() {
-  mkdir -p root/{usr/sbin,lib/systemd/system}
+  mkdir -p root/usr/{sbin,lib/systemd/system}
+  ln -s usr/lib root/lib # systemd 257 does not search /lib
   install -m 755 /bin/true root/usr/sbin/tonecrate-updater
-  cp "$packaging/tonecrate-updater.service" root/lib/systemd/system/
+  cp "$packaging/tonecrate-updater.service" root/usr/lib/systemd/system/
   cp /lib/systemd/system/{basic,sysinit,shutdown,local-fs,network,time-set,initrd-switch-root}*.target \
-    /lib/systemd/system/*.slice /lib/systemd/system/modprobe@.service root/lib/systemd/system/ 2>/dev/null || true
+    /lib/systemd/system/*.slice /lib/systemd/system/modprobe@.service root/usr/lib/systemd/system/ 2>/dev/null || true
   silent systemd-analyze verify --man=no --recursive-errors=no --root="$PWD/root" tonecrate-updater.service
 }
 
