@@ -10,7 +10,7 @@
 #include <string>
 
 /// Gives access to the protected state, because the steps of the flow would count calls of the test double.
-class MeasuredUpdater : public Updater {
+class MeasuredUpdater final : public Updater {
 public:
     void markAllDirty();
     /// Moves the busy indicator by one frame; only the root is dirty then.

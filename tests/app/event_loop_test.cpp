@@ -450,7 +450,9 @@ protected:
     }
 
     SystemCalls calls;
-    std::optional<Updater> updater;
+    /// Final, because Clang warns about destroying other classes with virtual functions and a non-virtual destructor.
+    struct Screen final : Updater {};
+    std::optional<Screen> updater;
     DisplayDriver display;
     RotaryInput encoder;
     ButtonInput button;

@@ -87,7 +87,7 @@ TEST_F(Encoder, ReturnsOneQueuedEventPerCallInOrder)
 TEST_F(Encoder, AShortReadReturnsZero)
 {
     open();
-    for (const std::size_t length : {0, 1, 23}) {
+    for (const std::size_t length : {0U, 1U, 23U}) {
         calls.queueEncoderBytes(std::string(length, '\1'));
         EXPECT_EQ(encoder.readStep(), 0) << length;
     }

@@ -47,7 +47,7 @@ TEST_F(Button, ClicksWhenHeldForFourPollsAndReleasedForFour)
 
 TEST_F(Button, DoesNotClickWhenHeldForAThousandIterations)
 {
-    for (const std::uint64_t polls : {100, 300}) {
+    for (const std::uint64_t polls : {100U, 300U}) {
         holdForPolls(polls);
         device->run(100);
         EXPECT_TRUE(isMenuShown()) << polls;

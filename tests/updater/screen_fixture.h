@@ -17,7 +17,7 @@
 #include <vector>
 
 /// Makes the protected fields of Updater public.
-class TestUpdater : public Updater {
+class TestUpdater final : public Updater {
 public:
     using Updater::children;
     using Updater::dirty;
