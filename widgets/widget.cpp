@@ -6,6 +6,7 @@
 
 // Handlers may add children while a loop over `children` calls them. The loops therefore use indices, which stay valid
 // when the vector reallocates.
+// NOLINTBEGIN(modernize-loop-convert)
 
 void Widget::update(std::uint64_t newTick)
 {
@@ -17,7 +18,10 @@ void Widget::update(std::uint64_t newTick)
 
 bool Widget::onInput(InputEvent event)
 {
-    for (std::size_t i = 0; visible && i < children.size(); ++i) {
+    if (!visible) {
+        return false;
+    }
+    for (std::size_t i = 0; i < children.size(); ++i) {
         if (children[i]->onInput(event)) {
             return true;
         }
@@ -204,3 +208,5 @@ void Widget::drawTree()
     }
     dirty = false;
 }
+
+// NOLINTEND(modernize-loop-convert)

@@ -87,6 +87,13 @@ TEST_F(WidgetTree, AHiddenWidgetReceivesInputButDoesNotOfferItToItsChildren)
     EXPECT_EQ(takeLog(), Log{"root.onInput(2)"});
 }
 
+TEST_F(WidgetTree, AWidgetThatAChildHidesStillOffersTheEventToTheOtherChildren)
+{
+    a.onCall = [this] { root.setVisible(false); };
+    EXPECT_FALSE(root.onInput(InputEvent::Press));
+    EXPECT_EQ(takeLog(), (Log{"root.onInput(2)", "a.onInput(2)", "b.onInput(2)", "c.onInput(2)"}));
+}
+
 // ---- notifications ----
 
 TEST_F(WidgetTree, NotifyPassesSenderCodeAndPayloadUnchangedUpToTheRoot)
