@@ -67,7 +67,9 @@ void SystemCalls::queueEncoderEvent(std::uint16_t type, std::uint16_t code, std:
     event.type = type;
     event.code = code;
     event.value = value;
-    queueEncoderBytes(std::string(reinterpret_cast<const char*>(&event), sizeof event));
+    std::string bytes(sizeof event, '\0');
+    std::memcpy(bytes.data(), &event, sizeof event);
+    encoderReads.push_back(std::move(bytes));
 }
 
 bool SystemCalls::isDevice(std::string_view path)
