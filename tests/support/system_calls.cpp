@@ -67,9 +67,7 @@ void SystemCalls::queueEncoderEvent(std::uint16_t type, std::uint16_t code, std:
     event.type = type;
     event.code = code;
     event.value = value;
-    std::string bytes(sizeof event, '\0');
-    std::memcpy(bytes.data(), &event, sizeof event);
-    encoderReads.push_back(std::move(bytes));
+    queueEncoderBytes(std::string(reinterpret_cast<const char*>(&event), sizeof event));
 }
 
 bool SystemCalls::isDevice(std::string_view path)
