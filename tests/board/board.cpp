@@ -20,8 +20,8 @@ constexpr std::uint32_t setRegister = gpioBase + 0x1C;
 constexpr std::uint32_t clearRegister = gpioBase + 0x28;
 constexpr std::uint32_t buttonLine = 1U << 6;
 
-/// Polls after which the debounced state of the button has changed in any case.
-constexpr int pollsOfAnEdge = 5;
+/// After a level change, the debounced state of the button changes within this number of polls.
+constexpr int debouncePolls = 5;
 
 fs::path makeFolder(const std::string& name)
 {
@@ -38,19 +38,20 @@ fs::path copyOfCard(const fs::path& folder)
     return card;
 }
 
-/// `thread=single` makes the emulation fast.
+/// With `thread=single` the emulation is faster than with one thread per processor.
 std::vector<std::string> argumentsFor(const Board::Setup& setup, const fs::path& card)
 {
     const fs::path stage = STAGE_DIR;
     return {stage / "emulator", "-machine", "raspi4b", "-m", "2G", "-accel", "tcg,thread=single", "-kernel",
             stage / "kernel", "-initrd", stage / "initramfs", "-dtb",
             stage / (setup.hasI2cInterrupt ? "wired.dtb" : "unwired.dtb"), "-append",
-            // The emulator connects no interrupts of the SPI and I2C controllers. The kernel polls SPI; I2C shares the
-            // interrupt of the USB controller, which a hub keeps active.
+            // The emulator does not connect the interrupts of the SPI and I2C controllers. Therefore the kernel polls
+            // the SPI controller, and the I2C controller shares the USB controller's interrupt, which a hub keeps
+            // active.
             "console=ttyAMA0,115200 panic=-1 spi-bcm2835.polling_limit_us=9000000 usbcore.autosuspend=-1 " +
                 setup.kernelOptions,
             "-display", "none", "-monitor", "none", "-no-reboot", "-device", "usb-hub,id=hub",
-            // An EEPROM replaces the LED controller, because it stores what is written.
+            // An EEPROM replaces the LED controller: it accepts the same writes and stores their bytes.
             "-device", "at24c-eeprom,bus=i2c-bus.1,address=0x6c,rom-size=256", "-drive",
             "if=sd,id=card,format=raw,file=" + card.string(), "-trace", "i2c_event", "-trace", "i2c_send"};
 }
@@ -105,7 +106,7 @@ void Board::keepRecords()
     }
 }
 
-/// Calls take(line) for every line with the lock held. Lines that arrive together share one lock.
+/// Calls take(line) for every line with the mutex locked. The mutex is locked once for all lines of one read.
 void Board::readLines(int fd, const std::function<void(std::string_view)>& take)
 {
     std::string pending;
@@ -141,13 +142,13 @@ void Board::waitUntil(const std::string& what, const std::function<bool()>& cond
     std::unique_lock lock(mutex);
     const bool came = changed.wait_for(lock, longestWait, [&] { return hasEnded || condition(); });
     if (!came || (hasEnded && !condition())) {
-        throw std::runtime_error((hasEnded ? "the board ended before " : "timed out waiting for ") + what + " (see " +
-                                 folder.string() + ")");
+        throw std::runtime_error((hasEnded ? "the board ended while waiting for " : "timed out waiting for ") + what +
+                                 " (see " + folder.string() + ")");
     }
 }
 
-/// Polls a condition that only the emulator can report.
-void Board::askUntil(const std::string& what, const std::function<bool()>& condition)
+/// For conditions that appear neither in the trace nor on the console.
+void Board::pollUntil(const std::string& what, const std::function<bool()>& condition)
 {
     const auto deadline = std::chrono::steady_clock::now() + longestWait;
     while (!condition()) {
@@ -211,7 +212,7 @@ void Board::trace(const std::string& event, bool on)
 
 void Board::startUpdater()
 {
-    emulator.writeWord(setRegister, buttonLine); // replaces the pull-up, which the emulator lacks
+    emulator.writeWord(setRegister, buttonLine); // replaces the pull-up resistor, which the emulator lacks
     std::array<std::uint32_t, 6> selects{};
     for (std::uint32_t i = 0; i < selects.size(); ++i) {
         selects[i] = emulator.readWord(gpioBase + 4 * i);
@@ -240,7 +241,7 @@ void Board::click()
         const int writes = withBus([](const Bus& wires) { return wires.testWrites(); });
         emulator.writeWord(level, buttonLine);
         waitFor("polls of the button", [=](const Bus& wires) {
-            return wires.testWrites() > writes && wires.pollsSinceTestWrite() >= pollsOfAnEdge;
+            return wires.testWrites() > writes && wires.pollsSinceTestWrite() >= debouncePolls;
         });
     }
     trace("memory_region_ops_read", false);
@@ -259,8 +260,10 @@ void Board::plug(const std::string& image)
 void Board::pull()
 {
     emulator.execute("device_del", {{"id", "plugged"}});
-    // The emulator releases the image only after the board has released the device.
-    askUntil("the release of the drive image", [this] { return tryExecute("blockdev-del", {{"node-name", "drive"}}); });
+    // The emulator releases the image only after the board's kernel has released the device.
+    pollUntil("the release of the drive image", [this] {
+        return tryExecute("blockdev-del", {{"node-name", "drive"}});
+    });
 }
 
 std::vector<std::string> Board::run(const std::string& command)

@@ -13,9 +13,9 @@
 #include <thread>
 #include <vector>
 
-/// Every wait throws std::runtime_error when its condition is not met within three minutes or the board has ended. The
-/// console output, the events on the wires and the last screen are kept in the build folder's board_runs/NAME/; after a
-/// failed test, so is the card.
+/// Every wait throws std::runtime_error if the board ends, or if three minutes pass, before its condition is met. The
+/// console output, the events on the wires and the last screen are stored in board_runs/NAME/ in the build folder;
+/// after a failed test, the card is kept there too.
 class Board {
 public:
     struct Setup {
@@ -24,10 +24,11 @@ public:
         std::filesystem::path card = {};
         /// Kernel options that the updater needs.
         std::string kernelOptions = "iomem=relaxed spidev.bufsiz=10240";
+        /// If false, every I2C transfer times out.
         bool hasI2cInterrupt = true;
     };
 
-    /// Returns when the board has booted.
+    /// Boots the board, and returns when it accepts commands.
     explicit Board(const Setup& setup);
     Board(const Board&) = delete;
     Board& operator=(const Board&) = delete;
@@ -39,26 +40,27 @@ public:
     /// Kills the updater and its scripts; the kernel continues.
     void stopUpdater();
     void turn(int detents);
-    /// Presses and releases the button, each until the debounced state has changed.
+    /// Presses and releases the button. After each change, waits until the debounced state has changed too.
     void click();
-    /// Plugs a drive; `image` names a prepared image.
+    /// Plugs in a drive; `image` is the file name of an image that make_board.sh created.
     void plug(const std::string& image);
+    /// Unplugs the drive, and returns when the board's kernel has released it.
     void pull();
-    /// Ends the emulator between two instructions. Only the destructor may follow.
+    /// Kills the emulator between two instructions. Only observations that do not wait may follow.
     void cutPower();
 
     // Observing the board.
 
-    /// Runs a shell command on the board. Returns the console output, which ends with the line of the exit status.
+    /// Runs a shell command on the board and returns the console lines; the last line is "BOARD exit status N".
     std::vector<std::string> run(const std::string& command);
-    /// Waits for a screen of the scene among the screens sent since the last wait.
+    /// Waits for a screen of the scene. Ignores all screens up to the one that the previous call found.
     void waitForScene(const Scene& scene);
-    /// Waits for `line` among the console lines since the last wait.
+    /// Waits for `line` on the console. Ignores all lines up to the one that the previous call found.
     void waitForLine(const std::string& line);
     void waitFor(const std::string& what, const std::function<bool(const Bus&)>& condition);
-    /// Waits for `count` polls of the button; the updater polls in every tenth iteration.
+    /// Waits until the updater has polled the button `count` more times; it polls in every tenth iteration.
     void waitForPolls(int count);
-    /// The console lines since the last wait.
+    /// The console lines after the line that `waitForLine` found last.
     [[nodiscard]] std::vector<std::string> lines();
     /// Calls `operation` with the bus locked.
     template <typename Operation>
@@ -77,7 +79,7 @@ private:
     [[nodiscard]] bool tryExecute(const std::string& command, const nlohmann::json& arguments);
     void trace(const std::string& event, bool on);
     void waitUntil(const std::string& what, const std::function<bool()>& condition);
-    static void askUntil(const std::string& what, const std::function<bool()>& condition);
+    static void pollUntil(const std::string& what, const std::function<bool()>& condition);
     void keepRecords();
     void readLines(int fd, const std::function<void(std::string_view)>& take);
 

@@ -1,4 +1,4 @@
-// Checks of the card, and navigation of the menu.
+// Checks the card, and operates the menu and the dialog.
 #include "tests/board/board_test.h"
 
 #include <cstdlib>

@@ -1,4 +1,4 @@
-// Helpers of the tests of the emulated board.
+// Helpers for the tests on the emulated board.
 #pragma once
 
 #include "tests/board/board.h"
@@ -9,21 +9,21 @@
 
 namespace boardTest {
 
-/// Fails when the program violated a protocol of the display or the LED controller, or sent an incomplete frame.
+/// Fails if the program has violated the protocol of the display or of the LED controller, or sent an incomplete frame.
 [[nodiscard]] testing::AssertionResult hasNoViolations(Board& board);
 
 [[nodiscard]] std::vector<std::string> eventsOf(Board& board);
 [[nodiscard]] bool hasScreen(const Bus& bus);
-/// All screens from number `first` on.
+/// The screens from index `first` on.
 [[nodiscard]] std::vector<sim::Screen> screensFrom(Board& board, std::size_t first = 0);
 
-/// Checks that the card's memory partition is an intact file system with exactly the firmware 2.0.0 and with the user's
-/// presets (`kept`) or the firmware's presets.
+/// Checks that the file system on the card's memory partition is intact, and that it contains exactly the files of
+/// firmware 2.0.0 and the user's presets (if `kept`) or the factory presets.
 [[nodiscard]] testing::AssertionResult containsNewFirmware(const std::filesystem::path& card, bool kept);
 /// Checks that the card still equals the prepared card byte for byte.
 [[nodiscard]] testing::AssertionResult isUnchanged(const std::filesystem::path& card);
 
-/// Requires a plugged drive. Waits for the menu, chooses the operation and confirms it.
+/// Waits for the menu, chooses the operation and confirms it. A drive must be plugged in.
 void chooseAndConfirm(Board& board, bool factoryReset,
                       const std::vector<std::string>& oldVersions = {scenes::preparedVersion});
 

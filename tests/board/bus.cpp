@@ -25,7 +25,7 @@ constexpr int resetLine = 25;
 
 constexpr std::size_t frameBytes = 10240;
 
-/// The hexadecimal number (with 0x) that follows `name`; 0 without `name`.
+/// The hexadecimal number (with 0x) that follows `name`; 0 if `line` does not contain `name`.
 std::uint32_t numberAfter(std::string_view line, std::string_view name)
 {
     std::uint32_t value = 0;
@@ -134,7 +134,7 @@ void Bus::drive(std::uint32_t lines, bool level)
         driven |= mask;
         levels = level ? levels | mask : levels & ~mask;
         if (line == dataCommandLine) {
-            display.setDataCommandLine(level); // reported with each transfer
+            display.setDataCommandLine(level); // each transfer's event includes the level
             continue;
         }
         log.push_back("line " + std::to_string(line) + (level ? " high" : " low"));

@@ -1,4 +1,4 @@
-// Decodes the emulator's trace into the events on the board's wires and feeds the device models.
+// Decodes the emulator's trace into the events on the board's wires, and passes them to the device models.
 #pragma once
 
 #include "sim/models/led_controller.h"
@@ -19,15 +19,16 @@ class Bus {
 public:
     Bus() : display(violationList), leds(violationList) {}
 
-    /// Sets the initial function select registers; only changes from these are events.
+    /// Sets the initial values of the function select registers; only changes to these values are events.
     void setFunctionSelects(const std::array<std::uint32_t, 6>& registers) { selects = registers; }
     /// Decodes one line of the trace.
     void take(std::string_view line);
 
-    /// In order, as "line 25 high", "line 5 output", "command 30", "data 9F" (one byte), "frame" (10240 data bytes),
-    /// "data, 512 bytes" (any other number) and "i2c 6C: 2F 00". Chip select and unchanged lines are not included.
+    /// In order, in these forms: "line 25 high", "line 5 output", "GPIO register 88" (a store to any other register,
+    /// with its offset), "command 30" and "data 9F" (one byte), "frame" (10240 data bytes), "data, 512 bytes" (any
+    /// other transfer) and "i2c 6C: 2F 00". Level changes of the chip-select and data/command lines are not included.
     [[nodiscard]] const std::vector<std::string>& events() const { return log; }
-    /// The screen after each frame since the display was switched on.
+    /// The screen after each frame that arrived while the display was on.
     [[nodiscard]] const std::vector<sim::Screen>& screens() const { return shown; }
     [[nodiscard]] const std::vector<std::string>& violations() const { return violationList.list(); }
     [[nodiscard]] std::array<std::uint8_t, sim::LedController::outputCount> ledOutputs() const
@@ -40,8 +41,9 @@ public:
     [[nodiscard]] std::uint64_t cardBytes() const { return bytesToCard; }
     /// How often the program read the pin levels; each poll of the button is one read.
     [[nodiscard]] int buttonPolls() const { return polls; }
-    /// How often the test set or cleared a line, and the polls since the last time.
+    /// How often the test set or cleared a line.
     [[nodiscard]] int testWrites() const { return writes; }
+    /// The polls of the button since the test last set or cleared a line.
     [[nodiscard]] int pollsSinceTestWrite() const { return polls - pollsAtTestWrite; }
 
 private:

@@ -1,4 +1,4 @@
-// Tests of decoding the emulator's trace.
+// Tests the decoding of the emulator's trace.
 #include "tests/board/bus.h"
 
 #include <gtest/gtest.h>
@@ -17,7 +17,7 @@ std::string hex(std::uint32_t value)
 
 class BusTest : public testing::Test {
 protected:
-    // In the emulator's format.
+    // Passes an access to the bus in the emulator's trace format.
     void access(const std::string& kind, int cpu, std::uint32_t address, std::uint32_t value)
     {
         bus.take("memory_region_ops_" + kind + " cpu " + std::to_string(cpu) + " mr 0x7f36533f9690 addr " +
@@ -61,7 +61,7 @@ TEST_F(BusTest, ReportsALineOnlyWhenItsLevelChanges)
     EXPECT_EQ(bus.events(), (Lines{"line 25 high", "line 5 low", "line 25 low"}));
 }
 
-TEST_F(BusTest, IgnoresChipSelectAndWritesOfTheTest)
+TEST_F(BusTest, IgnoresChipSelectAndTheTestsWrites)
 {
     setLines(chipSelect);
     access("write", -1, 0xFE20001C, 1U << 6);
@@ -95,7 +95,7 @@ TEST_F(BusTest, RecordsEveryClockDivider)
     EXPECT_EQ(bus.clockDividers(), (std::set<std::uint32_t>{2, 46}));
 }
 
-TEST_F(BusTest, ReportsALineThatChangesDuringATransfer)
+TEST_F(BusTest, ReportsADataCommandChangeDuringATransfer)
 {
     clearLines(dataCommand);
     store(0xFE204000, 0x8C);
@@ -128,7 +128,7 @@ TEST_F(BusTest, IgnoresEmptyI2cTransfers)
     EXPECT_TRUE(bus.events().empty());
 }
 
-TEST_F(BusTest, CountsOnlyTheProgramsReadsOfTheLevels)
+TEST_F(BusTest, CountsOnlyTheProgramsReadsOfTheLevelRegister)
 {
     access("read", 2, 0xFE200034, 0x40);
     access("read", 2, 0xFE200030, 0x40);
@@ -137,7 +137,7 @@ TEST_F(BusTest, CountsOnlyTheProgramsReadsOfTheLevels)
     EXPECT_EQ(bus.buttonPolls(), 2);
 }
 
-TEST_F(BusTest, CountsPollsSinceTheLastWriteOfTheTest)
+TEST_F(BusTest, CountsPollsSinceTheTestsLastWrite)
 {
     access("read", 2, 0xFE200034, 0x40);
     access("write", -1, 0xFE200028, 0x40);

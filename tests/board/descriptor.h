@@ -1,4 +1,4 @@
-// A file descriptor that closes itself.
+// A file descriptor that is closed by its destructor.
 #pragma once
 
 #include <unistd.h>

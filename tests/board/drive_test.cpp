@@ -10,7 +10,7 @@ using boardTest::hasNoViolations;
 using boardTest::isUnchanged;
 using boardTest::screensFrom;
 
-/// The tests share one boot; each test starts the program again. No test modifies the card.
+/// The tests share one boot; each test restarts the program. No test modifies the card.
 class Drive : public testing::Test {
 protected:
     static void SetUpTestSuite() { boot(); }
@@ -63,8 +63,8 @@ TEST_F(Drive, ReportsACorruptFirmwareFile)
     board->pull();
 }
 
-/// A bug of QEMU 10.0.2 can abort the emulator when a device is removed during a USB transfer. The
-/// test repeats such a run.
+/// A bug in QEMU 10.0.2 can abort the emulator when a device is removed during a USB transfer. If that happens, the
+/// test boots again and repeats the attempt.
 TEST_F(Drive, ReportsADrivePulledDuringARead)
 {
     constexpr int attempts = 5;
@@ -94,17 +94,17 @@ TEST_F(Drive, AcceptsADriveWithoutAPartitionTable)
     board->pull();
 }
 
-/// On the emulated board a frame takes longer than the interval between two redraws.
-TEST_F(Drive, ShowsTheNewestMenuLastAfterFastTurns)
+/// On the emulated board, sending a frame takes longer than the interval between two redraws.
+TEST_F(Drive, ShowsTheLatestSelectionAfterFastTurns)
 {
     board->plug("drive.img");
     board->waitForScene(scenes::menu());
     const std::size_t menuScreens = screensFrom(*board).size();
-    // The first detent selects the upper of two entries; an even number of detents returns to it. The kernel queues at
-    // most 64 records, two per detent.
+    // The first detent selects the upper of the two entries; an even number of further detents returns to it. The
+    // kernel queues at most 64 records, two per detent.
     for (const int detents : {21, -20, 20, -20, 20}) {
         board->turn(detents);
-        board->waitForPolls(40); // 400 iterations: enough for all frames
+        board->waitForPolls(40); // 400 iterations, enough to send all frames
     }
     const std::vector<sim::Screen> screens = screensFrom(*board, menuScreens);
     ASSERT_FALSE(screens.empty());
@@ -115,7 +115,7 @@ TEST_F(Drive, ShowsTheNewestMenuLastAfterFastTurns)
     board->pull();
 }
 
-/// The kernel creates /dev/sda before /dev/sda1, so the program may find the drive first.
+/// The kernel creates /dev/sda before /dev/sda1, so the program may find the drive before its partition exists.
 TEST_F(Drive, AcceptsADriveFoundBeforeItsPartition)
 {
     board->stopUpdater();

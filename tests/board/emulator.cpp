@@ -129,7 +129,7 @@ Emulator::Emulator(const std::vector<std::string>& arguments, const std::filesys
         pair->theirs.close();
     }
     try {
-        static_cast<void>(monitor->receive()); // its greeting
+        static_cast<void>(monitor->receive()); // QMP's greeting
     } catch (const std::runtime_error& error) {
         throw std::runtime_error(std::string(error.what()) + ": see " + errorLog.string());
     }

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-/// Every operation throws std::runtime_error when the emulator has ended.
+/// Every operation throws std::runtime_error if the emulator has ended.
 class Emulator {
 public:
     /// Thrown by `execute` when the emulator rejects a command.
@@ -20,22 +20,23 @@ public:
         using std::runtime_error::runtime_error;
     };
 
-    /// Adds the arguments of the monitor, console and trace to `arguments`. `errorLog` receives standard error.
+    /// Starts the emulator with `arguments` and with additional arguments for the monitor, memory access, console and
+    /// trace. The emulator's standard error is written to the file `errorLog`.
     Emulator(const std::vector<std::string>& arguments, const std::filesystem::path& errorLog);
 
     /// Executes a command of the QEMU machine protocol (QMP) and returns its "return" value.
     nlohmann::json execute(const std::string& command, const nlohmann::json& arguments = nlohmann::json::object());
-    /// Accesses the board's physical memory from outside its processors.
+    /// Writes or reads the board's physical memory without involving its processors.
     void writeWord(std::uint32_t address, std::uint32_t value);
     [[nodiscard]] std::uint32_t readWord(std::uint32_t address);
 
-    /// The board's console.
+    /// The read end of the board's console.
     [[nodiscard]] int consoleOutput() const { return console.output.get(); }
     void typeOnConsole(const std::string& text);
     /// The read end of the trace. The emulator blocks when the pipe is full.
     [[nodiscard]] int trace() const { return traceOutput.get(); }
 
-    /// Ends the emulator between two instructions, like a power cut.
+    /// Kills the emulator between two instructions, like a power cut.
     void kill() { process.kill(); }
 
 private:

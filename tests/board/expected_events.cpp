@@ -1,4 +1,4 @@
-// The events of the start-up.
+// The expected events at start-up.
 #include "tests/board/expected_events.h"
 
 #include "tests/support/bring_up.h"
@@ -26,7 +26,7 @@ Events displaySetUp()
 {
     Events events = Events{"line 7 output", "line 25 output"} + bringUp::resetPulse + bringUp::initialisation +
                     bringUp::addressWindow + bringUp::clearedRam + Events{"command AF"};
-    std::erase_if(events, [](const std::string& event) { return event.starts_with("wait "); }); // waits cause no event
+    std::erase_if(events, [](const std::string& event) { return event.starts_with("wait "); }); // not on the wires
     return events;
 }
 
@@ -37,7 +37,7 @@ std::string firstDifference(const Events& actual, const Events& start)
     for (std::size_t i = 0; i < start.size(); ++i) {
         const std::string is = i < actual.size() ? actual[i] : "the end";
         if (is != start[i]) {
-            return "number " + std::to_string(i) + " is " + is + " instead of " + start[i];
+            return "event " + std::to_string(i) + " is " + is + " instead of " + start[i];
         }
     }
     return "";

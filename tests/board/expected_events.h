@@ -1,4 +1,4 @@
-// The events that the program causes at its start, in the format of Bus.
+// The events that the program causes at start-up, in the format of Bus::events.
 #pragma once
 
 #include <string>
@@ -8,13 +8,13 @@ using Events = std::vector<std::string>;
 
 namespace expected {
 
-/// The set-up of the LED controller, with the whole bar lit.
+/// The events that set up the LED controller and light the whole bar.
 [[nodiscard]] Events ledSetUp();
-/// From the function selection of the lines to the command that switches the display on.
+/// The events from the selection of the display lines' functions to the command that switches the display on.
 [[nodiscard]] Events displaySetUp();
 
 } // namespace expected
 
-/// Describes the first difference from `start`; empty when `actual` begins with `start`.
+/// Describes the first difference from `start`; empty if `actual` begins with `start`.
 [[nodiscard]] std::string firstDifference(const Events& actual, const Events& start);
 [[nodiscard]] Events operator+(Events first, const Events& second);

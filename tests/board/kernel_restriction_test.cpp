@@ -13,14 +13,14 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-/// The documentation of the required kernel options.
+/// The page that documents the required kernel options.
 std::string devicePage()
 {
     std::ifstream file(DEVICE_PAGE);
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-TEST(KernelRestriction, DeniedGpioMappingCrashesAtFirstAccess)
+TEST(KernelRestriction, DeniedGpioMappingCausesACrashAtTheFirstAccess)
 {
     Board board({.name = "NoRegisters", .kernelOptions = "spidev.bufsiz=10240"});
     board.startUpdater();

@@ -1,6 +1,6 @@
-// Runs on the emulated board: an input device that simulates the rotary encoder. Each number read from standard input
-// turns it by that many detents, to the right when positive. As with the kernel's driver for rotary encoders, each
-// detent is one relative step and one synchronisation event.
+// Runs on the emulated board and creates an input device that simulates the rotary encoder. Each number read from
+// standard input turns the encoder by that many detents, to the right if positive. As with the kernel's driver for
+// rotary encoders, each detent is one relative step and one synchronisation event.
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -29,7 +29,7 @@ int createDevice()
     std::strcpy(setup.name, "rotary encoder");
     if (ioctl(fd, UI_SET_EVBIT, EV_REL) < 0 || ioctl(fd, UI_SET_RELBIT, REL_X) < 0 ||
         ioctl(fd, UI_DEV_SETUP, &setup) < 0 || ioctl(fd, UI_DEV_CREATE) < 0) {
-        fail("the input device");
+        fail("cannot create the input device");
     }
     return fd;
 }
@@ -42,7 +42,7 @@ void step(int fd, int direction)
     report[0].value = direction;
     report[1].type = EV_SYN;
     if (write(fd, report.data(), sizeof report) != sizeof report) {
-        fail("a step");
+        fail("cannot report a step");
     }
 }
 

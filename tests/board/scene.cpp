@@ -8,13 +8,13 @@
 
 namespace {
 
-/// The progress of decrypt.sh.
+/// The progress lines of decrypt.sh.
 const std::vector<std::string> preparingLines = {
     "Reading the drive... 10%", "Reading the drive... 30%", "Checking the signature... 50%",
     "Decrypting... 65%",        "Unpacking... 80%",         "Ready 100%",
 };
 
-/// The progress that only format.sh 0 prints.
+/// The progress lines that format.sh prints only with the argument 0 (update).
 const std::vector<std::string> savingLines = {
     "Checking the memory... 5%",         "Saving the presets... 15%",
     "Checking the saved presets... 30%", "Going on with the saved presets... 30%",
@@ -22,7 +22,7 @@ const std::vector<std::string> savingLines = {
 };
 const std::vector<std::string> formattingLines = {"Formatting... 45%", "Formatted 100%"};
 
-/// The progress of install.sh except the percentages of the files.
+/// The progress lines of install.sh, except the "Installing..." lines.
 const std::vector<std::string> installingLines = {
     "Checking the memory... 5%",
     "Writing to the disk... 75%",
@@ -31,24 +31,24 @@ const std::vector<std::string> installingLines = {
     "Installed 100%",
 };
 
-void addAtWork(Scene& scene, const std::string& message)
+void addWheelFrames(Scene& scene, const std::string& message)
 {
     for (int frame = 0; frame < 8; ++frame) {
         scene.screens.push_back(ScreenPainter().message(message).wheel(frame).screen());
     }
 }
 
-Scene atWork(const std::string& name, const std::string& header, const std::vector<std::string>& lines)
+Scene sceneWithWheel(const std::string& name, const std::string& header, const std::vector<std::string>& lines)
 {
     Scene scene{name, {}};
-    addAtWork(scene, header);
+    addWheelFrames(scene, header);
     for (const std::string& line : lines) {
-        addAtWork(scene, header + line);
+        addWheelFrames(scene, header + line);
     }
     return scene;
 }
 
-Scene still(const std::string& name, const ScreenPainter& painter)
+Scene singleScreen(const std::string& name, const ScreenPainter& painter)
 {
     return {name, {painter.screen()}};
 }
@@ -74,40 +74,40 @@ testing::AssertionResult showsInOrder(const std::vector<sim::Screen>& screens, c
         }
         if (scene == expected.end()) {
             return testing::AssertionFailure()
-                   << "screen " << i << " of " << screens.size() << " does not belong to any scene";
+                   << "screen " << i << " of " << screens.size() << " does not belong to the last scene";
         }
         wasShown = true;
     }
     return scene + 1 == expected.end() && wasShown
                ? testing::AssertionSuccess()
-               : testing::AssertionFailure() << "the last scene is \"" << scene->name << "\"";
+               : testing::AssertionFailure() << "the screens end with the scene \"" << scene->name << "\"";
 }
 
 namespace scenes {
 
 Scene waiting()
 {
-    return atWork("waiting", texts::waiting, {});
+    return sceneWithWheel("waiting", texts::waiting, {});
 }
 
 Scene preparing()
 {
-    return atWork("preparing", texts::preparingHeader, preparingLines);
+    return sceneWithWheel("preparing", texts::preparingHeader, preparingLines);
 }
 
 Scene menu()
 {
-    return still("menu", ScreenPainter().menu(true, Selection::None));
+    return singleScreen("menu", ScreenPainter().menu(true, Selection::None));
 }
 
 Scene updateSelected()
 {
-    return still("update selected", ScreenPainter().menu(true, Selection::Second));
+    return singleScreen("update selected", ScreenPainter().menu(true, Selection::Second));
 }
 
 Scene factoryResetSelected()
 {
-    return still("factory reset selected", ScreenPainter().menu(true, Selection::First));
+    return singleScreen("factory reset selected", ScreenPainter().menu(true, Selection::First));
 }
 
 Scene question(bool factoryReset, bool yes, const std::vector<std::string>& oldVersions)
@@ -133,17 +133,17 @@ Scene working(bool factoryReset)
     for (int percent = 10; percent <= 70; ++percent) {
         lines.push_back("Installing... " + std::to_string(percent) + "%");
     }
-    return atWork("working", texts::updatingHeader, lines);
+    return sceneWithWheel("working", texts::updatingHeader, lines);
 }
 
 Scene done()
 {
-    return still("done", ScreenPainter().message(texts::done));
+    return singleScreen("done", ScreenPainter().message(texts::done));
 }
 
 Scene failed(const std::string& message)
 {
-    return still(message, ScreenPainter().message(message));
+    return singleScreen(message, ScreenPainter().message(message));
 }
 
 } // namespace scenes

@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-/// A phase can show any of its screens in any order and number, because the wheel turns and progress arrives.
+/// A phase of the update. Its screens can appear in any order and any number of times, because the wheel turns and
+/// progress lines arrive at varying times.
 struct Scene {
     std::string name;
     std::vector<sim::Screen> screens;
@@ -15,14 +16,15 @@ struct Scene {
     [[nodiscard]] bool has(const sim::Screen& screen) const;
 };
 
-/// Succeeds when every screen belongs to the current or the next scene and every scene occurs.
+/// Succeeds if each screen belongs to the same scene as the screen before it or to the next scene, and every scene
+/// occurs.
 testing::AssertionResult showsInOrder(const std::vector<sim::Screen>& screens, const std::vector<Scene>& expected);
 
 namespace scenes {
 
 [[nodiscard]] Scene waiting();
 [[nodiscard]] Scene preparing();
-/// The menu with nothing selected, with the update selected, with the factory reset selected.
+/// The menu with nothing selected, with the update selected, and with the factory reset selected.
 [[nodiscard]] Scene menu();
 [[nodiscard]] Scene updateSelected();
 [[nodiscard]] Scene factoryResetSelected();
@@ -30,7 +32,7 @@ namespace scenes {
 inline const std::string preparedVersion = "1.4.2";
 /// The version on the drive.
 inline const std::string newVersion = "2.0.0";
-/// The dialog with "No" or "Yes" selected. The question before an update names one of the old versions.
+/// The dialog with "Yes" (`yes`) or "No" selected. The question about an update may name any of `oldVersions`.
 [[nodiscard]] Scene question(bool factoryReset, bool yes,
                              const std::vector<std::string>& oldVersions = {preparedVersion});
 [[nodiscard]] Scene working(bool factoryReset);

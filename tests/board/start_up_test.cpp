@@ -33,19 +33,19 @@ protected:
 
 std::unique_ptr<Board> StartUp::board;
 
-TEST_F(StartUp, PrintsOnlyItsFirstLine)
+TEST_F(StartUp, PrintsOnlyTheStartingLine)
 {
     EXPECT_THAT(board->lines(), ElementsAre("Starting updater..."));
 }
 
-TEST_F(StartUp, SetsUpLinesLedsAndDisplayByteForByte)
+TEST_F(StartUp, SendsTheExpectedSetUpToLinesLedsAndDisplay)
 {
     EXPECT_EQ(firstDifference(eventsOf(*board), Events{"line 5 output"} + expected::ledSetUp() +
                                                     expected::displaySetUp() + Events{"command 5C", "frame"}),
               "");
 }
 
-TEST_F(StartUp, ChangesNoOtherLine)
+TEST_F(StartUp, ChangesOnlyLines5And7And25)
 {
     for (const std::string& event : eventsOf(*board)) {
         EXPECT_TRUE(!event.starts_with("line ") || event.starts_with("line 5 ") || event.starts_with("line 7 ") ||
@@ -55,16 +55,16 @@ TEST_F(StartUp, ChangesNoOtherLine)
     }
 }
 
-TEST_F(StartUp, UsesSpiMode3AtNoMoreThanTheSpecifiedSpeed)
+TEST_F(StartUp, UsesSpiMode3AtNoMoreThan12500Kilohertz)
 {
     const auto [modes, dividers] =
         board->withBus([](const Bus& bus) { return std::pair(bus.spiModes(), bus.clockDividers()); });
     EXPECT_THAT(modes, ElementsAre(3));
-    // 562.5 MHz of the emulated core / 46 is the highest even-divider clock of at most 12.5 MHz.
+    // The emulated core clock is 562.5 MHz; 46 is the smallest even divider that gives at most 12.5 MHz.
     EXPECT_THAT(dividers, ElementsAre(46));
 }
 
-TEST_F(StartUp, LeavesTheLedControllerWithTheWholeBarLit)
+TEST_F(StartUp, LeavesTheWholeLedBarLit)
 {
     std::string expected = "0x01";
     for (int reg = 0x01; reg <= 0x25; ++reg) {

@@ -1,4 +1,4 @@
-// Whole updates and power cuts with the example scripts, a FAT drive and a partition of the card.
+// Updates, a factory reset and power cuts with the example scripts, a FAT drive and a partition of the card.
 #include "tests/board/board_test.h"
 
 #include <fstream>
@@ -28,7 +28,7 @@ std::vector<Scene> scenesOf(bool factoryReset, const Versions& oldVersions = {sc
             scenes::done()};
 }
 
-/// Bytes written to the card when the work began and when it was done.
+/// The number of bytes written to the card by the start and by the end of the work.
 struct WorkSpan {
     std::uint64_t begin = 0;
     std::uint64_t end = 0;
@@ -84,17 +84,18 @@ TEST_P(Job, ShowsEverySceneAndInstallsTheNewFirmware)
 INSTANTIATE_TEST_SUITE_P(All, Job, testing::Values(JobCase{"Update", false}, JobCase{"FactoryReset", true}),
                          [](const auto& job) { return job.param.name; });
 
-/// The power is cut in the middle of the tenth of the work that the parameter selects. Work is measured in bytes
-/// written to the card.
+/// The parameter selects a tenth of the work, 0 to 9; the power is cut in the middle of that tenth. Work is measured in
+/// bytes written to the card.
 class PowerCut : public testing::TestWithParam<int> {};
 
-/// Returns false when the work wrote fewer bytes than `cut`; `span` then describes this run.
+/// Cuts the power after `cut` bytes have been written to the card, or at the end of the work. Sets `span.end` to the
+/// number of bytes written by then. Returns false if that number is less than `cut`.
 bool cutPowerAt(std::uint64_t cut, Board& board, WorkSpan& span)
 {
     const Scene done = scenes::done();
     startWithDrive(board);
     chooseAndConfirm(board, false);
-    board.waitFor("the moment of the cut", [&](const Bus& bus) {
+    board.waitFor("the time of the power cut", [&](const Bus& bus) {
         span.end = bus.cardBytes();
         return span.end >= cut || done.has(bus.screens().back());
     });
@@ -102,14 +103,13 @@ bool cutPowerAt(std::uint64_t cut, Board& board, WorkSpan& span)
     return span.end >= cut;
 }
 
-/// Returns a board whose power was cut in the middle of `tenth`. The kernel also writes periodically, so the work
-/// writes less on a quiet machine than on a busy one. When a run ends before the cut, its span replaces the measured
-/// span.
+/// Returns a board whose power was cut in the middle of `tenth`. The kernel also writes periodically, so a fast run
+/// writes fewer bytes than a slow one. If the work ends before the cut, the next attempt uses the span of that run.
 std::unique_ptr<Board> boardCutIn(int tenth)
 {
     WorkSpan span;
     if (!(std::ifstream(spanFile()) >> span.begin >> span.end) || span.begin >= span.end) {
-        throw std::runtime_error("no work_span: run the test board.update first");
+        throw std::runtime_error("no valid work_span file: run the test board.update first");
     }
     for (;;) {
         const std::uint64_t cut = span.begin + (span.end - span.begin) * (2 * static_cast<unsigned>(tenth) + 1) / 20;
