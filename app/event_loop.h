@@ -1,4 +1,4 @@
-// The main loop: reads the hardware, sends events to the screen and frames to the display.
+// The main loop: polls the hardware, passes events to the screen, and sends frames to the display.
 #pragma once
 
 #include <cstdint>
@@ -8,10 +8,10 @@ class DisplayDriver;
 class RotaryInput;
 class Widget;
 
-/// All times are counted in iterations of about one millisecond, without a clock.
+/// Counts time in iterations of about one millisecond; reads no clock.
 class EventLoop {
 public:
-    /// The arguments must be initialised and outlive the loop; the screen must be at least as large as the display.
+    /// The arguments must be initialised and outlive the loop. The screen must be at least as large as the display.
     EventLoop(Widget& loopScreen, DisplayDriver& loopDisplay, RotaryInput& loopEncoder, ButtonInput& loopButton);
 
     [[noreturn]] void run();

@@ -12,7 +12,7 @@
 
 namespace {
 
-/// The program makes this GPIO line an output and does not change its level.
+/// The program makes this GPIO line an output but never changes its level.
 constexpr int outputLine = 5;
 
 constexpr int spiBus = 0;
@@ -33,8 +33,9 @@ void buildFonts()
 } // namespace
 
 // Exceptions are deliberately not caught: if a process cannot be started or the drive cannot be queried, the exception
-// propagates, so the launcher sees the failure. Without the GPIO block, the first register access ends the program with
-// SIGSEGV. A script that is missing or fails is not an exception: the screen reports it.
+// ends the program with SIGABRT, so the launcher can detect the failure. If the GPIO block could not be mapped, the
+// first register access ends the program with SIGSEGV. A script that is missing or fails does not cause an exception:
+// the screen reports the failure.
 int main()
 {
     std::cout << "Starting updater..." << std::endl;

@@ -8,7 +8,8 @@
 
 namespace {
 
-/// Computed in 64 bits, so a huge size cannot wrap around to a small one. A product below 1 needs no storage.
+/// Returns the number of pixels to allocate; 0 if the product is negative. Computes in 64 bits, so a huge size cannot
+/// wrap around to a small number.
 std::size_t pixelCount(std::int64_t width, std::int64_t height)
 {
     const std::int64_t count = width * height;
@@ -99,7 +100,7 @@ template <typename Combine>
 void Bitmap::overlay(std::int32_t x, std::int32_t y, const Bitmap& source, Combine combine)
 {
     const Area area = clip(x, y, source.width, source.height);
-    // Locals, because the compiler must assume that writing a pixel changes the members.
+    // Copied to locals, because the compiler must assume that writing a pixel changes the members.
     const std::ptrdiff_t columns = area.right - area.left;
     const std::ptrdiff_t pitch = width;
     const std::ptrdiff_t sourcePitch = source.width;

@@ -1,4 +1,4 @@
-// The raster type of images, glyphs, widget surfaces and the canvas that the display shows.
+// The raster type of images, glyphs, widget surfaces and the canvas shown on the display.
 #pragma once
 
 #include <cstdint>
@@ -10,26 +10,26 @@
 using Pixel = std::uint8_t;
 
 inline constexpr Pixel inkPixel = 3;
-/// Skipped when its bitmap is drawn onto another bitmap.
+/// Pixels with this value are skipped when their bitmap is drawn onto another bitmap.
 inline constexpr Pixel transparentPixel = 255;
 
 /// A value type that owns `width` times `height` pixels, row-major, one byte each.
 ///
-/// Sizes of more than 2^31 - 1 pixels throw std::bad_array_new_length. Drawing never fails and never allocates: it
-/// clips to the bitmap, pixel by pixel. A moved-from bitmap may only be destroyed or assigned to.
+/// Sizes of more than 2^31 - 1 pixels throw std::bad_array_new_length. Drawing never fails and never allocates; pixels
+/// outside the bitmap are ignored. A moved-from bitmap may only be destroyed or assigned to.
 class Bitmap {
 public:
     Bitmap() = default;
-    /// The contents are undefined. A width times height below 1 allocates nothing.
+    /// The contents are undefined. Allocates nothing if w times h is less than 1.
     Bitmap(std::int32_t w, std::int32_t h);
     /// Copies `source`, which must contain exactly w times h pixels, row-major. Throws std::bad_array_new_length if
-    /// that product is negative.
+    /// w times h is negative.
     Bitmap(std::int32_t w, std::int32_t h, std::span<const std::uint8_t> source);
 
     [[nodiscard]] std::int32_t getWidth() const { return width; }
     [[nodiscard]] std::int32_t getHeight() const { return height; }
 
-    /// Does not clear: the contents are undefined. Shrinking keeps the memory, so growing back does not allocate.
+    /// The contents are undefined afterwards. Shrinking keeps the memory, so growing back does not allocate.
     void resize(std::int32_t newWidth, std::int32_t newHeight);
 
     /// No bounds check: x must be in 0..width-1 and y in 0..height-1.
@@ -50,9 +50,9 @@ public:
     /// Writes `value` wherever `source`, placed at (x, y), has full ink. `source` must not be this bitmap.
     void drawMask(std::int32_t x, std::int32_t y, const Bitmap& source, Pixel value);
 
-    /// Nearest-neighbour enlargement to factor times the size.
+    /// Returns the bitmap enlarged `factor` times in both directions, without interpolation.
     [[nodiscard]] Bitmap scaled(std::int32_t factor) const;
-    /// Keeps full ink and makes everything else transparent.
+    /// Returns a copy in which every pixel other than full ink is transparent.
     [[nodiscard]] Bitmap inkMask() const;
 
     /// Writes a 24-bit BMP file and syncs the file systems. Returns false if the file cannot be created.
@@ -70,6 +70,6 @@ private:
 
     std::int32_t width = 0;
     std::int32_t height = 0;
-    /// At least width times height.
+    /// Row-major; at least width times height elements.
     std::vector<Pixel> pixels;
 };

@@ -12,7 +12,7 @@ constexpr std::int32_t fileHeaderSize = 14;
 constexpr std::int32_t infoHeaderSize = 40;
 constexpr std::int64_t bytesPerPixel = 3;
 
-/// Little-endian, the byte order of every number in a BMP file.
+/// Appends the lowest `Size` bytes of `value` in little-endian order, as the BMP format requires.
 template <std::size_t Size>
 void append(std::vector<std::uint8_t>& bytes, std::int64_t value)
 {
@@ -30,7 +30,7 @@ std::uint8_t greyOf(Pixel value)
 std::vector<std::uint8_t> headers(std::int32_t width, std::int32_t height)
 {
     std::vector<std::uint8_t> bytes = {'B', 'M'};
-    // Deliberately excludes row padding, so it is exact only if rows need no padding, as in the canvas.
+    // The file size. Deliberately excludes row padding, so it is exact only if the rows, like the canvas's, need none.
     append<4>(bytes, bytesPerPixel * width * height + fileHeaderSize + infoHeaderSize);
     append<4>(bytes, 0); // reserved
     append<4>(bytes, fileHeaderSize + infoHeaderSize);
@@ -68,7 +68,7 @@ bool Bitmap::saveBmp(const std::string& path) const
     }
     std::fwrite(bytes.data(), 1, bytes.size(), file);
     std::fclose(file);
-    // The device may be switched off next, so the file must be on the storage medium when this returns.
+    // The device may be switched off right afterwards, so the file must be on the storage medium when this returns.
     [[maybe_unused]] const int ignored = std::system("sync");
     return true;
 }

@@ -14,7 +14,7 @@ FontRegistry fontRegistry;
 
 namespace {
 
-/// The character code in a path such as "img/font8/41.png"; 0 if there is no hexadecimal digit.
+/// Returns the character code in a path such as "img/font8/41.png"; 0 if there is no hexadecimal digit.
 std::uint8_t codeOf(std::string_view path)
 {
     constexpr std::size_t digits = 2;
@@ -77,14 +77,15 @@ const Font::Cell& Font::cellFor(char character) const
     return cells[cellIndex[static_cast<std::uint8_t>(character)]];
 }
 
-/// The distance from a glyph to the next glyph, in columns. 64-bit, because the spacing may be any number.
+/// Returns the distance from the left edge of a glyph to the left edge of the next glyph, in columns. 64-bit, because
+/// the spacing may be near the limits of int32_t.
 std::int64_t Font::advance(const Cell& cell) const
 {
     return std::int64_t{cell.width} + letterSpacing;
 }
 
 /// Breaks `text` into lines of at most `maxWidth` columns and calls place(cell, column, line) for each glyph. Lays out
-/// at most `maxLines` lines, but at least one. Returns the number of the last line; lines count from 0.
+/// at most `maxLines` lines, but at least one. Returns the index of the last line, counted from 0.
 template <typename Place>
 std::int32_t Font::layOut(const std::string& text, std::int64_t maxWidth, std::int32_t maxLines, Place place) const
 {

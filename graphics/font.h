@@ -1,4 +1,4 @@
-// Fonts: glyph sets built from the image store, their measures, and drawing text with them.
+// Fonts: builds glyph sets from the image store; measures and draws text.
 #pragma once
 
 #include "graphics/bitmap.h"
@@ -12,12 +12,12 @@
 /// A glyph set and its spacing. Immutable except by assignment.
 class Font {
 public:
-    /// By character code. The pixels are full ink or transparent.
+    /// The glyphs by character code. Their pixels are full ink or transparent.
     using Glyphs = std::map<std::uint8_t, Bitmap>;
 
     Font() = default;
-    /// `spacing` columns separate the glyphs of a line. `gap` rows separate lines in layout; the line gap of `drawText`
-    /// is a parameter. `enlargement` is the factor by which the glyphs were enlarged.
+    /// `spacing` columns separate the glyphs of a line. `gap` is the line spacing that `fontLineSpacing` returns, in
+    /// rows; drawing does not use it. `enlargement` is the factor by which the glyphs were enlarged.
     Font(std::int32_t spacing, std::int32_t gap, std::int32_t enlargement, Glyphs glyphSet);
 
     [[nodiscard]] std::int32_t getLetterSpacing() const { return letterSpacing; }
@@ -25,7 +25,7 @@ public:
     [[nodiscard]] std::int32_t getScale() const { return scale; }
     [[nodiscard]] const Glyphs& getGlyphs() const { return glyphs; }
 
-    // See the functions below, which find a font by its name.
+    // The functions below the class describe these operations; they take the name of the font.
 
     [[nodiscard]] std::int32_t height() const;
     [[nodiscard]] std::uint32_t width(const std::string& text) const;
@@ -34,13 +34,14 @@ public:
               std::int32_t maxWidth, std::int32_t maxLines, std::int32_t lineGap) const;
 
 private:
-    /// A glyph in the form in which it is drawn, without a search and in few short loops.
+    /// A glyph prepared for fast drawing.
     struct Cell {
         /// The width of the glyph, in columns.
         std::int32_t width = 0;
         /// The glyph's first row with ink.
         std::int32_t top = 0;
-        /// The rows with ink, padded on the right to a width that one vector operation covers.
+        /// The rows from the first to the last row with ink. A narrow glyph is padded on the right to 16 columns, so
+        /// one vector operation covers a row.
         Bitmap mask;
     };
 
@@ -54,8 +55,8 @@ private:
     std::int32_t lineSpacing = 0;
     std::int32_t scale = 0;
     Glyphs glyphs;
-    /// The first cell is the glyph of code 0, which replaces every missing glyph. It is empty
-    /// if the font has no such glyph.
+    /// The first cell is the glyph of code 0, which is drawn for every missing glyph. The cell is empty if the font has
+    /// no glyph of code 0.
     std::vector<Cell> cells = std::vector<Cell>(1);
     /// The index in `cells` for each character code.
     std::array<std::uint8_t, 256> cellIndex{};
@@ -63,26 +64,26 @@ private:
 
 using FontRegistry = std::map<std::string, Font>;
 
-/// Empty until the first `buildFont`, unchanged after the last.
+/// Empty before the first call of `buildFont`, unchanged after the last call.
 extern FontRegistry fontRegistry;
 
-/// Makes the font `name` from every stored image whose path starts with `directory` (a plain prefix), enlarged `scale`
-/// times. The character code is the hexadecimal number in the two characters before ".png". Replaces an existing font.
+/// Builds the font `name` from all stored images whose paths start with the string `directory`, enlarged `scale` times.
+/// The character code is the hexadecimal number in the two characters before ".png". Replaces an existing font.
 void buildFont(const std::string& name, const std::string& directory, std::int32_t letterSpacing,
                std::int32_t lineSpacing, std::int32_t scale);
 
-/// Returns the number of rows of one line; 0 for an unknown font.
+/// Returns the height of one line in rows; 0 for an unknown font.
 [[nodiscard]] std::int32_t fontHeight(const std::string& name);
-/// Returns the number of rows between lines in layout; 0 for an unknown font.
+/// Returns the `lineSpacing` given to `buildFont`; 0 for an unknown font. `drawText` ignores it and uses `lineGap`.
 [[nodiscard]] std::int32_t fontLineSpacing(const std::string& name);
 /// Returns the width of `text` on one line in columns; 0 for an unknown font. A line feed counts as a missing glyph.
 [[nodiscard]] std::uint32_t textWidth(const std::string& name, const std::string& text);
-/// Returns the number of lines into which `drawText` breaks `text` at `maxWidth` columns; 0 for an unknown font. Unlike
-/// in `drawText`, a `maxWidth` of 0 is a limit.
+/// Returns the number of lines into which `drawText` breaks `text` at `maxWidth` columns; 0 for an unknown font. In
+/// contrast to `drawText`, a `maxWidth` of 0 means 0 columns, not unlimited.
 [[nodiscard]] std::int32_t countLines(const std::string& name, const std::string& text, std::int32_t maxWidth);
 
 /// Draws `text`, byte by byte, with the top-left corner of its first line at (x, y). Lines break at line feeds and,
-/// unless `maxWidth` is 0, before a glyph that would exceed `maxWidth` columns. At most `maxLines` lines are drawn, but
-/// always the first. `lineGap` rows separate the lines. An unknown font draws nothing.
+/// unless `maxWidth` is 0, before a glyph that would exceed `maxWidth` columns. Draws at most `maxLines` lines, but
+/// always the first line. `lineGap` rows separate the lines. Draws nothing if the font is unknown.
 void drawText(Bitmap& canvas, std::int32_t x, std::int32_t y, const std::string& name, const std::string& text,
               Pixel colour, std::int32_t maxWidth, std::int32_t maxLines, std::int32_t lineGap);

@@ -6,13 +6,13 @@
 #include <map>
 #include <string>
 
-/// Ordered bytewise by path, such as "img/wheel_0.png". The paths are only keys: no file is read.
+/// Images by path, such as "img/wheel_0.png", in bytewise order. The paths are only keys: no file is read.
 using ImageStore = std::map<std::string, Bitmap>;
 
-/// Empty until `buildImageStore`, unchanged afterwards.
+/// Empty before the call of `buildImageStore`, unchanged afterwards.
 extern ImageStore imageStore;
 
-/// Fills the store with every compiled-in image. Call it once, before anything draws.
+/// Fills the store with all compiled-in images. Call it once, before the first image is used.
 void buildImageStore();
 
 /// Returns a copy of the image stored under `path`. Reports an unknown path on standard error and returns an empty

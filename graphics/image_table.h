@@ -1,4 +1,4 @@
-// The compiled-in images, in the form of the generated table.
+// Declares the generated table of the compiled-in images.
 #pragma once
 
 #include <cstddef>
@@ -14,6 +14,6 @@ struct ImageRecord {
     std::size_t offset;
 };
 
-/// Every image under img/, sorted by path. The build generates the definitions from the pictures.
+/// All images under img/, sorted by path. The build generates the definitions from the pictures.
 extern const std::span<const ImageRecord> imageRecords;
 extern const std::span<const std::uint8_t> imagePixels;

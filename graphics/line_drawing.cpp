@@ -26,7 +26,7 @@ struct Axis {
     Axis(std::int64_t from, std::int64_t to) : start(from), direction(to > from ? 1 : -1), length(std::abs(to - from))
     {}
 
-    /// The distances from the start at which the coordinate is within 0 to size - 1.
+    /// Returns the distances from the start at which the coordinate is in 0..size-1.
     [[nodiscard]] Range within(std::int64_t size) const
     {
         const std::int64_t toZero = -start * direction;
@@ -43,7 +43,7 @@ public:
         : run(static_cast<std::uint64_t>(runLength)), rise(static_cast<std::uint64_t>(riseLength))
     {}
 
-    /// The steps at which the distance along the shorter axis is in `distances`.
+    /// Returns the steps at which the distance along the shorter axis is in `distances`.
     [[nodiscard]] Range stepsIn(Range distances) const
     {
         return {firstStepAt(distances.first), firstStepAt(distances.last + 1) - 1};
@@ -72,7 +72,7 @@ private:
             return 0;
         }
         if (rise < static_cast<std::uint64_t>(target)) {
-            return static_cast<std::int64_t>(run) + 1; // not on this line
+            return static_cast<std::int64_t>(run) + 1; // the line ends before this distance
         }
         return static_cast<std::int64_t>((run * static_cast<std::uint64_t>(target) - run / 2 + rise - 1) / rise);
     }

@@ -1,4 +1,4 @@
-// Narrowing that keeps values in range.
+// Saturating conversion to 32 bits.
 #pragma once
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// Debounces with a two-bit vertical counter per line: bit n of the two words counts the polls at which line n differs
-// from its debounced state.
+// Debounces with a two-bit vertical counter per line: bit n of the two words counts the consecutive polls at which
+// line n differs from its debounced state.
 #include "hw/button_input.h"
 
 #include "hw/gpio_registers.h"
@@ -27,8 +27,8 @@ void ButtonInput::init()
 void ButtonInput::poll()
 {
     const std::uint32_t change = state ^ ~readLevels();
-    // While a line disagrees with the debounced state, its counter steps 11, 01, 10, 00 and, at the fourth poll, back
-    // to 11. A poll that agrees resets the counter to 11 without a toggle.
+    // While a line differs from its debounced state, its counter steps 11, 01, 10, 00 and, at the fourth poll, back to
+    // 11. A poll at which they are equal resets the counter to 11 without a toggle.
     debounceCount0 = ~(debounceCount0 & change);
     debounceCount1 = debounceCount0 ^ (debounceCount1 & change);
     const std::uint32_t toggle = change & debounceCount0 & debounceCount1;

@@ -19,7 +19,7 @@ public:
     /// the transfer.
     void sendFrame(const Bitmap& canvas);
 
-    // Only before the first frame: after it, the frame writer owns the bus.
+    // These may be called only before the first frame; afterwards, the frame writer owns the bus.
 
     void writeCommand(std::uint8_t byte);
     void writeData(std::uint8_t byte);

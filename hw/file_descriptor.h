@@ -1,10 +1,10 @@
-// Ownership of a file descriptor.
+// Owns a file descriptor.
 #pragma once
 
 #include <unistd.h>
 #include <utility>
 
-/// Closes its descriptor when it is destroyed or replaced. The number is -1 if there is no descriptor.
+/// Closes the descriptor on destruction and on assignment. The number is negative if there is no descriptor.
 class FileDescriptor {
 public:
     FileDescriptor() = default;

@@ -8,5 +8,6 @@ inline constexpr std::int32_t displayWidth = 256;
 inline constexpr std::int32_t displayHeight = 160;
 inline constexpr std::int32_t pixelsPerByte = 4;
 
-/// 40 groups of four rows, 256 bytes each. A byte holds four pixels of one column, the topmost in its lowest two bits.
+/// 40 groups of four rows; each group has 256 bytes, one per column. A byte contains the four pixels of its column, the
+/// topmost in the lowest two bits.
 using Frame = std::array<std::uint8_t, displayWidth * displayHeight / pixelsPerByte>;

@@ -13,8 +13,8 @@
 /// sent.
 class FrameWriter {
 public:
-    /// `spi` is the open spidev device, `dataCommandLine` the GPIO line of the data/command select. Only the writer may
-    /// use them until it is destroyed. `spi` is not closed.
+    /// `spi` is the descriptor of the open spidev device; `dataCommandLine` is the GPIO line that selects data or
+    /// command. Until the writer is destroyed, nothing else may use them. The writer does not close `spi`.
     FrameWriter(int spi, int dataCommandLine);
     FrameWriter(const FrameWriter&) = delete;
     FrameWriter& operator=(const FrameWriter&) = delete;

@@ -42,7 +42,7 @@ volatile std::uint32_t* mapGpioRegisters(off_t physicalBase)
     return static_cast<volatile std::uint32_t*>(block);
 }
 
-// The program's first access, which faults if there is no mapping. UBSan must not report this first.
+// The program accesses the registers here first, so without a mapping it faults here. UBSan must not report this first.
 __attribute__((no_sanitize("null"))) void selectOutput(int line)
 {
     const int shift = line % linesPerSelect * bitsPerSelect;
@@ -51,8 +51,8 @@ __attribute__((no_sanitize("null"))) void selectOutput(int line)
 }
 
 // A store to the set or clear register changes only the lines whose bit is 1, so no read-modify-write is needed. No
-// barrier is needed either: O_SYNC maps the block as device memory, which keeps the order of the stores, and the SPI
-// driver executes a barrier before it accesses its own registers.
+// barrier is needed either: O_SYNC maps the block as device memory, which preserves the order of the stores, and the
+// SPI driver executes a barrier before it accesses its own registers.
 
 void driveHigh(int line)
 {

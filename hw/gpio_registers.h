@@ -6,7 +6,7 @@
 #include <sys/types.h>
 
 /// The block's 32-bit registers, or null if they could not be mapped. Mapped before `main` runs and never unmapped.
-/// Null is deliberately not checked: without its hardware the program ends with SIGSEGV at its first access.
+/// Null is deliberately not checked: without a mapping, the first access ends the program with SIGSEGV.
 extern volatile std::uint32_t* gpioRegisters;
 
 /// Maps the registers at `physicalBase` from /dev/mem. Reports a failure on standard error and returns null.

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-/// Prints nothing. The results report whether a transfer succeeded; on a bus that failed to open, every transfer fails.
+/// Prints no messages; the return values report failed transfers. If the bus failed to open, every transfer fails.
 class I2cBus {
 public:
     I2cBus() = default;
@@ -15,7 +15,7 @@ public:
     void open(std::uint8_t busNumber);
     void close() { fd = FileDescriptor(); }
 
-    /// Selects the device for the following transfers by its 7-bit address.
+    /// Sets the 7-bit address of the device for the following transfers.
     void setSlave(std::uint8_t address);
     bool writeRegister(std::uint8_t reg, std::uint8_t value);
     /// Writes all bytes in one transfer.

@@ -24,7 +24,7 @@ constexpr std::uint8_t outputSetting = 0x10;
 constexpr std::size_t barFirstRegister = 0x0D;
 constexpr std::size_t barLength = 6;
 
-// The first LED fades in over four uneven steps. From level 5 on, each level adds an LED.
+// Levels 1 to 5 raise the brightness of the first LED in uneven steps; each further level turns on another LED.
 constexpr std::array<std::array<std::uint8_t, barLength>, 11> barLevels = {{
     {0, 0, 0, 0, 0, 0},
     {8, 0, 0, 0, 0, 0},
@@ -47,7 +47,7 @@ struct RgbRegisters {
 
 constexpr std::array<RgbRegisters, 4> rgbRegisters = {{
     {0x0A, 0x0B, 0x0C},
-    {0x08, 0x09, 0x07}, // deliberate: this LED is wired in a different order
+    {0x08, 0x09, 0x07}, // deliberate: the channels of this LED are wired in a different order
     {0x01, 0x02, 0x03},
     {0x04, 0x05, 0x06},
 }};

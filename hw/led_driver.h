@@ -6,19 +6,19 @@
 
 class I2cBus;
 
-/// Brightness is 0 (off) to 255 (full). The set operations change a copy of the registers; `flush` sends the copy. Bus
-/// failures are ignored, because the device works without LEDs.
+/// Brightness is 0 (off) to 255 (full). `setLevel` and `setRgb` change only a copy of the registers; `flush` sends the
+/// copy. Bus failures are ignored, because the device works without LEDs.
 class LedDriver {
 public:
     LedDriver() = default;
     LedDriver(I2cBus& ledBus, std::uint8_t ledAddress) { init(ledBus, ledAddress); }
 
-    /// Sets up the controller at the 7-bit `ledAddress` and turns all LEDs off in the copy. The bus must outlive the
-    /// driver.
+    /// Initialises the controller at the 7-bit address `ledAddress` and turns all LEDs off in the copy. The bus must
+    /// outlive the driver.
     void init(I2cBus& ledBus, std::uint8_t ledAddress);
     /// Sets the bar: 0 is off, 10 and above turn all six LEDs on fully.
     void setLevel(std::uint8_t level);
-    /// `index` is 0 to 3, other values are ignored; `colour` is 0xRRGGBB.
+    /// Ignores an `index` above 3. `colour` is 0xRRGGBB.
     void setRgb(std::uint8_t index, std::uint32_t colour);
     void flush();
 

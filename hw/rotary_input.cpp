@@ -6,7 +6,7 @@
 #include <linux/input.h>
 #include <unistd.h>
 
-static_assert(sizeof(input_event) == 24, "the event record of a 64-bit kernel");
+static_assert(sizeof(input_event) == 24, "must be the event record of a 64-bit kernel");
 
 void RotaryInput::open()
 {
@@ -20,6 +20,7 @@ std::int32_t RotaryInput::readStep()
 {
     input_event event{};
     const bool isWhole = read(fd, &event, sizeof event) == sizeof event;
-    // Deliberate: type and code are ignored. The only other records, synchronisation events, have the value 0.
+    // Deliberate: type and code are ignored. The only records other than movements are synchronisation events, whose
+    // value is 0.
     return isWhole ? event.value : 0;
 }

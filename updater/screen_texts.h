@@ -24,7 +24,7 @@ inline constexpr const char* driveFailed = "Failed: Unable to access the USB dri
 inline constexpr const char* firmwareNotFound = "Failed: Firmware file \"tonecrate.fw\" not found.";
 inline constexpr const char* firmwareCorrupt = "Failed: Firmware file is corrupt.";
 
-// After a failed update the user can try a factory reset; after a failed factory reset, there is no other operation.
+// After a failed update, the user can try a factory reset; after a failed factory reset, there is nothing else to try.
 inline constexpr const char* updateFormatFailed =
     "Failed: Unable to format internal memory.\nYou can try a factory reset.";
 inline constexpr const char* resetFormatFailed =

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-/// The busy indicator shows its next frame in every iteration that is a multiple of this. The value is unusual on
-/// purpose: all eight frames take 1136 iterations.
+/// The busy indicator advances in every iteration whose number is a multiple of this period. The uneven value is
+/// deliberate: the eight frames take 1136 iterations.
 inline constexpr std::uint64_t wheelPeriod = 142;
-/// The updater checks for the USB drive each time this many iterations have passed.
+/// The number of iterations between two checks for the USB drive.
 inline constexpr std::uint64_t usbCheckPeriod = 501;

@@ -97,7 +97,7 @@ void Updater::pollCommand()
     }
 }
 
-/// Shows the next progress line, at most one per iteration, and discards preceding lines that show no progress.
+/// Shows the next progress line, at most one per iteration, and discards any other lines before it.
 void Updater::showProgress()
 {
     while (runner->lineCount() > 0) {

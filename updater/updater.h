@@ -1,4 +1,4 @@
-// The program's only screen, and the update process that it controls.
+// The program's only screen and the update process that it runs.
 #pragma once
 
 #include "graphics/bitmap.h"
@@ -30,7 +30,7 @@ enum class UpdateState : std::uint32_t {
 };
 
 /// Waits for a USB drive, runs the decrypt script, lets the user choose and confirm an operation, and runs the format
-/// and install scripts. Requires the image store and the fonts.
+/// and install scripts. The image store and the fonts must have been built.
 class Updater : public Widget {
 public:
     /// Also turns on the device's LEDs.
@@ -38,7 +38,7 @@ public:
 
     /// Runs one step of the state machine. `iteration` increases by one per call, about every millisecond. Throws
     /// std::runtime_error if a process cannot be started, and std::filesystem::filesystem_error if the drive cannot be
-    /// queried. A script that is missing or fails throws nothing: it leads to the state `Failed`.
+    /// queried. A script that is missing or fails does not cause an exception; the state becomes `Failed`.
     void update(std::uint64_t iteration) override;
     bool onInput(InputEvent event) override;
     void broadcast(std::int32_t code, EventData data) override;
@@ -46,8 +46,8 @@ public:
     void draw() override;
     void notify(std::string senderName, std::int32_t code, EventData data) override;
 
-    /// Shows the menu, with the update button only if a firmware is installed, and hides the message, the dialog and
-    /// the wheel. Returns the new state, `Choosing`.
+    /// Shows the menu and hides the message, the dialog and the wheel. Shows the update button only if firmware is
+    /// installed. Returns the new state, `Choosing`.
     UpdateState showMenu();
 
 private:
@@ -78,7 +78,7 @@ protected:
     /// The format script's argument: 0 for an update, 1 for a factory reset.
     std::uint32_t isFactoryReset = 0;
     Text message;
-    /// Precedes every progress line.
+    /// The text that precedes the script's progress.
     std::string progressHeader;
     std::string updateQuestion;
     std::string factoryQuestion;
@@ -87,7 +87,7 @@ protected:
     // The wheel is the busy indicator on the screen, not the knob.
     std::array<Bitmap, 8> wheelFrames;
     std::int32_t wheelFrame = noWheel;
-    /// The iteration of the last check.
+    /// The iteration of the last check for the drive.
     std::uint64_t lastUsbCheck = 0;
     UpdateState state = UpdateState::WaitingForUsb;
     std::unique_ptr<CommandRunner> runner;

@@ -7,12 +7,12 @@
 #include <string>
 #include <utility>
 
-/// Shows one picture while unselected and another picture while selected. While selected, it handles a press, a short
-/// release or a long press by sending the action code set for it as a notification; code 0 means no action.
+/// Shows one picture while unselected and another picture while selected. While selected, handles a press, the end of a
+/// short press, and a long press by sending the action code that was set for this event; code 0 means no action.
 class Button : public Widget {
 public:
     /// Takes the size of the unselected picture; an unknown path yields an empty picture. The label's top-left corner
-    /// is (labelLeft, labelTop); `maxLabelWidth` is its limit in columns, 0 for none.
+    /// is (labelLeft, labelTop). The label is cut off after `maxLabelWidth` columns; 0 means no limit.
     Button(const std::string& imagePath, const std::string& selectedImagePath, std::int32_t labelLeft,
            std::int32_t labelTop, Pixel color, Pixel selectedColor, std::string fontName, std::string labelText,
            std::int32_t maxLabelWidth);
@@ -30,7 +30,8 @@ public:
     }
 
     void setOverlayShown(bool value);
-    /// The pictures drawn over the button's own while the overlay is shown. Does not mark the button dirty.
+    /// Sets the pictures that are drawn over the button's pictures while the overlay is shown. Does not mark the button
+    /// dirty.
     void setOverlayImages(const std::string& path, const std::string& selectedPath);
 
 private:

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-/// Each widget passes on an unchanged copy.
+/// Widgets pass it on unchanged.
 struct EventData {
     std::string text;
     std::int32_t intValue = 0;

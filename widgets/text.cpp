@@ -30,7 +30,7 @@ void Text::draw()
     std::int64_t top = 0;
     if (verticallyCentered) {
         const std::int64_t lines = std::min<std::int64_t>(countLines(font, text, width), fit);
-        // Deliberate: the block is centred with the font's own gap but drawn with a gap of one row.
+        // Deliberate: the block is centred with the font's line spacing but drawn with a gap of one row.
         top = (height - (lines * pitch - gap)) / 2;
     }
     drawText(surface, 0, saturate(top), font, text, color, width, saturate(fit), 1);

@@ -13,15 +13,15 @@
 namespace notification {
 /// Sent by a widget that is about to become selected.
 inline constexpr std::int32_t selectionRequested = 1;
-/// Sent by a widget after its selection has changed, either way.
+/// Sent by a widget after it has been selected or deselected.
 inline constexpr std::int32_t selectionChanged = 2;
 } // namespace notification
 
 /// A node of the widget tree.
 ///
 /// Ticks and broadcasts go down the tree to every widget, input goes down until a widget handles it, and notifications
-/// go up to the root. A widget draws onto its own surface, and its parent composites the surfaces; the root's surface
-/// is what the display shows. Tree links do not own: a widget's creator keeps it alive while it is in a tree.
+/// go up to the root. A widget draws onto its own surface, and its parent composites the surfaces; the display shows
+/// the root's surface. The tree does not own its widgets: a widget's creator must keep it alive while it is in a tree.
 class Widget {
 public:
     Widget() = default;
@@ -54,9 +54,10 @@ public:
     void removeChild(Widget& child);
 
     void setSelectable(bool value);
-    /// Requests the selection first; a root that is a plain `Widget` then deselects all other widgets.
+    /// Sends `selectionRequested` before the widget is selected; a root that is a plain `Widget` then deselects all
+    /// widgets of the tree.
     void setSelected(bool value);
-    /// Always deselects the widget, even if `value` is true: select the widget after showing it.
+    /// Always deselects the widget, even if `value` is true, so select a widget after showing it.
     void setVisible(bool value);
     void markDirty() { dirty = true; }
 
