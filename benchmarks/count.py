@@ -3,8 +3,9 @@
 
 usage: count.py PROGRAM [--update]
 
-PROGRAM is the benchmark program, built for 64-bit Arm. QEMU runs it. --update rewrites the table, counts.txt.
-Exit status: 0 if no limit is exceeded, 1 if a limit is exceeded, 2 if counting failed.
+PROGRAM is the benchmark program, built for 64-bit Arm; it runs under QEMU. --update rewrites the table, counts.txt.
+Exit status: 0 if no limit is exceeded, 1 if a limit is exceeded or a count has grown by more than 2 %, 2 if counting
+failed.
 """
 
 import math
@@ -20,8 +21,8 @@ LARGEST_GROWTH = 1.02
 SYSROOT = "/usr/aarch64-linux-gnu"
 CPU = "cortex-a72"  # the device's processor; QEMU's default depends on its version
 
-# Row, reference row, largest ratio of the row's instructions to the reference row's. The Cortex-A72 zeroes 64 bytes at
-# a time (DC ZVA), so its memset is a low reference.
+# Row, reference row, largest permitted ratio of the row's instructions to the reference row's. The ratio for memset is
+# high because the Cortex-A72 zeroes 64 bytes with one instruction (DC ZVA).
 RATIOS = [
     ("message screen", "baseline message screen", 2.5),
     ("message screen", "pixman message screen", 1 / 3),
@@ -60,7 +61,8 @@ def qemu_command():
 
 def read_log(log):
     """Returns the compiler's version, the rows by name, and the lines of the log that are neither an instruction
-    ("Trace ..."), nor a system call ("PID NAME(...) = RESULT"), nor a mark, which may follow the call that writes it.
+    ("Trace ..."), nor a system call ("PID NAME(...) = RESULT"), nor a mark. The line of a mark may begin with the
+    system call that writes the mark.
     """
     compiler, rows, rest = None, {}, []
     instructions = system_calls = 0
@@ -88,7 +90,7 @@ def read_log(log):
 
 
 def run(program):
-    """Returns the compiler's version and the counts of each row, without the cost of the marks."""
+    """Returns the compiler's version and the counts of each row, excluding the cost of the marks."""
     path = Path(program).resolve()
     if not path.is_file():
         raise Failure(f"{program} is missing")

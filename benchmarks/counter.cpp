@@ -1,4 +1,4 @@
-// The marks around what is counted are plain writes, which take few instructions.
+// The marks around the measured code are plain writes, which take few instructions.
 #include "benchmarks/counter.h"
 
 #include <cstdio>
@@ -7,7 +7,7 @@
 
 namespace {
 
-/// A mark that cannot be written is missing in the log.
+/// Ignores errors: a mark that could not be written is missing from the log.
 void writeMark(std::string_view mark)
 {
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, mark.data(), mark.size());

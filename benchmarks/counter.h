@@ -20,8 +20,8 @@ private:
     std::optional<AllocationCounter> allocations;
 };
 
-/// Calls `run` twice, then counts five calls. `parts`: the number of equal parts in one call; the row reports the count
-/// per part.
+/// Calls `run` twice, then counts five calls. One call consists of `parts` equal parts; the row reports the count per
+/// part.
 template <typename Run>
 void countCalls(const std::string& rowName, Run run, int parts = 1)
 {
@@ -30,7 +30,7 @@ void countCalls(const std::string& rowName, Run run, int parts = 1)
     const auto repeat = [&run](int times) {
         for (int i = 0; i < times; ++i) {
             run();
-            asm volatile("" ::: "memory"); // prevents the compiler from removing stores of `run`
+            asm volatile("" ::: "memory"); // prevents the compiler from removing stores in `run`
         }
     };
     repeat(warmUps);

@@ -1,6 +1,6 @@
 #!/bin/bash
-# Fetches Debian's pixman for 64-bit Arm and unpacks it in FOLDER; installs nothing. A folder that this version of the
-# script filled is left as it is.
+# Fetches Debian's pixman for 64-bit Arm and unpacks it in FOLDER; installs nothing. Does nothing if this version of the
+# script has already filled FOLDER.
 # Usage: fetch_pixman.sh FOLDER
 set -euo pipefail
 export LC_ALL=C

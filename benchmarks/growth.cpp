@@ -1,4 +1,4 @@
-// Drawing growing texts and trees, and reading growing output.
+// Counts drawing texts and widget trees, and reading script output, at growing sizes.
 #include "benchmarks/growth.h"
 
 #include "benchmarks/counter.h"
@@ -27,7 +27,7 @@ std::string repeated(std::string_view pattern, std::size_t size)
     return result;
 }
 
-/// A label as high as its text.
+/// Draws a label that is high enough for all lines of its text.
 void countText(std::size_t size)
 {
     const std::string text = repeated("Do not unplug the power.\nThis may take a few minutes, or more of them. ", size);
@@ -37,7 +37,7 @@ void countText(std::size_t size)
     label.drawTree();
 }
 
-/// The command ends within one poll.
+/// Reads the output of a command that ends within one poll.
 void countRunnerOutput(SystemCalls& calls, std::size_t size)
 {
     const std::string output = repeated("samples/drums/kick.wav: unpacked\nSHOW: Unpacking the firmware, 42 %\n", size);
@@ -52,7 +52,7 @@ void countRunnerOutput(SystemCalls& calls, std::size_t size)
 
 class PlainWidget final : public Widget {};
 
-/// Ten children each; the last widget is a leaf at the deepest level.
+/// A tree with ten children per widget; the last widget is a leaf at the deepest level.
 class Tree {
 public:
     explicit Tree(std::size_t size)

@@ -1,4 +1,4 @@
-// Counts operations at four input sizes each. Their cost must grow linearly: texts, script output, widget trees.
+// Counts the instructions for texts, widget trees and script output at four sizes each. The cost must grow linearly.
 #pragma once
 
 class SystemCalls;

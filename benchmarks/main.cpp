@@ -76,12 +76,12 @@ void countScreens(SystemCalls& calls)
     countCalls("memset of the canvas", [&] { std::ranges::fill(canvas, Pixel{0}); });
 }
 
-/// Without the double, which would add instructions of its own. The encoder is not open: reading it fails at once, as
-/// it does when there is no event.
+/// Runs without the test double, which would add instructions of its own. The encoder is not open, so each read fails
+/// immediately, as it does on the device when no event is queued.
 void countIdleIterations(Widget& screen)
 {
     constexpr std::size_t levels = 13;
-    constexpr int iterations = 20;      // polls the button twice and checks once whether to redraw
+    constexpr int iterations = 20;      // with two polls of the button and one check for a redraw
     gpioRegisters[levels] = 0xFFFFFFFF; // no button is pressed
     DisplayDriver display;
     RotaryInput encoder;

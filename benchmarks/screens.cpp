@@ -1,4 +1,4 @@
-// The way through the updater's flow to the measured screens.
+// Drives the updater to the measured screens.
 #include "benchmarks/screens.h"
 
 #include "hw/frame_packer.h"
@@ -9,7 +9,7 @@
 
 namespace {
 
-/// A command that prints one progress line and then runs on, for at least 100 polls.
+/// A command that prints one progress line and then keeps running for at least 100 polls.
 ScriptedCommand endlessCommand()
 {
     ScriptedCommand command{.reads = {{.bytes = "SHOW: " + progressText + '\n'}}, .waitStatus = 0};
@@ -55,7 +55,7 @@ void ProductScreen::goToMessage()
 {
     goToMenu();
     systemCalls.script("/usr/sbin/format.sh 0", endlessCommand());
-    // The second button of the menu, then the second of the dialog, whose first one is selected.
+    // Clicks the second button of the menu, then the second button of the dialog. Initially, the first is selected.
     for (const InputEvent event :
          {InputEvent::RotateRight, InputEvent::Release, InputEvent::RotateRight, InputEvent::Release}) {
         updater.onInput(event);

@@ -1,4 +1,4 @@
-// The measured screens, as the product draws them, and what a reference needs to draw the same.
+// The measured screens drawn by the product, and the texts and coordinates that the baseline and pixman use.
 #pragma once
 
 #include "hw/frame.h"
@@ -9,23 +9,23 @@
 #include <cstdint>
 #include <string>
 
-/// Gives access to the protected state, because the steps of the flow would count calls of the test double.
+/// Changes the protected state directly, because the update flow would add the test double's instructions to the count.
 class MeasuredUpdater final : public Updater {
 public:
     void markAllDirty();
-    /// Moves the busy indicator by one frame; only the root is dirty then.
+    /// Advances the busy indicator by one frame. Marks only the root dirty.
     void turnWheel();
 };
 
-/// An updater that a simulated drive, scripts and input bring to a screen.
+/// An updater that is driven to one of the screens by a simulated drive, scripts and input.
 class ProductScreen {
 public:
     /// `calls` must outlive the screen.
     explicit ProductScreen(SystemCalls& calls);
 
-    /// The menu, with the upper button selected.
+    /// Goes to the menu and selects the upper button.
     void goToMenu();
-    /// The format script is running: title, progress message and busy indicator.
+    /// Goes to the screen that is shown while the format script runs: title, progress message and busy indicator.
     void goToMessage();
 
     /// Draws the dirty widgets and packs the screen.

@@ -1,4 +1,4 @@
-# Builds tools/ for the build machine in a cross build for the device.
+# When cross-compiling, builds tools/ for the build machine.
 include(ExternalProject)
 
 ExternalProject_Add(host_tools

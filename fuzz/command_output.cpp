@@ -1,4 +1,4 @@
-// Compares the command runner with a model. Reads return any bytes, an error, no bytes yet, or the end of the output.
+// Compares the command runner with a model. Each read returns arbitrary bytes, an error, or the end of the output.
 #include "fuzz/fuzz_target.h"
 #include "tests/support/system_calls.h"
 #include "updater/command_runner.h"
@@ -13,8 +13,8 @@ namespace {
 constexpr std::size_t readSize = 128;
 const std::string command = "the command";
 
-/// The expected results for the same reads. Stores the bytes of all chunks, each cut at its first zero byte, in one
-/// string.
+/// Computes the expected results of the same reads. Stores the bytes of all chunks, each cut at its first zero byte, in
+/// one string.
 class Model {
 public:
     Model(std::deque<ScriptedRead> commandReads, std::uint32_t exitStatus)

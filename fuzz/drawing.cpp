@@ -1,4 +1,4 @@
-// Makes drawing calls with any arguments on a bitmap and on the drawing model: all pixels must be equal.
+// Makes the same drawing calls, with arbitrary arguments, on a bitmap and on the drawing model: all pixels must match.
 #include "fuzz/fuzz_target.h"
 #include "graphics/bitmap.h"
 #include "tests/support/drawing_call.h"
@@ -43,7 +43,7 @@ DrawingCall takeCall(std::uint8_t operation, const Bitmap& target, FuzzInput& in
     call.operation = static_cast<DrawingCall::Operation>(operation);
     const std::int32_t sides[] = {target.getWidth(), target.getHeight()};
     for (std::size_t i = 0; i < call.numbers.size(); ++i) {
-        // Mostly on or near the target.
+        // Most coordinates are on or near the target.
         const bool isFar = input.takeFrom(0, 3) == 0;
         call.numbers[i] = isFar ? input.takeCoordinate() : input.takeFrom(-8, sides[i % 2] + 8);
     }

@@ -1,4 +1,4 @@
-// Shared by all fuzz targets: the entry point, the input bytes as numbers, and the check that reports a finding.
+// Shared by all fuzz targets: the entry point, the reader of the input bytes, and the check of an expectation.
 #pragma once
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 #include <limits>
 #include <string>
 
-/// Called once per input. Accepts any bytes. A finding aborts the process.
+/// Called once per input. Accepts any bytes. A violated expectation aborts the process.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count);
 
 /// If `holds` is false, prints the violated expectation to standard error and aborts the process.
@@ -22,14 +22,14 @@ inline void require(bool holds, const char* expectation)
     }
 }
 
-/// Consumes the bytes of an input from the front. At the end of the input, all numbers are 0.
+/// Consumes the bytes of an input from the front. Bytes after the end of the input read as 0.
 class FuzzInput {
 public:
     FuzzInput(const std::uint8_t* bytes, std::size_t count) : next(bytes), left(count) {}
 
     [[nodiscard]] bool isEmpty() const { return left == 0; }
 
-    /// Little-endian.
+    /// Takes a little-endian number.
     template <typename Number>
     Number take()
     {
@@ -42,13 +42,14 @@ public:
         return value;
     }
 
-    /// A number from `lowest` to `highest`, whose difference must be below 256.
+    /// Takes a number from `lowest` to `highest`, whose difference must be below 256.
     std::int32_t takeFrom(std::int32_t lowest, std::int32_t highest)
     {
         return lowest + take<std::uint8_t>() % (highest - lowest + 1);
     }
 
-    /// In 4 of 8 cases within or near a small bitmap, in 2 near the limits of int32_t.
+    /// Takes a coordinate: in 4 of 8 cases within or near a small bitmap, in 2 cases near the limits of int32_t, and
+    /// otherwise any 8-bit or 32-bit number.
     std::int32_t takeCoordinate()
     {
         using Limits = std::numeric_limits<std::int32_t>;
@@ -66,13 +67,13 @@ public:
         }
     }
 
-    /// A number from `lowest` to `highest` in 7 of 8 cases, otherwise any coordinate.
+    /// Takes a number from `lowest` to `highest` in 7 of 8 cases, otherwise a coordinate.
     std::int32_t takeMostlyFrom(std::int32_t lowest, std::int32_t highest)
     {
         return takeFrom(0, 7) == 7 ? takeCoordinate() : takeFrom(lowest, highest);
     }
 
-    /// At most `longest` bytes.
+    /// Takes at most `longest` bytes.
     std::string takeString(std::size_t longest)
     {
         const std::size_t count = std::min(left, longest);

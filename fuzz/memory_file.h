@@ -21,7 +21,7 @@ public:
             ftruncate(fd, 0) == 0 && pwrite(fd, bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size());
         require(isWritten, "writing to the in-memory file succeeds");
     }
-    /// Each open of this path reads from the first byte.
+    /// Opening this path starts at the first byte of the file.
     [[nodiscard]] std::string path() const { return "/proc/self/fd/" + std::to_string(fd); }
 
 private:

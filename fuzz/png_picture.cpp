@@ -1,4 +1,4 @@
-// Reads arbitrary bytes as a PNG file: the result is a valid picture or a one-line error.
+// Reads arbitrary bytes as a PNG file: the result must be a valid picture or a one-line error.
 #include "fuzz/fuzz_target.h"
 #include "fuzz/memory_file.h"
 #include "tools/image_table_source.h"

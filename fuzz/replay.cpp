@@ -22,7 +22,8 @@ int main(int argc, char** argv)
     int replayed = 0;
     for (int i = 1; i < argc; ++i) {
         for (const auto& entry : std::filesystem::directory_iterator(argv[i])) {
-            std::fprintf(stderr, "%s\n", entry.path().c_str()); // if an input aborts, its path is the last line
+            // If the target aborts, the last line is the path of the input.
+            std::fprintf(stderr, "%s\n", entry.path().c_str());
             const std::vector<std::uint8_t> bytes = contentsOf(entry.path());
             LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
             ++replayed;

@@ -1,4 +1,5 @@
-// Measures and draws any text with any font, position and limits: all results must match the drawing model.
+// Measures and draws arbitrary texts with arbitrary fonts, positions and limits: all results must match the drawing
+// model.
 #include "fuzz/fuzz_target.h"
 #include "graphics/font.h"
 #include "graphics/image_store.h"
@@ -12,7 +13,7 @@ namespace {
 
 constexpr char hexDigits[] = "0123456789abcdef";
 
-/// Builds the font "any" with any spacing, with or without a replacement glyph. Glyphs may have no columns.
+/// Builds the font "any" with arbitrary spacing, with or without a replacement glyph. Glyphs may have no columns.
 model::Font buildAnyFont(FuzzInput& input)
 {
     imageStore.clear();

@@ -1,4 +1,4 @@
-// Reads any version files and checks the screen after decryption.
+// Reads version files with arbitrary contents and checks the screen after decryption.
 #include "fuzz/fuzz_target.h"
 #include "fuzz/memory_file.h"
 #include "graphics/font.h"

@@ -1,8 +1,8 @@
 #!/usr/bin/env -S python3 -B
-"""Runs the tests of a build, except those that passed before with the same files.
+"""Runs the tests of a build, except the tests that have already passed with the same files.
 
-A test's files are its program, the absolute paths in its command, and its REQUIRED_FILES; a folder stands for all its
-contents. After any change of the installed packages every test runs again.
+A test's files are its program, the absolute paths in its command, and its REQUIRED_FILES; a folder stands for all files
+in it. If the installed packages change, every test runs again.
 """
 
 import argparse
@@ -52,7 +52,7 @@ def ctest(preset, *options):
 
 
 def listed_tests(preset):
-    """Returns the tests of the preset by name, in CTest's order. CTest selects tests by their positions in it."""
+    """Returns the tests of the preset by name, in the order in which CTest numbers them."""
     listed = ctest(preset, "--show-only=json-v1")
     if listed.returncode != 0:
         sys.exit("changed_tests: CTest cannot list the tests")
@@ -67,8 +67,8 @@ def statuses_in(report):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("preset", help="a test preset of CMakePresets.json")
-    parser.add_argument("build", type=pathlib.Path, help="its build folder")
-    parser.add_argument("--again", action="store_true", help="also run the tests that passed")
+    parser.add_argument("build", type=pathlib.Path, help="the build folder of the preset")
+    parser.add_argument("--again", action="store_true", help="also run tests that have already passed")
     options = parser.parse_args()
 
     record = options.build / "passed_tests.json"

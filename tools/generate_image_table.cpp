@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The keys begin with "img/", independently of the folder's name.
+/// The images' keys begin with "img/", whatever the name of the folder is.
 std::vector<NamedImage> readImages(const std::filesystem::path& folder)
 {
     std::vector<NamedImage> images;

@@ -71,11 +71,10 @@ std::vector<std::string> sortedNamesIn(const fs::path& folder)
 void checkPicture(const fs::path& file, const std::string& path, const std::string& name)
 {
     if (!isPictureName(name)) {
-        throw Refusal(file,
-                      "is not a valid picture name: use lower-case letters, digits, '_' and '.', ending in \".png\"");
+        throw Refusal(file, "is not a valid picture name: use lower-case letters, digits, '_' and '.', then \".png\"");
     }
     if (hasGlyphPrefix(path) && !isGlyphPath(path)) {
-        throw Refusal(file, "is not a valid glyph name: use font8/, two lower-case hexadecimal digits and \".png\"");
+        throw Refusal(file, "is not a valid glyph name: glyphs are font8/XX.png with a lower-case hexadecimal code XX");
     }
 }
 
@@ -83,7 +82,7 @@ class Walk {
 public:
     explicit Walk(const fs::path& folder) : root(folder) {}
 
-    /// `prefix` is empty or a relative path that ends in a slash.
+    /// `prefix` is empty or a relative path that ends with a slash.
     void collect(const std::string& prefix)
     {
         for (const std::string& name : sortedNamesIn(root / prefix)) {

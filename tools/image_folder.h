@@ -7,5 +7,6 @@
 
 /// Returns the paths of all pictures relative to `folder`, with forward slashes, in byte-wise order.
 ///
-/// Throws Refusal when the folder contains anything except regular files and folders with valid names, or no pictures.
+/// Throws Refusal if the folder has no pictures, an entry with an invalid name, or an entry that is neither a regular
+/// file nor a folder, and if the folder cannot be read.
 std::vector<std::string> listPictures(const std::filesystem::path& folder);

@@ -12,5 +12,5 @@ struct NamedImage {
     LevelImage image;
 };
 
-/// Returns a C++ file that defines what graphics/image_table.h declares. Depends only on `images`.
+/// Returns the text of a C++ file that defines the variables of graphics/image_table.h. It depends only on `images`.
 std::string imageTableSource(const std::vector<NamedImage>& images);

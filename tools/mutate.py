@@ -2,7 +2,8 @@
 """Mutation testing: changes one operator, constant or statement of the product at a time and runs the tests.
 
 Each worker builds a private copy of the tree under build/mutate/. The results are also stored there, so the next run
-continues an interrupted one. A changed file is tested again. tools/survivors.txt lists known survivors with reasons.
+resumes an interrupted run. All mutants of a changed file are tested again. tools/survivors.txt lists known survivors
+with reasons.
 """
 
 import argparse
@@ -88,7 +89,7 @@ def product_files(named=()):
     for path in named:
         if path not in sources:
             raise Refusal(f"{path} is not a source file of the product")
-    # Headers last: their mutants rebuild the most.
+    # Headers come last, because their mutants need the longest builds.
     return sorted(named or sources, key=lambda path: path.endswith(".h"))
 
 
@@ -157,7 +158,7 @@ class Tree:
 
 
 def become_subreaper():
-    """Makes orphaned processes of a test children of this process, which kills them."""
+    """Makes this process the parent of the orphaned processes of a test, so that end_children() can kill them."""
     ctypes.CDLL(None, use_errno=True).prctl(SUBREAPER, 1, 0, 0, 0)
 
 
@@ -190,7 +191,7 @@ def run_once(test, seconds):
 
 
 def run_test(test, seconds):
-    """Repeats a failing system test, because on a busy machine the simulated device may be too slow for the test."""
+    """Repeats a failing system test once, because the simulated device may be too slow on a busy machine."""
     result = run_once(test, seconds)
     return run_once(test, seconds) if result == "failed" and test.program == SYSTEM else result
 
@@ -231,7 +232,7 @@ class Worker:
             target = "tonecrate-updater" if program == SYSTEM else f"{program}_tests"
             built = self.tree.make(target)
             if built.returncode != 0:
-                # The build also starts the test program, to list its tests.
+                # A build also fails if the test program crashes when the build lists its tests.
                 return "does not compile" if "error:" in built.stdout else "failed", target
             # Tests that killed the most mutants run first.
             for test in sorted(self.tests[program], key=lambda test: -self.kills[test.name]):
@@ -333,7 +334,7 @@ def test_mutants(pending, jobs):
             entry = {"key": mutant.key, "verdict": verdict, "by": by, "path": mutant.path, "line": mutant.line}
             log.write(json.dumps(entry) + "\n")
             log.flush()
-            started = started or time.monotonic()  # after the trees are built
+            started = started or time.monotonic()  # excludes the time for building the trees
             minutes = (time.monotonic() - started) / done * (len(pending) - done) / 60
             place = f"{mutant.path}:{mutant.line}"
             print(f"{done}/{len(pending)}, {minutes:.0f} min left: {place} {verdict}", file=sys.stderr)
@@ -367,7 +368,7 @@ def print_table(outcomes):
 
 
 def pending_of(mutants, results, retry=False):
-    """Returns the mutants to test. Only --retry tests a known survivor, unless several mutants have its key."""
+    """Returns the mutants to test. A known survivor is tested only with --retry, or if several mutants have its key."""
     survivors = load_survivors()
     equal = collections.Counter(map(lines_of, mutants))
 
@@ -388,7 +389,7 @@ def report(mutants, results):
             reason = reason or "no reason in tools/survivors.txt"
             print(f"\n{mutant.path}:{mutant.line}\n- {mutant.before}\n+ {mutant.after}\n{verdict}: {reason}")
     for path, before, after in stale_survivors():
-        print(f"\n{path}\n- {before}\n+ {after}\nstale: tools/survivors.txt describes a mutant that does not exist")
+        print(f"\n{path}\n- {before}\n+ {after}\nstale: tools/survivors.txt describes a mutant that no longer exists")
     untested = len(pending_of(mutants, results))
     if untested:
         print(f"\n{untested} mutants not tested yet")

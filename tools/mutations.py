@@ -1,4 +1,4 @@
-"""Generates the mutants of a C++ source: each changes one operator, constant or statement.
+"""Generates the mutants of a C++ source file: each changes one operator, constant or statement.
 
 Requires the project's format: a space on both sides of a binary operator, one statement per line.
 """
@@ -25,12 +25,12 @@ MINUS = re.compile(r"(?<=[(\[{])-(?=\w)|(?<=[=,?:(] )-(?=\w)|(?<=return )-(?=\w)
 NAME = re.compile(r"(?<![\w:])(?:" + "|".join(RENAMED) + r")\b")
 NUMBER = re.compile(r"(?<![\w.])(?P<digits>0x[0-9A-Fa-f]+|\d+)(?P<suffix>[UL]*)(?![\w.])")
 CONDITION = re.compile(r"\bif \(")
-# Negating such a condition gives the same mutant as swapping its only operator.
+# Negating a condition of this form gives the same mutant as swapping its only operator.
 SIMPLE_CONDITION = re.compile(r"\((?:[^&|]* [=!]= [^&|]*|!\w[^&|]*)\)$")
 STATEMENT = re.compile(r"(?<=[;{}:)]\n)(?P<indent>(?:    )+)(?=[\w*(+-])")
 INNER_STATEMENT = re.compile(r"\{ (?P<statement>[^{};]+;) \}")
 
-# The start of statements that cannot be removed: control flow, declarations, returned values.
+# Matches the start of a statement that cannot be removed: control flow, a declaration, a returned value.
 KEPT = re.compile(
     r"(?:[^;]*= (?:delete|default);|return\b(?!;)|(?:if|for|while|switch|do|else|case|default|using|namespace|constexpr"
     r"|const|static|inline|auto|class|struct|enum|template|friend|extern|explicit|virtual|public|private|protected)\b"
@@ -51,7 +51,7 @@ class Mutation:
 
 
 def _visible(source):
-    """Returns the source with unchanged offsets and without comments, directives and the content of literals."""
+    """Overwrites comments, directives and the contents of literals. The offsets in the source stay the same."""
 
     def blanked(match):
         text = match.group()
@@ -72,7 +72,7 @@ def _closing(code, opening):
 
 
 def _statement_end(code, start):
-    """Returns the offset after the semicolon of the statement at `start`, or None when a bracket closes first."""
+    """Returns the offset after the semicolon of the statement at `start`, or None if a bracket closes before it."""
     place = start
     while code[place] != ";":
         if code[place] in "([{":

@@ -224,7 +224,7 @@ void PngReader::requestPaletteIndices()
     png_get_tRNS(png, info, &alphas, &alphaCount, nullptr);
     paletteAlpha = {alphas, static_cast<std::size_t>(alphaCount)};
     png_set_packing(png);
-    png_set_check_for_invalid_index(png, 0); // some versions of libpng report it first, without the pixel
+    png_set_check_for_invalid_index(png, 0); // some versions of libpng would report it without naming the pixel
 }
 
 void PngReader::requestWideColours()

@@ -7,6 +7,7 @@
 
 class Refusal : public std::runtime_error {
 public:
-    /// `reason` continues after the file's name, as in "is not a PNG file". what() is one printable line.
+    /// `reason` completes a sentence that starts with the file's name, such as "is not a PNG file". what() is one
+    /// printable line.
     Refusal(const std::filesystem::path& file, const std::string& reason);
 };

@@ -9,7 +9,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Returns false when the text was not written completely, for example because the disk is full.
+/// Returns false if the text was not written completely, for example because the disk is full.
 bool writeText(std::ofstream& stream, const std::string& text)
 {
     stream << text;

@@ -42,7 +42,7 @@ follow() {
     [[ ! -t 2 ]] || { shown=-1 && show_progress && printf '\n' >&2; }
 }
 
-# Sets `progress` and `failed` of follow from a line that Ninja or CTest prints.
+# Sets follow's variables `progress` and `failed` from a line of Ninja's or CTest's output.
 note_progress() {
     if [[ $1 =~ ^\[([0-9]+)/([0-9]+)\]\  ]]; then
         progress=", $((100 * BASH_REMATCH[1] / BASH_REMATCH[2])) % built"
