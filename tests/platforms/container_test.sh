@@ -1,6 +1,6 @@
 #!/bin/bash
-# Builds the image of Containerfile with Buildah, on a base system made by debootstrap, and runs ./dev run and
-# ./dev test in it. Needs root.
+# Builds the image described by Containerfile with Buildah, on a base system created by debootstrap, and runs
+# ./dev run and ./dev test in it. Needs root.
 # Usage: container_test.sh CACHE   (CACHE: folder in which the base system is kept)
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."

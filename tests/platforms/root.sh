@@ -6,8 +6,8 @@ PATH=$PATH:/usr/sbin:/sbin
 # shellcheck source=tools/steps.sh
 . tools/steps.sh
 
-# release_name RELEASE: prints the codename of RELEASE, a codename or a number. Fails if debootstrap does not support
-# it.
+# release_name RELEASE: prints the codename of a release. RELEASE: the codename or the number. Fails if debootstrap does
+# not support the release.
 release_name() {
   local name
   name=$(awk -F, -v release="$1" '$1 == release { print $3 }' /usr/share/distro-info/debian.csv)
@@ -22,7 +22,7 @@ make_base() {
   local folder=$2.root mirror
   mirror=$(host_mirror) || exit 1
   rm -rf --one-file-system -- "$folder" && mkdir -p "$folder"
-  step "Making a minimal $1" unpack_base "$1" "$folder" "$mirror" "$2"
+  step "Creating a minimal $1" unpack_base "$1" "$folder" "$mirror" "$2"
 }
 
 # unpack_base NAME FOLDER MIRROR FILE: runs debootstrap in its own mount namespace, which discards its mounts.

@@ -1,4 +1,4 @@
-// Runs the updater for hours of device time and through many updates, and checks that no resource use grows.
+// Runs the updater for hours of device time and through many updates, and checks that its resource use does not grow.
 #include "tests/soak/options.h"
 #include "tests/soak/updates.h"
 #include "tests/soak/waiting.h"

@@ -1,4 +1,4 @@
-// The command line.
+// Parses the command line.
 #include "tests/soak/options.h"
 
 #include "tests/soak/sample_series.h"
@@ -11,7 +11,7 @@ namespace soak {
 
 namespace {
 
-/// With fewer updates, the warm-up has fewer than two samples.
+/// With fewer updates, the warm-up would have fewer than two samples.
 constexpr std::uint64_t fewest = 2 * SampleSeries::warmUpDivisor;
 
 std::uint64_t parseNumber(std::string_view option, std::string_view text)
@@ -19,7 +19,7 @@ std::uint64_t parseNumber(std::string_view option, std::string_view text)
     std::uint64_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || end != text.data() + text.size() || number < fewest) {
-        throw UsageError(std::string(option) + " takes a number of at least " + std::to_string(fewest) + ", not \"" +
+        throw UsageError(std::string(option) + " must be a number of at least " + std::to_string(fewest) + ", not \"" +
                          std::string(text) + '"');
     }
     return number;

@@ -1,4 +1,4 @@
-// Maxima of the warm-up and of the rest, and their table.
+// Collects and prints the maxima of the warm-up and of the later samples.
 #include "tests/soak/sample_series.h"
 
 #include <algorithm>

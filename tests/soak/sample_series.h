@@ -14,7 +14,7 @@ namespace soak {
 /// Keeps only two maxima, so that its memory use does not grow.
 class SampleSeries {
 public:
-    /// The warm-up is this fraction (1/24) of a run.
+    /// The warm-up is the first 1/24 of a run.
     static constexpr std::uint64_t warmUpDivisor = 24;
 
     /// `sampleCount` is the number of samples of the whole run.
@@ -23,7 +23,7 @@ public:
     {}
 
     void add(std::uint64_t sample);
-    /// True when no later sample exceeds the maximum of the warm-up.
+    /// Returns true if no later sample exceeds the maximum of the warm-up.
     [[nodiscard]] bool isFlat() const { return laterMaximum <= warmUpMaximum; }
     /// Prints one line of the table.
     void print(std::ostream& stream) const;

@@ -76,7 +76,7 @@ private:
 /// The outcomes of all updates.
 struct Summary {
     std::uint64_t correctCount = 0;
-    std::array<Range, 2> frames; ///< of updates, of factory resets
+    std::array<Range, 2> frames; ///< per update, per factory reset
     Range residentKib;
     Range descriptors;
     Range threads;
@@ -110,7 +110,7 @@ bool soakUpdates(std::uint64_t count, std::ostream& table)
         controller.add(takeCensus(getpid()));
     }
     table << count << " alternating updates and factory resets:\n"
-          << "  with only correct screens: " << updaters.correctCount << '\n'
+          << "  correct in every respect: " << updaters.correctCount << '\n'
           << "  frames of an update: " << updaters.frames[0] << ", of a factory reset: " << updaters.frames[1] << '\n'
           << "  updaters at the end: resident KiB " << updaters.residentKib << ", descriptors " << updaters.descriptors
           << ", threads " << updaters.threads << ", children " << updaters.children << '\n';

@@ -1,4 +1,4 @@
-// Consecutive whole updates.
+// Runs complete updates, one after the other.
 #pragma once
 
 #include <cstdint>
@@ -7,8 +7,9 @@
 namespace soak {
 
 /// Runs `count` devices, alternately through an update and a factory reset. Prints the resources of this process and of
-/// the updaters. Returns true when this process did not grow, all screens were correct, and all updates (and all
-/// factory resets) sent the same number of frames.
+/// the updaters. Returns true if this process's resource use did not grow, all screens and outputs were correct, and
+/// all updaters ended with equal numbers of descriptors, threads, children and frames. The numbers of frames of updates
+/// and of factory resets are compared separately.
 [[nodiscard]] bool soakUpdates(std::uint64_t count, std::ostream& table);
 
 } // namespace soak

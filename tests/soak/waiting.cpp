@@ -1,4 +1,4 @@
-// Samples the waiting updater and counts its frames.
+// Samples the resources of the waiting updater and counts its frames.
 #include "tests/soak/waiting.h"
 
 #include "tests/soak/sample_series.h"
@@ -14,7 +14,7 @@ namespace {
 constexpr std::uint64_t samplesPerWarmUp = 4;
 constexpr std::uint64_t sampleCount = samplesPerWarmUp * SampleSeries::warmUpDivisor;
 
-/// The cleared display, the first picture, and one frame for each step of the wheel.
+/// Returns the expected number of frames: the cleared display, the first picture, and one frame for each wheel step.
 std::uint64_t framesDue(std::uint64_t iterations)
 {
     constexpr std::uint64_t firstPictureShown = 20 + 7;

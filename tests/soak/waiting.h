@@ -1,4 +1,4 @@
-// A long wait on the waiting screen.
+// Runs the updater on the waiting screen for a long time.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 namespace soak {
 
 /// Runs a device without a drive for `iterations` and prints the resources of its updater and its frame count. Returns
-/// true when no resource grew and exactly the frames of the wheel's steps were sent.
+/// true if no resource use grew, exactly the expected frames were sent, and the last screen and the output are correct.
 [[nodiscard]] bool soakWaiting(std::uint64_t iterations, std::ostream& table);
 
 } // namespace soak

@@ -1,4 +1,5 @@
-// Replaces every form of operator new and delete with malloc and free, so sanitizers report no mismatch.
+// Replaces operator new and delete with malloc and free. All forms are replaced, because sanitizers report mismatched
+// pairs.
 #include "tests/support/allocation_counter.h"
 
 #include <algorithm>
@@ -19,7 +20,7 @@ void* countedAlignedMalloc(std::size_t size, std::align_val_t alignment) noexcep
 {
     ++allocations;
     void* memory = nullptr;
-    // Unlike aligned_alloc, posix_memalign accepts any size, so AddressSanitizer detects accesses past the end.
+    // Not aligned_alloc, which requires a rounded-up size and so hides accesses past the end from AddressSanitizer.
     const bool isAllocated =
         posix_memalign(&memory, static_cast<std::size_t>(alignment), std::max<std::size_t>(size, 1)) == 0;
     return isAllocated ? memory : nullptr;

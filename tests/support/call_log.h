@@ -23,5 +23,6 @@ private:
     Log entries;
 };
 
-/// Describes the first difference; empty if the logs are equal. For logs that are too long to print.
+/// Returns a description of the first difference; empty if the logs are equal. Used for logs that are too long to
+/// print.
 [[nodiscard]] std::string firstDifference(const Log& actual, const Log& expected);

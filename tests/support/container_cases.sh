@@ -3,7 +3,7 @@
 # root folder of the device, and $drive, the device node of the drive that plug_firmware plugs in.
 # shellcheck shell=bash disable=SC2154 # the sourcing script sets the variables
 
-# expect_corrupt FIRMWARE: decrypt.sh exits with 3 and leaves nothing in /tmp/fw.
+# expect_corrupt FIRMWARE: decrypt.sh must exit with 3 and remove /tmp/fw.
 expect_corrupt() {
   plug_firmware "$1"
   expect 3 decrypt.sh "$drive"
@@ -149,7 +149,7 @@ container_cases() {
   it "decrypt rejects a path out of the firmware folder and back into it" malicious_path "firmware/../firmware/evil"
   it "decrypt rejects a file next to the firmware folder" malicious_path "evil.txt"
   it "decrypt rejects a name with a quote" malicious_path 'firmware/evil".txt'
-  it "decrypt rejects a name with a line end" malicious_path 'firmware/evil\ntwo'
+  it "decrypt rejects a name with a line feed" malicious_path 'firmware/evil\ntwo'
   it "decrypt rejects a symbolic link and files below it" symbolic_link
   it "decrypt rejects a hard link" hard_link
   it "decrypt rejects a named pipe" named_pipe

@@ -24,7 +24,7 @@ void DisplayBus::collectDrivenLines()
     const std::uint32_t set = std::exchange(gpio[setWord], 0);
     const std::uint32_t clear = std::exchange(gpio[clearWord], 0);
     if ((set & clear) != 0) {
-        log.note("a line driven both ways at once");
+        log.note("a line driven high and low at once");
     }
     drive(set, true);
     drive(clear, false);

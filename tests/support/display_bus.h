@@ -42,7 +42,7 @@ public:
     [[nodiscard]] std::vector<Transfer> transfers() const;
 
 protected:
-    /// Reads and resets the set and clear registers. The product drives a line at most once between two calls.
+    /// Reads and resets the set and clear registers. Between two calls, the product must drive each line at most once.
     void collectDrivenLines();
     void sendByte(std::uint8_t byte);
     void transfer(const std::uint8_t* bytes, std::size_t count);

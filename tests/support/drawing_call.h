@@ -18,7 +18,7 @@
     return raster;
 }
 
-/// `raster` must not be larger than a bitmap can be.
+/// `raster` must not exceed the largest size of a bitmap.
 [[nodiscard]] inline Bitmap bitmapOf(const model::Raster& raster)
 {
     return {static_cast<std::int32_t>(raster.width), static_cast<std::int32_t>(raster.height), raster.pixels};
@@ -29,7 +29,7 @@ struct DrawingCall {
     static constexpr int operationCount = 7;
 
     Operation operation = Fill;
-    /// Coordinates and sizes, as many as the operation takes.
+    /// Coordinates and sizes. The operation ignores numbers that it does not need.
     std::array<std::int32_t, 4> numbers{};
     Pixel value = 0;
     /// The bitmap or mask to draw.

@@ -13,8 +13,9 @@ constexpr std::uint8_t transparent = 255;
 
 __extension__ using Wide = __int128;
 
-/// Whether Bresenham's line passes `across` pixels from its start on the short axis after `along` steps on the long
-/// axis. The line is `run` pixels long on the long axis and `rise` on the short axis. Halves are rounded up.
+/// Returns whether Bresenham's line has moved `across` pixels on the short axis after moving `along` pixels on the long
+/// axis. In total, the line moves `run` pixels on the long axis and `rise` pixels on the short axis. Halves are rounded
+/// up.
 bool isOnLine(Wide along, Wide run, Wide across, Wide rise)
 {
     if (along < 0 || along > run) {

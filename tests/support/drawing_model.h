@@ -25,7 +25,7 @@ struct Raster {
     [[nodiscard]] Raster scaled(std::int64_t factor) const;
     [[nodiscard]] Raster inkMask() const;
 
-    /// Clipped to the raster, as are all operations below.
+    /// Ignores pixels outside the raster, as do all operations below.
     void set(std::int64_t x, std::int64_t y, std::uint8_t value);
     void fill(std::uint8_t value);
     void fillRect(std::int64_t left, std::int64_t top, std::int64_t w, std::int64_t h, std::uint8_t value);
@@ -35,7 +35,7 @@ struct Raster {
     void drawMask(std::int64_t left, std::int64_t top, const Raster& source, std::uint8_t value);
 };
 
-/// A glyph set and its spacing. Code 0 replaces every missing glyph.
+/// A glyph set and its spacing. The glyph of code 0 is drawn for every missing glyph.
 struct Font {
     std::int64_t letterSpacing = 0;
     std::map<std::uint8_t, Raster> glyphs;

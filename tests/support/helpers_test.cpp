@@ -1,4 +1,4 @@
-// Tests of the test helpers: written pictures, the drawing model's lines, and the allocation counter.
+// Tests of the test helpers: pictures written as text, the drawing model's lines, and the allocation counter.
 #include "tests/support/picture.h"
 
 #include "tests/support/allocation_counter.h"
@@ -12,7 +12,7 @@
 
 namespace {
 
-TEST(PictureTest, ConvertsBothWays)
+TEST(PictureTest, ConvertsToABitmapAndBack)
 {
     const Picture picture = {".-+#", " 49 "};
     const Bitmap bitmap = bitmapOf(picture);

@@ -1,6 +1,6 @@
 // Overrides all functions of the C library that open a path or query its status, so that the test double intercepts
-// the device's paths. The dynamic linker resolves these names to the program's definitions first, also for calls from
-// shared libraries. All functions are overridden, because versions of libstdc++ differ in the functions they call.
+// the device's paths. The dynamic linker resolves these names to the program's definitions first, even for calls from
+// shared libraries. All functions are overridden, because versions of libstdc++ differ in the functions that they call.
 #include "tests/support/system_calls.h"
 
 #include <cerrno>
@@ -29,7 +29,8 @@ const char* placeOf(const char* path)
     return place;
 }
 
-/// Whether `open` has a mode argument with these flags. O_TMPFILE includes the bit of O_DIRECTORY.
+/// Returns whether a call of `open` with these flags passes a mode. All bits of O_TMPFILE are compared, because it
+/// includes the bit of O_DIRECTORY.
 bool isModeGiven(int flags)
 {
     return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
@@ -49,7 +50,7 @@ bool isModeGiven(int flags)
         return place == nullptr ? failure : real arguments;                                                            \
     }
 
-/// Defines a function whose last argument is the mode, which the caller passes for new files only.
+/// Defines a function whose last argument is the mode, which callers pass only for new files.
 #define PATH_CALL_WITH_MODE(name, parameters, arguments)                                                               \
     int name parameters                                                                                                \
     {                                                                                                                  \

@@ -1,5 +1,5 @@
-// Tests that the test double intercepts the device's paths in every function of the C library. If these tests fail,
-// other failures may be caused by the test double.
+// Tests that the test double intercepts the device's paths in every C library function that takes a path. If these
+// tests fail, the test double may be the cause of other failures.
 #include "tests/support/scratch_folder.h"
 #include "tests/support/system_calls.h"
 
@@ -27,7 +27,7 @@ bool opens(std::FILE* file)
     return file != nullptr && std::fclose(file) == 0;
 }
 
-/// A function that shows whether the path exists.
+/// A function whose result depends on whether the path exists.
 struct Query {
     const char* name;
     std::function<bool()> exists;

@@ -13,15 +13,15 @@
 using Picture = std::vector<std::string>;
 
 /// A picture without rows becomes a 0 by 0 bitmap. Throws std::invalid_argument if the rows differ in length or
-/// contain another character.
+/// contain any other character.
 [[nodiscard]] Bitmap bitmapOf(const Picture& picture);
 [[nodiscard]] Picture pictureOf(const Bitmap& bitmap);
 [[nodiscard]] char letterOf(Pixel value);
 
-/// A bitmap with `value` in every pixel.
+/// Returns a bitmap with `value` in every pixel.
 [[nodiscard]] Bitmap filledBitmap(std::int32_t width, std::int32_t height, Pixel value);
 
-/// Prints both pictures next to each other and marks the rows that differ.
+/// Returns a text with both pictures side by side, in which the rows that differ are marked.
 [[nodiscard]] std::string sideBySide(const Picture& expected, const Picture& actual);
 
 /// Succeeds if the bitmap has the size and the pixels of `expected`: EXPECT_TRUE(shows(bitmap, {"..#", "##."})).

@@ -23,7 +23,7 @@ std::size_t countEntries(const fs::path& folder)
     return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
 }
 
-/// The state letter as in ps(1); 0 if the process does not exist.
+/// Returns the letter of the process's state, as in ps(1); 0 if the process does not exist.
 char stateOf(pid_t pid)
 {
     std::ifstream file(folderOf(pid) / "stat");

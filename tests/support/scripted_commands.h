@@ -12,22 +12,22 @@
 #include <string>
 #include <sys/types.h>
 
-/// The result of one or more reads of a command's output: bytes or an error. Without either, the end of the output.
+/// The result of one or more reads of a command's output: bytes, an error or, if both are empty, the end of the output.
 struct ScriptedRead {
     std::string bytes;
     int error = 0;
 };
 
-/// The command is running but has written no output.
+/// The result of a read while the command is running but has written nothing new.
 inline const ScriptedRead nothingNow = {"", EAGAIN};
 
-/// Replaces the command of a command line.
+/// The command that runs in place of a command line of the product.
 struct ScriptedCommand {
-    /// Runs in a shell instead of the command line.
+    /// The shell runs this line instead of the product's.
     std::string shellLine = "exit 0";
     /// The results of the reads, followed by the end of the output. If empty, reads return the output of `shellLine`.
     std::deque<ScriptedRead> reads;
-    /// If set, the wait status (waitpid(2)); no process is started. Requires `reads`.
+    /// The wait status (waitpid(2)). If it is set, no process is started, and `reads` must be set.
     std::optional<int> waitStatus = std::nullopt;
 };
 
@@ -36,12 +36,12 @@ class ScriptedCommands {
 public:
     explicit ScriptedCommands(CallLog& callLog) : log(callLog) {}
 
-    /// Applies to the next start of `commandLine`. Unscripted commands run unchanged, but an unscripted command in
-    /// /usr/sbin throws std::logic_error.
+    /// Replaces the next start of `commandLine` by `command`. Unscripted commands run unchanged, except that an
+    /// unscripted command in /usr/sbin throws std::logic_error.
     void script(const std::string& commandLine, ScriptedCommand command) { scripts[commandLine] = std::move(command); }
     bool commandStartFails = false;
     bool exitStatusFails = false;
-    /// The descriptor of the command started last; -1 after its end.
+    /// The descriptor of the pipe from the command that was started last; -1 after its end.
     [[nodiscard]] int commandDescriptor() const { return pipeFd; }
     [[nodiscard]] std::size_t commandReads() const { return readCount; }
 

@@ -16,8 +16,8 @@
 
 namespace {
 
-/// The main loop's sleep, in microseconds. The lines are not sampled here, because the frame writer thread may be
-/// driving them.
+/// The main loop's sleep, in microseconds. The lines are not sampled during this sleep, because the frame writer thread
+/// may be driving them.
 constexpr unsigned loopSleep = 1000;
 
 volatile std::uint32_t* registersBefore = nullptr;

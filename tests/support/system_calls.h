@@ -57,7 +57,7 @@ public:
     };
     [[nodiscard]] static StartupMapping startupMapping();
 
-    // Files. A drive or version file exists only where the test places one.
+    // Files. A drive or version file exists only if the test has placed it.
 
     void placeFile(const std::string& path, const std::string& realPath) { placedFiles[path] = realPath; }
     void removeFile(const std::string& path) { placedFiles.erase(path); }
@@ -68,7 +68,7 @@ public:
     static SystemCalls* current;
 
     [[nodiscard]] static bool isDevice(std::string_view path);
-    /// Whether the descriptor is or was open on a device.
+    /// Returns whether the descriptor refers, or referred, to a simulated device.
     [[nodiscard]] static bool owns(int fd);
     /// Without an instance, only /dev/mem can be opened.
     static int openAnyDevice(const char* path, int flags);
@@ -87,7 +87,7 @@ private:
     [[nodiscard]] const std::string& pathOf(int fd) const;
     ssize_t limited(std::size_t count) const;
 
-    /// Far above the limit of a process, so calls that bypass the double fail.
+    /// Far above the descriptor limit of a process, so calls that bypass the double fail.
     static constexpr int firstFd = 900000;
 
     /// Guards `devices`, which is also used by the product's threads.

@@ -1,5 +1,5 @@
-// Wrappers of the C library's functions for descriptors, sleeps and processes (ld(1), --wrap). Each passes intercepted
-// calls to the test double, if an instance exists, and all other calls to the C library.
+// Wrappers for the C library's functions for descriptors, sleeps and processes (ld(1), --wrap). Each wrapper passes
+// intercepted calls to the test double, if an instance exists, and all other calls to the C library.
 #include "tests/support/system_calls.h"
 
 #include <cerrno>
