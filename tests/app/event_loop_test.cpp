@@ -150,7 +150,7 @@ TEST_F(Loop, RunsTheStepsOfAnIterationInOrder)
 
 TEST_F(Loop, PollsTheButtonAfterTheUpdateAndBeforeItReadsTheEncoder)
 {
-    // The button is pressed only from the update to the encoder's event, in the iteration of the fourth poll.
+    // In the iteration of the fourth poll, the button is pressed only between the update and the encoder's event.
     press();
     iterate(39);
     release();
@@ -170,7 +170,7 @@ TEST_F(Loop, PollsTheButtonAfterTheUpdateAndBeforeItReadsTheEncoder)
 
 TEST_F(Loop, PollsTheButtonInEveryTenthIterationStartingWith10)
 {
-    // A press takes four polls. The button is pressed only in the iterations that must poll.
+    // A press takes effect after four polls. The button is pressed only in the iterations that must poll.
     for (const int first : {10, 20, 30, 40}) {
         iterateTo(static_cast<std::uint64_t>(first) - 1);
         press();
@@ -196,7 +196,7 @@ struct StepCase {
     Log events;
 };
 
-TEST_F(Loop, DispatchesOneRotationPerStepInTheDirectionOfItsSign)
+TEST_F(Loop, DispatchesOneRotationPerEncoderEventInTheDirectionOfItsSign)
 {
     const StepCase cases[] = {
         {1, {"1 RotateRight"}},
@@ -350,7 +350,7 @@ TEST_F(Loop, DrawsTheFirstFrameInIteration20)
     calls.waitUntilEnded(1);
 }
 
-TEST_F(Loop, SendsNoFrameInAnIterationWithoutAChange)
+TEST_F(Loop, SendsNoFrameWithoutAChange)
 {
     iterate(20);
     calls.waitUntilEnded(1);
@@ -365,7 +365,7 @@ TEST_F(Loop, SendsNoFrameInAnIterationWithoutAChange)
     EXPECT_EQ(calls.transfers().size(), 2U);
 }
 
-TEST_F(Loop, DrawsAChangeInTheNextIterationThatIsDivisibleBy20)
+TEST_F(Loop, DrawsAChangeAtTheNextMultipleOf20Iterations)
 {
     iterate(21);
     screen.markDirty();

@@ -71,7 +71,7 @@ TEST(Bitmap, OperationsOnAnEmptyBitmapDoNothing)
     }
 }
 
-TEST(Bitmap, OperationsOnAnEmptySizeKeepTheStalePixels)
+TEST(Bitmap, DrawingAtAnEmptySizeKeepsTheStoredPixels)
 {
     for (const auto& [width, height] : emptySizes) {
         SCOPED_TRACE(testing::Message() << width << " by " << height);
@@ -99,9 +99,9 @@ TEST(Bitmap, SourceBytesWithANegativePixelCountThrowBadArrayNewLength)
     EXPECT_THROW(Bitmap(lowest, highest, {}), std::bad_array_new_length);
 }
 
-TEST(Bitmap, SizesAbove2To31PixelsThrowBadArrayNewLengthInsteadOfWrappingAround)
+TEST(Bitmap, HugeSizesThrowBadArrayNewLengthInsteadOfWrappingAround)
 {
-    // In 32 bits these products are 0, 65536, 1, 0 and negative numbers.
+    // In 32 bits, these products would be 0, 65536, 1, 0 and negative numbers.
     for (const auto& [width, height] : {Size(65536, 65536), Size(65537, 65536), Size(highest, highest),
                                         Size(lowest, lowest), Size(65536, 32768), Size(highest, 2)}) {
         SCOPED_TRACE(testing::Message() << width << " by " << height);
@@ -295,7 +295,7 @@ TEST(Bitmap, DrawRectDrawsFourLines)
         {"one pixel", [](Bitmap& b) { b.drawRect(1, 1, 1, 1, 3); }, {"...", ".#.", "..."}},
         {"one row", [](Bitmap& b) { b.drawRect(0, 1, 3, 1, 3); }, {"....", "###.", "...."}},
         {"clipped", [](Bitmap& b) { b.drawRect(-1, -1, 3, 3, 3); }, {".#.", "##.", "..."}},
-        // The four lines are drawn although x + w - 1 is the column before x.
+        // The four lines are drawn even though x + w - 1 is the column before x.
         {"a size of 0", [](Bitmap& b) { b.drawRect(2, 2, 0, 0, 3); }, {"....", ".##.", ".##."}},
         {"a negative width", [](Bitmap& b) { b.drawRect(3, 0, -2, 3, 3); }, {"####", "#..#", "####"}},
         {"edges beyond the limits of int32_t",

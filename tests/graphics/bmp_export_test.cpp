@@ -14,7 +14,8 @@
 
 namespace {
 
-/// Puts a `sync` command first in PATH that copies the picture to "synced.bmp", appends a line to "syncs" and fails.
+/// Adds to the start of PATH a `sync` command that copies the picture to "synced.bmp", appends a line to "syncs" and
+/// fails.
 class BmpExport : public testing::Test {
 protected:
     BmpExport() : oldPath(std::getenv("PATH"))
@@ -28,7 +29,7 @@ protected:
     }
     ~BmpExport() override { setenv("PATH", oldPath.c_str(), 1); }
 
-    /// The bytes of the saved file.
+    /// Saves the bitmap and returns the bytes of the file.
     std::string saved(const Bitmap& bitmap)
     {
         EXPECT_TRUE(bitmap.saveBmp((folder / "picture.bmp").string()));

@@ -1,4 +1,4 @@
-// Makes random drawing calls and draws random texts: every pixel must match the drawing model.
+// Makes random drawing calls and draws random texts. Every pixel must match the drawing model.
 #include "graphics/font.h"
 #include "tests/support/drawing_call.h"
 #include "tests/support/test_font.h"
@@ -25,7 +25,8 @@ model::Raster anyRaster()
     return raster;
 }
 
-/// Within or near a small bitmap, some hundreds of pixels away, or near the limits of int32_t.
+/// Returns a coordinate within or near a small bitmap, hundreds of pixels away, near the limits of int32_t, or
+/// anywhere.
 std::int32_t anyCoordinate()
 {
     return *rc::gen::weightedOneOf<std::int32_t>({{12, rc::gen::inRange(-20, 30)},
@@ -104,7 +105,7 @@ RC_GTEST_PROP(DrawingProperties, CopiesAndDerivedBitmapsMatchTheModel, ())
     requireSame(raster, assigned);
 }
 
-/// Mostly line feeds and letters that have glyphs, but also any other bytes.
+/// Returns a text of line feeds, letters that have glyphs, and arbitrary bytes.
 std::string anyText()
 {
     const auto character = rc::gen::weightedOneOf<char>(

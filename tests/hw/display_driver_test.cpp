@@ -56,7 +56,7 @@ Bitmap canvasOf(Pixel value)
 
 class Display : public testing::Test {
 protected:
-    /// Opens the display like the program. Returns the output on standard error.
+    /// Opens the display with the program's arguments. Returns the output on standard error.
     std::string open()
     {
         testing::internal::CaptureStderr();
@@ -117,7 +117,7 @@ TEST_F(Display, OpenUsesTheGivenDeviceSpeedAndResetLine)
     EXPECT_EQ(calls.gpio[1], 0x00000008U);
 }
 
-TEST_F(Display, OpenConfiguresOnlyBothLinesAsOutputs)
+TEST_F(Display, OpenMakesOnlyTheTwoDisplayLinesOutputs)
 {
     calls.gpio[0] = 0xFFFFFFFF;
     calls.gpio[2] = 0xFFFFFFFF;
@@ -149,7 +149,7 @@ TEST_F(Display, DrivesTheDataCommandLineLowForCommandsAndHighForData)
 #ifndef NDEBUG
 TEST_F(Display, AbortsOnACommandOrDataAfterTheFirstFrame)
 {
-    testing::GTEST_FLAG(death_test_style) = "threadsafe"; // the frame writer is a thread
+    testing::GTEST_FLAG(death_test_style) = "threadsafe"; // because the frame writer starts a thread
     const auto openAndSend = [this] {
         open();
         display->sendFrame(canvasOf(0));
@@ -162,7 +162,7 @@ TEST_F(Display, AbortsOnACommandOrDataAfterTheFirstFrame)
 
 // Failures.
 
-TEST_F(Display, ReportsAMissingDeviceAndConfiguresBothLinesWithoutAReset)
+TEST_F(Display, ReportsAMissingDeviceAndMakesBothLinesOutputsWithoutAReset)
 {
     calls.missingDevices = {"/dev/spidev0.0"};
     EXPECT_EQ(open(), "Unable to open SPI\n");
@@ -305,7 +305,7 @@ TEST_F(Display, PacksASinglePixelIntoItsTwoBits)
     }
 }
 
-TEST_F(Display, ValuesAbove3OverwriteOnlyTheFollowingPixelsOfTheByte)
+TEST_F(Display, ValuesAbove3CorruptOnlyTheFollowingPixelsOfTheByte)
 {
     struct SpillCase {
         std::array<Pixel, 4> column;
@@ -377,7 +377,7 @@ RC_GTEST_FIXTURE_PROP(Display, PacksAnyCanvasLikeANaivePacker, ())
     RC_ASSERT(sentFrame(canvas) == naivelyPacked(canvas));
 }
 
-TEST(FramePacker, WritesNothingPastTheFrame)
+TEST(FramePacker, WritesNothingPastTheEndOfTheFrame)
 {
     struct {
         Frame frame;

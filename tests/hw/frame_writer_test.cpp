@@ -41,7 +41,7 @@ protected:
     {
         auto frame = numberedFrame(number);
         writer->post(frame);
-        EXPECT_NE(frame, nullptr) << "post returned no frame to fill";
+        EXPECT_NE(frame, nullptr) << "post did not return a buffer";
     }
     /// Posts the frame and waits until its transfer has begun. The transfer blocks until it is released.
     void postHeld(std::uint32_t number)
@@ -189,7 +189,7 @@ TEST_F(Writer, UnderLoadSendsIntactFramesInOrderIncludingTheLast)
     constexpr std::uint32_t count = 20000;
     std::mt19937 random(7);
     calls.holdTransfers();
-    std::thread releaser([&] { // at irregular intervals
+    std::thread releaser([&] { // releases transfers at irregular intervals
         std::mt19937 pauses(8);
         for (std::uint32_t i = 0; i < count; ++i) {
             calls.releaseOneTransfer();

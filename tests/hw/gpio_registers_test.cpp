@@ -53,7 +53,7 @@ TEST_F(GpioRegisters, MappingUsesTheGivenPhysicalBase)
     EXPECT_TRUE(calls.takeLog().at(1).ends_with("offset 3F200000"));
 }
 
-TEST_F(GpioRegisters, MappingWithoutRootRightsPrintsAMessageAndReturnsNull)
+TEST_F(GpioRegisters, MappingPrintsAMessageAndReturnsNullIfTheMemoryDeviceCannotBeOpened)
 {
     calls.missingDevices = {"/dev/mem"};
     testing::internal::CaptureStderr();

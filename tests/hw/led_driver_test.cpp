@@ -31,7 +31,7 @@ protected:
     LedDriver leds{bus, 0x6C};
 };
 
-TEST_F(Leds, InitResetsEnablesAndWritesTheOutputSettingsInAscendingOrder)
+TEST_F(Leds, InitWakesTheControllerAndWritesTheOutputSettingsInAscendingOrder)
 {
     LedDriver other;
     EXPECT_EQ(calls.takeLog(), Log());

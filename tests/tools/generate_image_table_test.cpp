@@ -97,7 +97,7 @@ protected:
         return {1, "", "generate_image_table: " + file.string() + ": " + reason + "\n"};
     }
 
-    /// The generator's output file.
+    /// Returns the contents of the generator's output file.
     [[nodiscard]] std::string table() const { return folder.read("output/table.cpp"); }
 
     [[nodiscard]] Names outputFolder() const
@@ -151,7 +151,7 @@ constinit const std::span<const std::uint8_t> imagePixels = pixels;
 )");
 }
 
-TEST_F(GenerateImageTable, PrintsItsUsageWhenTheNumberOfArgumentsIsWrong)
+TEST_F(GenerateImageTable, PrintsItsUsageIfTheNumberOfArgumentsIsWrong)
 {
     const Result usage = {2, "", "usage: generate_image_table IMG_DIR OUTPUT.cpp\n"};
     for (const Names& arguments : std::vector<Names>{{}, {"img"}, {"img", "table.cpp", "more"}}) {
@@ -181,7 +181,7 @@ TEST_F(GenerateImageTable, ReportsTheFirstInvalidPictureAndKeepsTheOldOutput)
     EXPECT_EQ(outputFolder(), Names{"table.cpp"});
 }
 
-TEST_F(GenerateImageTable, WritesNothingIfTheFirstRunFails)
+TEST_F(GenerateImageTable, WritesNoOutputIfTheImageFolderIsMissing)
 {
     EXPECT_EQ(run(), failure(img, "is not a folder"));
     EXPECT_EQ(outputFolder(), Names{});
@@ -216,10 +216,10 @@ TEST_F(GenerateImageTable, KeepsTheOldOutputWhenTheDiskIsFull)
     EXPECT_EQ(outputFolder(), Names{"table.cpp"});
 }
 
-/// The output depends only on the pictures.
+/// Checks that the output depends only on the pictures.
 class EqualPictures : public GenerateImageTable {
 protected:
-    /// The output for the same pictures, created in the given order.
+    /// Creates the pictures in the given order and returns the generator's output.
     [[nodiscard]] std::string tableAfterCreating(const Names& pictures) const
     {
         fs::remove_all(img);

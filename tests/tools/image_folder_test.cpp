@@ -17,14 +17,14 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-/// listPictures does not read the contents of files.
+/// Adds an empty file, because listPictures does not read the contents of files.
 void addFile(const fs::path& file)
 {
     fs::create_directories(file.parent_path());
     std::ofstream{file};
 }
 
-/// The message of the Refusal, or "accepted".
+/// Returns the message of the Refusal, or "accepted".
 std::string refusalOf(const fs::path& folder)
 {
     try {
@@ -150,7 +150,7 @@ TEST_F(ListPictures, RejectsSymbolicLinks)
     }
 }
 
-TEST_F(ListPictures, RejectsAPipeWithoutOpeningIt)
+TEST_F(ListPictures, RejectsAFifoWithoutOpeningIt)
 {
     ASSERT_EQ(mkfifo((img / "b.png").c_str(), 0600), 0);
     expectRefusal("b.png", "is neither a regular file nor a folder");

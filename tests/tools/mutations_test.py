@@ -1,4 +1,4 @@
-"""Tests of tools/mutations.py, and that tools/survivors.txt matches the product."""
+"""Tests tools/mutations.py, and checks that tools/survivors.txt matches the product."""
 
 import pathlib
 import sys

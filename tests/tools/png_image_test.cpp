@@ -18,7 +18,7 @@ namespace {
 
 using Samples = std::vector<unsigned int>;
 
-/// Repeats every sample `copies` times, then adds `alpha` unless it is 0.
+/// Repeats every sample `copies` times and appends `alpha` to each group, unless `alpha` is 0.
 Samples widened(const Samples& greys, int copies, unsigned int alpha = 0)
 {
     Samples samples;
@@ -80,7 +80,7 @@ PngPicture interlaced(PngPicture picture)
     return picture;
 }
 
-/// A square of all four greys in diagonal stripes.
+/// Returns a square with diagonal stripes in all four greys.
 PngPicture stripes(png_uint_32 length)
 {
     PngPicture picture;
@@ -93,7 +93,7 @@ PngPicture stripes(png_uint_32 length)
     return picture;
 }
 
-/// Contains every kind of chunk that affects the pixels: header, palette, transparency, pixels, end.
+/// Returns a PNG file with every kind of chunk that affects the pixels: header, palette, transparency, pixels, end.
 std::string pngWithAllChunks()
 {
     return encodePng(interlaced(paletteRow(2, {0, 1, 2, 3}, greyPalette, {255, 255})));
@@ -107,7 +107,7 @@ protected:
         return readPngImage(file);
     }
 
-    /// The levels of a picture, one digit per pixel.
+    /// Returns the levels of a picture, one digit per pixel.
     [[nodiscard]] std::string levelsOf(const std::string& bytes) const
     {
         std::string text;
@@ -118,7 +118,7 @@ protected:
     }
     [[nodiscard]] std::string levelsOf(const PngPicture& picture) const { return levelsOf(encodePng(picture)); }
 
-    /// The message of the Refusal without the name of the file, or "accepted".
+    /// Returns the message of the Refusal without the name of the file, or "accepted".
     [[nodiscard]] std::string refusalOf(const std::string& bytes) const
     {
         try {
@@ -209,7 +209,7 @@ TEST_F(ReadPngImage, IgnoresChunksThatDoNotAffectThePixels)
     EXPECT_EQ(levelsOf(withChunk(encodePng({}), "abCd", "unknown ancillary chunk")), "3");
 }
 
-TEST_F(ReadPngImage, RejectsPixelsThatAreNotOpaqueLevels)
+TEST_F(ReadPngImage, RejectsTransparentPixelsAndOtherColours)
 {
     struct Case {
         PngPicture picture;
@@ -242,7 +242,7 @@ TEST_F(ReadPngImage, RejectsPixelsThatAreNotOpaqueLevels)
     }
 }
 
-TEST_F(ReadPngImage, ReportsTheFirstOfSeveralWrongPixelsInReadingOrder)
+TEST_F(ReadPngImage, ReportsTheFirstInvalidPixelInReadingOrder)
 {
     PngPicture picture = stripes(5);
     picture.samples[2 * 5 + 4] = 1;
@@ -250,7 +250,7 @@ TEST_F(ReadPngImage, ReportsTheFirstOfSeveralWrongPixelsInReadingOrder)
     EXPECT_TRUE(refusalOf(interlaced(picture)).starts_with("pixel (4, 2) is #010101"));
 }
 
-/// The text in parentheses comes from libpng and depends on its version.
+/// The message's text in parentheses comes from libpng and depends on its version.
 TEST_F(ReadPngImage, RejectsFilesThatAreNotOneValidPng)
 {
     struct Case {

@@ -27,7 +27,7 @@ std::size_t channelsOf(int colourType)
     }
 }
 
-/// The samples of a PNG row: big-endian, the first one in the highest bits.
+/// Returns the samples of row `y` as PNG stores them: big-endian, the first sample in the highest bits.
 std::vector<png_byte> packedRow(const PngPicture& picture, png_uint_32 y)
 {
     const std::size_t count = picture.width * channelsOf(picture.colourType);

@@ -1,4 +1,4 @@
-// Encodes PNG files for tests, including invalid ones.
+// Encodes PNG files for tests, including invalid files.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 struct PngPicture {
     png_uint_32 width = 1;
     png_uint_32 height = 1;
-    /// Row-major, channels interleaved, each in the range of `bitDepth`.
+    /// Row-major, channels interleaved. Each sample has `bitDepth` bits.
     std::vector<unsigned int> samples = {0};
     int colourType = PNG_COLOR_TYPE_GRAY;
     int bitDepth = 8;
@@ -23,14 +23,14 @@ struct PngPicture {
     bool interlaced = false;
 };
 
-/// The bytes of a PNG file.
+/// Returns the bytes of a PNG file with this picture.
 std::string encodePng(const PngPicture& picture);
 
-/// A grey picture of one row, 8 bits per pixel.
+/// Returns a grey picture of one row with 8 bits per pixel.
 PngPicture greyRow(const std::vector<unsigned int>& greys);
 
 /// Inserts a chunk with a valid checksum directly after the header.
 std::string withChunk(const std::string& png, const std::string& type, const std::string& data);
 
-/// A PNG file without pixels. Its header is valid and declares the size.
+/// Returns a PNG file without pixels, whose header declares the given size.
 std::string pngHeaderOnly(std::uint32_t width, std::uint32_t height);

@@ -162,7 +162,7 @@ TEST_F(Runner, PollReadsAllAvailableOutput)
     start({{std::string(500, 'a') + "\n", 0}, {"b\n", 0}, nothingNow, {"c\n", 0}, nothingNow});
     EXPECT_EQ(runner->poll(), running);
     EXPECT_EQ(runner->lineCount(), 2U);
-    EXPECT_EQ(calls.commandReads(), 6U) << "wrong number of reads of 128 + 128 + 128 + 117 bytes, 2 bytes and nothing";
+    EXPECT_EQ(calls.commandReads(), 6U) << "expected reads of 128, 128, 128, 117 and 2 bytes, and one without output";
     EXPECT_EQ(runner->poll(), running);
     EXPECT_EQ(runner->lineCount(), 3U);
 }
@@ -285,7 +285,7 @@ INSTANTIATE_TEST_SUITE_P(For, RunnerStatus,
                                                     0}),
                          [](const auto& name) { return name.param.name; });
 
-TEST_F(Runner, AFailedPcloseReturns255)
+TEST_F(Runner, PollReturns255IfPcloseFails)
 {
     calls.exitStatusFails = true;
     start({});
@@ -330,7 +330,7 @@ TEST_F(Runner, ReadsTheExitStatusOnceAtTheEndOfTheOutputOrInTheDestructor)
     EXPECT_EQ(calls.takeLog(), Log({"run the command", "exit status taken"}));
 }
 
-// If the cost is quadratic in the length of the line, this test reaches its timeout.
+// If the cost were quadratic in the length of the line, this test would time out.
 TEST_F(Runner, AnIncompleteLineOf48MegabytesIsReadOnceAndDiscarded)
 {
     constexpr std::size_t size = 48 * 1024 * 1024;

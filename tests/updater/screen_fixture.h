@@ -46,7 +46,7 @@ struct TextFields : Text {
 
 class ScreenTest : public testing::Test {
 protected:
-    // The codes of the buttons.
+    // The notification codes of the buttons.
     static constexpr std::int32_t askUpdate = 3;
     static constexpr std::int32_t askFactoryReset = 4;
     static constexpr std::int32_t cancel = 5;
@@ -106,7 +106,7 @@ protected:
         calls.script(commandLine, {.reads = std::move(reads), .waitStatus = exitCode << 8});
     }
 
-    // Operations that reach a state.
+    // Operations that bring the screen to a state.
 
     void startPreparing(std::deque<ScriptedRead> reads, int exitCode)
     {
@@ -137,7 +137,7 @@ protected:
 
     [[nodiscard]] const std::string& message() const { return screen->message.*&TextFields::text; }
 
-    /// The visible children in child order, the selected one in brackets.
+    /// Returns the names of the visible children in child order, the selected child in brackets.
     [[nodiscard]] std::string visible() const
     {
         const std::pair<const Widget*, std::string> widgets[] = {
@@ -159,7 +159,7 @@ protected:
         return screen->getSurface();
     }
 
-    /// Returns the output of `action` on standard output.
+    /// Returns the text that `action` prints to standard output.
     static std::string printedBy(const std::function<void()>& action)
     {
         testing::internal::CaptureStdout();

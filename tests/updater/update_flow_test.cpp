@@ -34,7 +34,7 @@ TEST(UpdateState, EnumeratorsAreInFlowOrder)
     }
 }
 
-// The other tests in this folder use the constants.
+// Only this test contains the numbers; the other tests use the constants.
 TEST(Periods, WheelTurnsEvery142AndDriveIsCheckedEvery501Iterations)
 {
     EXPECT_EQ(wheelPeriod, 142U);
@@ -43,7 +43,7 @@ TEST(Periods, WheelTurnsEvery142AndDriveIsCheckedEvery501Iterations)
 
 // The wheel.
 
-TEST_F(Flow, TheWheelAdvancesOneFrameAtEveryMultipleOfItsPeriodAndRepeatsAfterEight)
+TEST_F(Flow, TheWheelAdvancesAtEveryMultipleOfItsPeriodAndRepeatsAfterEightFrames)
 {
     for (int frame = 0; frame < 20; ++frame) {
         tickTo(static_cast<std::uint64_t>(frame + 1) * wheelPeriod - 1);
@@ -68,7 +68,7 @@ TEST_F(Flow, WaitingNeedsARedrawOnlyWhenTheWheelTurns)
 TEST_F(Flow, ADriveIsDetectedAtTheNextMultipleOfTheCheckPeriod)
 {
     struct Case {
-        std::uint64_t appears, detected; // in iterations; in check periods
+        std::uint64_t appears, detected; // `appears` in iterations, `detected` in check periods
     };
     const Case cases[] = {{1, 1}, {300, 1}, {501, 1}, {502, 2}, {600, 2}, {1002, 2}, {1003, 3}, {50000, 100}};
     for (const auto& [appears, detected] : cases) {
@@ -194,7 +194,7 @@ TEST_P(FlowProgress, ProgressIsShownAfterTheHeader)
 
 INSTANTIATE_TEST_SUITE_P(For, FlowProgress,
                          testing::Values(ProgressCase{"AShowLine", "SHOW: 10%\n", "10%"},
-                                         ProgressCase{"TheBarePrefixShowsTheHeaderAlone", "SHOW: \n", ""},
+                                         ProgressCase{"ThePrefixAloneShowsOnlyTheHeader", "SHOW: \n", ""},
                                          ProgressCase{"AShowLineWithoutItsSpaceIsIgnored", "SHOW:10%\n", {}},
                                          ProgressCase{"ThePrefixWithoutItsSpaceIsIgnored", "SHOW:\n", {}},
                                          ProgressCase{"ALineWithoutThePrefixIsIgnored", "10%\n", {}},
@@ -204,7 +204,7 @@ INSTANTIATE_TEST_SUITE_P(For, FlowProgress,
                                          ProgressCase{"ALineWithoutItsLineFeedIsNotShownYet", "SHOW: 10%", {}},
                                          ProgressCase{"OnlyTheFirstPrefixIsRemoved", "SHOW: SHOW: a\n", "SHOW: a"},
                                          ProgressCase{"SpacesAndCarriageReturnAreKept", "SHOW:   a \r\n", "  a \r"},
-                                         ProgressCase{"IgnoredLinesBeforeItAreSkipped", "a\nSHOW:b\n\nSHOW: c\n", "c"},
+                                         ProgressCase{"LinesBeforeAShowLineAreSkipped", "a\nSHOW:b\n\nSHOW: c\n", "c"},
                                          ProgressCase{"OnlyTheFirstOfTwoLinesInOneIteration", "SHOW: a\nSHOW: b\n",
                                                       "a"}),
                          [](const auto& test) { return test.param.name; });
@@ -377,7 +377,7 @@ TEST_P(FlowWork, RunsFormatAndInstallAndEndsWithTheDoneMessage)
     EXPECT_EQ(screen->state, UpdateState::Installing);
     EXPECT_EQ(message(), updating("formatting"));
     EXPECT_EQ(calls.takeLog(), Log({"exit status taken", std::string("run ") + install}));
-    EXPECT_EQ(calls.commandReads(), 0U) << "polled before the next iteration";
+    EXPECT_EQ(calls.commandReads(), 0U) << "the install script was polled before the next iteration";
     tick(2);
     EXPECT_EQ(message(), updating("installing"));
     EXPECT_GE(screen->wheelFrame, 0);

@@ -31,7 +31,7 @@ TEST_F(Screen, StartsWithTitleMessageAndTheFirstWheelFrame)
     EXPECT_EQ(screen->parent, nullptr);
 }
 
-TEST_F(Screen, HasSixChildrenInDrawingOrderWithTheseNamesPositionsAndSizes)
+TEST_F(Screen, HasTheExpectedChildrenInDrawingOrder)
 {
     struct Child {
         Widget* widget;
@@ -222,7 +222,7 @@ TEST_F(Screen, ShowMenuHidesTheWheelReturnsChoosingAndKeepsTheCommand)
 struct DialogCase {
     const char* name;
     std::int32_t code;
-    int rotations; // rotation steps that select its button in the menu
+    int rotations; // the number of steps that select the operation's button in the menu
     std::string question;
     std::string command;
 };

@@ -159,7 +159,7 @@ TEST_F(ButtonTest, SetOverlayShownMarksTheButtonDirtyOnlyIfTheValueChanges)
     }
 }
 
-TEST_F(ButtonTest, SettingOverlayImagesOrActionsNeitherMarksNorResizesTheButton)
+TEST_F(ButtonTest, SettingOverlayImagesOrActionsNeitherMarksTheButtonDirtyNorResizesIt)
 {
     storeImage("large.png", Picture(4, "#######"));
     TestButton button("");

@@ -25,7 +25,7 @@ class TextTest : public GraphicsTest {
 protected:
     TextTest() { buildTinyFont(); }
 
-    /// Draws a label of this size.
+    /// Draws a label of the given size.
     static Bitmap drawn(const std::string& font, const std::string& text, Size size, bool centred)
     {
         Label label(font, text, 3);
@@ -84,7 +84,7 @@ TEST_F(TextTest, EverySetterMarksTheLabelDirtyEvenIfTheValueIsUnchanged)
     }
 }
 
-TEST_F(TextTest, SetTextResizesTheLabelOnlyToFit)
+TEST_F(TextTest, SetTextResizesTheLabelOnlyIfFitIsTrue)
 {
     Label label("tiny", "ab", 3);
     label.setSize(20, 30);
@@ -157,7 +157,7 @@ TEST_F(TextTest, LaysOutTheLinesThatFit)
     };
     const std::vector<Layout> layouts = {
         {"one line, centred", "i", true, {" ", " ", "#", " ", "#", " ", " "}},
-        {"the top rounded down", "i", true, {" ", "#", " ", "#", " ", " "}},
+        {"one line, centred, the top rounded down", "i", true, {" ", "#", " ", "#", " ", " "}},
         {"one line at the top", "i", false, {"#", " ", "#", " ", " ", " "}},
         {"two lines centred as 8 rows, drawn as 7", "i\ni", true, {" ", "#", " ", "#", " ", "#", " ", "#", " ", " "}},
         {"two lines at the top", "i\ni", false, {"#", " ", "#", " ", "#", " ", "#", " ", " ", " "}},
@@ -192,7 +192,7 @@ TEST_F(TextTest, LayoutDoesNotOverflowNearTheLimitsOfInt32)
     }
 
     // Labels without pixels may have any height, and fonts any line spacing. A spacing of -4 makes lines -1 row apart;
-    // with a height of lowest + 4, the number of lines that fit is the quotient of lowest and -1.
+    // with a height of lowest + 4, the number of lines that fit is lowest / -1, which exceeds int32_t.
     for (const std::int32_t lineSpacing : {lowest, -4, -3, 0, highest}) {
         buildFont("far", "tiny", 1, lineSpacing, 1);
         for (const std::int32_t height : {lowest, lowest + 4, highest}) {

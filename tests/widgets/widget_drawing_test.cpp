@@ -59,7 +59,7 @@ TEST_F(WidgetTree, DrawTreeFillsWithTheBackgroundThenDrawsTheWidgetThenItsChildr
 
     root.content = {"####"};
     root.drawTree();
-    EXPECT_EQ(takeLog(), Log{"root.draw"}) << "drawTree did not draw its own clean widget";
+    EXPECT_EQ(takeLog(), Log{"root.draw"}) << "drawTree did not draw the root, which is clean";
     EXPECT_TRUE(shows(root.getSurface(), {"##+#", "---+", "----"}));
 }
 
@@ -96,7 +96,7 @@ TEST_F(WidgetTree, DrawTreeDrawsACleanChildWithADirtyGrandchild)
     EXPECT_EQ(log, (Log{"root.draw", "a.draw", "grandchild.draw"}));
 }
 
-TEST_F(WidgetTree, LaterChildrenAreDrawnOverEarlierOnes)
+TEST_F(WidgetTree, LaterChildrenAreDrawnOverEarlierChildren)
 {
     root.setSize(3, 1);
     root.background = 0;

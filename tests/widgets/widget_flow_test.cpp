@@ -87,7 +87,7 @@ TEST_F(WidgetTree, AHiddenWidgetReceivesInputButDoesNotOfferItToItsChildren)
     EXPECT_EQ(takeLog(), Log{"root.onInput(2)"});
 }
 
-TEST_F(WidgetTree, AWidgetThatAChildHidesStillOffersTheEventToTheOtherChildren)
+TEST_F(WidgetTree, AWidgetHiddenByAChildsHandlerStillOffersTheEventToTheOtherChildren)
 {
     a.onCall = [this] { root.setVisible(false); };
     EXPECT_FALSE(root.onInput(InputEvent::Press));
@@ -143,7 +143,7 @@ TEST_F(WidgetTree, AnOverrideThatDoesNotCallTheBaseEndsTheNotification)
     EXPECT_TRUE(c.isSelected());
 }
 
-TEST_F(WidgetTree, AWidgetRemovedDuringItsSelectionRequestClearsItsSubtree)
+TEST_F(WidgetTree, AWidgetRemovedDuringItsSelectionRequestDeselectsItsSubtree)
 {
     ProbeWidget grandchild;
     a.addChild(grandchild, 0, 0);
@@ -189,7 +189,7 @@ TEST_F(WidgetTree, TraversalReachesSiblingsAddedByHandlers)
         ASSERT_EQ(top.children.size(), 102U);
         ASSERT_FALSE(calls.empty());
         EXPECT_EQ(calls.front(), std::string("last.") + call);
-        // The siblings are not selected, so clearing the selection calls nothing.
+        // The siblings are not selected, so clearing the selection sends no notification for them.
         EXPECT_EQ(calls.size(), call == std::string("notify(last, 2)") ? 1U : 101U);
     }
 }

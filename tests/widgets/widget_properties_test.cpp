@@ -83,7 +83,7 @@ struct SelectionModel {
         }
         nodes[list[static_cast<std::size_t>(current)]].selected = false;
         const std::int64_t sum = current + step;
-        const bool isNegative = sum < 0 || sum > std::numeric_limits<std::int32_t>::max(); // as a 32-bit sum
+        const bool isNegative = sum < 0 || sum > std::numeric_limits<std::int32_t>::max(); // in 32 bits
         select(list[static_cast<std::size_t>(isNegative ? count - 1 : sum % count)]);
     }
 
@@ -140,7 +140,7 @@ RC_GTEST_PROP(WidgetProperties, TheSelectionMatchesTheModel, (bool rootIsPlain))
             model.select(node);
             break;
         default: {
-            // Mostly from the root, like the program's screen.
+            // Most moves start at the root, as on the program's screen.
             const std::size_t top = below(3) == 0 ? node : 0;
             const auto step = *rc::gen::weightedOneOf<std::int32_t>(
                 {{9, rc::gen::inRange(-12, 30)}, {1, rc::gen::arbitrary<std::int32_t>()}});
@@ -161,7 +161,7 @@ RC_GTEST_PROP(WidgetProperties, TheSelectionMatchesTheModel, (bool rootIsPlain))
 
 // ---- compositing ----
 
-/// Draws a diagonal whose value depends on the selection, so an outdated surface is visible.
+/// Draws a diagonal whose value depends on the selection, so that an outdated surface is detected.
 class PaintedWidget final : public Exposed<Widget> {
 public:
     void draw() override { surface.drawLine(0, 0, 20, 20, ownValue()); }
@@ -247,7 +247,7 @@ RC_GTEST_PROP(WidgetProperties, ThePictureAfterAnyOperationsEqualsAFullRedraw, (
                 parent.addChild(widget, offset(), offset(), side, side);
             }
         }
-        // Like the event loop, draws after some operations only, and only if needed.
+        // Like the event loop, draws only after some operations, and only if needed.
         if (anyBool()) {
             if (root.needsRedraw()) {
                 root.drawTree();

@@ -76,7 +76,7 @@ TEST_F(WidgetTree, ClearSelectionDeselectsEachWidgetBeforeItsChildren)
     EXPECT_TRUE(other.isSelected());
 }
 
-TEST_F(WidgetTree, SetSelectableNeverSelectsButDeselectsAnUnselectableWidget)
+TEST_F(WidgetTree, SetSelectableDeselectsTheWidgetIfFalseAndNeverSelectsIt)
 {
     a.setSelectable(true);
     EXPECT_TRUE(a.isSelectable());
@@ -118,7 +118,7 @@ protected:
             widget->setSelectable(true);
         }
     }
-    /// The names of all selected widgets in the tree.
+    /// Returns the names of all selected widgets in the tree.
     std::string selected() const
     {
         std::string names;
@@ -154,7 +154,7 @@ TEST_F(Selection, CollectSelectableSkipsHiddenWidgetsAndTheirDescendants)
     EXPECT_EQ(a.collectSelectable(), Widgets());
 }
 
-TEST_F(Selection, MoveSelectionOfThreeWrapsForwardAndStopsAtTheLastEntryBackward)
+TEST_F(Selection, MovingForwardWrapsAroundAndMovingBackwardBeyondTheFirstEntrySelectsTheLast)
 {
     struct Move {
         const char* before; // the selected widget, "" for none
@@ -164,14 +164,14 @@ TEST_F(Selection, MoveSelectionOfThreeWrapsForwardAndStopsAtTheLastEntryBackward
     makeSelectable({&a, &b, &c});
     for (const Move& move : {Move{"b", 1, "c"}, Move{"c", 1, "a"}, Move{"a", 1, "b"}, Move{"a", -1, "c"},
                              Move{"b", -1, "a"}, Move{"c", -1, "b"},
-                             // Backward, any step below the first entry selects the last; forward it wraps around.
+                             // Backward, any step beyond the first entry selects the last; forward, it wraps around.
                              Move{"b", -5, "c"}, Move{"a", -2, "c"}, Move{"a", -3, "c"}, Move{"c", -3, "c"},
                              Move{"c", -2, "a"}, Move{"c", lowest, "c"}, Move{"a", lowest, "c"}, Move{"a", 7, "b"},
                              Move{"a", 3, "a"}, Move{"b", 2, "a"}, Move{"c", 2, "b"}, Move{"c", 3, "c"},
                              // The sum wraps around at 32 bits. A negative sum selects the last entry.
                              Move{"a", highest, "b"}, Move{"b", highest, "c"}, Move{"c", highest, "c"},
                              Move{"c", highest - 1, "c"}, Move{"b", highest - 1, "b"},
-                             // Without a selection only the sign counts.
+                             // Without a selection, only the sign of the step matters.
                              Move{"b", 0, "b"}, Move{"", 1, "a"}, Move{"", -1, "c"}, Move{"", 0, "c"}, Move{"", 5, "a"},
                              Move{"", -5, "c"}, Move{"", highest, "a"}, Move{"", lowest, "c"}}) {
         for (const bool rootIsPlain : {true, false}) {
