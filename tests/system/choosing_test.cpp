@@ -11,7 +11,7 @@ protected:
     }
 };
 
-TEST_F(Menu, EachEncoderEventMovesTheSelectionByOneEntryAndWraps)
+TEST_F(Menu, EachEncoderEventMovesTheSelectionByOneWithWraparound)
 {
     device.toMenu();
     device.turn(1);
@@ -24,7 +24,7 @@ TEST_F(Menu, EachEncoderEventMovesTheSelectionByOneEntryAndWraps)
     expectMenu(true, Selection::Second, "left_past_the_start");
 }
 
-TEST_F(Menu, TheTypeOfAnEncoderEventIsIgnored)
+TEST_F(Menu, OnlyTheValueOfAnEncoderEventMatters)
 {
     device.toMenu();
     device->queueEncoderEvent(EV_KEY, KEY_ENTER, 1);
@@ -35,7 +35,7 @@ TEST_F(Menu, TheTypeOfAnEncoderEventIsIgnored)
     expectMenu(true, Selection::First, "event_with_value_0");
 }
 
-TEST_F(Menu, OffersOnlyTheFactoryResetWithoutAnInstalledVersion)
+TEST_F(Menu, WithoutAnInstalledVersionOffersOnlyTheFactoryReset)
 {
     device.toMenu("", "2.0.0");
     for (const int step : {1, 1, -1}) {
@@ -108,7 +108,7 @@ void PrintTo(const UnusualVersion& version, std::ostream* stream)
 
 class DialogWithVersion : public Dialog, public testing::WithParamInterface<UnusualVersion> {};
 
-TEST_P(DialogWithVersion, TruncatesTheVersionAtTheEndOfTheMessage)
+TEST_P(DialogWithVersion, ShowsAsMuchOfTheVersionAsFits)
 {
     device.toMenu("1.4.2", GetParam().contents);
     device.turn(1);

@@ -27,7 +27,7 @@ while IFS= read -r command; do
 done < "$DEVICE_ROOT/commands.$name"
 )";
 
-/// Escapes for printf's %b.
+/// Encodes every byte as an escape sequence for printf's %b.
 std::string escaped(const std::string& bytes)
 {
     std::string text;
@@ -50,7 +50,7 @@ ControlledScript::ControlledScript(const fs::path& deviceRoot, const std::string
     fs::permissions(script, fs::perms::owner_all);
 
     const fs::path queue = deviceRoot / ("commands." + name);
-    // Opened for reading and writing, so that neither open blocks.
+    // Opened for reading and writing, so that neither this open() nor the script's redirection blocks.
     if (mkfifo(queue.c_str(), 0600) != 0 || (commands = open(queue.c_str(), O_RDWR | O_CLOEXEC)) < 0) {
         throw std::runtime_error("cannot create " + queue.string());
     }

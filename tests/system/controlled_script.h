@@ -1,4 +1,4 @@
-// A script of the device that executes commands from the test.
+// A device script that executes commands sent by the test.
 #pragma once
 
 #include <filesystem>
@@ -8,8 +8,8 @@ namespace sim {
 class SimulatedDevice;
 }
 
-/// A shell script in the device's /usr/sbin/ that reads commands from a FIFO. The operations stop the device's time
-/// until the script has executed the command.
+/// A shell script in the device's /usr/sbin/ that reads commands from a FIFO. No device time passes until the script
+/// has executed the command.
 class ControlledScript {
 public:
     /// `name` is the file name, such as "format.sh".
@@ -18,11 +18,12 @@ public:
     ControlledScript& operator=(const ControlledScript&) = delete;
     ~ControlledScript();
 
-    /// Writes the bytes (at most 60,000) to the pipe, ready for the updater's next read.
+    /// Makes the script print `bytes` (at most 60,000) and returns when they are in the pipe to the updater.
     void print(sim::SimulatedDevice& device, const std::string& bytes) const;
+    /// Makes the script exit.
     void exit(sim::SimulatedDevice& device, int status) const;
 
-    /// The arguments of each start, one line per start.
+    /// The arguments of each call of the script, one line per call.
     [[nodiscard]] std::string calls() const;
 
 private:

@@ -1,4 +1,4 @@
-// Devices that fail while the updater runs.
+// Hardware devices that fail while the updater runs, and absent devices.
 #include "tests/support/process_census.h"
 #include "tests/system/modelled_device.h"
 
@@ -23,7 +23,7 @@ std::string nameOf(std::string fault)
     return fault;
 }
 
-/// Checks at the end that the updater still runs and has no additional threads, children or descriptors.
+/// Checks after each test that the updater is still running and has no additional threads, children or descriptors.
 class FailingDevice : public testing::Test {
 protected:
     void SetUp() override
@@ -124,7 +124,7 @@ INSTANTIATE_TEST_SUITE_P(Long, FailingDisplay,
                                                           Place::Formatting)),
                          nameOfCell);
 
-// After the last step nothing is redrawn: a delayed picture still arrives, a lost picture does not.
+// After the last step nothing is redrawn, so a lost picture never arrives. Only a delayed picture can be tested.
 INSTANTIATE_TEST_SUITE_P(LastStep, FailingDisplay, testing::Values(Cell(sim::fault::hangingDisplay, Place::Installing)),
                          nameOfCell);
 
@@ -171,7 +171,7 @@ TEST_F(FastEncoder, OneRecordIsReadPerIteration)
 
 using Leds = std::array<std::uint8_t, 18>;
 
-// The transfers on the I2C bus, counted from 1.
+// The number of transfers on the I2C bus, and the positions of some of them, counted from 1.
 constexpr int i2cTransferCount = 23;
 constexpr int firstSelection = 1;
 constexpr int resetWrite = 2;
@@ -188,7 +188,7 @@ std::vector<std::string> i2cEvents(const std::vector<std::string>& traffic)
     return events;
 }
 
-/// The bar is lit unless a required transfer was refused.
+/// The expected outputs after transfer `refused` fails; 0 for none. The bar is lit unless a required transfer fails.
 Leds ledsWithout(int refused)
 {
     Leds leds{};
@@ -209,7 +209,7 @@ std::vector<std::string> expectedViolations(int refused)
     return std::vector<std::string>(unanswered, "an I2C write to an unused address");
 }
 
-TEST(RefusedI2cTransfer, LosesOnlyTheEffectOfTheTransfer)
+TEST(RefusedI2cTransfer, LosesOnlyItsOwnEffect)
 {
     TestDevice healthy;
     healthy.switchOn();
@@ -226,7 +226,7 @@ TEST(RefusedI2cTransfer, LosesOnlyTheEffectOfTheTransfer)
         EXPECT_EQ(device->leds(), ledsWithout(refused));
         EXPECT_EQ(device->violations(), expectedViolations(refused));
         device->runTo(27);
-        EXPECT_EQ(device->frameCount(), 2U) << "not exactly the cleared screen and the first picture";
+        EXPECT_EQ(device->frameCount(), 2U) << "expected only the cleared screen and the first picture";
         EXPECT_EQ(device->standardError(), "");
         const ProcessCensus now = takeCensus(device->processId());
         EXPECT_EQ(now.descriptors, census.descriptors);

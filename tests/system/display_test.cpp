@@ -1,4 +1,4 @@
-// When frames are sent, the busy indicator, and a bus that is slower than the main loop.
+// When frames are sent, when the busy indicator turns, and a display bus that is slower than the redraws.
 #include "tests/system/system_test.h"
 
 #include <set>
@@ -34,7 +34,7 @@ protected:
     void SetUp() override { device.switchOn({.frameTime = std::chrono::milliseconds(60)}); }
 };
 
-TEST_F(SlowDisplay, ReceivesOnlyWholeFramesIncludingTheLast)
+TEST_F(SlowDisplay, SkipsFramesButReceivesTheLast)
 {
     device->runTo(20);
     const std::uint64_t first = device->frameCount();

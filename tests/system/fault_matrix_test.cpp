@@ -1,4 +1,4 @@
-// Each kind of faulty script in each state that runs a script.
+// Runs each kind of faulty script in each state of the updater that runs a script.
 #include "tests/support/process_census.h"
 #include "tests/system/modelled_device.h"
 
@@ -31,19 +31,20 @@ enum class File { Present, Missing, NotExecutable };
 
 struct Fault {
     const char* name;
-    /// The exit status as the updater reads it.
+    /// The exit status that the updater reads; 0 after a signal.
     int status;
-    /// The commands of the script after `opening`; they can wait for the test again.
+    /// The script's commands after `opening`. They can call `await` again.
     const char* body;
-    /// Checks the device until the script ends, and releases the script from each wait.
+    /// Checks the device while the script runs, and releases the script from each further `await`.
     void (FaultMatrix::*watch)() = nullptr;
     File file = File::Present;
 };
 
-/// The beginning of every script of the matrix: records its arguments and process ID, then waits for the test.
+/// The beginning of every faulty script. It records its arguments and process ID, waits for the test, prints a progress
+/// line, and waits for the test again.
 constexpr const char* opening = R"(name=${0##*/}
 await() { read -r _ < "$DEVICE_ROOT/commands.$name"; }
-# A shell that runs a command either waits for it or is replaced by it.
+# The shell that popen() starts either waits for this script or has been replaced by it.
 die() {
     ulimit -c 0
     case $(cat "/proc/$PPID/comm") in *sh) kill -s "$1" "$PPID" ;; esac
@@ -110,7 +111,7 @@ protected:
     ProcessCensus before;
 };
 
-// Until the fault.
+// Up to the fault.
 
 std::string FaultMatrix::scriptName() const
 {
@@ -286,7 +287,7 @@ void FaultMatrix::expectNoTraceOfTheScript()
     }
 }
 
-/// A script that killed its shell is not a child of the updater and may run a little longer.
+/// The updater waits only for the shell that popen() starts. A script that kills this shell may run a little longer.
 bool FaultMatrix::endsSoon(pid_t process)
 {
     for (int i = 0; i < 10000 && isRunning(process); ++i) {

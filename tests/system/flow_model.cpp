@@ -1,4 +1,4 @@
-// The transitions of the flow.
+// The transitions of the flow model.
 #include "tests/system/flow_model.h"
 
 #include <utility>
@@ -106,7 +106,7 @@ void FlowModel::fail(int status, std::uint64_t iteration)
     wheelStart.reset();
 }
 
-/// True when the drive was found or the wheel has turned since the last drawing, so the updater draws again.
+/// True if the drive was found or the wheel turned after the last drawing; the updater then draws again.
 bool FlowModel::isRedrawnAfter(std::uint64_t iteration) const
 {
     const std::uint64_t drawn = (iteration - 1) / drawingInterval * drawingInterval;

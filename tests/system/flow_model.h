@@ -9,18 +9,21 @@
 #include <optional>
 #include <string>
 
-/// Each operation is an event; `iteration` is the iteration in which the updater detects the event.
 class FlowModel {
 public:
     enum class Place { Waiting, Preparing, Menu, Dialog, Formatting, Installing, Done, Failed };
 
     FlowModel(std::string installedVersion, std::string firmwareVersion);
 
+    // Events. `iteration` is the iteration in which the updater detects the event.
+
     void driveFound(std::uint64_t iteration);
     void turned(bool right);
     void clicked(std::uint64_t iteration);
     void progressPrinted(const std::string& progress);
     void scriptEnded(int status, std::uint64_t iteration);
+
+    // The expected state.
 
     [[nodiscard]] Place place() const { return current; }
     [[nodiscard]] bool isScriptRunning() const;

@@ -11,7 +11,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// The actual picture in pale grey, red where only the actual picture is dark, blue where only the expected one is.
+/// The actual picture in pale grey; red where it is darker than the expected picture, blue where it is lighter.
 sim::Picture difference(const sim::Picture& actual, const sim::Picture& expected)
 {
     sim::Picture result = actual;
@@ -61,7 +61,7 @@ testing::AssertionResult matchesGolden(const sim::Screen& screen, const std::str
         return testing::AssertionSuccess();
     }
     if (!fs::exists(golden)) {
-        return testing::AssertionFailure() << "no golden screen " << golden.string() << " (./dev screens writes it)";
+        return testing::AssertionFailure() << "no golden screen " << golden.string() << " (./dev screens creates it)";
     }
     return compare(actual, sim::readPng(golden), name);
 }

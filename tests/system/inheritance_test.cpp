@@ -5,7 +5,7 @@ namespace {
 
 using Inheritance = SystemTest;
 
-TEST_F(Inheritance, ScriptsGetTheStandardDescriptorsAndNoDevice)
+TEST_F(Inheritance, ScriptsInheritOnlyTheStandardDescriptors)
 {
     const std::string scripts[] = {"decrypt.sh", "format.sh", "install.sh"};
     for (const std::string& script : scripts) {
@@ -25,7 +25,7 @@ TEST_F(Inheritance, ScriptsGetTheStandardDescriptorsAndNoDevice)
     device.settle();
     EXPECT_TRUE(device->standardOutput().ends_with("Everything done"));
     for (const std::string& script : scripts) {
-        // ls itself reads the directory on the lowest free descriptor, 3.
+        // ls itself opens the directory as descriptor 3, the lowest free descriptor.
         EXPECT_EQ(device.readFile("descriptors." + script), "0\n1\n2\n3\n") << script;
     }
 }

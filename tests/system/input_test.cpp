@@ -1,12 +1,12 @@
-// The debounced button. One poll happens every 10 iterations; an edge counts from the fourth poll that reads the new
-// level.
+// The debounced button. The updater polls it every 10 iterations and detects an edge at the fourth consecutive poll
+// that reads the new level.
 #include "tests/system/system_test.h"
 
 namespace {
 
 class Button : public SystemTest {
 protected:
-    /// Stops in the menu with the factory reset selected, at an iteration that is a multiple of 10.
+    /// Opens the menu, selects the factory reset, and stops at an iteration that is a multiple of 10.
     void SetUp() override
     {
         device.toMenu();
@@ -15,8 +15,7 @@ protected:
         menu = device->screen();
     }
 
-    /// Opens the dialog if the updater detects a click. A press of n polls ends 10 * n iterations after the updater
-    /// detected the press.
+    /// The updater detects the release 10 * `polls` iterations after it detects the press. A click opens the dialog.
     void holdForPolls(std::uint64_t polls)
     {
         device->press();

@@ -23,7 +23,7 @@ void ModelledDevice::advance(bool isReset)
         awaitScriptEnd(0);
         device->run(1);
     } else {
-        turn(isChoice ? isReset : true); // to the operation or to "Yes"
+        turn(isChoice ? isReset : true); // selects the operation or "Yes"
         click();
     }
 }

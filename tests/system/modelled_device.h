@@ -7,23 +7,24 @@
 #include <cstdint>
 #include <string>
 
-/// Each operation acts on the device and on the model. Tests may replace the scripts until the drive is found.
+/// Each operation acts on both the device and the model. Tests may replace the scripts before the drive is found.
 class ModelledDevice {
 public:
     ModelledDevice(const std::string& oldVersion, const std::string& newVersion);
 
+    /// Plugs in a drive and runs until the updater has found it.
     void findDrive();
-    /// Performs the next step of a whole update or factory reset: finds the drive, ends the running script with status
-    /// 0, chooses the operation, or confirms it.
+    /// Performs the next step of an update or a factory reset: finds the drive, ends the running script with status 0,
+    /// chooses the operation, or confirms it.
     void advance(bool isReset);
     void turn(bool right);
     void click();
     void pressLong();
-    /// Prints the progress from `script`, which must be running.
+    /// Makes `script` print the progress line. The script must be running.
     void printProgress(const ControlledScript& script, const std::string& progress);
-    /// Waits for the end of the running script, which has received the command to exit with `status`.
+    /// Waits until the running script has ended. `status` is its exit status.
     void awaitScriptEnd(int status);
-    /// The running script, if there is one.
+    /// The running script. A script must be running.
     [[nodiscard]] const ControlledScript& currentScript() const;
 
     /// Runs until the display shows every change.
@@ -31,7 +32,8 @@ public:
     /// The screen that the model expects on the display.
     [[nodiscard]] sim::Screen expectedScreen();
 
-    // Call these when the device has settled. If the screens differ, they write pictures under `name`.
+    // Call these only when the display shows every change. If the screens differ, they write pictures with `name` in
+    // the file names.
 
     [[nodiscard]] testing::AssertionResult showsExpectedScreen(const std::string& name);
     /// Also checks that the device is healthy.
@@ -43,5 +45,6 @@ public:
 private:
     void press(std::uint64_t iterations);
 
+    /// The iteration in which the updater detects the last release of the button.
     std::uint64_t releaseSeen = 0;
 };

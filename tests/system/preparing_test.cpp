@@ -16,7 +16,7 @@ TEST_F(Waiting, ChecksForTheDriveEvery501Iterations)
     EXPECT_TRUE(device->isScriptRunning());
 }
 
-TEST_F(Waiting, AnUnexpectedErrorOfTheCheckEndsTheProgram)
+TEST_F(Waiting, AnUnexpectedErrorInTheDriveCheckEndsTheProgram)
 {
     expectsHealth = false;
     device.switchOn();
@@ -39,7 +39,7 @@ TEST_F(Waiting, AScriptThatCannotBeStartedEndsTheProgram)
 
 class Preparing : public SystemTest {};
 
-TEST_F(Preparing, ReplacesTheProgressWithEachLine)
+TEST_F(Preparing, EachProgressLineReplacesThePreviousLine)
 {
     device.toPreparing();
     for (const std::string progress : {"Decrypting 10%", "Decrypting 20%", ""}) {

@@ -22,12 +22,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// The progress lines of decrypt.sh, which reads the drive.
+/// The number of progress lines that decrypt.sh prints. Only decrypt.sh reads the drive.
 constexpr int decryptLines = 6;
 
 constexpr int never = 0;
 
-/// An operation and the number of progress lines of all its scripts.
+/// An operation and the number of progress lines that all its scripts print.
 struct Job {
     const char* name;
     int turn; ///< selects the operation in the menu
@@ -35,8 +35,8 @@ struct Job {
     sim::Outcome outcome;
 };
 
-// An update prints 4 lines while formatting, because it keeps the presets, and 20 while installing; a factory reset
-// prints 2 and, because it installs presets, 23.
+// While formatting, an update prints 4 lines, because it keeps the presets; a factory reset prints 2. While installing,
+// an update prints 20 lines; a factory reset prints 23, because it installs the factory presets too.
 constexpr Job update = {"Update", -1, decryptLines + 4 + 20, sim::Outcome::Updated};
 constexpr Job factoryReset = {"FactoryReset", 1, decryptLines + 2 + 23, sim::Outcome::Reset};
 
@@ -54,7 +54,7 @@ protected:
             << "wait_for_test() { read -r _ <\"$DEVICE_ROOT/go\"; }\n"
                "show() { printf 'SHOW: %s\\n' \"$1\"; wait_for_test; }\n"
                "wait_for_test\n";
-        // Opened for reading and writing, so that neither open blocks.
+        // Opened for reading and writing, so that neither this open() nor the scripts' redirections block.
         if (mkfifo((root / "go").c_str(), 0600) != 0 || (go = open((root / "go").c_str(), O_RDWR | O_CLOEXEC)) < 0) {
             throw std::runtime_error("cannot create the FIFO of the scripts");
         }
@@ -66,7 +66,8 @@ protected:
         device.plug(drive);
         device.runTo(usbCheckPeriod);
     }
-    /// Releases the running script and the next one line by line; pulls the drive at line `pulledLine`.
+    /// Releases the scripts line by line until none is running. Pulls the drive at line `pulledLine`, counted over all
+    /// scripts.
     void followScripts(int pulledLine);
     bool awaitLine();
     void release() const;
@@ -96,7 +97,7 @@ void HeldScripts::followScripts(int pulledLine)
     device.run(40); // until the display shows every change
 }
 
-/// Returns false when the script has ended; the next one may already run.
+/// Waits for the next progress line. Returns false if the script has ended instead; the next script may be running.
 bool HeldScripts::awaitLine()
 {
     const std::string before = device.standardOutput();

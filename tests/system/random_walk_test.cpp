@@ -11,7 +11,7 @@ enum class Act { TurnLeft, TurnRight, Click, LongPress, Wait, Progress, Noise, S
 
 struct Step {
     Act act;
-    /// The exit status of a failing script; otherwise an arbitrary amount.
+    /// Fail: the exit status. Wait and Noise: scales the length. Progress: the step number. Otherwise unused.
     int number;
 };
 
@@ -76,7 +76,7 @@ public:
     [[nodiscard]] bool wereTheRightScriptsStarted()
     {
         if (model.isScriptRunning()) {
-            walker.currentScript().print(*device, "noise"); // the script has recorded its call before it prints
+            walker.currentScript().print(*device, "noise"); // waits until the script has recorded its call
         }
         const std::string format = model.isReset() ? "1\n" : "0\n";
         const bool hasFormatted = !device.format.calls().empty();
@@ -101,7 +101,7 @@ private:
                          "noise\n\nSHOW:\n" + std::string(static_cast<std::size_t>(step.number) * 100, 'x') + "\n");
         } else {
             const int status = step.act == Act::Succeed ? 0 : step.number;
-            walker.settle(); // the earlier progress must be drawn before it is replaced
+            walker.settle(); // the display must show the earlier progress before the result replaces it
             script.exit(*device, status);
             walker.awaitScriptEnd(status);
         }
@@ -123,7 +123,7 @@ void walkAtRandom()
         RC_ASSERT(walk.isAsExpected());
     }
     RC_ASSERT(walk.wereTheRightScriptsStarted());
-    RC_CLASSIFY(walk.isOver(), "reached an end");
+    RC_CLASSIFY(walk.isOver(), "reached a final screen");
 }
 
 /// The parameter is the number of walks.

@@ -1,4 +1,4 @@
-// The layout of the screens, drawn from the PNG files by the drawing model.
+// The layout of the screens, drawn with the drawing model from the PNG files.
 #include "tests/system/screen_painter.h"
 
 #include "sim/device/png_file.h"
@@ -16,10 +16,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Iterations that a frame takes to reach the display.
+/// The number of iterations that a frame takes to reach the display.
 constexpr std::uint64_t transferIterations = 7;
 
-/// A picture of img/, with black as full ink.
+/// Loads a picture from img/. Black pixels become full ink, all others blank.
 const model::Raster& image(const std::string& name)
 {
     static std::map<std::string, model::Raster> images;

@@ -11,7 +11,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Confirms the dialog's "Yes" and runs until the busy indicator shows its first frame again.
+/// Chooses "Yes" in the dialog and runs until the busy indicator shows its first frame again.
 void startWork(TestDevice& device, bool factoryReset)
 {
     factoryReset ? device.toFactoryDialog() : device.toUpdateDialog();
@@ -130,7 +130,7 @@ INSTANTIATE_TEST_SUITE_P(Golden, Screen, testing::ValuesIn(goldenScreens), [](co
     return name;
 });
 
-TEST(GoldenScreens, FolderContainsNoOtherPictures)
+TEST(GoldenScreens, FolderContainsExactlyTheComparedPictures)
 {
     std::set<std::string> expected;
     for (const GoldenScreen& screen : goldenScreens) {

@@ -66,12 +66,12 @@ TEST_F(Startup, SendsTheDocumentedTransfersToLedsAndDisplay)
     EXPECT_EQ(device->standardError(), "");
 }
 
-TEST_F(Startup, SendsTheFirstFrameAtTheTwentiethIteration)
+TEST_F(Startup, SendsTheFirstFrameInTheTwentiethIteration)
 {
     device.switchOn();
-    // The first iteration ended 336.59 ms after power-up; a frame takes 6.55 ms on the bus.
+    // The first iteration begins 336.59 ms after power-up; a frame takes 6.55 ms on the bus.
     device->runTo(19);
-    EXPECT_EQ(device->frameCount(), 1U) << "not only the cleared screen";
+    EXPECT_EQ(device->frameCount(), 1U) << "expected only the cleared screen";
     device->runTo(20);
     EXPECT_EQ(device->traffic().back(), "355590 spi C 5C");
     device->runTo(26);

@@ -1,4 +1,4 @@
-// Runs the device to the state in which a test begins.
+// Brings the device to the state in which a test begins.
 #include "tests/system/system_test.h"
 
 #include <utility>

@@ -1,4 +1,4 @@
-// The fixture of the system tests: the real updater on a simulated device, with scripts that the test controls.
+// The fixture for the system tests: the real updater on a simulated device, with scripts that the test controls.
 #pragma once
 
 #include "sim/device/simulated_device.h"
@@ -15,12 +15,12 @@
 #include <memory>
 #include <string>
 
-/// A device in virtual time. It is off until `switchOn`.
+/// A simulated device in virtual time. It is off until `switchOn` is called.
 class TestDevice {
 public:
     TestDevice();
 
-    /// Fills in the paths of `setup`.
+    /// Sets the paths in `setup` and switches the device on.
     sim::SimulatedDevice& switchOn(sim::DeviceSetup setup = {});
     sim::SimulatedDevice& operator*() { return *device; }
     sim::SimulatedDevice* operator->() { return device.get(); }
@@ -32,12 +32,14 @@ public:
     void replaceScript(const std::string& name, const std::string& body) const;
     void setVersions(const std::string& oldVersion, const std::string& newVersion) const;
 
-    // Each of these operations ends when the display shows every change.
-
-    /// Runs until the next redraw and its transfer are over.
-    void settle();
-    /// Plugs a drive with a partition, switches the device on if it is off, and runs until the drive is found.
+    /// Plugs in a drive with a partition, switches the device on if it is off, and runs until the updater finds the
+    /// drive.
     void toPreparing();
+
+    // Each of these operations returns once the display shows every change.
+
+    /// Runs until the next redraw has reached the display.
+    void settle();
     void toMenu(const std::string& oldVersion = "1.4.2", const std::string& newVersion = "2.0.0");
     void toUpdateDialog();
     void toFactoryDialog();
@@ -46,12 +48,12 @@ public:
     void turn(int steps);
     void click();
 
-    /// True when the screen is `message` with any frame of the wheel.
+    /// True if the screen shows exactly `message` and any frame of the wheel.
     [[nodiscard]] bool showsMessageAndWheel(const std::string& message);
-    /// The frame (0 to 7) of the wheel under the waiting message; -1 for any other screen.
+    /// The wheel's frame (0 to 7) on the waiting screen; -1 for any other screen.
     [[nodiscard]] int shownWheel();
 
-    /// Fails when the updater has ended or has violated a protocol of its devices.
+    /// Fails if the updater has ended or has violated a device protocol.
     testing::AssertionResult isHealthy();
 
 private:
@@ -68,7 +70,7 @@ private:
     std::unique_ptr<sim::SimulatedDevice> device;
 };
 
-/// Checks at the end that the device is healthy, unless the test clears `expectsHealth`.
+/// Checks after each test that the device is healthy, unless the test clears `expectsHealth`.
 class SystemTest : public testing::Test {
 protected:
     void TearDown() override;

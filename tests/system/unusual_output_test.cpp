@@ -65,7 +65,7 @@ TEST_F(UnusualOutput, StandardErrorIsPassedThrough)
     EXPECT_EQ(device->standardError(), "SHOW: hidden\n");
 }
 
-TEST_F(UnusualOutput, LongTextIsTruncatedAtTheEndOfTheMessage)
+TEST_F(UnusualOutput, LongTextIsTruncatedAtTheEndOfTheMessageArea)
 {
     device.toPreparing();
     std::string text;

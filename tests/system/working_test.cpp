@@ -26,7 +26,7 @@ TEST_P(Working, RunsFormatAndInstallAndShowsTheirProgressUnderOneHeader)
     EXPECT_EQ(device->standardOutput(), "Starting updater...\nStarted install.sh\n");
     device.install.print(*device, "SHOW: Copying 3 of 7\n");
     device.settle();
-    EXPECT_EQ(device.install.calls(), "\n") << "not started exactly once without an argument";
+    EXPECT_EQ(device.install.calls(), "\n") << "expected exactly one call without arguments";
     EXPECT_TRUE(device.showsMessageAndWheel(header + "Copying 3 of 7"));
     device.install.exit(*device, 0);
     device.settle();
@@ -35,7 +35,7 @@ TEST_P(Working, RunsFormatAndInstallAndShowsTheirProgressUnderOneHeader)
         << "the last line, which has no line end, was not flushed";
 }
 
-TEST_P(Working, FailedFormatStartsNoInstallation)
+TEST_P(Working, InstallationDoesNotStartAfterAFailedFormat)
 {
     device.toFormatting(isReset());
     device.format.exit(*device, 1);
