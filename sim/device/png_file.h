@@ -27,7 +27,7 @@ struct Picture {
 /// Maps grey levels 0 to 3 to 255, 170, 84 and 0. Each pixel becomes a square of `scale` by `scale` pixels.
 [[nodiscard]] Picture pictureOf(const Screen& screen, int scale = 1);
 
-/// `writePng` and `readPng` throw std::runtime_error when they fail.
+/// `writePng` and `readPng` throw std::runtime_error if they fail.
 void writePng(const std::filesystem::path& path, const Picture& picture);
 [[nodiscard]] Picture readPng(const std::filesystem::path& path);
 

@@ -15,7 +15,8 @@ public:
     ProcessGroup& operator=(const ProcessGroup&) = delete;
     ~ProcessGroup();
 
-    /// Calls `program` in a new process; `program` must not return. Throws std::runtime_error when fork fails.
+    /// Calls `program` in a new process. If `program` returns, the process ends with exit status 127. Throws
+    /// std::runtime_error if fork fails.
     void start(const std::function<void()>& program);
     /// The wait status of the process (see waitpid) if it has ended.
     [[nodiscard]] std::optional<int> waitStatus();

@@ -1,4 +1,4 @@
-// Checks of executable files.
+// Checks executable files.
 #pragma once
 
 #include <filesystem>

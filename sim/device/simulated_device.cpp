@@ -69,8 +69,8 @@ std::string pathOf(int file)
 }
 
 /// Opens the library for the loader. LD_PRELOAD cannot contain a path with a blank or a colon, so the library is passed
-/// as a descriptor. If the loader cannot load the library, it starts the program on the real hardware. The library is
-/// therefore loaded here first.
+/// as a descriptor. If the loader cannot load a library, it only prints a warning, and the program would use the real
+/// hardware. Therefore the library is first loaded here, which reports any failure.
 int openLibrary(const fs::path& path)
 {
     unsetenv(rootVariable); // without this variable the library does nothing
@@ -231,7 +231,7 @@ void SimulatedDevice::awaitReply() const
     const auto start = std::chrono::steady_clock::now();
     while (!channel->hasMessage(slice)) {
         if (setup.timeout.count() > 0 && std::chrono::steady_clock::now() - start >= setup.timeout) {
-            throw std::runtime_error("the updater does not reply");
+            throw std::runtime_error("the updater did not reply in time");
         }
         callWhileWaiting();
     }

@@ -23,7 +23,7 @@ namespace sim {
 enum class Time {
     /// An iteration takes a millisecond. For interactive use.
     Real,
-    /// The device runs only in `run` and `runTo`. Scripts take no time. For tests.
+    /// The device runs only during `run`, `runTo` and `click`. Scripts take no device time. For tests.
     Virtual,
     /// Virtual, but no faster than real time while a script runs. For scenarios.
     VirtualPaced,
@@ -37,7 +37,7 @@ struct DeviceSetup {
     Time time = Time::Virtual;
     /// Names from injected_faults.h.
     std::vector<std::string> injectedFaults{};
-    /// The transfer time of a frame; 0 for the time given by the bus speed.
+    /// The transfer time of a frame; 0 for the time that follows from the bus speed.
     std::chrono::microseconds frameTime{0};
     /// The I2C transfer that fails, counted from 1; 0 for none. Selecting a device counts as a transfer.
     int refusedI2cTransfer = 0;
@@ -45,11 +45,11 @@ struct DeviceSetup {
     bool keepsTraffic = true;
     /// Added to the environment of the updater and its scripts, as NAME=VALUE.
     std::vector<std::string> environment{};
-    /// How long to wait for a reply of the updater; 0 for no limit.
+    /// How long to wait for a reply from the updater; 0 for no limit.
     std::chrono::milliseconds timeout{0};
     /// How long the updater may run after it has closed its socket, before it is killed.
     std::chrono::milliseconds endTimeout{20000};
-    /// Called every 100 ms while waiting for a reply. An exception ends the wait and propagates.
+    /// Called at least every 100 ms while waiting for the updater. An exception ends the wait and propagates.
     std::function<void()> whileWaiting{};
 };
 
@@ -59,7 +59,7 @@ public:
     [[nodiscard]] const char* what() const noexcept override { return "the updater has ended"; }
 };
 
-/// Operations throw DeviceEnded when the updater has ended, and std::runtime_error when the device cannot be started or
+/// Operations throw DeviceEnded if the updater has ended, and std::runtime_error if the device cannot be started or
 /// does not reply in time.
 class SimulatedDevice {
 public:
@@ -117,7 +117,7 @@ public:
     [[nodiscard]] pid_t processId() const { return process.getPid(); }
     /// A description such as "exit status 1" or "signal 11".
     [[nodiscard]] static std::string describe(int waitStatus);
-    /// Adds the name of the signal: "signal 11 (Segmentation fault)".
+    /// Like `describe`, with the name of the signal: "signal 11 (Segmentation fault)".
     [[nodiscard]] static std::string explain(int waitStatus);
 
     // Faults.

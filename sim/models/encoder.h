@@ -10,7 +10,8 @@ namespace sim {
 
 class Encoder {
 public:
-    /// Queues a report of the kernel's rotary encoder driver: a relative movement and an end-of-report record.
+    /// Queues the records that the kernel's rotary encoder driver sends for a turn: a relative movement and an
+    /// end-of-report record.
     void turn(std::int32_t steps);
     void queue(std::uint16_t type, std::uint16_t code, std::int32_t value);
     /// Removes and returns the oldest record, if any.

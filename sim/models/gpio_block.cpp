@@ -1,4 +1,4 @@
-// Function selects, write-only set and clear latches, and levels.
+// The function select, set, clear and level registers.
 #include "sim/models/gpio_block.h"
 
 #include <atomic>
@@ -29,7 +29,7 @@ std::uint32_t withBit(std::uint32_t word, int line, bool value)
     return value ? word | mask : word & ~mask;
 }
 
-/// Returns the stored word and clears it, atomically because another thread may store at the same time.
+/// Returns the stored word and clears it. The operation is atomic, because another thread may store at the same time.
 std::uint32_t takeStore(volatile std::uint32_t& word)
 {
     return std::atomic_ref(const_cast<std::uint32_t&>(word)).exchange(0);
@@ -94,7 +94,7 @@ void GpioBlock::takeLatches()
             violations.add("GPIO line " + std::to_string(line) + " was driven while it was an input");
         }
         if (isSet && isCleared) {
-            violations.add("GPIO line " + std::to_string(line) + " was set and cleared at once");
+            violations.add("GPIO line " + std::to_string(line) + " was set and cleared simultaneously");
         }
         const bool before = bit(latch, line);
         latch = withBit(latch, line, isSet);

@@ -29,11 +29,11 @@ public:
 
     /// Processes the stores since the last call and updates the level register.
     void sync();
-    /// Sets the level that the board applies to an input line; initially all lines are high.
+    /// Sets the level that the board applies to an input line. Initially the board applies a high level to all lines.
     void setInput(int line, bool level);
 
     [[nodiscard]] bool isOutput(int line) const;
-    /// The latched level of an output, the applied level of an input.
+    /// The latched level of an output, or the applied level of an input.
     [[nodiscard]] bool level(int line) const;
 
 private:

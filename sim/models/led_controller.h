@@ -9,7 +9,8 @@
 
 namespace sim {
 
-/// The first byte of a write is a register number; the remaining bytes go to that register and the following ones.
+/// The first byte of a write is a register number. The remaining bytes are written to that register and to the
+/// registers that follow it.
 class LedController {
 public:
     static constexpr std::uint8_t address = 0x6C;
@@ -18,10 +19,10 @@ public:
     explicit LedController(Violations& violationList) : violations(violationList) {}
 
     void write(std::span<const std::uint8_t> bytes);
-    /// Returns the register that the last write addressed.
+    /// Returns the register whose number was the first byte of the last write; 0 if there is no such register.
     [[nodiscard]] std::uint8_t read() const;
 
-    /// The brightness of the outputs, in register order: 0 while the controller or the output is disabled.
+    /// The brightness of the outputs, in register order; 0 while the controller or the output is disabled.
     [[nodiscard]] std::array<std::uint8_t, outputCount> outputs() const;
 
 private:

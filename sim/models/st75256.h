@@ -33,7 +33,7 @@ public:
     /// mode.
     [[nodiscard]] Screen screen() const;
     [[nodiscard]] bool isLit() const;
-    /// Frames received in full, that is, memory writes that filled the address window.
+    /// The number of complete frames, that is, of memory writes that filled the address window.
     [[nodiscard]] std::uint64_t frameCount() const { return frames; }
 
 private:

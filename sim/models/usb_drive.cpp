@@ -1,4 +1,4 @@
-// Creates and removes the drive's nodes.
+// Creates and removes the drive's device nodes.
 #include "sim/models/usb_drive.h"
 
 #include <array>
@@ -28,8 +28,8 @@ std::uint32_t littleEndian32(const std::uint8_t* bytes)
            static_cast<std::uint32_t>(bytes[2]) << 16 | static_cast<std::uint32_t>(bytes[3]) << 24;
 }
 
-/// Returns the first entry of the partition table in the first sector. A FAT boot sector has the same signature, so an
-/// entry is valid only if it starts with a status byte and lies within the image.
+/// Returns the first partition if the first sector contains a partition table. A FAT boot sector has the same
+/// signature, so the entry must also have a valid status byte and a type, and the partition must lie within the image.
 std::optional<Extent> firstPartition(const fs::path& image)
 {
     constexpr std::size_t entry = 446;
@@ -81,7 +81,7 @@ void UsbDrive::plug(const fs::path& image)
         throw std::runtime_error("no such drive image: " + image.string());
     }
     unplug();
-    // The partition is created first because a program that finds the disk may look for the partition immediately.
+    // The partition is created first, because a program that finds the disk may check for the partition immediately.
     if (const auto extent = firstPartition(image)) {
         copyExtent(image, *extent, partition);
     }

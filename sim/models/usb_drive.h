@@ -1,20 +1,20 @@
-// A USB drive in the device's port: its device nodes, as files.
+// The device's USB port and the drive in it, represented by its device nodes.
 #pragma once
 
 #include <filesystem>
 
 namespace sim {
 
-/// A plugged drive is the file dev/sda (the whole disk) and, if the disk has a partition table, dev/sda1 (its first
-/// partition), both in the device's folder and both copies, so that the image never changes.
+/// While a drive is plugged in, the device's folder contains the file dev/sda (the whole disk) and, if the disk has a
+/// partition table, dev/sda1 (its first partition). Both files are copies, so the drive image never changes.
 class UsbDrive {
 public:
-    /// `deviceRoot` is the folder in which the device keeps its files.
+    /// `deviceRoot` is the folder with the device's files.
     explicit UsbDrive(const std::filesystem::path& deviceRoot);
 
-    /// Throws std::runtime_error when the image cannot be read.
+    /// Replaces the current drive, if any. Throws std::runtime_error if the image cannot be read.
     void plug(const std::filesystem::path& image);
-    /// Later reads through open descriptors return end-of-file.
+    /// Afterwards, reads through descriptors that are still open return end-of-file.
     void unplug();
     [[nodiscard]] bool isPlugged() const;
 

@@ -40,7 +40,7 @@ public:
     [[nodiscard]] const std::string& getRoot() const { return root; }
     /// The path in the device's folder that replaces `path`, if the board simulates `path`.
     [[nodiscard]] std::optional<std::string> redirect(std::string_view path) const;
-    /// The endpoint with the device path `path`, or None.
+    /// The endpoint at the device path `path`; None for all other paths.
     [[nodiscard]] static Endpoint endpointAt(std::string_view path);
     [[nodiscard]] Endpoint endpointOf(int fd) const;
 
@@ -61,9 +61,10 @@ public:
 
     /// `fault` is a name from injected_faults.h, such as "absent spi"; `on` = false removes it.
     void setInjectedFault(const std::string& fault, bool on);
-    /// Overrides the transfer time of 10240 bytes; 0 restores the time given by the bus speed.
+    /// Overrides the transfer time of a frame (10240 bytes); 0 restores the time that follows from the bus speed.
     void setFrameTime(Timeline::Duration duration) { frameTime = duration; }
-    /// Makes transfer `number` fail, counted from 1 and including device selections; 0 for none.
+    /// Makes the I2C transfer with this number fail; 0 for none. Transfers, including device selections, are counted
+    /// from 1.
     void refuseI2cTransfer(int number) { refusedI2cTransfer = number; }
     void setButton(bool pressed);
     void turn(std::int32_t steps);
@@ -73,9 +74,10 @@ public:
     [[nodiscard]] std::uint64_t frameCount();
     [[nodiscard]] std::array<std::uint8_t, LedController::outputCount> leds();
     [[nodiscard]] std::vector<std::string> violationList();
-    /// `on` = false stops the traffic log, so that a long run does not exhaust the memory.
+    /// If `on` is false, stops the traffic log, so that a long run does not exhaust the memory.
     void keepTraffic(bool on);
-    /// The events on the buses and lines, oldest first; consecutive equal events are one line with their count.
+    /// The events on the buses and lines, oldest first. Consecutive equal events share one line, with their count at
+    /// the end.
     [[nodiscard]] std::vector<std::string> traffic();
 
 private:

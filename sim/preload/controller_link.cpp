@@ -85,7 +85,7 @@ void ControllerLink::serveUntilResumed()
     }
 }
 
-/// Waits for one request and executes it. Exits when the controller has closed the connection.
+/// Waits for one request and executes it. Ends the program if the controller has closed the connection.
 void ControllerLink::serveOne()
 {
     const auto request = channel.receive();
@@ -173,7 +173,7 @@ constinit const ControllerLink::Request ControllerLink::requests[] = {
     // BYTES: replies when that many bytes of script output are unread or the script has ended.
     {"await-output",
      [](ControllerLink& link, Words& words) {
-         return std::string(link.awaitOutput(take<int>(words)) ? "" : "error timeout while waiting for the script");
+         return std::string(link.awaitOutput(take<int>(words)) ? "" : "error timed out while waiting for the script");
      }},
     // No argument: replies with the state of the device.
     {"status", [](ControllerLink& link, Words&) { return link.status(); }},
@@ -216,7 +216,7 @@ bool ControllerLink::awaitOutput(int byteCount) const
     const auto deadline = std::chrono::steady_clock::now() + scriptTimeout;
     while (std::chrono::steady_clock::now() < deadline) {
         constexpr int sliceMs = 1;
-        pollfd entry = {scriptFd, 0, 0}; // reports only that the script has closed its output
+        pollfd entry = {scriptFd, 0, 0}; // without requested events, poll reports only that the output was closed
         poll(&entry, 1, sliceMs);
         int available = 0;
         ioctl(scriptFd, FIONREAD, &available);

@@ -11,16 +11,16 @@
 
 namespace sim {
 
-/// A request consists of words separated by blanks. See `requests` in controller_link.cpp. A reply that starts with
-/// "error " reports a failure. In virtual time the program stops at the end of an iteration until the controller
-/// requests more iterations.
+/// A request consists of words separated by blanks; `requests` in controller_link.cpp lists all requests. A reply that
+/// starts with "error " reports a failure. In virtual time the program stops after its first iteration, and then after
+/// each requested number of iterations, until the controller requests more.
 class ControllerLink {
 public:
     ControllerLink(Board& simulatedBoard, int socket);
 
     /// Serves requests until the controller sends "start".
     void waitForStart();
-    /// Called when the main thread sleeps; a sleep of 1000 microseconds is one iteration of the main loop.
+    /// Called when the main thread sleeps. A sleep of 1000 microseconds ends an iteration of the main loop.
     void sleep(std::uint64_t microseconds);
     /// The output pipe of the running script; -1 if none runs.
     void setScript(int fd) { scriptFd = fd; }
@@ -48,10 +48,10 @@ private:
     std::uint64_t iteration = 0;
     /// The iteration at whose end the program stops.
     std::uint64_t stopAt = 1;
-    /// Whether virtual time is no faster than real time while a script runs.
+    /// Whether virtual time must not run faster than real time while a script runs.
     bool keepsPace = false;
     bool isResumed = false;
-    /// Whether a "run" request has not been replied to.
+    /// Whether the reply to a "run" request is pending.
     bool isReplyPending = false;
 };
 

@@ -5,7 +5,7 @@
 
 namespace sim {
 
-/// The definition of `name` that this library overrides.
+/// Returns the definition of `name` that this library overrides.
 template <typename Function>
 Function* realCall(const char* name)
 {

@@ -50,7 +50,7 @@ __attribute__((constructor)) void setUp()
     }
     const int fd = descriptorIn(sim::socketVariable);
     fcntl(fd, F_SETFD, FD_CLOEXEC);
-    REAL(close)(descriptorIn(sim::libraryVariable)); // the library is loaded
+    REAL(close)(descriptorIn(sim::libraryVariable)); // no longer needed: the library is loaded
     // The scripts run without the library.
     unsetenv("LD_PRELOAD");
     unsetenv(sim::socketVariable);
@@ -65,7 +65,7 @@ bool isDevice(int fd)
     return simulation != nullptr && simulation->board.endpointOf(fd) != sim::Endpoint::None;
 }
 
-/// Returns the path to use instead of `path`, valid as long as `buffer` is.
+/// Returns the path in the device's folder that replaces `path`, stored in `buffer`, or `path` itself.
 const char* redirected(const char* path, std::string& buffer)
 {
     if (simulation != nullptr && path != nullptr) {
@@ -121,7 +121,7 @@ int queryStatus(const char* path, struct stat* result)
     return REAL(stat)(redirected(path, buffer), result);
 }
 
-/// The function of a new thread.
+/// The function that a new thread calls, and its argument.
 struct ThreadStart {
     void* (*routine)(void*);
     void* argument;
@@ -140,7 +140,7 @@ void* runThread(void* argument)
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library's headers use reserved names.
 extern "C" {
 
-/// sim::librarySymbol.
+/// The symbol that sim::librarySymbol names.
 extern const int tonecrate_simulated_device;
 const int tonecrate_simulated_device = 1;
 
@@ -218,7 +218,7 @@ int stat(const char* path, struct stat* result)
 
 int stat64(const char* path, struct stat64* result)
 {
-    static_assert(sizeof(struct stat) == sizeof(struct stat64), "the same layout on a 64-bit system");
+    static_assert(sizeof(struct stat) == sizeof(struct stat64), "stat and stat64 must have the same layout");
     return queryStatus(path, reinterpret_cast<struct stat*>(result));
 }
 

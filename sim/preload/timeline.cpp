@@ -9,7 +9,7 @@ namespace sim {
 
 bool onMainThread()
 {
-    thread_local const bool isMain = gettid() == getpid(); // cached: called in every iteration of the program
+    thread_local const bool isMain = gettid() == getpid(); // cached for speed: called in every iteration
     return isMain;
 }
 
@@ -94,7 +94,7 @@ void Timeline::waitForIdle(std::unique_lock<std::mutex>& lock)
     becameIdle.wait(lock, [this] { return busyThreads == 0; });
 }
 
-/// Unlocks before it notifies, so that the main thread does not wake up only to wait for the lock.
+/// Unlocks before notifying, so that the main thread does not wake up only to wait for the lock.
 void Timeline::endBusy(std::unique_lock<std::mutex>& lock)
 {
     const bool isIdle = --busyThreads == 0;

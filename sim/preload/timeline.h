@@ -10,10 +10,10 @@
 
 namespace sim {
 
-/// In real time, `pass` sleeps. In virtual time the clock advances only while the main thread sleeps, and jumps from
-/// one event to the next. A transfer of another thread ends exactly at its end time. A thread is busy unless it waits
-/// on a condition variable or for the end of a transfer. The clock does not advance while another thread is busy, so
-/// the order and the times of all events are independent of the speed of the machine.
+/// In real time, `pass` sleeps. In virtual time, the clock advances only while the main thread sleeps, and it jumps
+/// from one event to the next: the end of a transfer on another thread, or the end of the sleep. A thread is busy
+/// unless it waits on a condition variable or for the end of a transfer. The clock does not advance while another
+/// thread is busy, so the order and the times of all events are independent of the speed of the machine.
 class Timeline {
 public:
     using Duration = std::chrono::nanoseconds;
@@ -51,7 +51,7 @@ public:
         /// A woken thread counts as busy immediately, before it runs.
         bool isWoken = false;
     };
-    /// Whether this class waits on the condition variable itself; such waits are not intercepted.
+    /// Whether this class waits on the condition variable itself. Such waits must not be reported by `Waiting`.
     [[nodiscard]] bool owns(const void* conditionVariable);
     /// Marks one thread that waits on the condition variable, or all of them, as busy.
     void wake(const void* conditionVariable, bool all);

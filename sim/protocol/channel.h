@@ -1,4 +1,4 @@
-// Messages between the simulated board, inside the program under test, and its controller.
+// Messages between the simulated board, which runs inside the program under test, and its controller.
 #pragma once
 
 #include <chrono>
@@ -18,11 +18,11 @@ public:
     Channel& operator=(const Channel&) = delete;
     ~Channel();
 
-    /// Returns false when the other end is closed.
+    /// Returns false if the other end is closed.
     bool send(std::string_view message);
-    /// Blocks until a message arrives. Returns nothing when the other end is closed.
+    /// Blocks until a message arrives. Returns nothing if the other end is closed.
     std::optional<std::string> receive();
-    /// Waits at most `timeout` for a message. True also when the other end is closed.
+    /// Waits at most `timeout` for a message. Returns true if a message has arrived or the other end is closed.
     [[nodiscard]] bool hasMessage(std::chrono::milliseconds timeout = {}) const;
 
 private:

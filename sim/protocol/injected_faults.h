@@ -29,7 +29,9 @@ inline constexpr const char* failingLeds = "failing i2c";
 inline constexpr const char* failingEncoder = "failing encoder";
 /// A read returns end-of-file.
 inline constexpr const char* endedEncoder = "ended encoder";
+/// No script can be started.
 inline constexpr const char* noProcesses = "no processes";
+/// Checking whether the drive exists fails with EACCES.
 inline constexpr const char* forbiddenDrive = "forbidden drive";
 
 inline constexpr std::string_view all[] = {

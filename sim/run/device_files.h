@@ -1,4 +1,4 @@
-// Creates devices and drives for the simulator in a temporary folder, with the scripts in the script folder.
+// Runs scripts that create devices and drives for the simulator in a temporary folder.
 #pragma once
 
 #include "sim/run/scenarios.h"
@@ -10,13 +10,13 @@
 
 namespace sim {
 
-/// Every operation throws std::runtime_error with a message of one line when it fails.
+/// Every operation throws std::runtime_error with a one-line message if it fails.
 class DeviceFiles {
 public:
-    /// The version in the firmware files.
+    /// The version of the firmware on the drives.
     static constexpr std::string_view version = "2.0.0";
 
-    /// Firmware files are packed from `firmwareFolder`.
+    /// Runs the scripts in `scriptFolder`. The firmware on the drives contains the files in `firmwareFolder`.
     DeviceFiles(std::filesystem::path scriptFolder, std::filesystem::path firmwareFolder);
     DeviceFiles(const DeviceFiles&) = delete;
     DeviceFiles& operator=(const DeviceFiles&) = delete;
@@ -27,8 +27,8 @@ public:
     /// that the scripts assume; 0 for the actual size.
     [[nodiscard]] std::filesystem::path makeDevice(int memoryKib = 0) const;
     [[nodiscard]] std::filesystem::path makeDrive(DriveKind kind) const;
-    /// Compares the internal memory byte by byte with the expected contents after `outcome` (not Unchanged).
-    /// Returns a line that describes the contents.
+    /// Compares the internal memory byte by byte with the contents that `outcome` requires. `outcome` must not be
+    /// Unchanged. Returns a line that describes the contents.
     std::string verify(const std::filesystem::path& device, Outcome outcome) const;
 
 private:

@@ -11,12 +11,12 @@ namespace sim {
 
 class FrameFolder {
 public:
-    /// Creates the folder if it does not exist. With an empty path, nothing is saved. Throws std::runtime_error when
+    /// Creates the folder if it does not exist. If the path is empty, nothing is saved. Throws std::runtime_error if
     /// the folder cannot be created.
     explicit FrameFolder(std::filesystem::path path);
 
-    /// Saves the screen under the next number, as 0001.png or, with a name, as 0001-NAME.png. A screen that has been
-    /// saved already is ignored.
+    /// Saves the screen under the next number, as 0001.png or, if it has a name, as 0001-NAME.png. Ignores a screen
+    /// that has already been saved.
     void add(const Screen& screen, const std::string& name);
 
 private:
@@ -24,7 +24,7 @@ private:
     std::set<Screen> saved;
 };
 
-/// Saves the screen at twice its size in the current folder, under a new name, and returns the name.
+/// Saves the screen at twice its size in the current folder under an unused name, and returns the name.
 std::string saveScreenshot(const Screen& screen);
 
 } // namespace sim

@@ -21,7 +21,7 @@ constexpr auto frameInterval = std::chrono::milliseconds(33);
 /// How long the updater may take to reply.
 constexpr auto replyTimeout = std::chrono::seconds(5);
 
-/// Slow enough for a person to read the progress lines.
+/// The duration of a script's step: long enough for a person to read the progress line.
 constexpr const char* scriptPace = "STEP_SECONDS=0.25";
 
 DeviceSetup completed(DeviceSetup setup)

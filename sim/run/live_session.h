@@ -19,10 +19,10 @@ public:
     LiveSession(DeviceSetup setup, std::filesystem::path driveImage, const ReferenceScreens& chosenReferences,
                 FrameFolder& chosenFrames);
 
-    /// Returns when the user quits or the updater ends. Throws Interrupted after a signal that ends the program (except
-    /// SIGINT), and std::runtime_error when the terminal or the device fails.
+    /// Returns when the user quits, SIGINT arrives or the updater ends. Throws Interrupted after any other termination
+    /// signal, and std::runtime_error if the terminal or the device fails.
     void run();
-    /// Prints the results after `run`. Returns false if the updater ended or violated a protocol.
+    /// Prints the results; call it after `run`. Returns false if the updater ended or violated a protocol.
     [[nodiscard]] bool report();
 
 private:

@@ -29,7 +29,7 @@ std::string sizeText(Size size)
     return std::to_string(size.columns) + "x" + std::to_string(size.rows);
 }
 
-/// Replaces characters outside of ASCII, which a path may contain.
+/// Replaces all characters except printable ASCII characters with '?'. A path may contain other characters.
 std::wstring wide(const std::string& text)
 {
     std::wstring result;

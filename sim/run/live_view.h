@@ -31,7 +31,7 @@ enum class Detail {
     Greys,
     /// Every pixel in black and white.
     Pixels,
-    /// One dot for four pixels.
+    /// One dot for every four pixels.
     Small,
 };
 
@@ -42,7 +42,7 @@ public:
     explicit LiveView(Terminal& chosenTerminal) : terminal(chosenTerminal) {}
 
     void draw(const Snapshot& snapshot);
-    /// Redraws everything at the next `draw`, for the current size of the window.
+    /// Makes the next `draw` redraw everything for the current size of the window.
     void reset();
 
 private:

@@ -77,7 +77,7 @@ int runLive(const sim::Options& options)
     return session.report() ? 0 : failed;
 }
 
-/// Opens closed standard streams on /dev/null, so that no other file gets their descriptors.
+/// Opens /dev/null for each standard stream that is closed, so that no other file gets its descriptor.
 void occupyStandardStreams()
 {
     int fd = STDIN_FILENO;

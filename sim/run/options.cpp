@@ -87,7 +87,7 @@ std::string helpText()
         text << "    " << scenario.name << std::string(16 - scenario.name.size(), ' ') << scenario.summary << '\n';
     }
     text << "\n"
-            "Exit status: 0 success, 1 failure, 2 wrong usage.\n";
+            "Exit status: 0 success, 1 failure, 2 usage error.\n";
     return text.str();
 }
 

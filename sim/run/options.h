@@ -27,7 +27,7 @@ public:
 };
 
 /// Returns `defaults` with the changes that `arguments` (without the program's name) request. The value of an option is
-/// the next argument or follows "=". Throws UsageError.
+/// the next argument or follows "=". Throws UsageError if an argument is invalid.
 [[nodiscard]] Options parseOptions(std::span<const std::string> arguments, const Options& defaults);
 
 /// The text of --help. Its first line is the usage line.

@@ -15,11 +15,11 @@ struct ProcessResult {
     std::string output;
 };
 
-/// Runs a program with an empty standard input, and waits for its end. Throws std::runtime_error when it cannot be
+/// Runs a program with an empty standard input, and waits until it ends. Throws std::runtime_error if it cannot be
 /// started.
 [[nodiscard]] ProcessResult runProcess(const std::filesystem::path& program, const std::vector<std::string>& arguments);
 
-/// Searches the PATH and then /usr/sbin and /sbin, as the scripts do.
+/// Searches for a program in PATH and then in /usr/sbin and /sbin, as the scripts do.
 [[nodiscard]] std::optional<std::filesystem::path> findTool(const std::string& name);
 
 } // namespace sim

@@ -12,7 +12,8 @@ namespace sim {
 
 class ReferenceScreens {
 public:
-    /// Reads every NAME.png of the folder. Throws std::runtime_error when a picture is not a picture of a screen.
+    /// Reads every NAME.png in the folder. Throws std::runtime_error if a picture does not have the size and the greys
+    /// of a screen.
     explicit ReferenceScreens(const std::filesystem::path& folder);
 
     [[nodiscard]] bool contains(std::string_view name) const;

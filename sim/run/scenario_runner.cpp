@@ -12,7 +12,7 @@ namespace sim {
 
 namespace {
 
-/// Iterations between two observations of the device, which sends at most one frame in that time.
+/// The number of iterations between two observations of the device, which sends at most one frame in that time.
 constexpr std::uint64_t observationInterval = 20;
 
 /// How long, in iterations, to wait for a screen or a script.
@@ -21,7 +21,7 @@ constexpr std::uint64_t longestWait = 60000;
 /// How long the updater may take to reply.
 constexpr auto replyTimeout = std::chrono::seconds(20);
 
-/// Long enough for every progress line to be drawn.
+/// The duration of a script's step: long enough for the updater to draw every progress line.
 constexpr const char* scriptPace = "STEP_SECONDS=0.05";
 
 DeviceSetup completed(DeviceSetup setup)
@@ -199,7 +199,7 @@ void ScenarioRunner::observeScreen()
     observers.log.printScreen(iteration, screen, screenName);
 }
 
-/// Prints the new lines. The last one may be incomplete.
+/// Prints the new lines. The last line may be incomplete.
 void ScenarioRunner::observeOutput(const std::string& all, std::size_t& seen, const std::string& caption)
 {
     std::istringstream text(all.substr(seen));

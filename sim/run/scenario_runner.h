@@ -16,7 +16,7 @@ namespace sim {
 
 class ScenarioRunner {
 public:
-    /// The receivers of screens and events.
+    /// Identify, store and log the screens and events.
     struct Observers {
         const ReferenceScreens& references;
         FrameFolder& frames;
@@ -27,8 +27,8 @@ public:
     ScenarioRunner(const Scenario& chosenScenario, const DeviceFiles& chosenFiles, Observers chosenObservers,
                    DeviceSetup setup);
 
-    /// Returns a line that describes the verified result. Throws std::runtime_error with a one-line message when a
-    /// check fails, and Interrupted after a signal that ends the program.
+    /// Returns a line that describes the verified result. Throws std::runtime_error with a one-line message if a check
+    /// fails, and Interrupted after a termination signal.
     [[nodiscard]] std::string run();
 
 private:
@@ -38,7 +38,7 @@ private:
     void click();
     [[nodiscard]] std::string checkEnd();
 
-    /// Checks `isTrue` every `step` iterations. Throws when it is still false after a minute of device time.
+    /// Checks `isTrue` every `step` iterations. Throws if it is still false after a minute of device time.
     void runUntil(const std::function<bool()>& isTrue, const std::string& awaited, std::uint64_t step);
     void runObserving(std::uint64_t iterations);
     void runOnce(std::uint64_t iterations);

@@ -55,7 +55,7 @@ constexpr Step awaitInstallFailed[] = {{Action::AwaitScreen, "failed-install"}};
 
 /// Too small for a file system.
 constexpr int tooSmallToFormatKib = 4;
-/// Enough for the user's presets, too small for the firmware.
+/// Large enough for the user's presets, but too small for the firmware.
 constexpr int tooSmallForFirmwareKib = 128;
 
 } // namespace

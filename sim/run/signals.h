@@ -1,17 +1,18 @@
-// Ends the program cleanly after a signal.
+// Ends the program cleanly after a termination signal.
 #pragma once
 
 #include <exception>
 
 namespace sim {
 
-/// Thrown after a signal that ends the program.
+/// Thrown after a termination signal.
 class Interrupted : public std::exception {
 public:
     [[nodiscard]] const char* what() const noexcept override { return "interrupted"; }
 };
 
-/// Installs handlers that record INT, TERM, HUP and PIPE. Signals that are ignored remain ignored, except PIPE.
+/// Installs handlers that record SIGINT, SIGTERM, SIGHUP and SIGPIPE. If the program was started with one of these
+/// signals ignored, that signal stays ignored; SIGPIPE is always recorded.
 void watchSignals();
 /// The recorded signal; 0 for none.
 [[nodiscard]] int caughtSignal();

@@ -1,4 +1,4 @@
-// The terminal, with ncurses.
+// Implements the terminal with ncurses.
 #include "sim/run/terminal.h"
 
 #define NCURSES_NOMACROS

@@ -33,14 +33,14 @@ enum class Ink {
 /// `flush`.
 class Terminal {
 public:
-    /// Throws std::runtime_error when the terminal cannot address its cursor.
+    /// Throws std::runtime_error if the terminal cannot position its cursor.
     Terminal();
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
     ~Terminal();
 
-    /// Waits at most `timeout` for a key, a signal or a change of the window's size. Throws std::runtime_error when the
-    /// terminal is closed.
+    /// Waits at most `timeout` for a key, a signal or a change of the window's size. Throws std::runtime_error if the
+    /// terminal has been closed.
     void awaitInput(std::chrono::milliseconds timeout);
     /// Does not block. Returns Redraw after a change of the window's size, and None if no key was pressed.
     [[nodiscard]] Command readCommand();

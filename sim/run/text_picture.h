@@ -19,8 +19,8 @@ struct Dots {
 /// Grey levels 2 and 3 are ink.
 [[nodiscard]] Dots dotsOf(const Screen& screen);
 
-/// One dot for two by two pixels. Thin strokes remain visible, dark on light and light on dark: a single pixel that
-/// differs from the surroundings determines the dot.
+/// One dot for two by two pixels. Thin strokes remain visible, whether dark on light or light on dark: a single pixel
+/// that differs from its surroundings determines the dot.
 [[nodiscard]] Dots halfSizeDots(const Screen& screen);
 
 /// One character for two by four dots; a blank for a cell without ink.

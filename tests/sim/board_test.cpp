@@ -1,4 +1,4 @@
-// Tests of the board: its endpoints, injected faults, and the traffic log.
+// Tests for the board: its endpoints, injected faults, and the traffic log.
 #include "sim/preload/board.h"
 
 #include "tests/sim/comparisons.h"
@@ -169,7 +169,7 @@ TEST_F(BoardTest, DoesNotRedirectOtherPaths)
     }
 }
 
-TEST_F(BoardTest, HasEndpointsOnlyAtTheirFourPaths)
+TEST_F(BoardTest, HasEndpointsOnlyAtFourPaths)
 {
     const std::pair<const char*, Endpoint> paths[] = {
         {"/dev/mem", Endpoint::Memory},           {"/dev/spidev0.0", Endpoint::Spi}, {"/dev/i2c-22", Endpoint::I2c},
@@ -244,7 +244,7 @@ TEST_F(BoardTest, OpensAllEndpointsExceptAbsentOnes)
     }
 }
 
-TEST_F(BoardTest, MmapFaultFailsMappings)
+TEST_F(BoardTest, MmapFaultMakesMappingsFail)
 {
     board->setInjectedFault("mmap fails", true);
     errno = 0;
@@ -279,7 +279,7 @@ TEST_F(BoardTest, RejectsASpeedOf0)
     EXPECT_EQ(write(spi(), {0x30}), 1);
 }
 
-TEST_F(BoardTest, FailingDisplayFailsTransfers)
+TEST_F(BoardTest, FailingDisplayRejectsTransfers)
 {
     lightDisplay();
     board->setInjectedFault("failing spi", true);
@@ -323,7 +323,8 @@ TEST_F(BoardTest, RefusesTheI2cTransferWithTheRequestedNumber)
     const int errors[] = {EBUSY, ETIMEDOUT, ETIMEDOUT};
     ASSERT_EQ(selectI2c(LedController::address), 0);
     for (int refused = 0; refused < 3; ++refused) {
-        board->refuseI2cTransfer(1 + 3 * refused + refused + 1); // after the first selection and the earlier rounds
+        // The first selection, the three transfers of each earlier round, and `refused` transfers come before it.
+        board->refuseI2cTransfer(1 + 3 * refused + refused + 1);
         for (int i = 0; i < 3; ++i) {
             const Failure result = failureOf(transfers[i]);
             EXPECT_EQ(result.error, i == refused ? errors[i] : 0) << "transfer " << i << " of round " << refused;
@@ -331,7 +332,7 @@ TEST_F(BoardTest, RefusesTheI2cTransferWithTheRequestedNumber)
     }
 }
 
-TEST_F(BoardTest, FailingLedsFailTransfers)
+TEST_F(BoardTest, FailingLedsRejectTransfers)
 {
     Bytes byte(1);
     ASSERT_EQ(selectI2c(LedController::address), 0);
@@ -344,7 +345,7 @@ TEST_F(BoardTest, FailingLedsFailTransfers)
     EXPECT_EQ(byte[0], 0) << "the failed write reached the register";
 }
 
-TEST_F(BoardTest, FailingEncoderFailsReadsWithoutLosingRecords)
+TEST_F(BoardTest, FailingEncoderRejectsReadsWithoutLosingRecords)
 {
     Bytes buffer(sizeof(input_event));
     board->turn(1);
@@ -424,7 +425,7 @@ TEST_F(BoardTest, ReportsAMappingOfOtherMemory)
     EXPECT_EQ(board->violationList(), (Lines{"a mapping of memory that is not the GPIO block"}));
 }
 
-TEST_F(BoardTest, PullsTheButtonLineLowWhileItIsPressed)
+TEST_F(BoardTest, PullsTheButtonLineLowWhileTheButtonIsPressed)
 {
     const auto level = [this] { return (registers()[13] >> buttonLine) & 1U; };
     EXPECT_EQ(level(), 1U);
@@ -457,7 +458,7 @@ TEST_F(BoardTest, ResetsTheDisplayWhenItsResetLineIsLow)
     EXPECT_EQ(board->violationList(), (Lines{"the controller was used during its reset"}));
 }
 
-TEST_F(BoardTest, RejectsATransferThatIsLongerThanTheBufferOfTheDriver)
+TEST_F(BoardTest, RejectsATransferLongerThanTheDriversBuffer)
 {
     lightDisplay();
     const auto before = board->timeline.now();
@@ -498,7 +499,7 @@ TEST_F(BoardTest, FrameTakesTheConfiguredTime)
     EXPECT_EQ(board->timeline.now() - before, 90ms + 16us) << "at the default bus speed";
 }
 
-/// Another thread transmits a frame of 60 ms, of which 1 ms has passed.
+/// Another thread transmits a frame, which takes 60 ms; 1 ms has passed.
 class BoardDuringAFrame : public BoardTest {
 protected:
     BoardDuringAFrame()
@@ -539,14 +540,14 @@ TEST_F(BoardDuringAFrame, ShowsTheFrameOnlyAtItsEnd)
     EXPECT_EQ(board->violationList(), Lines{});
 }
 
-TEST_F(BoardDuringAFrame, IgnoresLaterChangesOfTheWrittenBytes)
+TEST_F(BoardDuringAFrame, IgnoresLaterChangesToTheWrittenBytes)
 {
     std::fill(frame.begin(), frame.end(), std::uint8_t{0});
     board->timeline.pass(60ms);
     EXPECT_TRUE(isFilledWith(board->screen(), 3));
 }
 
-TEST_F(BoardDuringAFrame, ReportsAChangeOfTheDataCommandLine)
+TEST_F(BoardDuringAFrame, ReportsADataCommandLineChange)
 {
     drive(dataCommandLine, false);
     drive(dataCommandLine, true);
@@ -554,7 +555,7 @@ TEST_F(BoardDuringAFrame, ReportsAChangeOfTheDataCommandLine)
     EXPECT_EQ(board->violationList(), std::vector<std::string>(2, "the data/command line changed during a transfer"));
 }
 
-TEST_F(BoardDuringAFrame, ReportsAChangeOfTheDataCommandLineWithoutASystemCall)
+TEST_F(BoardDuringAFrame, ReportsADataCommandLineChangedWithoutASystemCall)
 {
     registers()[10] = 1U << dataCommandLine;
     board->timeline.pass(60ms);

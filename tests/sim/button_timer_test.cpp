@@ -1,4 +1,4 @@
-// Tests of the timing of the button.
+// Tests for the timing of button presses.
 #include "sim/run/button_timer.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Tests of the message channel.
+// Tests for the message channel.
 #include "sim/protocol/channel.h"
 
 #include <array>
@@ -24,7 +24,7 @@ protected:
     ChannelTest()
     {
         if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()) != 0) {
-            throw std::runtime_error("no sockets");
+            throw std::runtime_error("cannot create sockets");
         }
         near.emplace(sockets[0]);
         far.emplace(sockets[1]);

@@ -1,4 +1,4 @@
-// Tests of the encoder's event queue.
+// Tests for the encoder's event queue.
 #include "sim/models/encoder.h"
 
 #include <gtest/gtest.h>

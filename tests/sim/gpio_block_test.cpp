@@ -1,4 +1,4 @@
-// Tests of the GPIO block: the program's stores, and the levels of the lines.
+// Tests for the GPIO block: the program's stores, and the levels of the lines.
 #include "sim/models/gpio_block.h"
 
 #include "tests/sim/comparisons.h"
@@ -54,7 +54,7 @@ protected:
     std::vector<std::string> events;
 };
 
-TEST_F(Gpio, HasOnlyHighInputsInitially)
+TEST_F(Gpio, AllLinesAreInitiallyHighInputs)
 {
     for (int line = 0; line < GpioBlock::lineCount; ++line) {
         EXPECT_FALSE(block.isOutput(line)) << line;
@@ -85,7 +85,7 @@ TEST_F(Gpio, ReportsANewOutputOnce)
     EXPECT_EQ(events, (Lines{"select 25", "select 25"}));
 }
 
-TEST_F(Gpio, DrivesOnlyTheLinesWhoseBitIsStored)
+TEST_F(Gpio, DrivesOnlyTheLinesWhoseBitsAreSet)
 {
     select(7, output);
     select(25, output);
@@ -111,7 +111,7 @@ TEST_F(Gpio, DrivesTheFirstAndTheLastLine)
     }
 }
 
-TEST_F(Gpio, ReportsOnlyChangesOfALevel)
+TEST_F(Gpio, ReportsALineOnlyWhenItsLevelChanges)
 {
     select(7, output);
     storeSet(1U << 7);
@@ -121,7 +121,7 @@ TEST_F(Gpio, ReportsOnlyChangesOfALevel)
     EXPECT_EQ(events, (Lines{"select 7", "7 1", "7 0"}));
 }
 
-TEST_F(Gpio, ReadsTheLatchesBackAsZero)
+TEST_F(Gpio, SetAndClearRegistersReadAsZero)
 {
     select(7, output);
     storeSet(1U << 7);
@@ -130,7 +130,7 @@ TEST_F(Gpio, ReadsTheLatchesBackAsZero)
     EXPECT_EQ(page[clearRegister], 0U);
 }
 
-TEST_F(Gpio, ReadsTheLatchOfAnOutputAndTheWireOfAnInput)
+TEST_F(Gpio, LevelRegisterShowsTheLatchOfAnOutputAndTheWireOfAnInput)
 {
     select(7, output);
     block.setInput(7, true);
@@ -145,7 +145,7 @@ TEST_F(Gpio, ReadsTheLatchOfAnOutputAndTheWireOfAnInput)
     EXPECT_TRUE(block.level(6));
 }
 
-TEST_F(Gpio, ReadsTheWireAgainWhenAnOutputBecomesAnInput)
+TEST_F(Gpio, LevelRegisterShowsTheWireAfterAnOutputBecomesAnInput)
 {
     select(7, output);
     storeClear(1U << 7);
@@ -171,7 +171,7 @@ TEST_F(Gpio, KeepsALatchedLevelWhileTheLineIsAnInput)
     EXPECT_TRUE(block.level(25));
 }
 
-TEST_F(Gpio, ReportsEveryDriveOfAnInput)
+TEST_F(Gpio, ReportsEveryAttemptToDriveAnInput)
 {
     storeSet(1U << 25);
     EXPECT_EQ(violations.list(), (Lines{"GPIO line 25 was driven while it was an input"}));
@@ -186,7 +186,7 @@ TEST_F(Gpio, ReportsASimultaneousSetAndClear)
     select(7, output);
     page[setRegister] = 1U << 7;
     storeClear(1U << 7);
-    EXPECT_EQ(violations.list(), (Lines{"GPIO line 7 was set and cleared at once"}));
+    EXPECT_EQ(violations.list(), (Lines{"GPIO line 7 was set and cleared simultaneously"}));
 }
 
 TEST_F(Gpio, AllowsOneLineToBeSetWhileAnotherIsCleared)
@@ -212,7 +212,7 @@ TEST_F(Gpio, ReportsAnAlternateFunctionOncePerLine)
     EXPECT_FALSE(block.isOutput(7));
 }
 
-TEST_F(Gpio, ProcessesAStoreOfAnotherThread)
+TEST_F(Gpio, ProcessesAStoreByAnotherThread)
 {
     select(7, output);
     std::thread([this] { page[setRegister] = 1U << 7; }).join();

@@ -1,4 +1,4 @@
-// Tests of the LED controller's register file.
+// Tests for the LED controller's registers.
 #include "sim/models/led_controller.h"
 
 #include "tests/sim/comparisons.h"

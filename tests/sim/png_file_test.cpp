@@ -1,4 +1,4 @@
-// Tests of screens as PNG files.
+// Tests for reading and writing screens as PNG files.
 #include "sim/device/png_file.h"
 
 #include "tests/sim/comparisons.h"

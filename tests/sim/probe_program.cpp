@@ -1,5 +1,5 @@
-// Executes the commands in the environment variable PROBE on the simulated device. Commands are separated by semicolons
-// and have at most one argument. Uses only C library calls. After the last command it iterates forever.
+// A test program for the simulated device. It executes the commands in the environment variable PROBE, which are
+// separated by semicolons and have at most one argument, and then iterates forever. It uses only C library calls.
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -28,8 +28,8 @@ volatile std::uint32_t* registers = nullptr;
 int spi = -1;
 int encoder = -1;
 std::FILE* script = nullptr;
-/// One after the iteration that starts the script: the script's output is unread when the controller stops the program
-/// at the end of that iteration.
+/// The first iteration that reads the script's output: the iteration after the one that starts the script. When the
+/// controller stops the program at the end of the starting iteration, the output is therefore still unread.
 long firstScriptIteration = 0;
 std::uint8_t frame[frameSize];
 

@@ -1,4 +1,4 @@
-// Tests of the simulator's command line.
+// Tests for the simulator's command line.
 #include "sim/run/options.h"
 
 #include "sim/run/scenarios.h"

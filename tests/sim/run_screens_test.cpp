@@ -1,4 +1,4 @@
-// Tests of reference screens, saved screens and the scenarios that use them.
+// Tests for reference screens, saved screens, the scenarios' screens, and the choice of detail in the live view.
 #include "sim/device/png_file.h"
 #include "sim/run/frame_folder.h"
 #include "sim/run/live_view.h"

@@ -1,4 +1,4 @@
-// Tests of the output of a scenario.
+// Tests for the log of a scenario.
 #include "sim/run/scenario_log.h"
 
 #include <gtest/gtest.h>

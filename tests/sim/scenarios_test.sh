@@ -1,7 +1,7 @@
 #!/bin/bash
-# Tests the simulator as a program: its scenarios, the failures that a scenario detects, wrong usage, and the removal of
-# temporary files.
-# Usage: scenarios_test.sh SIMULATOR SCRIPTS [SCENARIO]   (with SCENARIO only that scenario)
+# Tests the simulator as a program: its scenarios, the failures that a scenario detects, usage errors, and the removal
+# of temporary files.
+# Usage: scenarios_test.sh SIMULATOR SCRIPTS [SCENARIO]   (with SCENARIO, tests only that scenario)
 set -uo pipefail
 
 simulator=$1 scripts=$2
@@ -63,7 +63,7 @@ replace_script() {
   printf '#!/bin/bash\n%s\n' "$2" >"$work/scripts/$1"
 }
 
-# with_script NAME TEXT ARGUMENT...: runs the simulator with one script of the device replaced.
+# with_script NAME TEXT ARGUMENT...: runs the simulator with one of the device's scripts replaced.
 with_script() {
   replace_script "$1" "$2"
   shift 2
@@ -120,7 +120,7 @@ full_output() {
   fails_with 1 'corrupt: failed: cannot write to standard output'
 }
 
-# ends_by_signal NAME: uses job control, because a job without it ignores SIGINT.
+# ends_by_signal NAME: uses job control, because without it a background job ignores SIGINT.
 ends_by_signal() {
   set -m
   : >"$work/out"
@@ -138,13 +138,13 @@ if [[ $# -ge 3 ]]; then
   finish
   exit
 fi
-it "without options, the scenario update runs" update_is_the_default
+it "without options, the scenario \"update\" runs" update_is_the_default
 it "--help prints the usage" shows_help
-it "an unknown option is wrong usage" wrong_usage --fast
-it "an unknown scenario is wrong usage" wrong_usage --play chess
-it "an option without a value is wrong usage" wrong_usage --frames
-it "a scenario fails if nothing was installed" install_without_effect
-it "a scenario fails if a screen does not appear" wrong_failure_message
+it "an unknown option is a usage error" wrong_usage --fast
+it "an unknown scenario is a usage error" wrong_usage --play chess
+it "an option without a value is a usage error" wrong_usage --frames
+it "a scenario fails if the update installed nothing" install_without_effect
+it "a scenario fails if an expected screen does not appear" wrong_failure_message
 it "a scenario fails if a failed script changed the internal memory" format_that_writes
 it "a scenario fails if the updater ends" updater_that_ends
 it "a missing updater is reported in one line" missing_updater

@@ -1,4 +1,4 @@
-// Tests of the device as a whole, with the probe program instead of the updater.
+// Tests for the whole device, which runs the probe program instead of the updater.
 #include "sim/device/program_file.h"
 #include "sim/device/simulated_device.h"
 
@@ -141,7 +141,7 @@ TEST_F(Device, RunsToTheEndOfTheRequestedIteration)
     EXPECT_THROW(device->runTo(501), std::logic_error);
 }
 
-TEST_F(Device, RunsThroughAnHourInSeconds)
+TEST_F(Device, RunsThroughAnHourOfDeviceTime)
 {
     start("");
     device->runTo(3'600'000);
@@ -157,7 +157,7 @@ TEST_F(Device, IsBlankBeforeTheFirstFrame)
     EXPECT_TRUE(isFilledWith(device->screen(), 0));
 }
 
-TEST_F(Device, ShowsAFrameOfTheMainThread)
+TEST_F(Device, ShowsAFrameSentByTheMainThread)
 {
     start("display;fill 170;frame");
     EXPECT_EQ(device->frameCount(), 1U);
@@ -165,7 +165,7 @@ TEST_F(Device, ShowsAFrameOfTheMainThread)
     EXPECT_EQ(device->violations(), Lines{});
 }
 
-TEST_F(Device, ShowsAFrameOfAnotherThreadInTheIterationInWhichItEnds)
+TEST_F(Device, ShowsAFrameSentByAnotherThreadInTheIterationInWhichItEnds)
 {
     const struct {
         std::chrono::microseconds frameTime;
@@ -191,7 +191,7 @@ TEST_F(Device, ShowsAFrameOfAnotherThreadInTheIterationInWhichItEnds)
     }
 }
 
-TEST_F(Device, SendsFramesOfAThreadThatWaitsForThem)
+TEST_F(Device, ShowsFramesPostedToAWaitingThread)
 {
     for (const std::string post : {"post", "post all"}) {
         device.reset();
@@ -210,7 +210,7 @@ TEST_F(Device, SendsFramesOfAThreadThatWaitsForThem)
     }
 }
 
-TEST_F(Device, ReportsFramesThatOverlap)
+TEST_F(Device, ReportsOverlappingFrames)
 {
     setup.frameTime = 60ms;
     start("display;thread-frame;iterate 20;thread-frame");
@@ -230,7 +230,7 @@ TEST_F(Device, ReportsProtocolViolations)
 
 // Input.
 
-TEST_F(Device, DeliversTurnsOneRecordPerRead)
+TEST_F(Device, DeliversOneEncoderRecordPerRead)
 {
     start("encoder");
     device->turn(-2);
@@ -239,7 +239,7 @@ TEST_F(Device, DeliversTurnsOneRecordPerRead)
     EXPECT_EQ(output(), (Lines{"2: event 2 0 -2", "3: event 0 0 0", "4: event 1 30 7"}));
 }
 
-TEST_F(Device, PullsTheButtonLineLowWhileItIsPressed)
+TEST_F(Device, PullsTheButtonLineLowWhileTheButtonIsPressed)
 {
     start("gpio");
     device->press();
@@ -249,7 +249,7 @@ TEST_F(Device, PullsTheButtonLineLowWhileItIsPressed)
     EXPECT_EQ(output(), (Lines{"low at 2", "high at 7"}));
 }
 
-TEST_F(Device, ClicksLongerThanTheDebouncingTakes)
+TEST_F(Device, AClickTakesLongerThanDebouncing)
 {
     start("gpio");
     device->click();
@@ -257,7 +257,7 @@ TEST_F(Device, ClicksLongerThanTheDebouncingTakes)
     EXPECT_EQ(output(), (Lines{"low at 2", "high at 62"}));
 }
 
-TEST_F(Device, HasADriveWhileItIsPlugged)
+TEST_F(Device, HasADriveWhileOneIsPluggedIn)
 {
     start("stat /dev/sda;iterate 1;stat /dev/sda;file /dev/sda;iterate 1;stat /dev/sda");
     folder.write("image", "the drive\n");
@@ -305,14 +305,14 @@ TEST_F(Device, InjectsAndRemovesFaultsWhileTheProgramRuns)
     EXPECT_EQ(output().size(), 2U);
 }
 
-TEST_F(Device, ForbidsOnlyTheDrive)
+TEST_F(Device, ForbiddenDriveFaultAffectsOnlyTheDrive)
 {
     setup.injectedFaults = {sim::fault::forbiddenDrive};
     start("stat /dev/sda;stat /dev/sda1;stat /dev/null");
     EXPECT_EQ(output(), (Lines{"/dev/sda 13", "/dev/sda1 13", "/dev/null 0"}));
 }
 
-TEST_F(Device, StartsNoScriptsWithoutProcesses)
+TEST_F(Device, NoProcessesFaultPreventsScriptsFromStarting)
 {
     addScript("install.sh", "echo never\n");
     setup.injectedFaults = {sim::fault::noProcesses};
@@ -323,7 +323,7 @@ TEST_F(Device, StartsNoScriptsWithoutProcesses)
 
 // Scripts.
 
-TEST_F(Device, StopsTheClockUntilAScriptHasWrittenOrEnded)
+TEST_F(Device, ClockStopsWhileWaitingForAScript)
 {
     addScript("install.sh", "sleep 0.1\n"
                             "echo first\n"
@@ -378,7 +378,7 @@ TEST_F(Device, PassesArgumentsAndTheRootToAScript)
                                (setup.root / "usr/sbin/format.sh").string()}));
 }
 
-/// The descriptor of the folder that ls lists: the lowest free one.
+/// ls opens the folder that it lists as the lowest free descriptor.
 constexpr const char* descriptorOfLs = "3";
 
 TEST_F(Device, HidesItsVariablesAndDescriptorsFromScripts)
@@ -401,7 +401,7 @@ TEST_F(Device, LetsScriptsInheritDescriptorsWithoutCloseOnExec)
     EXPECT_EQ(output(), (Lines{"0", "3", "script ended with 0"}));
 }
 
-TEST_F(Device, ClosesTheFilesOfItsController)
+TEST_F(Device, DoesNotInheritTheControllersFiles)
 {
     const int inheritable = open("/dev/null", O_RDONLY);
     ASSERT_GT(inheritable, 2);
@@ -570,7 +570,7 @@ TEST_F(Device, IsIndependentOfOtherDevices)
     EXPECT_EQ(other.standardOutput(), "second\n");
 }
 
-/// The name of the folder contains characters that a shell interprets.
+/// The path of the device's folder contains characters that a shell interprets.
 class DeviceInSpecialFolder : public Device {
 protected:
     DeviceInSpecialFolder() : Device("My Devices/it's \"$HOME\"; no. 1") {}
@@ -586,7 +586,7 @@ TEST_F(DeviceInSpecialFolder, QuotesThePathForTheShell)
     EXPECT_EQ(output(), (Lines{"1.2.3", "1 in " + setup.root.string(), "script ended with 0"}));
 }
 
-// Other kinds of time.
+// Real time, and virtual time that keeps pace with real time.
 
 TEST_F(Device, RunsWithoutRequestsInRealTime)
 {
@@ -620,7 +620,7 @@ TEST_F(Device, ReportsTheEndInRealTime)
     EXPECT_THROW((void)device->iteration(), DeviceEnded);
 }
 
-TEST_F(Device, KeepsPaceWithAScriptThatRuns)
+TEST_F(Device, RunsNoFasterThanRealTimeWhileAScriptRuns)
 {
     addScript("install.sh", "exec sleep 1000\n");
     setup.time = Time::VirtualPaced;
@@ -631,11 +631,11 @@ TEST_F(Device, KeepsPaceWithAScriptThatRuns)
     EXPECT_EQ(device->iteration(), 51U);
 }
 
-// Programs that would run on the real hardware.
+// Programs and libraries with which the program would use the real hardware.
 
 class StartCheck : public Device {
 protected:
-    /// Expects that the start fails with `reason` and that the program does not run.
+    /// Expects the start to fail with a message that contains `reason`, before the program runs.
     void expectRejection(const std::string& reason)
     {
         setup.environment = {"PROBE=print started"};
@@ -644,7 +644,7 @@ protected:
         const fs::path output = setup.root / "updater.out";
         EXPECT_TRUE(!fs::exists(output) || fs::file_size(output) == 0);
     }
-    /// A copy of the program without a loader, like a static executable.
+    /// A copy of the probe program that names no loader, like a static executable.
     [[nodiscard]] fs::path staticProgram() const
     {
         fs::copy_file(PROBE_PROGRAM, folder / "static");
@@ -708,7 +708,7 @@ TEST_F(StartCheck, ReportsWhyTheProgramCannotBeRun)
     expectRejection("exit status 127; cannot run " + setup.updater.string() + ": Permission denied");
 }
 
-TEST_F(StartCheck, OverridesGivenPreloadVariables)
+TEST_F(StartCheck, OverridesPreloadVariablesInTheEnvironment)
 {
     setup.environment = {"PROBE=display;iterate 1", "LD_PRELOAD=", "SIM_SOCKET=0"};
     EXPECT_EQ(SimulatedDevice(setup).iteration(), 1U);
@@ -745,7 +745,7 @@ TEST_F(Device, AcceptsEveryNamedFault)
 
 TEST_F(Device, StopsWaitingWhenTheCallbackThrows)
 {
-    bool isStarted = false; // the start takes more than 100 ms on a busy machine
+    bool isStarted = false; // on a busy machine, the start calls the callback too
     setup.whileWaiting = [&] {
         if (isStarted) {
             throw std::logic_error("enough");
@@ -763,7 +763,7 @@ TEST_F(Device, DescribesSignalsByNumberAndName)
     EXPECT_EQ(SimulatedDevice::explain(1 << 8), "exit status 1");
 }
 
-/// A shell, because it can close the descriptor of the library's socket.
+/// The program is a shell, because a shell can close the descriptor of the library's socket.
 TEST_F(Device, KillsAProgramThatClosesItsSocketButContinues)
 {
     folder.write("profile", "for file in /proc/$$/fd/*; do\n"

@@ -1,4 +1,4 @@
-// Tests of the display controller: the screen and the reported protocol violations.
+// Tests for the display controller: the screen and the reported protocol violations.
 #include "sim/models/st75256.h"
 
 #include "tests/sim/comparisons.h"
@@ -50,7 +50,7 @@ public:
     }
     Wires& data(const Bytes& bytes) { return line(true).begin().end(bytes); }
 
-    /// Sends the commands after which the memory is visible.
+    /// Sends the commands that make the display memory visible.
     Wires& light()
     {
         command(0x30).command(0x94).command(0x20, {0x0B}).command(0x0C).command(0xF0, {0x11});
@@ -62,7 +62,7 @@ public:
     }
     Wires& write(const Bytes& bytes) { return command(0x5C).data(bytes); }
 
-    /// A part of the screen, one digit for each pixel.
+    /// A part of the screen: one string per row, one digit per pixel.
     [[nodiscard]] std::vector<std::string> shown(std::size_t x, std::size_t y, std::size_t width,
                                                  std::size_t height) const
     {
@@ -143,7 +143,7 @@ TEST_F(Display, WritesOnlyInsideTheWindow)
     EXPECT_EQ(violations.list(), Lines{});
 }
 
-TEST_F(Display, StartsEveryFrameAtTheFirstCornerOfTheWindow)
+TEST_F(Display, StartsEveryFrameAtTheFirstPageAndColumnOfTheWindow)
 {
     light();
     window(0, 0, 0, 0);
@@ -192,7 +192,7 @@ TEST(DarkDisplay, IsBlankUntilItIsLitAgain)
     } cases[] = {
         {"sleeps", [](Wires& w) { w.command(0x95); }, [](Wires& w) { w.command(0x94); }},
         {"is switched off", [](Wires& w) { w.command(0xAE); }, [](Wires& w) { w.command(0xAF); }},
-        {"has no follower", [](Wires& w) { w.command(0x20, {0x0A}); }, [](Wires& w) { w.command(0x20, {0x0B}); }},
+        {"is partly powered", [](Wires& w) { w.command(0x20, {0x0A}); }, [](Wires& w) { w.command(0x20, {0x0B}); }},
         {"uses external power", [](Wires& w) { w.command(0x31).command(0x41); }, [](Wires& w) { w.command(0x40); }},
         {"has two greys", [](Wires& w) { w.command(0xF0, {0x10}); }, [](Wires& w) { w.command(0xF0, {0x11}); }},
         {"is in reset", [](Wires& w) { w.resetLine(false); }, [](Wires& w) { w.resetLine(true).light(); }},
@@ -252,7 +252,7 @@ constexpr Command knownCommands[] = {
     {0xA7, 1, 0}, {0xAE, 1, 0}, {0xAF, 1, 0}, {0xBC, 1, 1}, {0xCA, 1, 3}, {0xF0, 1, 1}, {0x32, 2, 3}, {0x40, 2, 0},
     {0x41, 2, 0}, {0x51, 2, 1}, {0xD7, 2, 1}, {0xE0, 2, 1}, {0xE1, 2, 0}, {0xE3, 2, 0}, {0xF0, 2, 4}, {0xF2, 2, 3},
 };
-constexpr std::uint8_t writeMemory = 0x5C; // takes pixels, in any number
+constexpr std::uint8_t writeMemory = 0x5C; // accepts any number of data bytes
 
 bool isKnown(unsigned code, int page)
 {
@@ -260,7 +260,7 @@ bool isKnown(unsigned code, int page)
                        [&](const Command& command) { return command.code == code && command.page == page; });
 }
 
-/// After a reset, with `page` selected.
+/// A controller after a reset, with command page `page` selected.
 struct WiresOnPage : Wires {
     explicit WiresOnPage(int page)
     {
@@ -300,7 +300,7 @@ TEST(DisplayCommands, MissingParametersAreReportedAtTheNextCommand)
     }
 }
 
-TEST(DisplayCommands, CommandsOfOtherPagesAreReported)
+TEST(DisplayCommands, UnknownCommandsAndCommandsOfTheOtherPageAreReported)
 {
     for (const int page : {1, 2}) {
         for (unsigned code = 0; code <= 0xFF; ++code) {
@@ -343,7 +343,7 @@ TEST(DisplayProtocol, EachViolationIsReportedOnce)
         {"an unsupported scan direction",
          [](Wires& w) { w.command(0xBC, {0x03}); },
          {"an unsupported scan direction: 0x03"}},
-        // Lit.
+        // While the display is lit.
         {"correct use", [](Wires& w) { w.light().write(Bytes(frameSize, 0xFF)).write(Bytes(frameSize, 0)); }, {}},
         {"too many data bytes",
          [](Wires& w) {
@@ -361,7 +361,7 @@ TEST(DisplayProtocol, EachViolationIsReportedOnce)
          {"a frame is longer than its window of 10240 bytes"}},
         {"two long frames", [](Wires& w) { w.light().window(3, 4, 5, 6).write(Bytes(5)).write(Bytes(6)); },
          Lines(2, "a frame is longer than its window of 4 bytes")},
-        {"a window with exchanged ends",
+        {"a window that ends before it starts",
          [](Wires& w) { w.light().window(4, 3, 0, 0).write(Bytes(3)); },
          {"a frame is longer than its window of 0 bytes"}},
         {"a window below the panel",
@@ -382,7 +382,7 @@ TEST(DisplayProtocol, EachViolationIsReportedOnce)
         {"use during a reset",
          [](Wires& w) { w.light().resetLine(false).command(0x5C).resetLine(true).command(0x30); },
          {"the controller was used during its reset"}},
-        {"a frame that a reset ends",
+        {"a frame that is interrupted by a reset",
          [](Wires& w) {
              w.light().write({1, 2, 3}).reset().command(0x30);
          },
@@ -398,7 +398,7 @@ TEST(DisplayProtocol, EachViolationIsReportedOnce)
     }
 }
 
-TEST(UnusedDisplay, ReportsEveryTransferBeforeItsReset)
+TEST(UnusedDisplay, ReportsEveryTransferBeforeTheFirstReset)
 {
     Wires wires;
     wires.resetLine(true).command(0x30);
@@ -407,7 +407,7 @@ TEST(UnusedDisplay, ReportsEveryTransferBeforeItsReset)
     EXPECT_EQ(wires.violations.list(), Lines(2, "the controller was used before its reset"));
 }
 
-TEST_F(Display, IgnoresTheEndOfALongFrame)
+TEST_F(Display, IgnoresBytesBeyondTheWindow)
 {
     light();
     window(0, 1, 0, 0);
@@ -428,7 +428,7 @@ TEST_F(Display, IgnoresTransfersDuringItsReset)
     EXPECT_EQ(controller.frameCount(), 1U);
 }
 
-TEST_F(Display, SelectsTheFirstPageInItsReset)
+TEST_F(Display, ResetSelectsCommandPage1)
 {
     command(0x31);
     reset();

@@ -1,4 +1,4 @@
-// Tests of screens as text.
+// Tests for drawing screens as text.
 #include "sim/run/text_picture.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Tests of the device's clock. If the clock waits for the wrong thread, the test hangs.
+// Tests for the device's clock. If the clock waits for the wrong thread, the test hangs.
 #include "sim/preload/timeline.h"
 
 #include <algorithm>
@@ -16,7 +16,8 @@ namespace {
 using namespace std::chrono_literals;
 using sim::Timeline;
 
-/// How long a busy thread delays the clock, in real time. If the clock does not wait, it is read earlier.
+/// How long a busy thread delays the clock, in real time. If the clock does not wait, the test reads it before the
+/// delay has passed, and fails.
 constexpr auto delay = 30ms;
 
 using Notes = std::vector<std::pair<int, Timeline::Duration>>;
@@ -26,7 +27,7 @@ protected:
     VirtualTime() { timeline.setVirtual(true); }
     ~VirtualTime() override { join(); }
 
-    /// Starts a thread that the clock counts.
+    /// Starts a thread that counts as busy until it waits or ends.
     void start(std::function<void()> body)
     {
         timeline.threadStarts();
@@ -99,7 +100,7 @@ TEST_F(VirtualTime, StopsWhileTheMainThreadRuns)
     EXPECT_EQ(timeline.now(), 0ns);
 }
 
-TEST_F(VirtualTime, AdvancesExactlyBySleepsOfTheMainThread)
+TEST_F(VirtualTime, AdvancesExactlyByTheSleepsOfTheMainThread)
 {
     timeline.pass(1ms);
     timeline.pass(1ns);
@@ -107,7 +108,7 @@ TEST_F(VirtualTime, AdvancesExactlyBySleepsOfTheMainThread)
     EXPECT_EQ(timeline.now(), 1'000'001ns);
 }
 
-TEST_F(VirtualTime, AdvancesWithoutRealTime)
+TEST_F(VirtualTime, AdvancesWithoutSleepingInRealTime)
 {
     const auto start = std::chrono::steady_clock::now();
     timeline.pass(std::chrono::hours(24));
@@ -115,7 +116,7 @@ TEST_F(VirtualTime, AdvancesWithoutRealTime)
     EXPECT_EQ(timeline.now(), std::chrono::hours(24));
 }
 
-TEST_F(VirtualTime, EndsATransferOfAnotherThreadExactlyAtItsTime)
+TEST_F(VirtualTime, EndsATransferOnAnotherThreadExactlyAtItsEndTime)
 {
     start([this] {
         timeline.pass(6553600ns);
@@ -127,7 +128,7 @@ TEST_F(VirtualTime, EndsATransferOfAnotherThreadExactlyAtItsTime)
     EXPECT_EQ(notes, (Notes{{1, 6553600ns}}));
 }
 
-TEST_F(VirtualTime, EndsATransferWithTheSleepThatEndsAtTheSameTime)
+TEST_F(VirtualTime, EndsATransferBeforeASleepThatEndsAtTheSameTime)
 {
     start([this] {
         timeline.pass(2ms);
@@ -139,7 +140,7 @@ TEST_F(VirtualTime, EndsATransferWithTheSleepThatEndsAtTheSameTime)
     EXPECT_EQ(notes, (Notes{{1, 2ms}}));
 }
 
-TEST_F(VirtualTime, EndsSeveralTransfersInTheOrderOfTheirTimes)
+TEST_F(VirtualTime, EndsSeveralTransfersInTheOrderOfTheirEndTimes)
 {
     for (const int milliseconds : {7, 3, 5}) {
         start([this, milliseconds] {
@@ -152,7 +153,7 @@ TEST_F(VirtualTime, EndsSeveralTransfersInTheOrderOfTheirTimes)
     EXPECT_EQ(timeline.now(), 10ms);
 }
 
-TEST_F(VirtualTime, EndsTransfersOfTheSameTimeTogether)
+TEST_F(VirtualTime, EndsTransfersWithTheSameEndTimeTogether)
 {
     for (int i = 0; i < 4; ++i) {
         start([this] {
@@ -258,7 +259,7 @@ TEST_F(VirtualTime, WaitsForAWokenThreadUntilItIsIdle)
     EXPECT_EQ(notes, (Notes{{1, 1ms}, {2, 6ms}}));
 }
 
-TEST_F(VirtualTime, AwaitsIdleThreadsWithoutAdvancing)
+TEST_F(VirtualTime, AwaitIdleWaitsForBusyThreadsWithoutAdvancing)
 {
     start([this] {
         std::this_thread::sleep_for(delay);
@@ -288,11 +289,11 @@ TEST_F(VirtualTime, WaitsForAllThreadsThatAreWokenTogether)
     EXPECT_EQ(notes, (Notes{{1, 0ms}, {2, 0ms}, {3, 0ms}}));
 }
 
-// The count of busy threads, without threads.
+// The count of busy threads, tested without starting counted threads.
 
 class Counting : public VirtualTime {
 protected:
-    /// Whether the clock stopped until `release`, which another thread calls after the delay.
+    /// Returns true if the clock waits for `release`, which another thread calls after the delay.
     bool waitsFor(const std::function<void()>& release)
     {
         std::atomic<bool> isReleased = false;
@@ -410,7 +411,7 @@ TEST(RealTime, FollowsTheSystemClock)
     EXPECT_GE(timeline.now() - before, 2ms);
 }
 
-TEST(RealTime, PassesBySleeping)
+TEST(RealTime, PassSleeps)
 {
     Timeline timeline;
     const Timeline::Duration before = timeline.now();

@@ -1,4 +1,4 @@
-// Tests of the device nodes of a drive.
+// Tests for the device nodes of a USB drive.
 #include "sim/models/usb_drive.h"
 
 #include "tests/sim/comparisons.h"
@@ -30,7 +30,7 @@ void store32(std::string& bytes, std::size_t at, std::uint32_t value)
     }
 }
 
-/// The first sector has the partition table; the others are filled with the letters b, c, d, ...
+/// The first sector contains the partition table; each other sector is filled with one letter: b, c, d, ...
 std::string imageWith(const Partition& partition, std::size_t sectors = 8)
 {
     std::string bytes(sectorSize, '\0');
@@ -73,7 +73,7 @@ protected:
     UsbDrive drive{root.path()};
 };
 
-TEST_F(Usb, IsNotPluggedInitially)
+TEST_F(Usb, IsInitiallyUnplugged)
 {
     EXPECT_FALSE(drive.isPlugged());
     EXPECT_FALSE(hasDisk() || hasPartition());
@@ -116,11 +116,11 @@ TEST_F(Usb, HasNoPartitionWithoutAValidTable)
         {"a partition without a type", imageWith({0x80, 0x00, 2, 3})},
         {"a partition that covers the table", imageWith({0x80, 0x0C, 0, 3})},
         {"a partition without sectors", imageWith({0x80, 0x0C, 2, 0})},
-        {"a partition that ends after the image", imageWith({0x80, 0x0C, 2, 7})},
-        {"a partition far after the image", imageWith({0x80, 0x0C, 0xFFFFFFFF, 0xFFFFFFFF})},
+        {"a partition that ends beyond the end of the image", imageWith({0x80, 0x0C, 2, 7})},
+        {"a partition far beyond the end of the image", imageWith({0x80, 0x0C, 0xFFFFFFFF, 0xFFFFFFFF})},
         {"an invalid status", imageWith({0x01, 0x0C, 2, 3})},
         {"less than a sector", std::string(511, 'a')},
-        {"nothing", ""},
+        {"an empty image", ""},
     };
     for (const auto& [what, image] : cases) {
         plug(image);
