@@ -115,7 +115,7 @@ fs::path DeviceFiles::keys() const
 {
     fs::path path = folder / "keys";
     if (!fs::exists(path)) {
-        run("make_keys.sh", {path});
+        run(TONECRATE_MAKER "/tonecrate-make-keys", {path});
     }
     return path;
 }
@@ -136,7 +136,7 @@ fs::path DeviceFiles::makeDevice(int memoryKib) const
 fs::path DeviceFiles::firmwareFile() const
 {
     fs::path file = folder / "tonecrate.fw";
-    run("pack_firmware.sh", {firmware, std::string(version), keys(), file});
+    run(TONECRATE_MAKER "/tonecrate-pack-firmware", {firmware, std::string(version), keys(), file});
     return file;
 }
 

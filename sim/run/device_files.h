@@ -35,7 +35,7 @@ private:
     void makeFolder();
     [[nodiscard]] std::filesystem::path keys() const;
     [[nodiscard]] std::filesystem::path firmwareFile() const;
-    /// Returns the output of the script.
+    /// `script` is an absolute path or relative to the script folder. Returns its output.
     std::string run(const std::string& script, const std::vector<std::string>& arguments) const;
 
     std::filesystem::path scripts;

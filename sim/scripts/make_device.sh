@@ -1,7 +1,7 @@
 #!/bin/bash
 # Creates the root folder of a simulated device: scripts, keys, and an internal memory with firmware 1.4.2 and the
 # presets of the folder user_presets.
-# Usage: make_device.sh ROOT KEYS   (ROOT is a new or empty folder; KEYS is a folder made by make_keys.sh)
+# Usage: make_device.sh ROOT KEYS   (ROOT is a new or empty folder; KEYS is a folder made by tonecrate-make-keys)
 set -eEuo pipefail
 # shellcheck source=common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"

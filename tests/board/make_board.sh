@@ -151,7 +151,7 @@ make_card() {
 
 make_drives() {
     local firmware=$work/tonecrate.fw
-    "$sim/scripts/pack_firmware.sh" "$sim/firmware" 2.0.0 "$work/keys" "$firmware"
+    "$project/packaging/maker/tonecrate-pack-firmware" "$sim/firmware" 2.0.0 "$work/keys" "$firmware"
     cp -R "$sim/firmware" "$work/out/firmware"
     "$sim/scripts/make_drive.sh" "$work/out/drive.img" "$firmware"
     "$sim/scripts/make_drive.sh" --no-partition "$work/out/drive_without_table.img" "$firmware"
@@ -165,7 +165,7 @@ mkdir -p "$(dirname -- "$out")"
 work=$(mktemp -d -- "$out.XXXXXX")
 trap 'rm -rf -- "$work"' EXIT
 mkdir "$work/out"
-"$sim/scripts/make_keys.sh" "$work/keys"
+"$project/packaging/maker/tonecrate-make-keys" "$work/keys"
 make_emulator
 make_initramfs
 make_device_trees

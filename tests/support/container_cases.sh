@@ -43,9 +43,9 @@ random_firmware() {
 }
 
 foreign_firmware() {
-  "$repository/sim/scripts/make_keys.sh" foreign
+  "$repository/packaging/maker/tonecrate-make-keys" foreign
   cp "$work/keys/firmware.key" foreign/
-  "$repository/sim/scripts/pack_firmware.sh" "$firmware" 2.0.0 foreign bad.fw
+  "$repository/packaging/maker/tonecrate-pack-firmware" "$firmware" 2.0.0 foreign bad.fw
   expect_corrupt bad.fw
 }
 

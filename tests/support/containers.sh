@@ -1,7 +1,7 @@
 # Sourced by script tests: creates and damages firmware containers, with the keys in $work/keys.
 # shellcheck shell=bash disable=SC2154 # the sourcing script sets work
 
-# seal ARCHIVE OUT: compresses, encrypts and signs an archive. Implements the format independently of pack_firmware.sh.
+# seal ARCHIVE OUT: compresses, encrypts and signs an archive. Implements the format independently of tonecrate-pack-firmware.
 seal() {
   {
     printf 'tonecrate-fw-01\n'

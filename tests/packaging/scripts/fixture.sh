@@ -14,7 +14,7 @@ work=$(mktemp -d) || exit 1
 mount -t tmpfs tmpfs "$work" || exit 1 # faster than a disk
 root=$work/root
 readonly shell repository work root scripts=$repository/packaging/scripts tools=$repository/sim/scripts
-readonly firmware=$repository/sim/firmware user_presets=$tools/user_presets
+readonly maker=$repository/packaging/maker firmware=$repository/sim/firmware user_presets=$tools/user_presets
 status=0
 export LC_ALL=C
 PATH=$PATH:/usr/sbin:/sbin
@@ -69,8 +69,8 @@ make_root() {
 }
 
 make_fixtures() {
-  "$tools/make_keys.sh" "$work/keys"
-  "$tools/pack_firmware.sh" "$firmware" 2.0.0 "$work/keys" "$work/tonecrate.fw"
+  "$maker/tonecrate-make-keys" "$work/keys"
+  "$maker/tonecrate-pack-firmware" "$firmware" 2.0.0 "$work/keys" "$work/tonecrate.fw"
   make_drive "$work/drive.img" "$work/tonecrate.fw"
   mkdir -p "$work/content/firmware"
   echo 'one voice' >"$work/content/firmware/voices.conf"

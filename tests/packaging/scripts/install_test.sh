@@ -41,7 +41,7 @@ later_presets() {
 
 # pack_and_install FOLDER: performs a factory reset with the firmware in FOLDER.
 pack_and_install() {
-  "$tools/pack_firmware.sh" "$1" 2.0.0 "$work/keys" other.fw
+  "$maker/tonecrate-pack-firmware" "$1" 2.0.0 "$work/keys" other.fw
   plug_firmware other.fw
   expect 0 decrypt.sh /dev/sda1
   expect 0 format.sh 1

@@ -2,7 +2,7 @@
 # shellcheck shell=bash
 
 repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../../..")
-readonly repository scripts=$repository/sim/scripts firmware=$repository/sim/firmware
+readonly repository scripts=$repository/sim/scripts firmware=$repository/sim/firmware maker=$repository/packaging/maker
 work=$(mktemp -d) || exit 1
 readonly work
 trap 'rm -rf -- "$work"' EXIT
@@ -14,9 +14,9 @@ export LC_ALL=C DEVICE_ROOT="$work/case/the device"
 PATH=$PATH:/usr/sbin:/sbin
 
 make_fixtures() {
-  "$scripts/make_keys.sh" "$work/keys" &&
+  "$maker/tonecrate-make-keys" "$work/keys" &&
     "$scripts/make_device.sh" "$work/device" "$work/keys" &&
-    "$scripts/pack_firmware.sh" "$firmware" 2.0.0 "$work/keys" "$work/tonecrate.fw" &&
+    "$maker/tonecrate-pack-firmware" "$firmware" 2.0.0 "$work/keys" "$work/tonecrate.fw" &&
     "$scripts/make_drive.sh" "$work/drive.img" "$work/tonecrate.fw" || exit 1
 }
 

@@ -67,7 +67,7 @@ install_names_with_spaces() {
   echo 1 >"my firmware/one two/ three  four .txt"
   : >"my firmware/one two/-empty"
   echo 2 >"my firmware/presets-factory/my preset"
-  "$scripts/pack_firmware.sh" "my firmware" 3.0-rc.1 "$work/keys" "my firmware.fw"
+  "$maker/tonecrate-pack-firmware" "my firmware" 3.0-rc.1 "$work/keys" "my firmware.fw"
   plug_firmware "my firmware.fw"
   expect 0 decrypt.sh /dev/sda
   expect 0 format.sh 1
@@ -78,7 +78,7 @@ install_names_with_spaces() {
 install_without_factory_presets() {
   mkdir plain
   echo 1 >plain/one
-  "$scripts/pack_firmware.sh" plain 3.0 "$work/keys" plain.fw
+  "$maker/tonecrate-pack-firmware" plain 3.0 "$work/keys" plain.fw
   plug_firmware plain.fw
   expect 0 decrypt.sh /dev/sda
   expect 0 format.sh 1

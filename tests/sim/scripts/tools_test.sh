@@ -1,49 +1,8 @@
 #!/bin/bash
-# Tests the tools that make keys, firmware files, drives and devices, and verify_memory.sh.
+# Tests the tools that make drives and devices, and verify_memory.sh.
 set -uo pipefail
 # shellcheck source=fixture.sh
 . "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
-
-# pack_refuses_folder COMMAND...: checks that pack_firmware.sh rejects ./folder after COMMAND made it invalid.
-pack_refuses_folder() {
-  mkdir -p folder/sub
-  echo 1 >folder/one
-  "$@"
-  refuses "$scripts/pack_firmware.sh" folder 1.0 "$work/keys" out.fw
-  [[ ! -e out.fw ]]
-}
-
-pack_refuses_versions() {
-  local version
-  for version in "" " " "1.0 beta" "1/2" $'1\n2' "-1" "$(printf '1%.0s' {1..33})"; do
-    refuses "$scripts/pack_firmware.sh" "$firmware" "$version" "$work/keys" out.fw
-  done
-  [[ ! -e out.fw ]]
-}
-
-pack_arguments() {
-  refuses "$scripts/pack_firmware.sh"
-  refuses "$scripts/pack_firmware.sh" nowhere 1.0 "$work/keys" out.fw
-  refuses "$scripts/pack_firmware.sh" "$firmware" 1.0 nowhere out.fw
-  refuses "$scripts/pack_firmware.sh" "$firmware" 1.0 "$work/keys" nowhere/out.fw
-  mkdir folder
-  refuses "$scripts/pack_firmware.sh" "$firmware" 1.0 "$work/keys" folder
-}
-
-failed_pack_keeps_older_file() {
-  echo older >out.fw
-  refuses "$scripts/pack_firmware.sh" "$firmware" "not one word" "$work/keys" out.fw
-  [[ $(cat out.fw) == older ]]
-}
-
-keys_are_not_overwritten() {
-  "$scripts/make_keys.sh" "new keys"
-  refuses "$scripts/make_keys.sh" "new keys"
-  refuses "$scripts/make_keys.sh"
-  refuses "$scripts/make_keys.sh" nowhere/keys
-  [[ $(stat -c %a "new keys/signing.key") == 600 && $(stat -c %a "new keys/firmware.key") == 600 ]]
-  ! cmp -s "new keys/firmware.key" "$work/keys/firmware.key"
-}
 
 drive_has_partition_table() {
   "$scripts/make_drive.sh" "my drive.img" "$work/tonecrate.fw"
@@ -106,15 +65,6 @@ damage_file_system() {
 }
 
 make_fixtures
-it "pack rejects a symbolic link" pack_refuses_folder ln -s one folder/two
-it "pack rejects a named pipe" pack_refuses_folder mkfifo folder/pipe
-it "pack rejects a quote in a name" pack_refuses_folder touch 'folder/a"b'
-it "pack rejects a line end in a name" pack_refuses_folder touch $'folder/a\nb'
-it "pack rejects an empty folder" pack_refuses_folder rm folder/one
-it "pack rejects invalid versions" pack_refuses_versions
-it "pack rejects wrong arguments" pack_arguments
-it "a failed pack keeps the old file" failed_pack_keeps_older_file
-it "make_keys makes private files and overwrites none" keys_are_not_overwritten
 it "make_drive makes one valid FAT partition at 1 MiB" drive_has_partition_table
 it "make_drive makes a larger drive for larger files" drive_grows_with_files
 it "make_drive rejects wrong arguments and leaves no file" drive_arguments
