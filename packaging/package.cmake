@@ -22,7 +22,8 @@ set(compressed ${CMAKE_CURRENT_BINARY_DIR}/package)
 install(FILES ${compressed}/tonecrate-updater.8.gz DESTINATION share/man/man8)
 install(FILES packaging/copyright ${compressed}/changelog.gz ${compressed}/device.md.gz
         DESTINATION share/doc/tonecrate-updater)
-install(FILES packaging/tonecrate-overlay.dts packaging/scripts/common.sh packaging/scripts/updater.conf
+install(FILES packaging/tonecrate-overlay.dts packaging/scripts/common.sh packaging/scripts/container.sh
+              packaging/scripts/partitions.sh packaging/scripts/updater.conf
         DESTINATION share/doc/tonecrate-updater/examples)
 install(PROGRAMS packaging/scripts/decrypt.sh packaging/scripts/format.sh packaging/scripts/install.sh
         DESTINATION share/doc/tonecrate-updater/examples)

@@ -1,30 +1,38 @@
-# Sourced by decrypt.sh, format.sh and install.sh: exit handling, mounts, and the state of the partitions.
+# Sourced by decrypt.sh, format.sh and install.sh: exit handling, the lock, progress, and the state of the device.
 # Installed as /usr/lib/tonecrate/common.sh. Compatible with BusyBox ash and dash.
 #
+# The unpacked firmware is complete when it contains "contents", which decrypt.sh writes last: a listing with checksums.
+# The memory is formatted when the unpacked firmware contains "formatted", which format.sh writes last.
 # The memory is complete when it contains version.txt, which is removed before any other change and written last.
 # The backup is complete when it contains the folder "complete", which gets this name after its content is on the disk.
 # At every moment of an update the memory or the backup is complete and contains the owner's presets, so a power cut
-# loses nothing. When both are complete, the memory is newer.
+# or a killed script loses nothing. When both are complete, the memory is newer.
 # shellcheck shell=sh disable=SC2034 # the sourcing scripts use some of the names
 
 export LC_ALL=C
 PATH=/usr/sbin:/usr/bin:/sbin:/bin
+set -u
 script_name=${0##*/}
-verdict=         # the exit status, once it is known
-default_status=1 # the exit status of an unexpected failure
-unpacked=/tmp/fw # the unpacked firmware, from decrypt.sh for install.sh
-scratch=         # a folder to remove when the script ends
+root=${0%/usr/sbin/*} # empty on the device
+: "${unexpected_status:=1}" # the exit status when a signal or an unexpected error ends the script
+scratch= # a folder to remove when the script ends
+trap 'exit "$unexpected_status"' EXIT # also for an error in the settings
 
-# fail STATUS MESSAGE
+# fail STATUS MESSAGE: ends the script.
 fail() {
   printf '%s: %s\n' "$script_name" "$2" >&2
-  verdict=$1
-  exit "$1"
+  exit $((result_offset + $1))
+}
+
+# usage TEXT: ends the script because of a wrong argument.
+usage() {
+  trap - EXIT
+  printf '%s: usage: %s\n' "$script_name" "$1" >&2
+  exit 2
 }
 
 succeed() {
-  verdict=0
-  exit 0
+  exit "$result_offset"
 }
 
 # show TEXT: prints one progress line, at most 40 characters, the width of the display.
@@ -32,43 +40,47 @@ show() {
   printf 'SHOW: %s\n' "$1"
 }
 
-# Runs at every exit, also after a signal. The script must exit with its own status: the updater treats a fatal signal
-# as success and has no message for other statuses.
-finish() {
+# `main` ends with this number plus the exit status of the script, unlike a shell that ends with an error of its own.
+readonly result_offset=100
+
+# supervise [ARGUMENT...]: runs `main` in a child process, cleans up after it, and exits.
+# The updater treats a script that a signal kills as successful if the shell of popen() has replaced itself by the
+# script. Therefore this process only waits. When `main` is killed, the script fails. When this process is killed,
+# `main` still holds the output open, so the updater waits until it has finished.
+supervise() {
+  lock
+  trap clean_up EXIT
+  trap 'exit "$unexpected_status"' HUP INT PIPE TERM
+  (main "$@")
+  result=$(($? - result_offset))
+  if [ "$result" -lt 0 ] || [ "$result" -gt 4 ]; then
+    printf '%s: ended unexpectedly\n' "$script_name" >&2
+    result=$unexpected_status
+  fi
+  exit "$result"
+}
+
+# Fails when a script, or a command that a killed script has left behind, is still running.
+lock() {
+  command -v flock >/dev/null || { echo "$script_name: flock is missing" >&2; exit "$unexpected_status"; }
+  { mkdir -p "$root/run/tonecrate" && command exec 9>"$root/run/tonecrate/lock"; } || exit "$unexpected_status"
+  flock -w 3 9 && return # a command of a killed script may take a moment to end
+  printf '%s: another script is running\n' "$script_name" >&2
+  exit "$unexpected_status"
+}
+
+clean_up() {
   trap '' HUP INT PIPE TERM
-  trap - EXIT
   release "$drive_mount"
   release "$memory_mount"
   release "$backup_mount"
   [ -z "$scratch" ] || rm -rf "$scratch"
-  exit "${verdict:-$default_status}"
 }
 
-# is_mounted FOLDER: succeeds when FOLDER is a mount point.
-is_mounted() {
-  while read -r _ folder _; do
-    [ "$folder" != "$1" ] || return 0
-  done </proc/mounts
-  return 1
-}
-
-# unmount FOLDER: writes everything to the disk, so the next mount reads from the disk. Fails when the folder is in use.
-unmount() {
-  while is_mounted "$1"; do
-    { sync -f "$1" && umount "$1"; } || return 1
-  done
-}
-
-# release FOLDER: detaches the mount even when it is in use; the kernel unmounts it after its last user.
-release() {
-  while is_mounted "$1"; do
-    umount "$1" 2>/dev/null || umount -l "$1" || return 1
-  done
-}
-
-# mount_at FOLDER TYPE OPTIONS DEVICE
-mount_at() {
-  mkdir -p "$1" && mount -t "$2" -o "$3,nosuid,nodev,noexec" "$4" "$1"
+# make_scratch: creates the folder $scratch, which only this user can read.
+make_scratch() {
+  rm -rf "$scratch"
+  (umask 077 && mkdir "$scratch")
 }
 
 # mount_memory ro|rw
@@ -91,56 +103,62 @@ backup_is_complete() {
 
 # repair DEVICE: fails when DEVICE has no file system, or when e2fsck cannot repair the file system automatically.
 repair() {
-  e2fsck -f -p "$1" >&2 || [ $? -le 2 ]
+  report=$(e2fsck -f -p "$1" 2>&1) && return
+  [ $? -le 2 ] || { printf '%s\n' "$report" >&2; return 1; }
 }
 
-# make_file_system DEVICE
+# make_file_system DEVICE [OPTION...]
 make_file_system() {
-  "$mke2fs" -q -F -t ext4 -m 0 "$1" </dev/null >&2
+  device=$1
+  shift
+  "$mke2fs" -q -F -t ext4 -m 0 "$@" "$device" </dev/null >&2
 }
 
-# same_tree FOLDER FOLDER: succeeds when both contain the same folders, links and files, byte by byte.
-same_tree() {
-  [ "$(list_tree "$1")" = "$(list_tree "$2")" ] &&
-    [ -z "$(cd "$1" && find . -type f ! -exec cmp -s {} "$2"/{} \; -print)" ]
-}
-
+# list_tree FOLDER: lists type, mode, owner, size and name of everything, and the checksums of the files. The size of a
+# folder depends on the file system.
 list_tree() {
-  cd "$1" || return
-  for type in d f l; do
-    find . -type "$type" | sort
-  done
-  find . -type l -exec readlink {} \; | sort
+  (cd "$1" && {
+    find . -type f -exec stat -c '%f %u:%g %s %N' {} +
+    find . ! -type f -exec stat -c '%f %u:%g %t:%T %N' {} +
+    find . -type f -exec openssl dgst -sha256 -r {} +
+  }) | sort
 }
 
-# device_number DEVICE: prints MAJOR:MINOR.
-device_number() {
-  printf '%d:%d\n' "0x$(stat -L -c %t "$1")" "0x$(stat -L -c %T "$1")"
+# same_tree FOLDER FOLDER: succeeds when both have the same listing.
+same_tree() {
+  [ -d "$1" ] && [ -d "$2" ] && [ "$(list_tree "$1")" = "$(list_tree "$2")" ]
 }
 
-# require_free DEVICE: fails unless it is a block device that is not in use.
-require_free() {
-  [ -b "$1" ] || fail 1 "$1 is not a block device"
-  number=$(device_number "$1")
-  ! grep "^[0-9]* [0-9]* $number " /proc/self/mountinfo >&2 || fail 1 "$1 is mounted"
-  ! grep -s "^$1[^0-9]" /proc/swaps >&2 || fail 1 "$1 is swap space"
-  for used_by in "/sys/dev/block/$number/holders"/* "/sys/dev/block/$number"/*/partition; do
-    [ ! -e "$used_by" ] || fail 1 "$1 is in use: $used_by"
-  done
+# list_contents FOLDER: lists what belongs to a firmware in FOLDER: the folder firmware and the version.
+list_contents() {
+  list_tree "$1/firmware"
+  cat "$1/version.txt"
 }
 
-# Fails unless both partitions are free and different.
-require_partitions() {
-  { unmount "$memory_mount" && unmount "$backup_mount"; } || fail 1 "the partitions are in use"
+# Fails unless /tmp/fw is what decrypt.sh, run by the same user, has put there.
+require_firmware() {
+  [ "$(stat -c '%F %a %u' "$unpacked" 2>/dev/null)" = "directory 700 $(id -u)" ] ||
+    fail 1 "there is no unpacked firmware"
+  [ -s "$unpacked/contents" ] || fail 1 "the unpacked firmware is incomplete"
+  list_contents "$unpacked" | cmp -s - "$unpacked/contents" || fail 1 "the unpacked firmware has been changed"
+}
+
+# Fails unless the internal memory is not in use.
+require_memory() {
+  unmount "$memory_mount" || fail 1 "the internal memory is in use"
   require_free "$memory_device"
-  require_free "$backup_device"
-  [ "$(device_number "$memory_device")" != "$(device_number "$backup_device")" ] ||
-    fail 1 "the memory and its backup are the same device"
 }
 
-set -u
-drive_mount='' memory_mount='' backup_mount='' # for exits before the settings are read
-trap finish EXIT
-trap 'exit 1' HUP INT PIPE TERM
+# Fails unless the backup is not in use and differs from the memory.
+require_backup() {
+  unmount "$backup_mount" || fail 1 "the backup is in use"
+  require_free "$backup_device"
+  ! same_device "$memory_device" "$backup_device" || fail 1 "the memory and its backup are the same device"
+}
+
+storage=partitions minimum_version= # the defaults of optional settings
 # shellcheck source=updater.conf
-. /etc/tonecrate/updater.conf
+. "$root/etc/tonecrate/updater.conf"
+# shellcheck source=partitions.sh
+. "$root/usr/lib/tonecrate/$storage.sh"
+unpacked=$root/tmp/fw # from decrypt.sh for format.sh and install.sh

@@ -1,35 +1,57 @@
 #!/bin/sh
 # Unpacks the firmware file of a USB drive into /tmp/fw and writes the new and the installed version there.
 # Installed as /usr/sbin/decrypt.sh. Usage: decrypt.sh DRIVE, for example /dev/sda1 or /dev/sda
-# Exit status: 0 success, 1 drive not accessible, 2 no tonecrate.fw on the drive, 3 tonecrate.fw is corrupt. The screen
-# has no message for any other status: an unexpected failure exits with 1 while the drive is read, and with 3
-# afterwards.
-[ -r /usr/lib/tonecrate/common.sh ] || exit 1
+# Exit status: 0 success, 1 drive not accessible, 2 no tonecrate.fw on the drive, 3 tonecrate.fw is corrupt, 4 any other
+# failure. The screen has a message for 1, 2 and 3, and keeps the last progress line for 4.
+unexpected_status=4
+[ -r "${0%/sbin/*}/lib/tonecrate/common.sh" ] || exit 4
 # shellcheck source=common.sh
-. /usr/lib/tonecrate/common.sh
+. "${0%/sbin/*}/lib/tonecrate/common.sh"
+# shellcheck source=container.sh
+. "$root/usr/lib/tonecrate/container.sh"
 
-drive=${1:-}
+drive=$root${1:-}
 scratch=$unpacked.new
 
 require_drive() {
-  [ -b "$drive" ] || fail 1 "$drive does not exist"
+  is_device "$drive" || fail 1 "$drive does not exist"
 }
 
-# corrupt REASON: fails with 3, or with 1 if the drive has been removed, because the removal can damage the copied file.
+# stop REASON [DETAIL]: shows the reason, at most 40 characters, long enough for the updater to display it.
+stop() {
+  show "$1"
+  sleep 1
+  fail 4 "$1${2:+ ($2)}"
+}
+
+# Fails when something that is not on the drive is missing, which must not be reported as a corrupt file.
+require_system() {
+  for tool in openssl gzip tar dd; do
+    command -v "$tool" >/dev/null || stop "Failed: $tool is missing"
+  done
+  for key in "$signing_key" "$firmware_key"; do
+    [ -s "$key" ] || stop "Failed: ${key##*/} is missing"
+  done
+}
+
+unreadable() {
+  fail 1 "tonecrate.fw cannot be read"
+}
+
+out_of_memory() {
+  stop "Failed: not enough memory in /tmp"
+}
+
+# corrupt REASON: fails with 3, or with 1 if the drive has been removed, because the removal can cause any error.
 corrupt() {
   require_drive
   fail 3 "tonecrate.fw: $1"
 }
 
-make_scratch() {
-  rm -rf "$unpacked" "$scratch"
-  (umask 077 && mkdir "$scratch") || fail 1 "cannot create $scratch"
-}
-
 # The kernel creates the device of a drive before the devices of its partitions, and the updater may poll in between.
 # Therefore waits 1 s for the first partition when the drive cannot be mounted.
 mount_drive() {
-  show "Reading the drive... 10%"
+  show "Reading the drive... 5%"
   release "$drive_mount"
   try_mount || { sleep 1 && try_mount; } || fail 1 "$drive cannot be mounted"
 }
@@ -38,7 +60,7 @@ try_mount() {
   require_drive
   for device in "$drive" "${drive}1"; do
     for type in $drive_file_systems; do
-      ! { [ -b "$device" ] && mount_at "$drive_mount" "$type" ro "$device"; } || return 0
+      ! { is_device "$device" && mount_at "$drive_mount" "$type" ro "$device"; } || return 0
     done
   done
   return 1
@@ -54,108 +76,95 @@ find_firmware() {
   fail 2 "no tonecrate.fw on $drive"
 }
 
-# Copies the whole file, so that the later steps do not read the drive. The sizes are compared because a read beyond the
-# end of a drive may end early without an error.
-copy_firmware() {
-  show "Reading the drive... 30%"
-  if ! cp "$file" "$scratch/container"; then
-    cat "$file" >/dev/null || fail 1 "tonecrate.fw cannot be read"
-    corrupt "does not fit into /tmp"
-  fi
-  [ "$(stat -c %s "$scratch/container")" = "$(stat -c %s "$file")" ] || fail 1 "tonecrate.fw cannot be read completely"
-  release "$drive_mount"
-  require_drive
+# component TEXT NUMBER: sets `digits` (without leading zeros) and `rest` to the number at the start of a component of
+# the version TEXT, and the text after this number.
+component() {
+  part=$(printf '%s\n' "$1" | cut -d . -f "$2")
+  rest=$(printf '%s\n' "$part" | sed 's/^[0-9]*//')
+  digits=$(printf '%s\n' "${part%"$rest"}" | sed 's/^0*//')
 }
 
-# A container is a 16-byte format name, the encrypted archive, and a 64-byte Ed25519 signature of both.
-check_signature() {
-  show "Checking the signature... 50%"
-  signed_size=$(($(stat -c %s "$scratch/container") - 64))
-  { [ "$signed_size" -gt 16 ] && [ "$(head -c 16 "$scratch/container")" = "tonecrate-fw-01" ]; } ||
-    corrupt "not a firmware container"
-  { tail -c 64 "$scratch/container" >"$scratch/signature" && truncate -s "$signed_size" "$scratch/container"; } ||
-    corrupt "cannot be split"
-  openssl pkeyutl -verify -pubin -inkey "$signing_key" -rawin -in "$scratch/container" \
-    -sigfile "$scratch/signature" >&2 || corrupt "not signed with $signing_key"
+# sorts_before TEXT TEXT
+sorts_before() {
+  expr "x$1" \< "x$2" >/dev/null
 }
 
-# Removes the input of each step early, because /tmp may be in RAM.
-decrypt_archive() {
-  show "Decrypting... 65%"
-  tail -c +17 "$scratch/container" | openssl enc -d -aes-256-cbc -md sha256 -pbkdf2 -iter 10000 \
-    -pass "file:$firmware_key" -out "$scratch/archive.gz" || corrupt "cannot be decrypted"
-  rm "$scratch/container"
-  gzip -dc "$scratch/archive.gz" >"$scratch/archive" || corrupt "not compressed"
-  rm "$scratch/archive.gz"
+# is_older VERSION VERSION: succeeds when the first one is older. Compares components as numbers, by length first because
+# a number may have 32 digits, and then the texts after the numbers. A missing component is 0.
+is_older() {
+  for number in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16; do
+    component "$1." "$number"
+    left_digits=$digits left_rest=$rest
+    component "$2." "$number"
+    if [ "$left_digits$left_rest" != "$digits$rest" ]; then
+      [ "${#left_digits}" -eq "${#digits}" ] || { [ "${#left_digits}" -lt "${#digits}" ]; return; }
+      [ "$left_digits" = "$digits" ] || { sorts_before "$left_digits" "$digits"; return; }
+      sorts_before "$left_rest" "$rest"
+      return
+    fi
+  done
+  return 1
 }
 
-# Rejects everything except version.txt, and files and folders with plain names below firmware/. tar lists a hard link
-# as a file with an arrow in its name, and prints an error when it changes a name.
-check_members() {
-  tar --numeric-owner -tvf "$scratch/archive" >"$scratch/members" 2>"$scratch/complaints" || corrupt "not an archive"
-  [ ! -s "$scratch/complaints" ] || corrupt "not a plain archive"
-  while read -r mode _ _ _ _ name; do
-    case $mode in
-    -* | d*) ;;
-    *) corrupt "contains a link or a device" ;;
-    esac
-    case /$name/ in
-    *[!A-Za-z0-9._+\ /-]* | */../*) corrupt "contains a forbidden path" ;;
-    /version.txt/ | /firmware/*) ;;
-    *) corrupt "contains a forbidden path" ;;
-    esac
-  done <"$scratch/members"
-}
-
-unpack() {
-  show "Unpacking... 80%"
-  { mkdir "$scratch/fw" && tar --no-same-permissions -xof "$scratch/archive" -C "$scratch/fw"; } ||
-    corrupt "cannot be unpacked"
-  rm "$scratch/archive"
-  [ -d "$scratch/fw/firmware" ] || corrupt "contains no files"
-  [ -z "$(find "$scratch/fw" ! -type f ! -type d)" ] || corrupt "contains a link or a device"
-}
-
-# The version is one word of at most 32 characters, so that it fits the display.
 check_version() {
-  version=
-  [ ! -f "$scratch/fw/version.txt" ] || read -r version _ <"$scratch/fw/version.txt" || :
-  case $version in
-  '' | [!A-Za-z0-9]* | *[!A-Za-z0-9.+-]*) corrupt "contains no valid version" ;;
-  esac
-  [ "${#version}" -le 32 ] || corrupt "contains no valid version"
+  [ -n "$minimum_version" ] || return 0
+  ! is_older "$version" "$minimum_version" || stop "Failed: older than the minimum version" "$version, $minimum_version"
+}
+
+# Needs room for the unpacked files, one chunk, and the listing of the content.
+check_memory() {
+  needed=$(((unpacked_size + chunk_size) / 1024 + 1024))
+  [ "$(available_kib "$scratch")" -ge "$needed" ] || stop "Failed: needs $((needed / 1024 + 1)) MB of memory"
+}
+
+# Shows progress from 15 % to 80 %.
+after_chunk() {
+  show "Unpacking... $((15 + $1 * chunk_size * 65 / (payload_size + chunk_size)))%"
 }
 
 # Reads the installed version from the backup after an interrupted update. The file is empty if there is no installed
-# version.
+# version. A memory that is mounted already can be read, although format.sh will not format it; if it is mounted for
+# writing in another namespace, the kernel allows only another mount for writing.
 write_old_version() {
+  show "Reading the old version... 85%"
   : >"$scratch/fw/version.old.txt"
-  if unmount "$memory_mount" && mount_memory ro && memory_is_complete; then
-    cp "$memory_mount/version.txt" "$scratch/fw/version.old.txt"
+  if folder=$(mount_point_of "$memory_device") && [ "$folder" != "$memory_mount" ]; then
+    cat "$folder/version.txt" >"$scratch/fw/version.old.txt"
+  elif unmount "$memory_mount" && { mount_memory ro || mount_memory rw; } && memory_is_complete; then
+    cat "$memory_mount/version.txt" >"$scratch/fw/version.old.txt"
   elif unmount "$backup_mount" && mount_backup ro && backup_is_complete; then
-    cp "$backup_mount/complete/version.txt" "$scratch/fw/version.old.txt"
+    cat "$backup_mount/complete/version.txt" >"$scratch/fw/version.old.txt"
   fi || printf '%s: the installed version cannot be read\n' "$script_name" >&2
 }
 
-# A function, so that the shell reads the whole script before it runs the first command.
+# Nobody else can put a folder in place of the new one: mv -T fails when /tmp/fw exists and is not empty.
+put_in_place() {
+  show "Checking the files... 90%"
+  { list_contents "$scratch/fw" >"$scratch/fw/contents" && chmod 700 "$scratch/fw"; } || out_of_memory
+  show "Ready 100%"
+  require_drive
+  mv -T "$scratch/fw" "$unpacked" || stop "Failed: $unpacked is in use"
+}
+
 main() {
   [ $# -eq 1 ] || fail 1 "usage: decrypt.sh DRIVE"
-  make_scratch
+  rm -rf "$unpacked"
+  make_scratch || out_of_memory
+  require_system
   require_drive
   mount_drive
   find_firmware
-  copy_firmware
-  default_status=3
-  check_signature
-  decrypt_archive
-  check_members
-  unpack
+  show "Checking the signature... 10%"
+  open_container "$file"
   check_version
-  write_old_version
-  show "Ready 100%"
+  check_memory
+  show "Unpacking... 15%"
+  unpack_payload "$scratch/fw"
+  release "$drive_mount"
   require_drive
-  mv "$scratch/fw" "$unpacked" || corrupt "cannot be moved to $unpacked"
+  write_old_version
+  put_in_place
   succeed
 }
 
-main "$@"
+supervise "$@"

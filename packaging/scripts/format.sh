@@ -1,25 +1,68 @@
 #!/bin/sh
 # Formats the internal memory: format.sh 0 keeps the presets, format.sh 1 deletes them.
 # Installed as /usr/sbin/format.sh. Exit status: 0 success, 1 failure, 2 wrong argument.
+# Changes nothing unless the unpacked firmware is complete and, with the presets, fits into the new file system.
 # After a power cut at any moment, format.sh 0 continues from the memory if it is complete, otherwise from the backup.
-[ -r /usr/lib/tonecrate/common.sh ] || exit 1
+[ -r "${0%/sbin/*}/lib/tonecrate/common.sh" ] || exit 1
 # shellcheck source=common.sh
-. /usr/lib/tonecrate/common.sh
+. "${0%/sbin/*}/lib/tonecrate/common.sh"
 
-# Does not change the memory on failure.
-save_presets() {
+scratch=$root/run/tonecrate/format
+saved= # the complete presets: those on the memory, or those on the backup after an interrupted update
+
+# Does not change the memory.
+find_presets() {
   show "Checking the memory... 5%"
+  require_backup
   if repair "$memory_device" && mount_memory ro && memory_is_complete; then
-    write_backup
+    saved=$memory_mount
   elif unmount "$memory_mount" && repair "$backup_device" && mount_backup ro && backup_is_complete; then
+    saved=$backup_mount/complete
     show "Going on with the saved presets... 30%"
   else
     fail 1 "neither the internal memory nor its backup is complete"
   fi
-  { unmount "$memory_mount" && unmount "$backup_mount"; } || fail 1 "the partitions are in use"
 }
 
-write_backup() {
+# measure_format: creates the file system in a sparse file of the memory's size. Sets `total` and `free` (blocks),
+# `block_size` and `free_inodes`.
+measure_format() {
+  make_scratch && truncate -s "$(device_size "$memory_device")" "$scratch/trial" &&
+    make_file_system "$scratch/trial" -E lazy_itable_init=1,lazy_journal_init=1 &&
+    dumpe2fs -h "$scratch/trial" >"$scratch/trial.txt" 2>/dev/null || return
+  total=$(header "Block count") && free=$(header "Free blocks") && block_size=$(header "Block size") &&
+    free_inodes=$(header "Free inodes")
+}
+
+# header NAME: prints a number of the trial's superblock.
+header() {
+  sed -n "s/^$1: *\([0-9][0-9]*\)$/\1/p" "$scratch/trial.txt" | grep .
+}
+
+# add_needs FOLDER: adds to `blocks` and `inodes` what the files in FOLDER need: each entry also uses up to a block of
+# its folder or of its block map.
+add_needs() {
+  [ -d "$1" ] || return 0
+  sizes=$(find "$1" -exec stat -c %s {} +) || return
+  for size in $sizes; do
+    blocks=$((blocks + (size + block_size - 1) / block_size + 1))
+    inodes=$((inodes + 1))
+  done
+}
+
+# require_room [FOLDER]: fails unless the firmware and the presets in FOLDER fit into the new file system. The margin
+# includes the kernel's reserve, 2 % and at most 4096 blocks.
+require_room() {
+  blocks=64 inodes=16
+  { measure_format && add_needs "$unpacked/firmware" && { [ $# -eq 0 ] || add_needs "$1"; }; } ||
+    fail 1 "the size of the new file system cannot be measured"
+  margin=$((total / 32))
+  [ "$margin" -le 8192 ] || margin=8192
+  { [ $((blocks + margin)) -le "$free" ] && [ "$inodes" -le "$free_inodes" ]; } ||
+    fail 1 "the firmware and the presets need $((blocks + margin)) blocks and $inodes inodes of $free and $free_inodes"
+}
+
+save_presets() {
   show "Saving the presets... 15%"
   { make_file_system "$backup_device" && mount_backup rw && fill_backup "$backup_mount/new" &&
     unmount "$backup_mount"; } || fail 1 "the presets cannot be saved on $backup_device"
@@ -27,7 +70,8 @@ write_backup() {
   { mount_backup rw && same_presets "$memory_mount" "$backup_mount/new" &&
     cmp "$memory_mount/version.txt" "$backup_mount/new/version.txt" >&2; } ||
     fail 1 "the saved presets differ from the presets"
-  mv "$backup_mount/new" "$backup_mount/complete" || fail 1 "the saved presets cannot be marked complete"
+  { mv "$backup_mount/new" "$backup_mount/complete" && unmount "$backup_mount"; } ||
+    fail 1 "the saved presets cannot be marked complete"
 }
 
 # fill_backup FOLDER
@@ -35,7 +79,7 @@ fill_backup() {
   mkdir "$1" && copy_presets "$memory_mount" "$1" && cp "$memory_mount/version.txt" "$1/"
 }
 
-# copy_presets FROM TO: creates an empty folder when there are no presets, so that install.sh adds no factory presets.
+# copy_presets FROM TO: creates an empty folder when there are no presets.
 copy_presets() {
   if [ -d "$1/presets" ]; then
     cp -a "$1/presets" "$2/"
@@ -56,6 +100,7 @@ same_presets() {
 # Marks the memory incomplete before its first block changes.
 format_memory() {
   show "Formatting... 45%"
+  unmount "$memory_mount" || fail 1 "$memory_device is in use"
   if mount_memory rw; then
     rm -f "$memory_mount/version.txt"
     unmount "$memory_mount" || fail 1 "$memory_device is in use"
@@ -65,36 +110,47 @@ format_memory() {
 
 restore_presets() {
   show "Restoring the presets... 75%"
-  { mount_backup ro && mount_memory rw && copy_presets "$backup_mount/complete" "$memory_mount" &&
-    unmount "$memory_mount"; } || fail 1 "the presets cannot be restored"
+  { unmount "$backup_mount" && mount_backup ro && mount_memory rw &&
+    copy_presets "$backup_mount/complete" "$memory_mount" && unmount "$memory_mount"; } ||
+    fail 1 "the presets cannot be restored"
   show "Checking the presets... 90%"
   { mount_memory ro && same_presets "$backup_mount/complete" "$memory_mount"; } ||
     fail 1 "the restored presets differ from the saved ones"
 }
 
 # Removes the mark first. Also formats a backup that cannot be mounted, because a repair could restore the backup.
+# A factory reset does not need the backup, so it continues without one.
 discard_backup() {
+  show "Discarding saved presets... 15%"
+  (require_backup) || return 0
   if mount_backup rw; then
     ! backup_is_complete || mv "$backup_mount/complete" "$backup_mount/old"
-    unmount "$backup_mount" || fail 1 "$backup_device is in use"
+    unmount "$backup_mount" || return 0
   fi
-  make_file_system "$backup_device" || fail 1 "the saved presets cannot be discarded"
+  make_file_system "$backup_device" || printf '%s: the backup cannot be formatted\n' "$script_name" >&2
 }
 
 main() {
-  { [ $# -eq 1 ] && { [ "$1" = 0 ] || [ "$1" = 1 ]; }; } || fail 2 "usage: format.sh 0|1"
-  require_partitions
+  require_firmware
+  rm -f "$unpacked/formatted"
+  require_memory
   if [ "$1" = 0 ]; then
-    save_presets
+    require_room
+    find_presets
+    require_room "$saved/presets"
+    [ "$saved" != "$memory_mount" ] || save_presets
     format_memory
     restore_presets
   else
+    require_room "$unpacked/firmware/presets-factory"
     discard_backup
     format_memory
   fi
   { unmount "$memory_mount" && unmount "$backup_mount"; } || fail 1 "the partitions are in use"
   show "Formatted 100%"
+  echo "$1" >"$unpacked/formatted" || fail 1 "$unpacked cannot be written"
   succeed
 }
 
-main "$@"
+{ [ $# -eq 1 ] && { [ "$1" = 0 ] || [ "$1" = 1 ]; }; } || usage "format.sh 0|1"
+supervise "$1"

@@ -1,13 +1,21 @@
 #!/bin/sh
 # Copies the unpacked firmware to the internal memory, reads it back and compares it, and then writes version.txt.
-# After a factory reset, when the memory has no presets folder, installs the firmware's presets-factory as presets.
+# After a factory reset, installs the firmware's presets-factory as presets.
 # Installed as /usr/sbin/install.sh. Exit status: 0 success, 1 failure, 2 wrong argument.
-[ -r /usr/lib/tonecrate/common.sh ] || exit 1
+# Requires that format.sh has finished, and removes the unpacked firmware at the end.
+[ -r "${0%/sbin/*}/lib/tonecrate/common.sh" ] || exit 1
 # shellcheck source=common.sh
-. /usr/lib/tonecrate/common.sh
+. "${0%/sbin/*}/lib/tonecrate/common.sh"
 
+scratch=$unpacked
 firmware=$unpacked/firmware
-new_presets= # the folder of presets to install; empty when the memory keeps its presets
+
+# Sets `mode` to the argument of format.sh.
+require_formatted() {
+  mode=
+  [ ! -f "$unpacked/formatted" ] || read -r mode <"$unpacked/formatted" || :
+  { [ "$mode" = 0 ] || [ "$mode" = 1 ]; } || fail 1 "the internal memory has not been formatted"
+}
 
 open_memory() {
   show "Checking the memory... 5%"
@@ -18,7 +26,8 @@ open_memory() {
 
 copy_folders() {
   (cd "$firmware" && find . -type d) | sort | while IFS= read -r path; do
-    mkdir -p "$memory_mount/firmware/$path" || exit 1
+    { mkdir -p "$memory_mount/firmware/$path" &&
+      chmod "$(stat -c %a "$firmware/$path")" "$memory_mount/firmware/$path"; } || exit 1
   done
 }
 
@@ -33,29 +42,39 @@ copy_files() {
   done
 }
 
-copy_new_presets() {
-  [ ! -d "$memory_mount/presets" ] || return 0
-  new_presets=$firmware/presets-factory
-  if [ -d "$new_presets" ]; then
-    cp -a "$new_presets" "$memory_mount/presets"
+copy_factory_presets() {
+  rm -rf "$memory_mount/presets" || return
+  if [ -d "$firmware/presets-factory" ]; then
+    cp -a "$firmware/presets-factory" "$memory_mount/presets"
   else
-    new_presets=
     mkdir "$memory_mount/presets"
   fi
 }
 
 write_files() {
-  { copy_folders && copy_files && copy_new_presets; } || fail 1 "the files do not fit into the internal memory"
+  { copy_folders && copy_files; } || fail 1 "the files cannot be written to the internal memory"
+  [ "$mode" = 0 ] || copy_factory_presets || fail 1 "the factory presets cannot be written"
   show "Writing to the disk... 75%"
   unmount "$memory_mount" || fail 1 "the files cannot be written"
 }
 
 check_files() {
   show "Checking the files... 80%"
-  { mount_memory rw && same_tree "$firmware" "$memory_mount/firmware"; } ||
+  mount_memory rw || fail 1 "$memory_device cannot be mounted"
+  { list_tree "$memory_mount/firmware" && cat "$unpacked/version.txt"; } | cmp -s - "$unpacked/contents" ||
     fail 1 "the installed files differ from the firmware"
-  [ -z "$new_presets" ] || same_tree "$new_presets" "$memory_mount/presets" ||
-    fail 1 "the installed presets differ from the factory presets"
+  check_presets
+}
+
+# After an update, the backup is deleted only if its presets are on the memory.
+check_presets() {
+  if [ "$mode" = 1 ]; then
+    [ ! -d "$firmware/presets-factory" ] || same_tree "$firmware/presets-factory" "$memory_mount/presets" ||
+      fail 1 "the installed presets differ from the factory presets"
+  elif unmount "$backup_mount" && mount_backup ro && backup_is_complete; then
+    same_tree "$backup_mount/complete/presets" "$memory_mount/presets" ||
+      fail 1 "the presets differ from the saved ones"
+  fi
 }
 
 # The rename makes the memory complete.
@@ -70,6 +89,7 @@ write_version() {
 # Does not report failures, because a complete memory takes precedence over the backup. An undeleted backup would
 # restore old presets after later damage to the memory.
 drop_backup() {
+  (require_backup) && unmount "$backup_mount" || return 0
   if ! mount_backup rw; then
     make_file_system "$backup_device" || : # otherwise a repair could restore the backup
     return
@@ -82,9 +102,9 @@ drop_backup() {
 }
 
 main() {
-  [ $# -eq 0 ] || fail 2 "usage: install.sh"
-  { [ -d "$firmware" ] && [ -s "$unpacked/version.txt" ]; } || fail 1 "there is no unpacked firmware"
-  require_partitions
+  require_firmware
+  require_formatted
+  require_memory
   open_memory
   write_files
   check_files
@@ -94,4 +114,6 @@ main() {
   succeed
 }
 
-main "$@"
+[ $# -eq 0 ] || usage "install.sh"
+# shellcheck disable=SC2119 # no arguments
+supervise

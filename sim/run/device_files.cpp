@@ -30,7 +30,7 @@ constexpr Tool neededTools[] = {
     {"bash", "bash"},        {"openssl", "openssl"}, {"mcopy", "mtools"},     {"mdir", "mtools"},
     {"sfdisk", "fdisk"},     {"gzip", "gzip"},       {"tar", "tar"},          {"mkfs.vfat", "dosfstools"},
     {"diff", "diffutils"},   {"cmp", "diffutils"},   {"mke2fs", "e2fsprogs"}, {"debugfs", "e2fsprogs"},
-    {"e2fsck", "e2fsprogs"},
+    {"e2fsck", "e2fsprogs"}, {"dumpe2fs", "e2fsprogs"}, {"flock", "util-linux"},
 };
 
 void requireTools()
@@ -120,16 +120,10 @@ fs::path DeviceFiles::keys() const
     return path;
 }
 
-fs::path DeviceFiles::makeDevice(int memoryKib) const
+fs::path DeviceFiles::makeDevice(MemorySize memory) const
 {
     fs::path device = folder / "device";
-    run("make_device.sh", {device, keys()});
-    if (memoryKib != 0) {
-        const fs::path file = device / "etc/tonecrate/memory_kib";
-        if (!(std::ofstream(file) << memoryKib << std::endl)) {
-            throw std::runtime_error("cannot write " + file.string());
-        }
-    }
+    run("make_device.sh", {device, keys(), std::to_string(memory.kib), std::to_string(memory.usableKib)});
     return device;
 }
 
@@ -163,7 +157,8 @@ fs::path DeviceFiles::makeDrive(DriveKind kind) const
 std::string DeviceFiles::verify(const fs::path& device, Outcome outcome) const
 {
     const std::string presets = outcome == Outcome::Reset ? "lost" : "kept";
-    return lastLineOf(run("verify_memory.sh", {device, firmware, std::string(version), presets}));
+    const std::string installed(outcome == Outcome::Formatted ? "none" : version);
+    return lastLineOf(run("verify_memory.sh", {device, firmware, installed, presets}));
 }
 
 std::string memoryContent(const fs::path& device)

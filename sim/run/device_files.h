@@ -23,9 +23,8 @@ public:
     /// Removes the temporary folder.
     ~DeviceFiles();
 
-    /// Creates the root folder of a device with firmware and presets. `memoryKib` is the size of the internal memory
-    /// that the scripts assume; 0 for the actual size.
-    [[nodiscard]] std::filesystem::path makeDevice(int memoryKib = 0) const;
+    /// Creates the root folder of a device with firmware and presets.
+    [[nodiscard]] std::filesystem::path makeDevice(MemorySize memory = {}) const;
     [[nodiscard]] std::filesystem::path makeDrive(DriveKind kind) const;
     /// Compares the internal memory byte by byte with the contents that `outcome` requires. `outcome` must not be
     /// Unchanged. Returns a line that describes the contents.

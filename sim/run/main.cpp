@@ -54,7 +54,7 @@ int runScenario(const sim::Options& options, const sim::Scenario& scenario)
         sim::ScenarioLog log(std::cout);
         const sim::DeviceFiles deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
         sim::ScenarioRunner runner(scenario, deviceFiles, {references, frames, log},
-                                   setupOf(options, deviceFiles.makeDevice(scenario.memoryKib)));
+                                   setupOf(options, deviceFiles.makeDevice(scenario.memory)));
         const std::string verified = runner.run();
         std::cout << scenario.name << ": passed: " << verified << std::endl;
         return std::cout ? 0 : failed;

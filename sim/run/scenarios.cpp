@@ -53,10 +53,10 @@ constexpr Step awaitCorrupt[] = {{Action::AwaitScreen, "failed-corrupt"}};
 constexpr Step awaitFormatFailed[] = {{Action::AwaitScreen, "failed-format"}};
 constexpr Step awaitInstallFailed[] = {{Action::AwaitScreen, "failed-install"}};
 
-/// Too small for a file system.
-constexpr int tooSmallToFormatKib = 4;
-/// Large enough for the user's presets, but too small for the firmware.
-constexpr int tooSmallForFirmwareKib = 128;
+/// Enough for the presets and the installed firmware, too small for the firmware on the drive.
+constexpr MemorySize tooSmall = {.kib = 400};
+/// Enough for the presets. A worn memory reports its full size, so formatting succeeds.
+constexpr MemorySize worn = {.usableKib = 100};
 
 } // namespace
 
@@ -91,15 +91,15 @@ std::span<const Scenario> allScenarios()
          .phases = {startOnPartition, ejectDrive, awaitDriveFailed},
          .outcome = Outcome::Unchanged},
         {.name = "format-fails",
-         .summary = "an internal memory too small to be formatted",
+         .summary = "an internal memory too small for the firmware",
          .phases = {startOnPartition, confirmUpdate, awaitFormatFailed},
          .outcome = Outcome::Unchanged,
-         .memoryKib = tooSmallToFormatKib},
+         .memory = tooSmall},
         {.name = "install-fails",
-         .summary = "an internal memory too small for the firmware",
+         .summary = "a worn internal memory, which accepts only a part of the firmware",
          .phases = {startOnPartition, confirmUpdate, install, awaitInstallFailed},
-         .outcome = Outcome::Unchanged,
-         .memoryKib = tooSmallForFirmwareKib},
+         .outcome = Outcome::Formatted,
+         .memory = worn},
     };
     return scenarios;
 }

@@ -36,6 +36,15 @@ enum class Outcome {
     Reset,
     /// No byte has changed since the last script started.
     Unchanged,
+    /// No firmware, but the user's presets, so that the next update succeeds.
+    Formatted,
+};
+
+/// The size of the internal memory.
+struct MemorySize {
+    int kib = 32768;
+    /// The KiB of files that a worn memory accepts; 0 for no limit.
+    int usableKib = 0;
 };
 
 struct Scenario {
@@ -44,8 +53,7 @@ struct Scenario {
     std::vector<std::span<const Step>> phases;
     Outcome outcome;
     DriveKind drive = DriveKind::Firmware;
-    /// The size of the internal memory that the scripts assume, in KiB; 0 for the actual size.
-    int memoryKib = 0;
+    MemorySize memory = {};
 };
 
 [[nodiscard]] std::span<const Scenario> allScenarios();

@@ -14,35 +14,10 @@ fail() {
   exit "$1"
 }
 
-# show TEXT: prints one progress line, at most 40 characters, the width of the display.
-# STEP_SECONDS (default 0) is the delay in seconds after each line, so that a person can read it.
-show() {
-  printf 'SHOW: %s\n' "$1"
-  [[ ${STEP_SECONDS:-0} == 0 ]] || sleep "$STEP_SECONDS"
-}
-
 # make_scratch FOLDER: creates a scratch folder in FOLDER and sets `scratch`. Results are renamed from it into place.
 make_scratch() {
   [[ -d $1 && -w $1 ]] || fail "$unexpected_status" "cannot write in $1"
   scratch=$(mktemp -d -- "$1/.scratch.XXXXXX")
-}
-
-# Changes to DEVICE_ROOT. Device paths are then relative, so DEVICE_ROOT may contain characters special to the tools.
-enter_device() {
-  [[ -n ${DEVICE_ROOT:-} ]] || fail "$unexpected_status" "DEVICE_ROOT is not set"
-  CDPATH='' cd -- "$DEVICE_ROOT" 2>/dev/null || fail "$unexpected_status" "no device at $DEVICE_ROOT"
-}
-
-# A firmware container is these 16 bytes, the encrypted archive, and a 64-byte Ed25519 signature of both.
-print_container_magic() {
-  printf 'tonecrate-fw-01\n'
-}
-
-# run_cipher KEY_FILE [-d]: encrypts standard input, or decrypts it with -d.
-run_cipher() {
-  local key=$1
-  shift
-  openssl enc -aes-256-cbc -md sha256 -pbkdf2 -iter 10000 -pass "file:$key" "$@"
 }
 
 # A version is one word of at most 32 characters, so that it fits the display.

@@ -1,14 +1,14 @@
 #!/bin/bash
-# Creates the root folder of a simulated device: scripts, keys, and an internal memory with firmware 1.4.2 and the
-# presets of the folder user_presets.
-# Usage: make_device.sh ROOT KEYS   (ROOT is a new or empty folder; KEYS is a folder made by tonecrate-make-keys)
+# Creates the root folder of a simulated device: the device scripts, keys, an internal memory with firmware 1.4.2 and
+# the presets of the folder user_presets, and an empty backup.
+# Usage: make_device.sh ROOT KEYS [MEMORY_KIB [USABLE_KIB]]
+# ROOT is a new or empty folder. KEYS contains the keys. USABLE_KIB limits the files in a worn memory; 0 for no limit.
 set -eEuo pipefail
 # shellcheck source=common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-readonly memory_kib=32768
 scripts=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")")
-readonly scripts
+readonly scripts device_scripts=$scripts/../../packaging/scripts backup_kib=8192
 
 # Firmware 2.0.0 replaces one of the files and removes the other.
 make_memory_content() {
@@ -20,22 +20,25 @@ make_memory_content() {
 }
 
 make_root() {
-  mkdir -p "$1/dev" "$1/tmp" "$1/usr/sbin" "$1/etc/tonecrate"
-  cp "$scripts"/{decrypt,format,install,common}.sh "$1/usr/sbin/"
-  cp "$2/signing.pub" "$2/firmware.key" "$1/etc/tonecrate/"
-  echo "$memory_kib" >"$1/etc/tonecrate/memory_kib"
-  make_file_system "$1/dev/memory" "$memory_kib" "$3"
+  mkdir -p "$1/dev" "$1/tmp" "$1/run" "$1/usr/sbin" "$1/usr/lib/tonecrate" "$1/etc/tonecrate"
+  cp "$device_scripts"/{decrypt,format,install}.sh "$1/usr/sbin/"
+  cp "$device_scripts"/{common,container}.sh "$scripts/images.sh" "$1/usr/lib/tonecrate/"
+  cp "$scripts/updater.conf" "$2/signing.pub" "$2/firmware.key" "$1/etc/tonecrate/"
+  make_file_system "$1/dev/memory" "$4" "$3"
+  truncate -s "${backup_kib}K" "$1/dev/backup"
 }
 
 main() {
-  [[ $# -eq 2 ]] || fail 2 "usage: make_device.sh ROOT KEYS"
+  [[ $# -ge 2 && $# -le 4 && ${3:-1} =~ ^[1-9][0-9]{0,8}$ && ${4:-0} =~ ^[0-9]{1,9}$ ]] ||
+    fail 2 "usage: make_device.sh ROOT KEYS [MEMORY_KIB [USABLE_KIB]]"
   local root
   [[ ! -e $1 || -z $(ls -A -- "$1") ]] || fail 1 "$1 is not an empty folder"
   [[ -s $2/signing.pub && -s $2/firmware.key ]] || fail 1 "$2 contains no keys"
   root=$(realpath -m -- "$1")
   make_scratch "${root%/*}/"
   make_memory_content "$scratch/content"
-  make_root "$scratch/root" "$2" "$scratch/content"
+  make_root "$scratch/root" "$2" "$scratch/content" "${3:-32768}"
+  echo "usable_kib=${4:-0}" >>"$scratch/root/etc/tonecrate/updater.conf"
   mv -T -- "$scratch/root" "$root"
 }
 

@@ -1,6 +1,7 @@
 #!/bin/bash
 # Checks that a device's internal memory contains exactly one firmware, byte by byte, and the expected presets.
 # Usage: verify_memory.sh ROOT FIRMWARE_FOLDER VERSION kept|lost
+# VERSION none: the memory must contain no firmware and no version.
 # kept: exactly the presets of the folder user_presets; lost: exactly the factory presets of the firmware.
 set -eEuo pipefail
 # shellcheck source=common.sh
@@ -36,12 +37,16 @@ main() {
   ln -s -- "$(realpath -- "$1")/dev/memory" "$scratch/memory"
   e2fsck -fn "$scratch/memory" >/dev/null 2>&1 || fail 1 "the file system of the internal memory is damaged"
   read_memory "$scratch/memory" "$scratch" /firmware /presets /version.txt
-  installed=$(cat "$scratch/version.txt" 2>/dev/null) || true
+  installed=$(cat "$scratch/version.txt" 2>/dev/null) || installed=none
   [[ $installed == "$3" ]] || fail 1 "wrong version: \"$installed\" instead of \"$3\""
-  expect_tree "$2" "$scratch/firmware" firmware
+  [[ $3 == none ]] || expect_tree "$2" "$scratch/firmware" firmware
   presets=$(expected_presets "$4" "$2")
   expect_tree "$presets" "$scratch/presets" presets
-  echo "internal memory verified: firmware $3, $(find "$2" -type f -printf x | wc -c) files, presets $4"
+  if [[ $3 == none ]]; then
+    echo "internal memory verified: no firmware, presets $4"
+  else
+    echo "internal memory verified: firmware $3, $(find "$2" -type f -printf x | wc -c) files, presets $4"
+  fi
 }
 
 main "$@"

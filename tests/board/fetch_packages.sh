@@ -30,7 +30,7 @@ readonly emulator_packages=(qemu-system-{arm,common,data}"/$emulator_suite")
 readonly board_packages=(
     busybox-static
     openssl libssl3 libc6 # for the example scripts, with the next line
-    e2fsprogs libext2fs2 libblkid1 libcom-err2 libuuid1
+    e2fsprogs libext2fs2 libblkid1 libcom-err2 libuuid1 util-linux
     libgtest-dev libgmock-dev librapidcheck-dev libpng-dev libpng16-16 zlib1g-dev zlib1g # for the unit tests
 )
 

@@ -38,7 +38,7 @@ readonly modules=(
 )
 
 # The scripts' tools besides BusyBox, and their libraries.
-readonly tools=(usr/bin/openssl sbin/mke2fs sbin/e2fsck etc/mke2fs.conf)
+readonly tools=(usr/bin/openssl usr/bin/flock sbin/mke2fs sbin/dumpe2fs sbin/e2fsck etc/mke2fs.conf)
 readonly libraries=(ld-linux-aarch64.so.1 lib{c,ssl,crypto,ext2fs,blkid,com_err,e2p,uuid}.so.[0-9])
 
 install_programs() {
@@ -46,7 +46,7 @@ install_programs() {
     install -D "$here/init" "$root/init"
     install -D -t "$root/usr/sbin" "$updater" "$scripts"/{decrypt,format,install}.sh
     aarch64-linux-gnu-g++ -std=c++20 -O1 -Wall -Wextra -Werror -static -s "$here/knob.cpp" -o "$root/usr/sbin/knob"
-    install -D -m 644 -t "$root/usr/lib/tonecrate" "$scripts/common.sh"
+    install -D -m 644 -t "$root/usr/lib/tonecrate" "$scripts"/{common,container,partitions}.sh
     install -D -m 644 -t "$root/etc/tonecrate" "$scripts/updater.conf" "$work"/keys/{signing.pub,firmware.key}
 }
 

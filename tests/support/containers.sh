@@ -1,13 +1,27 @@
 # Sourced by script tests: creates and damages firmware containers, with the keys in $work/keys.
 # shellcheck shell=bash disable=SC2154 # the sourcing script sets work
 
-# seal ARCHIVE OUT: compresses, encrypts and signs an archive. Implements the format independently of tonecrate-pack-firmware.
+# seal ARCHIVE OUT [VERSION]: compresses, encrypts and signs an archive. Implements the format independently of the
+# command that packs firmware. VERSION is the one in the manifest; default: that of ./version.txt.
 seal() {
-  {
-    printf 'tonecrate-fw-01\n'
-    gzip -c "$1" | openssl enc -aes-256-cbc -md sha256 -pbkdf2 -iter 10000 -pass "file:$work/keys/firmware.key"
-  } >sealed
-  sign sealed "$2" "$work/keys"
+  gzip -c "$1" | openssl enc -aes-256-cbc -md sha256 -pbkdf2 -iter 10000 -pass "file:$work/keys/firmware.key" >payload
+  seal_payload "$2" "${3-$(cat version.txt)}"
+}
+
+# seal_payload OUT VERSION: signs ./payload as one chunk.
+seal_payload() {
+  local size
+  size=$(stat -c %s payload)
+  printf 'version %s\nunpacked 1000000\npayload %s\nchunk 5000000\n%s\n' \
+    "$2" "$size" "$(sha256sum <payload | cut -c 1-64)" >manifest
+  seal_manifest "$1"
+}
+
+# seal_manifest OUT: signs ./manifest and adds ./payload.
+seal_manifest() {
+  printf 'tonecrate-fw-02\n%08d\n' "$(stat -c %s manifest)" | cat - manifest >head
+  sign head sealed "$work/keys"
+  cat sealed payload >"$1"
 }
 
 # sign FILE OUT KEYS: writes FILE and its signature to OUT. KEYS: the folder that contains signing.key.

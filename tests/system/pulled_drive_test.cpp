@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 namespace {
 
 /// The number of progress lines that decrypt.sh prints. Only decrypt.sh reads the drive.
-constexpr int decryptLines = 6;
+constexpr int decryptLines = 7;
 
 constexpr int never = 0;
 
@@ -35,10 +35,11 @@ struct Job {
     sim::Outcome outcome;
 };
 
-// While formatting, an update prints 4 lines, because it keeps the presets; a factory reset prints 2. While installing,
-// an update prints 20 lines; a factory reset prints 23, because it installs the factory presets too.
-constexpr Job update = {"Update", -1, decryptLines + 4 + 20, sim::Outcome::Updated};
-constexpr Job factoryReset = {"FactoryReset", 1, decryptLines + 2 + 23, sim::Outcome::Reset};
+// While formatting, an update prints 7 lines, because it keeps the presets; a factory reset prints 3. While installing,
+// both print 5 lines and one per file.
+constexpr int installLines = 5 + 18;
+constexpr Job update = {"Update", -1, decryptLines + 7 + installLines, sim::Outcome::Updated};
+constexpr Job factoryReset = {"FactoryReset", 1, decryptLines + 3 + installLines, sim::Outcome::Reset};
 
 void PrintTo(const Job& job, std::ostream* stream)
 {
@@ -50,7 +51,7 @@ class HeldScripts : public testing::Test {
 protected:
     HeldScripts()
     {
-        std::ofstream(root / "usr/sbin/common.sh", std::ios::app)
+        std::ofstream(root / "usr/lib/tonecrate/images.sh", std::ios::app)
             << "wait_for_test() { read -r _ <\"$DEVICE_ROOT/go\"; }\n"
                "show() { printf 'SHOW: %s\\n' \"$1\"; wait_for_test; }\n"
                "wait_for_test\n";

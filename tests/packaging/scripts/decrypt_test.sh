@@ -14,7 +14,8 @@ partitioned_drive() {
   expect 0 decrypt.sh /dev/sda1
   diff -r "$firmware" "$root/tmp/fw/firmware"
   [[ $(cat "$root/tmp/fw/version.txt") == 2.0.0 && $(cat "$root/tmp/fw/version.old.txt") == 1.4.2 ]]
-  [[ $(ls "$root/tmp/fw") == $'firmware\nversion.old.txt\nversion.txt' ]]
+  [[ $(ls "$root/tmp/fw") == $'contents\nfirmware\nversion.old.txt\nversion.txt' ]]
+  [[ $(stat -c %a "$root/tmp/fw") == 700 ]]
   [[ $(hash_of memory.img) == "$before" ]]
 }
 
@@ -75,10 +76,89 @@ without_file() {
   tidy
 }
 
+# expect_reason TEXT: the last progress line, which stays on the screen, is TEXT.
+expect_reason() {
+  expect 4 decrypt.sh /dev/sda1
+  [[ $(tail -n 1 out) == "SHOW: $1" ]] || { echo "shows: $(tail -n 1 out)"; return 1; }
+  [[ ! -e $root/tmp/fw ]]
+}
+
 larger_than_memory() {
   plug_drive
-  mount -o remount,size=100k "$root/tmp"
-  expect 3 decrypt.sh /dev/sda1
+  mount -o remount,size=1M "$root/tmp"
+  expect_reason "Failed: needs 6 MB of memory"
+}
+
+# The space is taken after decrypt.sh has measured it.
+full_memory() {
+  plug_drive
+  mount -o remount,size=8M "$root/tmp"
+  on_line "$1" 'cat /dev/zero >/tmp/filling 2>/dev/null'
+  mknod "$root/dev/zero" c 1 5
+  expect_reason "Failed: not enough memory in /tmp"
+}
+
+# older VERSION MINIMUM: decrypt.sh rejects VERSION. The archive contains the version, so it is not unpacked.
+older() {
+  change_setting minimum_version "$2"
+  archive_parts
+  echo "$1" >version.txt
+  tar -cf archive version.txt firmware
+  seal archive old.fw
+  plug_firmware old.fw
+  expect_reason "Failed: older than the minimum version"
+}
+
+allowed() {
+  change_setting minimum_version "$2"
+  archive_parts
+  echo "$1" >version.txt
+  tar -cf archive version.txt firmware
+  seal archive new.fw
+  plug_firmware new.fw
+  expect 0 decrypt.sh /dev/sda1
+}
+
+mounted_memory() {
+  plug_drive
+  mkdir -p "$root/elsewhere/the memory"
+  mount -o "$1" "$(cat "$work/loops/mmcblk0p3")" "$root/elsewhere/the memory"
+  expect 0 decrypt.sh /dev/sda1
+  umount "$root/elsewhere/the memory"
+  [[ $(cat "$root/tmp/fw/version.old.txt") == 1.4.2 ]]
+}
+
+mounted_outside_the_root() {
+  plug_drive
+  mkdir mounted
+  mount "$(cat "$work/loops/mmcblk0p3")" mounted
+  expect 0 decrypt.sh /dev/sda1
+  umount mounted
+  [[ $(cat "$root/tmp/fw/version.old.txt") == 1.4.2 ]]
+}
+
+# occupied_by COMMAND: another user has put something in place of /tmp/fw while decrypt.sh runs.
+occupied_by() {
+  plug_drive
+  on_line "Ready" "$1"
+  run decrypt.sh /dev/sda1
+  [[ $status -eq 4 ]] || [[ $(cat "$root/tmp/fw/version.txt") == 2.0.0 ]] || { echo "exits $status"; return 1; }
+  [[ ! -e $root/tmp/fw/fw && ! -e $root/elsewhere/fw ]]
+}
+
+small_chunks() {
+  "$maker/tonecrate-pack-firmware" --chunk 1000 "$firmware" 2.0.0 "$work/keys" small.fw
+  plug_firmware small.fw
+  expect 0 decrypt.sh /dev/sda1
+  diff -r "$firmware" "$root/tmp/fw/firmware"
+  [[ $(grep -c Unpacking out) -gt 50 ]]
+}
+
+# The mount point is not the one that the kernel reports, because it escapes the blank.
+blank_in_mount_point() {
+  change_setting memory_mount '"/run/the memory"'
+  plug_drive
+  expect 4 decrypt.sh /dev/sda1
 }
 
 old_version_is_empty_when() {
@@ -109,9 +189,10 @@ pulled_at() {
 # ended_by SIGNAL: the script must exit with a failure, because the updater treats a fatal signal as status 0.
 ended_by() {
   plug_drive
-  on_line "Decrypting" "kill -s $1 \$\$"
+  signal_main
+  on_line "Reading the old" "signal_main $1; kill -s $1 \$\$"
   run decrypt.sh /dev/sda1
-  [[ $status -ge 1 && $status -le 3 ]] || { echo "exits $status"; return 1; }
+  [[ $status -eq 4 ]] || { echo "exits $status"; return 1; }
   [[ ! -e $root/tmp/fw ]]
   tidy
 }
@@ -130,20 +211,44 @@ it "decrypt ignores the case of the file name" name_in_capitals
 it "decrypt unmounts the mounts of a killed run" mount_left_behind
 it "decrypt exits 1 without a drive" no_drive
 it "decrypt exits 1 on a drive without a file system" unreadable_drive
-it "decrypt exits 1 without its settings" without_file etc/tonecrate/updater.conf 1
-it "decrypt exits 1 without common.sh" without_file usr/lib/tonecrate/common.sh 1
 it "decrypt exits 2 on a drive without tonecrate.fw" drive_without_firmware
 it "decrypt exits 2 when other files have similar names" drive_with_similar_names
-it "decrypt exits 3 without the public key" without_file etc/tonecrate/signing.pub 3
-it "decrypt exits 3 without the decryption key" without_file etc/tonecrate/firmware.key 3
-it "decrypt exits 3 without openssl" without_file usr/bin/openssl 3
-it "decrypt exits 3 when the firmware does not fit into /tmp" larger_than_memory
+for file in etc/tonecrate/{updater.conf,signing.pub,firmware.key} usr/lib/tonecrate/{common,container,partitions}.sh \
+  usr/bin/{openssl,flock}; do
+  it "decrypt exits 4 without $file" without_file "$file" 4
+done
+it "decrypt exits 4 when a mount point contains a blank" blank_in_mount_point
+it "decrypt shows how much memory the firmware needs when /tmp is too small" larger_than_memory
+for line in "Checking the signature" "Unpacking... 15" "Reading the old"; do
+  it "decrypt shows that /tmp is full when it becomes full at \"$line\"" full_memory "$line"
+done
+it "decrypt reads a firmware file of many chunks" small_chunks
 container_cases
+while read -r version minimum; do
+  it "decrypt rejects version $version when the minimum is $minimum" older "$version" "$minimum"
+done <<<'1.9 2
+1.9 1.10
+2.0.0 2.0.0-beta
+2.a 2.b
+1.99999999999999999999 1.100000000000000000000'
+while read -r version minimum; do
+  it "decrypt accepts version $version when the minimum is $minimum" allowed "$version" "$minimum"
+done <<<'2 2.0
+2.0.0 2
+1.10 1.9
+02.1 2.1
+2.0.0 1.9.9'
+it "decrypt does not follow a link in place of /tmp/fw" occupied_by 'ln -s /elsewhere /tmp/fw'
+it "decrypt does not move into a folder in place of /tmp/fw" occupied_by 'mkdir /tmp/fw && : >/tmp/fw/injected'
+it "decrypt replaces an empty folder in place of /tmp/fw" occupied_by 'mkdir /tmp/fw'
+it "the old version is read from a memory that is mounted for writing" mounted_memory rw
+it "the old version is read from a memory that is mounted for reading" mounted_memory ro
+it "the old version is read from a memory that another namespace has mounted" mounted_outside_the_root
 it "the old version is empty when the memory has no version" old_version_is_empty_when none
 it "the old version is empty when the memory is blank" old_version_is_empty_when blank
 it "the old version is empty without partitions" old_version_is_empty_when gone
 it "a failed decrypt removes the result of an earlier decrypt" failure_leaves_no_older_firmware
-for line in "Reading the drive... 10" "Reading the drive... 30" Checking Decrypting Unpacking Ready; do
+for line in "Reading the drive" "Checking the sig" "Unpacking... 15" "Unpacking... 7" "Reading the old" Ready; do
   it "decrypt exits 1 when the drive is removed at \"$line\"" pulled_at "$line"
 done
 for signal in HUP INT PIPE TERM; do

@@ -51,18 +51,18 @@ add_program() {
 
 make_root() {
   mkdir -p "$root"/{bin,sbin,usr/bin,usr/sbin,usr/lib/tonecrate,etc/tonecrate,dev,proc,sys,tmp,run,elsewhere}
-  add_program /sbin mke2fs e2fsck
-  add_program /usr/bin openssl
+  add_program /sbin mke2fs e2fsck dumpe2fs
+  add_program /usr/bin openssl flock
   if [[ $shell == busybox ]]; then
     add_program /bin busybox
     chroot "$root" /bin/busybox --install -s /bin
   else
-    add_program /bin dash cat cmp cp find grep gzip head ls mkdir mount mv readlink rm sort stat sync tail tar \
-      truncate umount wc
+    add_program /bin dash cat chmod cmp cp cut dd df expr find grep gzip head id ls mkdir mount mv rm sed sleep sort \
+      stat sync tar truncate umount wc
     ln -s dash "$root/bin/sh"
   fi
   cp "$scripts"/{decrypt,format,install}.sh "$root/usr/sbin/"
-  cp "$scripts/common.sh" "$root/usr/lib/tonecrate/"
+  cp "$scripts"/{common,container,partitions}.sh "$root/usr/lib/tonecrate/"
   sed "s/^drive_file_systems=.*/drive_file_systems=$drive_type/" "$scripts/updater.conf" >"$work/updater.conf"
   mount -t proc proc "$root/proc"
   mount --bind /sys "$root/sys"
@@ -90,8 +90,10 @@ make_drive() {
     rm -rf "$work/drive_content"
     mkdir "$work/drive_content"
     [[ $# -eq 0 ]] || cp "$@" "$work/drive_content/"
-    truncate -s 5M "$image"
-    mke2fs -q -F -t ext4 -E offset=1048576 -d "$work/drive_content" "$image" 4m
+    local mib
+    mib=$(($(du -sm "$work/drive_content" | cut -f 1) * 5 / 4 + 4))
+    truncate -s $((mib + 1))M "$image"
+    mke2fs -q -F -t ext4 -E offset=1048576 -d "$work/drive_content" "$image" "${mib}m"
   fi
 }
 
@@ -103,10 +105,10 @@ plug_firmware() {
   plug_drive drive.img
 }
 
-# plug NAME IMAGE [OFFSET]: creates the block device /dev/NAME in the root.
+# plug NAME IMAGE [OFFSET [OPTION]]: creates the block device /dev/NAME in the root. OPTION is an option of losetup.
 plug() {
   local loop
-  loop=$(losetup --find --show --offset "${3:-0}" "$2")
+  loop=$(losetup --find --show --offset "${3:-0}" ${4:+"$4"} "$2")
   mknod "$root/dev/$1" b "$((0x$(stat -c %t "$loop")))" "$((0x$(stat -c %T "$loop")))"
   echo "$loop" >"$work/loops/$1"
 }
@@ -142,7 +144,7 @@ plug_partitions() {
 
 # Mounts empty file systems on the folders whose content does not survive a loss of power.
 boot() {
-  mount -t tmpfs -o size=16M tmpfs "$root/tmp"
+  mount -t tmpfs -o size=40M tmpfs "$root/tmp"
   mount -t tmpfs tmpfs "$root/run"
   mount -t tmpfs tmpfs "$root/dev"
   mknod "$root/dev/null" c 1 3
@@ -259,6 +261,17 @@ show() {
   case \$1 in
   "$1"*) $2 ;;
   esac
+}
+END
+}
+
+# signal_main: defines a function for on_line that sends a signal to the process that runs `main`, a child of the script.
+signal_main() {
+  cat >>"$root/etc/tonecrate/updater.conf" <<'END'
+signal_main() {
+  for stat in /proc/[0-9]*/stat; do
+    read -r pid _ _ parent _ 2>/dev/null <"$stat" && [ "$parent" = $$ ] && kill -s "$1" "$pid"
+  done
 }
 END
 }

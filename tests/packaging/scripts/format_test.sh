@@ -4,6 +4,12 @@ set -uo pipefail
 # shellcheck source=fixture.sh
 . "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
 
+# prepared CASE [ARGUMENT...]: runs a case after the firmware has been unpacked.
+prepared() {
+  prepare
+  "$@"
+}
+
 # fails_untouched ARGUMENT...: format.sh fails and changes no byte of either partition.
 fails_untouched() {
   local before
@@ -18,6 +24,7 @@ presets_stay() {
   expect 1 format.sh "$1"
   e2fsck -fn memory.img
   debugfs -R "rdump / $PWD" memory.img 2>/dev/null
+  rm -f presets/take.wav
   diff -r "$user_presets" presets
   [[ $(cat version.txt) == 1.4.2 ]]
 }
@@ -61,11 +68,20 @@ without_partition() {
   fails_untouched 1
 }
 
+without_backup() {
+  mv "$root/dev/mmcblk0p4" aside
+  fails_untouched 0
+  touch "$root/dev/mmcblk0p4"
+  fails_untouched 0
+}
+
 mounted_elsewhere() {
-  mount "$(cat "$work/loops/$1")" "$root/elsewhere"
+  mkdir -p "$root/elsewhere/the memory"
+  mount "$(cat "$work/loops/mmcblk0p3")" "$root/elsewhere/the memory"
   expect 1 format.sh 0
+  grep "mounted at /elsewhere/the memory: stop what uses it" err
   expect 1 format.sh 1
-  umount "$root/elsewhere"
+  umount "$root/elsewhere/the memory"
 }
 
 # This mount is in another namespace.
@@ -87,7 +103,92 @@ used_as_swap() {
 one_device_for_both() {
   change_setting backup_device /dev/mmcblk0p3
   fails_untouched 0
+}
+
+# unpacked_is COMMAND: changes the unpacked firmware in the folder /tmp/fw. Both operations must change nothing.
+unpacked_is() {
+  (cd "$root/tmp/fw" && "$@")
+  fails_untouched 0
   fails_untouched 1
+}
+
+without_firmware() {
+  fails_untouched 0
+  fails_untouched 1
+}
+
+# needs_more KIB FOLDER: with a file of KIB in FOLDER, firmware and presets do not fit into the memory of 12 MB.
+firmware_too_large() {
+  mkdir large
+  head -c "$1" /dev/urandom >large/engine.bin
+  "$maker/tonecrate-pack-firmware" large 3.0 "$work/keys" large.fw
+  plug_firmware large.fw
+  expect 0 decrypt.sh /dev/sda1
+  fails_untouched 0
+  fails_untouched 1
+}
+
+# Each fits alone, and both together need more than the memory.
+firmware_and_presets_too_large() {
+  mkdir take large
+  head -c 4M /dev/urandom >take/take.wav
+  memory_command "write take/take.wav presets/take.wav"
+  head -c 6M /dev/urandom >large/engine.bin
+  "$maker/tonecrate-pack-firmware" large 3.0 "$work/keys" large.fw
+  plug_firmware large.fw
+  expect 0 decrypt.sh /dev/sda1
+  presets_stay 0
+  expect 0 format.sh 1
+  expect 0 install.sh
+}
+
+# The margin is not so large that it rejects a firmware that fits.
+large_firmware_fits() {
+  mkdir -p large
+  head -c 9500K /dev/urandom >large/engine.bin
+  "$maker/tonecrate-pack-firmware" large 2.0.0 "$work/keys" large.fw
+  plug_firmware large.fw
+  expect 0 decrypt.sh /dev/sda1
+  expect 0 format.sh 0
+  expect 0 install.sh
+  verify "$user_presets" large
+}
+
+too_many_files() {
+  mkdir many
+  seq -f 'many/%.0f' 4000 | xargs touch
+  "$maker/tonecrate-pack-firmware" many 3.0 "$work/keys" many.fw
+  plug_firmware many.fw
+  expect 0 decrypt.sh /dev/sda1
+  fails_untouched 0
+  fails_untouched 1
+}
+
+# reset_without_backup COMMAND...: a factory reset succeeds although the backup is unusable.
+reset_without_backup() {
+  "$@"
+  expect 0 format.sh 1
+  expect 0 install.sh
+  verify "$firmware/presets-factory"
+}
+
+read_only_backup() {
+  unplug mmcblk0p4
+  plug mmcblk0p4 backup.img 0 --read-only
+}
+
+other_run() {
+  local before
+  before=$(hash_of memory.img)
+  mkdir -p "$root/run/tonecrate"
+  exec 8>"$root/run/tonecrate/lock"
+  flock 8
+  expect 1 format.sh 0
+  expect 1 format.sh 1
+  expect 1 install.sh
+  [[ $(hash_of memory.img) == "$before" && -d $root/tmp/fw ]]
+  exec 8>&-
+  expect 0 format.sh 0
 }
 
 presets_too_large() {
@@ -126,10 +227,19 @@ many_presets() {
   mkdir -p "content/presets/deep/er/and deeper" content/presets/empty
   for i in {1..200}; do head -c "$((i * 37))" /dev/urandom >"content/presets/deep/er/and deeper/täke $i.bin"; done
   ln -s "deep/er" content/presets/link
+  mkfifo content/presets/pipe
+  chmod 2770 content/presets/deep
+  chmod 600 content/presets/deep/er/*/*7.bin
   echo 1.4.2 >content/version.txt
   mke2fs -q -F -t ext4 -d content memory.img 2>/dev/null
   update
+  (cd content/presets && find . -printf '%P %M %U %l\n' | sort) >wanted_list
+  rm content/presets/pipe # debugfs, which verify uses, does not copy pipes
   verify content/presets
+  mount -o ro,loop memory.img "$root/elsewhere"
+  (cd "$root/elsewhere/presets" && find . -printf '%P %M %U %l\n' | sort) >seen_list
+  umount "$root/elsewhere"
+  diff wanted_list seen_list
 }
 
 no_presets() {
@@ -140,21 +250,38 @@ no_presets() {
   verify none
 }
 
-it "format for an update keeps only the presets" keeps_presets_alone
-it "format for a factory reset leaves the memory and the backup empty" reset_leaves_nothing
-it "format exits 2 for wrong arguments" wrong_arguments
-for partition in mmcblk0p3 mmcblk0p4; do
-  it "format fails when $partition is missing or a regular file" without_partition "$partition"
-done
-it "format fails when the memory is mounted" mounted_elsewhere mmcblk0p3
-it "format fails when the memory is mounted in another namespace" mounted_outside_the_root
-it "format fails when the backup is swap space" used_as_swap
-it "format fails when the memory and the backup are the same device" one_device_for_both
-it "format fails and keeps presets that do not fit into the backup" presets_too_large
-it "format for an update rejects a damaged memory, and a factory reset repairs it" damaged_memory
-it "format for an update rejects a memory without a version" memory_without_version
-it "format detects that the saved presets differ" unfaithful_copy "Saving"
-it "format detects that the restored presets differ" unfaithful_copy "Restoring"
-it "200 presets in nested folders survive an update" many_presets
+it "format for an update keeps only the presets" prepared keeps_presets_alone
+it "format for a factory reset leaves the memory and the backup empty" prepared reset_leaves_nothing
+it "format exits 2 for wrong arguments" prepared wrong_arguments
+it "format changes nothing without an unpacked firmware" without_firmware
+it "format changes nothing when decrypt.sh has not finished" prepared unpacked_is rm contents
+it "format changes nothing when a file of the firmware is missing" prepared unpacked_is rm firmware/engine/engine.bin
+it "format changes nothing when a byte of the firmware is wrong" prepared unpacked_is flip firmware/engine/engine.bin 100
+it "format changes nothing when the version is wrong" prepared unpacked_is flip version.txt 0
+it "format changes nothing when a file was added" prepared unpacked_is touch firmware/added
+it "format changes nothing when a mode was changed" prepared unpacked_is chmod 4755 firmware/engine/engine.bin
+it "format changes nothing when /tmp/fw belongs to another user" prepared unpacked_is chown 1 .
+it "format changes nothing when others can read /tmp/fw" prepared unpacked_is chmod 755 .
+it "format changes nothing when the firmware does not fit into the memory" firmware_too_large 11M
+it "format keeps the presets when firmware and presets do not fit together" firmware_and_presets_too_large
+it "format changes nothing when the firmware has too many files" too_many_files
+it "an update with a firmware that fills most of the memory succeeds" large_firmware_fits
+it "format fails when the memory is missing or a regular file" prepared without_partition mmcblk0p3
+it "format for an update fails when the backup is missing or a regular file" prepared without_backup
+it "format fails when the memory is mounted" prepared mounted_elsewhere
+it "format fails when the memory is mounted in another namespace" prepared mounted_outside_the_root
+it "format for an update fails when the backup is swap space" prepared used_as_swap
+it "format for an update fails when the memory and the backup are the same device" prepared one_device_for_both
+it "a factory reset succeeds without a backup partition" prepared reset_without_backup rm "$root/dev/mmcblk0p4"
+it "a factory reset succeeds when the backup is read-only" prepared reset_without_backup read_only_backup
+it "a factory reset succeeds when the backup contains garbage" prepared \
+  reset_without_backup dd if=/dev/urandom of=backup.img bs=1M count=8 conv=notrunc status=none
+it "no script runs while another one is running" prepared other_run
+it "format fails and keeps presets that do not fit into the backup" prepared presets_too_large
+it "format for an update rejects a damaged memory, and a factory reset repairs it" prepared damaged_memory
+it "format for an update rejects a memory without a version" prepared memory_without_version
+it "format detects that the saved presets differ" prepared unfaithful_copy "Saving"
+it "format detects that the restored presets differ" prepared unfaithful_copy "Restoring"
+it "200 presets, links, pipes and modes survive an update" many_presets
 it "an update of a device without presets adds none" no_presets
 finish

@@ -68,7 +68,7 @@ does_not_fit() {
   prepare
   expect 0 format.sh "$1"
   mkdir filling
-  head -c 10350K /dev/urandom >filling/filling
+  head -c 10000K /dev/urandom >filling/filling
   memory_command "write filling/filling filling"
   expect 1 install.sh
   [[ -z $(memory_command 'cat version.txt') ]]
@@ -90,6 +90,72 @@ without_firmware() {
   expect 1 install.sh
   expect 2 install.sh 0
   [[ $(hash_of memory.img) == "$before" ]]
+}
+
+# unpacked_is COMMAND...: changes the unpacked firmware in the folder /tmp/fw after formatting.
+unpacked_is() {
+  prepare
+  expect 0 format.sh 0
+  (cd "$root/tmp/fw" && "$@")
+  expect 1 install.sh
+  [[ -z $(memory_command 'cat version.txt') ]]
+}
+
+# The firmware was put into /tmp/fw by hand, without a signature.
+unsigned_firmware() {
+  mkdir -p "$root/tmp/fw/firmware"
+  echo 6.6.6 >"$root/tmp/fw/version.txt"
+  echo evil >"$root/tmp/fw/firmware/engine"
+  expect 1 format.sh 0
+  expect 1 install.sh
+  [[ $(memory_command 'cat version.txt') == 1.4.2 ]]
+}
+
+removes_unpacked() {
+  update
+  [[ ! -e $root/tmp/fw ]]
+  prepare
+  expect 0 format.sh 0
+  unplug mmcblk0p3
+  expect 1 install.sh
+  [[ ! -e $root/tmp/fw ]]
+}
+
+# A preset on the memory is damaged after format.sh has checked it.
+damaged_presets() {
+  prepare
+  expect 0 format.sh 0
+  memory_command 'rm presets/night-bus.preset'
+  expect 1 install.sh
+  [[ -z $(memory_command 'cat version.txt') ]]
+  update
+  verify "$user_presets"
+}
+
+# The owner swaps the drive for another one between decryption and installation.
+swapped_drive() {
+  plug_drive
+  expect 0 decrypt.sh /dev/sda1
+  unplug_drive
+  mkdir other
+  echo other >other/engine
+  "$maker/tonecrate-pack-firmware" other 6.6.6 "$work/keys" other.fw
+  plug_firmware other.fw
+  expect 0 format.sh 0
+  expect 0 install.sh
+  verify "$user_presets"
+}
+
+# read_only_at SCRIPT LINE: the memory becomes read-only, as ext4 does after an error.
+read_only_at() {
+  prepare
+  [[ $1 == format.sh ]] || expect 0 format.sh 0
+  on_line "$2" 'mount -o remount,ro /run/tonecrate/memory'
+  run "$1" ${3:+"$3"}
+  [[ $status -eq 1 ]] || { echo "exits $status"; return 1; }
+  cp "$work/updater.conf" "$root/etc/tonecrate/"
+  update
+  verify "$user_presets"
 }
 
 without_memory() {
@@ -135,6 +201,15 @@ it "install for a reset fails when the files do not fit" does_not_fit 1
   it "install detects a missing file" unfaithful_copy 'case $copy in *hat.wav) rm "$copy" ;; esac'
   it "install detects a wrong version" unfaithful_copy 'case $copy in *version*) echo 1 >"$copy" ;; esac'
 }
+it "install requires that format.sh has finished" unpacked_is rm formatted
+it "install rejects a firmware without contents" unpacked_is rm contents
+it "install rejects a changed firmware" unpacked_is flip firmware/engine/engine.bin 100
+it "install rejects a firmware of another user" unpacked_is chown 1 .
+it "no script accepts an unsigned firmware in /tmp/fw" unsigned_firmware
+it "install removes the unpacked firmware" removes_unpacked
+it "install keeps the backup when the presets on the memory differ, and the next update restores them" damaged_presets
+it "a drive that is swapped after decryption has no effect" swapped_drive
+it "an update after the memory became read-only keeps the presets" read_only_at install.sh "Installing... 40"
 it "install fails without unpacked firmware, or with an argument" without_firmware
 it "install fails without a memory" without_memory
 it "install fails when the memory is mounted" mounted_elsewhere

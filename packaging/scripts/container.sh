@@ -1,0 +1,182 @@
+# Sourced by decrypt.sh and by the tool that verifies firmware files: reads a firmware file.
+# Installed as /usr/lib/tonecrate/container.sh. Compatible with BusyBox ash, dash and bash.
+#
+# A firmware file consists of
+#   "tonecrate-fw-02" and a line feed
+#   the size of the manifest in bytes: 8 decimal digits and a line feed
+#   the manifest: lines with a name and a value (version, unpacked, payload, chunk), then the SHA-256 of every chunk
+#   the Ed25519 signature of everything before it, 64 bytes
+#   the payload: an archive of version.txt and the folder firmware, compressed and encrypted
+# The payload is read in chunks. A chunk is decrypted only after its checksum has been compared, so nothing that is not
+# signed is parsed, and the whole file is read once.
+#
+# The sourcing script sets `signing_key`, `firmware_key` and the folder `scratch`, and defines three functions that end
+# the script: `corrupt REASON`, `unreadable` (a read error) and `out_of_memory` ($scratch is full).
+# The space that is left tells the causes of a failed copy apart.
+# shellcheck shell=sh disable=SC2034,SC2154 # the sourcing scripts use and set some of the names
+
+readonly header_size=25 signature_size=64 largest_manifest=1048576 largest_chunk=67108864
+
+# take COUNT FILE: moves COUNT bytes from descriptor 4 to FILE. Fails when there are fewer.
+take() {
+  dd bs="$1" count=1 <&4 >"$2" 2>/dev/null && [ "$(stat -c %s "$2")" -eq "$1" ]
+}
+
+copying_failed() {
+  is_full && out_of_memory
+  unreadable
+}
+
+is_full() {
+  [ "$(available_kib "$scratch")" -lt 64 ]
+}
+
+# is_number TEXT LARGEST
+is_number() {
+  case $1 in
+  '' | *[!0-9]* | 0*) return 1 ;;
+  esac
+  [ "${#1}" -le 18 ] && [ "$1" -le "$2" ]
+}
+
+# is_version TEXT: a version is one word of at most 32 characters, so that it fits the display.
+is_version() {
+  case $1 in
+  '' | [!A-Za-z0-9]* | *[!A-Za-z0-9.+-]*) return 1 ;;
+  esac
+  [ "${#1}" -le 32 ]
+}
+
+# open_container FILE: opens the file at descriptor 4 and reads everything before the payload. Sets `version`,
+# `unpacked_size`, `payload_size` and `chunk_size`.
+open_container() {
+  command exec 4<"$1" || unreadable
+  container_size=$(stat -L -c %s "$1") || unreadable
+  [ "$container_size" -gt $((header_size + signature_size)) ] || corrupt "not a firmware file"
+  take "$header_size" "$scratch/signed" || copying_failed
+  read_manifest
+  check_signature
+  parse_manifest
+  [ "$container_size" -eq $((header_size + manifest_size + signature_size + payload_size)) ] || corrupt "wrong size"
+}
+
+read_manifest() {
+  { read -r format && read -r manifest_size; } <"$scratch/signed" || corrupt "not a firmware file"
+  [ "$format" = "tonecrate-fw-02" ] || corrupt "not a firmware file"
+  manifest_size=$(printf '%s\n' "$manifest_size" | sed 's/^0*//')
+  is_number "$manifest_size" "$largest_manifest" || corrupt "invalid size of the manifest"
+  [ "$container_size" -gt $((header_size + manifest_size + signature_size)) ] || corrupt "incomplete"
+  { take "$manifest_size" "$scratch/manifest" && take "$signature_size" "$scratch/signature"; } || copying_failed
+  cat "$scratch/manifest" >>"$scratch/signed" || out_of_memory
+}
+
+check_signature() {
+  openssl pkeyutl -verify -pubin -inkey "$signing_key" -rawin -in "$scratch/signed" \
+    -sigfile "$scratch/signature" >/dev/null || corrupt "not signed with $signing_key"
+}
+
+parse_manifest() {
+  {
+    read -r name_of_version version
+    read -r name_of_unpacked unpacked_size
+    read -r name_of_payload payload_size
+    read -r name_of_chunk chunk_size
+    cat >"$scratch/checksums"
+  } <"$scratch/manifest"
+  [ "$name_of_version $name_of_unpacked $name_of_payload $name_of_chunk" = "version unpacked payload chunk" ] ||
+    corrupt "invalid manifest"
+  is_version "$version" || corrupt "invalid version"
+  { is_number "$unpacked_size" 999999999999 && is_number "$payload_size" 999999999999 &&
+    is_number "$chunk_size" "$largest_chunk"; } || corrupt "invalid size in the manifest"
+  [ "$(wc -l <"$scratch/checksums")" -eq $(((payload_size + chunk_size - 1) / chunk_size)) ] ||
+    corrupt "wrong number of checksums"
+}
+
+# Called with the number of unpacked chunks. The sourcing script may redefine it to show progress.
+after_chunk() {
+  :
+}
+
+# Prints the payload, chunk by chunk, each after its checksum has been compared.
+print_payload() {
+  left=$payload_size
+  number=0
+  while read -r checksum; do
+    size=$chunk_size
+    [ "$left" -ge "$size" ] || size=$left
+    take "$size" "$scratch/chunk" || { note unreadable; return; }
+    actual=$(openssl dgst -sha256 -r <"$scratch/chunk")
+    [ "${actual%% *}" = "$checksum" ] || { note "corrupt"; return; }
+    cat "$scratch/chunk" || return
+    left=$((left - size))
+    number=$((number + 1))
+    after_chunk "$number" >&3
+  done <"$scratch/checksums"
+  note complete
+}
+
+# note RESULT: the stages of the pipeline run in processes of their own, so they write their results to a file.
+note() {
+  echo "$1" >>"$scratch/results"
+}
+
+# unpack_payload FOLDER: decrypts the payload into the new folder FOLDER. Does not trust the archive: its content is
+# checked afterwards, and tar writes only below FOLDER.
+unpack_payload() {
+  mkdir "$1" || out_of_memory
+  : >"$scratch/results"
+  {
+    print_payload | {
+      openssl enc -d -aes-256-cbc -md sha256 -pbkdf2 -iter 10000 -pass "file:$firmware_key" && note decrypted
+    } | {
+      gzip -dc && note expanded
+    } | {
+      (umask 022 && tar --no-same-permissions -xomf - -C "$1") 2>"$scratch/complaints" && note unpacked
+      cat >/dev/null # tar may end before the stages that write to it
+    }
+  } 3>&1
+  rm -f "$scratch/chunk"
+  ! has_result unreadable || copying_failed
+  for result in complete decrypted expanded unpacked; do
+    has_result "$result" || unpacking_failed "$result"
+  done
+  [ ! -s "$scratch/complaints" ] || corrupt "not a plain archive: $(head -n 1 "$scratch/complaints")"
+  check_content "$1"
+}
+
+has_result() {
+  grep -q -x "$1" "$scratch/results"
+}
+
+# unpacking_failed RESULT: a full /tmp must not be reported as a corrupt file.
+unpacking_failed() {
+  is_full && out_of_memory
+  corrupt "not $1"
+}
+
+# available_kib FOLDER: prints the space that is left for files in FOLDER, in KiB. In RAM, also limited by the free RAM.
+available_kib() {
+  df -P -k "$1" | {
+    read -r _
+    read -r source _ _ available _
+    if [ "$source" = tmpfs ]; then
+      free=$(sed -n 's/^MemAvailable: *\([0-9]*\) kB$/\1/p' /proc/meminfo)
+      [ "${free:-$available}" -ge "$available" ] || available=$free
+    fi
+    echo "$available"
+  }
+}
+
+# check_content FOLDER: rejects everything except version.txt, and files and folders with plain names below firmware/.
+check_content() {
+  [ "$(ls -A "$1")" = "firmware
+version.txt" ] || corrupt "contains a forbidden path or is incomplete"
+  { [ -d "$1/firmware" ] && [ ! -L "$1/firmware" ]; } || corrupt "contains no files"
+  [ -z "$(find "$1" ! -type f ! -type d)" ] || corrupt "contains a link or a device"
+  [ -z "$(find "$1" -type f -links +1)" ] || corrupt "contains a link"
+  [ -z "$(find "$1/firmware" -name '*[!A-Za-z0-9._+\ -]*')" ] || corrupt "contains a forbidden name"
+  [ -f "$1/version.txt" ] || corrupt "contains no version"
+  unpacked_version=
+  read -r unpacked_version _ <"$1/version.txt" || :
+  [ "$unpacked_version" = "$version" ] || corrupt "contains another version"
+}

@@ -1,0 +1,85 @@
+# Sourced by common.sh: storage on block devices.
+# Installed as /usr/lib/tonecrate/partitions.sh. Compatible with BusyBox ash and dash.
+# shellcheck shell=sh disable=SC2154 # common.sh sets the names
+
+# is_device PATH
+is_device() {
+  [ -b "$1" ]
+}
+
+# is_mounted FOLDER: succeeds when FOLDER is a mount point.
+is_mounted() {
+  while read -r _ folder _; do
+    [ "$folder" != "$1" ] || return 0
+  done </proc/mounts
+  return 1
+}
+
+# mount_at FOLDER TYPE ro|rw DEVICE
+mount_at() {
+  mkdir -p "$1" && mount -t "$2" -o "$3,nosuid,nodev,noexec" "$4" "$1"
+}
+
+# unmount FOLDER: writes everything to the disk, so the next mount reads from the disk. Fails when the folder is in use.
+unmount() {
+  while is_mounted "$1"; do
+    { sync -f "$1" && umount "$1"; } || return 1
+  done
+}
+
+# release FOLDER: detaches the mount even when it is in use; the kernel unmounts it after its last user.
+release() {
+  while is_mounted "$1"; do
+    umount "$1" 2>/dev/null || umount -l "$1" || return 1
+  done
+}
+
+# device_number DEVICE: prints MAJOR:MINOR.
+device_number() {
+  printf '%d:%d\n' "0x$(stat -L -c %t "$1")" "0x$(stat -L -c %T "$1")"
+}
+
+# same_device DEVICE DEVICE
+same_device() {
+  [ "$(device_number "$1")" = "$(device_number "$2")" ]
+}
+
+# device_size DEVICE: prints the size in bytes.
+device_size() {
+  read -r sectors <"/sys/dev/block/$(device_number "$1")/size"
+  echo $((sectors * 512))
+}
+
+# mount_point_of DEVICE: prints the folder where DEVICE is mounted. Fails when it is not mounted.
+mount_point_of() {
+  number=$(device_number "$1" 2>/dev/null) || return 1
+  while read -r _ _ device_of_mount source folder _; do
+    if [ "$device_of_mount $source" = "$number /" ]; then
+      # The kernel prints a blank as \040; %b needs \0040.
+      printf '%b\n' "$(printf '%s\n' "$folder" | sed 's/\\/\\0/g')"
+      return
+    fi
+  done </proc/self/mountinfo
+  return 1
+}
+
+# require_free DEVICE: fails unless it is a block device that is not in use.
+require_free() {
+  [ -b "$1" ] || fail 1 "$1 is not a block device"
+  ! folder=$(mount_point_of "$1") || fail 1 "$1 is mounted at $folder: stop what uses it before the update"
+  number=$(device_number "$1")
+  ! grep -s "^$1[^0-9]" /proc/swaps >&2 || fail 1 "$1 is swap space"
+  for used_by in "/sys/dev/block/$number/holders"/* "/sys/dev/block/$number"/*/partition; do
+    [ ! -e "$used_by" ] || fail 1 "$1 is in use: $used_by"
+  done
+}
+
+# The kernel escapes other characters in /proc/mounts.
+for folder in "$drive_mount" "$memory_mount" "$backup_mount"; do
+  case $folder in
+  *[!A-Za-z0-9/._-]*)
+    printf '%s: invalid mount point in updater.conf: %s\n' "$script_name" "$folder" >&2
+    exit "$unexpected_status"
+    ;;
+  esac
+done

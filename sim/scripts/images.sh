@@ -1,0 +1,88 @@
+# Sourced by common.sh on a simulated device: storage in image files, without root.
+# Mounting copies the files of an image into the folder. Unmounting a folder that was mounted for writing makes a new
+# image of its files. Device paths are relative to the device's root, so the root may contain characters special to the
+# tools. FOLDER.mounted contains the device and the mode of a mount.
+# shellcheck shell=sh disable=SC2034,SC2154 # common.sh sets and uses some of the names
+
+cd "$root/" || exit "$unexpected_status"
+root=.
+
+# is_device PATH
+is_device() {
+  [ -f "$1" ] && [ -s "$1" ]
+}
+
+# is_mounted FOLDER
+is_mounted() {
+  [ -e "$1.mounted" ]
+}
+
+# mount_at FOLDER TYPE ro|rw DEVICE
+mount_at() {
+  mkdir -p "${1%/*}" && rm -rf "$1" && mkdir "$1" || return
+  case $2 in
+  ext4) copy_ext4 "$4" "$1" ;;
+  vfat) mcopy -s -n -m -i "$4" '::*' "$1/" </dev/null >/dev/null 2>&1 || is_empty_fat "$4" ;;
+  esac && echo "$4 $3" >"$1.mounted"
+}
+
+# copy_ext4 IMAGE FOLDER: debugfs does not report errors in its exit status, and without root prints errors for
+# successful copies.
+copy_ext4() {
+  dumpe2fs -h "$1" >/dev/null 2>&1 || return
+  debugfs -R "rdump / $2" "$1" >/dev/null 2>&1
+  rmdir "$2/lost+found" 2>/dev/null || true
+}
+
+# mcopy fails when there are no files.
+is_empty_fat() {
+  mdir -f -b -i "$1" :: </dev/null >/dev/null 2>&1
+}
+
+# unmount FOLDER
+unmount() {
+  is_mounted "$1" || return 0
+  read -r image mode <"$1.mounted"
+  [ "$mode" = ro ] || write_image "$image" "$1" || return
+  release "$1"
+}
+
+# write_image IMAGE FOLDER: fails when the files need more than usable_kib, the limit of a worn memory.
+write_image() {
+  [ "$usable_kib" -eq 0 ] || [ "$(du -sk --apparent-size "$2" | cut -f 1)" -le "$usable_kib" ] || return
+  cp --sparse=always "$1" "$1.new" && make_file_system "$1.new" -d "$2" && mv "$1.new" "$1" && return
+  rm -f "$1.new"
+  return 1
+}
+
+# release FOLDER: discards what has not been written.
+release() {
+  rm -rf "$1" "$1.mounted"
+}
+
+# same_device DEVICE DEVICE
+same_device() {
+  [ "$1" = "$2" ]
+}
+
+# device_size DEVICE: prints the size in bytes.
+device_size() {
+  stat -c %s "$1"
+}
+
+# mount_point_of DEVICE: no other program mounts an image.
+mount_point_of() {
+  return 1
+}
+
+# require_free DEVICE
+require_free() {
+  is_device "$1" || fail 1 "$1 does not exist"
+}
+
+# STEP_SECONDS (default 0) is the delay after each progress line, so that a person can
+# read it.
+show() {
+  printf 'SHOW: %s\n' "$1"
+  [ "${STEP_SECONDS:-0}" = 0 ] || sleep "$STEP_SECONDS"
+}
