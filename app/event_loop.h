@@ -8,7 +8,7 @@ class DisplayDriver;
 class RotaryInput;
 class Widget;
 
-/// Counts time in iterations of about one millisecond; reads no clock.
+/// Measures all times in iterations of about one millisecond; reads no clock.
 class EventLoop {
 public:
     /// The arguments must be initialised and outlive the loop. The screen must be at least as large as the display.

@@ -162,7 +162,8 @@ def check_limits(report, rows):
     for name, reference, limit in RATIOS:
         count = rows[name]["instructions"]
         other = rows[reference]["instructions"] if reference else None
-        report.check(name, count, f"{reference} {other:,}" if reference else "", count / other if other else None, limit)
+        compared = f"{reference} {other:,}" if reference else ""
+        report.check(name, count, compared, count / other if other else None, limit)
     for name, kind, limit in EVENTS:
         value = rows[name][kind]
         report.check(f"{name}: {kind}", value, "", value, limit, "{:g}")

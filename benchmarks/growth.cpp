@@ -1,4 +1,4 @@
-// Counts drawing texts and widget trees, and reading script output, at growing sizes.
+// Counts the instructions for drawing texts and widget trees and for reading script output, at growing sizes.
 #include "benchmarks/growth.h"
 
 #include "benchmarks/counter.h"

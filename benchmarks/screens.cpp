@@ -55,7 +55,8 @@ void ProductScreen::goToMessage()
 {
     goToMenu();
     systemCalls.script("/usr/sbin/format.sh 0", endlessCommand());
-    // Clicks the second button of the menu, then the second button of the dialog. Initially, the first is selected.
+    // Selects and clicks the second button of the menu, then the second button of the dialog. Initially, the first
+    // button of each is selected.
     for (const InputEvent event :
          {InputEvent::RotateRight, InputEvent::Release, InputEvent::RotateRight, InputEvent::Release}) {
         updater.onInput(event);

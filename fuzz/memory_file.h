@@ -21,7 +21,7 @@ public:
             ftruncate(fd, 0) == 0 && pwrite(fd, bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size());
         require(isWritten, "writing to the in-memory file succeeds");
     }
-    /// Opening this path starts at the first byte of the file.
+    /// A file opened by this path is read from its first byte.
     [[nodiscard]] std::string path() const { return "/proc/self/fd/" + std::to_string(fd); }
 
 private:

@@ -1,4 +1,4 @@
-// Saving a bitmap as a BMP file, for inspection.
+// Saves a bitmap as a BMP file, for inspection.
 #include "graphics/bitmap.h"
 
 #include <array>

@@ -1,4 +1,4 @@
-// Building, measuring and drawing with the fonts of the registry.
+// Builds the fonts of the registry; measures and draws text with them.
 #include "graphics/font.h"
 
 #include "graphics/image_store.h"

@@ -9,8 +9,8 @@
 #include <thread>
 
 /// A mailbox for one frame and a thread that owns the bus and the data/command line. A posted frame waits while the
-/// previous frame is being sent; a newer frame replaces it. Frames are never mixed, and the last frame posted is always
-/// sent.
+/// previous frame is being sent; a newer frame replaces the waiting frame. Frames are never mixed, and the last frame
+/// posted is always sent.
 class FrameWriter {
 public:
     /// `spi` is the descriptor of the open spidev device; `dataCommandLine` is the GPIO line that selects data or

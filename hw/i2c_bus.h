@@ -5,7 +5,8 @@
 
 #include <cstdint>
 
-/// Prints no messages; the return values report failed transfers. If the bus failed to open, every transfer fails.
+/// Prints no messages. The write operations return whether the transfer succeeded. If the bus is not open, every
+/// transfer fails.
 class I2cBus {
 public:
     I2cBus() = default;

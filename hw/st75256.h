@@ -6,11 +6,11 @@
 
 namespace st75256 {
 
-// On either page.
+// Commands on both pages.
 inline constexpr std::uint8_t extensionCommand1 = 0x30;
 inline constexpr std::uint8_t extensionCommand2 = 0x31;
 
-// On page 1.
+// Commands on page 1.
 inline constexpr std::uint8_t dataFormatLsbOnTop = 0x0C;
 inline constexpr std::uint8_t columnAddressSet = 0x15;
 inline constexpr std::uint8_t powerControl = 0x20;
@@ -26,7 +26,7 @@ inline constexpr std::uint8_t dataScanDirection = 0xBC;
 inline constexpr std::uint8_t displayControl = 0xCA;
 inline constexpr std::uint8_t displayMode = 0xF0;
 
-// On page 2.
+// Commands on page 2.
 inline constexpr std::uint8_t analogCircuitSet = 0x32;
 inline constexpr std::uint8_t internalPowerSupply = 0x40;
 inline constexpr std::uint8_t boosterLevel = 0x51;

@@ -86,7 +86,8 @@ def main():
     report.unlink(missing_ok=True)
     numbers = ",".join(str(position) for position, name in enumerate(tests, 1) if name in due)
     status = subprocess.run(
-        ["ctest", "--preset", options.preset, "--tests-information", f"0,0,0,{numbers}", "--output-junit", report], cwd=ROOT
+        ["ctest", "--preset", options.preset, "--tests-information", f"0,0,0,{numbers}", "--output-junit", report],
+        cwd=ROOT,
     ).returncode
     statuses = statuses_in(report) if report.is_file() else {}
     for name in due:

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The images' keys begin with "img/", whatever the name of the folder is.
+/// The images' keys always begin with "img/", regardless of the folder's name.
 std::vector<NamedImage> readImages(const std::filesystem::path& folder)
 {
     std::vector<NamedImage> images;

@@ -74,7 +74,7 @@ void checkPicture(const fs::path& file, const std::string& path, const std::stri
         throw Refusal(file, "is not a valid picture name: use lower-case letters, digits, '_' and '.', then \".png\"");
     }
     if (hasGlyphPrefix(path) && !isGlyphPath(path)) {
-        throw Refusal(file, "is not a valid glyph name: glyphs are font8/XX.png with a lower-case hexadecimal code XX");
+        throw Refusal(file, "is not a valid glyph name: use font8/XX.png, where XX is the lower-case hexadecimal code");
     }
 }
 

@@ -12,5 +12,5 @@ struct NamedImage {
     LevelImage image;
 };
 
-/// Returns the text of a C++ file that defines the variables of graphics/image_table.h. It depends only on `images`.
+/// Returns a C++ source text that defines the variables of graphics/image_table.h. The text depends only on `images`.
 std::string imageTableSource(const std::vector<NamedImage>& images);

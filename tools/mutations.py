@@ -72,7 +72,7 @@ def _closing(code, opening):
 
 
 def _statement_end(code, start):
-    """Returns the offset after the semicolon of the statement at `start`, or None if a bracket closes before it."""
+    """Returns the offset after the semicolon of the statement at `start`; None if its block closes first."""
     place = start
     while code[place] != ";":
         if code[place] in "([{":

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-/// The busy indicator advances in every iteration whose number is a multiple of this period. The uneven value is
+/// The busy indicator advances in every iteration whose number is a multiple of this period. The unusual value is
 /// deliberate: the eight frames take 1136 iterations.
 inline constexpr std::uint64_t wheelPeriod = 142;
 /// The number of iterations between two checks for the USB drive.

@@ -1,4 +1,4 @@
-// Laying out and drawing the text label.
+// Lays out and draws the text label.
 #include "widgets/text.h"
 
 #include "graphics/font.h"

@@ -118,7 +118,7 @@ protected:
 
 // Order and pacing.
 
-TEST_F(Loop, UpdatesTheScreenOncePerIterationStartingWith1)
+TEST_F(Loop, UpdatesTheScreenOncePerIterationCountingFrom1)
 {
     iterate(5);
     EXPECT_EQ(screen.updates, Iterations({1, 2, 3, 4, 5}));
@@ -148,7 +148,7 @@ TEST_F(Loop, RunsTheStepsOfAnIterationInOrder)
     EXPECT_EQ(log, Log({"update", "encoder read of 24 bytes", "RotateRight", "Press", "draw", "wait 1000 us"}));
 }
 
-TEST_F(Loop, PollsTheButtonAfterTheUpdateAndBeforeItReadsTheEncoder)
+TEST_F(Loop, PollsTheButtonAfterTheUpdateAndBeforeReadingTheEncoder)
 {
     // In the iteration of the fourth poll, the button is pressed only between the update and the encoder's event.
     press();

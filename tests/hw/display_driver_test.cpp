@@ -126,7 +126,7 @@ TEST_F(Display, OpenMakesOnlyTheTwoDisplayLinesOutputs)
     EXPECT_EQ(calls.gpio[2], 0xFFFCFFFFU);
 }
 
-TEST_F(Display, ClearSetsTheWholeAddressWindowAndWrites10240Zeros)
+TEST_F(Display, ClearDisplayRamSelectsTheWholeDisplayAndWrites10240Zeros)
 {
     open();
     calls.takeLog();
@@ -147,7 +147,7 @@ TEST_F(Display, DrivesTheDataCommandLineLowForCommandsAndHighForData)
 }
 
 #ifndef NDEBUG
-TEST_F(Display, AbortsOnACommandOrDataAfterTheFirstFrame)
+TEST_F(Display, AbortsIfACommandOrDataFollowsTheFirstFrame)
 {
     testing::GTEST_FLAG(death_test_style) = "threadsafe"; // because the frame writer starts a thread
     const auto openAndSend = [this] {
@@ -195,7 +195,7 @@ TEST_F(Display, ReportsARejectedSettingAndClosesTheDeviceWithoutAReset)
     }
 }
 
-TEST_F(Display, DropsFramesWhenItFailedToOpen)
+TEST_F(Display, DropsFramesIfItIsNotOpen)
 {
     const std::function<void()> failures[] = {
         [this] { display.emplace(); }, // never opened

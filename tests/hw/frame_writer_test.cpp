@@ -134,7 +134,7 @@ TEST_F(Writer, WritingToTheReturnedBufferDoesNotChangeSentFrames)
     EXPECT_EQ(sentNumbers(), Numbers({1, 2}));
 }
 
-TEST_F(Writer, LeavesTheLineAndTheBytesUnchangedDuringATransfer)
+TEST_F(Writer, ChangesNeitherTheLineNorTheBytesDuringATransfer)
 {
     postHeld(1);
     post(2);

@@ -20,7 +20,8 @@ void* countedAlignedMalloc(std::size_t size, std::align_val_t alignment) noexcep
 {
     ++allocations;
     void* memory = nullptr;
-    // Not aligned_alloc, which requires a rounded-up size and so hides accesses past the end from AddressSanitizer.
+    // aligned_alloc would require a size rounded up to the alignment, which would hide accesses past the end from
+    // AddressSanitizer.
     const bool isAllocated =
         posix_memalign(&memory, static_cast<std::size_t>(alignment), std::max<std::size_t>(size, 1)) == 0;
     return isAllocated ? memory : nullptr;

@@ -23,7 +23,7 @@ inline const ScriptedRead nothingNow = {"", EAGAIN};
 
 /// The command that runs in place of a command line of the product.
 struct ScriptedCommand {
-    /// The shell runs this line instead of the product's.
+    /// The line that the shell runs instead.
     std::string shellLine = "exit 0";
     /// The results of the reads, followed by the end of the output. If empty, reads return the output of `shellLine`.
     std::deque<ScriptedRead> reads;

@@ -160,7 +160,7 @@ TEST_F(GenerateImageTable, PrintsItsUsageIfTheNumberOfArgumentsIsWrong)
     EXPECT_EQ(outputFolder(), Names{});
 }
 
-TEST_F(GenerateImageTable, ReplacesAnOlderOutput)
+TEST_F(GenerateImageTable, ReplacesAnExistingOutputFile)
 {
     addPicture("a.png");
     folder.write("output/table.cpp", std::string(10000, 'x'));

@@ -103,7 +103,7 @@ TEST_F(Flow, DetectionEndsTheDriveChecks)
     EXPECT_EQ(screen->state, UpdateState::Preparing);
 }
 
-TEST_F(Flow, TheDecryptScriptReceivesTheDriveIfThereIsNoPartition)
+TEST_F(Flow, TheDecryptScriptReceivesThePartitionOrTheDriveIfThereIsNoPartition)
 {
     for (const bool hasPartition : {false, true}) {
         build();
@@ -265,7 +265,7 @@ TEST_F(Flow, AFailedDecryptScriptShowsItsMessageOrTheLastProgress)
     }
 }
 
-TEST_F(Flow, TheMenuRemainsShownAfterDecryption)
+TEST_F(Flow, TheMenuIsShownAfterDecryptionAndStays)
 {
     EXPECT_EQ(printedBy([this] { reachMenu(); }), "");
     EXPECT_EQ(screen->wheelFrame, -1);
@@ -277,7 +277,7 @@ TEST_F(Flow, TheMenuRemainsShownAfterDecryption)
 
 // Versions and questions.
 
-TEST_F(Flow, BothQuestionsAreBuiltWithoutVersionFiles)
+TEST_F(Flow, WithoutVersionFilesTheQuestionsContainEmptyVersions)
 {
     startPreparing({}, 0);
     EXPECT_EQ(visible(), "title factory");
@@ -416,7 +416,7 @@ void PrintTo(const FailureCase& failure, std::ostream* stream)
 
 class FlowFailure : public Flow, public testing::WithParamInterface<FailureCase> {};
 
-TEST_P(FlowFailure, ShowsItsMessageForEveryFailureStatus)
+TEST_P(FlowFailure, EveryFailureStatusShowsTheSameMessage)
 {
     for (const int exitCode : {1, 2, 3, 4, 255}) {
         SCOPED_TRACE(exitCode);

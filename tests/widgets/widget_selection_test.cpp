@@ -132,7 +132,7 @@ protected:
     ProbeWidget a2{"a2", &log};
 };
 
-TEST_F(Selection, CollectSelectableListsDescendantsEachBeforeItsChildren)
+TEST_F(Selection, CollectSelectableListsEachDescendantBeforeItsChildren)
 {
     makeSelectable({&root, &a, &a1, &a2, &b, &c});
     EXPECT_EQ(root.collectSelectable(), (Widgets{&a, &a1, &a2, &b, &c}));
