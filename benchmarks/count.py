@@ -137,7 +137,7 @@ class Report:
     """Prints checked values in columns."""
 
     def __init__(self):
-        self.missed = False
+        self.exceeded = False
         self.line("row", "count", "compared with", "ratio", "at most", "")
 
     def line(self, *cells):
@@ -145,9 +145,9 @@ class Report:
 
     def check(self, row, count, reference, ratio, limit, form="{:.2f}"):
         holds = limit is None or ratio <= limit
-        self.missed |= not holds
+        self.exceeded |= not holds
         self.line(row, f"{count:,}", reference, "" if ratio is None else form.format(ratio),
-                  "" if limit is None else form.format(limit), "" if limit is None else "ok" if holds else "MISSED")
+                  "" if limit is None else form.format(limit), "" if limit is None else "ok" if holds else "EXCEEDED")
 
 
 def exponent(points):
@@ -201,7 +201,7 @@ def main(arguments):
     except KeyError as missing:
         raise Failure(f"the program has no row {missing}") from None
     check_table(report, compiler, rows)
-    return 1 if report.missed else 0
+    return 1 if report.exceeded else 0
 
 
 if __name__ == "__main__":

@@ -40,7 +40,7 @@ public:
 
     void fill(Pixel value);
     void fillRect(std::int32_t x, std::int32_t y, std::int32_t w, std::int32_t h, Pixel value);
-    /// Draws both end points.
+    /// Draws a line, including both end points.
     void drawLine(std::int32_t x0, std::int32_t y0, std::int32_t x1, std::int32_t y1, Pixel value);
     /// Draws the one-pixel outline of a w by h rectangle.
     void drawRect(std::int32_t x, std::int32_t y, std::int32_t w, std::int32_t h, Pixel value);

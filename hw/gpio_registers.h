@@ -14,7 +14,7 @@ extern volatile std::uint32_t* gpioRegisters;
 
 // GPIO lines are numbered 0 to 31 (bank 0).
 
-/// Makes the line an output, at the level in the output latch.
+/// Makes the line an output, which takes the level of its output latch.
 void selectOutput(int line);
 void driveHigh(int line);
 void driveLow(int line);

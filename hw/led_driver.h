@@ -16,9 +16,9 @@ public:
     /// Initialises the controller at the 7-bit address `ledAddress` and turns all LEDs off in the copy. The bus must
     /// outlive the driver.
     void init(I2cBus& ledBus, std::uint8_t ledAddress);
-    /// Sets the bar: 0 is off, 10 and above turn all six LEDs on fully.
+    /// Sets the bar: 0 turns all six LEDs off; 10 and above turn all six on fully.
     void setLevel(std::uint8_t level);
-    /// Ignores an `index` above 3. `colour` is 0xRRGGBB.
+    /// Sets the RGB LED `index`, 0 to 3; ignores other indices. `colour` is 0xRRGGBB.
     void setRgb(std::uint8_t index, std::uint32_t colour);
     void flush();
 

@@ -15,10 +15,10 @@
 #include <string_view>
 #include <sys/types.h>
 
-/// While an instance exists, it intercepts the system calls on the device's fixed paths, sleeps and commands. All other
-/// calls go to the system. At most one instance may exist. system_calls.cmake links the test double to a program.
+/// While an instance exists, it intercepts accesses to the device's fixed paths, sleeps, and starts of commands. All
+/// other calls go to the system. At most one instance may exist. system_calls.cmake links the test double to a program.
 ///
-/// The log has one line per call: the lines of DisplayBus and ScriptedCommands, and
+/// The log has one line per call: the lines that DisplayBus and ScriptedCommands describe, and lines such as
 ///
 ///     open /dev/spidev0.0 flags 1      ioctl 40016B01 = 3         close /dev/spidev0.0
 ///     wait 20000 us                    mmap length 4096 ...       encoder read of 24 bytes
