@@ -115,14 +115,14 @@ def read_table():
     try:
         lines = [line for line in TABLE.read_text().splitlines() if not line.startswith("#")]
     except OSError as error:
-        raise Failure(f"{TABLE.name}: {error.strerror} (./dev bench --update writes it)") from None
+        raise Failure(f"{TABLE.name}: {error.strerror} (./dev bench --update creates it)") from None
     if not lines:
-        raise Failure(f"{TABLE.name} is empty (./dev bench --update writes it)")
+        raise Failure(f"{TABLE.name} is empty (./dev bench --update rewrites it)")
     counts = {}
     for line in lines[1:]:
         match = re.fullmatch(r" *(\d+)  (\S.*)", line)
         if match is None:
-            raise Failure(f"{TABLE.name}: not a count and a row: {line!r}")
+            raise Failure(f"{TABLE.name}: expected a count and a row, got {line!r}")
         counts[match[2]] = int(match[1])
     return lines[0], counts
 
