@@ -3,12 +3,13 @@
 
 command_name=${0##*/}
 scratch=
+exec {messages}>&2
 export LC_ALL=C
 
 # fail STATUS MESSAGE
 fail() {
   trap - ERR
-  printf '%s: %s\n' "$command_name" "${2//[[:cntrl:]]/?}" >&2
+  printf '%s: %s\n' "$command_name" "${2//[[:cntrl:]]/?}" >&"$messages"
   exit "$1"
 }
 

@@ -1,5 +1,5 @@
 #!/bin/bash
-# Tests the unit, the device-tree overlay and the manual page with systemd-analyze, dtc and mandoc.
+# Tests the unit, the device-tree overlay and the manual pages with systemd-analyze, dtc and mandoc.
 set -uo pipefail
 
 repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../..")
@@ -64,5 +64,5 @@ overlay_has_parameters() {
 it "systemd-analyze verify accepts the unit" unit_is_valid
 it "the overlay compiles without warnings and enables SPI, I2C bus 22 and the encoder" overlay_applies
 it "the encoder's lines are parameters of the overlay" overlay_has_parameters
-it "mandoc -T lint accepts the manual page" silent mandoc -T lint "$packaging/tonecrate-updater.8"
+it "mandoc -T lint accepts the manual pages" silent mandoc -T lint "$packaging"/*.[18]
 finish

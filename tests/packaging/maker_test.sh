@@ -1,31 +1,37 @@
 #!/bin/bash
-# Tests the commands that make keys and firmware files.
+# Tests the commands that make, print and verify keys and firmware files.
 set -uo pipefail
 
 repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../..")
 work=$(mktemp -d) || exit 1
 readonly repository work maker=$repository/packaging/maker
 trap 'rm -rf -- "$work"' EXIT
-export LC_ALL=C
+export LC_ALL=C TMPDIR=$work/tmp SHELL=/bin/false # the shell of system users
 # shellcheck source=../support/cases.sh
 . "$repository/tests/support/cases.sh"
+# shellcheck source=../support/containers.sh
+. "$repository/tests/support/containers.sh"
 
 make_fixtures() {
-  "$maker/tonecrate-make-keys" "$work/keys"
+  mkdir "$TMPDIR" && "$maker/tonecrate-make-keys" "$work/keys" &&
+    "$maker/tonecrate-make-keys" "$work/other keys" && make_folder "$work/folder" &&
+    "$maker/tonecrate-pack-firmware" --chunk 100 "$work/folder" 1.0 "$work/keys" "$work/firmware.fw" || exit 1
 }
 
-# Every case starts in an empty folder.
+# make_folder FOLDER
+make_folder() {
+  mkdir -p "$1/sub"
+  echo 1 >"$1/one"
+  seq 1000 >"$1/sub/thousand numbers"
+}
+
+# Every case starts with a copy of the firmware folder.
 around_case() {
   rm -rf -- "$work/case"
   mkdir "$work/case"
   cd "$work/case"
+  cp -R "$work/folder" folder
   "$@"
-}
-
-make_folder() {
-  mkdir -p folder/sub
-  echo 1 >folder/one
-  echo 2 >"folder/sub/number two"
 }
 
 # pack [ARGUMENT...]: packs ./folder as version 1.0 into ./out.fw.
@@ -36,11 +42,31 @@ pack() {
 # refuses COMMAND [ARGUMENT...]: checks that a command fails, prints one line that begins with its name, and leaves no
 # scratch folder.
 refuses() {
-  local status=0
-  "$maker/$1" "${@:2}" >out 2>err || status=$?
+  run "$@"
   [[ $status -ne 0 && ! -s out ]] || { echo "$* exits $status: $(cat out)"; return 1; }
+  one_error_line "$1"
+}
+
+# run COMMAND [ARGUMENT...]: stores the output in ./out and ./err, and the exit status in $status.
+run() {
+  status=0
+  "$maker/$1" "${@:2}" >out 2>err </dev/null || status=$?
+  [[ -z $(ls -A "$TMPDIR") && -z $(find "$work/case" -name '.scratch*') ]] ||
+    { echo "leaves its scratch folder"; return 1; }
+}
+
+# one_error_line COMMAND
+one_error_line() {
   [[ $(wc -l <err) -eq 1 && $(cat err) == "$1: "* ]] || { echo "no error or several lines: $(cat err)"; return 1; }
-  [[ -z $(find "$work" -name '.scratch*') ]] || { echo "leaves its scratch folder"; return 1; }
+  ! grep -n unexpected err
+}
+
+# prints TEXT COMMAND [ARGUMENT...]: checks that a command succeeds and prints exactly TEXT.
+prints() {
+  run "${@:2}"
+  cat err
+  [[ $status -eq 0 && ! -s err ]]
+  diff <(printf '%s\n' "$1") out
 }
 
 keys_are_private() {
@@ -51,9 +77,10 @@ keys_are_private() {
 }
 
 keys_are_different_each_time() {
-  "$maker/tonecrate-make-keys" new
-  [[ $(cat new/firmware.key) != $(cat "$work/keys/firmware.key") ]]
-  [[ $(cat new/signing.key) != $(cat "$work/keys/signing.key") ]]
+  local name
+  for name in firmware.key signing.key signing.pub; do
+    [[ $(cat "$work/keys/$name") != $(cat "$work/other keys/$name") ]]
+  done
 }
 
 keys_are_not_overwritten() {
@@ -66,46 +93,261 @@ make_keys_arguments() {
   refuses tonecrate-make-keys
   refuses tonecrate-make-keys one two
   refuses tonecrate-make-keys nowhere/keys
+  refuses tonecrate-make-keys folder/one
   [[ ! -e one ]]
+}
+
+# Reads the file with other tools than container.sh.
+file_has_the_documented_format() {
+  local size
+  pack --chunk 1000
+  [[ $(head -c 16 out.fw) == tonecrate-fw-02 ]]
+  size=$((10#$(tail -c +17 out.fw | head -c 8)))
+  tail -c +26 out.fw | head -c "$size" >manifest
+  tail -c +$((26 + size)) out.fw | head -c 64 >signature
+  tail -c +$((90 + size)) out.fw >payload
+  head -c $((25 + size)) out.fw >signed
+  openssl pkeyutl -verify -pubin -inkey "$work/keys/signing.pub" -rawin -in signed -sigfile signature
+  split -b 1000 payload chunk.
+  [[ $(find . -name 'chunk.*' | wc -l) -gt 2 ]]
+  {
+    printf 'version 1.0\nunpacked 24576\npayload %s\nchunk 1000\n' "$(stat -c %s payload)"
+    sha256sum chunk.* | cut -c 1-64
+  } | diff - manifest
+  decrypt_payload out.fw | tar -tf - | diff - <(printf '%s\n' version.txt firmware/ firmware/one firmware/sub/ \
+    'firmware/sub/thousand numbers')
+}
+
+# decrypt_payload FILE: prints the archive.
+decrypt_payload() {
+  tail -c +$((90 + 10#$(tail -c +17 "$1" | head -c 8))) "$1" | openssl enc -d -aes-256-cbc -md sha256 -pbkdf2 \
+    -iter 10000 -pass "file:$work/keys/firmware.key" | gzip -dc
+}
+
+chunks_are_4_mib_by_default() {
+  pack
+  run tonecrate-inspect-firmware out.fw
+  grep -qx 'chunks        1 of 4194304 bytes' out
+}
+
+invalid_chunk_sizes() {
+  local size
+  for size in "" 0 -1 010 1k 67108865 99999999999999999999; do
+    refuses tonecrate-pack-firmware --chunk "$size" folder 1.0 "$work/keys" out.fw
+  done
+  head -c 20000 /dev/urandom >folder/random
+  refuses tonecrate-pack-firmware --chunk 1 folder 1.0 "$work/keys" out.fw
+  [[ ! -e out.fw ]]
+}
+
+archives_are_reproducible() {
+  pack
+  decrypt_payload out.fw >first
+  cp -R --preserve=mode folder copy
+  touch -d 2001-01-01 copy/one
+  chmod 2775 copy/sub
+  chmod 4600 copy/one
+  "$maker/tonecrate-pack-firmware" copy 1.0 "$work/keys" out.fw
+  decrypt_payload out.fw | cmp - first
+}
+
+executable_files_stay_executable() {
+  chmod 700 folder/one
+  pack
+  [[ $(decrypt_payload out.fw | tar -tvf - firmware/one) == -rwxr-xr-x* ]]
+}
+
+hard_links_become_files() {
+  ln folder/one folder/two
+  pack
+  [[ $(decrypt_payload out.fw | tar -tvf - | grep -c '^-') -eq 4 ]]
+  "$maker/tonecrate-verify-firmware" out.fw "$work/keys"
+}
+
+file_is_readable_as_the_umask_allows() {
+  umask 022
+  pack
+  [[ $(stat -c %a out.fw) == 644 ]]
+}
+
+folder_may_be_a_link() {
+  ln -s folder link
+  "$maker/tonecrate-pack-firmware" link 1.0 "$work/keys" out.fw
+  [[ $(decrypt_payload out.fw | tar -tf - | wc -l) -eq 5 ]]
 }
 
 # pack_refuses_folder COMMAND...: checks that the folder is rejected after COMMAND made it invalid.
 pack_refuses_folder() {
-  make_folder
   "$@"
   refuses tonecrate-pack-firmware folder 1.0 "$work/keys" out.fw
   [[ ! -e out.fw ]]
 }
 
 long_path() {
-  mkdir -p "folder/$(printf '%.0sx' {1..200})"
-  echo 1 >"folder/$(printf '%.0sx' {1..200})/$(printf '%.0sy' {1..120})"
+  local name
+  name=folder/$(printf 'x%.0s' {1..200})
+  mkdir "$name"
+  echo 1 >"$name/$(printf 'y%.0s' {1..120})"
 }
 
 pack_refuses_versions() {
   local version
-  make_folder
   for version in "" " " "1.0 beta" "1/2" $'1\n2' $'1\n' "-1" "$(printf '1%.0s' {1..33})"; do
     refuses tonecrate-pack-firmware folder "$version" "$work/keys" out.fw
   done
+  "$maker/tonecrate-pack-firmware" folder "$(printf '1%.0s' {1..32})" "$work/keys" out.fw
+}
+
+pack_refuses_keys() {
+  cp -R "$work/keys" keys
+  refuses tonecrate-pack-firmware folder 1.0 nowhere out.fw
+  cp "$work/other keys/signing.pub" keys/
+  refuses tonecrate-pack-firmware folder 1.0 keys out.fw
+  openssl genpkey -algorithm ed448 -out keys/signing.key
+  openssl pkey -in keys/signing.key -pubout -out keys/signing.pub
+  refuses tonecrate-pack-firmware folder 1.0 keys out.fw
+  echo "no key" >keys/signing.key
+  refuses tonecrate-pack-firmware folder 1.0 keys out.fw
+  cp "$work"/keys/signing.* keys/
+  printf '\nkey\n' >keys/firmware.key
+  refuses tonecrate-pack-firmware folder 1.0 keys out.fw
   [[ ! -e out.fw ]]
 }
 
 pack_arguments() {
-  make_folder
   refuses tonecrate-pack-firmware
   refuses tonecrate-pack-firmware --unknown folder 1.0 "$work/keys" out.fw
+  refuses tonecrate-pack-firmware --chunk
   refuses tonecrate-pack-firmware nowhere 1.0 "$work/keys" out.fw
-  refuses tonecrate-pack-firmware folder 1.0 nowhere out.fw
   refuses tonecrate-pack-firmware folder 1.0 "$work/keys" nowhere/out.fw
   refuses tonecrate-pack-firmware folder 1.0 "$work/keys" folder
 }
 
 failed_pack_keeps_older_file() {
-  make_folder
   echo older >out.fw
-  refuses tonecrate-pack-firmware folder "not one word" "$work/keys" out.fw
+  ln -s one folder/two
+  refuses tonecrate-pack-firmware folder 1.0 "$work/keys" out.fw
   [[ $(cat out.fw) == older ]]
+}
+
+# rows FILE COMPLETE: prints the rows that inspect must print for a file that pack wrote with --chunk 100.
+rows() {
+  local payload
+  payload=$(tail -c +26 "$work/firmware.fw" | sed -n '3s/payload //p;3q')
+  printf '%-14s%s\n' version 1.0 'unpacked size' '24576 bytes' payload "$payload bytes" \
+    chunks "$(((payload + 99) / 100)) of 100 bytes" 'file size' "$(stat -c %s "$1") bytes" complete "$2"
+}
+
+inspect_prints_rows() {
+  prints "$(rows "$work/firmware.fw" yes)" tonecrate-inspect-firmware "$work/firmware.fw"
+}
+
+inspect_reports_incomplete_files() {
+  local size
+  size=$(stat -c %s "$work/firmware.fw")
+  head -c $((size - 1)) "$work/firmware.fw" >short.fw
+  { cat "$work/firmware.fw" && echo; } >long.fw
+  for file in short.fw long.fw; do
+    run tonecrate-inspect-firmware "$file"
+    [[ $status -eq 1 ]]
+    rows "$file" no | diff - out
+    one_error_line tonecrate-inspect-firmware
+  done
+}
+
+# not_firmware COMMAND [ARGUMENT...]: checks that a command rejects files that are not firmware files.
+not_firmware() {
+  local length
+  for length in 0 1 16 24 25 26 80 89 120; do
+    head -c "$length" "$work/firmware.fw" >bad.fw
+    refuses "$1" bad.fw "${@:2}"
+  done
+  head -c 100000 /dev/urandom >bad.fw
+  refuses "$1" bad.fw "${@:2}"
+  { printf 'tonecrate-fw-01\n' && tail -c +17 "$work/firmware.fw"; } >bad.fw
+  refuses "$1" bad.fw "${@:2}"
+  refuses "$1" nowhere.fw "${@:2}"
+  refuses "$1" folder "${@:2}"
+}
+
+# invalid_manifests COMMAND [ARGUMENT...]: checks that a command rejects each change of the manifest.
+invalid_manifests() {
+  local change size
+  size=$((10#$(tail -c +17 "$work/firmware.fw" | head -c 8)))
+  tail -c +26 "$work/firmware.fw" | head -c "$size" >original
+  tail -c +$((90 + size)) "$work/firmware.fw" >payload
+  cp original manifest
+  seal_manifest good.fw
+  cmp "$work/firmware.fw" good.fw
+  for change in '1d' '1s/ .*/ /' '1s/1.0/1 0/' $'1s/1.0/1\a0/' '1s/version/Version/' '2s/ / -/' '3s/ / 0/' \
+    '3s/payload/chunk/' '4s/100/0/' '4s/100/90/' '4s/100/67108865/' '4s/100/1e2/' "\$d" "\$p"; do
+    echo "change $change"
+    sed "$change" original >manifest
+    seal_manifest bad.fw
+    refuses "$1" bad.fw "${@:2}"
+  done
+}
+
+verify_accepts_firmware() {
+  local file=$work/firmware.fw
+  prints "$file: version 1.0, valid signature, checksums and content" tonecrate-verify-firmware "$file" "$work/keys"
+  prints "$file: version 1.0, valid signature and checksums" tonecrate-verify-firmware "$file" "$work/keys/signing.pub"
+  prints "$file: version 1.0, valid signature, checksums and content" \
+    tonecrate-verify-firmware "$file" "$work/keys/signing.pub" --firmware-key "$work/keys/firmware.key"
+}
+
+verify_needs_no_private_key() {
+  mkdir keys
+  cp "$work"/keys/{signing.pub,firmware.key} keys/
+  "$maker/tonecrate-verify-firmware" "$work/firmware.fw" keys
+}
+
+# verify_detects_flipped_bytes KEYS
+verify_detects_flipped_bytes() {
+  local size offset
+  size=$(stat -c %s "$work/firmware.fw")
+  for offset in 0 15 16 23 24 25 34 100 $((size / 4)) $((size / 2)) -1 -100; do
+    echo "byte $offset"
+    cp "$work/firmware.fw" bad.fw
+    flip bad.fw "$offset"
+    refuses tonecrate-verify-firmware bad.fw "$1"
+  done
+}
+
+verify_rejects_other_keys() {
+  local file=$work/firmware.fw other=$work/other\ keys
+  refuses tonecrate-verify-firmware "$file" "$other"
+  refuses tonecrate-verify-firmware "$file" "$work/keys/signing.pub" --firmware-key "$other/firmware.key"
+  refuses tonecrate-verify-firmware "$file" "$work/keys/signing.key"
+  refuses tonecrate-verify-firmware "$file" "$work/keys/firmware.key"
+  refuses tonecrate-verify-firmware "$file" "$work/keys/signing.pub" --firmware-key nowhere
+  refuses tonecrate-verify-firmware "$file" nowhere
+}
+
+verify_checks_the_content() {
+  mkdir firmware
+  echo 9.9 >version.txt
+  ln -s /etc/passwd firmware/link
+  tar -cf archive version.txt firmware
+  seal archive bad.fw
+  "$maker/tonecrate-verify-firmware" bad.fw "$work/keys/signing.pub"
+  refuses tonecrate-verify-firmware bad.fw "$work/keys"
+}
+
+verify_arguments() {
+  refuses tonecrate-verify-firmware
+  refuses tonecrate-verify-firmware "$work/firmware.fw"
+  refuses tonecrate-verify-firmware "$work/firmware.fw" "$work/keys" --firmware-key
+  refuses tonecrate-verify-firmware "$work/firmware.fw" "$work/keys" --other "$work/keys/firmware.key"
+  refuses tonecrate-verify-firmware --unknown "$work/keys"
+}
+
+# The packages install the commands in this way.
+commands_run_through_links() {
+  cp -RL "$maker" "the maker"
+  mkdir bin
+  ln -s "../the maker/tonecrate-inspect-firmware" bin/
+  bin/tonecrate-inspect-firmware "$work/firmware.fw"
 }
 
 make_fixtures
@@ -113,6 +355,14 @@ it "make-keys lets only the owner read the keys, whatever the umask" keys_are_pr
 it "make-keys makes different keys each time" keys_are_different_each_time
 it "make-keys overwrites no keys" keys_are_not_overwritten
 it "make-keys rejects wrong arguments" make_keys_arguments
+it "pack writes the documented format" file_has_the_documented_format
+it "pack divides the payload into chunks of 4 MiB" chunks_are_4_mib_by_default
+it "pack rejects chunks that are too small or too large" invalid_chunk_sizes
+it "pack writes the same archive whatever the times, owners and special mode bits" archives_are_reproducible
+it "pack keeps files executable" executable_files_stay_executable
+it "pack stores hard-linked files as separate files" hard_links_become_files
+it "pack gives the file the mode that the umask allows" file_is_readable_as_the_umask_allows
+it "pack accepts a link to the folder" folder_may_be_a_link
 it "pack rejects a symbolic link" pack_refuses_folder ln -s one folder/two
 it "pack rejects a named pipe" pack_refuses_folder mkfifo folder/pipe
 it "pack rejects a quote in a name" pack_refuses_folder touch 'folder/a"b'
@@ -120,6 +370,21 @@ it "pack rejects a line end in a name" pack_refuses_folder touch $'folder/a\nb'
 it "pack rejects a path that is too long for the archive" pack_refuses_folder long_path
 it "pack rejects a folder without files" pack_refuses_folder rm -r folder/one folder/sub
 it "pack rejects invalid versions" pack_refuses_versions
+it "pack rejects keys that are missing, of the wrong kind, or do not match" pack_refuses_keys
 it "pack rejects wrong arguments" pack_arguments
 it "a failed pack keeps the old file" failed_pack_keeps_older_file
+it "inspect prints version, sizes and chunks without keys" inspect_prints_rows
+it "inspect reports a file that is too short or too long" inspect_reports_incomplete_files
+it "inspect rejects files that are not firmware files" not_firmware tonecrate-inspect-firmware
+it "inspect rejects invalid manifests" invalid_manifests tonecrate-inspect-firmware
+it "verify accepts firmware with the keys, the public key, or separate keys" verify_accepts_firmware
+it "verify works without the private key" verify_needs_no_private_key
+it "verify detects flipped bytes with the public key" verify_detects_flipped_bytes "$work/keys/signing.pub"
+it "verify detects flipped bytes with the keys" verify_detects_flipped_bytes "$work/keys"
+it "verify rejects other keys" verify_rejects_other_keys
+it "verify rejects files that are not firmware files" not_firmware tonecrate-verify-firmware "$work/keys"
+it "verify rejects signed files with invalid manifests" invalid_manifests tonecrate-verify-firmware "$work/keys"
+it "verify checks the content when it has the firmware key" verify_checks_the_content
+it "verify rejects wrong arguments" verify_arguments
+it "the commands run through symbolic links" commands_run_through_links
 finish

@@ -19,8 +19,8 @@ seal_payload() {
 
 # seal_manifest OUT: signs ./manifest and adds ./payload.
 seal_manifest() {
-  printf 'tonecrate-fw-02\n%08d\n' "$(stat -c %s manifest)" | cat - manifest >head
-  sign head sealed "$work/keys"
+  printf 'tonecrate-fw-02\n%08d\n' "$(stat -c %s manifest)" | cat - manifest >signed
+  sign signed sealed "$work/keys"
   cat sealed payload >"$1"
 }
 
