@@ -145,7 +145,7 @@ plug_partitions() {
 # Mounts empty file systems on the folders whose content does not survive a loss of power.
 boot() {
   mount -t tmpfs -o size=40M tmpfs "$root/tmp"
-  mount -t tmpfs tmpfs "$root/run"
+  mount -t tmpfs -o size=4M tmpfs "$root/run"
   mount -t tmpfs tmpfs "$root/dev"
   mknod "$root/dev/null" c 1 3
   plug_partitions

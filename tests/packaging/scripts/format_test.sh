@@ -177,6 +177,26 @@ read_only_backup() {
   plug mmcblk0p4 backup.img 0 --read-only
 }
 
+# full_folder FOLDER: format.sh changes nothing when this folder, in memory, is full.
+full_folder() {
+  dd if=/dev/zero of="$root/$1/filling" bs=1M 2>/dev/null || true
+  fails_untouched 0
+  fails_untouched 1
+}
+
+# The mark that install.sh requires cannot be written.
+unmarked() {
+  on_line "Formatted" 'dd if=/dev/mmcblk0p3 of=/tmp/filling bs=64k 2>/dev/null; dd if=/dev/mmcblk0p4 of=/tmp/filling2 2>/dev/null'
+  mount -o remount,size=1M "$root/tmp"
+  run format.sh 0
+  [[ $status -eq 1 ]] || { echo "exits $status"; return 1; }
+  mount -o remount,size=40M "$root/tmp"
+  rm "$root"/tmp/filling*
+  cp "$work/updater.conf" "$root/etc/tonecrate/"
+  update
+  verify "$user_presets"
+}
+
 other_run() {
   local before
   before=$(hash_of memory.img)
@@ -276,6 +296,8 @@ it "a factory reset succeeds without a backup partition" prepared reset_without_
 it "a factory reset succeeds when the backup is read-only" prepared reset_without_backup read_only_backup
 it "a factory reset succeeds when the backup contains garbage" prepared \
   reset_without_backup dd if=/dev/urandom of=backup.img bs=1M count=8 conv=notrunc status=none
+it "format changes nothing when /run is full" prepared full_folder run
+it "an update after /tmp became full while formatting keeps the presets" prepared unmarked
 it "no script runs while another one is running" prepared other_run
 it "format fails and keeps presets that do not fit into the backup" prepared presets_too_large
 it "format for an update rejects a damaged memory, and a factory reset repairs it" prepared damaged_memory
