@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t maxOperations = 64;
 
-/// A level, the transparent value or an invalid value.
+/// The levels, the transparent value and an invalid value.
 constexpr Pixel commonValues[] = {0, 1, 2, 3, 255, 3, 9, 255};
 
 Pixel takeValue(FuzzInput& input)

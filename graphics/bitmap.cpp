@@ -70,7 +70,7 @@ void Bitmap::fill(Pixel value)
     }
 }
 
-/// The part of a w by h rectangle at (x, y) that lies within the bitmap.
+/// Returns the part of a w by h rectangle at (x, y) that lies within the bitmap.
 Bitmap::Area Bitmap::clip(std::int64_t x, std::int64_t y, std::int64_t w, std::int64_t h) const
 {
     if (isEmpty()) {
@@ -95,7 +95,7 @@ void Bitmap::fillRect(std::int32_t x, std::int32_t y, std::int32_t w, std::int32
     }
 }
 
-/// Replaces each pixel that `source`, placed at (x, y), covers with combine(pixel, source pixel).
+/// Places `source` at (x, y) and sets each pixel below it to combine(pixel, source pixel).
 template <typename Combine>
 void Bitmap::overlay(std::int32_t x, std::int32_t y, const Bitmap& source, Combine combine)
 {

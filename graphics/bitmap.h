@@ -34,7 +34,7 @@ public:
 
     /// No bounds check: x must be in 0..width-1 and y in 0..height-1.
     [[nodiscard]] Pixel pixel(std::int32_t x, std::int32_t y) const { return row(y)[x]; }
-    /// The `getWidth()` pixels of row y, which must be in 0..height-1.
+    /// Returns the `getWidth()` pixels of row y; y must be in 0..height-1.
     [[nodiscard]] const Pixel* row(std::int32_t y) const { return pixels.data() + std::int64_t{y} * width; }
     [[nodiscard]] bool hasTransparency() const;
 

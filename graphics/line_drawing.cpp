@@ -35,8 +35,8 @@ struct Axis {
     }
 };
 
-/// The distance that Bresenham's line has covered along its shorter axis: n * rise / run after n of `run` steps, halves
-/// rounded up. Both lengths are below 2^32 and rise is at most run, so every product fits in 64 bits.
+/// The distance that Bresenham's line has covered along its shorter axis: n * rise / run after n of its `run` steps,
+/// where halves are rounded up. Both lengths are below 2^32 and rise is at most run, so every product fits in 64 bits.
 class Slope {
 public:
     Slope(std::int64_t runLength, std::int64_t riseLength)

@@ -1,4 +1,4 @@
-// The 256 by 160, four-grey display: an ST75256 controller on SPI, with a data/command and a reset line on GPIO.
+// The display (256 by 160 pixels, four greys): an ST75256 controller on SPI, with data/command and reset lines on GPIO.
 #pragma once
 
 #include "graphics/bitmap.h"

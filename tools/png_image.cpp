@@ -45,7 +45,7 @@ std::optional<std::uint8_t> levelOf(const Colour& colour)
     return found == greys.end() ? std::nullopt : std::optional(static_cast<std::uint8_t>(found - greys.begin()));
 }
 
-/// "#rrggbb", or "#rrrrggggbbbb" for a colour that needs more than 8 bits per channel.
+/// Returns "#rrggbb", or "#rrrrggggbbbb" for a colour that needs more than 8 bits per channel.
 std::string nameOf(const Colour& colour)
 {
     const auto isWide = [](unsigned int sample) { return sample % wideFactor != 0; };
@@ -94,7 +94,7 @@ public:
     LevelImage read();
 
 private:
-    /// Calls `calls` and throws Refusal when libpng reports an error. libpng longjmps out of `calls`, which therefore
+    /// Calls `calls` and throws Refusal if libpng reports an error. libpng longjmps out of `calls`, which therefore
     /// must not own resources.
     template <typename Calls>
     void guarded(Calls calls);
@@ -124,7 +124,7 @@ private:
     /// True: `samples` contains palette indices, 8 bits per pixel. False: RGBA, 64 bits per pixel.
     bool indexed = false;
     std::span<const png_color> palette;
-    /// The alpha of the first palette entries; all others are opaque.
+    /// The alpha of the first palette entries; all further entries are opaque.
     std::span<const png_byte> paletteAlpha;
     std::size_t rowSize = 0;
     std::vector<png_byte> samples;

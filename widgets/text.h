@@ -14,12 +14,12 @@ public:
     void draw() override;
 
     void setFont(std::string fontName);
-    /// With `fit`, the label takes the size of the text on one line. Does not change the widget's name.
+    /// If `fit` is true, the label takes the size of the text on one line. Does not change the widget's name.
     void setText(std::string newText, bool fit);
     void setColor(Pixel value);
     /// Without centring, the text starts at the top. Centring is on by default.
     void setVerticallyCentered(bool value);
-    /// The label takes the size of the picture. The text is drawn over it.
+    /// The label takes the size of the picture. The text is drawn over the picture.
     void setBackgroundImage(const std::string& path);
 
 protected:

@@ -19,8 +19,8 @@ inline constexpr std::int32_t selectionChanged = 2;
 
 /// A node of the widget tree.
 ///
-/// Ticks and broadcasts go down the tree to every widget, input goes down until a widget handles it, and notifications
-/// go up to the root. A widget draws onto its own surface, and its parent composites the surfaces; the display shows
+/// Ticks and broadcasts go down the tree to every widget; input goes down until a widget handles it; notifications go
+/// up to the root. A widget draws onto its own surface, and its parent composites the surfaces; the display shows
 /// the root's surface. The tree does not own its widgets: a widget's creator must keep it alive while it is in a tree.
 class Widget {
 public:
@@ -80,7 +80,8 @@ public:
 
     /// Returns whether a visible widget of this subtree must be drawn again.
     [[nodiscard]] bool needsRedraw() const;
-    /// Draws this widget and the descendants that need it, and composites the visible ones onto the surface.
+    /// If this widget is visible, draws it and the descendants that must be drawn again, and composites the visible
+    /// descendants onto its surface.
     void drawTree();
 
     /// Iterations per second. Currently unused.

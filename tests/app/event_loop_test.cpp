@@ -450,7 +450,8 @@ protected:
     }
 
     SystemCalls calls;
-    /// Final, because Clang warns about destroying other classes with virtual functions and a non-virtual destructor.
+    /// Final, because Clang warns if an object of a non-final class with virtual functions but without a virtual
+    /// destructor is destroyed.
     struct Screen final : Updater {};
     std::optional<Screen> updater;
     DisplayDriver display;

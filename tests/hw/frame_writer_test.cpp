@@ -19,7 +19,7 @@ namespace {
 
 using Numbers = std::vector<std::uint32_t>;
 
-/// Every four bytes of the frame contain the number, so that a mixture of two frames is detected.
+/// Returns a frame in which every four bytes contain the number, so that a mixture of two frames is detected.
 std::unique_ptr<Frame> numberedFrame(std::uint32_t number)
 {
     auto frame = std::make_unique<Frame>();
@@ -51,7 +51,7 @@ protected:
         calls.waitUntilBegun(1);
     }
 
-    /// Returns the numbers of the frames sent. Checks that each frame was sent whole, as data, after the write command.
+    /// Returns the numbers of the sent frames. Checks that each was sent unmixed, as data, after the write command.
     [[nodiscard]] Numbers sentNumbers() const
     {
         Numbers numbers;

@@ -11,7 +11,7 @@ namespace {
 
 using soak::SampleSeries;
 
-constexpr std::uint64_t sampleCount = 2 * SampleSeries::warmUpDivisor; // the first two are the warm-up
+constexpr std::uint64_t sampleCount = 2 * SampleSeries::warmUpDivisor; // the first two samples are the warm-up
 
 struct SampledRun {
     std::uint64_t first;

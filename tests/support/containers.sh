@@ -2,7 +2,7 @@
 # shellcheck shell=bash disable=SC2154 # the sourcing script sets work
 
 # seal ARCHIVE OUT [VERSION]: compresses, encrypts and signs an archive. Implements the format independently of the
-# command that packs firmware. VERSION is the one in the manifest; default: that of ./version.txt.
+# command that packs firmware. VERSION: the version in the manifest; default: the contents of ./version.txt.
 seal() {
   gzip -c "$1" | openssl enc -aes-256-cbc -md sha256 -pbkdf2 -iter 10000 -pass "file:$work/keys/firmware.key" >payload
   seal_payload "$2" "${3-$(cat version.txt)}"

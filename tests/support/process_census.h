@@ -17,5 +17,5 @@ struct ProcessCensus {
 
 /// Throws std::runtime_error if the process does not exist.
 [[nodiscard]] ProcessCensus takeCensus(pid_t pid);
-/// False if the process is a zombie or does not exist.
+/// Returns false if the process is a zombie or does not exist.
 [[nodiscard]] bool isRunning(pid_t pid);

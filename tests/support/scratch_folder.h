@@ -33,7 +33,7 @@ public:
     {
         std::ofstream(folder / name, std::ios::binary) << contents;
     }
-    /// Empty if the file does not exist.
+    /// Returns the contents of the file; empty if the file does not exist.
     [[nodiscard]] std::string read(const std::string& name) const
     {
         std::ifstream file(folder / name, std::ios::binary);

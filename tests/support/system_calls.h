@@ -35,7 +35,7 @@ public:
     /// If false, no call allocates memory, and transfers are counted but not recorded.
     void setLogging(bool value) { isOn = value; }
 
-    // Devices. By default all exist and work; reads from the encoder and the I2C bus fail until input is queued.
+    // Devices. By default, all exist and work; reads from the encoder and the I2C bus fail until input is queued.
 
     std::set<std::string, std::less<>> missingDevices;
     std::set<unsigned long> failingIoctls;

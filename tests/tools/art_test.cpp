@@ -243,13 +243,13 @@ bool hasInk(const std::string& row)
     return row.find('#') != std::string::npos;
 }
 
-/// The first row with ink.
+/// Returns the index of the first row with ink.
 int topOf(const Rows& rows)
 {
     return static_cast<int>(std::find_if(rows.begin(), rows.end(), hasInk) - rows.begin());
 }
 
-/// The last row with ink.
+/// Returns the index of the last row with ink.
 int bottomOf(const Rows& rows)
 {
     return static_cast<int>(rows.rend() - std::find_if(rows.rbegin(), rows.rend(), hasInk)) - 1;

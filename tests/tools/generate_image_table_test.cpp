@@ -74,7 +74,7 @@ protected:
             setenv("LC_ALL", environment.locale, 1);
             const rlimit limit{environment.largestFile, environment.largestFile};
             setrlimit(RLIMIT_FSIZE, &limit);
-            std::signal(SIGXFSZ, SIG_IGN); // lets the write fail instead
+            std::signal(SIGXFSZ, SIG_IGN); // so the write fails without ending the process
             if (chdir(folder.path().c_str()) == 0) {
                 execv(argv[0], argv.data());
             }

@@ -63,7 +63,7 @@ protected:
         build();
     }
 
-    /// Replaces the screen with a new one.
+    /// Replaces the screen with a new screen.
     void build()
     {
         screen.reset();

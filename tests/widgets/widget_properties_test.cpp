@@ -27,7 +27,7 @@ bool anyBool()
 
 // ---- selection ----
 
-/// Nodes are listed parents first; the parent of node 0, the root, is itself.
+/// In a list of nodes, parents precede their children. The root is node 0 and its own parent.
 struct Node {
     std::size_t parent = 0;
     bool visible = true;
