@@ -1,9 +1,8 @@
-# Sourced by every script in this folder: one-line errors, a scratch folder that is removed at exit, file formats.
+# Sourced by every script in this folder: one-line errors, a scratch folder that is removed at exit, file systems.
 # shellcheck shell=bash
 
 script_name=${0##*/}
 scratch=
-unexpected_status=1 # the exit status of an unexpected failure
 export LC_ALL=C
 PATH=$PATH:/usr/sbin:/sbin # a normal user's PATH lacks the file system tools
 
@@ -16,18 +15,8 @@ fail() {
 
 # make_scratch FOLDER: creates a scratch folder in FOLDER and sets `scratch`. Results are renamed from it into place.
 make_scratch() {
-  [[ -d $1 && -w $1 ]] || fail "$unexpected_status" "cannot write in $1"
+  [[ -d $1 && -w $1 ]] || fail 1 "cannot write in $1"
   scratch=$(mktemp -d -- "$1/.scratch.XXXXXX")
-}
-
-# A version is one word of at most 32 characters, so that it fits the display.
-is_version() {
-  [[ $1 =~ ^[A-Za-z0-9][A-Za-z0-9.+-]{0,31}$ ]]
-}
-
-# is_plain_path PATH: succeeds when PATH is relative, does not leave its folder, and debugfs accepts it without quoting.
-is_plain_path() {
-  [[ $1 =~ ^[A-Za-z0-9._+\ -]+(/[A-Za-z0-9._+\ -]+)*/?$ && /$1/ != */../* ]]
 }
 
 # make_file_system IMAGE KIB FOLDER: creates an ext4 image with the content of FOLDER. Fails when it does not fit.
@@ -48,8 +37,7 @@ read_memory() {
 
 trap '[[ -z $scratch ]] || rm -rf -- "$scratch"' EXIT
 # An error in a subshell ends the subshell, and the calling shell reports the error once.
-trap '((BASH_SUBSHELL > 0)) || fail "$unexpected_status" "unexpected failure in line $LINENO"' ERR
-# The updater reads only the exit code, which is 0 after a fatal signal.
+trap '((BASH_SUBSHELL > 0)) || fail 1 "unexpected failure in line $LINENO"' ERR
 trap 'exit 129' HUP
 trap 'exit 130' INT
 trap 'exit 141' PIPE

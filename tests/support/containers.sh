@@ -24,6 +24,14 @@ seal_manifest() {
   cat sealed payload >"$1"
 }
 
+# archive_parts: creates ./version.txt and ./firmware/a.txt, the minimum content of a valid archive.
+archive_parts() {
+  rm -rf version.txt firmware
+  echo 9.9 >version.txt
+  mkdir firmware
+  echo a >firmware/a.txt
+}
+
 # sign FILE OUT KEYS: writes FILE and its signature to OUT. KEYS: the folder that contains signing.key.
 sign() {
   openssl pkeyutl -sign -rawin -inkey "$3/signing.key" -in "$1" -out signature

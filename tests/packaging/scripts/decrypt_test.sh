@@ -3,9 +3,6 @@
 set -uo pipefail
 # shellcheck source=fixture.sh
 . "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
-# shellcheck source=../../support/container_cases.sh
-. "$repository/tests/support/container_cases.sh"
-readonly device_root=$root drive=/dev/sda1
 
 partitioned_drive() {
   local before
@@ -223,7 +220,6 @@ for line in "Checking the signature" "Unpacking... 15" "Reading the old"; do
   it "decrypt shows that /tmp is full when it becomes full at \"$line\"" full_memory "$line"
 done
 it "decrypt reads a firmware file of many chunks" small_chunks
-container_cases
 while read -r version minimum; do
   it "decrypt rejects version $version when the minimum is $minimum" older "$version" "$minimum"
 done <<<'1.9 2
