@@ -63,7 +63,7 @@ public:
 /// does not reply in time.
 class SimulatedDevice {
 public:
-    /// How long `click` presses and then releases the button: longer than the debouncing takes.
+    /// For how many iterations `click` presses, and then releases, the button. Longer than debouncing takes.
     static constexpr std::uint64_t clickIterations = 60;
 
     /// Switches the device on. In virtual time, returns at the end of the first iteration.
@@ -152,7 +152,7 @@ private:
     UsbDrive drive;
     std::unique_ptr<Channel> channel;
     ProcessGroup process;
-    /// In virtual time, the status after the last iteration; empty until the first.
+    /// In virtual time, the status after the last iteration; empty until the first iteration has ended.
     std::optional<Status> lastStatus;
 };
 

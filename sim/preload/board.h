@@ -59,7 +59,8 @@ public:
 
     // For the controller.
 
-    /// `fault` is a name from injected_faults.h, such as "absent spi"; `on` = false removes it.
+    /// Injects the fault, or removes it if `on` is false. `fault` is a name from injected_faults.h, such as "absent
+    /// spi".
     void setInjectedFault(const std::string& fault, bool on);
     /// Overrides the transfer time of a frame (10240 bytes); 0 restores the time that follows from the bus speed.
     void setFrameTime(Timeline::Duration duration) { frameTime = duration; }

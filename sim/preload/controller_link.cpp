@@ -114,7 +114,7 @@ constinit const ControllerLink::Request ControllerLink::requests[] = {
          link.board.timeline.setVirtual(take<std::string>(words) == "virtual");
          return std::string();
      }},
-    // on|off: limits virtual time to real time while a script runs.
+    // on|off: whether virtual time runs no faster than real time while a script runs.
     {"pace",
      [](ControllerLink& link, Words& words) {
          link.keepsPace = take<std::string>(words) == "on";
@@ -126,13 +126,13 @@ constinit const ControllerLink::Request ControllerLink::requests[] = {
          link.board.setFrameTime(std::chrono::microseconds(take<std::int64_t>(words)));
          return std::string();
      }},
-    // NUMBER: fails that I2C transfer, counted from 1; 0 for none.
+    // NUMBER: makes that I2C transfer fail, counted from 1; 0 for none.
     {"refuse-i2c",
      [](ControllerLink& link, Words& words) {
          link.board.refuseI2cTransfer(take<int>(words));
          return std::string();
      }},
-    // on|off: logs bus traffic.
+    // on|off: whether the traffic is logged.
     {"keep-traffic",
      [](ControllerLink& link, Words& words) {
          link.board.keepTraffic(take<std::string>(words) == "on");

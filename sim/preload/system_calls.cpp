@@ -34,7 +34,7 @@ struct Simulation {
 /// Null until the library is set up, and in processes that the controller did not start.
 Simulation* simulation = nullptr;
 
-/// -1 when the variable is not set.
+/// Returns -1 if the variable is not set.
 int descriptorIn(const char* variable)
 {
     const char* const number = std::getenv(variable);

@@ -31,7 +31,7 @@ public:
     /// In virtual time, waits until no other thread is busy, so that all events up to the current time are complete.
     void awaitIdle();
 
-    // Called by the intercepted functions, for threads other than the main thread.
+    // Called by the functions that override C library functions, for threads other than the main thread.
 
     void threadStarts();
     void threadEnds();

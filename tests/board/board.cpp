@@ -147,7 +147,7 @@ void Board::waitUntil(const std::string& what, const std::function<bool()>& cond
     }
 }
 
-/// For conditions that appear neither in the trace nor on the console.
+/// Polls `condition`, because neither the trace nor the console reports when it becomes true.
 void Board::pollUntil(const std::string& what, const std::function<bool()>& condition)
 {
     const auto deadline = std::chrono::steady_clock::now() + longestWait;

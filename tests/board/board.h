@@ -37,7 +37,7 @@ public:
     // Operating the board.
 
     void startUpdater();
-    /// Kills the updater and its scripts; the kernel continues.
+    /// Kills the updater and its scripts; the kernel keeps running.
     void stopUpdater();
     void turn(int detents);
     /// Presses and releases the button. After each change, waits until the debounced state has changed too.
@@ -46,7 +46,7 @@ public:
     void plug(const std::string& image);
     /// Unplugs the drive, and returns when the board's kernel has released it.
     void pull();
-    /// Kills the emulator between two instructions. Only observations that do not wait may follow.
+    /// Kills the emulator between two instructions. Afterwards, call only operations that do not need the emulator.
     void cutPower();
 
     // Observing the board.
@@ -70,7 +70,7 @@ public:
         return operation(bus);
     }
     [[nodiscard]] const std::filesystem::path& card() const { return cardFile; }
-    /// True when the emulator's standard error contains `text`.
+    /// True if the emulator's standard error contains `text`.
     [[nodiscard]] bool hasEmulatorReported(const std::string& text) const;
 
 private:

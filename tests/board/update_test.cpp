@@ -28,7 +28,7 @@ std::vector<Scene> scenesOf(bool factoryReset, const Versions& oldVersions = {sc
             scenes::done()};
 }
 
-/// The number of bytes written to the card by the start and by the end of the work.
+/// The number of bytes that had been written to the card when the work began, and when it ended.
 struct WorkSpan {
     std::uint64_t begin = 0;
     std::uint64_t end = 0;

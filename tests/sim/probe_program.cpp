@@ -28,8 +28,8 @@ volatile std::uint32_t* registers = nullptr;
 int spi = -1;
 int encoder = -1;
 std::FILE* script = nullptr;
-/// The first iteration that reads the script's output: the iteration after the one that starts the script. When the
-/// controller stops the program at the end of the starting iteration, the output is therefore still unread.
+/// The first iteration that reads the script's output. It follows the iteration that starts the script, so that the
+/// output is still unread when the controller stops the program between these two iterations.
 long firstScriptIteration = 0;
 std::uint8_t frame[frameSize];
 

@@ -631,7 +631,7 @@ TEST_F(Device, RunsNoFasterThanRealTimeWhileAScriptRuns)
     EXPECT_EQ(device->iteration(), 51U);
 }
 
-// Programs and libraries with which the program would use the real hardware.
+// Programs and libraries that must be rejected, because the program would use the real hardware.
 
 class StartCheck : public Device {
 protected:

@@ -50,7 +50,7 @@ protected:
         notes.emplace_back(number, now);
     }
 
-    /// A condition variable that reports its waits to the clock, like the intercepted calls.
+    /// A condition variable that reports its waits to the clock, as the preloaded library does.
     class Condition {
     public:
         explicit Condition(Timeline& owner) : timeline(owner) {}
