@@ -75,7 +75,7 @@ public:
 
     void hangs();
     void floods();
-    void printsNoLineEnd();
+    void printsNoNewline();
     void printsZeroBytes();
     void continuesWithoutOutput();
     void leavesAChild();
@@ -192,7 +192,7 @@ void FaultMatrix::floods()
     releaseScript();
 }
 
-void FaultMatrix::printsNoLineEnd()
+void FaultMatrix::printsNoNewline()
 {
     device->awaitScriptOutput(static_cast<int>(std::string("SHOW: never").size()));
     expectProgress("at work");
@@ -343,7 +343,7 @@ constexpr Fault faults[] = {
      "touch \"$DEVICE_ROOT/flooded\"\n"
      "await; echo; echo 'SHOW: dry'; await; exit 1",
      &FaultMatrix::floods},
-    {"PrintsNoLineEnd", 0, "printf 'SHOW: never'; await; exit 0", &FaultMatrix::printsNoLineEnd},
+    {"PrintsNoNewline", 0, "printf 'SHOW: never'; await; exit 0", &FaultMatrix::printsNoNewline},
     {"PrintsZeroBytes", 3,
      "printf 'SHOW: a\\0b\\n'; await; printf 'c\\n'; await; printf '\\0SHOW: lost\\n'; await; echo 'SHOW: on'; await\n"
      "exit 3",

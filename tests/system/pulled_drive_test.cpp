@@ -57,7 +57,7 @@ protected:
                "wait_for_test\n";
         // Opened for reading and writing, so that neither this open() nor the scripts' redirections block.
         if (mkfifo((root / "go").c_str(), 0600) != 0 || (go = open((root / "go").c_str(), O_RDWR | O_CLOEXEC)) < 0) {
-            throw std::runtime_error("cannot create the FIFO of the scripts");
+            throw std::runtime_error("cannot create the FIFO for the scripts");
         }
     }
     ~HeldScripts() override { close(go); }

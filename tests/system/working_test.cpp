@@ -32,7 +32,7 @@ TEST_P(Working, RunsFormatAndInstallAndShowsTheirProgressUnderOneHeader)
     device.settle();
     EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message(texts::done).screen(), "done"));
     EXPECT_EQ(device->standardOutput(), "Starting updater...\nStarted install.sh\nEverything done")
-        << "the last line, which has no line end, was not flushed";
+        << "the last line, which has no newline, was not flushed";
 }
 
 TEST_P(Working, InstallationDoesNotStartAfterAFailedFormat)
