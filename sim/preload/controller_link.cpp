@@ -1,4 +1,4 @@
-// The requests of the controller, and when they are executed.
+// The controller's requests, and when they are executed.
 #include "sim/preload/controller_link.h"
 
 #include "sim/protocol/injected_faults.h"

@@ -1,4 +1,4 @@
-// Numbered PNG files.
+// Writes numbered PNG files.
 #include "sim/run/frame_folder.h"
 
 #include "sim/device/png_file.h"

@@ -1,4 +1,4 @@
-// Interactive use of a device in a terminal, in real time.
+// Runs a device interactively in a terminal, in real time.
 #pragma once
 
 #include "sim/device/simulated_device.h"

@@ -1,4 +1,4 @@
-// Event lines and braille pictures.
+// Prints event lines and braille pictures.
 #include "sim/run/scenario_log.h"
 
 #include "sim/run/text_picture.h"

@@ -1,4 +1,4 @@
-// When frames are sent, when the busy indicator turns, and a display bus that is slower than the redraws.
+// When frames are sent and when the busy indicator turns, on a fast and on a slow display bus.
 #include "tests/system/system_test.h"
 
 #include <set>

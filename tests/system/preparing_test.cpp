@@ -1,4 +1,4 @@
-// Waiting for the drive, and the decryption.
+// The states that wait for the drive and that decrypt the firmware.
 #include "tests/system/system_test.h"
 
 namespace {

@@ -1,4 +1,4 @@
-// Formatting and installing.
+// The states that format and install, and the final screen after success.
 #include "tests/system/system_test.h"
 
 namespace {
