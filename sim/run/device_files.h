@@ -34,7 +34,7 @@ private:
     void makeFolder();
     [[nodiscard]] std::filesystem::path keys() const;
     [[nodiscard]] std::filesystem::path firmwareFile() const;
-    /// `script` is an absolute path or relative to the script folder. Returns its output.
+    /// `script` is an absolute path, or a path relative to the script folder. Returns the script's output.
     std::string run(const std::string& script, const std::vector<std::string>& arguments) const;
 
     std::filesystem::path scripts;

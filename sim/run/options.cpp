@@ -81,7 +81,7 @@ std::string helpText()
            "  --frames DIR    save every screen as a numbered PNG file\n"
            "  --updater PATH  the updater to run\n"
            "  --preload PATH  the library that simulates the device's hardware\n"
-           "  --scripts DIR   the folder with the device's scripts and the tools that create devices and drives\n"
+           "  --scripts DIR   the folder with the scripts that create and verify devices and drives\n"
            "  --play NAME     run a scenario:\n";
     for (const Scenario& scenario : allScenarios()) {
         text << "    " << scenario.name << std::string(16 - scenario.name.size(), ' ') << scenario.summary << '\n';

@@ -11,7 +11,7 @@ namespace sim {
 struct Options {
     std::filesystem::path updater{};
     std::filesystem::path preload{};
-    /// The folder with the device's scripts and the tools that create devices and drives.
+    /// The folder with the scripts that create and verify devices and drives.
     std::filesystem::path scripts{};
     /// The name of the scenario to run; empty for none.
     std::string scenario{};

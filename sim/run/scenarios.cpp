@@ -53,9 +53,9 @@ constexpr Step awaitCorrupt[] = {{Action::AwaitScreen, "failed-corrupt"}};
 constexpr Step awaitFormatFailed[] = {{Action::AwaitScreen, "failed-format"}};
 constexpr Step awaitInstallFailed[] = {{Action::AwaitScreen, "failed-install"}};
 
-/// Enough for the presets and the installed firmware, too small for the firmware on the drive.
+/// Large enough for the presets and the installed firmware, but too small for the firmware on the drive.
 constexpr MemorySize tooSmall = {.kib = 400};
-/// Enough for the presets. A worn memory reports its full size, so formatting succeeds.
+/// Accepts the presets, but not the firmware. A worn memory reports its full size, so formatting succeeds.
 constexpr MemorySize worn = {.usableKib = 100};
 
 } // namespace

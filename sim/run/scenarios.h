@@ -36,14 +36,14 @@ enum class Outcome {
     Reset,
     /// No byte has changed since the last script started.
     Unchanged,
-    /// No firmware, but the user's presets, so that the next update succeeds.
+    /// No firmware, but the user's presets: the next update can succeed.
     Formatted,
 };
 
 /// The size of the internal memory.
 struct MemorySize {
     int kib = 32768;
-    /// The KiB of files that a worn memory accepts; 0 for no limit.
+    /// How many KiB of files a worn memory accepts; 0 for no limit.
     int usableKib = 0;
 };
 

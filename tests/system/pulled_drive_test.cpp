@@ -36,7 +36,7 @@ struct Job {
 };
 
 // While formatting, an update prints 7 lines, because it keeps the presets; a factory reset prints 3. While installing,
-// both print 5 lines and one per file.
+// both print 5 lines and one line per file.
 constexpr int installLines = 5 + 18;
 constexpr Job update = {"Update", -1, decryptLines + 7 + installLines, sim::Outcome::Updated};
 constexpr Job factoryReset = {"FactoryReset", 1, decryptLines + 3 + installLines, sim::Outcome::Reset};
