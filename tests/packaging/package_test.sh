@@ -1,16 +1,19 @@
 #!/bin/bash
-# Installs, runs, removes and purges the package in an arm64 system, under QEMU's user emulation.
-# Usage: package_test.sh PACKAGE.deb CACHE   (needs root; CACHE: folder in which the base system is kept)
+# Installs, runs, removes and purges the packages in an arm64 system, under QEMU's user emulation.
+# Usage: package_test.sh FOLDER CACHE   (needs root; FOLDER contains the packages, CACHE keeps the base system)
 set -uo pipefail
 
-[[ $# -eq 2 ]] || { echo "usage: package_test.sh PACKAGE.deb CACHE" >&2; exit 2; }
+[[ $# -eq 2 ]] || { echo "usage: package_test.sh FOLDER CACHE" >&2; exit 2; }
 [[ $EUID -eq 0 ]] || { echo "package_test.sh: needs root" >&2; exit 1; }
 mkdir -p "$2" || exit 1
-package=$(realpath -- "$1")
+packages=$(realpath -- "$1")
 cache=$(realpath -- "$2")
 base=$cache/base
+repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../..")
 work=$(mktemp -d) || exit 1
-readonly package cache base work
+readonly packages cache base repository work
+readonly names=(tonecrate-updater tonecrate-updater-scripts tonecrate-maker)
+readonly settings=etc/tonecrate/updater.conf
 namespace_process=
 trap '[[ -z $namespace_process ]] || kill "$namespace_process"; rm -rf --one-file-system -- "$work"' EXIT
 PATH=$PATH:/usr/sbin:/sbin
@@ -42,26 +45,58 @@ in_arm64() {
       /usr/sbin/chroot "$root" "$@"' sh "$@" </dev/null
 }
 
-# make_base: creates a minimal Debian with the program's libraries, once. Uses this machine's release, because a program
+# make_base: creates a minimal Debian with the packages' dependencies, once. Uses this machine's release, because a program
 # needs libraries at least as new as at build time.
 make_base() {
-  [[ ! -e $cache/complete ]] || return 0
+  local included=libstdc++6,openssl
+  [[ $(cat "$cache/complete" 2>/dev/null) != "$included" ]] || return 0
   rm -rf --one-file-system -- "$base"
   local mirror
   mirror=$(host_mirror) &&
-    debootstrap --foreign --arch=arm64 --variant=minbase --include=libstdc++6 "$(host_release)" "$base" "$mirror" &&
-    in_arm64 "$base" /debootstrap/debootstrap --second-stage && touch "$cache/complete"
+    debootstrap --foreign --arch=arm64 --variant=minbase "--include=$included" "$(host_release)" "$base" "$mirror" &&
+    in_arm64 "$base" /debootstrap/debootstrap --second-stage && echo "$included" >"$cache/complete"
 }
 
 files() {
   (cd "$work/system" && find . -xdev \( -path ./var -o -path ./proc -o -path ./dev -o -path ./tmp \) -prune -o -print | sort)
 }
 
-installs() {
+# package NAME: prints the path of the package.
+package() {
+  printf '%s\n' "$packages/$1"_*.deb
+}
+
+# install_packages NAME...
+install_packages() {
+  local name
+  for name in "$@"; do
+    cp "$(package "$name")" "$work/system/tmp/$name.deb"
+  done
+  in_arm64 "$work/system" sh -c 'cd /tmp && exec dpkg --install "$@"' sh "${@/%/.deb}"
+}
+
+updater_installs() {
   files >"$work/files.before"
-  cp "$package" "$work/system/tmp/package.deb"
-  in_arm64 "$work/system" dpkg --install /tmp/package.deb
+  install_packages tonecrate-updater
   [[ -x $work/system/usr/sbin/tonecrate-updater ]]
+}
+
+# Derives the dependencies from the arm64 system, because the cross compiler's libraries have no versions of symbols.
+declares_the_needed_library_versions() {
+  local library file options=()
+  for library in libc6 libgcc-s1 libstdc++6; do
+    mkdir -p "$work/$library/DEBIAN"
+    cp "$base/var/lib/dpkg/info/$library:arm64.symbols" "$work/$library/DEBIAN/symbols"
+    while read -r file; do
+      install -D "$base$file" "$work/$library$file"
+    done < <(grep '\.so\.[0-9]*$' "$base/var/lib/dpkg/info/$library:arm64.list")
+    options+=("-S$work/$library")
+  done
+  mkdir "$work/debian"
+  printf 'Source: program\n\nPackage: program\nArchitecture: any\n' >"$work/debian/control"
+  cd "$work"
+  DEB_HOST_ARCH=arm64 dpkg-shlibdeps "${options[@]}" -O "$work/system/usr/sbin/tonecrate-updater" >needed
+  diff <(echo "shlibs:Depends=$(dpkg-deb --field "$(package tonecrate-updater)" Depends)") needed
 }
 
 leaves_scripts_alone() {
@@ -70,7 +105,7 @@ leaves_scripts_alone() {
 
 starts_nothing() {
   [[ -z $(find "$work/system/etc/systemd" -name '*tonecrate*') ]]
-  [[ $(dpkg-deb --ctrl-tarfile "$package" | tar -t | sort) == $'./control\n./md5sums' ]]
+  [[ $(dpkg-deb --ctrl-tarfile "$(package tonecrate-updater)" | tar -t | sort) == $'./control\n./md5sums' ]]
 }
 
 # Without the board's devices the program reports /dev/mem and is killed by SIGSEGV, as documented in docs/device.md.
@@ -83,9 +118,46 @@ runs_without_devices() {
   grep -qx "can't open /dev/mem! Make sure you are root!" "$work/err"
 }
 
+scripts_install() {
+  local script
+  install_packages tonecrate-updater-scripts
+  for script in decrypt format install; do
+    cmp "$work/system/usr/sbin/$script.sh" "$repository/packaging/scripts/$script.sh"
+    [[ -x $work/system/usr/sbin/$script.sh ]]
+  done
+  diff "$work/system/$settings" "$repository/packaging/scripts/updater.conf"
+}
+
+# An empty /dev hides this machine's drives. The script needs /dev/null.
+scripts_run() {
+  local status=0
+  # shellcheck disable=SC2016 # for the inner shell
+  in_arm64 "$work/system" sh -c 'mount -t tmpfs tmpfs /dev && touch /dev/null && exec decrypt.sh /dev/sda1' 2>err ||
+    status=$?
+  cat err
+  [[ $status -eq 1 ]] && grep -x 'decrypt.sh: /dev/sda1 does not exist' err
+}
+
+settings_survive_reinstallation() {
+  echo '# changed' >>"$work/system/$settings"
+  install_packages tonecrate-updater-scripts
+  tail -n 1 "$work/system/$settings" | grep -x '# changed'
+}
+
+# A firmware file that the installed commands make is verified by this machine's commands.
+commands_run() {
+  install_packages tonecrate-maker
+  cp -R "$repository/sim/firmware" "$work/system/tmp/firmware"
+  in_arm64 "$work/system" tonecrate-make-keys /tmp/keys
+  in_arm64 "$work/system" tonecrate-pack-firmware /tmp/firmware 2.0.0 /tmp/keys /tmp/tonecrate.fw
+  in_arm64 "$work/system" tonecrate-inspect-firmware /tmp/tonecrate.fw
+  in_arm64 "$work/system" tonecrate-verify-firmware /tmp/tonecrate.fw /tmp/keys
+  "$repository/packaging/maker/tonecrate-verify-firmware" "$work/system/tmp/tonecrate.fw" "$work/system/tmp/keys"
+}
+
 removes() {
-  in_arm64 "$work/system" dpkg --remove tonecrate-updater
-  in_arm64 "$work/system" dpkg --purge tonecrate-updater
+  in_arm64 "$work/system" dpkg --remove "${names[@]}"
+  in_arm64 "$work/system" dpkg --purge "${names[@]}"
   files >"$work/files.after"
   diff "$work/files.before" "$work/files.after"
 }
@@ -93,9 +165,14 @@ removes() {
 start_namespace
 make_base >"$cache/log" 2>&1 || { echo "package_test.sh: cannot create the arm64 system, see $cache/log" >&2; exit 1; }
 cp -a "$base" "$work/system" || exit 1
-it "the package installs with its dependencies" installs
-it "the package does not replace the device's scripts" leaves_scripts_alone
-it "the package starts and enables no service" starts_nothing
+it "the updater's package installs with its dependencies" updater_installs
+it "the updater's package depends on the library versions that the program needs" declares_the_needed_library_versions
+it "the updater's package does not replace the device's scripts" leaves_scripts_alone
+it "the updater's package starts and enables no service" starts_nothing
 it "the program reports the missing devices" runs_without_devices
+it "the scripts' package installs the scripts and their settings" scripts_install
+it "the installed scripts run" scripts_run
+it "a new version of the scripts' package keeps changed settings" settings_survive_reinstallation
+it "the maker's commands make and verify a firmware file" commands_run
 it "removal and purge leave no files" removes
 finish
