@@ -56,18 +56,20 @@ shows_help() {
   [[ $status -eq 0 && ! -s $work/err && $(head -n 1 "$work/out") == usage:* ]]
 }
 
-# replace_script NAME TEXT: copies the scripts to $work/scripts and replaces one of them.
+# replace_script NAME TEXT: copies the scripts to $work/project and replaces one of the device's scripts.
 replace_script() {
-  rm -rf "$work/scripts"
-  cp -R "$scripts" "$work/scripts"
-  printf '#!/bin/bash\n%s\n' "$2" >"$work/scripts/$1"
+  rm -rf "$work/project"
+  mkdir -p "$work/project"/{packaging,sim}
+  cp -R "$scripts" "$work/project/sim/scripts"
+  cp -R "$scripts/../../packaging/scripts" "$work/project/packaging/scripts"
+  printf '#!/bin/bash\n%s\n' "$2" >"$work/project/packaging/scripts/$1"
 }
 
 # with_script NAME TEXT ARGUMENT...: runs the simulator with one of the device's scripts replaced.
 with_script() {
   replace_script "$1" "$2"
   shift 2
-  run --scripts "$work/scripts" "$@"
+  run --scripts "$work/project/sim/scripts" "$@"
 }
 
 install_without_effect() {
@@ -125,7 +127,7 @@ ends_by_signal() {
   set -m
   : >"$work/out"
   replace_script decrypt.sh 'exec sleep 1000'
-  "$simulator" --play update --scripts "$work/scripts" </dev/null >"$work/out" 2>"$work/err" &
+  "$simulator" --play update --scripts "$work/project/sim/scripts" </dev/null >"$work/out" 2>"$work/err" &
   while [[ ! -s $work/out ]] && kill -0 $!; do sleep 0.01; done
   kill -s "$1" $!
   status=0
