@@ -261,9 +261,8 @@ void Board::pull()
 {
     emulator.execute("device_del", {{"id", "plugged"}});
     // The emulator releases the image only after the board's kernel has released the device.
-    pollUntil("the release of the drive image", [this] {
-        return tryExecute("blockdev-del", {{"node-name", "drive"}});
-    });
+    pollUntil("the release of the drive image",
+              [this] { return tryExecute("blockdev-del", {{"node-name", "drive"}}); });
 }
 
 std::vector<std::string> Board::run(const std::string& command)

@@ -407,10 +407,7 @@ TEST_F(BoardTest, ForwardsI2cWritesToTheLeds)
 
 TEST_F(BoardTest, RejectsWritesToUnusedI2cAddresses)
 {
-    EXPECT_EQ(failureOf([&] {
-                  return write(i2c(), {0x00, 0x01});
-              }),
-              (Failure{-1, EREMOTEIO}))
+    EXPECT_EQ(failureOf([&] { return write(i2c(), {0x00, 0x01}); }), (Failure{-1, EREMOTEIO}))
         << "with no device selected";
     ASSERT_EQ(selectI2c(0x6D), 0);
     EXPECT_EQ(failureOf([&] { return write(i2c(), {0x00, 0x01}); }), (Failure{-1, EREMOTEIO}));

@@ -75,7 +75,7 @@ TEST_F(ChannelTest, CarriesAMessageLargerThanTheSocketBuffer)
 
 TEST_F(ChannelTest, SignalsDoNotTruncateMessages)
 {
-    struct sigaction action {};
+    struct sigaction action{};
     action.sa_handler = [](int) {};
     ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
     const auto interrupt = [](std::thread& thread) {

@@ -346,9 +346,7 @@ TEST(DisplayProtocol, EachViolationIsReportedOnce)
         // While the display is lit.
         {"correct use", [](Wires& w) { w.light().write(Bytes(frameSize, 0xFF)).write(Bytes(frameSize, 0)); }, {}},
         {"too many data bytes",
-         [](Wires& w) {
-             w.light().command(0x20, {0x0B, 0x01, 0x02});
-         },
+         [](Wires& w) { w.light().command(0x20, {0x0B, 0x01, 0x02}); },
          {"an unexpected data byte: 0x01", "an unexpected data byte: 0x02"}},
         {"a short frame",
          [](Wires& w) { w.light().write(Bytes(frameSize - 1)).write(Bytes(frameSize)); },
@@ -383,9 +381,7 @@ TEST(DisplayProtocol, EachViolationIsReportedOnce)
          [](Wires& w) { w.light().resetLine(false).command(0x5C).resetLine(true).command(0x30); },
          {"the controller was used during its reset"}},
         {"a frame that is interrupted by a reset",
-         [](Wires& w) {
-             w.light().write({1, 2, 3}).reset().command(0x30);
-         },
+         [](Wires& w) { w.light().write({1, 2, 3}).reset().command(0x30); },
          {}},
         {"a frame that continues after a reset",
          [](Wires& w) { w.light().command(0x5C).reset().data({1}); },

@@ -83,7 +83,7 @@ TEST(AllocationCounterTest, CountsEveryFormOfNew)
     ::operator delete(::operator new(1));
     ::operator delete[](::operator new[](1));
     ::operator delete(::operator new(1, std::nothrow));
-    ::operator delete (::operator new (64, std::align_val_t{64}), std::align_val_t{64});
+    ::operator delete(::operator new(64, std::align_val_t{64}), std::align_val_t{64});
     EXPECT_EQ(counter.count(), 4U);
 }
 

@@ -257,9 +257,7 @@ TEST_F(Flow, AFailedDecryptScriptShowsItsMessageOrTheLastProgress)
     for (const auto& [exitCode, text] : cases) {
         SCOPED_TRACE(exitCode);
         build();
-        EXPECT_EQ(printedBy([this, code = exitCode] {
-                      startPreparing({{"SHOW: 42%\n", 0}}, code);
-                  }),
+        EXPECT_EQ(printedBy([this, code = exitCode] { startPreparing({{"SHOW: 42%\n", 0}}, code); }),
                   "A command failed...\n");
         expectFailed(text);
     }

@@ -50,17 +50,18 @@ foreign_firmware() {
   expect_corrupt bad.fw
 }
 
-# Three chunks; the chunks are exchanged, although each still has a valid checksum.
+# Each chunk still has the checksum of another one.
 exchanged_chunks() {
   local header size
   "$maker/tonecrate-pack-firmware" --chunk 30000 "$firmware" 2.0.0 "$work/keys" chunks.fw
   size=$(stat -c %s chunks.fw)
   header=$((size - $(sed -n 's/^payload //p' chunks.fw)))
+  # The second chunk, then the first one.
   {
     head -c "$header" chunks.fw
-    tail -c "+$((header + 30001))" chunks.fw | head -c 30000
-    tail -c "+$((header + 1))" chunks.fw | head -c 30000
-    tail -c "+$((header + 60001))" chunks.fw
+    dd if=chunks.fw iflag=skip_bytes,count_bytes skip=$((header + 30000)) count=30000 status=none
+    dd if=chunks.fw iflag=skip_bytes,count_bytes skip="$header" count=30000 status=none
+    dd if=chunks.fw iflag=skip_bytes skip=$((header + 60000)) status=none
   } >bad.fw
   [[ $(stat -c %s bad.fw) -eq $size ]]
   expect_corrupt bad.fw
