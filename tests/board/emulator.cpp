@@ -14,8 +14,8 @@
 namespace {
 
 struct Pair {
-    Descriptor ours;
-    Descriptor theirs;
+    FileDescriptor ours;
+    FileDescriptor theirs;
 };
 
 [[noreturn]] void fail(const std::string& what)
@@ -31,7 +31,7 @@ Pair socketPair()
         fail("cannot create sockets");
     }
     fcntl(ends[0], F_SETFD, FD_CLOEXEC);
-    return {Descriptor(ends[0]), Descriptor(ends[1])};
+    return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
 }
 
 Pair pipePair(bool weWrite)
@@ -42,7 +42,7 @@ Pair pipePair(bool weWrite)
     }
     const std::size_t ours = weWrite ? 1 : 0;
     fcntl(ends[ours], F_SETFD, FD_CLOEXEC);
-    return {Descriptor(ends[ours]), Descriptor(ends[1 - ours])};
+    return {FileDescriptor(ends[ours]), FileDescriptor(ends[1 - ours])};
 }
 
 void writeAll(int fd, const std::string& text)
@@ -126,7 +126,7 @@ Emulator::Emulator(const std::vector<std::string>& arguments, const std::filesys
     console = {std::move(consoleInput.ours), std::move(consoleOutputPair.ours)};
     traceOutput = std::move(tracePair.ours);
     for (Pair* pair : {&monitorPair, &memoryPair, &consoleInput, &consoleOutputPair, &tracePair}) {
-        pair->theirs.close();
+        pair->theirs = FileDescriptor();
     }
     try {
         static_cast<void>(monitor->receive()); // QMP's greeting

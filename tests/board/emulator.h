@@ -1,8 +1,8 @@
 // A running emulator: its process, monitor, memory access, console and trace.
 #pragma once
 
+#include "hw/file_descriptor.h"
 #include "sim/device/process_group.h"
-#include "tests/board/descriptor.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -43,23 +43,23 @@ private:
     /// Sends and receives single lines.
     class LineSocket {
     public:
-        explicit LineSocket(Descriptor socket) : descriptor(std::move(socket)) {}
+        explicit LineSocket(FileDescriptor socket) : descriptor(std::move(socket)) {}
         void send(const std::string& line);
         [[nodiscard]] std::string receive();
 
     private:
-        Descriptor descriptor;
+        FileDescriptor descriptor;
         std::string received;
     };
 
     struct Console {
-        Descriptor input;
-        Descriptor output;
+        FileDescriptor input;
+        FileDescriptor output;
     };
 
     sim::ProcessGroup process;
     std::optional<LineSocket> monitor;
     std::optional<LineSocket> memory;
     Console console;
-    Descriptor traceOutput;
+    FileDescriptor traceOutput;
 };
