@@ -42,7 +42,7 @@ compress(${compressed}/changelog.txt changelog)
 compress(${PROJECT_SOURCE_DIR}/docs/device.md device.md)
 
 install_manual(updater tonecrate-updater.8)
-install(FILES ${compressed}/device.md.gz DESTINATION share/doc/tonecrate-updater COMPONENT updater)
+install(FILES ${compressed}/device.md.gz docs/wiring.svg DESTINATION share/doc/tonecrate-updater COMPONENT updater)
 install(FILES packaging/tonecrate-overlay.dts DESTINATION share/doc/tonecrate-updater/examples COMPONENT updater)
 install(FILES packaging/tonecrate-updater.service DESTINATION /lib/systemd/system COMPONENT updater)
 install(FILES packaging/tonecrate-updater.rules DESTINATION /lib/udev/rules.d RENAME 60-tonecrate-updater.rules

@@ -18,7 +18,10 @@ constexpr std::chrono::seconds longestWait(180);
 constexpr std::uint32_t gpioBase = 0xFE200000;
 constexpr std::uint32_t setRegister = gpioBase + 0x1C;
 constexpr std::uint32_t clearRegister = gpioBase + 0x28;
+constexpr std::uint32_t pullRegister = gpioBase + 0xE4;
 constexpr std::uint32_t buttonLine = 1U << 6;
+constexpr unsigned dataCommandLine = 7;
+constexpr unsigned resetLine = 25;
 
 /// After a level change, the debounced state of the button changes within this number of polls.
 constexpr int debouncePolls = 5;
@@ -43,12 +46,11 @@ std::vector<std::string> argumentsFor(const Board::Setup& setup, const fs::path&
 {
     const fs::path stage = STAGE_DIR;
     return {stage / "emulator", "-machine", "raspi4b", "-m", "2G", "-accel", "tcg,thread=single", "-kernel",
-            stage / "kernel", "-initrd", stage / "initramfs", "-dtb",
-            stage / (setup.hasI2cInterrupt ? "wired.dtb" : "unwired.dtb"), "-append",
+            stage / "kernel", "-initrd", stage / "initramfs", "-dtb", stage / setup.tree, "-append",
             // The emulator does not connect the interrupts of the SPI and I2C controllers. Therefore the kernel polls
             // the SPI controller, and the I2C controller shares the USB controller's interrupt, which a hub keeps
             // active.
-            "console=ttyAMA0,115200 panic=-1 spi-bcm2835.polling_limit_us=9000000 usbcore.autosuspend=-1 " +
+            "console=ttyAMA0,115200 loglevel=1 panic=-1 spi-bcm2835.polling_limit_us=9000000 usbcore.autosuspend=-1 " +
                 setup.kernelOptions,
             "-display", "none", "-monitor", "none", "-no-reboot", "-device", "usb-hub,id=hub",
             // An EEPROM replaces the LED controller: it accepts the same writes and stores their bytes.
@@ -195,6 +197,13 @@ std::vector<std::string> Board::lines()
     return {console.begin() + static_cast<std::ptrdiff_t>(linesSeen), console.end()};
 }
 
+std::vector<std::string> Board::linesOfUpdater()
+{
+    std::vector<std::string> all = lines();
+    std::erase_if(all, [](const std::string& line) { return line.starts_with("recovery: "); });
+    return all;
+}
+
 bool Board::tryExecute(const std::string& command, const nlohmann::json& arguments)
 {
     try {
@@ -210,14 +219,27 @@ void Board::trace(const std::string& event, bool on)
     emulator.execute("trace-event-set-state", {{"name", event}, {"enable", on}});
 }
 
+Pins Board::readPins()
+{
+    Pins pins;
+    for (std::uint32_t i = 0; i < pins.selects.size(); ++i) {
+        pins.selects[i] = emulator.readWord(gpioBase + 4 * i);
+    }
+    for (std::uint32_t i = 0; i < pins.pulls.size(); ++i) {
+        pins.pulls[i] = emulator.readWord(pullRegister + 4 * i);
+    }
+    return pins;
+}
+
 void Board::startUpdater()
 {
-    emulator.writeWord(setRegister, buttonLine); // replaces the pull-up resistor, which the emulator lacks
-    std::array<std::uint32_t, 6> selects{};
-    for (std::uint32_t i = 0; i < selects.size(); ++i) {
-        selects[i] = emulator.readWord(gpioBase + 4 * i);
+    emulator.writeWord(setRegister, buttonLine); // the emulated pull-up does not affect the level
+    Pins pins = readPins();
+    for (const unsigned line : {dataCommandLine, resetLine}) {
+        pins.makeInput(line);
+        emulator.writeWord(gpioBase + 4 * Pins::selectIndex(line), pins.selects[Pins::selectIndex(line)]);
     }
-    withBus([&](const Bus&) { bus.setFunctionSelects(selects); });
+    withBus([&](const Bus&) { bus.setFunctionSelects(pins.selects); });
     trace("memory_region_ops_write", true);
     emulator.typeOnConsole("start\n");
 }

@@ -3,6 +3,7 @@
 
 #include "tests/board/bus.h"
 #include "tests/board/emulator.h"
+#include "tests/board/pins.h"
 #include "tests/board/scene.h"
 
 #include <condition_variable>
@@ -24,8 +25,8 @@ public:
         std::filesystem::path card = {};
         /// Kernel options that the updater needs.
         std::string kernelOptions = "iomem=relaxed spidev.bufsiz=10240";
-        /// If false, every I2C transfer times out.
-        bool hasI2cInterrupt = true;
+        /// The device tree, one of the prepared trees: with unwired.dtb, every I2C transfer times out.
+        std::string tree = "wired.dtb";
     };
 
     /// Boots the board, and returns when it accepts commands.
@@ -36,6 +37,8 @@ public:
 
     // Operating the board.
 
+    /// First sets the display's lines to input, as at power-on without the overlay, so that the events include their
+    /// function.
     void startUpdater();
     /// Kills the updater and its scripts; the kernel keeps running.
     void stopUpdater();
@@ -62,6 +65,10 @@ public:
     void waitForPolls(int count);
     /// The console lines after the line that `waitForLine` found last.
     [[nodiscard]] std::vector<std::string> lines();
+    /// The same lines without those of the recovery image.
+    [[nodiscard]] std::vector<std::string> linesOfUpdater();
+    /// The registers that route the GPIO lines, read from outside the board's processors.
+    [[nodiscard]] Pins readPins();
     /// Calls `operation` with the bus locked.
     template <typename Operation>
     auto withBus(Operation&& operation)

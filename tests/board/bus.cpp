@@ -1,6 +1,8 @@
 // Decodes the lines of the trace.
 #include "tests/board/bus.h"
 
+#include "tests/board/pins.h"
+
 #include <charconv>
 #include <cstdio>
 
@@ -110,14 +112,13 @@ void Bus::countTestWrite(std::uint32_t address)
 
 void Bus::select(std::size_t index, std::uint32_t value)
 {
-    static constexpr std::array<const char*, 8> functions = {
-        "input", "output", "alternate 5", "alternate 4", "alternate 0", "alternate 1", "alternate 2", "alternate 3"};
     constexpr std::size_t linesPerRegister = 10;
     for (std::size_t i = 0; i < linesPerRegister; ++i) {
         const std::size_t before = (selects[index] >> (3 * i)) & 7U;
         const std::size_t now = (value >> (3 * i)) & 7U;
         if (now != before) {
-            log.push_back("line " + std::to_string(index * linesPerRegister + i) + " " + functions[now]);
+            log.push_back("line " + std::to_string(index * linesPerRegister + i) + " ");
+            log.back().append(Pins::functions[now]);
         }
     }
     selects[index] = value;

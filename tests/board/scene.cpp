@@ -8,10 +8,13 @@
 
 namespace {
 
-/// The progress lines of decrypt.sh.
+/// The progress lines of decrypt.sh, except the "Unpacking..." lines.
 const std::vector<std::string> preparingLines = {
-    "Reading the drive... 10%", "Reading the drive... 30%", "Checking the signature... 50%",
-    "Decrypting... 65%",        "Unpacking... 80%",         "Ready 100%",
+    "Reading the drive... 5%",
+    "Checking the signature... 10%",
+    "Reading the old version... 85%",
+    "Checking the files... 90%",
+    "Ready 100%",
 };
 
 /// The progress lines that format.sh prints only with the argument 0 (update).
@@ -20,6 +23,8 @@ const std::vector<std::string> savingLines = {
     "Checking the saved presets... 30%", "Going on with the saved presets... 30%",
     "Restoring the presets... 75%",      "Checking the presets... 90%",
 };
+/// The progress line that format.sh prints only with the argument 1 (factory reset).
+const std::string discardingLine = "Discarding saved presets... 15%";
 const std::vector<std::string> formattingLines = {"Formatting... 45%", "Formatted 100%"};
 
 /// The progress lines of install.sh, except the "Installing..." lines.
@@ -30,6 +35,14 @@ const std::vector<std::string> installingLines = {
     "Writing the version... 95%",
     "Installed 100%",
 };
+
+/// Appends `text` followed by each percentage from `first` to `last`.
+void addPercentages(std::vector<std::string>& lines, const std::string& text, int first, int last)
+{
+    for (int percent = first; percent <= last; ++percent) {
+        lines.push_back(text + std::to_string(percent) + "%");
+    }
+}
 
 void addWheelFrames(Scene& scene, const std::string& message)
 {
@@ -92,7 +105,9 @@ Scene waiting()
 
 Scene preparing()
 {
-    return sceneWithWheel("preparing", texts::preparingHeader, preparingLines);
+    std::vector<std::string> lines = preparingLines;
+    addPercentages(lines, "Unpacking... ", 15, 80);
+    return sceneWithWheel("preparing", texts::preparingHeader, lines);
 }
 
 Scene menu()
@@ -127,12 +142,12 @@ Scene working(bool factoryReset)
 {
     std::vector<std::string> lines = formattingLines;
     lines.insert(lines.end(), installingLines.begin(), installingLines.end());
-    if (!factoryReset) {
+    if (factoryReset) {
+        lines.push_back(discardingLine);
+    } else {
         lines.insert(lines.end(), savingLines.begin(), savingLines.end());
     }
-    for (int percent = 10; percent <= 70; ++percent) {
-        lines.push_back("Installing... " + std::to_string(percent) + "%");
-    }
+    addPercentages(lines, "Installing... ", 10, 70);
     return sceneWithWheel("working", texts::updatingHeader, lines);
 }
 

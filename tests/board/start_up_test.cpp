@@ -21,21 +21,48 @@ protected:
         const auto switchedOn = Clock::now();
         board = std::make_unique<Board>(Board::Setup{"StartUp"});
         const auto ready = Clock::now();
+        pins = board->readPins();
         board->startUpdater();
         board->waitFor("the first screen", boardTest::hasScreen);
-        std::cout << "booted in " << std::chrono::duration<double>(ready - switchedOn).count() << " s, first frame "
-                  << std::chrono::duration<double>(Clock::now() - ready).count() << " s after the program's start\n";
+        const auto seconds = [&](Clock::time_point time) {
+            return std::chrono::duration<double>(time - switchedOn).count();
+        };
+        std::cout << "drivers loaded " << seconds(ready) << " s after power-on, first frame " << seconds(Clock::now())
+                  << " s after power-on\n";
     }
     static void TearDownTestSuite() { board.reset(); }
 
     static std::unique_ptr<Board> board;
+    /// Before the updater starts.
+    static Pins pins;
 };
 
 std::unique_ptr<Board> StartUp::board;
+Pins StartUp::pins;
+
+TEST_F(StartUp, OverlayRoutesEveryLine)
+{
+    struct Route {
+        unsigned line;
+        std::string_view function;
+    };
+    for (const auto [line, function] :
+         {Route{2, "alternate 0"}, Route{3, "alternate 0"}, Route{6, "input"}, Route{7, "output"}, Route{8, "output"},
+          Route{9, "alternate 0"}, Route{10, "alternate 0"}, Route{11, "alternate 0"}, Route{23, "input"},
+          Route{24, "input"}, Route{25, "output"}}) {
+        EXPECT_EQ(pins.function(line), function) << "line " << line;
+    }
+    for (const unsigned line : {2U, 3U, 6U, 23U, 24U}) {
+        EXPECT_EQ(pins.pull(line), "up") << "line " << line;
+    }
+    for (const unsigned line : {7U, 25U}) {
+        EXPECT_EQ(pins.pull(line), "none") << "line " << line;
+    }
+}
 
 TEST_F(StartUp, PrintsOnlyTheStartingLine)
 {
-    EXPECT_THAT(board->lines(), ElementsAre("Starting updater..."));
+    EXPECT_THAT(board->linesOfUpdater(), ElementsAre("Starting updater..."));
 }
 
 TEST_F(StartUp, SendsTheExpectedSetUpToLinesLedsAndDisplay)

@@ -1,0 +1,45 @@
+// The first process of the recovery image: waiting for devices.
+#include "tests/board/board_test.h"
+#include "tests/system/golden_screen.h"
+
+namespace {
+
+using testing::Each;
+using testing::IsEmpty;
+
+const std::string encoderWait = "recovery: waiting for /dev/input/event0, at most 10 s";
+
+Board::Setup setupWithEncoderDelay(const std::string& name, const std::string& seconds)
+{
+    Board::Setup setup{name};
+    setup.kernelOptions += " board.encoder=" + seconds;
+    return setup;
+}
+
+TEST(RecoveryImage, WaitsForALateEncoder)
+{
+    Board board(setupWithEncoderDelay("LateEncoder", "4"));
+    board.startUpdater();
+    board.waitForLine(encoderWait);
+    board.waitForLine("Starting updater...");
+    board.waitFor("the first screen", boardTest::hasScreen);
+    EXPECT_THAT(board.lines(), IsEmpty());
+}
+
+TEST(RecoveryImage, StartsTheUpdaterWithoutMissingDevices)
+{
+    Board::Setup setup = setupWithEncoderDelay("MissingDevices", "600");
+    setup.tree = "without_i2c.dtb";
+    Board board(setup);
+    board.startUpdater();
+    board.waitForLine(encoderWait);
+    board.waitForLine("recovery: /dev/input/event0 is missing");
+    board.waitForLine("recovery: /dev/i2c-22 is missing");
+    board.waitForLine("Starting updater...");
+    board.waitForLine("Error opening rotary event device");
+    board.waitFor("the first screen", boardTest::hasScreen);
+    EXPECT_TRUE(matchesGolden(board.withBus([](const Bus& bus) { return bus.screens().front(); }), "waiting"));
+    EXPECT_THAT(board.withBus([](const Bus& bus) { return bus.ledOutputs(); }), Each(0));
+}
+
+} // namespace
