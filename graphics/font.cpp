@@ -93,7 +93,7 @@ std::int32_t Font::layOut(const std::string& text, std::int64_t maxWidth, std::i
     std::int32_t line = 0;
     for (const char character : text) {
         const Cell& cell = cellFor(character);
-        // A line feed that exceeds the width breaks the line once, not twice.
+        // A line feed at the end of a full line breaks the line once, not twice.
         if (character == '\n' || cell.width + column > maxWidth) {
             if (line + 1 >= maxLines) {
                 return line;

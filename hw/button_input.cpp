@@ -27,8 +27,9 @@ void ButtonInput::init()
 void ButtonInput::poll()
 {
     const std::uint32_t change = state ^ ~readLevels();
-    // While a line differs from its debounced state, its counter steps 11, 01, 10, 00 and, at the fourth poll, back to
-    // 11. A poll at which they are equal resets the counter to 11 without a toggle.
+    // While a line differs from its debounced state, its counter (debounceCount1, debounceCount0) counts down: 11, 10,
+    // 01, 00. The fourth poll wraps it to 11 and toggles the state. A poll at which the line equals its state resets
+    // the counter to 11 without a toggle.
     debounceCount0 = ~(debounceCount0 & change);
     debounceCount1 = debounceCount0 ^ (debounceCount1 & change);
     const std::uint32_t toggle = change & debounceCount0 & debounceCount1;

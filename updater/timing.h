@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-/// The busy indicator advances in every iteration whose number is a multiple of this period. The unusual value is
-/// deliberate: the eight frames take 1136 iterations.
+/// The busy indicator advances in every iteration whose number is a multiple of this period. Deliberately not
+/// a round number; the eight frames take 8 * 142 = 1136 iterations.
 inline constexpr std::uint64_t wheelPeriod = 142;
-/// The number of iterations between two checks for the USB drive.
+/// The updater checks for the USB drive every 501 iterations.
 inline constexpr std::uint64_t usbCheckPeriod = 501;

@@ -89,7 +89,7 @@ std::string shellQuoted(const std::string& text)
 /// Whether a mode argument follows the flags.
 bool isModeGiven(int flags)
 {
-    return (flags & (O_CREAT | O_TMPFILE)) != 0;
+    return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE; // O_TMPFILE includes O_DIRECTORY
 }
 
 int openPath(const char* path, int flags, mode_t mode)

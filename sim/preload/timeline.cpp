@@ -28,7 +28,7 @@ Timeline::Duration Timeline::now()
 void Timeline::pass(Duration duration)
 {
     if (!isVirtual) {
-        // A byte takes less than 1 µs on the bus, and no real sleep is that short.
+        // Skips shorter durations: a real sleep takes longer, and most transfers are single bytes (0.64 µs).
         constexpr Duration shortest = std::chrono::microseconds(50);
         if (duration >= shortest) {
             std::this_thread::sleep_for(duration);

@@ -162,20 +162,22 @@ TEST_F(Selection, MovingForwardWrapsAroundAndMovingBackwardBeyondTheFirstEntrySe
         const char* after;
     };
     makeSelectable({&a, &b, &c});
-    for (const Move& move : {Move{"b", 1, "c"}, Move{"c", 1, "a"}, Move{"a", 1, "b"}, Move{"a", -1, "c"},
-                             Move{"b", -1, "a"}, Move{"c", -1, "b"},
-                             // Backward, any step beyond the first entry selects the last; forward, it wraps around.
-                             Move{"b", -5, "c"}, Move{"a", -2, "c"}, Move{"a", -3, "c"}, Move{"c", -3, "c"},
-                             Move{"c", -2, "a"}, Move{"c", lowest, "c"}, Move{"a", lowest, "c"}, Move{"a", 7, "b"},
-                             Move{"a", 3, "a"}, Move{"b", 2, "a"}, Move{"c", 2, "b"}, Move{"c", 3, "c"},
-                             // The sum wraps around at 32 bits. A negative sum selects the last entry.
-                             Move{"a", highest, "b"}, Move{"b", highest, "c"}, Move{"c", highest, "c"},
-                             Move{"c", highest - 1, "c"}, Move{"b", highest - 1, "b"},
-                             // Without a selection, only the sign of the step matters.
-                             Move{"b", 0, "b"}, Move{"", 1, "a"}, Move{"", -1, "c"}, Move{"", 0, "c"}, Move{"", 5, "a"},
-                             Move{"", -5, "c"}, Move{"", highest, "a"}, Move{"", lowest, "c"}}) {
+    for (const Move& move :
+         {Move{"b", 1, "c"}, Move{"c", 1, "a"}, Move{"a", 1, "b"}, Move{"a", -1, "c"}, Move{"b", -1, "a"},
+          Move{"c", -1, "b"}, Move{"b", 0, "b"},
+          // Backward, any step beyond the first entry selects the last; forward, it wraps around.
+          Move{"b", -5, "c"}, Move{"a", -2, "c"}, Move{"a", -3, "c"}, Move{"c", -3, "c"}, Move{"c", -2, "a"},
+          Move{"c", lowest, "c"}, Move{"a", lowest, "c"}, Move{"a", 7, "b"}, Move{"a", 3, "a"}, Move{"b", 2, "a"},
+          Move{"c", 2, "b"}, Move{"c", 3, "c"},
+          // The sum of index and step wraps around at 32 bits. A negative sum selects the last entry.
+          Move{"a", highest, "b"}, Move{"b", highest, "c"}, Move{"c", highest, "c"}, Move{"c", highest - 1, "c"},
+          Move{"b", highest - 1, "b"},
+          // Without a selection, a positive step selects the first entry, any other step the last.
+          Move{"", 1, "a"}, Move{"", -1, "c"}, Move{"", 0, "c"}, Move{"", 5, "a"}, Move{"", -5, "c"},
+          Move{"", highest, "a"}, Move{"", lowest, "c"}}) {
         for (const bool rootIsPlain : {true, false}) {
-            SCOPED_TRACE(testing::Message() << '"' << move.before << "\" by " << move.step << ", " << rootIsPlain);
+            SCOPED_TRACE(testing::Message()
+                         << '"' << move.before << "\" by " << move.step << ", plain root: " << rootIsPlain);
             root.passesNotificationsOn = rootIsPlain;
             root.clearSelection();
             for (ProbeWidget* widget : {&a, &b, &c}) {
@@ -187,7 +189,7 @@ TEST_F(Selection, MovingForwardWrapsAroundAndMovingBackwardBeyondTheFirstEntrySe
     }
 }
 
-TEST_F(Selection, MoveSelectionDeselectsBeforeItSelectsEvenIfTheWidgetIsTheSame)
+TEST_F(Selection, MoveSelectionAmongSeveralDeselectsFirstEvenIfItReturnsToTheSameWidget)
 {
     makeSelectable({&a, &b});
     b.setSelected(true);
@@ -202,7 +204,7 @@ TEST_F(Selection, MoveSelectionDeselectsBeforeItSelectsEvenIfTheWidgetIsTheSame)
     EXPECT_EQ(takeNotifications(), (Notifications{{"a", 2, {}}, {"a", 1, {}}, {"a", 2, {}}}));
 }
 
-TEST_F(Selection, MoveSelectionSelectsTheOnlySelectableWidgetAndNeverDeselectsIt)
+TEST_F(Selection, MoveSelectionWithOneCandidateSelectsItOnceAndThenDoesNothing)
 {
     for (const std::int32_t step : {1, -1, 0, 7}) {
         b.setSelectable(true);
