@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Counts the instructions of the benchmark program, and compares them with limits and with a committed table.
 
-usage: count.py PROGRAM [--update]
+usage: count.py PROGRAM [--accept]
 
-PROGRAM is the benchmark program, built for 64-bit Arm; it runs under QEMU. --update rewrites the table, counts.txt.
+PROGRAM is the benchmark program, built for 64-bit Arm; it runs under QEMU. --accept rewrites the table, counts.txt.
 Exit status: 0 if no limit is exceeded, 1 if a limit is exceeded or a count has grown by more than 2 %, 2 if counting
 failed.
 """
@@ -115,9 +115,9 @@ def read_table():
     try:
         lines = [line for line in TABLE.read_text().splitlines() if not line.startswith("#")]
     except OSError as error:
-        raise Failure(f"{TABLE.name}: {error.strerror} (./dev bench --update creates it)") from None
+        raise Failure(f"{TABLE.name}: {error.strerror} (./dev bench --accept creates it)") from None
     if not lines:
-        raise Failure(f"{TABLE.name} is empty (./dev bench --update rewrites it)")
+        raise Failure(f"{TABLE.name} is empty (./dev bench --accept rewrites it)")
     counts = {}
     for line in lines[1:]:
         match = re.fullmatch(r" *(\d+)  (\S.*)", line)
@@ -128,7 +128,7 @@ def read_table():
 
 
 def write_table(compiler, rows):
-    lines = ["# Instructions on 64-bit Arm, written by ./dev bench --update", compiler]
+    lines = ["# Instructions on 64-bit Arm, written by ./dev bench --accept", compiler]
     lines += [f"{row['instructions']:9}  {name}" for name, row in rows.items()]
     TABLE.write_text("\n".join(lines) + "\n")
 
@@ -180,7 +180,7 @@ def check_table(report, compiler, rows):
         print(f"Compiled with {compiler}; {TABLE.name} is for {recorded_compiler}, so only the limits apply.")
         return
     if recorded.keys() != rows.keys():
-        raise Failure(f"{TABLE.name} and the program have different rows (./dev bench --update rewrites it)")
+        raise Failure(f"{TABLE.name} and the program have different rows (./dev bench --accept rewrites it)")
     for name, count in recorded.items():
         if rows[name]["instructions"] > count * LARGEST_GROWTH:
             report.check(f"{name}, growth", rows[name]["instructions"], f"{TABLE.name} {count:,}",
@@ -188,12 +188,12 @@ def check_table(report, compiler, rows):
 
 
 def main(arguments):
-    update = "--update" in arguments
-    programs = [argument for argument in arguments if argument != "--update"]
+    accept = "--accept" in arguments
+    programs = [argument for argument in arguments if argument != "--accept"]
     if len(programs) != 1 or programs[0].startswith("-"):
-        raise Failure("usage: count.py PROGRAM [--update]")
+        raise Failure("usage: count.py PROGRAM [--accept]")
     compiler, rows = run(programs[0])
-    if update:
+    if accept:
         write_table(compiler, rows)
     report = Report()
     try:
