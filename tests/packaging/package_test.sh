@@ -132,9 +132,9 @@ scripts_install() {
 
 scripts_run() {
   local status=0
-  in_arm64 "$work/system" decrypt.sh /dev/null >out 2>&1 || status=$?
-  cat out
-  [[ $status -eq 4 ]] && grep -x 'SHOW: Failed: signing.pub is missing' out
+  in_arm64 "$work/system" decrypt.sh /dev/null >"$work/out" 2>&1 || status=$?
+  cat "$work/out"
+  [[ $status -eq 4 ]] && grep -x 'SHOW: Failed: signing.pub is missing' "$work/out"
 }
 
 settings_survive_reinstallation() {
