@@ -38,6 +38,11 @@ device_arguments() {
   [[ ! -e new ]]
 }
 
+device_has_no_private_key() {
+  cmp "$DEVICE_ROOT/etc/tonecrate/signing.pub" "$work/keys/signing.pub"
+  if grep -r "PRIVATE KEY" "$DEVICE_ROOT"; then return 1; fi
+}
+
 # verify_detects COMMAND...: checks that verify_memory.sh fails after COMMAND changed the memory of an updated device.
 verify_detects() {
   update_device
@@ -68,6 +73,7 @@ make_fixtures
 it "make_drive makes one valid FAT partition at 1 MiB" drive_has_partition_table
 it "make_drive makes a larger drive for larger files" drive_grows_with_files
 it "make_drive rejects wrong arguments and leaves no file" drive_arguments
+it "make_device copies no private key to the device" device_has_no_private_key
 it "make_device rejects wrong arguments and leaves no folder" device_arguments
 it "verify detects a wrong version and wrong presets" verify_compares_versions_and_presets
 it "verify detects a missing file" verify_detects memory_command 'rm /firmware/config/audio.conf'
