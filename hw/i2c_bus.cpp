@@ -10,7 +10,6 @@
 
 void I2cBus::open(std::uint8_t busNumber)
 {
-    close();
     std::array<char, 19> path{};
     std::snprintf(path.data(), path.size(), "/dev/i2c-%d", busNumber);
     fd = FileDescriptor(::open(path.data(), O_RDWR | O_CLOEXEC));
