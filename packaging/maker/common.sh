@@ -1,5 +1,6 @@
-# Sourced by the commands in this folder: one-line errors, and a scratch folder that is removed at exit.
-# shellcheck shell=bash
+# Sourced by the commands in this folder: --help, one-line errors, and a scratch folder that is removed at exit.
+# The command sets `arguments`, the part of its usage line after its name.
+# shellcheck shell=bash disable=SC2154
 
 command_name=${0##*/}
 scratch=
@@ -11,6 +12,11 @@ fail() {
   trap - ERR
   printf '%s: %s\n' "$command_name" "${2//[[:cntrl:]]/?}" >&"$messages"
   exit "$1"
+}
+
+# Ends the command because of wrong arguments.
+usage() {
+  fail 2 "usage: $command_name $arguments"
 }
 
 # make_scratch FOLDER: creates a scratch folder in FOLDER and sets `scratch`. Results are renamed from it into place.
@@ -26,3 +32,8 @@ trap 'exit 129' HUP
 trap 'exit 130' INT
 trap 'exit 141' PIPE
 trap 'exit 143' TERM
+
+if [[ ${1:-} == --help ]]; then
+  echo "usage: $command_name $arguments"
+  exit
+fi

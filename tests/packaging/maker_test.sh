@@ -94,6 +94,7 @@ make_keys_arguments() {
   refuses tonecrate-make-keys one two
   refuses tonecrate-make-keys nowhere/keys
   refuses tonecrate-make-keys folder/one
+  refuses tonecrate-make-keys --unknown
   [[ ! -e one ]]
 }
 
@@ -342,6 +343,14 @@ verify_arguments() {
   refuses tonecrate-verify-firmware --unknown "$work/keys"
 }
 
+commands_have_help() {
+  local command
+  for command in "$maker"/tonecrate-*; do
+    run "${command##*/}" --help
+    [[ $status -eq 0 && ! -s err && $(cat out) == "usage: ${command##*/} "* ]]
+  done
+}
+
 # The packages install the commands in this way.
 commands_run_through_links() {
   cp -RL "$maker" "the maker"
@@ -386,5 +395,6 @@ it "verify rejects files that are not firmware files" not_firmware tonecrate-ver
 it "verify rejects signed files with invalid manifests" invalid_manifests tonecrate-verify-firmware "$work/keys"
 it "verify checks the content when it has the firmware key" verify_checks_the_content
 it "verify rejects wrong arguments" verify_arguments
+it "--help prints how to use a command" commands_have_help
 it "the commands run through symbolic links" commands_run_through_links
 finish
