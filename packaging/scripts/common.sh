@@ -16,6 +16,7 @@ script_name=${0##*/}
 root=${0%/usr/sbin/*} # empty on the device
 : "${unexpected_status:=1}" # the exit status when a signal or an unexpected error ends the script
 scratch= # a folder to remove when the script ends
+attached= # a folder to release when the script ends
 trap 'exit "$unexpected_status"' EXIT # also for an error in the settings
 
 # fail STATUS MESSAGE: ends the script.
@@ -71,6 +72,7 @@ lock() {
 
 clean_up() {
   trap '' HUP INT PIPE TERM
+  [ -z "$attached" ] || release "$attached"
   release "$drive_mount"
   release "$memory_mount"
   release "$backup_mount"

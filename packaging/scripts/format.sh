@@ -8,6 +8,8 @@
 . "${0%/sbin/*}/lib/tonecrate/common.sh"
 
 scratch=$root/run/tonecrate/format
+content=$root/run/tonecrate/content
+attached=$content/new/presets
 saved= # the complete presets: those on the memory, or those on the backup after an interrupted update
 
 # Does not change the memory.
@@ -62,30 +64,28 @@ require_room() {
     fail 1 "the firmware and the presets need $((blocks + margin)) blocks and $inodes inodes of $free and $free_inodes"
 }
 
+# collect FOLDER: makes the presets in FOLDER appear in $content/new/presets, so that mke2fs copies them into a new file
+# system. cp would need the privileges to change owners and to set setgid bits.
+collect() {
+  discard_content && mkdir -p "$attached" || return
+  [ ! -d "$1/presets" ] || attach "$1/presets" "$attached"
+}
+
+discard_content() {
+  release "$attached" && rm -rf "$content"
+}
+
 save_presets() {
   show "Saving the presets... 15%"
-  { make_file_system "$backup_device" && mount_backup rw && fill_backup "$backup_mount/new" &&
-    unmount "$backup_mount"; } || fail 1 "the presets cannot be saved on $backup_device"
+  { collect "$memory_mount" && cp "$memory_mount/version.txt" "$content/new/" &&
+    make_file_system "$backup_device" -d "$content" && discard_content; } ||
+    fail 1 "the presets cannot be saved on $backup_device"
   show "Checking the saved presets... 30%"
   { mount_backup rw && same_presets "$memory_mount" "$backup_mount/new" &&
     cmp "$memory_mount/version.txt" "$backup_mount/new/version.txt" >&2; } ||
     fail 1 "the saved presets differ from the presets"
   { mv "$backup_mount/new" "$backup_mount/complete" && unmount "$backup_mount"; } ||
     fail 1 "the saved presets cannot be marked complete"
-}
-
-# fill_backup FOLDER
-fill_backup() {
-  mkdir "$1" && copy_presets "$memory_mount" "$1" && cp "$memory_mount/version.txt" "$1/"
-}
-
-# copy_presets FROM TO: creates an empty folder when there are no presets.
-copy_presets() {
-  if [ -d "$1/presets" ]; then
-    cp -a "$1/presets" "$2/"
-  else
-    mkdir "$2/presets"
-  fi
 }
 
 # same_presets ORIGINAL COPY: succeeds when both folders contain the same presets.
@@ -98,21 +98,20 @@ same_presets() {
 }
 
 # Marks the memory incomplete before its first block changes.
-format_memory() {
+invalidate_memory() {
   show "Formatting... 45%"
   unmount "$memory_mount" || fail 1 "$memory_device is in use"
   if mount_memory rw; then
     rm -f "$memory_mount/version.txt"
     unmount "$memory_mount" || fail 1 "$memory_device is in use"
   fi
-  make_file_system "$memory_device" || fail 1 "cannot create a file system on $memory_device"
 }
 
 restore_presets() {
   show "Restoring the presets... 75%"
-  { unmount "$backup_mount" && mount_backup ro && mount_memory rw &&
-    copy_presets "$backup_mount/complete" "$memory_mount" && unmount "$memory_mount"; } ||
-    fail 1 "the presets cannot be restored"
+  { unmount "$backup_mount" && mount_backup ro && collect "$backup_mount/complete" &&
+    make_file_system "$memory_device" -d "$content/new" && discard_content; } ||
+    fail 1 "cannot create a file system with the presets on $memory_device"
   show "Checking the presets... 90%"
   { mount_memory ro && same_presets "$backup_mount/complete" "$memory_mount"; } ||
     fail 1 "the restored presets differ from the saved ones"
@@ -139,12 +138,13 @@ main() {
     find_presets
     require_room "$saved/presets"
     [ "$saved" != "$memory_mount" ] || save_presets
-    format_memory
+    invalidate_memory
     restore_presets
   else
     require_room "$unpacked/firmware/presets-factory"
     discard_backup
-    format_memory
+    invalidate_memory
+    make_file_system "$memory_device" || fail 1 "cannot create a file system on $memory_device"
   fi
   { unmount "$memory_mount" && unmount "$backup_mount"; } || fail 1 "the partitions are in use"
   show "Formatted 100%"

@@ -20,6 +20,11 @@ mount_at() {
   mkdir -p "$1" && mount -t "$2" -o "$3,nosuid,nodev,noexec" "$4" "$1"
 }
 
+# attach FOLDER PATH: makes a folder of a mounted file system appear at PATH, an empty folder. `release` undoes this.
+attach() {
+  mount -o bind "$1" "$2"
+}
+
 # unmount FOLDER: writes everything to the disk, so the next mount reads from the disk. Fails when the folder is in use.
 unmount() {
   while is_mounted "$1"; do

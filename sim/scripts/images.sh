@@ -39,6 +39,11 @@ is_empty_fat() {
   mdir -f -b -i "$1" :: </dev/null >/dev/null 2>&1
 }
 
+# attach FOLDER PATH
+attach() {
+  cp -a "$1/." "$2/" && echo "$1 ro" >"$2.mounted"
+}
+
 # unmount FOLDER
 unmount() {
   is_mounted "$1" || return 0

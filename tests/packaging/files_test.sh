@@ -22,10 +22,16 @@ unit_is_valid() {
   mkdir -p root/usr/{sbin,lib/systemd/system}
   ln -s usr/lib root/lib # systemd 257 does not search /lib
   install -m 755 /bin/true root/usr/sbin/tonecrate-updater
+  install -D -m 755 /bin/true root/bin/udevadm
   cp "$packaging/tonecrate-updater.service" root/usr/lib/systemd/system/
   cp /lib/systemd/system/{basic,sysinit,shutdown,local-fs,network,time-set,initrd-switch-root}*.target \
     /lib/systemd/system/*.slice /lib/systemd/system/modprobe@.service root/usr/lib/systemd/system/ 2>/dev/null || true
   silent systemd-analyze verify --man=no --recursive-errors=no --root="$PWD/root" tonecrate-updater.service
+}
+
+# 0 is no exposure, 10 is none of systemd's restrictions.
+exposure_is_low() {
+  systemd-analyze security --offline=true --threshold=20 "$packaging/tonecrate-updater.service"
 }
 
 base_tree() {
@@ -70,6 +76,7 @@ overlay_has_parameters() {
 }
 
 it "systemd-analyze verify accepts the unit" unit_is_valid
+it "the unit has an exposure level of at most 2.0" exposure_is_low
 it "the overlay compiles without warnings and enables SPI, I2C bus 22 and the encoder" overlay_applies
 it "the encoder's lines are parameters of the overlay" overlay_has_parameters
 it "mandoc -T lint accepts the manual pages" silent mandoc -T lint "$packaging"/*.[18]

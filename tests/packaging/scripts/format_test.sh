@@ -234,10 +234,10 @@ memory_without_version() {
   diff -r "$user_presets" presets
 }
 
-# unfaithful_copy LINE: after the progress line LINE, cp truncates a preset and reports success.
+# unfaithful_copy LINE: after the progress line LINE, the copy of a preset is truncated, without an error.
 unfaithful_copy() {
   # shellcheck disable=SC2016 # for the script to expand
-  on_line "$1" 'cp() { command cp "$@" && find "$3" -name "*.s16" -exec truncate -s 10 {} \; ; }'
+  on_line "$1" 'attach() { cp -a "$1/." "$2/" && find "$2" -name "*.s16" -exec truncate -s 10 {} \; ; }'
   run format.sh 0
   [[ $status -eq 1 ]] || { echo "exits $status"; return 1; }
 }
