@@ -98,6 +98,9 @@ set(CPACK_DEBIAN_UPDATER_PACKAGE_ARCHITECTURE arm64)
 set(CPACK_DEBIAN_UPDATER_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1 (>= 3.0), libstdc++6 (>= 12)")
 # Not recommended, because apt would then install them over a device's own scripts.
 set(CPACK_DEBIAN_UPDATER_PACKAGE_SUGGESTS tonecrate-updater-scripts)
+foreach(script IN ITEMS postinst prerm postrm)
+    list(APPEND CPACK_DEBIAN_UPDATER_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/${script})
+endforeach()
 set(CPACK_DEBIAN_UPDATER_DESCRIPTION
 "firmware updates of a Tonecrate device from a USB drive
 The updater uses the display and the knob of the device. It waits for a USB

@@ -14,48 +14,11 @@ work=$(mktemp -d) || exit 1
 readonly packages cache base repository work
 readonly names=(tonecrate-updater tonecrate-updater-scripts tonecrate-maker)
 readonly settings=etc/tonecrate/updater.conf
-namespace_process=
-trap '[[ -z $namespace_process ]] || kill "$namespace_process"; rm -rf --one-file-system -- "$work"' EXIT
-PATH=$PATH:/usr/sbin:/sbin
+trap 'end_namespace; rm -rf --one-file-system -- "$work"' EXIT
 # shellcheck source-path=SCRIPTDIR source=../support/cases.sh
 . "$(dirname -- "${BASH_SOURCE[0]}")/../support/cases.sh"
-# shellcheck source-path=SCRIPTDIR source=../support/mirror.sh
-. "$(dirname -- "${BASH_SOURCE[0]}")/../support/mirror.sh"
-
-# binfmt_misc handlers belong to a user namespace, so the machine's own handlers do not change.
-start_namespace() {
-  unshare --user sleep infinity &
-  namespace_process=$!
-  until [[ $(readlink "/proc/$namespace_process/ns/user") != "$(readlink /proc/self/ns/user)" ]]; do sleep 0.01; done
-  echo "0 0 65536" >"/proc/$namespace_process/uid_map"
-  echo "0 0 65536" >"/proc/$namespace_process/gid_map"
-}
-
-# in_arm64 FOLDER COMMAND [ARGUMENT...]: runs a command in the arm64 system in FOLDER.
-in_arm64() {
-  # shellcheck disable=SC2016 # for the inner shell
-  nsenter --user --target "$namespace_process" unshare --mount --propagation private sh -euc '
-    mount -t binfmt_misc binfmt_misc /proc/sys/fs/binfmt_misc
-    cat /usr/lib/binfmt.d/qemu-aarch64.conf >/proc/sys/fs/binfmt_misc/register
-    mount --rbind /dev "$1/dev"
-    mount --rbind /proc "$1/proc"
-    root=$1
-    shift
-    exec env -i HOME=/root PATH=/usr/sbin:/usr/bin:/sbin:/bin container=lxc DEBIAN_FRONTEND=noninteractive \
-      /usr/sbin/chroot "$root" "$@"' sh "$@" </dev/null
-}
-
-# make_base: creates a minimal Debian with the packages' dependencies, once. Uses this machine's release, because a
-# program needs libraries at least as new as at build time.
-make_base() {
-  local included=libstdc++6,openssl
-  [[ $(cat "$cache/complete" 2>/dev/null) != "$included" ]] || return 0
-  rm -rf --one-file-system -- "$base"
-  local mirror
-  mirror=$(host_mirror) &&
-    debootstrap --foreign --arch=arm64 --variant=minbase "--include=$included" "$(host_release)" "$base" "$mirror" &&
-    in_arm64 "$base" /debootstrap/debootstrap --second-stage && echo "$included" >"$cache/complete"
-}
+# shellcheck source-path=SCRIPTDIR source=../support/arm64.sh
+. "$(dirname -- "${BASH_SOURCE[0]}")/../support/arm64.sh"
 
 files() {
   (cd "$work/system" && find . -xdev \( -path ./var -o -path ./proc -o -path ./dev -o -path ./run -o -path ./tmp \) \
@@ -106,7 +69,8 @@ leaves_scripts_alone() {
 
 starts_nothing() {
   [[ -z $(find "$work/system/etc/systemd" -name '*tonecrate*') ]]
-  [[ $(dpkg-deb --ctrl-tarfile "$(package tonecrate-updater)" | tar -t | sort) == $'./control\n./md5sums' ]]
+  [[ $(dpkg-deb --ctrl-tarfile "$(package tonecrate-updater)" | tar -t | sort | paste -sd ' ') == \
+    "./control ./md5sums ./postinst ./postrm ./prerm" ]]
 }
 
 # Without the board's devices the program reports /dev/mem and is killed by SIGSEGV, as documented in docs/device.md.
@@ -162,7 +126,8 @@ removes() {
 }
 
 start_namespace
-make_base >"$cache/log" 2>&1 || { echo "package_test.sh: cannot create the arm64 system, see $cache/log" >&2; exit 1; }
+make_arm64_base "$base" libstdc++6 openssl >"$cache/log" 2>&1 ||
+  { echo "package_test.sh: cannot create the arm64 system, see $cache/log" >&2; exit 1; }
 cp -a "$base" "$work/system" || exit 1
 it "the updater's package installs with its dependencies" updater_installs
 it "the updater's package depends on the library versions that the program needs" declares_the_needed_library_versions

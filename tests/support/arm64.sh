@@ -1,0 +1,49 @@
+# Sourced by scripts that run commands in a Debian system for 64-bit Arm, under QEMU's user emulation. Needs root.
+# shellcheck shell=bash
+PATH=$PATH:/usr/sbin:/sbin
+# shellcheck source-path=SCRIPTDIR source=mirror.sh
+. "$(dirname -- "${BASH_SOURCE[0]}")/mirror.sh"
+namespace_process=
+
+# binfmt_misc handlers belong to a user namespace, so the machine's own handlers do not change. end_namespace must be
+# called at the end.
+start_namespace() {
+  unshare --user sleep infinity &
+  namespace_process=$!
+  until [[ $(readlink "/proc/$namespace_process/ns/user") != "$(readlink /proc/self/ns/user)" ]]; do sleep 0.01; done
+  echo "0 0 65536" >"/proc/$namespace_process/uid_map"
+  echo "0 0 65536" >"/proc/$namespace_process/gid_map"
+}
+
+end_namespace() {
+  [[ -z $namespace_process ]] || kill "$namespace_process"
+}
+
+# in_arm64 FOLDER COMMAND [ARGUMENT...]: runs a command in the system in FOLDER.
+in_arm64() {
+  # shellcheck disable=SC2016 # for the inner shell
+  nsenter --user --target "$namespace_process" unshare --mount --propagation private sh -euc '
+    mount -t binfmt_misc binfmt_misc /proc/sys/fs/binfmt_misc
+    cat /usr/lib/binfmt.d/qemu-aarch64.conf >/proc/sys/fs/binfmt_misc/register
+    mount --rbind /dev "$1/dev"
+    mount --rbind /proc "$1/proc"
+    root=$1
+    shift
+    exec env -i HOME=/root PATH=/usr/sbin:/usr/bin:/sbin:/bin container=lxc DEBIAN_FRONTEND=noninteractive \
+      /usr/sbin/chroot "$root" "$@"' sh "$@" </dev/null
+}
+
+# make_arm64_base FOLDER PACKAGE...: creates a minimal Debian with the given packages in FOLDER, unless it exists. Uses
+# this machine's release, because a program needs libraries at least as new as at build time.
+make_arm64_base() {
+  local folder=$1 release mirror packages
+  shift
+  release=$(host_release)
+  packages="$release $*"
+  [[ $(cat "$folder.packages" 2>/dev/null) != "$packages" ]] || return 0
+  rm -rf --one-file-system -- "$folder" "$folder.packages"
+  mirror=$(host_mirror) &&
+    debootstrap --foreign --arch=arm64 --variant=minbase --include="$(IFS=,; echo "$*")" "$release" "$folder" "$mirror" &&
+    in_arm64 "$folder" /debootstrap/debootstrap --second-stage &&
+    rm -f "$folder"/var/cache/apt/archives/*.deb && echo "$packages" >"$folder.packages"
+}
