@@ -46,7 +46,7 @@ std::vector<std::string> argumentsFor(const Board::Setup& setup, const fs::path&
 {
     const fs::path stage = STAGE_DIR;
     return {stage / "emulator", "-machine", "raspi4b", "-m", "2G", "-accel", "tcg,thread=single", "-kernel",
-            stage / "kernel", "-initrd", stage / "initramfs", "-dtb", stage / setup.tree, "-append",
+            stage / "kernel", "-initrd", setup.initramfs, "-dtb", stage / setup.tree, "-append",
             // The emulator does not connect the interrupts of the SPI and I2C controllers. Therefore the kernel polls
             // the SPI controller, and the I2C controller shares the USB controller's interrupt, which a hub keeps
             // active.
@@ -55,7 +55,9 @@ std::vector<std::string> argumentsFor(const Board::Setup& setup, const fs::path&
             "-display", "none", "-monitor", "none", "-no-reboot", "-device", "usb-hub,id=hub",
             // An EEPROM replaces the LED controller: it accepts the same writes and stores their bytes.
             "-device", "at24c-eeprom,bus=i2c-bus.1,address=0x6c,rom-size=256", "-drive",
-            "if=sd,id=card,format=raw,file=" + card.string(), "-trace", "i2c_event", "-trace", "i2c_send"};
+            "if=sd,id=card,format=raw,file=" + card.string() +
+                (setup.discardsChanges ? ",snapshot=on,cache=unsafe" : ""),
+            "-trace", "i2c_event", "-trace", "i2c_send"};
 }
 
 } // namespace
@@ -66,7 +68,7 @@ Board::Board(const Setup& setup)
       consoleReader(&Board::readConsole, this)
 {
     try {
-        waitForLine("BOARD ready");
+        setup.observesBoot ? observeWires() : waitForLine("BOARD ready");
     } catch (...) {
         cutPower();
         keepRecords();
@@ -231,16 +233,22 @@ Pins Board::readPins()
     return pins;
 }
 
+void Board::observeWires()
+{
+    emulator.writeWord(setRegister, buttonLine); // replaces the pull-up, which does not affect the emulated level
+    const Pins pins = readPins();
+    withBus([&](const Bus&) { bus.setFunctionSelects(pins.selects); });
+    trace("memory_region_ops_write", true);
+}
+
 void Board::startUpdater()
 {
-    emulator.writeWord(setRegister, buttonLine); // the emulated pull-up does not affect the level
     Pins pins = readPins();
     for (const unsigned line : {dataCommandLine, resetLine}) {
         pins.makeInput(line);
         emulator.writeWord(gpioBase + 4 * Pins::selectIndex(line), pins.selects[Pins::selectIndex(line)]);
     }
-    withBus([&](const Bus&) { bus.setFunctionSelects(pins.selects); });
-    trace("memory_region_ops_write", true);
+    observeWires();
     emulator.typeOnConsole("start\n");
 }
 

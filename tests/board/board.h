@@ -23,6 +23,11 @@ public:
         std::string name;
         /// The SD card image, which the board modifies; default: a copy of the prepared card.
         std::filesystem::path card = {};
+        /// Discards the changes of the card at the end.
+        bool discardsChanges = false;
+        std::filesystem::path initramfs = std::filesystem::path(STAGE_DIR) / "initramfs";
+        /// Observes the wires from power-on. The constructor then does not wait until the board has booted.
+        bool observesBoot = false;
         /// Kernel options that the updater needs.
         std::string kernelOptions = "iomem=relaxed spidev.bufsiz=10240";
         /// The device tree, one of the prepared trees: with unwired.dtb, every I2C transfer times out.
@@ -81,6 +86,7 @@ public:
     [[nodiscard]] bool hasEmulatorReported(const std::string& text) const;
 
 private:
+    void observeWires();
     void readTrace();
     void readConsole();
     [[nodiscard]] bool tryExecute(const std::string& command, const nlohmann::json& arguments);

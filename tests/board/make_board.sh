@@ -6,6 +6,7 @@
 #   kernel, initramfs, *.dtb            the boot files; the initramfs is RECOVERY, followed by the tests' own files
 #   card.img                            the SD card: firmware 1.4.2 and the user's presets on the third partition
 #   firmware/, presets/                 the files that an update installs, and the files that it keeps
+#   keys/                               the keys of the firmware files
 #   *.img                               USB drives
 set -euo pipefail
 export LC_ALL=C
@@ -28,7 +29,7 @@ readonly sim=$project/sim packaging=$project/packaging
 # and executes commands from the console.
 make_initramfs() {
     local root=$work/root modules=lib/modules/$kernel
-    install -D -m 644 -t "$root/etc/tonecrate" "$packaging/scripts/updater.conf" "$work"/keys/{signing.pub,firmware.key}
+    install -D -m 644 -t "$root/etc/tonecrate" "$packaging/scripts/updater.conf" "$work"/out/keys/{signing.pub,firmware.key}
     install -D -m 755 -t "$root/etc/tonecrate" "$here/prepare.sh"
     install -D -m 644 -t "$root/$modules" "$packages/board/$modules/kernel/drivers/input/misc/uinput.ko"
     mkdir -p "$root/usr/sbin"
@@ -109,7 +110,7 @@ make_card() {
 
 make_drives() {
     local firmware=$work/tonecrate.fw
-    "$project/packaging/maker/tonecrate-pack-firmware" "$sim/firmware" 2.0.0 "$work/keys" "$firmware"
+    "$project/packaging/maker/tonecrate-pack-firmware" "$sim/firmware" 2.0.0 "$work/out/keys" "$firmware"
     cp -R "$sim/firmware" "$work/out/firmware"
     "$sim/scripts/make_drive.sh" "$work/out/drive.img" "$firmware"
     "$sim/scripts/make_drive.sh" --no-partition "$work/out/drive_without_table.img" "$firmware"
@@ -123,7 +124,7 @@ mkdir -p "$(dirname -- "$out")"
 work=$(mktemp -d -- "$out.XXXXXX")
 trap 'rm -rf -- "$work"' EXIT
 mkdir "$work/out"
-"$project/packaging/maker/tonecrate-make-keys" "$work/keys"
+"$project/packaging/maker/tonecrate-make-keys" "$work/out/keys"
 make_emulator
 make_initramfs
 make_device_trees

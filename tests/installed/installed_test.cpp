@@ -1,0 +1,294 @@
+// The life of the packages on a device: installation, first start, operations, failures, upgrade, removal.
+#include "tests/installed/debian_board.h"
+#include "updater/screen_texts.h"
+
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <sstream>
+
+namespace {
+
+using boardTest::chooseAndConfirm;
+using boardTest::hasNoViolations;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+/// Far below systemd's time limit for a device that does not appear, 90 s.
+constexpr double longestStart = 75;
+
+/// The tests share one boot and run in the order of their definition; each one continues from the state that the
+/// previous test leaves.
+class InstalledPackage : public testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        const auto switchedOn = std::chrono::steady_clock::now();
+        board = std::make_unique<DebianBoard>("Installed", "new.img", DebianBoard::Options{});
+        std::cout << "booted in "
+                  << std::chrono::duration<double>(std::chrono::steady_clock::now() - switchedOn).count() << " s\n";
+    }
+    static void TearDownTestSuite() { board.reset(); }
+
+    void SetUp() override
+    {
+        if (isBroken) {
+            GTEST_SKIP() << "an earlier test failed";
+        }
+    }
+    void TearDown() override
+    {
+        if (!isBroken) {
+            EXPECT_TRUE(hasNoViolations(*board));
+        }
+        isBroken = isBroken || HasFailure();
+    }
+
+    static void apt(const std::string& arguments) { board->query("apt-get --yes " + arguments); }
+    static std::string state()
+    {
+        return board->query("systemctl show --property=ActiveState --value tonecrate-updater");
+    }
+
+    /// Requires a started updater, and starts the operation.
+    static void begin(bool factoryReset, const std::string& oldVersion)
+    {
+        board->plug("drive.img");
+        chooseAndConfirm(*board, factoryReset, {oldVersion});
+    }
+    static void finishWith(const Scene& scene)
+    {
+        board->waitForScene(scene);
+        board->pull();
+    }
+    /// Starts the updater, performs the operation and stops the updater.
+    static void perform(bool factoryReset, const std::string& oldVersion)
+    {
+        board->startAndMeasure();
+        begin(factoryReset, oldVersion);
+        finishWith(scenes::done());
+        board->stopUpdater();
+    }
+    /// Runs a shell command in the mounted internal memory.
+    static std::string inMemory(const std::string& command)
+    {
+        return board->query("mount /dev/mmcblk0p3 /mnt && { cd /mnt && " + command +
+                            "; status=$?; cd / && umount /mnt && exit $status; }");
+    }
+    /// Types, modes, owners and contents of the presets.
+    static std::string presets()
+    {
+        return inMemory("find presets -exec stat -c '%A %u:%g %n' {} + | sort && "
+                        "find presets -type f -exec sha256sum {} + | sort");
+    }
+    static std::string version() { return inMemory("cat version.txt"); }
+
+    static std::unique_ptr<DebianBoard> board;
+    static bool isBroken;
+    static std::string presetsBefore;
+};
+
+std::unique_ptr<DebianBoard> InstalledPackage::board;
+bool InstalledPackage::isBroken = false;
+std::string InstalledPackage::presetsBefore;
+
+/// All files except those that every installation of a package changes.
+const std::string listFiles = "find / -xdev -path /var/cache -prune -o -path /var/lib/dpkg -prune -o "
+                              "-path /var/log -prune -o -path /var/lib/apt -prune -o -path /var/lib/systemd -prune -o "
+                              "-path /var/tmp -prune -o -path /tmp -prune -o -print | sort";
+
+TEST_F(InstalledPackage, TheSystemStartsWithoutFailedUnits)
+{
+    EXPECT_THAT(board->query("systemctl --failed --no-legend"), IsEmpty());
+    board->query(listFiles + " >/run/files.before");
+}
+
+TEST_F(InstalledPackage, InstallsWithoutANetworkAndStartsNothing)
+{
+    apt("install /srv/packages/*.deb");
+    EXPECT_EQ(state(), "inactive\n");
+    EXPECT_FALSE(board->succeeds("systemctl is-active tonecrate-updater"));
+    EXPECT_THAT(board->query("systemctl is-enabled tonecrate-updater || true"), "static\n");
+}
+
+/// Without a restart: the devices have their tags, and spidev accepts a frame.
+TEST_F(InstalledPackage, StartsDirectlyAfterItsInstallation)
+{
+    const double seconds = board->startAndMeasure();
+    std::cout << "waiting screen " << seconds << " s after systemctl start\n";
+    EXPECT_LT(seconds, longestStart);
+    EXPECT_EQ(state(), "active\n");
+    EXPECT_THAT(board->withBus([](const Bus& bus) { return bus.ledOutputs(); }), testing::Contains(255).Times(6));
+    board->stopUpdater();
+}
+
+TEST_F(InstalledPackage, DoesNotWaitForALedControllerThatDoesNotExist)
+{
+    board->query("modprobe --remove i2c-bcm2835 && udevadm settle && test ! -e /dev/i2c-22");
+    const double seconds = board->startAndMeasure();
+    std::cout << "waiting screen " << seconds << " s after systemctl start, without an LED controller\n";
+    EXPECT_LT(seconds, longestStart);
+    board->stopUpdater();
+    board->query("modprobe i2c-bcm2835 && udevadm settle && test -e /dev/i2c-22");
+}
+
+TEST_F(InstalledPackage, HasAnExposureLevelOfAtMostTwo)
+{
+    const std::string report = board->query("systemd-analyze security --no-pager tonecrate-updater || true");
+    std::cout << report.substr(report.rfind("Overall"));
+    EXPECT_TRUE(board->succeeds("systemd-analyze security --no-pager --threshold=20 tonecrate-updater")) << report;
+}
+
+TEST_F(InstalledPackage, AnUpdateKeepsThePresetsWithOwnersAndSetgidBits)
+{
+    inMemory("chown -R 1000:29 presets && chmod -R g+xs presets");
+    presetsBefore = presets();
+    ASSERT_THAT(presetsBefore, HasSubstr("-rw-r-sr-- 1000:29 presets/"));
+    perform(false, scenes::preparedVersion);
+    EXPECT_EQ(presets(), presetsBefore);
+    EXPECT_EQ(version(), scenes::newVersion + "\n");
+}
+
+TEST_F(InstalledPackage, TheJournalContainsTheMessagesOfAnUpdate)
+{
+    const std::string messages = board->journal();
+    EXPECT_THAT(messages, HasSubstr("Starting updater...\nStarted install.sh\n"));
+    EXPECT_THAT(messages, HasSubstr("Everything done\n"));
+    EXPECT_THAT(messages, Not(HasSubstr("A command failed...")));
+    EXPECT_THAT(messages, Not(HasSubstr("SHOW:")));
+    EXPECT_THAT(
+        board->query("! journalctl --boot --output=cat | grep --fixed-strings --file /etc/tonecrate/firmware.key"),
+        IsEmpty());
+}
+
+TEST_F(InstalledPackage, AFactoryResetReplacesThePresets)
+{
+    perform(true, scenes::newVersion);
+    EXPECT_NE(presets(), presetsBefore);
+    EXPECT_THAT(inMemory("diff -r presets firmware/presets-factory"), IsEmpty());
+}
+
+TEST_F(InstalledPackage, AFailureIsExplainedInTheJournal)
+{
+    board->startAndMeasure();
+    board->plug("drive_with_corrupt_firmware.img");
+    finishWith(scenes::failed(texts::firmwareCorrupt));
+    EXPECT_THAT(board->journal(), HasSubstr("decrypt.sh: tonecrate.fw: "));
+    EXPECT_THAT(board->journal(), HasSubstr("A command failed...\n"));
+    EXPECT_EQ(state(), "active\n");
+    board->stopUpdater();
+}
+
+TEST_F(InstalledPackage, KillingTheProgramEndsItsScriptsAndLeavesNoMounts)
+{
+    inMemory("echo changed >presets/own.preset");
+    presetsBefore = presets();
+    board->startAndMeasure();
+    begin(false, scenes::newVersion);
+    board->query("systemctl kill --kill-who=main --signal=KILL tonecrate-updater");
+    board->query("while systemctl is-active tonecrate-updater; do sleep 0.2; done; "
+                 "while [ -e /sys/fs/cgroup/system.slice/tonecrate-updater.service ]; do sleep 0.2; done");
+    EXPECT_EQ(board->query("systemctl show --property=ActiveState,Result --value tonecrate-updater | sort"),
+              "failed\nsignal\n");
+    EXPECT_THAT(
+        board->query("grep tonecrate /proc/*/mountinfo; ls -d /run/tonecrate /tmp/*tonecrate* 2>/dev/null; true"),
+        IsEmpty());
+    EXPECT_THAT(board->journal(), HasSubstr("code=killed, status=9/KILL"));
+    board->pull();
+}
+
+TEST_F(InstalledPackage, TheNextUpdateAfterAKilledProgramKeepsThePresets)
+{
+    perform(false, scenes::newVersion);
+    EXPECT_EQ(presets(), presetsBefore);
+    EXPECT_EQ(version(), scenes::newVersion + "\n");
+}
+
+const std::string mountUnit = "[Mount]\\nWhat=/dev/mmcblk0p3\\nWhere=/srv/memory\\n";
+const std::string playerUnit = "[Unit]\\nRequiresMountsFor=/srv/memory\\n"
+                               "[Service]\\nExecStart=/bin/sh -c \"exec sleep infinity <>/srv/memory/version.txt\"\\n";
+
+/// The drop-in in docs/device.md.
+std::string documentedDropIn()
+{
+    std::ifstream page(DEVICE_PAGE);
+    std::string text;
+    bool isInExample = false;
+    for (std::string line; std::getline(page, line);) {
+        isInExample =
+            line.starts_with("    ") && (isInExample || line.ends_with("tonecrate-updater.service.d/stop.conf"));
+        if (isInExample) {
+            text += line.substr(4) + "\\n";
+        }
+    }
+    return text;
+}
+
+TEST_F(InstalledPackage, AMemoryThatAProgramUsesIsNotFormatted)
+{
+    board->query("cd /etc/systemd/system && mkdir -p /srv/memory && printf '" + mountUnit +
+                 "' >srv-memory.mount && printf '" + playerUnit +
+                 "' >player.service && systemctl daemon-reload && systemctl start player");
+    board->startAndMeasure();
+    begin(false, scenes::newVersion);
+    finishWith(scenes::failed(texts::updateFormatFailed));
+    EXPECT_THAT(board->journal(), HasSubstr("/dev/mmcblk0p3 is mounted at /srv/memory"));
+    EXPECT_TRUE(board->succeeds("systemctl is-active player"));
+    EXPECT_EQ(board->query("cat /srv/memory/version.txt"), scenes::newVersion + "\n");
+    board->stopUpdater();
+}
+
+TEST_F(InstalledPackage, TheDocumentedDropInStopsWhatUsesTheMemory)
+{
+    const std::string folder = "/etc/systemd/system/tonecrate-updater.service.d";
+    ASSERT_THAT(documentedDropIn(), HasSubstr("Conflicts="));
+    board->query("mkdir " + folder + " && printf '" + documentedDropIn() + "' >" + folder +
+                 "/stop.conf && systemctl daemon-reload");
+    board->startAndMeasure();
+    EXPECT_FALSE(board->succeeds("systemctl is-active player.service"));
+    EXPECT_FALSE(board->succeeds("systemctl is-active srv-memory.mount"));
+    begin(false, scenes::newVersion);
+    finishWith(scenes::done());
+    board->stopUpdater();
+    EXPECT_EQ(presets(), presetsBefore);
+    board->query("cd /etc/systemd/system && rm -r srv-memory.mount player.service " + folder +
+                 " && rmdir /srv/memory && systemctl daemon-reload");
+}
+
+TEST_F(InstalledPackage, AnUpgradeDoesNotStopTheUpdaterAndKeepsTheSettings)
+{
+    board->startAndMeasure();
+    const std::string mainProcess = "systemctl show --property=MainPID --value tonecrate-updater";
+    const std::string before = board->query(mainProcess);
+    board->query("echo '# edited' >>/etc/tonecrate/updater.conf");
+    apt("install /srv/packages/next/*.deb");
+    EXPECT_THAT(board->query("dpkg-query --show --showformat='${Version}\\n' tonecrate-updater"), HasSubstr("+next"));
+    EXPECT_EQ(board->query(mainProcess), before);
+    EXPECT_EQ(board->query("tail -n 1 /etc/tonecrate/updater.conf"), "# edited\n");
+    board->stopUpdater();
+    EXPECT_LT(board->startAndMeasure(), longestStart);
+}
+
+/// Continues with the running updater of the previous test.
+TEST_F(InstalledPackage, RemovalStopsTheUpdater)
+{
+    EXPECT_EQ(state(), "active\n");
+    apt("remove tonecrate-updater tonecrate-updater-scripts");
+    EXPECT_EQ(state(), "inactive\n");
+    EXPECT_FALSE(board->succeeds("grep --files-with-matches tonecrate-updater /proc/[0-9]*/comm"));
+    EXPECT_TRUE(board->succeeds("test -e /etc/tonecrate/updater.conf"));
+}
+
+TEST_F(InstalledPackage, PurgeLeavesNothingBehind)
+{
+    apt("purge tonecrate-updater tonecrate-updater-scripts");
+    board->query(listFiles + " >/run/files.after");
+    EXPECT_THAT(board->query("diff /run/files.before /run/files.after; find /run /tmp /var -name '*tonecrate*'; true"),
+                IsEmpty());
+    EXPECT_THAT(board->query("systemctl list-units --all --no-legend '*tonecrate*'"), IsEmpty());
+    board->query("udevadm settle");
+    EXPECT_FALSE(board->succeeds("systemctl is-active dev-spidev0.0.device"));
+}
+
+} // namespace
