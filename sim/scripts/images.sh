@@ -47,13 +47,20 @@ attach() {
 # unmount FOLDER
 unmount() {
   is_mounted "$1" || return 0
-  read -r image mode <"$1.mounted"
-  [ "$mode" = ro ] || write_image "$image" "$1" || return
+  read -r image access <"$1.mounted"
+  [ "$access" = ro ] || write_image "$image" "$1" || return
   release "$1"
 }
 
-# write_image IMAGE FOLDER: fails when the files need more than usable_kib, the limit of a worn memory.
+# sync -f FOLDER: writes a mounted folder to its image.
+sync() {
+  read -r image access <"$2.mounted" && { [ "$access" = ro ] || write_image "$image" "$2"; }
+}
+
+# write_image IMAGE FOLDER: fails when the image is read-only, or when the files need more than usable_kib, the limit of
+# a worn memory.
 write_image() {
+  case $(stat -c %A "$1") in ??w*) ;; *) return 1 ;; esac
   [ "$usable_kib" -eq 0 ] || [ "$(du -sk --apparent-size "$2" | cut -f 1)" -le "$usable_kib" ] || return
   cp --sparse=always "$1" "$1.new" && make_file_system "$1.new" -d "$2" && mv "$1.new" "$1" && return
   rm -f "$1.new"
