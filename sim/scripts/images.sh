@@ -57,10 +57,24 @@ sync() {
   read -r image access <"$2.mounted" && { [ "$access" = ro ] || write_image "$image" "$2"; }
 }
 
+# is_writable IMAGE: succeeds when the owner may write to the image, unlike `test -w` also for root.
+is_writable() {
+  case $(stat -c %A "$1") in
+  ??w*) ;;
+  *) return 1 ;;
+  esac
+}
+
+# mke2fs [ARGUMENT...] IMAGE
+mke2fs() {
+  for created; do :; done
+  is_writable "$created" && command mke2fs "$@"
+}
+
 # write_image IMAGE FOLDER: fails when the image is read-only, or when the files need more than usable_kib, the limit of
 # a worn memory.
 write_image() {
-  case $(stat -c %A "$1") in ??w*) ;; *) return 1 ;; esac
+  is_writable "$1" || return
   [ "$usable_kib" -eq 0 ] || [ "$(du -sk --apparent-size "$2" | cut -f 1)" -le "$usable_kib" ] || return
   cp --sparse=always "$1" "$1.new" && make_file_system "$1.new" -d "$2" && mv "$1.new" "$1" && return
   rm -f "$1.new"

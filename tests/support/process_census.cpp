@@ -75,3 +75,16 @@ bool isRunning(pid_t pid)
     const char state = stateOf(pid);
     return state != 0 && state != 'Z' && state != 'X';
 }
+
+pid_t parentOf(pid_t pid)
+{
+    std::ifstream file(folderOf(pid) / "status");
+    for (std::string word; file >> word;) {
+        if (word == "PPid:") {
+            pid_t parent = 0;
+            file >> parent;
+            return parent;
+        }
+    }
+    throw std::runtime_error("cannot read the parent of process " + std::to_string(pid));
+}

@@ -19,3 +19,5 @@ struct ProcessCensus {
 [[nodiscard]] ProcessCensus takeCensus(pid_t pid);
 /// Returns false if the process is a zombie or does not exist.
 [[nodiscard]] bool isRunning(pid_t pid);
+/// Throws std::runtime_error if the process does not exist.
+[[nodiscard]] pid_t parentOf(pid_t pid);

@@ -1,404 +1,339 @@
-// Runs each kind of faulty script in each state of the updater that runs a script.
+// Runs the cells of the fault matrix with the scripts that ship, on image files.
+#include "sim/run/process.h"
 #include "tests/support/process_census.h"
-#include "tests/system/modelled_device.h"
+#include "tests/system/fault_injection.h"
+#include "tests/system/fault_tables.h"
+#include "tests/system/golden_screen.h"
+#include "tests/system/owner.h"
+#include "tests/system/script_tools.h"
+#include "updater/screen_texts.h"
 
+#include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
+#include <map>
 #include <ostream>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 namespace fs = std::filesystem;
 
-namespace {
-
-using Place = FlowModel::Place;
-
-/// A state that runs a script. `isReset` is unused before the menu.
-struct Job {
-    const char* name;
-    Place place;
-    bool isReset;
-};
-
-constexpr Job jobs[] = {
-    {"Preparing", Place::Preparing, false},          {"FormattingForUpdate", Place::Formatting, false},
-    {"FormattingForReset", Place::Formatting, true}, {"InstallingForUpdate", Place::Installing, false},
-    {"InstallingForReset", Place::Installing, true},
-};
-
-class FaultMatrix;
-
-enum class File { Present, Missing, NotExecutable };
-
-struct Fault {
-    const char* name;
-    /// The exit status that the updater reads; 0 after a signal.
-    int status;
-    /// The script's commands after `opening`. They can call `await` again.
-    const char* body;
-    /// Checks the device while the script runs, and releases the script from each further `await`.
-    void (FaultMatrix::*watch)() = nullptr;
-    File file = File::Present;
-};
-
-/// The beginning of every faulty script. It records its arguments and process ID, waits for the test, prints a progress
-/// line, and waits for the test again.
-constexpr const char* opening = R"(name=${0##*/}
-await() { read -r _ < "$DEVICE_ROOT/commands.$name"; }
-# The shell that popen() starts either waits for this script or has been replaced by it.
-die() {
-    ulimit -c 0
-    case $(cat "/proc/$PPID/comm") in *sh) kill -s "$1" "$PPID" ;; esac
-    kill -s "$1" $$
-}
-echo "$*" >> "$DEVICE_ROOT/calls.$name"
-echo $$ > "$DEVICE_ROOT/pid"
-await
-echo 'SHOW: at work'
-await
-)";
-
-struct Cell {
-    Job job;
-    Fault fault;
-    /// The duration of a hang, in iterations.
-    std::uint64_t hangTime;
-};
+namespace matrix {
 
 void PrintTo(const Cell& cell, std::ostream* stream)
 {
-    *stream << cell.job.name << cell.fault.name;
+    *stream << cell.fault->name << " at " << cell.moment->name;
 }
 
-class FaultMatrix : public testing::TestWithParam<Cell> {
-public:
-    // The `watch` operations of the faults.
+void PrintTo(const Fault* fault, std::ostream* stream)
+{
+    *stream << fault->title;
+}
 
-    void hangs();
-    void floods();
-    void printsNoNewline();
-    void printsZeroBytes();
-    void continuesWithoutOutput();
-    void leavesAChild();
+namespace {
 
+std::string contentsOf(const fs::path& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// One cell.
+
+class FaultMatrix : public testing::TestWithParam<Cell>, protected Owner {
 protected:
-    void TearDown() override { EXPECT_TRUE(device.isHealthy()); }
+    void visit(const Moment& moment) override;
 
-    [[nodiscard]] const Job& job() const { return GetParam().job; }
-    [[nodiscard]] const Fault& fault() const { return GetParam().fault; }
-    [[nodiscard]] std::string scriptName() const;
-    [[nodiscard]] bool isFaulty(Place place) const { return job().place == place; }
+    void expectMenu();
+    void expectEnd();
+    void expectStorage();
+    void expectNextOperation();
+    void verifyMemory(bool arePresetsKept);
 
-    void placeFaultyScript();
-    void startFaultyScript();
-    void expectScreen(const std::string& when) { EXPECT_TRUE(walker.isAsExpected(when)) << when; }
-    void showFirstProgress();
-    void releaseScript();
-    void expectProgress(const std::string& progress);
-    [[nodiscard]] pid_t scriptProcess() const { return std::stoi(device.readFile("pid")); }
-    [[nodiscard]] ProcessCensus census() { return takeCensus(device->processId()); }
-
-    void expectOutcome();
-    void expectLines();
-    void expectCalls();
-    void expectNoTraceOfTheScript();
-    bool endsSoon(pid_t process);
-    void expectNextInputIsHandled();
-
-    ModelledDevice walker{"1.0", "2.0"};
-    TestDevice& device = walker.device;
-    FlowModel& model = walker.model;
-    /// The census before the first script.
-    ProcessCensus before;
+    const Result expected = expectedResult(GetParam());
+    bool hasBegun = false;
 };
 
-// Up to the fault.
-
-std::string FaultMatrix::scriptName() const
+void FaultMatrix::visit(const Moment& moment)
 {
-    return isFaulty(Place::Preparing) ? "decrypt.sh" : isFaulty(Place::Formatting) ? "format.sh" : "install.sh";
-}
-
-void FaultMatrix::placeFaultyScript()
-{
-    const fs::path script = device.root() / "usr/sbin" / scriptName();
-    if (fault().file == File::Missing) {
-        fs::remove(script);
+    if (&moment != GetParam().moment || hasBegun) {
         return;
     }
-    device.replaceScript(scriptName(), std::string(opening) + fault().body);
-    if (fault().file == File::NotExecutable) {
-        fs::permissions(script, fs::perms::owner_read | fs::perms::owner_write);
+    hasBegun = true;
+    beginFault(*GetParam().fault, device);
+}
+
+void FaultMatrix::expectMenu()
+{
+    EXPECT_TRUE(matchesGolden(device->screen(), expected.isUpdateOffered ? "menu" : "menu-without-update"));
+}
+
+void FaultMatrix::expectEnd()
+{
+    device->run(600); // the screen is final
+    if (expected.screen != nullptr) {
+        EXPECT_TRUE(matchesGolden(device->screen(), expected.screen));
+    } else {
+        EXPECT_TRUE(isShown(texts::preparingHeader + expected.message, false)) << expected.message;
     }
-}
-
-/// Runs until the updater has started the faulty script.
-void FaultMatrix::startFaultyScript()
-{
-    device.switchOn();
-    before = census();
-    while (model.place() != job().place) {
-        walker.advance(job().isReset);
-    }
-}
-
-void FaultMatrix::showFirstProgress()
-{
-    releaseScript();
-    device->awaitScriptOutput(static_cast<int>(std::string("SHOW: at work\n").size()));
-    expectProgress("at work");
-    releaseScript();
-}
-
-void FaultMatrix::releaseScript()
-{
-    std::ofstream(device.root() / ("commands." + scriptName())) << "continue\n";
-}
-
-void FaultMatrix::expectProgress(const std::string& progress)
-{
-    model.progressPrinted(progress);
-    walker.settle();
-    expectScreen("progress");
-}
-
-// Faults that the test watches.
-
-void FaultMatrix::hangs()
-{
-    const std::uint64_t start = device->iteration();
-    const std::uint64_t frames = device->frameCount();
-    for (int part = 0; part < 10; ++part) {
-        device->run(GetParam().hangTime / 10);
-        expectScreen("hanging");
-    }
-    EXPECT_EQ(device->frameCount() - frames, wheelStepsShown(start, start + GetParam().hangTime));
-    walker.turn(true);
-    walker.click();
-    expectScreen("ignored_input");
-    EXPECT_EQ(census().children, 1U);
-    releaseScript();
-}
-
-void FaultMatrix::floods()
-{
-    while (!fs::exists(device.root() / "flooded")) {
-        device->run(1);
-    }
-    device->run(1); // reads the rest of the pipe
-    expectProgress("at work");
-    releaseScript();
-    device->awaitScriptOutput(static_cast<int>(std::string("SHOW: dry\n").size()));
-    expectProgress("dry");
-    releaseScript();
-}
-
-void FaultMatrix::printsNoNewline()
-{
-    device->awaitScriptOutput(static_cast<int>(std::string("SHOW: never").size()));
-    expectProgress("at work");
-    releaseScript();
-}
-
-void FaultMatrix::printsZeroBytes()
-{
-    const struct {
-        int bytes;
-        const char* progress;
-    } prints[] = {{10, "at work"}, {2, "ac"}, {12, "ac"}, {9, "on"}};
-    for (const auto& print : prints) {
-        device->awaitScriptOutput(print.bytes);
-        expectProgress(print.progress);
-        releaseScript();
-    }
-}
-
-void FaultMatrix::continuesWithoutOutput()
-{
-    walker.awaitScriptEnd(fault().status);
-    device->run(1);
-    EXPECT_EQ(fs::file_size(device.root() / "worked"), 1'000'000U) << "the updater did not wait for the script's end";
-}
-
-void FaultMatrix::leavesAChild()
-{
-    while (census().zombies == 0) {
-        device->run(1);
-    }
-    for (int i = 0; i < 5; ++i) {
-        device->run(1000);
-        EXPECT_TRUE(device->isScriptRunning());
-        expectScreen("child");
-    }
-    EXPECT_EQ(census().children, 1U);
-    releaseScript();
-}
-
-// The outcome.
-
-void FaultMatrix::expectOutcome()
-{
-    walker.settle();
-    expectScreen("outcome");
-    EXPECT_EQ(device->isScriptRunning(), model.isScriptRunning());
-    expectLines();
-    expectCalls();
-    expectNoTraceOfTheScript();
-}
-
-void FaultMatrix::expectLines()
-{
-    const bool hasInstalled = isFaulty(Place::Installing) || model.place() == Place::Installing;
     EXPECT_EQ(device->standardOutput(), std::string("Starting updater...\n") +
-                                            (hasInstalled ? "Started install.sh\n" : "") +
-                                            (model.place() == Place::Failed ? "A command failed...\n" : "") +
-                                            (model.place() == Place::Done ? "Everything done" : ""));
-    const std::string shellError = fault().file == File::Missing         ? "not found"
-                                   : fault().file == File::NotExecutable ? "Permission denied"
-                                                                         : "";
-    EXPECT_NE(device->standardError().find(shellError), std::string::npos) << device->standardError();
-    EXPECT_EQ(device->standardError().empty(), shellError.empty());
+                                            (expected.hasInstalled ? "Started install.sh\n" : "") +
+                                            (expected.hasFailed ? "A command failed...\n" : "Everything done"));
+    EXPECT_EQ(device->waitStatus(), std::nullopt);
+    EXPECT_TRUE(device->violations().empty());
+    EXPECT_EQ(takeCensus(device->processId()).children, 0U);
 }
 
-void FaultMatrix::expectCalls()
+void FaultMatrix::verifyMemory(bool arePresetsKept)
 {
-    if (model.place() == Place::Installing) { // waits until install.sh has recorded its call
-        device.install.print(*device, "noise");
+    EXPECT_NO_THROW(runTool(SCRIPTS_DIR "/verify_memory.sh", {device.path(), DeviceParts::shared().firmware(), "2.0.0",
+                                                              arePresetsKept ? "kept" : "lost"}));
+}
+
+/// The files on an image.
+std::string listingOf(const fs::path& image)
+{
+    const ScratchFolder folder;
+    static_cast<void>(sim::runProcess(*sim::findTool("debugfs"), {"-R", "rdump / " + folder.path().string(), image}));
+    std::set<std::string> entries;
+    for (const auto& entry : fs::recursive_directory_iterator(folder.path())) {
+        const std::string content = entry.is_regular_file() ? contentsOf(entry.path()) : "";
+        entries.insert(fs::relative(entry.path(), folder.path()).string() + "\n" + content + "\n");
     }
-    const bool isFormatted = job().place >= Place::Formatting;
-    const bool isInstalled = isFaulty(Place::Installing) || model.place() == Place::Installing;
-    const auto calls = [this](Place place, const std::string& arguments, bool wasReached) {
-        return wasReached && (!isFaulty(place) || fault().file == File::Present) ? arguments : "";
-    };
-    EXPECT_EQ(device.decrypt.calls(), calls(Place::Preparing, "/dev/sda1\n", true));
-    EXPECT_EQ(device.format.calls(), calls(Place::Formatting, job().isReset ? "1\n" : "0\n", isFormatted));
-    EXPECT_EQ(device.install.calls(), calls(Place::Installing, "\n", isInstalled));
-}
-
-void FaultMatrix::expectNoTraceOfTheScript()
-{
-    const std::size_t running = model.isScriptRunning() ? 1 : 0;
-    const ProcessCensus now = census();
-    EXPECT_EQ(now.children, running);
-    EXPECT_EQ(now.zombies, 0U);
-    EXPECT_EQ(now.descriptors, before.descriptors + running);
-    EXPECT_EQ(now.threads, before.threads);
-    if (fault().file == File::Present) {
-        EXPECT_TRUE(endsSoon(scriptProcess()));
+    std::string listing;
+    for (const std::string& entry : entries) {
+        listing += entry;
     }
+    return listing;
 }
 
-/// The updater waits only for the shell that popen() starts. A script that kills this shell may run a little longer.
-bool FaultMatrix::endsSoon(pid_t process)
+void FaultMatrix::expectStorage()
 {
-    for (int i = 0; i < 10000 && isRunning(process); ++i) {
-        device->run(1);
-    }
-    return !isRunning(process);
-}
-
-void FaultMatrix::expectNextInputIsHandled()
-{
-    const std::uint64_t frames = device->frameCount();
-    const std::string calls = device.decrypt.calls();
-    walker.turn(true);
-    walker.settle();
-    expectScreen("turned");
-    walker.click();
-    walker.settle();
-    expectScreen("clicked");
-    if (model.place() == Place::Installing) {
-        device.install.exit(*device, 0);
-        walker.awaitScriptEnd(0);
-        walker.settle();
-        expectScreen("done");
-        EXPECT_TRUE(device->standardOutput().ends_with("Started install.sh\nEverything done"));
-    } else if (model.place() == Place::Dialog) {
-        EXPECT_TRUE(model.isReset());
-    } else { // a failure is final, even when another drive appears
-        device->unplug();
-        device->run(600);
-        device.writeFile("dev/sda", "");
-        device->run(600);
-        expectScreen("final");
-        EXPECT_EQ(device->frameCount(), frames);
-        EXPECT_EQ(device.decrypt.calls(), calls);
+    static const std::string oldFiles = listingOf(DeviceParts::shared().device() / "dev/memory");
+    if (expected.memory == Memory::Old) {
+        EXPECT_TRUE(listingOf(device.memory()) == oldFiles) << "the files on the memory have changed";
+    } else if (expected.memory == Memory::New) {
+        verifyMemory(expected.arePresetsKept());
     }
 }
 
-// The matrix.
+/// Whether an operation succeeds depends only on the files on the memory and on the spare partition, so each
+/// combination is tested once.
+void FaultMatrix::expectNextOperation()
+{
+    static std::map<std::string, std::pair<bool, bool>> tested;
+    const std::string files = listingOf(device.memory()) + "\nbackup\n" + listingOf(device.backup());
+    const std::pair next{expected.canUpdate(), expected.arePresetsKept()};
+    if (const auto [earlier, isNew] = tested.emplace(files, next); !isNew) {
+        EXPECT_EQ(earlier->second, next);
+        return;
+    }
+    ASSERT_TRUE(reachMenu());
+    EXPECT_TRUE(matchesGolden(device->screen(), expected.canUpdate() ? "menu" : "menu-without-update"));
+    operate(expected.canUpdate() ? Operation::Update : Operation::Reset);
+    EXPECT_TRUE(matchesGolden(device->screen(), "done"));
+    verifyMemory(expected.arePresetsKept());
+}
 
-constexpr Fault faults[] = {
-    {"ExitsWith1", 1, "exit 1"},
-    {"ExitsWith2", 2, "exit 2"},
-    {"ExitsWith3", 3, "exit 3"},
-    {"ExitsWith4", 4, "exit 4"},
-    {"ExitsWith126", 126, "exit 126"},
-    {"ExitsWith127", 127, "exit 127"},
-    {"ExitsWith255", 255, "exit 255"},
-    {"IsKilled", 0, "die KILL"},
-    {"Crashes", 0, "die SEGV"},
-    {"Hangs", 0, "await; exit 0", &FaultMatrix::hangs},
-    {"FloodsWith64MB", 1,
-     "yes 'A line that is not progress, repeated until 64 MB are printed.' | head -c 64000000\n"
-     "touch \"$DEVICE_ROOT/flooded\"\n"
-     "await; echo; echo 'SHOW: dry'; await; exit 1",
-     &FaultMatrix::floods},
-    {"PrintsNoNewline", 0, "printf 'SHOW: never'; await; exit 0", &FaultMatrix::printsNoNewline},
-    {"PrintsZeroBytes", 3,
-     "printf 'SHOW: a\\0b\\n'; await; printf 'c\\n'; await; printf '\\0SHOW: lost\\n'; await; echo 'SHOW: on'; await\n"
-     "exit 3",
-     &FaultMatrix::printsZeroBytes},
-    {"ClosesItsOutputAndContinues", 1, "exec >&-; head -c 1000000 /dev/zero > \"$DEVICE_ROOT/worked\"; exit 1",
-     &FaultMatrix::continuesWithoutOutput},
-    {"LeavesAChildWithAnOpenPipe", 2, "(await; echo 'SHOW: late') & exit 2", &FaultMatrix::leavesAChild},
-    {"IsMissing", 127, "", nullptr, File::Missing},
-    {"IsNotExecutable", 126, "", nullptr, File::NotExecutable},
+TEST_P(FaultMatrix, EndsAndRecoversAsExpected)
+{
+    if (reachMenu()) {
+        expectMenu();
+        operate(expected.operation);
+    }
+    ASSERT_TRUE(hasBegun) << "the moment was not reached";
+    if (device.isOn()) {
+        expectEnd();
+        device.switchOff();
+    }
+    endFault(device);
+    expectStorage();
+    expectNextOperation();
+}
+
+// Several cells in one run, for faults of devices other than the storage.
+
+constexpr std::uint64_t faultTime = 500;
+
+struct Walk {
+    const Fault* fault;
+    Operation operation;
 };
 
-TEST_P(FaultMatrix, EndsInTheExpectedState)
+void PrintTo(const Walk& walk, std::ostream* stream)
 {
-    placeFaultyScript();
-    startFaultyScript();
-    if (fault().file == File::Present) {
-        showFirstProgress();
-    }
-    if (fault().watch != nullptr) {
-        (this->*fault().watch)();
-    }
-    if (model.place() == job().place) {
-        walker.awaitScriptEnd(fault().status);
-    }
-    expectOutcome();
-    expectNextInputIsHandled();
+    *stream << walk.fault->name;
 }
 
-constexpr std::uint64_t minute = 60'000;
-constexpr std::uint64_t hour = 60 * minute;
+class DeviceFaults : public testing::TestWithParam<Walk>, protected Owner {
+protected:
+    void visit(const Moment& moment) override;
+    void expectFaultHasNoLastingEffect(const Moment& moment);
+    [[nodiscard]] bool isDisplayFault() const
+    {
+        return fault().starts_with("failing spi") || fault().ends_with(" spi");
+    }
+    [[nodiscard]] std::string fault() const { return GetParam().fault->injected; }
 
-std::vector<Cell> allCells()
+    std::vector<const Moment*> visited;
+};
+
+void DeviceFaults::visit(const Moment& moment)
+{
+    SCOPED_TRACE(moment.name);
+    visited.push_back(&moment);
+    settle();
+    const auto leds = device->leds();
+    const std::uint64_t frames = device->frameCount();
+    const sim::Screen before = device->screen();
+    device->setInjectedFault(fault(), true);
+    if (moment.stage == Stage::Menu || moment.stage == Stage::Dialog) {
+        device->turn(1);
+    }
+    device->run(faultTime);
+    if (isDisplayFault()) {
+        EXPECT_EQ(device->frameCount(), frames) << "a picture arrived during the fault";
+    } else if (moment.stage == Stage::Menu || moment.stage == Stage::Dialog) {
+        EXPECT_EQ(device->screen() == before, fault() != sim::fault::failingLeds);
+    }
+    device->setInjectedFault(fault(), false);
+    device->run(3 * faultTime);
+    EXPECT_EQ(device->leds(), leds);
+    expectFaultHasNoLastingEffect(moment);
+}
+
+/// After the fault, the wheel or the next turn of the knob causes the next picture.
+void DeviceFaults::expectFaultHasNoLastingEffect(const Moment& moment)
+{
+    const bool isReset = GetParam().operation == Operation::Reset;
+    switch (moment.stage) {
+    case Stage::Waiting:
+        EXPECT_TRUE(isShown(texts::waiting, true));
+        break;
+    case Stage::Decrypting:
+        EXPECT_TRUE(isShown(texts::preparingHeader + std::string(moment.name), true));
+        break;
+    case Stage::Formatting:
+    case Stage::Installing:
+        EXPECT_TRUE(isShown(texts::updatingHeader + std::string(moment.name), true));
+        break;
+    case Stage::Menu: // the turn during the fault has selected the first entry
+        device->turn(1);
+        settle();
+        EXPECT_TRUE(matchesGolden(device->screen(), "menu-update"));
+        break;
+    case Stage::Dialog: // the turn during the fault has selected "Yes"
+        device->turn(1);
+        settle();
+        EXPECT_TRUE(matchesGolden(device->screen(), isReset ? "factory-reset-no" : "update-no"));
+        break;
+    case Stage::Done:
+        EXPECT_TRUE(matchesGolden(device->screen(), "done"));
+        break;
+    }
+}
+
+TEST_P(DeviceFaults, EndWithTheFaultAtEveryMoment)
+{
+    const Operation operation = GetParam().operation;
+    ASSERT_TRUE(reachMenu());
+    operate(operation);
+    EXPECT_EQ(visited, path(operation));
+    EXPECT_EQ(unknownLines, std::vector<std::string>());
+    EXPECT_TRUE(device->standardOutput().ends_with("Everything done"));
+    for (const std::string& violation : device->violations()) {
+        EXPECT_EQ(violation, "a frame is short: 5120 of 10240 bytes");
+    }
+    EXPECT_NO_THROW(runTool(SCRIPTS_DIR "/verify_memory.sh", {device.path(), DeviceParts::shared().firmware(), "2.0.0",
+                                                              operation == Operation::Update ? "kept" : "lost"}));
+}
+
+// The parts of the matrix. Each part is a test of its own, so parts can run at the same time.
+
+std::vector<Cell> cellsOfFaults(std::initializer_list<const char*> names)
 {
     std::vector<Cell> cells;
-    for (const Job& job : jobs) {
-        for (const Fault& fault : faults) {
-            cells.push_back({job, fault, hour});
+    for (const Fault& fault : allFaults()) {
+        const bool isChosen = std::any_of(names.begin(), names.end(), [&](const char* name) {
+            return std::string_view(fault.name).starts_with(name) && fault.effect != Effect::DeviceFails;
+        });
+        if (isChosen) {
+            const auto more = cellsOf(fault);
+            cells.insert(cells.end(), more.begin(), more.end());
         }
     }
     return cells;
 }
 
-/// Every fault in one state, and several faults in every state.
-std::vector<Cell> someCells()
+/// Every tenth cell, so that each fault with many moments occurs several times.
+std::vector<Cell> sample()
 {
     std::vector<Cell> cells;
-    for (std::size_t i = 0; i < std::size(faults); ++i) {
-        cells.push_back({jobs[i % std::size(jobs)], faults[i], minute});
+    const auto all = cellsOfFaults({""});
+    for (std::size_t i = 5; i < all.size(); i += 61) {
+        cells.push_back(all[i]);
     }
     return cells;
 }
 
-constexpr auto nameOfCell = [](const auto& test) { return std::string(test.param.job.name) + test.param.fault.name; };
+std::vector<Walk> walks(bool isSample)
+{
+    std::vector<Walk> result;
+    for (const Fault& fault : allFaults()) {
+        if (fault.effect == Effect::DeviceFails) {
+            result.push_back({&fault, Operation::Update});
+            if (!isSample) {
+                result.push_back({&fault, Operation::Reset});
+            }
+        }
+    }
+    result.resize(isSample ? 1 : result.size());
+    return result;
+}
 
-INSTANTIATE_TEST_SUITE_P(Short, FaultMatrix, testing::ValuesIn(someCells()), nameOfCell);
-INSTANTIATE_TEST_SUITE_P(Long, FaultMatrix, testing::ValuesIn(allCells()), nameOfCell);
+constexpr auto nameOfCell = [](const auto& test) {
+    const Moment& moment = *test.param.moment;
+    constexpr const char* stages[] = {"Waiting", "Decrypting", "Menu", "Dialog", "Formatting", "Installing", "Done"};
+    std::string name = std::string(test.param.fault->name) + (moment.operation == Operation::Reset ? "_Reset_" : "_") +
+                       stages[static_cast<std::size_t>(moment.stage)] + "_";
+    for (const char letter : std::string_view(moment.name)) {
+        name += std::isalnum(static_cast<unsigned char>(letter)) != 0 ? std::string(1, letter) : "";
+    }
+    return name;
+};
+
+constexpr auto nameOfWalk = [](const auto& test) {
+    return std::string(test.param.fault->name) + (test.param.operation == Operation::Reset ? "_Reset" : "_Update");
+};
+
+INSTANTIATE_TEST_SUITE_P(Short, FaultMatrix, testing::ValuesIn(sample()), nameOfCell);
+INSTANTIATE_TEST_SUITE_P(LongDrivePulled, FaultMatrix, testing::ValuesIn(cellsOfFaults({"DrivePulled"})), nameOfCell);
+INSTANTIATE_TEST_SUITE_P(LongDriveContent, FaultMatrix,
+                         testing::ValuesIn(cellsOfFaults({"DriveWith", "Firmware", "Signing", "NoRoom", "Other"})),
+                         nameOfCell);
+INSTANTIATE_TEST_SUITE_P(LongMemoryDetached, FaultMatrix, testing::ValuesIn(cellsOfFaults({"MemoryDetached"})),
+                         nameOfCell);
+INSTANTIATE_TEST_SUITE_P(LongMemoryContent, FaultMatrix,
+                         testing::ValuesIn(cellsOfFaults({"MemoryDestroyed", "MemoryLosesFiles"})), nameOfCell);
+INSTANTIATE_TEST_SUITE_P(LongMemoryReadOnly, FaultMatrix, testing::ValuesIn(cellsOfFaults({"MemoryReadOnly"})),
+                         nameOfCell);
+INSTANTIATE_TEST_SUITE_P(LongBackupDetached, FaultMatrix, testing::ValuesIn(cellsOfFaults({"BackupDetached"})),
+                         nameOfCell);
+INSTANTIATE_TEST_SUITE_P(LongBackupDestroyed, FaultMatrix, testing::ValuesIn(cellsOfFaults({"BackupDestroyed"})),
+                         nameOfCell);
+INSTANTIATE_TEST_SUITE_P(LongBackupReadOnly, FaultMatrix, testing::ValuesIn(cellsOfFaults({"BackupReadOnly"})),
+                         nameOfCell);
+INSTANTIATE_TEST_SUITE_P(LongPowerCut, FaultMatrix, testing::ValuesIn(cellsOfFaults({"PowerCut"})), nameOfCell);
+INSTANTIATE_TEST_SUITE_P(LongScriptKilled, FaultMatrix, testing::ValuesIn(cellsOfFaults({"ScriptKilled"})), nameOfCell);
+INSTANTIATE_TEST_SUITE_P(LongWorkKilled, FaultMatrix, testing::ValuesIn(cellsOfFaults({"WorkKilled"})), nameOfCell);
+INSTANTIATE_TEST_SUITE_P(LongBothKilled, FaultMatrix, testing::ValuesIn(cellsOfFaults({"BothKilled"})), nameOfCell);
+INSTANTIATE_TEST_SUITE_P(Short, DeviceFaults, testing::ValuesIn(walks(true)), nameOfWalk);
+INSTANTIATE_TEST_SUITE_P(LongDevices, DeviceFaults, testing::ValuesIn(walks(false)), nameOfWalk);
 
 } // namespace
+} // namespace matrix

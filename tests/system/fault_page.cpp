@@ -1,0 +1,196 @@
+// Writes one table per fault, with one row for consecutive moments that have the same result.
+#include "tests/system/fault_page.h"
+
+#include "tests/system/fault_tables.h"
+
+#include <sstream>
+
+namespace matrix {
+
+namespace {
+
+std::string link(const std::string& screen)
+{
+    return "[" + screen + "]";
+}
+
+std::string quoted(const std::string& line)
+{
+    return "`" + line + "`";
+}
+
+/// The script or the operation to which the moment belongs; empty if its name is sufficient.
+std::string contextOf(const Moment& moment)
+{
+    const std::string operation = moment.operation == Operation::Reset ? "factory reset, " : "update, ";
+    switch (moment.stage) {
+    case Stage::Decrypting:
+        return "`decrypt.sh`, ";
+    case Stage::Formatting:
+        return operation + "`format.sh`, ";
+    case Stage::Installing:
+        return operation + "`install.sh`, ";
+    case Stage::Dialog:
+    case Stage::Done:
+        return operation;
+    default:
+        return "";
+    }
+}
+
+std::string nameOf(const Moment& moment)
+{
+    const bool isLine =
+        moment.stage == Stage::Decrypting || moment.stage == Stage::Formatting || moment.stage == Stage::Installing;
+    return isLine ? quoted(moment.name) : moment.name;
+}
+
+std::string sightOf(const Cell& cell, const Result& result)
+{
+    std::string text;
+    if (cell.fault->effect == Effect::PowerCut) {
+        return "nothing, and " + link(result.screen) + " after switching on";
+    }
+    if (cell.fault->symptom != nullptr) {
+        text = std::string(cell.fault->symptom) + "; at the end ";
+    }
+    if (!result.isUpdateOffered) {
+        text += link("menu-without-update") + ", then ";
+    }
+    if (result.screen != nullptr) {
+        text += link(result.screen);
+    } else if (cell.fault->effect == Effect::WorkKilled) {
+        text += link("preparing-progress") + " with the last progress line, with the wheel stopped";
+    } else if (result.message.empty()) {
+        text += link("preparing") + ", with the wheel stopped";
+    } else {
+        text += link("preparing-progress") + " with " + quoted(result.message) + ", with the wheel stopped";
+    }
+    const bool isWrong = !result.hasFailed && result.memory == Memory::Incomplete;
+    return text + (isWrong ? ", although the memory is not complete" : "");
+}
+
+std::string presetsOf(const Cell& cell, const Result& result)
+{
+    if (result.arePresetsKept()) {
+        const bool areOnMemory = result.memory == Memory::Old || result.memory == Memory::New;
+        return areOnMemory ? "kept" : "kept on the spare partition";
+    }
+    if (cell.moment->operation == Operation::Update) {
+        return "**lost**";
+    }
+    return result.memory == Memory::New ? "factory presets" : "deleted by the factory reset";
+}
+
+std::string firmwareOf(const Result& result)
+{
+    return result.memory == Memory::Old ? "old" : result.memory == Memory::New ? "new" : "none";
+}
+
+/// The columns after the first.
+std::string resultOf(const Cell& cell)
+{
+    const Result result = expectedResult(cell);
+    return sightOf(cell, result) + " | " + presetsOf(cell, result) + " | " + firmwareOf(result) + " | " +
+           (result.canUpdate() ? "update or factory reset" : "only factory reset") + " |";
+}
+
+void writeRow(std::ostream& page, const std::vector<Cell>& cells, std::size_t first, std::size_t last)
+{
+    const Moment& begin = *cells[first].moment;
+    const Moment& end = *cells[last].moment;
+    page << "| " << contextOf(begin) << nameOf(begin);
+    if (last > first) {
+        page << " to " << (contextOf(begin) == contextOf(end) ? "" : contextOf(end)) << nameOf(end);
+    }
+    page << " | " << last - first + 1 << " | " << resultOf(cells[first]) << '\n';
+}
+
+void writeFault(std::ostream& page, const Fault& fault)
+{
+    const std::vector<Cell> cells = cellsOf(fault);
+    page << "\n## " << fault.title << "\n\n"
+         << "| When | Cells | What the owner sees | Presets | Firmware | Next |\n|---|---|---|---|---|---|\n";
+    for (std::size_t first = 0; first < cells.size();) {
+        std::size_t last = first;
+        while (last + 1 < cells.size() && cells[last + 1].moment->operation == cells[first].moment->operation &&
+               resultOf(cells[last + 1]) == resultOf(cells[first])) {
+            ++last;
+        }
+        writeRow(page, cells, first, last);
+        first = last + 1;
+    }
+}
+
+void writeScriptFaults(std::ostream& page)
+{
+    page
+        << "\n## A script of another kind fails\n\n"
+           "Tested with scripts that do nothing else, so what survives depends on the script. Each entry is the screen "
+           "after the\nscript has ended.\n\n| The script";
+    for (const ScriptRun& run : allScriptRuns()) {
+        page << " | " << run.title;
+    }
+    page << " |\n|---|---|---|---|---|---|\n";
+    for (const ScriptFault& fault : allScriptFaults()) {
+        page << "| " << fault.title;
+        for (const ScriptRun& run : allScriptRuns()) {
+            const char* screen = screenAfter(run.stage, run.operation, fault.status);
+            page << " | " << (screen == nullptr ? "the last progress line" : link(screen));
+        }
+        page << " |\n";
+    }
+}
+
+/// The definitions of the links to the golden screens.
+void writeLinks(std::ostream& page)
+{
+    constexpr const char* screens[] = {
+        "done",           "failed-corrupt",       "failed-drive",       "failed-format", "failed-format-reset",
+        "failed-install", "failed-install-reset", "failed-no-firmware", "menu",          "menu-without-update",
+        "preparing",      "preparing-progress",   "updating",           "waiting",
+    };
+    page << '\n';
+    for (const char* screen : screens) {
+        page << '[' << screen << "]: ../screens/" << screen << ".png\n";
+    }
+}
+
+} // namespace
+
+std::size_t cellCount()
+{
+    std::size_t count = allScriptFaults().size() * allScriptRuns().size();
+    for (const Fault& fault : allFaults()) {
+        count += cellsOf(fault).size();
+    }
+    return count;
+}
+
+std::string faultPage()
+{
+    std::ostringstream page;
+    page
+        << "# Faults\n\n"
+           "What goes wrong, when, what the owner sees, and what survives: "
+        << cellCount()
+        << " cells. `./dev test --all` tests each\n"
+           "cell on the simulated device with the example scripts. Do not edit this page: `./dev screens` generates it "
+           "from the\n"
+           "tables in `tests/system/fault_tables.cpp`.\n\n"
+           "- When: the screen or the last progress line at which the fault begins. Unless its heading says otherwise, "
+           "a "
+           "fault\n"
+           "  lasts until the owner switches the device off.\n"
+           "- Firmware: the firmware on the internal memory afterwards. With \"none\", the normal system cannot "
+           "start.\n"
+           "- Next: what succeeds when the owner switches the device on again and the fault has ended.\n";
+    for (const Fault& fault : allFaults()) {
+        writeFault(page, fault);
+    }
+    writeScriptFaults(page);
+    writeLinks(page);
+    return page.str();
+}
+
+} // namespace matrix

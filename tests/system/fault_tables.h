@@ -1,0 +1,145 @@
+// The fault matrix: the table of moments, the table of faults, and the rules that derive the result of every cell.
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace matrix {
+
+enum class Operation { Update, Reset };
+
+enum class Stage { Waiting, Decrypting, Menu, Dialog, Formatting, Installing, Done };
+
+/// The contents of the internal memory. A memory without version.txt is incomplete.
+enum class Memory { Old, Incomplete, New, Destroyed };
+
+/// The contents of the spare partition: the saved presets, if complete.
+enum class Backup { Empty, Complete, Destroyed };
+
+/// What the work after a moment, up to the next moment, requires.
+enum Need : unsigned {
+    nothing = 0,
+    settings = 1U << 0,
+    lock = 1U << 1,
+    driveAttached = 1U << 2,
+    driveContent = 1U << 3,
+    roomForFirmware = 1U << 4,
+    roomForFiles = 1U << 5,
+    /// Without it, the updater offers only the factory reset.
+    oldVersion = 1U << 6,
+    memoryAttached = 1U << 7,
+    memoryContent = 1U << 8,
+    memoryWrites = 1U << 9,
+    /// The files on the memory are compared with the originals.
+    memoryFiles = 1U << 10,
+    backupAttached = 1U << 11,
+    backupContent = 1U << 12,
+    backupWrites = 1U << 13,
+};
+
+enum Storage : unsigned { none = 0, drive = 1, memory = 2, backup = 4 };
+
+struct Moment {
+    /// The progress line that the script has just printed, or the screen.
+    const char* name;
+    Stage stage;
+    /// Moments before the confirmation belong to the update, but the factory reset passes through them as well.
+    Operation operation;
+    unsigned needs;
+    /// What is mounted. An image file can be replaced only while it is not mounted.
+    unsigned mounted;
+    Memory memory;
+    Backup backup;
+    /// What the work after the moment formats. Lost contents do not matter afterwards.
+    unsigned formats = none;
+};
+
+enum class Effect {
+    /// Something is missing or fails from this moment on, so the next work that needs it fails.
+    NeedFails,
+    /// The device is switched off.
+    PowerCut,
+    /// SIGKILL ends the process that does the work of the script.
+    WorkKilled,
+    /// SIGKILL ends the process of the script that waits for the work.
+    ScriptKilled,
+    /// SIGKILL ends both processes.
+    BothKilled,
+    /// A device other than the storage fails for a short time.
+    DeviceFails,
+};
+
+struct Fault {
+    /// A part of the test names.
+    const char* name;
+    const char* title;
+    Effect effect;
+    bool (*appliesTo)(const Moment& moment);
+    /// The needs that are no longer met.
+    unsigned needs = nothing;
+    /// The storage whose contents are lost for ever.
+    unsigned destroys = none;
+    /// The screen after decrypt.sh has failed: a golden screen. Null if decrypt.sh shows `message` instead.
+    const char* screen = nullptr;
+    /// The last progress line when decrypt.sh exits with status 4.
+    const char* message = "";
+    /// DeviceFails: the name of the injected fault, and what the owner sees.
+    const char* injected = nullptr;
+    const char* symptom = nullptr;
+};
+
+struct Result {
+    /// The golden screen at the end; null if the header of decrypt.sh with `message` stays on the display.
+    const char* screen = nullptr;
+    std::string message;
+    /// False if the updater offers only the factory reset.
+    bool isUpdateOffered = true;
+    /// What the owner does: a factory reset if nothing else is offered.
+    Operation operation = Operation::Update;
+    bool hasFailed = false;
+    /// install.sh has been started.
+    bool hasInstalled = false;
+    Memory memory = Memory::Old;
+    Backup backup = Backup::Empty;
+
+    /// The next update succeeds. Otherwise only a factory reset does.
+    [[nodiscard]] bool canUpdate() const;
+    /// The owner's presets are on the memory or in the complete backup.
+    [[nodiscard]] bool arePresetsKept() const;
+};
+
+struct Cell {
+    const Fault* fault;
+    const Moment* moment;
+};
+
+[[nodiscard]] std::span<const Fault> allFaults();
+/// Every moment of an operation, in the order of time.
+[[nodiscard]] std::vector<const Moment*> path(Operation operation);
+/// The cells of a fault, in the order of the table of moments.
+[[nodiscard]] std::vector<Cell> cellsOf(const Fault& fault);
+[[nodiscard]] Result expectedResult(const Cell& cell);
+
+/// A kind of script that does not do what the updater expects, and the exit status that the updater reads.
+struct ScriptFault {
+    const char* name;
+    const char* title;
+    int status;
+};
+
+/// A script of an operation.
+struct ScriptRun {
+    const char* name;
+    const char* title;
+    Stage stage;
+    Operation operation;
+};
+
+[[nodiscard]] std::span<const ScriptFault> allScriptFaults();
+[[nodiscard]] std::span<const ScriptRun> allScriptRuns();
+/// The golden screen after a script has ended with `status`; null if the last progress line stays on the display.
+[[nodiscard]] const char* screenAfter(Stage stage, Operation operation, int status);
+
+} // namespace matrix

@@ -1,0 +1,47 @@
+// The owner's part of an update or a factory reset on a device whose scripts wait for the test.
+#pragma once
+
+#include "tests/system/fault_tables.h"
+#include "tests/system/held_device.h"
+
+#include <string>
+#include <vector>
+
+namespace matrix {
+
+/// Performs the owner's operations. At each moment it calls `visit`, and stops when the device has been switched off.
+class Owner {
+public:
+    Owner() = default;
+    Owner(const Owner&) = delete;
+    Owner& operator=(const Owner&) = delete;
+    virtual ~Owner() = default;
+
+protected:
+    virtual void visit(const Moment& moment) = 0;
+
+    /// Switches the device on, and prepares the firmware. Returns true if the menu appears.
+    bool reachMenu();
+    /// Chooses the operation in the menu, and follows it to the end.
+    void operate(Operation operation);
+
+    /// Runs until the display shows every change and no transfer to the display is in progress.
+    void settle();
+    /// True if the screen shows exactly `message` with any frame of the wheel or, unless the wheel turns, without it.
+    [[nodiscard]] bool isShown(const std::string& message, bool wheelTurns);
+
+    HeldDevice device;
+    /// The progress lines that are not in the table of moments.
+    std::vector<std::string> unknownLines;
+
+private:
+    void visitStage(Stage stage, const std::string& name = {});
+    void followScripts(Stage stage);
+    void select(const std::string& screen);
+    /// The name of the golden screen on the display, or an empty text.
+    [[nodiscard]] std::string screenName();
+
+    Operation current = Operation::Update;
+};
+
+} // namespace matrix
