@@ -14,7 +14,8 @@ Board::Setup setupOf(const std::string& name, const std::string& card, const Deb
     setup.discardsChanges = true;
     setup.observesBoot = options.observesBoot;
     setup.tree = options.tree;
-    setup.kernelOptions += " systemd.show_status=false " + options.kernelOptions;
+    // One processor, because the emulator runs all processors in one thread.
+    setup.kernelOptions += " maxcpus=1 systemd.show_status=false " + options.kernelOptions;
     return setup;
 }
 
@@ -46,7 +47,17 @@ bool DebianBoard::succeeds(const std::string& command)
 
 std::string DebianBoard::journal()
 {
-    return query("journalctl --sync; journalctl --boot --output=cat --unit=tonecrate-updater");
+    return query(
+        "journalctl --sync; journalctl --cursor-file=/run/journal-cursor --output=cat --unit=tonecrate-updater");
+}
+
+void DebianBoard::writeFile(const std::string& path, const std::string& text)
+{
+    std::string lines;
+    for (const char character : text) {
+        lines += character == '\n' ? "\\n" : std::string(1, character);
+    }
+    query("mkdir -p $(dirname " + path + ") && printf '" + lines + "' >" + path);
 }
 
 double DebianBoard::startAndMeasure()

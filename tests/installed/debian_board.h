@@ -24,8 +24,10 @@ public:
     std::string query(const std::string& command);
     /// Returns true when the shell command succeeds.
     bool succeeds(const std::string& command);
-    /// The messages of the updater and its scripts, and of systemd about the service, since this boot.
+    /// The messages of the updater and its scripts, and of systemd about the service, since the last call.
     std::string journal();
+    /// Creates a file and its folder. `text` must not contain ', % or a backslash.
+    void writeFile(const std::string& path, const std::string& text);
     /// Starts the service. Returns the time until the waiting screen, in seconds.
     double startAndMeasure();
 };

@@ -45,7 +45,6 @@ protected:
         isBroken = isBroken || HasFailure();
     }
 
-    static void apt(const std::string& arguments) { board->query("apt-get --yes " + arguments); }
     static std::string state()
     {
         return board->query("systemctl show --property=ActiveState --value tonecrate-updater");
@@ -106,7 +105,7 @@ TEST_F(InstalledPackage, TheSystemStartsWithoutFailedUnits)
 
 TEST_F(InstalledPackage, InstallsWithoutANetworkAndStartsNothing)
 {
-    apt("install /srv/packages/*.deb");
+    board->query("apt-get --yes install /srv/packages/*.deb");
     EXPECT_EQ(state(), "inactive\n");
     EXPECT_FALSE(board->succeeds("systemctl is-active tonecrate-updater"));
     EXPECT_THAT(board->query("systemctl is-enabled tonecrate-updater || true"), "static\n");
@@ -140,12 +139,60 @@ TEST_F(InstalledPackage, HasAnExposureLevelOfAtMostTwo)
     EXPECT_TRUE(board->succeeds("systemd-analyze security --no-pager --threshold=20 tonecrate-updater")) << report;
 }
 
-TEST_F(InstalledPackage, AnUpdateKeepsThePresetsWithOwnersAndSetgidBits)
+/// The drop-in in docs/device.md.
+std::string documentedDropIn()
+{
+    std::ifstream page(DEVICE_PAGE);
+    std::string text;
+    bool isInExample = false;
+    for (std::string line; std::getline(page, line);) {
+        isInExample =
+            line.starts_with("    ") && (isInExample || line.ends_with("tonecrate-updater.service.d/stop.conf"));
+        if (isInExample) {
+            text += line.substr(4) + "\n";
+        }
+    }
+    return text;
+}
+
+/// The player, which the following tests use, keeps a file on the memory open.
+TEST_F(InstalledPackage, AMemoryThatAProgramUsesIsNotFormatted)
 {
     inMemory("chown -R 1000:29 presets && chmod -R g+xs presets");
     presetsBefore = presets();
     ASSERT_THAT(presetsBefore, HasSubstr("-rw-r-sr-- 1000:29 presets/"));
-    perform(false, scenes::preparedVersion);
+    board->writeFile("/etc/systemd/system/srv-memory.mount", "[Mount]\nWhat=/dev/mmcblk0p3\nWhere=/srv/memory\n");
+    board->writeFile("/etc/systemd/system/player.service",
+                     "[Unit]\nRequiresMountsFor=/srv/memory\n"
+                     "[Service]\nExecStart=/bin/sh -c \"exec sleep infinity <>/srv/memory/version.txt\"\n");
+    board->query("systemctl daemon-reload && systemctl start player");
+    board->startAndMeasure();
+    begin(false, scenes::preparedVersion);
+    finishWith(scenes::failed(texts::updateFormatFailed));
+    EXPECT_THAT(board->journal(), HasSubstr("/dev/mmcblk0p3 is mounted at /srv/memory"));
+    EXPECT_TRUE(board->succeeds("systemctl is-active player"));
+    EXPECT_EQ(board->query("cat /srv/memory/version.txt"), scenes::preparedVersion + "\n");
+    board->stopUpdater();
+}
+
+TEST_F(InstalledPackage, TheDocumentedDropInStopsWhatUsesTheMemory)
+{
+    ASSERT_THAT(documentedDropIn(), HasSubstr("Conflicts="));
+    board->writeFile("/etc/systemd/system/tonecrate-updater.service.d/stop.conf", documentedDropIn());
+    board->query("systemctl daemon-reload");
+    board->startAndMeasure();
+    EXPECT_FALSE(board->succeeds("systemctl is-active player.service"));
+    EXPECT_FALSE(board->succeeds("systemctl is-active srv-memory.mount"));
+    board->query("cd /etc/systemd/system && rm -r srv-memory.mount player.service tonecrate-updater.service.d && "
+                 "rmdir /srv/memory && systemctl daemon-reload");
+}
+
+/// Continues with the updater that the previous test has started.
+TEST_F(InstalledPackage, AnUpdateKeepsThePresetsWithOwnersAndSetgidBits)
+{
+    begin(false, scenes::preparedVersion);
+    finishWith(scenes::done());
+    board->stopUpdater();
     EXPECT_EQ(presets(), presetsBefore);
     EXPECT_EQ(version(), scenes::newVersion + "\n");
 }
@@ -174,8 +221,9 @@ TEST_F(InstalledPackage, AFailureIsExplainedInTheJournal)
     board->startAndMeasure();
     board->plug("drive_with_corrupt_firmware.img");
     finishWith(scenes::failed(texts::firmwareCorrupt));
-    EXPECT_THAT(board->journal(), HasSubstr("decrypt.sh: tonecrate.fw: "));
-    EXPECT_THAT(board->journal(), HasSubstr("A command failed...\n"));
+    const std::string messages = board->journal();
+    EXPECT_THAT(messages, HasSubstr("decrypt.sh: tonecrate.fw: "));
+    EXPECT_THAT(messages, HasSubstr("A command failed...\n"));
     EXPECT_EQ(state(), "active\n");
     board->stopUpdater();
 }
@@ -205,64 +253,13 @@ TEST_F(InstalledPackage, TheNextUpdateAfterAKilledProgramKeepsThePresets)
     EXPECT_EQ(version(), scenes::newVersion + "\n");
 }
 
-const std::string mountUnit = "[Mount]\\nWhat=/dev/mmcblk0p3\\nWhere=/srv/memory\\n";
-const std::string playerUnit = "[Unit]\\nRequiresMountsFor=/srv/memory\\n"
-                               "[Service]\\nExecStart=/bin/sh -c \"exec sleep infinity <>/srv/memory/version.txt\"\\n";
-
-/// The drop-in in docs/device.md.
-std::string documentedDropIn()
-{
-    std::ifstream page(DEVICE_PAGE);
-    std::string text;
-    bool isInExample = false;
-    for (std::string line; std::getline(page, line);) {
-        isInExample =
-            line.starts_with("    ") && (isInExample || line.ends_with("tonecrate-updater.service.d/stop.conf"));
-        if (isInExample) {
-            text += line.substr(4) + "\\n";
-        }
-    }
-    return text;
-}
-
-TEST_F(InstalledPackage, AMemoryThatAProgramUsesIsNotFormatted)
-{
-    board->query("cd /etc/systemd/system && mkdir -p /srv/memory && printf '" + mountUnit +
-                 "' >srv-memory.mount && printf '" + playerUnit +
-                 "' >player.service && systemctl daemon-reload && systemctl start player");
-    board->startAndMeasure();
-    begin(false, scenes::newVersion);
-    finishWith(scenes::failed(texts::updateFormatFailed));
-    EXPECT_THAT(board->journal(), HasSubstr("/dev/mmcblk0p3 is mounted at /srv/memory"));
-    EXPECT_TRUE(board->succeeds("systemctl is-active player"));
-    EXPECT_EQ(board->query("cat /srv/memory/version.txt"), scenes::newVersion + "\n");
-    board->stopUpdater();
-}
-
-TEST_F(InstalledPackage, TheDocumentedDropInStopsWhatUsesTheMemory)
-{
-    const std::string folder = "/etc/systemd/system/tonecrate-updater.service.d";
-    ASSERT_THAT(documentedDropIn(), HasSubstr("Conflicts="));
-    board->query("mkdir " + folder + " && printf '" + documentedDropIn() + "' >" + folder +
-                 "/stop.conf && systemctl daemon-reload");
-    board->startAndMeasure();
-    EXPECT_FALSE(board->succeeds("systemctl is-active player.service"));
-    EXPECT_FALSE(board->succeeds("systemctl is-active srv-memory.mount"));
-    begin(false, scenes::newVersion);
-    finishWith(scenes::done());
-    board->stopUpdater();
-    EXPECT_EQ(presets(), presetsBefore);
-    board->query("cd /etc/systemd/system && rm -r srv-memory.mount player.service " + folder +
-                 " && rmdir /srv/memory && systemctl daemon-reload");
-}
-
 TEST_F(InstalledPackage, AnUpgradeDoesNotStopTheUpdaterAndKeepsTheSettings)
 {
     board->startAndMeasure();
     const std::string mainProcess = "systemctl show --property=MainPID --value tonecrate-updater";
     const std::string before = board->query(mainProcess);
     board->query("echo '# edited' >>/etc/tonecrate/updater.conf");
-    apt("install /srv/packages/next/*.deb");
+    board->query("dpkg --install /srv/packages/next/*.deb");
     EXPECT_THAT(board->query("dpkg-query --show --showformat='${Version}\\n' tonecrate-updater"), HasSubstr("+next"));
     EXPECT_EQ(board->query(mainProcess), before);
     EXPECT_EQ(board->query("tail -n 1 /etc/tonecrate/updater.conf"), "# edited\n");
@@ -274,7 +271,7 @@ TEST_F(InstalledPackage, AnUpgradeDoesNotStopTheUpdaterAndKeepsTheSettings)
 TEST_F(InstalledPackage, RemovalStopsTheUpdater)
 {
     EXPECT_EQ(state(), "active\n");
-    apt("remove tonecrate-updater tonecrate-updater-scripts");
+    board->query("dpkg --remove tonecrate-updater tonecrate-updater-scripts");
     EXPECT_EQ(state(), "inactive\n");
     EXPECT_FALSE(board->succeeds("grep --files-with-matches tonecrate-updater /proc/[0-9]*/comm"));
     EXPECT_TRUE(board->succeeds("test -e /etc/tonecrate/updater.conf"));
@@ -282,7 +279,7 @@ TEST_F(InstalledPackage, RemovalStopsTheUpdater)
 
 TEST_F(InstalledPackage, PurgeLeavesNothingBehind)
 {
-    apt("purge tonecrate-updater tonecrate-updater-scripts");
+    board->query("dpkg --purge tonecrate-updater tonecrate-updater-scripts");
     board->query(listFiles + " >/run/files.after");
     EXPECT_THAT(board->query("diff /run/files.before /run/files.after; find /run /tmp /var -name '*tonecrate*'; true"),
                 IsEmpty());
