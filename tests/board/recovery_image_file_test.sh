@@ -35,10 +35,9 @@ rejects() {
 }
 
 is_reproducible() {
-  cp -r "$packages/board/lib/modules/$(cat "$packages/kernel_version")" .
-  touch -d 2001-01-01 "$(cat "$packages/kernel_version")"
   umask 077
-  TZ=Asia/Tokyo LC_ALL=C.UTF-8 make_image --modules "$(cat "$packages/kernel_version")" again
+  cp "$updater" . # another time and mode
+  TZ=Asia/Tokyo LC_ALL=C.UTF-8 "$repository/packaging/recovery/make_image.sh" "$packages" tonecrate-updater again
   cmp again "$image"
 }
 
@@ -87,17 +86,22 @@ board_boots_this_image() {
   cmp -n "$(stat -c %s "$image")" "$image" "$build/board_stage/initramfs"
 }
 
+# Compresses the modules of the image in turn with gzip, xz and zstd.
 compressed_modules_are_unpacked() {
-  local version file
+  local version source name count=0
   version=$(cat "$packages/kernel_version")
-  cp -r "$packages/board/lib/modules/$version" .
-  while read -r file; do
-    case $file in
-    */fs/*) xz "$file" ;;
-    */usb/*) zstd -q --rm "$file" ;;
-    */crypto/*) gzip "$file" ;;
+  source=$packages/board/lib/modules/$version
+  mkdir "$version"
+  cp "$source/modules.builtin" "$version/"
+  while read -r name; do
+    find "$source" -name "$name" -exec cp {} "$version/" \;
+    case $((count++ % 3)) in
+    0) gzip "$version/$name" ;;
+    1) xz -1 "$version/$name" ;;
+    2) zstd -q --rm "$version/$name" ;;
     esac
-  done < <(find "$version" -name '*.ko')
+  done < <(gzip -dc "$image" | cpio --quiet -t | sed -n 's|.*/\(.*\.ko\)$|\1|p')
+  [[ $count -gt 30 ]]
   make_image --modules "$version" image
   cmp image "$image"
 }

@@ -9,16 +9,9 @@ using testing::IsEmpty;
 
 const std::string encoderWait = "recovery: waiting for /dev/input/event0, at most 10 s";
 
-Board::Setup setupWithEncoderDelay(const std::string& name, const std::string& seconds)
-{
-    Board::Setup setup{name};
-    setup.kernelOptions += " board.encoder=" + seconds;
-    return setup;
-}
-
 TEST(RecoveryImage, WaitsForALateEncoder)
 {
-    Board board(setupWithEncoderDelay("LateEncoder", "4"));
+    Board board({.name = "LateEncoder", .kernelOptions = Board::Setup().kernelOptions + " board.encoder=4"});
     board.startUpdater();
     board.waitForLine(encoderWait);
     board.waitForLine("Starting updater...");
@@ -26,12 +19,14 @@ TEST(RecoveryImage, WaitsForALateEncoder)
     EXPECT_THAT(board.lines(), IsEmpty());
 }
 
-TEST(RecoveryImage, StartsTheUpdaterWithoutMissingDevices)
+/// Boots the image without the tests' own files.
+TEST(RecoveryImage, StartsTheUpdaterWithoutSettingsAndDevices)
 {
-    Board::Setup setup = setupWithEncoderDelay("MissingDevices", "600");
-    setup.tree = "without_i2c.dtb";
-    Board board(setup);
-    board.startUpdater();
+    Board board({.name = "RecoveryImageAlone",
+                 .initramfs = std::filesystem::path(STAGE_DIR) / "recovery.cpio.gz",
+                 .observesBoot = true,
+                 .tree = "without_i2c.dtb"});
+    board.waitForLine("recovery: /etc/tonecrate/updater.conf is missing: every update fails");
     board.waitForLine(encoderWait);
     board.waitForLine("recovery: /dev/input/event0 is missing");
     board.waitForLine("recovery: /dev/i2c-22 is missing");
