@@ -66,8 +66,8 @@ double DebianBoard::startAndMeasure()
     const std::size_t first = boardTest::screensFrom(*this).size();
     const auto start = std::chrono::steady_clock::now();
     startUpdater();
-    waitFor("the waiting screen", [&](const Bus& bus) {
-        const auto& screens = bus.screens();
+    waitFor("the waiting screen", [&](const Bus& wires) {
+        const auto& screens = wires.screens();
         return screens.size() > first && waiting.has(screens.back());
     });
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
