@@ -17,12 +17,21 @@ root=${0%/usr/sbin/*} # empty on the device
 : "${unexpected_status:=1}" # the exit status when a signal or an unexpected error ends the script
 scratch= # a folder to remove when the script ends
 attached= # a folder to release when the script ends
-trap 'exit "$unexpected_status"' EXIT # also for an error in the settings
+trap 'give_up "error in updater.conf"' EXIT # replaced after the settings have been read
 
 # fail STATUS MESSAGE: ends the script.
 fail() {
   printf '%s: %s\n' "$script_name" "$2" >&2
   exit $((result_offset + $1))
+}
+
+# give_up REASON: ends the script when `main` does not run or has not ended normally. The screen has no message for the
+# status of decrypt.sh, so decrypt.sh shows the reason, at most 32 characters.
+give_up() {
+  trap - EXIT
+  printf '%s: %s\n' "$script_name" "$1" >&2
+  [ "$unexpected_status" -eq 1 ] || { show "Failed: $1" && sleep 1; }
+  exit "$unexpected_status"
 }
 
 # usage TEXT: ends the script because of a wrong argument.
@@ -46,28 +55,41 @@ readonly result_offset=100
 
 # supervise [ARGUMENT...]: runs `main` in a child process, cleans up after it, and exits.
 # The updater treats a script that a signal kills as successful if the shell of popen() has replaced itself by the
-# script. Therefore this process only waits. When `main` is killed, the script fails. When this process is killed,
-# `main` still holds the output open, so the updater waits until it has finished.
+# script. Therefore this process only waits. When `main` is killed, the script fails. When this process is killed, the
+# others still hold the output open, and the updater waits for them.
 supervise() {
   lock
   trap clean_up EXIT
   trap 'exit "$unexpected_status"' HUP INT PIPE TERM
-  (main "$@")
+  (
+    (main "$@")
+    result=$?
+    [ "$result" -eq "$result_offset" ] || hold_failure
+    exit "$result"
+  )
   result=$(($? - result_offset))
   if [ "$result" -lt 0 ] || [ "$result" -gt 4 ]; then
-    printf '%s: ended unexpectedly\n' "$script_name" >&2
-    result=$unexpected_status
+    clean_up
+    give_up "the script was interrupted"
   fi
   exit "$result"
 }
 
+# Never returns when the waiting process has been killed: the updater would treat this failure as success.
+hold_failure() {
+  read -r _ _ _ parent _ </proc/self/stat
+  [ "$parent" != $$ ] || return 0
+  show "Failed: switch off and update again"
+  while :; do
+    sleep 3600
+  done
+}
+
 # Fails when a script, or a command that a killed script has left behind, is still running.
 lock() {
-  command -v flock >/dev/null || { echo "$script_name: flock is missing" >&2; exit "$unexpected_status"; }
-  { mkdir -p "$root/run/tonecrate" && command exec 9>"$root/run/tonecrate/lock"; } || exit "$unexpected_status"
-  flock -w 3 9 && return # a command of a killed script may take a moment to end
-  printf '%s: another script is running\n' "$script_name" >&2
-  exit "$unexpected_status"
+  command -v flock >/dev/null || give_up "flock is missing"
+  { mkdir -p "$root/run/tonecrate" && command exec 9>"$root/run/tonecrate/lock"; } || give_up "/run cannot be written"
+  flock -w 3 9 || give_up "another script is running" # a command of a killed script may take a moment to end
 }
 
 clean_up() {
@@ -119,30 +141,27 @@ make_file_system() {
 # list_tree FOLDER: lists type, mode, owner, size and name of everything, and the checksums of the files. The size of a
 # folder depends on the file system.
 list_tree() {
-  (cd "$1" && {
-    find . -type f -exec stat -c '%f %u:%g %s %N' {} +
-    find . ! -type f -exec stat -c '%f %u:%g %t:%T %N' {} +
-    find . -type f -exec openssl dgst -sha256 -r {} +
-  }) | sort
+  tree=$(cd "$1" && find . -type f -exec stat -c '%f %u:%g %s %N' {} + &&
+    find . ! -type f -exec stat -c '%f %u:%g %t:%T %N' {} + &&
+    find . -type f -exec openssl dgst -sha256 -r {} +) || return
+  printf '%s\n' "$tree" | sort
 }
 
 # same_tree FOLDER FOLDER: succeeds when both have the same listing.
 same_tree() {
-  [ -d "$1" ] && [ -d "$2" ] && [ "$(list_tree "$1")" = "$(list_tree "$2")" ]
+  first=$(list_tree "$1") && second=$(list_tree "$2") && [ "$first" = "$second" ]
 }
 
 # list_contents FOLDER: lists what belongs to a firmware in FOLDER: the folder firmware and the version.
 list_contents() {
-  list_tree "$1/firmware"
-  cat "$1/version.txt"
+  list_tree "$1/firmware" && cat "$1/version.txt"
 }
 
-# Fails unless /tmp/fw is what decrypt.sh, run by the same user, has put there.
+# Fails unless decrypt.sh, run by the same user, has created and completed /tmp/fw.
 require_firmware() {
   [ "$(stat -c '%F %a %u' "$unpacked" 2>/dev/null)" = "directory 700 $(id -u)" ] ||
     fail 1 "there is no unpacked firmware"
   [ -s "$unpacked/contents" ] || fail 1 "the unpacked firmware is incomplete"
-  list_contents "$unpacked" | cmp -s - "$unpacked/contents" || fail 1 "the unpacked firmware has been changed"
 }
 
 # Fails unless the internal memory is not in use.
@@ -164,3 +183,4 @@ storage=partitions minimum_version= # the defaults of optional settings
 # shellcheck source=partitions.sh
 . "$root/usr/lib/tonecrate/$storage.sh"
 unpacked=$root/tmp/fw # from decrypt.sh for format.sh and install.sh
+trap - EXIT

@@ -115,56 +115,58 @@ print_payload() {
   note complete
 }
 
-# note RESULT: the stages of the pipeline run in processes of their own, so they write their results to a file.
+# note RESULT: the stages of the pipeline run in processes of their own, and /tmp may be full.
 note() {
-  echo "$1" >>"$scratch/results"
+  echo "$1" >&5
 }
 
 # unpack_payload FOLDER: decrypts the payload into the new folder FOLDER. Does not trust the archive: its content is
 # checked afterwards, and tar writes only below FOLDER.
 unpack_payload() {
   mkdir "$1" || out_of_memory
-  : >"$scratch/results"
-  {
+  exec 3>&1
+  results=$({
     print_payload | {
-      openssl enc -d -aes-256-cbc -md sha256 -pbkdf2 -iter 10000 -pass "file:$firmware_key" && note decrypted
+      openssl enc -d -bufsize 1048576 -aes-256-cbc -md sha256 -pbkdf2 -iter 10000 -pass "file:$firmware_key" && note decrypted
     } | {
       gzip -dc && note expanded
     } | {
-      (umask 022 && tar --no-same-permissions -xomf - -C "$1") 2>"$scratch/complaints" && note unpacked
+      (umask 022 && tar --no-same-permissions -xomf - -C "$1") 2>&5 && note unpacked
       cat >/dev/null # tar may end before the stages that write to it
     }
-  } 3>&1
-  rm -f "$scratch/chunk"
+  } 5>&1)
   ! has_result unreadable || copying_failed
   for result in complete decrypted expanded unpacked; do
     has_result "$result" || unpacking_failed "$result"
   done
-  [ ! -s "$scratch/complaints" ] || corrupt "not a plain archive: $(head -n 1 "$scratch/complaints")"
+  rm -f "$scratch/chunk"
+  complaints=$(printf '%s\n' "$results" | grep -v -x -e complete -e decrypted -e expanded -e unpacked)
+  [ -z "$complaints" ] || corrupt "not a plain archive: $complaints"
   check_content "$1"
 }
 
 has_result() {
-  grep -q -x "$1" "$scratch/results"
+  printf '%s\n' "$results" | grep -q -x "$1"
 }
 
 # unpacking_failed RESULT: a full /tmp must not be reported as a corrupt file.
 unpacking_failed() {
+  case $results in
+  *"No space left"* | *"Wrote only"*) out_of_memory ;;
+  esac
   is_full && out_of_memory
   corrupt "not $1"
 }
 
 # available_kib FOLDER: prints the space that is left for files in FOLDER, in KiB. In RAM, also limited by the free RAM.
 available_kib() {
-  df -P -k "$1" | {
-    read -r _
-    read -r source _ _ available _
-    if [ "$source" = tmpfs ]; then
-      free=$(sed -n 's/^MemAvailable: *\([0-9]*\) kB$/\1/p' /proc/meminfo)
-      [ "${free:-$available}" -ge "$available" ] || available=$free
-    fi
-    echo "$available"
-  }
+  available=$(df -P -k "$1" | { read -r _ && read -r _ _ _ size _ && echo "$size"; })
+  ram=$(sed -n 's/^MemAvailable: *\([0-9]*\) kB$/\1/p' /proc/meminfo)
+  case $(stat -f -c %T "$1") in
+  tmpfs) [ "$ram" -ge "$available" ] || available=$ram ;;
+  ramfs) available=$ram ;; # has no limit of its own
+  esac
+  echo "$available"
 }
 
 # check_content FOLDER: rejects everything except version.txt, and files and folders with plain names below firmware/.

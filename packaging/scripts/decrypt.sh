@@ -4,7 +4,11 @@
 # Exit status: 0 success, 1 drive not accessible, 2 no tonecrate.fw on the drive, 3 tonecrate.fw is corrupt, 4 any other
 # failure. The screen has a message for 1, 2 and 3, and keeps the last progress line for 4.
 unexpected_status=4
-[ -r "${0%/sbin/*}/lib/tonecrate/common.sh" ] || exit 4
+if [ ! -r "${0%/sbin/*}/lib/tonecrate/common.sh" ] || [ ! -r "${0%/sbin/*}/lib/tonecrate/container.sh" ]; then
+  echo "SHOW: Failed: scripts are missing"
+  sleep 1
+  exit 4
+fi
 # shellcheck source=common.sh
 . "${0%/sbin/*}/lib/tonecrate/common.sh"
 # shellcheck source=container.sh
@@ -26,7 +30,7 @@ stop() {
 
 # Fails when something that is not on the drive is missing, which must not be reported as a corrupt file.
 require_system() {
-  for tool in openssl gzip tar dd; do
+  for tool in openssl gzip tar dd cut expr sed; do
     command -v "$tool" >/dev/null || stop "Failed: $tool is missing"
   done
   for key in "$signing_key" "$firmware_key"; do
@@ -87,6 +91,7 @@ component() {
 # sorts_before TEXT TEXT
 sorts_before() {
   expr "x$1" \< "x$2" >/dev/null
+  [ $? -ne 1 ]
 }
 
 # is_older VERSION VERSION: succeeds when the first one is older. Compares components as numbers, by length first because
@@ -99,7 +104,7 @@ is_older() {
     if [ "$left_digits$left_rest" != "$digits$rest" ]; then
       [ "${#left_digits}" -eq "${#digits}" ] || { [ "${#left_digits}" -lt "${#digits}" ]; return; }
       [ "$left_digits" = "$digits" ] || { sorts_before "$left_digits" "$digits"; return; }
-      sorts_before "$left_rest" "$rest"
+      sorts_before "$left_rest." "$rest."
       return
     fi
   done
@@ -108,6 +113,9 @@ is_older() {
 
 check_version() {
   [ -n "$minimum_version" ] || return 0
+  case $minimum_version in
+  *[!A-Za-z0-9.+-]* | [!0-9]*) stop "Failed: invalid minimum_version" ;;
+  esac
   ! is_older "$version" "$minimum_version" || stop "Failed: older than the minimum version" "$version, $minimum_version"
 }
 
@@ -137,7 +145,7 @@ write_old_version() {
   fi || printf '%s: the installed version cannot be read\n' "$script_name" >&2
 }
 
-# Nobody else can put a folder in place of the new one: mv -T fails when /tmp/fw exists and is not empty.
+# mv -T fails when /tmp/fw exists and is not empty, so no other folder can replace it.
 put_in_place() {
   show "Checking the files... 90%"
   { list_contents "$scratch/fw" >"$scratch/fw/contents" && chmod 700 "$scratch/fw"; } || out_of_memory
@@ -149,7 +157,7 @@ put_in_place() {
 main() {
   [ $# -eq 1 ] || fail 1 "usage: decrypt.sh DRIVE"
   rm -rf "$unpacked"
-  make_scratch || out_of_memory
+  make_scratch || stop "Failed: $scratch cannot be made"
   require_system
   require_drive
   mount_drive

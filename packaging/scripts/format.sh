@@ -10,17 +10,20 @@
 scratch=$root/run/tonecrate/format
 content=$root/run/tonecrate/content
 attached=$content/new/presets
-saved= # the complete presets: those on the memory, or those on the backup after an interrupted update
+saved= # the folder with the complete presets, on the memory or on the backup
 
 # Does not change the memory.
 find_presets() {
   show "Checking the memory... 5%"
   require_backup
-  if repair "$memory_device" && mount_memory ro && memory_is_complete; then
+  repaired=yes
+  repair "$memory_device" || repaired=no
+  if mount_memory ro && memory_is_complete; then
+    [ "$repaired" = yes ] || fail 1 "the internal memory is damaged"
     saved=$memory_mount
   elif unmount "$memory_mount" && repair "$backup_device" && mount_backup ro && backup_is_complete; then
     saved=$backup_mount/complete
-    show "Going on with the saved presets... 30%"
+    show "Continuing with saved presets... 30%"
   else
     fail 1 "neither the internal memory nor its backup is complete"
   fi
@@ -30,7 +33,8 @@ find_presets() {
 # `block_size` and `free_inodes`.
 measure_format() {
   make_scratch && truncate -s "$(device_size "$memory_device")" "$scratch/trial" &&
-    make_file_system "$scratch/trial" -E lazy_itable_init=1,lazy_journal_init=1 &&
+    MKE2FS_DEVICE_SECTSIZE=$(sector_size "$memory_device") \
+      make_file_system "$scratch/trial" -E lazy_itable_init=1,lazy_journal_init=1 &&
     dumpe2fs -h "$scratch/trial" >"$scratch/trial.txt" 2>/dev/null || return
   total=$(header "Block count") && free=$(header "Free blocks") && block_size=$(header "Block size") &&
     free_inodes=$(header "Free inodes")
@@ -41,34 +45,34 @@ header() {
   sed -n "s/^$1: *\([0-9][0-9]*\)$/\1/p" "$scratch/trial.txt" | grep .
 }
 
-# add_needs FOLDER: adds to `blocks` and `inodes` what the files in FOLDER need: each entry also uses up to a block of
-# its folder or of its block map.
+# add_needs FOLDER: adds to `blocks` and `inodes` what the files in FOLDER need.
 add_needs() {
   [ -d "$1" ] || return 0
   sizes=$(find "$1" -exec stat -c %s {} +) || return
   for size in $sizes; do
-    blocks=$((blocks + (size + block_size - 1) / block_size + 1))
+    blocks=$((blocks + (size + block_size - 1) / block_size))
     inodes=$((inodes + 1))
   done
 }
 
-# require_room [FOLDER]: fails unless the firmware and the presets in FOLDER fit into the new file system. The margin
-# includes the kernel's reserve, 2 % and at most 4096 blocks.
+# require_room [FOLDER]: fails unless the firmware and the presets in FOLDER fit into the new file system. Each entry
+# also uses up to a quarter of a block in its folder. The margin includes the kernel's reserve, 2 % and at most 4096
+# blocks.
 require_room() {
   blocks=64 inodes=16
-  { measure_format && add_needs "$unpacked/firmware" && { [ $# -eq 0 ] || add_needs "$1"; }; } ||
-    fail 1 "the size of the new file system cannot be measured"
+  { add_needs "$unpacked/firmware" && { [ $# -eq 0 ] || add_needs "$1"; }; } || fail 1 "the files cannot be read"
   margin=$((total / 32))
   [ "$margin" -le 8192 ] || margin=8192
-  { [ $((blocks + margin)) -le "$free" ] && [ "$inodes" -le "$free_inodes" ]; } ||
-    fail 1 "the firmware and the presets need $((blocks + margin)) blocks and $inodes inodes of $free and $free_inodes"
+  blocks=$((blocks + inodes / 4 + margin))
+  { [ "$blocks" -le "$free" ] && [ "$inodes" -le "$free_inodes" ]; } ||
+    fail 1 "the firmware and the presets need $blocks blocks and $inodes inodes of $free and $free_inodes"
 }
 
 # collect FOLDER: makes the presets in FOLDER appear in $content/new/presets, so that mke2fs copies them into a new file
 # system. cp would need the privileges to change owners and to set setgid bits.
 collect() {
   discard_content && mkdir -p "$attached" || return
-  [ ! -d "$1/presets" ] || attach "$1/presets" "$attached"
+  ! has_presets "$1" || attach "$1/presets" "$attached"
 }
 
 discard_content() {
@@ -88,9 +92,16 @@ save_presets() {
     fail 1 "the saved presets cannot be marked complete"
 }
 
+# has_presets FOLDER
+has_presets() {
+  names=$(ls -A "$1") || fail 1 "$1 cannot be read"
+  printf '%s\n' "$names" | grep -q -x presets || return
+  [ -d "$1/presets" ] || fail 1 "$1/presets is not a folder"
+}
+
 # same_presets ORIGINAL COPY: succeeds when both folders contain the same presets.
 same_presets() {
-  if [ -d "$1/presets" ]; then
+  if has_presets "$1"; then
     same_tree "$1/presets" "$2/presets"
   else
     [ -z "$(ls -A "$2/presets")" ]
@@ -115,6 +126,7 @@ restore_presets() {
   show "Checking the presets... 90%"
   { mount_memory ro && same_presets "$backup_mount/complete" "$memory_mount"; } ||
     fail 1 "the restored presets differ from the saved ones"
+  list_tree "$memory_mount/presets" >"$unpacked/presets" || fail 1 "$unpacked cannot be written"
 }
 
 # Removes the mark first. Also formats a backup that cannot be mounted, because a repair could restore the backup.
@@ -131,8 +143,10 @@ discard_backup() {
 
 main() {
   require_firmware
+  list_contents "$unpacked" | cmp -s - "$unpacked/contents" || fail 1 "the unpacked firmware has been changed"
   rm -f "$unpacked/formatted"
   require_memory
+  measure_format || fail 1 "the size of the new file system cannot be measured"
   if [ "$1" = 0 ]; then
     require_room
     find_presets

@@ -66,14 +66,13 @@ check_files() {
   check_presets
 }
 
-# After an update, the backup is deleted only if its presets are on the memory.
+# The backup may have failed since, so format.sh has listed the presets.
 check_presets() {
-  if [ "$mode" = 1 ]; then
-    [ ! -d "$firmware/presets-factory" ] || same_tree "$firmware/presets-factory" "$memory_mount/presets" ||
+  if [ "$mode" = 0 ]; then
+    list_tree "$memory_mount/presets" | cmp -s - "$unpacked/presets" || fail 1 "the presets differ from the saved ones"
+  elif [ -d "$firmware/presets-factory" ]; then
+    same_tree "$firmware/presets-factory" "$memory_mount/presets" ||
       fail 1 "the installed presets differ from the factory presets"
-  elif unmount "$backup_mount" && mount_backup ro && backup_is_complete; then
-    same_tree "$backup_mount/complete/presets" "$memory_mount/presets" ||
-      fail 1 "the presets differ from the saved ones"
   fi
 }
 
@@ -82,7 +81,8 @@ write_version() {
   show "Writing the version... 95%"
   { cp "$unpacked/version.txt" "$memory_mount/version.new" && unmount "$memory_mount" && mount_memory rw &&
     cmp "$unpacked/version.txt" "$memory_mount/version.new" >&2 &&
-    mv "$memory_mount/version.new" "$memory_mount/version.txt" && unmount "$memory_mount"; } ||
+    mv "$memory_mount/version.new" "$memory_mount/version.txt" && unmount "$memory_mount" && mount_memory ro &&
+    cmp "$unpacked/version.txt" "$memory_mount/version.txt" >&2 && unmount "$memory_mount"; } ||
     fail 1 "the version cannot be written"
 }
 

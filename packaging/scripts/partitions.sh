@@ -55,6 +55,13 @@ device_size() {
   echo $((sectors * 512))
 }
 
+# sector_size DEVICE: prints the size in bytes.
+sector_size() {
+  folder=/sys/dev/block/$(device_number "$1")
+  [ -d "$folder/queue" ] || folder=$folder/..
+  cat "$folder/queue/logical_block_size"
+}
+
 # mount_point_of DEVICE: prints the folder where DEVICE is mounted. Fails when it is not mounted.
 mount_point_of() {
   number=$(device_number "$1" 2>/dev/null) || return 1
@@ -68,23 +75,25 @@ mount_point_of() {
   return 1
 }
 
-# require_free DEVICE: fails unless it is a block device that is not in use.
+# require_free DEVICE: fails unless it is a block device that can be written and is not in use.
 require_free() {
   [ -b "$1" ] || fail 1 "$1 is not a block device"
   ! folder=$(mount_point_of "$1") || fail 1 "$1 is mounted at $folder: stop what uses it before the update"
   number=$(device_number "$1")
-  ! grep -s "^$1[^0-9]" /proc/swaps >&2 || fail 1 "$1 is swap space"
-  for used_by in "/sys/dev/block/$number/holders"/* "/sys/dev/block/$number"/*/partition; do
-    [ ! -e "$used_by" ] || fail 1 "$1 is in use: $used_by"
+  [ "$(cat "/sys/dev/block/$number/ro")" = 0 ] || fail 1 "$1 is read-only"
+  for partition in "/sys/dev/block/$number"/*/partition; do
+    [ ! -e "$partition" ] || fail 1 "$1 has partitions"
   done
+  # A trial of mke2fs writes nothing. It fails when the device is in use in any way, also in another namespace.
+  "$mke2fs" -n -q -F -t ext4 "$1" </dev/null >/dev/null || fail 1 "$1 is in use"
 }
 
 # The kernel escapes other characters in /proc/mounts.
 for folder in "$drive_mount" "$memory_mount" "$backup_mount"; do
   case $folder in
   *[!A-Za-z0-9/._-]*)
-    printf '%s: invalid mount point in updater.conf: %s\n' "$script_name" "$folder" >&2
-    exit "$unexpected_status"
+    printf '%s: %s\n' "$script_name" "$folder" >&2
+    give_up "invalid mount point"
     ;;
   esac
 done

@@ -96,6 +96,11 @@ device_size() {
   stat -c %s "$1"
 }
 
+# sector_size DEVICE: prints the size in bytes.
+sector_size() {
+  echo 512
+}
+
 # mount_point_of DEVICE: no other program mounts an image.
 mount_point_of() {
   return 1

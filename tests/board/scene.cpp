@@ -20,7 +20,7 @@ const std::vector<std::string> preparingLines = {
 /// The progress lines that format.sh prints only with the argument 0 (update).
 const std::vector<std::string> savingLines = {
     "Checking the memory... 5%",         "Saving the presets... 15%",
-    "Checking the saved presets... 30%", "Going on with the saved presets... 30%",
+    "Checking the saved presets... 30%", "Continuing with saved presets... 30%",
     "Restoring the presets... 75%",      "Checking the presets... 90%",
 };
 /// The progress line that format.sh prints only with the argument 1 (factory reset).

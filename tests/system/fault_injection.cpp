@@ -100,10 +100,12 @@ constexpr Injection injections[] = {
     {"PowerCut", [](HeldDevice& device) { device.switchOff(); }},
     {"WorkKilled", [](HeldDevice& device) { kill(device.workProcess(), SIGKILL); }},
     {"ScriptKilled", killScript},
-    {"BothKilled",
+    {"AllKilled",
      [](HeldDevice& device) {
          const pid_t work = device.workProcess();
+         const pid_t middle = device.middleProcess();
          killScript(device);
+         kill(middle, SIGKILL);
          kill(work, SIGKILL);
      }},
 };

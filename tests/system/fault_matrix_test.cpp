@@ -331,7 +331,7 @@ INSTANTIATE_TEST_SUITE_P(LongBackupReadOnly, FaultMatrix, testing::ValuesIn(cell
 INSTANTIATE_TEST_SUITE_P(LongPowerCut, FaultMatrix, testing::ValuesIn(cellsOfFaults({"PowerCut"})), nameOfCell);
 INSTANTIATE_TEST_SUITE_P(LongScriptKilled, FaultMatrix, testing::ValuesIn(cellsOfFaults({"ScriptKilled"})), nameOfCell);
 INSTANTIATE_TEST_SUITE_P(LongWorkKilled, FaultMatrix, testing::ValuesIn(cellsOfFaults({"WorkKilled"})), nameOfCell);
-INSTANTIATE_TEST_SUITE_P(LongBothKilled, FaultMatrix, testing::ValuesIn(cellsOfFaults({"BothKilled"})), nameOfCell);
+INSTANTIATE_TEST_SUITE_P(LongAllKilled, FaultMatrix, testing::ValuesIn(cellsOfFaults({"AllKilled"})), nameOfCell);
 INSTANTIATE_TEST_SUITE_P(Short, DeviceFaults, testing::ValuesIn(walks(true)), nameOfWalk);
 INSTANTIATE_TEST_SUITE_P(LongDevices, DeviceFaults, testing::ValuesIn(walks(false)), nameOfWalk);
 

@@ -170,7 +170,8 @@ constexpr Fault faults[] = {
      "Failed: needs 6 MB of memory"},
     {"NoRoomForFiles", "/tmp becomes full while the firmware is unpacked", Effect::NeedFails, whenFilesAreUnpacked,
      roomForFiles, none, nullptr, "Failed: not enough memory in /tmp"},
-    {"OtherScriptRuns", "Another script is running", Effect::NeedFails, whileNoScriptRuns, lock, none, nullptr, ""},
+    {"OtherScriptRuns", "Another script is running", Effect::NeedFails, whileNoScriptRuns, lock, none, nullptr,
+     "Failed: another script is running"},
 
     // The internal memory and the spare partition. Temporary faults end when the device is switched off.
     {"MemoryDetached", "The internal memory does not respond", Effect::NeedFails, always, memoryUse | oldVersion},
@@ -188,7 +189,7 @@ constexpr Fault faults[] = {
     {"PowerCut", "The power is cut", Effect::PowerCut, always},
     {"WorkKilled", "SIGKILL ends the process that does the script's work", Effect::WorkKilled, whileScriptRuns},
     {"ScriptKilled", "SIGKILL ends the script's main process", Effect::ScriptKilled, whileScriptRuns},
-    {"BothKilled", "SIGKILL ends both processes of the script at once", Effect::BothKilled, whileScriptRuns},
+    {"AllKilled", "SIGKILL ends all processes of the script at once", Effect::AllKilled, whileScriptRuns},
 
     // The display, the knob and the LEDs.
     {"DisplayFails", "The display's bus rejects every transfer for half a second", Effect::DeviceFails, always, nothing,
@@ -326,13 +327,13 @@ Result afterWorkKilled(const Moment& moment)
     Result result = failure(moment, moment.operation);
     if (moment.stage == Decrypting) {
         result.screen = nullptr;
-        result.message = moment.name;
+        result.message = "Failed: the script was interrupted";
     }
     return result;
 }
 
 /// The updater reads status 0 and continues with the next script.
-Result afterBothKilled(const Moment& moment)
+Result afterAllKilled(const Moment& moment)
 {
     Result result = failure(moment, moment.operation);
     if (moment.stage == Decrypting) { // no firmware and no version: format.sh fails
@@ -408,8 +409,8 @@ Result expectedResult(const Cell& cell)
         return afterPowerCut(*cell.moment);
     case Effect::WorkKilled:
         return afterWorkKilled(*cell.moment);
-    case Effect::BothKilled:
-        return afterBothKilled(*cell.moment);
+    case Effect::AllKilled:
+        return afterAllKilled(*cell.moment);
     case Effect::ScriptKilled: // the work continues, and the updater waits for the end of its output
     case Effect::DeviceFails:
         return success(cell, cell.moment->operation);

@@ -65,8 +65,8 @@ enum class Effect {
     WorkKilled,
     /// SIGKILL ends the process of the script that waits for the work.
     ScriptKilled,
-    /// SIGKILL ends both processes.
-    BothKilled,
+    /// SIGKILL ends all processes of the script.
+    AllKilled,
     /// A device other than the storage fails for a short time.
     DeviceFails,
 };

@@ -38,6 +38,12 @@ void flipLastByte(std::string& bytes)
     bytes.back() = static_cast<char>(~bytes.back());
 }
 
+pid_t childOf(pid_t process)
+{
+    const std::string pid = std::to_string(process);
+    return std::stoi(contentsOf("/proc/" + pid + "/task/" + pid + "/children"));
+}
+
 } // namespace
 
 const DeviceParts& DeviceParts::shared()
@@ -180,9 +186,12 @@ pid_t HeldDevice::scriptProcess() const
 
 pid_t HeldDevice::workProcess() const
 {
-    const std::string script = std::to_string(scriptProcess());
-    const std::string children = contentsOf("/proc/" + script + "/task/" + script + "/children");
-    return std::stoi(children);
+    return childOf(middleProcess());
+}
+
+pid_t HeldDevice::middleProcess() const
+{
+    return childOf(scriptProcess());
 }
 
 void HeldDevice::changeSettings(const std::string& lines) const

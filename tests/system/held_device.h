@@ -58,6 +58,8 @@ public:
     /// The process of the running script, and its child that does the work.
     [[nodiscard]] pid_t scriptProcess() const;
     [[nodiscard]] pid_t workProcess() const;
+    /// The parent of workProcess().
+    [[nodiscard]] pid_t middleProcess() const;
 
     /// Closes `descriptor` when the device is switched off.
     void keepOpen(int descriptor) { lock = descriptor; }

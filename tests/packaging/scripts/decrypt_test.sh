@@ -86,6 +86,34 @@ larger_than_memory() {
   expect_reason "Failed: needs 6 MB of memory"
 }
 
+# shortage COMMAND: /tmp has enough space when decrypt.sh measures it, but not when tar writes.
+shortage() {
+  head -c 6M /dev/urandom >firmware.bin
+  mkdir large
+  mv firmware.bin large/
+  "$maker/tonecrate-pack-firmware" large 2.0.0 "$work/keys" large.fw
+  plug_firmware large.fw
+  mount -o remount,size=13M "$root/tmp"
+  mknod "$root/dev/zero" c 1 5
+  on_line "Unpacking... 15" "$1"
+  expect_reason "Failed: not enough memory in /tmp"
+}
+
+# shows_reason TEXT COMMAND...: COMMAND prepares the device so that decrypt.sh cannot start.
+shows_reason() {
+  plug_drive
+  "${@:2}"
+  run decrypt.sh /dev/sda1
+  cp "$work/updater.conf" "$root/etc/tonecrate/"
+  [[ $status -eq 4 && $(tail -n 1 out) == "SHOW: Failed: $1" ]] || { echo "exits $status: $(tail -n 1 out)"; return 1; }
+}
+
+other_run() {
+  mkdir -p "$root/run/tonecrate"
+  exec 8>"$root/run/tonecrate/lock"
+  flock 8
+}
+
 # The space is taken after decrypt.sh has measured it.
 full_memory() {
   plug_drive
@@ -219,18 +247,30 @@ it "decrypt shows how much memory the firmware needs when /tmp is too small" lar
 for line in "Checking the signature" "Unpacking... 15" "Reading the old"; do
   it "decrypt shows that /tmp is full when it becomes full at \"$line\"" full_memory "$line"
 done
+for mib in 7 8; do
+  it "decrypt shows that /tmp is full when another program takes $mib MB" \
+    shortage "dd if=/dev/zero of=/tmp/filling bs=1M count=$mib 2>/dev/null"
+done
+it "decrypt shows that another script is running" shows_reason "another script is running" other_run
+it "decrypt shows that its settings contain an error" \
+  shows_reason "error in updater.conf" change_setting signing_key '"'
+it "decrypt shows that a mount point is invalid" shows_reason "invalid mount point" change_setting drive_mount '"/a b"'
+it "decrypt shows that the minimum version is invalid" \
+  shows_reason "invalid minimum_version" change_setting minimum_version v2.0
 it "decrypt reads a firmware file of many chunks" small_chunks
 while read -r version minimum; do
   it "decrypt rejects version $version when the minimum is $minimum" older "$version" "$minimum"
 done <<<'1.9 2
 1.9 1.10
-2.0.0 2.0.0-beta
+2.0.0-rc1 2.0.0
+2.0.0-rc1 2.0.0-rc2
 2.a 2.b
 1.99999999999999999999 1.100000000000000000000'
 while read -r version minimum; do
   it "decrypt accepts version $version when the minimum is $minimum" allowed "$version" "$minimum"
 done <<<'2 2.0
 2.0.0 2
+2.0.0 2.0.0-rc1
 1.10 1.9
 02.1 2.1
 2.0.0 1.9.9'

@@ -265,14 +265,17 @@ show() {
 END
 }
 
-# signal_main: defines a function for on_line that sends a signal to the process that runs `main`, a child of the script.
+# signal_main: defines functions for on_line that send a signal to the process that runs `main`, a grandchild of the
+# script, and to its parent.
 signal_main() {
   cat >>"$root/etc/tonecrate/updater.conf" <<'END'
-signal_main() {
+children_of() {
   for stat in /proc/[0-9]*/stat; do
-    read -r pid _ _ parent _ 2>/dev/null <"$stat" && [ "$parent" = $$ ] && kill -s "$1" "$pid"
+    read -r pid _ _ parent _ 2>/dev/null <"$stat" && [ "$parent" = "$1" ] && echo "$pid"
   done
 }
+signal_middle() { kill -s "$1" $(children_of $$); }
+signal_main() { kill -s "$1" $(children_of "$(children_of $$)"); }
 END
 }
 

@@ -84,12 +84,15 @@ mounted_elsewhere() {
   umount "$root/elsewhere/the memory"
 }
 
-# This mount is in another namespace.
+# mounted_outside_the_root FOLDER: this mount is in another namespace. The root sees only FOLDER of the memory.
 mounted_outside_the_root() {
   mkdir mounted
   mount "$(cat "$work/loops/mmcblk0p3")" mounted
-  presets_stay 0
-  presets_stay 1
+  [[ -z ${1:-} ]] || mount --bind "mounted/$1" "$root/elsewhere"
+  expect 1 format.sh 0
+  expect 1 format.sh 1
+  [[ $(cat mounted/version.txt) == 1.4.2 ]]
+  umount -q "$root/elsewhere" || true
   umount mounted
 }
 
@@ -220,6 +223,96 @@ presets_too_large() {
   [[ $(memory_command 'cat version.txt') == 1.4.2 ]]
 }
 
+# A power cut after the version was written leaves a complete memory and a complete, older backup.
+older_backup() {
+  update
+  prepare
+  on_line "Writing the version" ': >/run/last'
+  cat >>"$root/etc/tonecrate/updater.conf" <<'END'
+mount() {
+  case $* in
+  */run/tonecrate/backup) [ ! -e /run/last ] || kill -s KILL 0 ;;
+  esac
+  command mount "$@"
+}
+END
+  expect 0 format.sh 0
+  setsid --wait env -i --default-signal /usr/sbin/chroot "$root" /usr/sbin/install.sh >out 2>err </dev/null || true
+  cp --sparse=always memory.img memory.cut
+  cp --sparse=always backup.img backup.cut
+  shut_down
+  mv memory.cut memory.img
+  mv backup.cut backup.img
+  cp "$work/updater.conf" "$root/etc/tonecrate/"
+  boot
+  e2fsck -fy memory.img || [[ $? -le 2 ]]
+  [[ $(memory_command 'cat version.txt') == 2.0.0 ]]
+}
+
+# e2fsck cannot repair the memory automatically, but the memory can be mounted and has a version.
+damaged_memory_with_older_backup() {
+  older_backup
+  echo new >new.preset
+  memory_command "write new.preset presets/new.preset"
+  memory_command 'sif firmware mode 0100644'
+  prepare
+  expect 1 format.sh 0
+  [[ $(memory_command 'cat presets/new.preset') == new ]]
+}
+
+# The list of the presets that format.sh has verified replaces a backup that fails later.
+backup_fails_before_install() {
+  prepare
+  expect 0 format.sh 0
+  memory_command 'rm presets/night-bus.preset'
+  unplug mmcblk0p4
+  expect 1 install.sh
+  [[ -z $(memory_command 'cat version.txt') ]]
+}
+
+# openssl cannot compute checksums.
+without_checksums() {
+  cat >>"$root/etc/tonecrate/updater.conf" <<'END'
+find() { case $* in *openssl*) return 1 ;; *) command find "$@" ;; esac; }
+END
+  fails_untouched 0
+}
+
+presets_file() {
+  mkdir content
+  echo 1.4.2 >content/version.txt
+  echo not a folder >content/presets
+  mke2fs -q -F -t ext4 -d content memory.img 2>/dev/null
+  expect 1 format.sh 0
+  [[ $(memory_command 'cat presets') == "not a folder" ]]
+}
+
+# Block size and inode count depend on the size of the device's sectors.
+large_sectors() {
+  local before
+  rm "$root/tmp/fw" -r
+  unplug mmcblk0p3
+  plug mmcblk0p3 memory.img 0 --sector-size=4096 2>/dev/null || { echo "no sectors of 4096 bytes here"; return 0; }
+  mke2fs -q -F -t ext4 -b 4096 -d "$work/content" memory.img 2>/dev/null
+  mkdir many
+  for i in {1..2500}; do echo "$i" >"many/$i"; done
+  "$maker/tonecrate-pack-firmware" many 3.0 "$work/keys" many.fw
+  plug_firmware many.fw
+  expect 0 decrypt.sh /dev/sda1
+  before=$(hash_of memory.img)
+  expect 1 format.sh 0
+  expect 1 format.sh 1
+  [[ $(hash_of memory.img) == "$before" ]]
+}
+
+read_only_memory() {
+  unplug mmcblk0p3
+  plug mmcblk0p3 memory.img 0 --read-only
+  fails_untouched 0
+  grep "read-only" err
+  fails_untouched 1
+}
+
 damaged_memory() {
   dd if=/dev/urandom of=memory.img bs=1K count=200 conv=notrunc status=none
   fails_untouched 0
@@ -290,6 +383,13 @@ it "format fails when the memory is missing or a regular file" prepared without_
 it "format for an update fails when the backup is missing or a regular file" prepared without_backup
 it "format fails when the memory is mounted" prepared mounted_elsewhere
 it "format fails when the memory is mounted in another namespace" prepared mounted_outside_the_root
+it "format fails when a folder of the memory is mounted" prepared mounted_outside_the_root presets
+it "format changes nothing when the memory is read-only" prepared read_only_memory
+it "format changes nothing when checksums cannot be computed" prepared without_checksums
+it "format measures the file system for a memory with sectors of 4096 bytes" prepared large_sectors
+it "format never replaces a complete but damaged memory by an older backup" damaged_memory_with_older_backup
+it "format fails when the presets are not a folder" prepared presets_file
+it "install detects a lost preset when the backup fails after formatting" backup_fails_before_install
 it "format for an update fails when the backup is swap space" prepared used_as_swap
 it "format for an update fails when the memory and the backup are the same device" prepared one_device_for_both
 it "a factory reset succeeds without a backup partition" prepared reset_without_backup rm "$root/dev/mmcblk0p4"

@@ -88,7 +88,33 @@ END
   } >>"$root/etc/tonecrate/updater.conf"
 }
 
-# killed_at_every STEP: tests every STEP-th command of an update, each time on a new device.
+# fails_after_kill LINE: the script is killed at LINE of install.sh, and what it leaves behind fails. It must hold the
+# output open, because the updater would report success.
+fails_after_kill() {
+  local tries=100
+  plug_drive
+  run_as_updater decrypt.sh /dev/sda1
+  run_as_updater format.sh 0
+  on_line "$1" "kill -s KILL \$\$; mount -o remount,ro /run/tonecrate/memory"
+  setsid env -i --default-signal /usr/sbin/chroot "$root" /bin/sh -c /usr/sbin/install.sh </dev/null >out 2>err &
+  until grep -q "SHOW: Failed: switch off and update again" out; do
+    [[ $((tries -= 1)) -gt 0 ]] || { echo "install.sh does not report the failure: $(tail -n 2 out)"; return 1; }
+    sleep 0.1
+  done
+  sleep 0.2
+  pgrep -g $! >holders || { echo "nothing holds the output open"; return 1; }
+  kill -KILL -- -$!
+  wait || true
+  shut_down
+  boot
+  cp "$work/updater.conf" "$root/etc/tonecrate/"
+  plug_drive
+  operate 0
+  [[ $outcome == "done" ]]
+  verify "$user_presets"
+}
+
+# killed_at_every STEP MODE: tests every STEP-th command of an operation, each time on a new device.
 killed_at_every() {
   local number=0
   cp --sparse=always memory.img memory.new
@@ -101,12 +127,12 @@ killed_at_every() {
     boot
     plug_drive
     kill_at_command "$number"
-    operate 0
+    operate "$2"
     [[ -e $root/run/killed ]] || break
-    check_outcome 0 || { echo "killed before command $number"; return 1; }
+    check_outcome "$2" || { echo "killed before command $number"; return 1; }
     number=$((number + $1))
   done
-  [[ $number -gt 80 ]] || { echo "only $number commands"; return 1; }
+  [[ $number -gt 60 ]] || { echo "only $number commands"; return 1; }
 }
 
 readonly lines=("Reading the drive" "Checking the signature" "Unpacking... 15" "Unpacking... 7" "Reading the old version"
@@ -116,24 +142,29 @@ readonly lines=("Reading the drive" "Checking the signature" "Unpacking... 15" "
 readonly reset_lines=("Discarding" "Formatting" "Formatted" "Installing... 70" "Writing the version" "Installed")
 
 every_kill() {
-  local line
+  local line process
   for line in "${lines[@]}"; do
     it "an update survives SIGKILL of the script at \"$line\"" killed_at "$line" 'kill -s KILL $$' 0
-    it "an update survives SIGKILL of the script's work at \"$line\"" killed_at "$line" 'signal_main KILL' 0
+    for process in main middle; do
+      it "an update survives SIGKILL of its $process process at \"$line\"" killed_at "$line" "signal_$process KILL" 0
+    done
   done
   for line in "${reset_lines[@]}"; do
     it "a factory reset survives SIGKILL of the script at \"$line\"" killed_at "$line" 'kill -s KILL $$' 1
-    it "a factory reset survives SIGKILL of the script's work at \"$line\"" killed_at "$line" 'signal_main KILL' 1
+    it "a factory reset survives SIGKILL of its main process at \"$line\"" killed_at "$line" 'signal_main KILL' 1
   done
-  it "an update survives SIGKILL before any external command" killed_at_every 1
+  it "an update survives SIGKILL before any external command" killed_at_every 1 0
+  it "a factory reset survives SIGKILL before any external command" killed_at_every 1 1
+  it "a script that is killed and then fails is not reported as done" fails_after_kill "Installing... 40"
 }
 
 # A sample of lines, commands and processes.
 sample() {
   it "an update survives SIGKILL of the script at \"Formatting\"" killed_at "Formatting" 'kill -s KILL $$' 0
-  it "an update survives SIGKILL of the script's work at \"Formatting\"" killed_at "Formatting" 'signal_main KILL' 0
-  it "an update survives SIGKILL of the script's work at \"Writing to\"" killed_at "Writing to" 'signal_main KILL' 0
-  it "an update survives SIGKILL before some external commands" killed_at_every 37
+  it "an update survives SIGKILL of its main process at \"Formatting\"" killed_at "Formatting" 'signal_main KILL' 0
+  it "an update survives SIGKILL of its main process at \"Writing to\"" killed_at "Writing to" 'signal_main KILL' 0
+  it "an update survives SIGKILL before some external commands" killed_at_every 37 0
+  it "a script that is killed and then fails is not reported as done" fails_after_kill "Installing... 40"
 }
 
 if [[ ${2:-} == sample ]]; then sample; else every_kill; fi
