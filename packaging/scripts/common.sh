@@ -16,7 +16,6 @@ script_name=${0##*/}
 root=${0%/usr/sbin/*} # empty on the device
 : "${unexpected_status:=1}" # the exit status when a signal or an unexpected error ends the script
 scratch= # a folder to remove when the script ends
-attached= # a folder to release when the script ends
 trap 'give_up "error in updater.conf"' EXIT # replaced after the settings have been read
 
 # fail STATUS MESSAGE: ends the script.
@@ -59,6 +58,7 @@ readonly result_offset=100
 # others still hold the output open, and the updater waits for them.
 supervise() {
   lock
+  release_all # what a killed script has left behind
   trap clean_up EXIT
   trap 'exit "$unexpected_status"' HUP INT PIPE TERM
   (
@@ -92,12 +92,16 @@ lock() {
   flock -w 3 9 || give_up "another script is running" # a command of a killed script may take a moment to end
 }
 
-clean_up() {
-  trap '' HUP INT PIPE TERM
-  [ -z "$attached" ] || release "$attached"
+release_all() {
+  release "$attached"
   release "$drive_mount"
   release "$memory_mount"
   release "$backup_mount"
+}
+
+clean_up() {
+  trap '' HUP INT PIPE TERM
+  release_all
   [ -z "$scratch" ] || rm -rf "$scratch"
 }
 
@@ -182,5 +186,7 @@ storage=partitions minimum_version= # the defaults of optional settings
 . "$root/etc/tonecrate/updater.conf"
 # shellcheck source=partitions.sh
 . "$root/usr/lib/tonecrate/$storage.sh"
+content=$root/run/tonecrate/content # of a new file system
+attached=$content/new/presets       # the presets, mounted for a moment by format.sh
 unpacked=$root/tmp/fw # from decrypt.sh for format.sh and install.sh
 trap - EXIT

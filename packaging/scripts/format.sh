@@ -8,8 +8,6 @@
 . "${0%/sbin/*}/lib/tonecrate/common.sh"
 
 scratch=$root/run/tonecrate/format
-content=$root/run/tonecrate/content
-attached=$content/new/presets
 saved= # the folder with the complete presets, on the memory or on the backup
 
 # Does not change the memory.
