@@ -68,7 +68,8 @@ foreach(command IN LISTS commands)
     install(PROGRAMS packaging/maker/${command} DESTINATION share/tonecrate-maker COMPONENT maker)
     install_manual(maker ${command}.1)
 endforeach()
-install(FILES packaging/maker/common.sh packaging/scripts/container.sh DESTINATION share/tonecrate-maker COMPONENT maker)
+install(FILES packaging/maker/common.sh packaging/maker/errors.sh packaging/scripts/container.sh
+        DESTINATION share/tonecrate-maker COMPONENT maker)
 install_links(maker bin ../share/tonecrate-maker/@ ${commands})
 
 foreach(component IN ITEMS updater updater-scripts maker)

@@ -1,37 +1,14 @@
-# Sourced by the commands in this folder: --help, one-line errors, and a scratch folder that is removed at exit.
+# Sourced by the commands in this folder: --help, wrong arguments, and the operations of errors.sh.
 # The command sets `arguments`, the part of its usage line after its name.
 # shellcheck shell=bash disable=SC2154
 
-command_name=${0##*/}
-scratch=
-exec {messages}>&2
-export LC_ALL=C
-
-# fail STATUS MESSAGE
-fail() {
-  trap - ERR
-  printf '%s: %s\n' "$command_name" "${2//[[:cntrl:]]/?}" >&"$messages"
-  exit "$1"
-}
+# shellcheck source=errors.sh
+. "${BASH_SOURCE[0]%/*}/errors.sh"
 
 # Ends the command because of wrong arguments.
 usage() {
   fail 2 "usage: $command_name $arguments"
 }
-
-# make_scratch FOLDER: creates a scratch folder in FOLDER and sets `scratch`. Results are renamed from it into place.
-make_scratch() {
-  [[ -d $1 && -w $1 ]] || fail 1 "cannot write in $1"
-  scratch=$(mktemp -d -- "$1/.scratch.XXXXXX")
-}
-
-trap '[[ -z $scratch ]] || rm -rf -- "$scratch"' EXIT
-# An error in a subshell ends the subshell, and the calling shell reports the error once.
-trap '((BASH_SUBSHELL > 0)) || fail 1 "unexpected failure in line $LINENO"' ERR
-trap 'exit 129' HUP
-trap 'exit 130' INT
-trap 'exit 141' PIPE
-trap 'exit 143' TERM
 
 if [[ ${1:-} == --help ]]; then
   echo "usage: $command_name $arguments"

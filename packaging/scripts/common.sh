@@ -187,6 +187,6 @@ storage=partitions minimum_version= # the defaults of optional settings
 # shellcheck source=partitions.sh
 . "$root/usr/lib/tonecrate/$storage.sh"
 content=$root/run/tonecrate/content # of a new file system
-attached=$content/new/presets       # the presets, mounted for a moment by format.sh
-unpacked=$root/tmp/fw # from decrypt.sh for format.sh and install.sh
+attached=$content/new/presets       # where format.sh mounts the presets temporarily
+unpacked=$root/tmp/fw               # from decrypt.sh for format.sh and install.sh
 trap - EXIT

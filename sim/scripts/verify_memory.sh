@@ -29,7 +29,8 @@ expected_presets() {
 }
 
 main() {
-  [[ $# -eq 4 && ($4 == kept || $4 == lost) ]] || fail 2 "usage: verify_memory.sh ROOT FIRMWARE_FOLDER VERSION kept|lost"
+  [[ $# -eq 4 && ($4 == kept || $4 == lost) ]] ||
+    fail 2 "usage: verify_memory.sh ROOT FIRMWARE_FOLDER VERSION kept|lost"
   [[ -f $1/dev/memory ]] || fail 1 "$1 has no internal memory"
   [[ -d $2 ]] || fail 1 "$2 is not a folder"
   local presets installed

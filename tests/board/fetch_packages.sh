@@ -15,10 +15,6 @@ fail() {
     exit 1
 }
 
-[[ $# -eq 1 ]] || fail "usage: fetch_packages.sh FOLDER"
-readonly folder=$1
-stamp=$(sha256sum "${BASH_SOURCE[0]}")
-readonly stamp=${stamp%% *}
 readonly release=bookworm # of the board
 
 # QEMU has emulated the board since version 9. On Debian 12 that version is in the backports; its dependencies come from
@@ -29,9 +25,9 @@ readonly emulator_suite
 readonly emulator_packages=(qemu-system-{arm,common,data}"/$emulator_suite")
 readonly board_packages=(
     busybox-static
-    openssl libssl3 libc6 # for the example scripts, with the next line
+    openssl libssl3 libc6 zstd zlib1g liblzma5 liblz4-1 # for the example scripts, with the next line
     e2fsprogs libext2fs2 libblkid1 libcom-err2 libuuid1 util-linux
-    libgtest-dev libgmock-dev librapidcheck-dev libpng-dev libpng16-16 zlib1g-dev zlib1g # for the unit tests
+    libgtest-dev libgmock-dev librapidcheck-dev libpng-dev libpng16-16 zlib1g-dev # for the unit tests
 )
 
 # Includes dependencies that are not installed.
@@ -54,13 +50,10 @@ fetch_board() {
     printf '%s\n' "$kernel" >"$work/done/kernel_version"
 }
 
-[[ $(cat "$folder/stamp" 2>/dev/null) != "$stamp" ]] || exit 0
-mirror=$(host_mirror)
-mkdir -p "$folder"
-work=$(realpath -- "$(mktemp -d -- "$folder/.work.XXXXXX")")
-trap 'rm -rf -- "$work"' EXIT
+begin_fetch "$@"
 fetch_emulator
 fetch_board
 rm -rf -- "$folder"/{stamp,emulator,board,kernel_version}
+mkdir -p "$folder"
 mv -- "$work"/done/* "$folder/"
-printf '%s\n' "$stamp" >"$folder/stamp"
+finish_fetch

@@ -34,6 +34,25 @@ prepare_apt() {
   apt-get "${apt_options[@]}" update
 }
 
+# begin_fetch FOLDER: ends the script if this version of it has already filled FOLDER. Otherwise sets `folder`, `mirror`,
+# and `work`, a folder next to FOLDER that is removed at exit.
+begin_fetch() {
+  [[ $# -eq 1 ]] || { echo "usage: ${0##*/} FOLDER" >&2; exit 1; }
+  folder=$1
+  stamp=$(sha256sum "$0")
+  stamp=${stamp%% *}
+  [[ $(cat "$folder/stamp" 2>/dev/null) != "$stamp" ]] || exit 0
+  mirror=$(host_mirror)
+  mkdir -p "$(dirname -- "$folder")"
+  work=$(realpath -- "$(mktemp -d -- "$folder.XXXXXX")")
+  trap 'rm -rf -- "$work"' EXIT
+}
+
+# finish_fetch: records that FOLDER is complete.
+finish_fetch() {
+  printf '%s\n' "$stamp" >"$folder/stamp"
+}
+
 # unpack_all ARCHIVES FOLDER: unpacks each package of the folder ARCHIVES.
 unpack_all() {
   local package

@@ -52,12 +52,12 @@ add_program() {
 make_root() {
   mkdir -p "$root"/{bin,sbin,usr/bin,usr/sbin,usr/lib/tonecrate,etc/tonecrate,dev,proc,sys,tmp,run,elsewhere}
   add_program /sbin mke2fs e2fsck dumpe2fs
-  add_program /usr/bin openssl flock
+  add_program /usr/bin openssl flock zstd
   if [[ $shell == busybox ]]; then
     add_program /bin busybox
     chroot "$root" /bin/busybox --install -s /bin
   else
-    add_program /bin dash cat chmod cmp cp cut dd df expr find grep gzip head id ls mkdir mount mv rm sed sleep sort \
+    add_program /bin dash cat chmod cmp cp cut dd df expr find grep head id ls mkdir mount mv rm sed sleep sort \
       stat sync tar truncate umount wc
     ln -s dash "$root/bin/sh"
   fi
@@ -163,6 +163,29 @@ mounted_below() {
   cut -d ' ' -f 2 /proc/self/mounts | grep "^$1/"
 }
 
+reset_settings() {
+  cp "$work/updater.conf" "$root/etc/tonecrate/"
+}
+
+# cut_power: restarts the device with the current content of its partitions.
+cut_power() {
+  cp --sparse=always memory.img memory.cut
+  cp --sparse=always backup.img backup.cut
+  shut_down
+  mv memory.cut memory.img
+  mv backup.cut backup.img
+  reset_settings
+  boot
+}
+
+# renew: restarts the device with the content of a new one.
+renew() {
+  shut_down
+  cp --sparse=always "$work/memory.img" "$work/backup.img" .
+  reset_settings
+  boot
+}
+
 # Every case starts with a new device.
 around_case() {
   shut_down
@@ -263,6 +286,28 @@ show() {
   esac
 }
 END
+}
+
+# before_command NUMBER ACTION COMMAND...: the scripts run ACTION before call NUMBER of these commands and mke2fs,
+# counted from 0 over all scripts. The scripts read their settings last, so the functions in the settings replace the
+# commands.
+before_command() {
+  local command
+  echo 0 >"$root/run/count"
+  {
+    cat <<END
+count() {
+  read -r number </run/count || number=0
+  echo \$((number + 1)) >/run/count
+  [ "\$number" -ne $1 ] || { $2; }
+}
+make_ext4() { count && /sbin/mke2fs "\$@"; }
+mke2fs=make_ext4
+END
+    for command in "${@:3}"; do
+      echo "$command() { count && command $command \"\$@\"; }"
+    done
+  } >>"$root/etc/tonecrate/updater.conf"
 }
 
 # signal_main: defines functions for on_line that send a signal to the process that runs `main`, a grandchild of the

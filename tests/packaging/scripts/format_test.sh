@@ -189,13 +189,14 @@ full_folder() {
 
 # The mark that install.sh requires cannot be written.
 unmarked() {
-  on_line "Formatted" 'dd if=/dev/mmcblk0p3 of=/tmp/filling bs=64k 2>/dev/null; dd if=/dev/mmcblk0p4 of=/tmp/filling2 2>/dev/null'
+  on_line "Formatted" 'dd if=/dev/mmcblk0p3 of=/tmp/filling bs=64k 2>/dev/null
+    dd if=/dev/mmcblk0p4 of=/tmp/filling2 2>/dev/null'
   mount -o remount,size=1M "$root/tmp"
   run format.sh 0
   [[ $status -eq 1 ]] || { echo "exits $status"; return 1; }
   mount -o remount,size=40M "$root/tmp"
   rm "$root"/tmp/filling*
-  cp "$work/updater.conf" "$root/etc/tonecrate/"
+  reset_settings
   update
   verify "$user_presets"
 }
@@ -238,13 +239,7 @@ mount() {
 END
   expect 0 format.sh 0
   setsid --wait env -i --default-signal /usr/sbin/chroot "$root" /usr/sbin/install.sh >out 2>err </dev/null || true
-  cp --sparse=always memory.img memory.cut
-  cp --sparse=always backup.img backup.cut
-  shut_down
-  mv memory.cut memory.img
-  mv backup.cut backup.img
-  cp "$work/updater.conf" "$root/etc/tonecrate/"
-  boot
+  cut_power
   e2fsck -fy memory.img || [[ $? -le 2 ]]
   [[ $(memory_command 'cat version.txt') == 2.0.0 ]]
 }
@@ -292,7 +287,7 @@ large_sectors() {
   local before
   rm "$root/tmp/fw" -r
   unplug mmcblk0p3
-  plug mmcblk0p3 memory.img 0 --sector-size=4096 2>/dev/null || { echo "no sectors of 4096 bytes here"; return 0; }
+  plug mmcblk0p3 memory.img 0 --sector-size=4096
   mke2fs -q -F -t ext4 -b 4096 -d "$work/content" memory.img 2>/dev/null
   mkdir many
   for i in {1..2500}; do echo "$i" >"many/$i"; done

@@ -7,8 +7,8 @@ set -uo pipefail
 # shellcheck source=fixture.sh
 . "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
 
-readonly commands="cat chmod cmp cp cut dd df dumpe2fs e2fsck expr find flock grep gzip head id ls mkdir mount mv \
-openssl rm sed sort stat sync tail tar truncate umount wc"
+readonly commands=(cat chmod cmp cp cut dd df dumpe2fs e2fsck expr find flock grep head id ls mkdir mount mv openssl
+  rm sed sort stat sync tail tar truncate umount wc zstd)
 
 # run_as_updater SCRIPT [ARGUMENT]: waits for the end of the output, also from processes that the script leaves behind.
 # Sets $status as the updater does.
@@ -35,26 +35,19 @@ operate() {
   outcome="done"
 }
 
-# verify_reset: checks the memory after a factory reset.
-verify_reset() {
-  verify "$firmware/presets-factory" "$firmware"
+# verify_operation MODE: checks the memory after an update (0) or a factory reset (1).
+verify_operation() {
+  local presets=("$user_presets" "$firmware/presets-factory")
+  verify "${presets[$1]}"
 }
 
 # check_outcome MODE: checks an operation in which a process was killed, and then that the next one succeeds.
 check_outcome() {
-  if [[ $outcome == "done" ]]; then
-    if [[ $1 -eq 0 ]]; then verify "$user_presets"; else verify_reset; fi || { echo "done, but incomplete"; return 1; }
-  fi
-  cp "$work/updater.conf" "$root/etc/tonecrate/"
-  if [[ $1 -eq 0 ]]; then
-    operate 0
-    [[ $outcome == "done" ]] || { echo "the next update fails in $outcome: $(tail -n 3 err)"; return 1; }
-    verify "$user_presets"
-  else
-    operate 1
-    [[ $outcome == "done" ]] || { echo "the next factory reset fails in $outcome: $(tail -n 3 err)"; return 1; }
-    verify_reset
-  fi
+  [[ $outcome != "done" ]] || verify_operation "$1" || { echo "done, but incomplete"; return 1; }
+  reset_settings
+  operate "$1"
+  [[ $outcome == "done" ]] || { echo "the next operation fails in $outcome: $(tail -n 3 err)"; return 1; }
+  verify_operation "$1"
 }
 
 # killed_at LINE COMMAND MODE: COMMAND kills a process of the script after the progress line LINE.
@@ -65,27 +58,6 @@ killed_at() {
   operate "$3"
   [[ -e $root/run/killed ]] || { echo "no script prints that line"; return 1; }
   check_outcome "$3"
-}
-
-# kill_at_command NUMBER: kills the process that runs `main` before external command NUMBER of all scripts, counted
-# from 0. The scripts read their settings last, so the functions in the settings replace the commands.
-kill_at_command() {
-  echo 0 >"$root/run/count"
-  signal_main
-  {
-    cat <<END
-count() {
-  read -r number </run/count || number=0
-  echo \$((number + 1)) >/run/count
-  [ "\$number" -ne $1 ] || { : >/run/killed; signal_main KILL; }
-}
-make_ext4() { count && /sbin/mke2fs "\$@"; }
-mke2fs=make_ext4
-END
-    for command in $commands; do
-      echo "$command() { count && command $command \"\$@\"; }"
-    done
-  } >>"$root/etc/tonecrate/updater.conf"
 }
 
 # fails_after_kill LINE: the script is killed at LINE of install.sh, and what it leaves behind fails. It must hold the
@@ -107,38 +79,34 @@ fails_after_kill() {
   wait || true
   shut_down
   boot
-  cp "$work/updater.conf" "$root/etc/tonecrate/"
+  reset_settings
   plug_drive
   operate 0
   [[ $outcome == "done" ]]
   verify "$user_presets"
 }
 
-# killed_at_every STEP MODE: tests every STEP-th command of an operation, each time on a new device.
+# killed_at_every STEP MODE LEAST: tests every STEP-th external command of an operation, each time on a new device. The
+# operation must have at least LEAST commands.
 killed_at_every() {
   local number=0
-  cp --sparse=always memory.img memory.new
-  cp --sparse=always backup.img backup.new
   while true; do
-    shut_down
-    cp --sparse=always memory.new memory.img
-    cp --sparse=always backup.new backup.img
-    cp "$work/updater.conf" "$root/etc/tonecrate/"
-    boot
+    renew
     plug_drive
-    kill_at_command "$number"
+    signal_main
+    before_command "$number" ": >/run/killed; signal_main KILL" "${commands[@]}"
     operate "$2"
     [[ -e $root/run/killed ]] || break
     check_outcome "$2" || { echo "killed before command $number"; return 1; }
     number=$((number + $1))
   done
-  [[ $number -gt 60 ]] || { echo "only $number commands"; return 1; }
+  [[ $number -ge $3 ]] || { echo "only $number commands"; return 1; }
 }
 
 readonly lines=("Reading the drive" "Checking the signature" "Unpacking... 15" "Unpacking... 7" "Reading the old version"
   "Checking the files... 90" "Ready" "Checking the memory" "Saving" "Checking the saved" "Formatting" "Restoring"
-  "Checking the presets" "Formatted" "Installing... 13" "Installing... 70" "Writing to the disk" "Checking the files... 80"
-  "Writing the version" "Installed")
+  "Checking the presets" "Formatted" "Installing... 13" "Installing... 70" "Writing to the disk"
+  "Checking the files... 80" "Writing the version" "Installed")
 readonly reset_lines=("Discarding" "Formatting" "Formatted" "Installing... 70" "Writing the version" "Installed")
 
 every_kill() {
@@ -153,8 +121,8 @@ every_kill() {
     it "a factory reset survives SIGKILL of the script at \"$line\"" killed_at "$line" 'kill -s KILL $$' 1
     it "a factory reset survives SIGKILL of its main process at \"$line\"" killed_at "$line" 'signal_main KILL' 1
   done
-  it "an update survives SIGKILL before any external command" killed_at_every 1 0
-  it "a factory reset survives SIGKILL before any external command" killed_at_every 1 1
+  it "an update survives SIGKILL before any external command" killed_at_every 1 0 180
+  it "a factory reset survives SIGKILL before any external command" killed_at_every 1 1 130
   it "a script that is killed and then fails is not reported as done" fails_after_kill "Installing... 40"
 }
 
@@ -163,7 +131,7 @@ sample() {
   it "an update survives SIGKILL of the script at \"Formatting\"" killed_at "Formatting" 'kill -s KILL $$' 0
   it "an update survives SIGKILL of its main process at \"Formatting\"" killed_at "Formatting" 'signal_main KILL' 0
   it "an update survives SIGKILL of its main process at \"Writing to\"" killed_at "Writing to" 'signal_main KILL' 0
-  it "an update survives SIGKILL before some external commands" killed_at_every 37 0
+  it "an update survives SIGKILL before some external commands" killed_at_every 37 0 180
   it "a script that is killed and then fails is not reported as done" fails_after_kill "Installing... 40"
 }
 

@@ -6,17 +6,6 @@ set -uo pipefail
 # shellcheck source=fixture.sh
 . "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
 
-# cut_power: restarts the device with the current content of its partitions.
-cut_power() {
-  cp --sparse=always memory.img memory.cut
-  cp --sparse=always backup.img backup.cut
-  shut_down
-  mv memory.cut memory.img
-  mv backup.cut backup.img
-  cp "$work/updater.conf" "$root/etc/tonecrate/"
-  boot
-}
-
 # run_until_cut ARGUMENT: runs format.sh and install.sh for an update (0) or a factory reset (1). Sets $cut to yes when
 # a script was killed.
 run_until_cut() {
@@ -42,37 +31,13 @@ update_again() {
   verify "$user_presets"
 }
 
-# cut_before_command NUMBER: cuts the power before command NUMBER. Counts all commands that may write, from 0. The
-# scripts read their settings last, so the functions in the settings replace the commands.
-cut_before_command() {
-  echo 0 >"$root/run/count"
-  cat >>"$root/etc/tonecrate/updater.conf" <<END
-count() {
-  read -r commands </run/count
-  echo \$((commands + 1)) >/run/count
-  [ \$commands -ne $1 ] || kill -s KILL 0
-}
-make_ext4() { count && /sbin/mke2fs "\$@"; }
-mke2fs=make_ext4
-END
-  for command in mount umount e2fsck cp mv rm mkdir sync; do
-    echo "$command() { count && command $command \"\$@\"; }"
-  done >>"$root/etc/tonecrate/updater.conf"
-}
-
-# cut_at_every_command: repeats the test for every command, each time on a new device.
+# cut_at_every_command: cuts the power before every command that may write, each time on a new device.
 cut_at_every_command() {
   local number=0
-  cp --sparse=always memory.img memory.new
-  cp --sparse=always backup.img backup.new
   while true; do
-    shut_down
-    cp --sparse=always memory.new memory.img
-    cp --sparse=always backup.new backup.img
-    cp "$work/updater.conf" "$root/etc/tonecrate/"
-    boot
+    renew
     prepare
-    cut_before_command "$number"
+    before_command "$number" "kill -s KILL 0" mount umount e2fsck cp mv rm mkdir sync
     run_until_cut 0
     [[ $cut == yes ]] || break
     cut_power
