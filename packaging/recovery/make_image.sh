@@ -43,7 +43,7 @@ here=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")")
 readonly modules settings packages updater out here scripts=$here/../scripts
 
 # Programs of the scripts that BusyBox does not contain, or contains with too few options.
-readonly tools=(usr/bin/openssl usr/bin/flock sbin/mke2fs sbin/e2fsck sbin/dumpe2fs)
+readonly tools=(usr/bin/openssl usr/bin/zstd usr/bin/flock sbin/mke2fs sbin/e2fsck sbin/dumpe2fs)
 
 install_programs() {
     local script

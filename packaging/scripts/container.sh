@@ -6,20 +6,20 @@
 #   the size of the manifest in bytes: 8 decimal digits and a line feed
 #   the manifest: lines with a name and a value (version, unpacked, payload, chunk), then the SHA-256 of every chunk
 #   the Ed25519 signature of everything before it, 64 bytes
-#   the payload: an archive of version.txt and the folder firmware, compressed and encrypted
+#   the payload: an archive of version.txt and the folder firmware, compressed by zstd and encrypted
 # The payload is read in chunks. A chunk is decrypted only after its checksum has been compared, so nothing that is not
 # signed is parsed, and the whole file is read once.
 #
 # The sourcing script sets `signing_key`, `firmware_key` and the folder `scratch`, and defines three functions that end
 # the script: `corrupt REASON`, `unreadable` (a read error) and `out_of_memory` ($scratch is full).
-# The space that is left tells the causes of a failed copy apart.
+# After a failed copy, the free space in $scratch shows whether $scratch is full or the read failed.
 # shellcheck shell=sh disable=SC2034,SC2154 # the sourcing scripts use and set some of the names
 
 readonly header_size=25 signature_size=64 largest_manifest=1048576 largest_chunk=67108864
 
-# take COUNT FILE: moves COUNT bytes from descriptor 4 to FILE. Fails when there are fewer.
+# take COUNT FILE: moves COUNT bytes from descriptor 4 to FILE.
 take() {
-  dd bs="$1" count=1 <&4 >"$2" 2>/dev/null && [ "$(stat -c %s "$2")" -eq "$1" ]
+  dd bs=65536 count="$1" iflag=count_bytes <&4 >"$2" 2>/dev/null
 }
 
 copying_failed() {
@@ -97,22 +97,31 @@ after_chunk() {
   :
 }
 
-# Prints the payload, chunk by chunk, each after its checksum has been compared.
+# Prints the payload, chunk by chunk, each after its checksum has been compared. Reads and compares the next chunk while
+# the previous one is being unpacked.
 print_payload() {
   left=$payload_size
   number=0
+  printing=
   while read -r checksum; do
     size=$chunk_size
     [ "$left" -ge "$size" ] || size=$left
-    take "$size" "$scratch/chunk" || { note unreadable; return; }
-    actual=$(openssl dgst -sha256 -r <"$scratch/chunk")
-    [ "${actual%% *}" = "$checksum" ] || { note "corrupt"; return; }
-    cat "$scratch/chunk" || return
+    chunk=$scratch/chunk$((number % 2))
+    take "$size" "$chunk" || { note unreadable; return; }
+    actual=$(openssl dgst -sha256 -r <"$chunk")
+    [ "${actual%% *}" = "$checksum" ] || return
+    await_printing || return
+    cat "$chunk" &
+    printing=$!
     left=$((left - size))
     number=$((number + 1))
     after_chunk "$number" >&3
   done <"$scratch/checksums"
-  note complete
+  await_printing && note complete
+}
+
+await_printing() {
+  [ -z "$printing" ] || wait "$printing"
 }
 
 # note RESULT: the stages of the pipeline run in processes of their own, and /tmp may be full.
@@ -127,9 +136,10 @@ unpack_payload() {
   exec 3>&1
   results=$({
     print_payload | {
-      openssl enc -d -bufsize 1048576 -aes-256-cbc -md sha256 -pbkdf2 -iter 10000 -pass "file:$firmware_key" && note decrypted
+      openssl enc -d -bufsize 1048576 -aes-256-cbc -md sha256 -pbkdf2 -iter 10000 -pass "file:$firmware_key" &&
+        note decrypted
     } | {
-      gzip -dc && note expanded
+      zstd -dcq && note expanded
     } | {
       (umask 022 && tar --no-same-permissions -xomf - -C "$1") 2>&5 && note unpacked
       cat >/dev/null # tar may end before the stages that write to it
@@ -139,7 +149,7 @@ unpack_payload() {
   for result in complete decrypted expanded unpacked; do
     has_result "$result" || unpacking_failed "$result"
   done
-  rm -f "$scratch/chunk"
+  rm -f "$scratch/chunk0" "$scratch/chunk1"
   complaints=$(printf '%s\n' "$results" | grep -v -x -e complete -e decrypted -e expanded -e unpacked)
   [ -z "$complaints" ] || corrupt "not a plain archive: $complaints"
   check_content "$1"

@@ -30,7 +30,7 @@ stop() {
 
 # Fails when something that is not on the drive is missing, which must not be reported as a corrupt file.
 require_system() {
-  for tool in openssl gzip tar dd cut expr sed; do
+  for tool in openssl zstd tar dd cut expr sed; do
     command -v "$tool" >/dev/null || stop "Failed: $tool is missing"
   done
   for key in "$signing_key" "$firmware_key"; do
@@ -94,8 +94,8 @@ sorts_before() {
   [ $? -ne 1 ]
 }
 
-# is_older VERSION VERSION: succeeds when the first one is older. Compares components as numbers, by length first because
-# a number may have 32 digits, and then the texts after the numbers. A missing component is 0.
+# is_older VERSION VERSION: succeeds when the first one is older. Compares components as numbers, by length first
+# because a number may have 32 digits, and then the texts after the numbers. A missing component is 0.
 is_older() {
   for number in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16; do
     component "$1." "$number"
@@ -119,9 +119,9 @@ check_version() {
   ! is_older "$version" "$minimum_version" || stop "Failed: older than the minimum version" "$version, $minimum_version"
 }
 
-# Needs room for the unpacked files, one chunk, and the listing of the content.
+# Needs room for the unpacked files, two chunks, and the listing of the content.
 check_memory() {
-  needed=$(((unpacked_size + chunk_size) / 1024 + 1024))
+  needed=$(((unpacked_size + 2 * chunk_size) / 1024 + 1024))
   [ "$(available_kib "$scratch")" -ge "$needed" ] || stop "Failed: needs $((needed / 1024 + 1)) MB of memory"
 }
 

@@ -31,15 +31,29 @@ copy_folders() {
   done
 }
 
-# Shows progress from 10 % to 70 %.
+# Shows progress from 10 % to 70 %, with at most one line for each percent and folder.
 copy_files() {
   count=$(find "$firmware" -type f | wc -l)
-  done_count=0
-  (cd "$firmware" && find . -type f) | sort | while IFS= read -r path; do
-    cp -p "$firmware/$path" "$memory_mount/firmware/$path" || exit 1
-    done_count=$((done_count + 1))
-    show "Installing... $((10 + done_count * 60 / count))%"
-  done
+  copied=0
+  find "$firmware" -type f | sort | {
+    set --
+    while IFS= read -r file; do
+      if [ $# -gt $((count / 60)) ] || { [ $# -gt 0 ] && [ "${file%/*}" != "${1%/*}" ]; }; then
+        copy_batch "$@" || exit 1
+        set --
+      fi
+      set -- "$@" "$file"
+    done
+    copy_batch "$@"
+  }
+}
+
+# copy_batch FILE...: copies files of the same folder.
+copy_batch() {
+  folder=${1%/*}
+  cp -p "$@" "$memory_mount/firmware${folder#"$firmware"}/" || return
+  copied=$((copied + $#))
+  show "Installing... $((10 + copied * 60 / count))%"
 }
 
 copy_factory_presets() {
@@ -89,7 +103,7 @@ write_version() {
 # Does not report failures, because a complete memory takes precedence over the backup. An undeleted backup would
 # restore old presets after later damage to the memory.
 drop_backup() {
-  (require_backup) && unmount "$backup_mount" || return 0
+  (require_backup) || return 0
   if ! mount_backup rw; then
     make_file_system "$backup_device" || : # otherwise a repair could restore the backup
     return

@@ -28,7 +28,7 @@ struct Tool {
 /// The external programs that the scripts call and that a minimal system may lack.
 constexpr Tool neededTools[] = {
     {"bash", "bash"},        {"openssl", "openssl"},    {"mcopy", "mtools"},     {"mdir", "mtools"},
-    {"sfdisk", "fdisk"},     {"gzip", "gzip"},          {"tar", "tar"},          {"mkfs.vfat", "dosfstools"},
+    {"sfdisk", "fdisk"},     {"zstd", "zstd"},          {"tar", "tar"},          {"mkfs.vfat", "dosfstools"},
     {"diff", "diffutils"},   {"cmp", "diffutils"},      {"mke2fs", "e2fsprogs"}, {"debugfs", "e2fsprogs"},
     {"e2fsck", "e2fsprogs"}, {"dumpe2fs", "e2fsprogs"}, {"flock", "util-linux"},
 };

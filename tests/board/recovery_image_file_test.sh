@@ -69,6 +69,7 @@ drwxr-xr-x 0 0 usr
 drwxr-xr-x 0 0 usr/bin
 -rwxr-xr-x 0 0 usr/bin/flock
 -rwxr-xr-x 0 0 usr/bin/openssl
+-rwxr-xr-x 0 0 usr/bin/zstd
 drwxr-xr-x 0 0 usr/lib
 drwxr-xr-x 0 0 usr/lib/tonecrate
 -rw-r--r-- 0 0 usr/lib/tonecrate/common.sh

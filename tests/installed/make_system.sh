@@ -33,7 +33,7 @@ readonly here board_packages stage recovery updater_packages base out kernel
 . "$here/../support/arm64.sh"
 
 # The packages on which the updater's packages depend, and the system.
-readonly base_packages=(systemd-sysv udev kmod libstdc++6 openssl e2fsprogs mount)
+readonly base_packages=(systemd-sysv udev kmod libstdc++6 openssl zstd e2fsprogs mount)
 
 # Units that delay the boot on the emulated processor and that the updater does not need.
 readonly masked_units=(

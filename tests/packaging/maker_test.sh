@@ -101,7 +101,7 @@ make_keys_arguments() {
 # Reads the file with other tools than container.sh.
 file_has_the_documented_format() {
   local size
-  pack --chunk 1000
+  pack --chunk 300
   [[ $(head -c 16 out.fw) == tonecrate-fw-02 ]]
   size=$((10#$(tail -c +17 out.fw | head -c 8)))
   tail -c +26 out.fw | head -c "$size" >manifest
@@ -109,10 +109,10 @@ file_has_the_documented_format() {
   tail -c +$((90 + size)) out.fw >payload
   head -c $((25 + size)) out.fw >signed
   openssl pkeyutl -verify -pubin -inkey "$work/keys/signing.pub" -rawin -in signed -sigfile signature
-  split -b 1000 payload chunk.
+  split -b 300 payload chunk.
   [[ $(find . -name 'chunk.*' | wc -l) -gt 2 ]]
   {
-    printf 'version 1.0\nunpacked 24576\npayload %s\nchunk 1000\n' "$(stat -c %s payload)"
+    printf 'version 1.0\nunpacked 24576\npayload %s\nchunk 300\n' "$(stat -c %s payload)"
     sha256sum chunk.* | cut -c 1-64
   } | diff - manifest
   decrypt_payload out.fw | tar -tf - | diff - <(printf '%s\n' version.txt firmware/ firmware/one firmware/sub/ \
@@ -122,7 +122,7 @@ file_has_the_documented_format() {
 # decrypt_payload FILE: prints the archive.
 decrypt_payload() {
   tail -c +$((90 + 10#$(tail -c +17 "$1" | head -c 8))) "$1" | openssl enc -d -aes-256-cbc -md sha256 -pbkdf2 \
-    -iter 10000 -pass "file:$work/keys/firmware.key" | gzip -dc
+    -iter 10000 -pass "file:$work/keys/firmware.key" | zstd -dc
 }
 
 chunks_are_4_mib_by_default() {

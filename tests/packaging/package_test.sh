@@ -126,7 +126,7 @@ removes() {
 }
 
 start_namespace
-make_arm64_base "$base" libstdc++6 openssl >"$cache/log" 2>&1 ||
+make_arm64_base "$base" libstdc++6 openssl zstd >"$cache/log" 2>&1 ||
   { echo "package_test.sh: cannot create the arm64 system, see $cache/log" >&2; exit 1; }
 cp -a "$base" "$work/system" || exit 1
 it "the updater's package installs with its dependencies" updater_installs

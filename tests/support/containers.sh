@@ -4,7 +4,7 @@
 # seal ARCHIVE OUT [VERSION]: compresses, encrypts and signs an archive. Implements the format independently of the
 # command that packs firmware. VERSION: the version in the manifest; default: the contents of ./version.txt.
 seal() {
-  gzip -c "$1" | openssl enc -aes-256-cbc -md sha256 -pbkdf2 -iter 10000 -pass "file:$work/keys/firmware.key" >payload
+  zstd -qc "$1" | openssl enc -aes-256-cbc -md sha256 -pbkdf2 -iter 10000 -pass "file:$work/keys/firmware.key" >payload
   seal_payload "$2" "${3-$(cat version.txt)}"
 }
 

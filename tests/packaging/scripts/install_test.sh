@@ -78,7 +78,11 @@ does_not_fit() {
 unfaithful_copy() {
   prepare
   expect 0 format.sh 0
-  on_line "Checking the memory" "cp() { command cp \"\$@\" && for copy; do :; done && $1; }"
+  on_line "Checking the memory" "cp() {
+    command cp \"\$@\" && for copy; do :; done
+    [ ! -d \"\$copy\" ] || copy=\$copy/\${2##*/} # install.sh copies each file with 'cp -p FILE FOLDER'
+    $1
+  }"
   run install.sh
   [[ $status -eq 1 ]] || { echo "exits $status"; return 1; }
   [[ -z $(memory_command 'cat version.txt') ]]
@@ -153,7 +157,7 @@ read_only_at() {
   on_line "$2" 'mount -o remount,ro /run/tonecrate/memory'
   run "$1" ${3:+"$3"}
   [[ $status -eq 1 ]] || { echo "exits $status"; return 1; }
-  cp "$work/updater.conf" "$root/etc/tonecrate/"
+  reset_settings
   update
   verify "$user_presets"
 }
