@@ -61,7 +61,7 @@ replace_script() {
   rm -rf "$work/project"
   mkdir -p "$work/project"/{packaging,sim}
   cp -R "$scripts" "$work/project/sim/scripts"
-  cp -R "$scripts/../../packaging/scripts" "$work/project/packaging/scripts"
+  cp -R "$scripts/../../packaging"/{maker,scripts} "$work/project/packaging/"
   printf '#!/bin/bash\n%s\n' "$2" >"$work/project/packaging/scripts/$1"
 }
 

@@ -167,7 +167,7 @@ constexpr Fault faults[] = {
     {"FirmwareKeyWrong", "The pass phrase for decryption is wrong", Effect::NeedFails, whileWaiting, settings, none,
      "failed-corrupt"},
     {"NoRoomForFirmware", "/tmp is full", Effect::NeedFails, beforeRoomIsChecked, roomForFirmware, none, nullptr,
-     "Failed: needs 6 MB of memory"},
+     "Failed: needs 10 MB of memory"},
     {"NoRoomForFiles", "/tmp becomes full while the firmware is unpacked", Effect::NeedFails, whenFilesAreUnpacked,
      roomForFiles, none, nullptr, "Failed: not enough memory in /tmp"},
     {"OtherScriptRuns", "Another script is running", Effect::NeedFails, whileNoScriptRuns, lock, none, nullptr,

@@ -59,6 +59,7 @@ make_root() {
   else
     add_program /bin dash cat chmod cmp cp cut dd df expr find grep head id ls mkdir mount mv rm sed sleep sort \
       stat sync tar truncate umount wc
+    add_program /bin ln # for the tests
     ln -s dash "$root/bin/sh"
   fi
   cp "$scripts"/{decrypt,format,install}.sh "$root/usr/sbin/"
