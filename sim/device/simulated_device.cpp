@@ -158,7 +158,7 @@ std::vector<std::string> SimulatedDevice::configuration() const
 {
     std::vector<std::string> requests = {
         setup.time == Time::Real ? "time real" : "time virtual",
-        setup.time == Time::VirtualPaced ? "pace on" : "pace off",
+        "script-pace " + std::to_string(setup.scriptPace),
         "frame-time " + std::to_string(setup.frameTime.count()),
         "refuse-i2c " + std::to_string(setup.refusedI2cTransfer),
         setup.keepsTraffic ? "keep-traffic on" : "keep-traffic off",
@@ -260,8 +260,12 @@ void SimulatedDevice::callWhileWaiting() const
 void SimulatedDevice::setStatus(const std::string& text)
 {
     Status status{};
-    std::istringstream(text) >> status.iteration >> status.frames >> status.script;
-    lastStatus = status;
+    DisplayRegisters& display = status.display;
+    std::istringstream words(text);
+    words >> status.iteration >> status.frames >> display.isOn >> display.sleeps >> display.isInverse >>
+        display.contrast >> status.violations >> std::ws;
+    std::getline(words, status.script);
+    lastStatus = std::move(status);
 }
 
 /// In virtual time the status changes only when iterations run, so no request is needed.
@@ -342,11 +346,6 @@ std::uint64_t SimulatedDevice::iteration()
 std::uint64_t SimulatedDevice::frameCount()
 {
     return status().frames;
-}
-
-bool SimulatedDevice::isScriptRunning()
-{
-    return status().script;
 }
 
 std::vector<std::string> SimulatedDevice::violations()

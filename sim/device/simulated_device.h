@@ -23,10 +23,8 @@ namespace sim {
 enum class Time {
     /// An iteration takes a millisecond. For interactive use.
     Real,
-    /// The device runs only during `run`, `runTo` and `click`. Scripts take no device time. For tests.
+    /// The device runs only during `run`, `runTo` and `click`. For tests and scenarios.
     Virtual,
-    /// Virtual, but no faster than real time while a script runs. For scenarios.
-    VirtualPaced,
 };
 
 struct DeviceSetup {
@@ -39,6 +37,9 @@ struct DeviceSetup {
     std::vector<std::string> injectedFaults{};
     /// The transfer time of a frame; 0 for the time that follows from the bus speed.
     std::chrono::microseconds frameTime{0};
+    /// How many iterations after the previous line of a script, or its start, the updater receives the next line; see
+    /// sim/preload/script_output.h. 0 for immediately.
+    std::uint64_t scriptPace = 0;
     /// The I2C transfer that fails, counted from 1; 0 for none. Selecting a device counts as a transfer.
     int refusedI2cTransfer = 0;
     /// Set to false for long runs, because the log grows in the updater's memory.
@@ -93,6 +94,8 @@ public:
     /// Waits, without running iterations, until `byteCount` bytes of script output are unread or the script has ended.
     void awaitScriptOutput(int byteCount);
     void awaitScriptEnd() { awaitScriptOutput(0); }
+    /// With a script pace, waits until the script has written its next line or has closed its output.
+    void awaitScriptStep() { request("await-step"); }
 
     // Output.
 
@@ -102,7 +105,11 @@ public:
     [[nodiscard]] std::uint64_t iteration();
     /// The number of frames that the display has received in full.
     [[nodiscard]] std::uint64_t frameCount();
-    [[nodiscard]] bool isScriptRunning();
+    [[nodiscard]] DisplayRegisters displayRegisters() { return status().display; }
+    [[nodiscard]] bool isScriptRunning() { return !status().script.empty(); }
+    /// The name and the argument of the running script, such as "format.sh 0"; empty if none runs.
+    [[nodiscard]] std::string runningScript() { return status().script; }
+    [[nodiscard]] std::size_t violationCount() { return status().violations; }
     /// The protocol violations so far.
     [[nodiscard]] std::vector<std::string> violations();
     /// The events on the buses and lines: the time in microseconds, a blank, and the event.
@@ -131,7 +138,9 @@ private:
     struct Status {
         std::uint64_t iteration;
         std::uint64_t frames;
-        bool script;
+        DisplayRegisters display;
+        std::size_t violations;
+        std::string script;
     };
 
     void makeFolders() const;

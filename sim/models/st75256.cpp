@@ -26,6 +26,7 @@ enum Code : std::uint8_t {
     inverseDisplay = 0xA7,
     displayOff = 0xAE,
     displayOn = 0xAF,
+    operatingVoltage = 0x81,
     scanDirection = 0xBC,
     displayMode = 0xF0,
     externalPower = 0x41,
@@ -63,7 +64,7 @@ const St75256::Command* St75256::findCommand(std::uint8_t code, int page)
         {writeMemory, 1, 0},
         {0x6E, 1, 0}, // enable master
         {0x6F, 1, 0}, // disable master
-        {0x81, 1, 2}, // operating voltage
+        {operatingVoltage, 1, 2},
         {sleepOut, 1, 0},
         {sleepIn, 1, 0},
         {normalDisplay, 1, 0},
@@ -248,15 +249,18 @@ void St75256::executeOnPage1(std::uint8_t code)
         break;
     case sleepOut:
     case sleepIn:
-        settings.sleeps = code == sleepIn;
+        settings.display.sleeps = code == sleepIn;
         break;
     case normalDisplay:
     case inverseDisplay:
-        settings.isInverse = code == inverseDisplay;
+        settings.display.isInverse = code == inverseDisplay;
         break;
     case displayOff:
     case displayOn:
-        settings.isOn = code == displayOn;
+        settings.display.isOn = code == displayOn;
+        break;
+    case operatingVoltage: // the lower six bits, then the upper three
+        settings.display.contrast = (parameters[0] & 0x3F) | (parameters[1] & 0x07) << 6;
         break;
     case displayMode:
         settings.isFourGrey = parameters[0] == fourGreyMode;
@@ -273,7 +277,7 @@ void St75256::executeOnPage1(std::uint8_t code)
 
 bool St75256::isLit() const
 {
-    return resetLine && wasReset && !settings.sleeps && settings.isOn && settings.isPowered &&
+    return resetLine && wasReset && !settings.display.sleeps && settings.display.isOn && settings.isPowered &&
            settings.isInternalPower && settings.isFourGrey;
 }
 
@@ -283,7 +287,7 @@ Screen St75256::screen() const
     if (!isLit()) {
         return result;
     }
-    const unsigned inversion = settings.isInverse ? 3 : 0;
+    const unsigned inversion = settings.display.isInverse ? 3 : 0;
     for (std::size_t y = 0; y < screenHeight; ++y) {
         const std::size_t row = y % rowsPerPage;
         const std::size_t shift = 2 * (settings.lsbOnTop ? row : rowsPerPage - 1 - row);

@@ -33,6 +33,7 @@ public:
     /// mode.
     [[nodiscard]] Screen screen() const;
     [[nodiscard]] bool isLit() const;
+    [[nodiscard]] const DisplayRegisters& registers() const { return settings.display; }
     /// The number of complete frames, that is, of memory writes that filled the address window.
     [[nodiscard]] std::uint64_t frameCount() const { return frames; }
 
@@ -48,9 +49,7 @@ private:
     /// The state that a reset restores to its defaults.
     struct Settings {
         int page = 1;
-        bool sleeps = true;
-        bool isOn = false;
-        bool isInverse = false;
+        DisplayRegisters display;
         bool lsbOnTop = false;
         bool isFourGrey = false;
         bool isPowered = false;

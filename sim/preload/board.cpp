@@ -396,6 +396,12 @@ std::uint64_t Board::frameCount()
     return display.frameCount();
 }
 
+DisplayRegisters Board::displayRegisters()
+{
+    const std::lock_guard lock(mutex);
+    return display.registers();
+}
+
 std::array<std::uint8_t, LedController::outputCount> Board::leds()
 {
     const std::lock_guard lock(mutex);

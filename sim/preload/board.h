@@ -73,6 +73,7 @@ public:
 
     [[nodiscard]] Screen screen();
     [[nodiscard]] std::uint64_t frameCount();
+    [[nodiscard]] DisplayRegisters displayRegisters();
     [[nodiscard]] std::array<std::uint8_t, LedController::outputCount> leds();
     [[nodiscard]] std::vector<std::string> violationList();
     /// If `on` is false, stops the traffic log, so that a long run does not exhaust the memory.

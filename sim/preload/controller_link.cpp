@@ -4,9 +4,7 @@
 #include "sim/protocol/injected_faults.h"
 
 #include <chrono>
-#include <poll.h>
 #include <sstream>
-#include <sys/ioctl.h>
 #include <unistd.h>
 #include <utility>
 
@@ -15,7 +13,6 @@ namespace sim {
 namespace {
 
 constexpr std::uint64_t iterationMicroseconds = 1000;
-constexpr auto scriptTimeout = std::chrono::minutes(5);
 
 std::string joined(const std::vector<std::string>& lines)
 {
@@ -42,7 +39,8 @@ std::string asText(const Bytes& bytes)
 
 } // namespace
 
-ControllerLink::ControllerLink(Board& simulatedBoard, int socket) : board(simulatedBoard), channel(socket)
+ControllerLink::ControllerLink(Board& simulatedBoard, int socket)
+    : script(simulatedBoard.getRoot(), [this] { endIfAbandoned(); }), board(simulatedBoard), channel(socket)
 {}
 
 void ControllerLink::waitForStart()
@@ -56,6 +54,7 @@ void ControllerLink::sleep(std::uint64_t microseconds)
     const bool isIteration = microseconds == iterationMicroseconds;
     if (isIteration) {
         ++iteration;
+        script.pass(iteration);
     } else {
         board.note("wait " + std::to_string(microseconds));
     }
@@ -73,7 +72,6 @@ void ControllerLink::sleep(std::uint64_t microseconds)
     } else if (isDone) {
         serveUntilResumed();
     }
-    keepPaceWithScript();
     board.timeline.pass(std::chrono::microseconds(microseconds));
 }
 
@@ -114,11 +112,10 @@ constinit const ControllerLink::Request ControllerLink::requests[] = {
          link.board.timeline.setVirtual(take<std::string>(words) == "virtual");
          return std::string();
      }},
-    // on|off: whether virtual time runs no faster than real time while a script runs.
-    {"pace",
+    // ITERATIONS: how long after the previous line the next line of a script is passed on; 0 for immediately.
+    {"script-pace",
      [](ControllerLink& link, Words& words) {
-         link.keepsPace = take<std::string>(words) == "on";
-         return std::string();
+         return std::string(link.script.setPace(take<std::uint64_t>(words)) ? "" : "error cannot create script-steps");
      }},
     // MICROSECONDS: overrides the transfer time of a frame; 0 restores it.
     {"frame-time",
@@ -173,7 +170,13 @@ constinit const ControllerLink::Request ControllerLink::requests[] = {
     // BYTES: replies when that many bytes of script output are unread or the script has ended.
     {"await-output",
      [](ControllerLink& link, Words& words) {
-         return std::string(link.awaitOutput(take<int>(words)) ? "" : "error timed out while waiting for the script");
+         return std::string(link.script.awaitBytes(take<int>(words)) ? "" : "error timed out while waiting for the script");
+     }},
+    // No argument: with a script pace, replies when the script has written its next line or has ended.
+    {"await-step",
+     [](ControllerLink& link, Words&) {
+         link.script.awaitStep();
+         return std::string();
      }},
     // No argument: replies with the state of the device.
     {"status", [](ControllerLink& link, Words&) { return link.status(); }},
@@ -202,37 +205,21 @@ std::string ControllerLink::resume(std::uint64_t iterations)
     return {};
 }
 
+/// The words are the fields of SimulatedDevice::Status. The rest of the line is the running script.
 std::string ControllerLink::status()
 {
-    return std::to_string(iteration) + " " + std::to_string(board.frameCount()) + " " +
-           std::to_string(scriptFd >= 0 ? 1 : 0);
+    const DisplayRegisters display = board.displayRegisters();
+    std::ostringstream text;
+    text << iteration << ' ' << board.frameCount() << ' ' << display.isOn << ' ' << display.sleeps << ' '
+         << display.isInverse << ' ' << display.contrast << ' ' << board.violationList().size() << ' ' << script.name();
+    return text.str();
 }
 
-bool ControllerLink::awaitOutput(int byteCount) const
+/// Ends the program if the controller has closed the connection. Called while the controller waits for a reply.
+void ControllerLink::endIfAbandoned() const
 {
-    if (scriptFd < 0) {
-        return true;
-    }
-    const auto deadline = std::chrono::steady_clock::now() + scriptTimeout;
-    while (std::chrono::steady_clock::now() < deadline) {
-        constexpr int sliceMs = 1;
-        pollfd entry = {scriptFd, 0, 0}; // without requested events, poll reports only that the output was closed
-        poll(&entry, 1, sliceMs);
-        int available = 0;
-        ioctl(scriptFd, FIONREAD, &available);
-        if ((entry.revents & POLLHUP) != 0 || (byteCount > 0 && available >= byteCount)) {
-            return true;
-        }
-    }
-    return false;
-}
-
-void ControllerLink::keepPaceWithScript() const
-{
-    if (keepsPace && scriptFd >= 0) {
-        constexpr int iterationMs = 1;
-        pollfd entry = {scriptFd, POLLIN, 0};
-        poll(&entry, 1, iterationMs);
+    if (channel.hasMessage()) {
+        _exit(1);
     }
 }
 

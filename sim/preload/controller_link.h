@@ -2,6 +2,7 @@
 #pragma once
 
 #include "sim/preload/board.h"
+#include "sim/preload/script_output.h"
 #include "sim/protocol/channel.h"
 
 #include <cstdint>
@@ -22,9 +23,9 @@ public:
     void waitForStart();
     /// Called when the main thread sleeps. A sleep of 1000 microseconds ends an iteration of the main loop.
     void sleep(std::uint64_t microseconds);
-    /// The output pipe of the running script; -1 if none runs.
-    void setScript(int fd) { scriptFd = fd; }
-    [[nodiscard]] int getScript() const { return scriptFd; }
+    [[nodiscard]] std::uint64_t getIteration() const { return iteration; }
+
+    ScriptOutput script;
 
 private:
     using Words = std::istringstream;
@@ -39,17 +40,13 @@ private:
     std::string execute(const std::string& text);
     std::string resume(std::uint64_t iterations);
     [[nodiscard]] std::string status();
-    [[nodiscard]] bool awaitOutput(int byteCount) const;
-    void keepPaceWithScript() const;
+    void endIfAbandoned() const;
 
     Board& board;
     Channel channel;
-    int scriptFd = -1;
     std::uint64_t iteration = 0;
     /// The iteration at whose end the program stops.
     std::uint64_t stopAt = 1;
-    /// Whether virtual time must not run faster than real time while a script runs.
-    bool keepsPace = false;
     bool isResumed = false;
     /// Whether the reply to a "run" request is pending.
     bool isReplyPending = false;

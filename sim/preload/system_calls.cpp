@@ -243,15 +243,14 @@ std::FILE* popen(const char* command, const char* mode)
         errno = EAGAIN;
         return nullptr;
     }
-    std::FILE* pipe = REAL(popen)((shellQuoted(simulation->board.getRoot()) + command).c_str(), mode);
-    simulation->link.setScript(pipe == nullptr ? -1 : fileno(pipe));
-    return pipe;
+    return simulation->link.script.start(shellQuoted(simulation->board.getRoot()) + command, mode, command,
+                                         simulation->link.getIteration());
 }
 
 int pclose(std::FILE* pipe)
 {
-    if (simulation != nullptr && fileno(pipe) == simulation->link.getScript()) {
-        simulation->link.setScript(-1);
+    if (simulation != nullptr && simulation->link.script.isScript(pipe)) {
+        return simulation->link.script.end();
     }
     return REAL(pclose)(pipe);
 }

@@ -21,8 +21,8 @@ constexpr auto frameInterval = std::chrono::milliseconds(33);
 /// How long the updater may take to reply.
 constexpr auto replyTimeout = std::chrono::seconds(5);
 
-/// The duration of a script's step: long enough for a person to read the progress line.
-constexpr const char* scriptPace = "STEP_SECONDS=0.25";
+/// In iterations: long enough for a person to read the progress line.
+constexpr std::uint64_t scriptPace = 250;
 
 DeviceSetup completed(DeviceSetup setup)
 {
@@ -30,7 +30,7 @@ DeviceSetup completed(DeviceSetup setup)
     setup.timeout = replyTimeout;
     setup.endTimeout = replyTimeout;
     setup.whileWaiting = checkSignals;
-    setup.environment.emplace_back(scriptPace);
+    setup.scriptPace = scriptPace;
     return setup;
 }
 

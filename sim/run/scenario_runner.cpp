@@ -21,16 +21,15 @@ constexpr std::uint64_t longestWait = 60000;
 /// How long the updater may take to reply.
 constexpr auto replyTimeout = std::chrono::seconds(20);
 
-/// The duration of a script's step: long enough for the updater to draw every progress line.
-constexpr const char* scriptPace = "STEP_SECONDS=0.05";
+/// In iterations: long enough for the updater to draw every progress line.
+constexpr std::uint64_t scriptPace = 50;
 
 DeviceSetup completed(DeviceSetup setup)
 {
-    setup.time = Time::VirtualPaced;
     setup.timeout = replyTimeout;
     setup.endTimeout = replyTimeout;
     setup.whileWaiting = checkSignals;
-    setup.environment.emplace_back(scriptPace);
+    setup.scriptPace = scriptPace;
     return setup;
 }
 

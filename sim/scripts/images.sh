@@ -111,8 +111,8 @@ require_free() {
   is_device "$1" || fail 1 "$1 does not exist"
 }
 
-# STEP_SECONDS (default 0) is the delay in seconds after each progress line, so that a person can read it.
+# While the FIFO script-steps exists, waits after each progress line until the updater has received the line.
 show() {
   printf 'SHOW: %s\n' "$1"
-  [ "${STEP_SECONDS:-0}" = 0 ] || sleep "$STEP_SECONDS"
+  [ ! -p script-steps ] || read -r _ <script-steps
 }

@@ -435,6 +435,151 @@ TEST_F(Device, KillsItsScriptsWhenItIsSwitchedOff)
     EXPECT_TRUE(becomesTrue([script] { return hasEnded(script); }));
 }
 
+// Scripts whose output is tied to iterations. A probe program that starts a script in iteration 0 reads it from
+// iteration 2 on, and prints what it reads.
+
+class PacedScript : public Device {
+protected:
+    PacedScript()
+    {
+        setup.scriptPace = 100;
+        fs::create_directories(setup.root);
+    }
+
+    /// Runs install.sh until it has ended. Returns what the program reads, each with the iteration before which it is
+    /// available.
+    Lines readings(const std::string& body)
+    {
+        device.reset();
+        addScript("install.sh", body);
+        start("script /usr/sbin/install.sh");
+        Lines result;
+        std::size_t seen = 0;
+        while (device->isScriptRunning() && device->iteration() < 2000) {
+            device->run(1);
+            const std::string text = device->standardOutput();
+            if (text.size() > seen) {
+                result.push_back(std::to_string(device->iteration() - 1) + ": " + text.substr(seen));
+                seen = text.size();
+            }
+        }
+        return result;
+    }
+};
+
+TEST_F(PacedScript, PassesEachLineAFixedNumberOfIterationsAfterThePreviousOne)
+{
+    const struct {
+        const char* description;
+        const char* body;
+        Lines expected;
+    } cases[] = {
+        {"fast", "echo one\necho two\nexit 3\n", {"100: one\n", "200: two\n", "300: script ended with 3\n"}},
+        {"slow",
+         "sleep 0.1\necho one\nsleep 0.2\necho two\nsleep 0.1\nexit 3\n",
+         {"100: one\n", "200: two\n", "300: script ended with 3\n"}},
+        {"a line in two writes", "printf on\nsleep 0.1\necho e\n", {"100: one\n", "200: script ended with 0\n"}},
+        {"a partial last line", "printf 'one\\ntwo'\n", {"100: one\n", "200: two", "300: script ended with 0\n"}},
+        {"an empty line", "echo\n", {"100: \n", "200: script ended with 0\n"}},
+        {"no output", "exit 4\n", {"100: script ended with 4\n"}},
+        {"closed output", "echo one\nexec >&-\nsleep 0.2\nexit 5\n", {"100: one\n", "200: script ended with 5\n"}},
+    };
+    for (const auto& [description, body, expected] : cases) {
+        EXPECT_EQ(readings(body), expected) << description;
+    }
+}
+
+/// The shell that runs the script determines the status.
+TEST_F(PacedScript, AKilledScriptHasTheSameStatusAsWithoutPace)
+{
+    const std::string body = "echo one\nkill -9 $$\n";
+    const std::string paced = readings(body).back();
+    setup.scriptPace = 0;
+    addScript("install.sh", body);
+    start("script /usr/sbin/install.sh");
+    device->awaitScriptEnd();
+    device->run(2);
+    EXPECT_EQ(paced, "200: " + output().back() + "\n");
+}
+
+TEST_F(PacedScript, PassesALongLineInPieces)
+{
+    const Lines pieces = readings("head -c 5000 /dev/zero | tr '\\0' x\necho\n");
+    std::string text;
+    for (const std::string& piece : pieces) {
+        text += piece.substr(piece.find(' ') + 1);
+    }
+    EXPECT_EQ(text, std::string(5000, 'x') + "\nscript ended with 0\n");
+}
+
+TEST_F(PacedScript, AScriptContinuesOnlyWhenItsLineHasBeenPassed)
+{
+    addScript("install.sh", "for step in 1 2 3; do\n"
+                            "  echo $step | tee -a \"$DEVICE_ROOT/done\"\n"
+                            "  read -r _ <\"$DEVICE_ROOT/script-steps\"\n"
+                            "done\n");
+    start("script /usr/sbin/install.sh");
+    const struct {
+        std::uint64_t iteration;
+        const char* done;
+    } cases[] = {{1, "1\n"}, {99, "1\n"}, {100, "1\n2\n"}, {199, "1\n2\n"}, {200, "1\n2\n3\n"}};
+    for (const auto& [iteration, done] : cases) {
+        device->runTo(iteration);
+        device->awaitScriptStep();
+        std::this_thread::sleep_for(5ms); // time for a wrong step
+        EXPECT_EQ(folder.read("device/done"), done) << iteration;
+    }
+    device->runTo(401);
+    EXPECT_FALSE(device->isScriptRunning());
+}
+
+TEST_F(PacedScript, DoesNotWaitForAStepWithoutAScript)
+{
+    start("");
+    device->awaitScriptStep();
+    EXPECT_EQ(device->iteration(), 1U);
+}
+
+TEST_F(PacedScript, HidesItsDescriptorsFromScripts)
+{
+    const Lines lines = readings("ls /proc/self/fd | tr '\\n' ' '\necho\n");
+    EXPECT_EQ(lines.front(), std::string("100: 0 1 2 ") + descriptorOfLs + " \n");
+}
+
+TEST_F(PacedScript, NamesTheRunningScript)
+{
+    addScript("format.sh", "echo one\n");
+    start("iterate 5;script /usr/sbin/format.sh 1");
+    EXPECT_EQ(device->runningScript(), "");
+    device->runTo(10);
+    EXPECT_EQ(device->runningScript(), "format.sh 1");
+    device->runTo(300);
+    EXPECT_EQ(device->runningScript(), "");
+}
+
+TEST_F(PacedScript, ProgramEndsWithItsControllerWhileTimeStandsStill)
+{
+    addScript("install.sh", "exec sleep 1000\n");
+    setup.environment.emplace_back("PROBE=pid;script /usr/sbin/install.sh");
+    const pid_t controller = fork();
+    if (controller == 0) {
+        int calls = 0;
+        setup.whileWaiting = [&calls] {
+            if (++calls == 2) {
+                _exit(0);
+            }
+        };
+        SimulatedDevice(setup).run(200);
+        _exit(1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(controller, &status, 0), controller);
+    EXPECT_EQ(status, 0);
+    const pid_t program = std::stoi(folder.read("device/updater.out").substr(4));
+    EXPECT_TRUE(becomesTrue([program] { return hasEnded(program); }));
+    kill(-program, SIGKILL); // the script
+}
+
 // The environment of the program, and its end.
 
 TEST_F(Device, RecordsTheOutputOfTheProgram)
@@ -586,7 +731,7 @@ TEST_F(DeviceInSpecialFolder, QuotesThePathForTheShell)
     EXPECT_EQ(output(), (Lines{"1.2.3", "1 in " + setup.root.string(), "script ended with 0"}));
 }
 
-// Real time, and virtual time that keeps pace with real time.
+// Real time.
 
 TEST_F(Device, RunsWithoutRequestsInRealTime)
 {
@@ -618,17 +763,6 @@ TEST_F(Device, ReportsTheEndInRealTime)
     start("iterate 5;exit 4");
     EXPECT_EQ(SimulatedDevice::describe(device->waitForEnd()), "exit status 4");
     EXPECT_THROW((void)device->iteration(), DeviceEnded);
-}
-
-TEST_F(Device, RunsNoFasterThanRealTimeWhileAScriptRuns)
-{
-    addScript("install.sh", "exec sleep 1000\n");
-    setup.time = Time::VirtualPaced;
-    start("script /usr/sbin/install.sh");
-    const auto before = std::chrono::steady_clock::now();
-    device->run(50);
-    EXPECT_GE(std::chrono::steady_clock::now() - before, 40ms);
-    EXPECT_EQ(device->iteration(), 51U);
 }
 
 // Programs and libraries that must be rejected, because the program would use the real hardware.

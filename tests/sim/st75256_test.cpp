@@ -432,4 +432,16 @@ TEST_F(Display, ResetSelectsCommandPage1)
     EXPECT_EQ(violations.list(), Lines{});
 }
 
+TEST(St75256, ReportsTheRegistersThatChangeHowThePanelLooks)
+{
+    using Registers = sim::DisplayRegisters;
+    Wires wires;
+    wires.reset();
+    EXPECT_EQ(wires.controller.registers(), (Registers{false, true, false, 0}));
+    wires.command(0x94).command(0xAF).command(0xA7).command(0x81, {0x36, 0x04});
+    EXPECT_EQ(wires.controller.registers(), (Registers{true, false, true, 0x136}));
+    wires.command(0x95).command(0xAE).command(0xA6).command(0x81, {0xFF, 0xFF});
+    EXPECT_EQ(wires.controller.registers(), (Registers{false, true, false, Registers::highestContrast}));
+}
+
 } // namespace

@@ -1,0 +1,72 @@
+// The running script and its output on the way to the program.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <functional>
+#include <string>
+
+namespace sim {
+
+/// At pace 0 the program reads the script's own pipe. At any other pace it reads a pipe into which this class passes
+/// one line of the script's output every `pace` iterations, and finally the end of the output, so the iteration at
+/// which the program reads a line does not depend on the speed of the script.
+///
+/// A script that opens the FIFO "script-steps" of the device's folder after each line, and reads a line from it,
+/// continues only when its last line has been passed on. The actions of such a script do not depend on its speed
+/// either.
+class ScriptOutput {
+public:
+    /// `callWhileWaiting` is called at least every 100 ms while this class waits for the script.
+    ScriptOutput(std::string deviceRoot, std::function<void()> callWhileWaiting);
+    ScriptOutput(const ScriptOutput&) = delete;
+    ScriptOutput& operator=(const ScriptOutput&) = delete;
+    ~ScriptOutput();
+
+    /// Takes effect at the next `start`. Returns false if the FIFO cannot be created.
+    [[nodiscard]] bool setPace(std::uint64_t iterations);
+
+    /// Runs the script as popen does. `commandLine` is the one that the program has requested.
+    std::FILE* start(const std::string& shellCommand, const char* mode, const std::string& commandLine,
+                     std::uint64_t iteration);
+    /// Ends a script that `start` returned, as pclose does.
+    int end();
+    [[nodiscard]] bool isScript(const std::FILE* pipe) const { return pipe != nullptr && pipe == reader; }
+
+    /// The command line of the running script without its folder, such as "format.sh 0"; empty if none runs.
+    [[nodiscard]] const std::string& name() const { return command; }
+
+    /// Called at the end of each iteration: passes the line or the end that is due. Waits if the script has written
+    /// neither.
+    void pass(std::uint64_t iteration);
+    /// Waits until the script has written the next line, or has closed its output. Returns immediately at pace 0.
+    void awaitStep();
+    /// At pace 0, waits until `byteCount` bytes are unread or the script has ended. Returns false after five minutes.
+    [[nodiscard]] bool awaitBytes(int byteCount) const;
+
+private:
+    [[nodiscard]] std::FILE* insertPipe(const char* mode);
+    [[nodiscard]] std::size_t pieceSize() const;
+    void readMore();
+    void closeSink();
+    void discardSteps() const;
+    void releaseScript() const;
+
+    const std::string root;
+    const std::function<void()> whileWaiting;
+    std::uint64_t pace = 0;
+    int steps = -1;
+
+    std::string command;
+    /// The script's end of popen.
+    std::FILE* source = nullptr;
+    /// The program's end: `source` or a pipe of its own.
+    std::FILE* reader = nullptr;
+    /// The other end of the program's own pipe; -1 for none.
+    int sink = -1;
+    std::string unread;
+    bool isOver = false;
+    std::uint64_t dueAt = 0;
+};
+
+} // namespace sim
