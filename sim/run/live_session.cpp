@@ -1,7 +1,7 @@
 // The loop of an interactive session.
 #include "sim/run/live_session.h"
 
-#include "sim/run/signals.h"
+#include "sim/session/signals.h"
 
 #include <algorithm>
 #include <chrono>

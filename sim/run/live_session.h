@@ -5,7 +5,7 @@
 #include "sim/run/button_timer.h"
 #include "sim/run/frame_folder.h"
 #include "sim/run/live_view.h"
-#include "sim/run/reference_screens.h"
+#include "sim/session/reference_screens.h"
 
 #include <filesystem>
 #include <string>

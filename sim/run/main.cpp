@@ -1,11 +1,11 @@
 // Runs the updater on a simulated device, interactively or in a scenario.
-#include "sim/run/device_files.h"
 #include "sim/run/frame_folder.h"
 #include "sim/run/live_session.h"
 #include "sim/run/options.h"
-#include "sim/run/reference_screens.h"
 #include "sim/run/scenario_runner.h"
-#include "sim/run/signals.h"
+#include "sim/session/device_files.h"
+#include "sim/session/reference_screens.h"
+#include "sim/session/signals.h"
 
 #include <cerrno>
 #include <cstring>
@@ -46,13 +46,13 @@ sim::DeviceSetup setupOf(const sim::Options& options, fs::path root)
         .updater = fs::absolute(options.updater), .preload = fs::absolute(options.preload), .root = std::move(root)};
 }
 
-int runScenario(const sim::Options& options, const sim::Scenario& scenario)
+int runScenario(const sim::Options& options, const sim::Play& scenario)
 {
     try {
         const sim::ReferenceScreens references(TONECRATE_SCREENS);
         sim::FrameFolder frames(options.frames);
         sim::ScenarioLog log(std::cout);
-        const sim::DeviceFiles deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
+        sim::DeviceFiles deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
         sim::ScenarioRunner runner(scenario, deviceFiles, {references, frames, log},
                                    setupOf(options, deviceFiles.makeDevice(scenario.memory)));
         const std::string verified = runner.run();
@@ -69,10 +69,10 @@ int runLive(const sim::Options& options)
 {
     const sim::ReferenceScreens references(TONECRATE_SCREENS);
     sim::FrameFolder frames(options.frames);
-    const sim::DeviceFiles deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
+    sim::DeviceFiles deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
     std::cout << "Creating a device and a drive ..." << std::endl;
-    const fs::path drive = deviceFiles.makeDrive(sim::DriveKind::Firmware);
-    sim::LiveSession session(setupOf(options, deviceFiles.makeDevice()), drive, references, frames);
+    const fs::path drive = deviceFiles.drive("good");
+    sim::LiveSession session(setupOf(options, deviceFiles.makeDevice({})), drive, references, frames);
     session.run();
     return session.report() ? 0 : failed;
 }

@@ -83,7 +83,7 @@ std::string helpText()
            "  --preload PATH  the library that simulates the device's hardware\n"
            "  --scripts DIR   the folder with the scripts that create and verify devices and drives\n"
            "  --play NAME     run a scenario:\n";
-    for (const Scenario& scenario : allScenarios()) {
+    for (const Play& scenario : allScenarios()) {
         text << "    " << scenario.name << std::string(16 - scenario.name.size(), ' ') << scenario.summary << '\n';
     }
     text << "\n"

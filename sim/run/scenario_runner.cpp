@@ -1,7 +1,7 @@
 // Executes the steps of a scenario, and prints its events.
 #include "sim/run/scenario_runner.h"
 
-#include "sim/run/signals.h"
+#include "sim/session/signals.h"
 
 #include <chrono>
 #include <sstream>
@@ -35,10 +35,10 @@ DeviceSetup completed(DeviceSetup setup)
 
 } // namespace
 
-ScenarioRunner::ScenarioRunner(const Scenario& chosenScenario, const DeviceFiles& chosenFiles,
-                               Observers chosenObservers, DeviceSetup setup)
+ScenarioRunner::ScenarioRunner(const Play& chosenScenario, DeviceFiles& chosenFiles, Observers chosenObservers,
+                               DeviceSetup setup)
     : scenario(chosenScenario), deviceFiles(chosenFiles), observers(chosenObservers),
-      drive(deviceFiles.makeDrive(scenario.drive)), device(completed(std::move(setup)))
+      drive(deviceFiles.drive(scenario.drive)), device(completed(std::move(setup)))
 {}
 
 std::string ScenarioRunner::run()
@@ -122,7 +122,8 @@ std::string ScenarioRunner::checkEnd()
         throw std::runtime_error("unexpected script: " + scripts[scriptsAwaited]);
     }
     if (scenario.outcome != Outcome::Unchanged) {
-        return deviceFiles.verify(device.root(), scenario.outcome);
+        return deviceFiles.verify(device.root(), scenario.outcome == Outcome::Formatted ? "none" : "2.0.0",
+                                  scenario.outcome == Outcome::Reset ? "lost" : "kept");
     }
     if (memoryContent(device.root()) != memoryBeforeScript) {
         throw std::runtime_error("the failed script changed the internal memory");

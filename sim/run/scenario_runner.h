@@ -2,11 +2,11 @@
 #pragma once
 
 #include "sim/device/simulated_device.h"
-#include "sim/run/device_files.h"
 #include "sim/run/frame_folder.h"
-#include "sim/run/reference_screens.h"
 #include "sim/run/scenario_log.h"
 #include "sim/run/scenarios.h"
+#include "sim/session/device_files.h"
+#include "sim/session/reference_screens.h"
 
 #include <functional>
 #include <string>
@@ -24,8 +24,7 @@ public:
     };
 
     /// Starts the device. Only `updater`, `preload` and `root` of `setup` are used.
-    ScenarioRunner(const Scenario& chosenScenario, const DeviceFiles& chosenFiles, Observers chosenObservers,
-                   DeviceSetup setup);
+    ScenarioRunner(const Play& chosenScenario, DeviceFiles& chosenFiles, Observers chosenObservers, DeviceSetup setup);
 
     /// Returns a line that describes the verified result. Throws std::runtime_error with a one-line message if a check
     /// fails, and Interrupted after a termination signal.
@@ -50,7 +49,7 @@ private:
     void print(const std::string& text) { observers.log.printEvent(iteration, text); }
     [[nodiscard]] std::string describeEnd();
 
-    const Scenario& scenario;
+    const Play& scenario;
     const DeviceFiles& deviceFiles;
     Observers observers;
     const std::filesystem::path drive;

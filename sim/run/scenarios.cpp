@@ -54,15 +54,15 @@ constexpr Step awaitFormatFailed[] = {{Action::AwaitScreen, "failed-format"}};
 constexpr Step awaitInstallFailed[] = {{Action::AwaitScreen, "failed-install"}};
 
 /// Large enough for the presets and the installed firmware, but too small for the firmware on the drive.
-constexpr MemorySize tooSmall = {.kib = 400};
+const SessionSetup tooSmall = {.memoryKib = 400};
 /// Accepts the presets, but not the firmware. A worn memory reports its full size, so formatting succeeds.
-constexpr MemorySize worn = {.usableKib = 100};
+const SessionSetup worn = {.usableKib = 100};
 
 } // namespace
 
-std::span<const Scenario> allScenarios()
+std::span<const Play> allScenarios()
 {
-    static const Scenario scenarios[] = {
+    static const Play scenarios[] = {
         {.name = "update",
          .summary = "an update that keeps the presets (the default)",
          .phases = {awaitWaiting, startOnPartition, confirmUpdate, install, awaitDone},
@@ -75,17 +75,17 @@ std::span<const Scenario> allScenarios()
          .summary = "a drive without tonecrate.fw",
          .phases = {startOnPartition, awaitNoFirmware},
          .outcome = Outcome::Unchanged,
-         .drive = DriveKind::NoFirmware},
+         .drive = "empty"},
         {.name = "corrupt",
          .summary = "a tonecrate.fw with one wrong byte",
          .phases = {startOnPartition, awaitCorrupt},
          .outcome = Outcome::Unchanged,
-         .drive = DriveKind::CorruptFirmware},
+         .drive = "corrupt"},
         {.name = "no-partition",
          .summary = "an update from a drive without a partition table",
          .phases = {startOnWholeDrive, confirmUpdate, install, awaitDone},
          .outcome = Outcome::Updated,
-         .drive = DriveKind::FirmwareWithoutPartition},
+         .drive = "whole-disk"},
         {.name = "unplugged",
          .summary = "a drive that is ejected while it is read",
          .phases = {startOnPartition, ejectDrive, awaitDriveFailed},
@@ -104,9 +104,9 @@ std::span<const Scenario> allScenarios()
     return scenarios;
 }
 
-const Scenario* findScenario(std::string_view name)
+const Play* findScenario(std::string_view name)
 {
-    for (const Scenario& scenario : allScenarios()) {
+    for (const Play& scenario : allScenarios()) {
         if (scenario.name == name) {
             return &scenario;
         }

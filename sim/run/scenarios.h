@@ -1,6 +1,8 @@
 // The scenarios: user input, and the expected result.
 #pragma once
 
+#include "sim/session/scenario.h"
+
 #include <span>
 #include <string_view>
 #include <vector>
@@ -25,9 +27,6 @@ struct Step {
     std::string_view what = {};
 };
 
-/// The contents of the drive.
-enum class DriveKind { Firmware, NoFirmware, CorruptFirmware, FirmwareWithoutPartition };
-
 /// The expected state of the internal memory at the end.
 enum class Outcome {
     /// The new firmware and the user's presets.
@@ -40,25 +39,18 @@ enum class Outcome {
     Formatted,
 };
 
-/// The size of the internal memory.
-struct MemorySize {
-    int kib = 32768;
-    /// How many KiB of files a worn memory accepts; 0 for no limit.
-    int usableKib = 0;
-};
-
-struct Scenario {
+struct Play {
     std::string_view name;
     std::string_view summary;
     std::vector<std::span<const Step>> phases;
     Outcome outcome;
-    DriveKind drive = DriveKind::Firmware;
-    MemorySize memory = {};
+    std::string_view drive = "good";
+    SessionSetup memory = {};
 };
 
-[[nodiscard]] std::span<const Scenario> allScenarios();
+[[nodiscard]] std::span<const Play> allScenarios();
 /// Returns null for unknown names.
-[[nodiscard]] const Scenario* findScenario(std::string_view name);
+[[nodiscard]] const Play* findScenario(std::string_view name);
 
 inline constexpr std::string_view defaultScenario = "update";
 

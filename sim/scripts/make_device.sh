@@ -1,8 +1,9 @@
 #!/bin/bash
-# Creates the root folder of a simulated device: the device scripts, keys, an internal memory with firmware 1.4.2 and
-# the presets of the folder user_presets, and an empty backup.
-# Usage: make_device.sh ROOT KEYS [MEMORY_KIB [USABLE_KIB]]
+# Creates the root folder of a simulated device: the device scripts, keys, an internal memory with a firmware and the
+# presets of the folder user_presets, and an empty backup.
+# Usage: make_device.sh ROOT KEYS [MEMORY_KIB [USABLE_KIB [VERSION]]]
 # ROOT is a new or empty folder. KEYS contains the keys. USABLE_KIB limits the files in a worn memory; 0 for no limit.
+# VERSION is the version of the firmware (default: 1.4.2), or none for a memory without firmware.
 set -eEuo pipefail
 # shellcheck source=common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -10,13 +11,15 @@ set -eEuo pipefail
 scripts=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")")
 readonly scripts device_scripts=$scripts/../../packaging/scripts backup_kib=8192
 
-# Firmware 2.0.0 replaces one of the files and removes the other.
+# make_memory_content FOLDER VERSION: firmware 2.0.0 replaces one of the files and removes the other.
 make_memory_content() {
+  mkdir "$1"
+  cp -R "$scripts/user_presets" "$1/presets"
+  [[ $2 != none ]] || return 0
   mkdir -p "$1/firmware/boot" "$1/firmware/engine"
-  echo 1.4.2 >"$1/version.txt"
+  echo "$2" >"$1/version.txt"
   printf 'Tonecrate\nturn and push\n' >"$1/firmware/boot/greeting.txt"
   printf 'one voice\n' >"$1/firmware/engine/voices.conf"
-  cp -R "$scripts/user_presets" "$1/presets"
 }
 
 make_root() {
@@ -29,14 +32,14 @@ make_root() {
 }
 
 main() {
-  [[ $# -ge 2 && $# -le 4 && ${3:-1} =~ ^[1-9][0-9]{0,8}$ && ${4:-0} =~ ^[0-9]{1,9}$ ]] ||
-    fail 2 "usage: make_device.sh ROOT KEYS [MEMORY_KIB [USABLE_KIB]]"
+  [[ $# -ge 2 && $# -le 5 && ${3:-1} =~ ^[1-9][0-9]{0,8}$ && ${4:-0} =~ ^[0-9]{1,9}$ ]] ||
+    fail 2 "usage: make_device.sh ROOT KEYS [MEMORY_KIB [USABLE_KIB [VERSION]]]"
   local root
   [[ ! -e $1 || -z $(ls -A -- "$1") ]] || fail 1 "$1 is not an empty folder"
   [[ -s $2/signing.pub && -s $2/firmware.key ]] || fail 1 "$2 contains no keys"
   root=$(realpath -m -- "$1")
   make_scratch "${root%/*}/"
-  make_memory_content "$scratch/content"
+  make_memory_content "$scratch/content" "${5:-1.4.2}"
   make_root "$scratch/root" "$2" "$scratch/content" "${3:-32768}"
   echo "usable_kib=${4:-0}" >>"$scratch/root/etc/tonecrate/updater.conf"
   mv -T -- "$scratch/root" "$root"

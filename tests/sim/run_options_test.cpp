@@ -53,7 +53,7 @@ TEST(RunOptions, ALaterOptionOverridesAnEarlierOne)
 
 TEST(RunOptions, AcceptsEveryScenario)
 {
-    for (const sim::Scenario& scenario : sim::allScenarios()) {
+    for (const sim::Play& scenario : sim::allScenarios()) {
         EXPECT_EQ(parsed({"--play", std::string(scenario.name)}).scenario, scenario.name);
     }
 }
@@ -87,7 +87,7 @@ TEST(RunOptions, HelpListsEveryOption)
     for (const char* option : {"--updater", "--preload", "--scripts", "--frames", "--play"}) {
         EXPECT_TRUE(contains(help, option)) << option;
     }
-    for (const sim::Scenario& scenario : sim::allScenarios()) {
+    for (const sim::Play& scenario : sim::allScenarios()) {
         EXPECT_TRUE(contains(help, "    " + std::string(scenario.name) + " ")) << scenario.name;
     }
 }

@@ -2,8 +2,8 @@
 #include "sim/device/png_file.h"
 #include "sim/run/frame_folder.h"
 #include "sim/run/live_view.h"
-#include "sim/run/reference_screens.h"
 #include "sim/run/scenarios.h"
+#include "sim/session/reference_screens.h"
 #include "tests/support/scratch_folder.h"
 
 #include <gtest/gtest.h>
@@ -91,7 +91,7 @@ TEST(FrameFolder, RejectsAFolderThatCannotBeCreated)
 TEST(Scenarios, EveryAwaitedScreenHasAReferencePicture)
 {
     const ReferenceScreens references(SCREENS_DIR);
-    for (const sim::Scenario& scenario : sim::allScenarios()) {
+    for (const sim::Play& scenario : sim::allScenarios()) {
         for (const auto& phase : scenario.phases) {
             for (const sim::Step& step : phase) {
                 EXPECT_TRUE(step.action != sim::Action::AwaitScreen || references.contains(step.what)) << step.what;
@@ -103,7 +103,7 @@ TEST(Scenarios, EveryAwaitedScreenHasAReferencePicture)
 TEST(Scenarios, NamesAreUnique)
 {
     std::set<std::string_view> names;
-    for (const sim::Scenario& scenario : sim::allScenarios()) {
+    for (const sim::Play& scenario : sim::allScenarios()) {
         EXPECT_TRUE(names.insert(scenario.name).second);
         EXPECT_EQ(sim::findScenario(scenario.name), &scenario);
     }

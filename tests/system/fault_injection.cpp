@@ -1,7 +1,7 @@
 // One operation for each fault of the storage, of the drive and of the scripts.
 #include "tests/system/fault_injection.h"
 
-#include "sim/run/process.h"
+#include "sim/session/process.h"
 #include "tests/support/process_census.h"
 #include "tests/system/script_tools.h"
 

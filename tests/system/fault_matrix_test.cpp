@@ -1,5 +1,5 @@
 // Runs the cells of the fault matrix with the scripts that ship, on image files.
-#include "sim/run/process.h"
+#include "sim/session/process.h"
 #include "tests/support/process_census.h"
 #include "tests/system/fault_injection.h"
 #include "tests/system/fault_tables.h"

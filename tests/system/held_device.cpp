@@ -1,7 +1,7 @@
 // Makes devices and drives, and holds the scripts with a FIFO.
 #include "tests/system/held_device.h"
 
-#include "sim/run/process.h"
+#include "sim/session/process.h"
 #include "tests/system/script_tools.h"
 
 #include <fcntl.h>

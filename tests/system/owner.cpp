@@ -1,7 +1,7 @@
 // Turns the knob, clicks, and follows the scripts line by line.
 #include "tests/system/owner.h"
 
-#include "sim/run/reference_screens.h"
+#include "sim/session/reference_screens.h"
 #include "tests/system/screen_painter.h"
 #include "updater/timing.h"
 

@@ -1,7 +1,7 @@
 // Runs the tools that make and check devices.
 #pragma once
 
-#include "sim/run/process.h"
+#include "sim/session/process.h"
 
 #include <filesystem>
 #include <stdexcept>

@@ -1,5 +1,5 @@
 // Converts the pictures to grey levels.
-#include "sim/run/reference_screens.h"
+#include "sim/session/reference_screens.h"
 
 #include "sim/device/png_file.h"
 

@@ -1,5 +1,5 @@
 // Starts a program with its output on a pipe.
-#include "sim/run/process.h"
+#include "sim/session/process.h"
 
 #include <array>
 #include <cerrno>

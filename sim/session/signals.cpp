@@ -1,5 +1,5 @@
 // Records the last signal.
-#include "sim/run/signals.h"
+#include "sim/session/signals.h"
 
 #include <csignal>
 #include <cstdlib>

@@ -1,8 +1,8 @@
 // Runs the scripts that create devices and drives, and removes their files.
-#include "sim/run/device_files.h"
+#include "sim/session/device_files.h"
 
-#include "sim/run/process.h"
-#include "sim/run/signals.h"
+#include "sim/session/process.h"
+#include "sim/session/signals.h"
 
 #include <cerrno>
 #include <chrono>
@@ -19,6 +19,9 @@ namespace sim {
 namespace fs = std::filesystem;
 
 namespace {
+
+constexpr const char* firmwareName = "tonecrate.fw";
+constexpr const char* deviceKeys = "keys";
 
 struct Tool {
     const char* name;
@@ -111,54 +114,90 @@ std::string DeviceFiles::run(const std::string& script, const std::vector<std::s
     return std::move(result.output);
 }
 
-fs::path DeviceFiles::keys() const
+fs::path DeviceFiles::keys(const std::string& name) const
 {
-    fs::path path = folder / "keys";
+    fs::path path = folder / name;
     if (!fs::exists(path)) {
         run(TONECRATE_MAKER "/tonecrate-make-keys", {path});
     }
     return path;
 }
 
-fs::path DeviceFiles::makeDevice(MemorySize memory) const
+fs::path DeviceFiles::makeDevice(const SessionSetup& setup)
 {
-    fs::path device = folder / "device";
-    run("make_device.sh", {device, keys(), std::to_string(memory.kib), std::to_string(memory.usableKib)});
+    fs::path device = folder / ("device" + std::to_string(++devices));
+    run("make_device.sh", {device, keys(deviceKeys), std::to_string(setup.memoryKib), std::to_string(setup.usableKib),
+                           setup.installedVersion.empty() ? "none" : setup.installedVersion});
     return device;
 }
 
-fs::path DeviceFiles::firmwareFile() const
+fs::path DeviceFiles::firmwareFile(const std::string& version, const std::string& keyName) const
 {
-    fs::path file = folder / "tonecrate.fw";
-    run(TONECRATE_MAKER "/tonecrate-pack-firmware", {firmware, std::string(version), keys(), file});
+    const fs::path parent = folder / ("firmware-" + version + "-" + keyName);
+    fs::path file = parent / firmwareName;
+    if (!fs::exists(file)) {
+        fs::create_directory(parent);
+        run(TONECRATE_MAKER "/tonecrate-pack-firmware", {firmware, version, keys(keyName), file});
+    }
     return file;
 }
 
-fs::path DeviceFiles::makeDrive(DriveKind kind) const
+/// The file on a drive that has a file system.
+fs::path DeviceFiles::contentOf(std::string_view drive) const
 {
-    fs::path drive = folder / "drive.img";
-    std::vector<std::string> arguments;
-    if (kind == DriveKind::FirmwareWithoutPartition) {
-        arguments.emplace_back("--no-partition");
+    constexpr const char* version = "2.0.0";
+    if (drive == "empty") {
+        return firmware / "release-notes.txt";
     }
-    arguments.push_back(drive);
-    if (kind == DriveKind::NoFirmware) {
-        arguments.push_back(firmware / "release-notes.txt");
-    } else {
-        arguments.push_back(firmwareFile());
+    if (drive == "older") {
+        return firmwareFile("1.0.0", deviceKeys);
     }
-    if (kind == DriveKind::CorruptFirmware) {
-        flipByteInTheMiddle(arguments.back());
+    if (drive == "unsigned") {
+        return firmwareFile(version, "foreign-keys");
     }
-    run("make_drive.sh", arguments);
-    return drive;
+    fs::path file = firmwareFile(version, deviceKeys);
+    if (drive != "corrupt") {
+        return file;
+    }
+    const fs::path corrupt = folder / "corrupt" / firmwareName;
+    fs::create_directory(corrupt.parent_path());
+    fs::copy_file(file, corrupt);
+    flipByteInTheMiddle(corrupt);
+    return corrupt;
 }
 
-std::string DeviceFiles::verify(const fs::path& device, Outcome outcome) const
+fs::path DeviceFiles::drive(std::string_view name) const
 {
-    const std::string presets = outcome == Outcome::Reset ? "lost" : "kept";
-    const std::string installed(outcome == Outcome::Formatted ? "none" : version);
-    return lastLineOf(run("verify_memory.sh", {device, firmware, installed, presets}));
+    fs::path image = folder / (std::string(name) + ".img");
+    if (fs::exists(image)) {
+        return image;
+    }
+    if (name == "unreadable") {
+        std::ofstream(image) << std::string(1 << 20, '\xff');
+    } else if (name == "whole-disk") {
+        run("make_drive.sh", {"--no-partition", image, contentOf(name)});
+    } else {
+        run("make_drive.sh", {image, contentOf(name)});
+    }
+    return image;
+}
+
+fs::path DeviceFiles::makeDriveWith(const fs::path& file) const
+{
+    const fs::path copy = folder / "own" / firmwareName;
+    std::error_code error;
+    fs::create_directory(copy.parent_path());
+    if (!fs::copy_file(file, copy, fs::copy_options::overwrite_existing, error)) {
+        throw std::runtime_error("cannot copy " + file.string() + ": " + error.message());
+    }
+    fs::path image = folder / "own.img";
+    run("make_drive.sh", {image, copy});
+    return image;
+}
+
+std::string DeviceFiles::verify(const fs::path& device, const std::string& version, const std::string& presets) const
+{
+    return lastLineOf(run("verify_memory.sh", {device, firmware, version, presets}));
 }
 
 std::string memoryContent(const fs::path& device)

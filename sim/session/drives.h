@@ -1,0 +1,33 @@
+// The drives that scenarios and views can plug in.
+#pragma once
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+
+namespace sim {
+
+struct DriveKind {
+    /// In scenarios.
+    std::string_view name;
+    /// For people.
+    std::string_view title;
+};
+
+inline constexpr DriveKind driveKinds[] = {
+    {"good", "Firmware 2.0.0"},
+    {"older", "Firmware 1.0.0, older than the installed one"},
+    {"empty", "No firmware file"},
+    {"corrupt", "Firmware with one wrong byte"},
+    {"unsigned", "Firmware with a wrong signature"},
+    {"whole-disk", "Firmware 2.0.0, no partition table"},
+    {"unreadable", "No file system"},
+};
+
+[[nodiscard]] inline bool isDriveName(std::string_view name)
+{
+    return std::any_of(std::begin(driveKinds), std::end(driveKinds),
+                       [&](const DriveKind& kind) { return kind.name == name; });
+}
+
+} // namespace sim

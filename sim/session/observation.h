@@ -1,0 +1,65 @@
+// The state of a session as a view shows it.
+#pragma once
+
+#include "sim/models/screen.h"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace sim {
+
+/// While the device is off, everything except `isOn`, `drive`, `isButtonDown` and `faults` has its last value, except
+/// that the screen and the LEDs are 0.
+struct Observation {
+    bool isOn = false;
+    /// Since the last power-on.
+    std::uint64_t iteration = 0;
+    /// The number of complete frames since the last power-on.
+    std::uint64_t frames = 0;
+    /// The panel's picture: respects all registers except the contrast.
+    Screen screen{};
+    DisplayRegisters display{};
+    /// Four times red, green and blue, then the six LEDs of the bar.
+    std::array<std::uint8_t, 18> leds{};
+    /// The name of the drive as in the scenario language, "file" for a drive made of a file, empty for none.
+    std::string drive{};
+    bool isButtonDown = false;
+    /// The name and the argument of the running script, such as "format.sh 0"; empty if none runs.
+    std::string script{};
+    /// The names of the injected faults, some of which take effect at the next power-on.
+    std::set<std::string> faults{};
+    /// What the updater has written since the last power-on.
+    std::string output{};
+    std::string error{};
+    /// Since the creation of the device.
+    std::vector<std::string> violations{};
+    /// How the updater ended, such as "signal 11 (Segmentation fault)"; none while it runs or the device is off.
+    std::optional<std::string> end{};
+};
+
+/// An entry of the log of a session.
+struct Event {
+    enum class Kind {
+        /// A line of the updater's standard output, perhaps incomplete.
+        Output,
+        /// A line of the updater's standard error, perhaps incomplete.
+        Error,
+        Violation,
+        /// The start of a script.
+        Script,
+        /// An input, as a statement.
+        Input,
+        /// The end of the updater.
+        End,
+    };
+
+    std::uint64_t iteration;
+    Kind kind;
+    std::string text;
+};
+
+} // namespace sim

@@ -1,0 +1,54 @@
+// A scenario: the set-up of a device, and what happens to it.
+#pragma once
+
+#include "sim/session/statement.h"
+
+#include <filesystem>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace sim {
+
+/// The device and its faults at the first power-on.
+struct SessionSetup {
+    /// Empty for a device without firmware.
+    std::string installedVersion = "1.4.2";
+    int memoryKib = 32768;
+    /// How many KiB of files a worn memory accepts; 0 for no limit.
+    int usableKib = 0;
+    /// Names from injected_faults.h.
+    std::set<std::string> faults{};
+    /// How long the transfer of a frame takes; 0 for the time that follows from the bus speed.
+    int frameMilliseconds = 0;
+
+    bool operator==(const SessionSetup&) const = default;
+
+    /// `statement` must be a part of a set-up.
+    void add(const Statement& statement);
+    /// The statements that differ from the default.
+    [[nodiscard]] std::vector<Statement> statements() const;
+};
+
+struct Scenario {
+    struct Line {
+        Statement statement;
+        /// Counted from 1; 0 for a scenario that was not read from a text.
+        std::size_t number = 0;
+    };
+
+    SessionSetup setup{};
+    std::vector<Line> lines{};
+    /// The text of the first comment line.
+    std::string summary{};
+};
+
+/// Parses the text of a scenario. Throws SyntaxError with the message "NAME:LINE: expected ...".
+[[nodiscard]] Scenario parseScenario(std::string_view text, const std::string& name);
+/// Throws std::runtime_error if the file cannot be read, and SyntaxError.
+[[nodiscard]] Scenario readScenario(const std::filesystem::path& file);
+/// The text that `parseScenario` parses to an equal scenario.
+[[nodiscard]] std::string print(const Scenario& scenario);
+
+} // namespace sim

@@ -1,0 +1,92 @@
+// A device with its files and drives, its inputs, what can be observed of it, and a recording.
+#pragma once
+
+#include "sim/device/simulated_device.h"
+#include "sim/session/device_files.h"
+#include "sim/session/observation.h"
+#include "sim/session/scenario.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace sim {
+
+/// The programs that a session runs.
+struct Programs {
+    std::filesystem::path updater{};
+    std::filesystem::path preload{};
+    /// Called at least every 100 ms while waiting for the updater. An exception ends the wait and propagates.
+    std::function<void()> whileWaiting{};
+};
+
+/// Runs in virtual time: the device stands still except during `run`. Equal inputs at equal iterations produce equal
+/// frames, on any machine. Operations throw std::runtime_error if the device cannot be used. The end of the updater is
+/// not an error, but an observation.
+class Session {
+public:
+    /// Iterations from a script's start to its first line, and from each line to the next.
+    static constexpr std::uint64_t scriptPace = 250;
+    /// How long a click presses the button, in iterations. Longer than debouncing takes.
+    static constexpr std::uint64_t clickIterations = SimulatedDevice::clickIterations;
+
+    /// Creates the device's files and switches the device on. `files` must outlive the session.
+    Session(DeviceFiles& files, Programs chosenPrograms, SessionSetup chosenSetup = {});
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    /// Switches the device off, and removes its files.
+    ~Session();
+
+    /// Applies and records an input (see isInput) at the current iteration; ignores its `at`. Inputs that change
+    /// nothing, such as "unplug" without a drive, have no effect, but are recorded. Throws std::logic_error for other
+    /// statements.
+    void apply(const Statement& input);
+    /// Runs that many iterations. Returns earlier if the updater ends. Has no effect while the device is off.
+    void run(std::uint64_t iterations);
+
+    [[nodiscard]] const Observation& observe() const { return observation; }
+    /// All events since the creation of the device, oldest first.
+    [[nodiscard]] const std::vector<Event>& events() const { return log; }
+    /// The set-up, every input with its iteration, and a check at the current iteration that the updater is still
+    /// running, or has ended. Replaying this scenario produces the same frames.
+    [[nodiscard]] Scenario recording() const;
+
+    /// The folder with the device's files.
+    [[nodiscard]] const std::filesystem::path& root() const { return deviceRoot; }
+
+private:
+    void powerOn();
+    void powerOff();
+    void plug(const Statement& input);
+    void setButton(bool isDown);
+    void setFault(const std::string& name, bool on);
+    void applyToDevice(const Statement& input);
+
+    /// Calls `operation` if the updater runs. If the updater has ended, observes its end.
+    void withDevice(const std::function<void()>& operation);
+    void runSlice(std::uint64_t iterations);
+    void observeDevice();
+    void observeScript();
+    void observeText(std::string& seen, const std::string& all, Event::Kind kind);
+    void observeViolations();
+    void observeEnd();
+    void note(Event::Kind kind, const std::string& text);
+
+    DeviceFiles& deviceFiles;
+    const Programs programs;
+    const SessionSetup setup;
+    const std::filesystem::path deviceRoot;
+    UsbDrive port;
+    std::unique_ptr<SimulatedDevice> device;
+
+    Observation observation;
+    std::vector<Event> log;
+    std::vector<Statement> inputs;
+    /// The number of violations before the last power-on.
+    std::size_t earlierViolations = 0;
+};
+
+} // namespace sim

@@ -1,0 +1,80 @@
+// One line of a scenario. docs/scenarios.md describes the language.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace sim {
+
+enum class Verb {
+    // The set-up of a device.
+    DeviceInstalled,
+    DeviceMemory,
+    DeviceWorn,
+    Fault,
+    BusSlow,
+    // Inputs.
+    Turn,
+    Press,
+    Release,
+    Plug,
+    PlugFile,
+    Unplug,
+    PowerOff,
+    PowerOn,
+    FaultOn,
+    FaultOff,
+    // Several inputs, or none.
+    Click,
+    Hold,
+    Wait,
+    AwaitScreen,
+    AwaitOutput,
+    AwaitScript,
+    AwaitFrames,
+    ExpectScreen,
+    ExpectMemory,
+    ExpectMemoryUnchanged,
+    ExpectLedBar,
+    ExpectLedRgb,
+    ExpectNoViolation,
+    ExpectViolation,
+    ExpectProgram,
+};
+
+[[nodiscard]] bool isSetUp(Verb verb);
+/// An input changes the device and takes no time.
+[[nodiscard]] bool isInput(Verb verb);
+
+struct Statement {
+    Verb verb;
+    /// In canonical form: numbers are decimal, and texts are not quoted.
+    std::vector<std::string> arguments{};
+    /// The iteration after power-on; none for the current iteration.
+    std::optional<std::uint64_t> at{};
+
+    bool operator==(const Statement&) const = default;
+
+    [[nodiscard]] const std::string& text(std::size_t index = 0) const { return arguments.at(index); }
+    [[nodiscard]] std::int64_t number(std::size_t index = 0) const { return std::stoll(arguments.at(index)); }
+};
+
+/// Describes in one line what was expected and what was found.
+class SyntaxError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Parses one statement; a comment may follow it. Throws SyntaxError.
+[[nodiscard]] Statement parseStatement(std::string_view line);
+/// Whether the line contains only blanks and a comment.
+[[nodiscard]] bool isBlank(std::string_view line);
+/// The inverse of `parseStatement`.
+[[nodiscard]] std::string print(const Statement& statement);
+
+} // namespace sim

@@ -1,0 +1,9 @@
+# Sessions with the simulated device, and scenarios.
+add_folder_tests(sim_session
+    SOURCES session_test.cpp statement_test.cpp
+    LIBRARIES sim_session
+    FILES ${simulated_device_files})
+target_compile_definitions(sim_session_tests PRIVATE
+    UPDATER="$<TARGET_FILE:tonecrate-updater>" PRELOAD="$<TARGET_FILE:sim_preload>"
+    SIM_DIR="${PROJECT_SOURCE_DIR}/sim" SCREENS_DIR="${PROJECT_SOURCE_DIR}/screens")
+add_dependencies(sim_session_tests tonecrate-updater sim_preload)
