@@ -16,6 +16,7 @@ public:
     /// of a screen.
     explicit ReferenceScreens(const std::filesystem::path& folder);
 
+    [[nodiscard]] const std::map<Screen, std::string>& getNames() const { return names; }
     [[nodiscard]] bool contains(std::string_view name) const;
     /// The name of the picture that equals the screen in every pixel; empty if no picture equals it.
     [[nodiscard]] std::string nameOf(const Screen& screen) const;

@@ -56,7 +56,7 @@ void ModelledDevice::press(std::uint64_t iterations)
     device->run(40);
 }
 
-void ModelledDevice::printProgress(const ControlledScript& script, const std::string& progress)
+void ModelledDevice::printProgress(const sim::ControlledScript& script, const std::string& progress)
 {
     script.print(*device, "SHOW: " + progress + "\n");
     model.progressPrinted(progress);
@@ -68,7 +68,7 @@ void ModelledDevice::awaitScriptEnd(int status)
     model.scriptEnded(status, device->iteration() + 1);
 }
 
-const ControlledScript& ModelledDevice::currentScript() const
+const sim::ControlledScript& ModelledDevice::currentScript() const
 {
     return model.place() == FlowModel::Place::Preparing    ? device.decrypt
            : model.place() == FlowModel::Place::Formatting ? device.format

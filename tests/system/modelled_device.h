@@ -21,11 +21,11 @@ public:
     void click();
     void pressLong();
     /// Makes `script` print the progress line. The script must be running.
-    void printProgress(const ControlledScript& script, const std::string& progress);
+    void printProgress(const sim::ControlledScript& script, const std::string& progress);
     /// Waits until the running script has ended. `status` is its exit status.
     void awaitScriptEnd(int status);
     /// The running script. A script must be running.
-    [[nodiscard]] const ControlledScript& currentScript() const;
+    [[nodiscard]] const sim::ControlledScript& currentScript() const;
 
     /// Runs until the display shows every change.
     void settle();

@@ -93,7 +93,7 @@ private:
         if (!model.isScriptRunning()) {
             return;
         }
-        const ControlledScript& script = walker.currentScript();
+        const sim::ControlledScript& script = walker.currentScript();
         if (step.act == Act::Progress) {
             walker.printProgress(script, "step " + std::to_string(step.number));
         } else if (step.act == Act::Noise) {

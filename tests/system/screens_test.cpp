@@ -92,6 +92,11 @@ constexpr GoldenScreen goldenScreens[] = {
          device.turn(-1);
      }},
     {"menu-without-update", [](Device& device) { device.toMenu("", "2.0.0"); }},
+    {"menu-without-update-selected",
+     [](Device& device) {
+         device.toMenu("", "2.0.0");
+         device.turn(1);
+     }},
     {"update-no", [](Device& device) { device.toUpdateDialog(); }},
     {"update-yes",
      [](Device& device) {

@@ -1,9 +1,9 @@
 // The fixture for the system tests: the real updater on a simulated device, with scripts that the test controls.
 #pragma once
 
+#include "sim/device/controlled_script.h"
 #include "sim/device/simulated_device.h"
 #include "tests/support/scratch_folder.h"
-#include "tests/system/controlled_script.h"
 #include "tests/system/golden_screen.h"
 #include "tests/system/screen_painter.h"
 #include "updater/screen_texts.h"
@@ -62,9 +62,9 @@ private:
     ScratchFolder folder;
 
 public:
-    ControlledScript decrypt;
-    ControlledScript format;
-    ControlledScript install;
+    sim::ControlledScript decrypt;
+    sim::ControlledScript format;
+    sim::ControlledScript install;
 
 private:
     std::unique_ptr<sim::SimulatedDevice> device;

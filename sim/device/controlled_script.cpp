@@ -1,5 +1,5 @@
-// The shell script and the test's end of its FIFO.
-#include "tests/system/controlled_script.h"
+// The shell script and the controller's end of its FIFO.
+#include "sim/device/controlled_script.h"
 
 #include "sim/device/simulated_device.h"
 
@@ -12,6 +12,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace sim {
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -22,6 +24,7 @@ echo "$*" >> "$DEVICE_ROOT/calls.$name"
 while IFS= read -r command; do
     case $command in
     'exit '*) exit "${command#exit }" ;;
+    die) kill -s KILL $$ ;;
     *) printf '%b' "$command" ;;
     esac
 done < "$DEVICE_ROOT/commands.$name"
@@ -73,15 +76,21 @@ void ControlledScript::send(const std::string& command) const
     }
 }
 
-void ControlledScript::print(sim::SimulatedDevice& device, const std::string& bytes) const
+void ControlledScript::print(SimulatedDevice& device, const std::string& bytes) const
 {
     send(escaped(bytes));
     device.awaitScriptOutput(static_cast<int>(bytes.size()));
 }
 
-void ControlledScript::exit(sim::SimulatedDevice& device, int status) const
+void ControlledScript::exit(SimulatedDevice& device, int status) const
 {
     send("exit " + std::to_string(status));
+    device.awaitScriptEnd();
+}
+
+void ControlledScript::die(SimulatedDevice& device) const
+{
+    send("die");
     device.awaitScriptEnd();
 }
 
@@ -91,3 +100,5 @@ std::string ControlledScript::calls() const
     text << std::ifstream(callsFile).rdbuf();
     return text.str();
 }
+
+} // namespace sim

@@ -1,12 +1,12 @@
-// A device script that executes commands sent by the test.
+// A device script that executes commands sent by the controller.
 #pragma once
 
 #include <filesystem>
 #include <string>
 
 namespace sim {
+
 class SimulatedDevice;
-}
 
 /// A shell script in the device's /usr/sbin/ that reads commands from a FIFO. No device time passes until the script
 /// has executed the command.
@@ -19,9 +19,11 @@ public:
     ~ControlledScript();
 
     /// Makes the script print `bytes` (at most 60,000) and returns when they are in the pipe to the updater.
-    void print(sim::SimulatedDevice& device, const std::string& bytes) const;
+    void print(SimulatedDevice& device, const std::string& bytes) const;
     /// Makes the script exit.
-    void exit(sim::SimulatedDevice& device, int status) const;
+    void exit(SimulatedDevice& device, int status) const;
+    /// Makes the script kill itself with SIGKILL.
+    void die(SimulatedDevice& device) const;
 
     /// The arguments of each call of the script, one line per call.
     [[nodiscard]] std::string calls() const;
@@ -32,3 +34,5 @@ private:
     std::filesystem::path callsFile;
     int commands;
 };
+
+} // namespace sim

@@ -1,0 +1,96 @@
+// A device whose inputs and script results the explorer chooses.
+#pragma once
+
+#include "sim/device/controlled_script.h"
+#include "sim/device/simulated_device.h"
+#include "sim/map/wheel.h"
+#include "sim/models/screen.h"
+
+#include <array>
+#include <compare>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace sim {
+
+/// What the owner sees, and the script that runs.
+struct Place {
+    /// With the first frame of the wheel, if there is one.
+    Screen screen{};
+    Wheel wheel = Wheel::None;
+    /// The file name and the arguments; empty if no script is running.
+    std::string script{};
+
+    auto operator<=>(const Place&) const = default;
+};
+
+/// Devices in equal states react in the same way to everything that can happen.
+struct State {
+    Place place{};
+    bool hasDrive = false;
+    /// Whether decrypt.sh has found an installed version.
+    bool isInstalled = false;
+    /// The scripts that have been started.
+    std::vector<std::string> calls{};
+
+    auto operator<=>(const State&) const = default;
+};
+
+/// A new device, switched on. Operations throw DeviceEnded if the updater has ended, and std::runtime_error if the
+/// device cannot be used.
+class ExploredDevice {
+public:
+    struct Programs {
+        std::filesystem::path updater;
+        std::filesystem::path preload;
+        /// The folder for the files of devices.
+        std::filesystem::path work;
+    };
+
+    explicit ExploredDevice(const Programs& programs);
+    ExploredDevice(const ExploredDevice&) = delete;
+    ExploredDevice& operator=(const ExploredDevice&) = delete;
+
+    /// The screens during one turn of the wheel, after everything that the last operation has caused.
+    [[nodiscard]] std::vector<Screen> settle();
+    [[nodiscard]] State state(const WheelFrames& wheel);
+    /// The protocol violations so far.
+    [[nodiscard]] std::vector<std::string> violations() { return device.violations(); }
+
+    void turn(int steps) { device.turn(steps); }
+    void click() { device.click(); }
+    void pressLong();
+    void plug();
+    void unplug() { device.unplug(); }
+
+    // The running script.
+
+    void printProgress();
+    /// decrypt.sh writes the version of the firmware and, if `findsInstalled`, the installed version.
+    void endScript(int status, bool findsInstalled = false);
+    void killScript();
+
+private:
+    /// The device's files, removed by the destructor.
+    struct Root {
+        explicit Root(std::filesystem::path newFolder);
+        Root(const Root&) = delete;
+        Root& operator=(const Root&) = delete;
+        ~Root();
+
+        std::filesystem::path folder;
+    };
+
+    void write(const std::string& name, const std::string& text) const;
+    /// The scripts that have been started, with their arguments.
+    [[nodiscard]] std::vector<std::string> calls();
+    [[nodiscard]] const ControlledScript& script();
+
+    const Root root;
+    const std::array<ControlledScript, 3> scripts;
+    SimulatedDevice device;
+    bool isInstalled = false;
+};
+
+} // namespace sim

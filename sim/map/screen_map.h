@@ -1,0 +1,52 @@
+// The map of the screens: what leads from which screen to which.
+#pragma once
+
+#include "sim/map/explorer.h"
+
+#include <cstddef>
+#include <filesystem>
+#include <iosfwd>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace sim {
+
+class ReferenceScreens;
+
+class ScreenMap {
+public:
+    /// Merges the states that show the same screen while the same script runs. `references` name the screens.
+    ScreenMap(const std::vector<Explorer::Node>& nodes, const WheelFrames& wheel, const ReferenceScreens& references);
+
+    /// Prints each screen, in the order in which they were found, with the acts that lead to another screen.
+    void print(std::ostream& out) const;
+    /// Writes a PNG file for each screen, with the name that `print` prints.
+    void writePictures(const std::filesystem::path& folder) const;
+
+private:
+    struct Arrow {
+        std::string_view act;
+        std::size_t target;
+
+        auto operator<=>(const Arrow&) const = default;
+    };
+
+    struct Entry {
+        Place place;
+        std::string name;
+        std::set<Arrow> arrows{};
+    };
+
+    std::size_t add(const Place& place);
+    [[nodiscard]] std::string nameOf(const Place& place) const;
+
+    std::map<Screen, std::string> goldenNames;
+    std::map<Place, std::size_t> numbers;
+    std::vector<Entry> entries;
+};
+
+} // namespace sim

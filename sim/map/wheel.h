@@ -1,0 +1,44 @@
+// Recognises the busy indicator, whose frame depends on the time.
+#pragma once
+
+#include "sim/models/screen.h"
+
+#include <array>
+#include <cstdint>
+#include <set>
+#include <span>
+
+namespace sim {
+
+/// The busy indicator. It may stop at any of its frames.
+enum class Wheel { None, Turning, Stopped };
+
+class WheelFrames {
+public:
+    /// The period of a frame, in iterations, and the number of frames.
+    static constexpr std::uint64_t period = 142;
+    static constexpr std::size_t count = 8;
+
+    /// `screens` show a turning wheel in each of its frames. Throws std::runtime_error if they do not.
+    explicit WheelFrames(std::span<const Screen> screens);
+
+    /// `screens` were shown during one turn of the wheel.
+    [[nodiscard]] Wheel find(std::span<const Screen> screens) const;
+    /// Replaces the wheel on the screen by one that does not depend on the time.
+    [[nodiscard]] Screen withFirstFrame(Screen screen) const;
+
+private:
+    /// The area of the wheel, without the column `right` and the row `bottom`.
+    static constexpr int left = 102;
+    static constexpr int right = 154;
+    static constexpr int top = 104;
+    static constexpr int bottom = 155;
+
+    using Area = std::array<std::uint8_t, std::size_t{right - left} * (bottom - top)>;
+
+    [[nodiscard]] static Area areaOf(const Screen& screen);
+
+    std::set<Area> frames;
+};
+
+} // namespace sim
