@@ -3,7 +3,6 @@
 
 #include "sim/session/signals.h"
 
-#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <iostream>
@@ -18,47 +17,16 @@ using Clock = std::chrono::steady_clock;
 
 constexpr auto frameInterval = std::chrono::milliseconds(33);
 
-/// How long the updater may take to reply.
-constexpr auto replyTimeout = std::chrono::seconds(5);
-
-/// In iterations: long enough for a person to read the progress line.
-constexpr std::uint64_t scriptPace = 250;
-
-DeviceSetup completed(DeviceSetup setup)
-{
-    setup.time = Time::Real;
-    setup.timeout = replyTimeout;
-    setup.endTimeout = replyTimeout;
-    setup.whileWaiting = checkSignals;
-    setup.scriptPace = scriptPace;
-    return setup;
-}
-
 } // namespace
-
-LiveSession::LiveSession(DeviceSetup setup, std::filesystem::path driveImage, const ReferenceScreens& chosenReferences,
-                         FrameFolder& chosenFrames)
-    : drive(std::move(driveImage)), references(chosenReferences), frames(chosenFrames),
-      device(completed(std::move(setup)))
-{}
 
 void LiveSession::run()
 {
-    try {
-        showUntilQuit();
-    } catch (const DeviceEnded&) {
-        device.waitForEnd(); // `report` prints how it ended
-    }
-}
-
-void LiveSession::showUntilQuit()
-{
     Terminal terminal;
     LiveView view(terminal);
+    LiveClock clock(Clock::now());
     auto nextFrame = Clock::now();
-    while (!hasQuit) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextFrame - Clock::now());
-        terminal.awaitInput(std::max(left, std::chrono::milliseconds(0)));
+    while (!hasQuit && !session.observe().end) {
+        terminal.awaitInput(std::chrono::ceil<std::chrono::milliseconds>(clock.untilDue(Clock::now())));
         if (caughtSignal() == SIGINT) {
             return;
         }
@@ -66,25 +34,40 @@ void LiveSession::showUntilQuit()
         for (Command command = terminal.readCommand(); command != Command::None; command = terminal.readCommand()) {
             handle(command);
         }
-        if (std::exchange(needsReset, false)) {
-            view.reset();
-        }
+        runDue(clock.takeDue(Clock::now()));
         if (Clock::now() >= nextFrame) {
             nextFrame = Clock::now() + frameInterval;
-            updateButton();
-            updateSnapshot();
-            view.draw(snapshot);
+            draw(view);
         }
     }
+}
+
+void LiveSession::runDue(std::uint64_t iterations)
+{
+    applyButton();
+    const std::uint64_t before = session.observe().frames;
+    session.run(iterations);
+    const Observation& seen = session.observe();
+    if (seen.frames != before) {
+        frames.add(seen.screen, references.nameOf(seen.screen));
+    }
+}
+
+void LiveSession::draw(LiveView& view)
+{
+    if (std::exchange(needsReset, false)) {
+        view.reset();
+    }
+    view.draw(session.observe(), message);
 }
 
 void LiveSession::handle(Command command)
 {
     switch (command) {
     case Command::TurnLeft:
-        return device.turn(-1);
+        return session.apply({Verb::Turn, {"-1"}});
     case Command::TurnRight:
-        return device.turn(1);
+        return session.apply({Verb::Turn, {"+1"}});
     case Command::Click:
         return buttonTimer.click();
     case Command::Hold:
@@ -108,70 +91,52 @@ void LiveSession::handle(Command command)
 
 void LiveSession::insertDrive()
 {
-    snapshot.message = device.hasDrive() ? "a drive is already inserted" : "";
-    if (!device.hasDrive()) {
-        device.plug(drive);
+    const bool hasDrive = !session.observe().drive.empty();
+    message = hasDrive ? "a drive is already inserted" : "";
+    if (!hasDrive) {
+        session.apply({Verb::Plug, {drive}});
     }
 }
 
 void LiveSession::ejectDrive()
 {
-    snapshot.message = device.hasDrive() ? "" : "no drive to eject";
-    device.unplug();
+    const bool hasDrive = !session.observe().drive.empty();
+    message = hasDrive ? "" : "no drive to eject";
+    if (hasDrive) {
+        session.apply({Verb::Unplug});
+    }
 }
 
 void LiveSession::saveScreen()
 {
     try {
-        screenshots.push_back(saveScreenshot(snapshot.screen));
-        snapshot.message = "saved " + screenshots.back();
+        screenshots.push_back(saveScreenshot(session.observe().screen));
+        message = "saved " + screenshots.back();
     } catch (const std::runtime_error& error) {
-        snapshot.message = error.what();
+        message = error.what();
     }
 }
 
-void LiveSession::updateButton()
+void LiveSession::applyButton()
 {
-    if (const auto isPress = buttonTimer.update(device.iteration())) {
-        *isPress ? device.press() : device.release();
+    if (const auto isPress = buttonTimer.update(session.observe().iteration)) {
+        session.apply({*isPress ? Verb::Press : Verb::Release});
     }
 }
 
-void LiveSession::updateSnapshot()
-{
-    snapshot.screen = device.screen();
-    snapshot.leds = device.leds();
-    snapshot.iteration = device.iteration();
-    snapshot.hasDrive = device.hasDrive();
-    snapshot.isButtonDown = buttonTimer.isDown();
-    snapshot.isScriptRunning = device.isScriptRunning();
-    violations = device.violations();
-    snapshot.violation = violations.empty() ? "" : violations.back();
-    if (device.frameCount() > 0) {
-        frames.add(snapshot.screen, references.nameOf(snapshot.screen));
-    }
-}
-
-bool LiveSession::report()
+bool LiveSession::report() const
 {
     for (const std::string& name : screenshots) {
         std::cout << "saved " << name << '\n';
     }
-    const bool hasEnded = device.waitStatus().has_value();
-    if (hasEnded) {
-        reportEnd();
+    const Observation& seen = session.observe();
+    if (seen.end) {
+        std::cerr << "tonecrate-simulator: the updater has ended: " << *seen.end << '\n' << seen.error;
     }
-    for (const std::string& violation : violations) {
+    for (const std::string& violation : seen.violations) {
         std::cerr << "tonecrate-simulator: protocol violation: " << violation << '\n';
     }
-    return !hasEnded && violations.empty();
-}
-
-void LiveSession::reportEnd()
-{
-    std::cerr << "tonecrate-simulator: the updater has ended: " << SimulatedDevice::explain(*device.waitStatus())
-              << '\n'
-              << device.standardError();
+    return !seen.end && seen.violations.empty();
 }
 
 } // namespace sim

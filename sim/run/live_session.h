@@ -1,13 +1,13 @@
-// Runs a device interactively in a terminal, in real time.
+// Shows a session in a terminal, in real time.
 #pragma once
 
-#include "sim/device/simulated_device.h"
 #include "sim/run/button_timer.h"
 #include "sim/run/frame_folder.h"
 #include "sim/run/live_view.h"
+#include "sim/session/live_clock.h"
 #include "sim/session/reference_screens.h"
+#include "sim/session/session.h"
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -15,34 +15,35 @@ namespace sim {
 
 class LiveSession {
 public:
-    /// Starts the device. Only `updater`, `preload` and `root` of `setup` are used.
-    LiveSession(DeviceSetup setup, std::filesystem::path driveImage, const ReferenceScreens& chosenReferences,
-                FrameFolder& chosenFrames);
+    /// The name of the drive that the user can insert.
+    static constexpr const char* drive = "good";
+
+    LiveSession(Session& chosenSession, const ReferenceScreens& screens, FrameFolder& folder)
+        : session(chosenSession), references(screens), frames(folder)
+    {}
 
     /// Returns when the user quits, SIGINT arrives or the updater ends. Throws Interrupted after any other termination
     /// signal, and std::runtime_error if the terminal or the device fails.
     void run();
     /// Prints the results; call it after `run`. Returns false if the updater ended or violated a protocol.
-    [[nodiscard]] bool report();
+    [[nodiscard]] bool report() const;
 
 private:
-    void showUntilQuit();
     void handle(Command command);
     void insertDrive();
     void ejectDrive();
     void saveScreen();
-    void updateButton();
-    void updateSnapshot();
-    void reportEnd();
+    void runDue(std::uint64_t iterations);
+    void applyButton();
+    void draw(LiveView& view);
 
-    const std::filesystem::path drive;
+    Session& session;
     const ReferenceScreens& references;
     FrameFolder& frames;
-    SimulatedDevice device;
 
-    Snapshot snapshot;
     ButtonTimer buttonTimer;
-    std::vector<std::string> violations;
+    /// The result of the last command.
+    std::string message;
     std::vector<std::string> screenshots;
     bool hasQuit = false;
     bool needsReset = false;

@@ -40,15 +40,15 @@ std::wstring wide(const std::string& text)
     return result;
 }
 
-std::string stateLine(const Snapshot& snapshot)
+std::string stateLine(const Observation& seen, const std::string& message)
 {
     std::array<char, 32> time{};
-    std::snprintf(time.data(), time.size(), "%.1f s", static_cast<double>(snapshot.iteration) / 1000);
+    std::snprintf(time.data(), time.size(), "%.1f s", static_cast<double>(seen.iteration) / 1000);
     std::string text = time.data();
-    text += snapshot.hasDrive ? "  drive inserted" : "  no drive";
-    text += snapshot.isButtonDown ? "  button down" : "";
-    text += snapshot.isScriptRunning ? "  script running" : "";
-    return text + (snapshot.message.empty() ? "" : "  " + snapshot.message);
+    text += seen.drive.empty() ? "  no drive" : "  drive inserted";
+    text += seen.isButtonDown ? "  button down" : "";
+    text += seen.script.empty() ? "" : "  script running";
+    return text + (message.empty() ? "" : "  " + message);
 }
 
 constexpr const wchar_t* keyHelp = L"\u2190\u2192 turn  space click  p hold  i insert  e eject  s save  q quit";
@@ -68,25 +68,25 @@ void LiveView::reset()
     drawn.reset();
 }
 
-void LiveView::draw(const Snapshot& snapshot)
+void LiveView::draw(const Observation& seen, const std::string& message)
 {
     if (!drawn) {
         terminal.clear();
         detail = detailFor(terminal.columns(), terminal.rows(), terminal.hasGreys());
     }
-    if (drawn != snapshot.screen) {
-        drawScreen(snapshot.screen);
-        drawn = snapshot.screen;
+    if (drawn != seen.screen) {
+        drawScreen(seen.screen);
+        drawn = seen.screen;
     }
     const Size size = detail == Detail::Greys ? greysSize : detail == Detail::Pixels ? pixelsSize : smallSize;
     int row = std::max(std::min(size.rows, terminal.rows()) - linesBelow, 0);
-    drawLeds(row++, snapshot.leds);
+    drawLeds(row++, seen.leds);
     terminal.putRow(row++, keyHelp, Ink::Plain);
-    terminal.putRow(row++, wide(stateLine(snapshot)), Ink::Plain);
-    if (snapshot.violation.empty()) {
+    terminal.putRow(row++, wide(stateLine(seen, message)), Ink::Plain);
+    if (seen.violations.empty()) {
         terminal.putRow(row, hint(), Ink::Plain);
     } else {
-        terminal.putRow(row, wide("protocol violation: " + snapshot.violation), Ink::Warning);
+        terminal.putRow(row, wide("protocol violation: " + seen.violations.back()), Ink::Warning);
     }
     terminal.flush();
 }

@@ -1,8 +1,8 @@
 // Draws the device on a terminal.
 #pragma once
 
-#include "sim/models/screen.h"
 #include "sim/run/terminal.h"
+#include "sim/session/observation.h"
 
 #include <array>
 #include <cstdint>
@@ -10,20 +10,6 @@
 #include <string>
 
 namespace sim {
-
-/// The visible state of a device.
-struct Snapshot {
-    Screen screen{};
-    std::array<std::uint8_t, 18> leds{};
-    std::uint64_t iteration = 0;
-    bool hasDrive = false;
-    bool isButtonDown = false;
-    bool isScriptRunning = false;
-    /// The result of the last command.
-    std::string message{};
-    /// The last protocol violation; empty for none.
-    std::string violation{};
-};
 
 /// How the screen is drawn, which depends on the size of the window.
 enum class Detail {
@@ -41,7 +27,8 @@ class LiveView {
 public:
     explicit LiveView(Terminal& chosenTerminal) : terminal(chosenTerminal) {}
 
-    void draw(const Snapshot& snapshot);
+    /// `message` is the result of the user's last command.
+    void draw(const Observation& seen, const std::string& message);
     /// Makes the next `draw` redraw everything for the current size of the window.
     void reset();
 

@@ -2,15 +2,17 @@
 #include "sim/run/frame_folder.h"
 #include "sim/run/live_session.h"
 #include "sim/run/options.h"
-#include "sim/run/scenario_runner.h"
+#include "sim/run/scenario_printer.h"
 #include "sim/session/device_files.h"
 #include "sim/session/reference_screens.h"
+#include "sim/session/scenario_player.h"
 #include "sim/session/signals.h"
 
 #include <cerrno>
 #include <cstring>
 #include <exception>
 #include <fcntl.h>
+#include <fstream>
 #include <iostream>
 #include <unistd.h>
 
@@ -23,7 +25,10 @@ constexpr int wrongUsage = 2;
 
 sim::Options defaultOptions()
 {
-    return {.updater = TONECRATE_UPDATER, .preload = TONECRATE_PRELOAD, .scripts = TONECRATE_SIM_FOLDER "/scripts"};
+    return {.updater = TONECRATE_UPDATER,
+            .preload = TONECRATE_PRELOAD,
+            .scripts = TONECRATE_SIM_FOLDER "/scripts",
+            .scenarios = TONECRATE_SCENARIOS};
 }
 
 void require(const fs::path& path, int mode)
@@ -40,27 +45,46 @@ void requireFiles(const sim::Options& options)
     require(options.scripts, X_OK);
 }
 
-sim::DeviceSetup setupOf(const sim::Options& options, fs::path root)
+sim::Programs programsOf(const sim::Options& options)
 {
-    return {
-        .updater = fs::absolute(options.updater), .preload = fs::absolute(options.preload), .root = std::move(root)};
+    return {fs::absolute(options.updater), fs::absolute(options.preload), sim::checkSignals};
 }
 
-int runScenario(const sim::Options& options, const sim::Play& scenario)
+/// Writes the recording, if one is requested.
+void record(const sim::Options& options, const sim::Session& session)
 {
+    if (!options.recording.empty() && !(std::ofstream(options.recording) << print(session.recording())).flush()) {
+        throw std::runtime_error("cannot write " + options.recording.string());
+    }
+}
+
+std::string play(const sim::Options& options, const fs::path& file)
+{
+    const sim::Scenario scenario = sim::readScenario(file);
+    const sim::ReferenceScreens references(TONECRATE_SCREENS);
+    sim::FrameFolder frames(options.frames);
+    sim::DeviceFiles deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
+    sim::Session session(deviceFiles, programsOf(options), scenario.setup);
+    sim::ScenarioPrinter printer(session, references, frames, std::cout);
+    sim::ScenarioPlayer player(session, deviceFiles, references, [&] {
+        sim::checkSignals();
+        printer.update();
+    });
+    std::string result = player.play(scenario, file.string());
+    record(options, session);
+    return result;
+}
+
+int runScenario(const sim::Options& options, const fs::path& file)
+{
+    const std::string name = file.stem().string();
     try {
-        const sim::ReferenceScreens references(TONECRATE_SCREENS);
-        sim::FrameFolder frames(options.frames);
-        sim::ScenarioLog log(std::cout);
-        sim::DeviceFiles deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
-        sim::ScenarioRunner runner(scenario, deviceFiles, {references, frames, log},
-                                   setupOf(options, deviceFiles.makeDevice(scenario.memory)));
-        const std::string verified = runner.run();
-        std::cout << scenario.name << ": passed: " << verified << std::endl;
+        const std::string result = play(options, file);
+        std::cout << name << ": passed" << (result.empty() ? "" : ": ") << result << std::endl;
         return std::cout ? 0 : failed;
     } catch (const std::runtime_error& error) {
         sim::checkSignals();
-        std::cerr << scenario.name << ": failed: " << error.what() << '\n';
+        std::cerr << name << ": failed: " << error.what() << '\n';
         return failed;
     }
 }
@@ -71,10 +95,12 @@ int runLive(const sim::Options& options)
     sim::FrameFolder frames(options.frames);
     sim::DeviceFiles deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
     std::cout << "Creating a device and a drive ..." << std::endl;
-    const fs::path drive = deviceFiles.drive("good");
-    sim::LiveSession session(setupOf(options, deviceFiles.makeDevice({})), drive, references, frames);
-    session.run();
-    return session.report() ? 0 : failed;
+    (void)deviceFiles.drive(sim::LiveSession::drive);
+    sim::Session session(deviceFiles, programsOf(options));
+    sim::LiveSession live(session, references, frames);
+    live.run();
+    record(options, session);
+    return live.report() ? 0 : failed;
 }
 
 /// Opens /dev/null for each standard stream that is closed, so that no other file gets its descriptor.
@@ -94,7 +120,8 @@ int run(const sim::Options& options)
     if (options.scenario.empty() && isInteractive) {
         return runLive(options);
     }
-    return runScenario(options, *sim::findScenario(options.scenario.empty() ? sim::defaultScenario : options.scenario));
+    const bool isDefault = options.scenario.empty();
+    return runScenario(options, isDefault ? sim::scenarioFile(options.scenarios, "update") : options.scenario);
 }
 
 } // namespace
@@ -107,12 +134,12 @@ int main(int argc, char** argv)
         const std::vector<std::string> arguments(argv + 1, argv + argc);
         const sim::Options options = sim::parseOptions(arguments, defaultOptions());
         if (options.wantsHelp) {
-            std::cout << sim::helpText();
+            std::cout << sim::helpText(TONECRATE_SCENARIOS);
             return 0;
         }
         return run(options);
     } catch (const sim::UsageError& error) {
-        const std::string help = sim::helpText();
+        const std::string help = sim::helpText(TONECRATE_SCENARIOS);
         std::cerr << "tonecrate-simulator: " << error.what() << '\n' << help.substr(0, help.find('\n')) << '\n';
         return wrongUsage;
     } catch (const sim::Interrupted&) {

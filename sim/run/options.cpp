@@ -1,14 +1,27 @@
 // Parses the options, and prints the help text.
 #include "sim/run/options.h"
 
-#include "sim/run/scenarios.h"
+#include "sim/session/scenario.h"
 
-#include <optional>
+#include <algorithm>
+#include <set>
 #include <sstream>
 
 namespace sim {
 
+namespace fs = std::filesystem;
+
 namespace {
+
+constexpr const char* scenarioExtension = ".scenario";
+
+void play(Options& options, const std::string& name)
+{
+    options.scenario = scenarioFile(options.scenarios, name);
+    if (name.find('/') != std::string::npos || !fs::is_regular_file(options.scenario)) {
+        throw UsageError("unknown scenario " + name);
+    }
+}
 
 struct Option {
     std::string_view name;
@@ -20,7 +33,9 @@ constexpr Option optionsWithValue[] = {
     {"--preload", [](Options& options, const std::string& value) { options.preload = value; }},
     {"--scripts", [](Options& options, const std::string& value) { options.scripts = value; }},
     {"--frames", [](Options& options, const std::string& value) { options.frames = value; }},
-    {"--play", [](Options& options, const std::string& value) { options.scenario = value; }},
+    {"--record", [](Options& options, const std::string& value) { options.recording = value; }},
+    {"--scenario", [](Options& options, const std::string& value) { options.scenario = value; }},
+    {"--play", play},
 };
 
 const Option& optionNamed(std::string_view name)
@@ -33,11 +48,16 @@ const Option& optionNamed(std::string_view name)
     throw UsageError("unknown " + std::string(name.starts_with('-') ? "option " : "argument ").append(name));
 }
 
-void check(const Options& options)
+std::set<fs::path> filesIn(const fs::path& scenarios)
 {
-    if (!options.scenario.empty() && findScenario(options.scenario) == nullptr) {
-        throw UsageError("unknown scenario " + options.scenario);
+    std::set<fs::path> files;
+    std::error_code ignored;
+    for (const fs::directory_entry& entry : fs::directory_iterator(scenarios, ignored)) {
+        if (entry.path().extension() == scenarioExtension) {
+            files.insert(entry.path());
+        }
     }
+    return files;
 }
 
 } // namespace
@@ -64,27 +84,37 @@ Options parseOptions(std::span<const std::string> arguments, const Options& defa
         }
         option.assign(options, value);
     }
-    check(options);
     return options;
 }
 
-std::string helpText()
+fs::path scenarioFile(const fs::path& scenarios, const std::string& name)
+{
+    return scenarios / (name + scenarioExtension);
+}
+
+std::string helpText(const fs::path& scenarios)
 {
     std::ostringstream text;
-    text
-        << "usage: tonecrate-simulator [--play NAME] [--frames DIR] [--updater PATH] [--preload PATH] [--scripts DIR]\n"
-           "\n"
-           "Runs the updater on a simulated device. In a terminal, shows the screen and accepts keys for the knob, "
-           "the\n"
-           "button and the drive. Without a terminal, or with --play, runs a scenario and checks its result.\n"
-           "\n"
-           "  --frames DIR    save every screen as a numbered PNG file\n"
-           "  --updater PATH  the updater to run\n"
-           "  --preload PATH  the library that simulates the device's hardware\n"
-           "  --scripts DIR   the folder with the scripts that create and verify devices and drives\n"
-           "  --play NAME     run a scenario:\n";
-    for (const Play& scenario : allScenarios()) {
-        text << "    " << scenario.name << std::string(16 - scenario.name.size(), ' ') << scenario.summary << '\n';
+    text << "usage: tonecrate-simulator [--scenario FILE | --play NAME] [--record FILE] [--frames DIR]\n"
+            "                           [--updater PATH] [--preload PATH] [--scripts DIR]\n"
+            "\n"
+            "Runs the updater on a simulated device. In a terminal, shows the screen and accepts keys for the knob, "
+            "the\n"
+            "button and the drive. Without a terminal, or with --scenario or --play, plays a scenario and checks its\n"
+            "expectations.\n"
+            "\n"
+            "  --scenario FILE  play a scenario; docs/scenarios.md describes the format\n"
+            "  --record FILE    write what happens as a scenario\n"
+            "  --frames DIR     save every screen as a numbered PNG file\n"
+            "  --updater PATH   the updater to run\n"
+            "  --preload PATH   the library that simulates the device's hardware\n"
+            "  --scripts DIR    the folder with the scripts that create and verify devices and drives\n"
+            "  --play NAME      play a scenario of the folder scenarios/ (without a terminal, default: update):\n";
+    for (const fs::path& file : filesIn(scenarios)) {
+        constexpr std::size_t width = 28;
+        const std::string name = file.stem().string();
+        text << "    " << name << std::string(name.size() < width ? width - name.size() : 1, ' ')
+             << readScenario(file).summary << '\n';
     }
     text << "\n"
             "Exit status: 0 success, 1 failure, 2 usage error.\n";

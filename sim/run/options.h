@@ -13,8 +13,12 @@ struct Options {
     std::filesystem::path preload{};
     /// The folder with the scripts that create and verify devices and drives.
     std::filesystem::path scripts{};
-    /// The name of the scenario to run; empty for none.
-    std::string scenario{};
+    /// The folder with the scenarios that --play selects.
+    std::filesystem::path scenarios{};
+    /// The scenario to play; empty for none.
+    std::filesystem::path scenario{};
+    /// The file in which to record the session; empty for none.
+    std::filesystem::path recording{};
     /// The folder in which to save every screen; empty for none.
     std::filesystem::path frames{};
     bool wantsHelp = false;
@@ -30,7 +34,10 @@ public:
 /// the next argument or follows "=". Throws UsageError if an argument is invalid.
 [[nodiscard]] Options parseOptions(std::span<const std::string> arguments, const Options& defaults);
 
-/// The text of --help. Its first line is the usage line.
-[[nodiscard]] std::string helpText();
+/// The path of a scenario that --play can select.
+[[nodiscard]] std::filesystem::path scenarioFile(const std::filesystem::path& scenarios, const std::string& name);
+
+/// The text of --help, with the scenarios in the folder. The first line is the usage line.
+[[nodiscard]] std::string helpText(const std::filesystem::path& scenarios);
 
 } // namespace sim

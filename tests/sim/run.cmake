@@ -2,15 +2,20 @@
 add_folder_tests(sim_run
     SOURCES scenario_log_test.cpp run_options_test.cpp run_screens_test.cpp text_picture_test.cpp button_timer_test.cpp
     LIBRARIES sim_run
-    FILES ${PROJECT_SOURCE_DIR}/screens ${script_files})
-target_compile_definitions(sim_run_tests PRIVATE SCREENS_DIR="${PROJECT_SOURCE_DIR}/screens")
+    FILES ${PROJECT_SOURCE_DIR}/screens ${PROJECT_SOURCE_DIR}/scenarios ${script_files})
+target_compile_definitions(sim_run_tests PRIVATE SCREENS_DIR="${PROJECT_SOURCE_DIR}/screens"
+                                                 SCENARIOS_DIR="${PROJECT_SOURCE_DIR}/scenarios")
 
-set(scenarios_test ${CMAKE_CURRENT_SOURCE_DIR}/scenarios_test.sh $<TARGET_FILE:simulate> ${PROJECT_SOURCE_DIR}/sim/scripts)
-add_test(NAME sim_run.program COMMAND ${scenarios_test})
+set(program_test ${CMAKE_CURRENT_SOURCE_DIR}/run_program_test.sh)
+add_test(NAME sim_run.program COMMAND ${program_test} $<TARGET_FILE:simulate> ${PROJECT_SOURCE_DIR}/sim/scripts)
 set_tests_properties(sim_run.program PROPERTIES
-    ${test_properties} REQUIRED_FILES "${simulated_device_files}")
-foreach(scenario IN ITEMS update factory-reset no-firmware corrupt no-partition unplugged format-fails install-fails)
-    add_test(NAME sim_run.scenario.${scenario} COMMAND ${scenarios_test} ${scenario})
-    set_tests_properties(sim_run.scenario.${scenario} PROPERTIES
-        ${test_properties} REQUIRED_FILES "${simulated_device_files}")
+    ${test_properties} REQUIRED_FILES "${simulated_device_files};${PROJECT_SOURCE_DIR}/scenarios")
+
+# Each scenario is a test.
+file(GLOB scenarios CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/scenarios/*.scenario)
+foreach(scenario IN LISTS scenarios)
+    cmake_path(GET scenario STEM name)
+    add_test(NAME scenario.${name} COMMAND simulate --scenario ${scenario})
+    set_tests_properties(scenario.${name} PROPERTIES
+        ${test_properties} REQUIRED_FILES "${simulated_device_files};${scenario}")
 endforeach()

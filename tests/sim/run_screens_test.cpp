@@ -1,14 +1,12 @@
-// Tests for reference screens, saved screens, the scenarios' screens, and the choice of detail in the live view.
+// Tests for reference screens, saved screens, and the choice of detail in the live view.
 #include "sim/device/png_file.h"
 #include "sim/run/frame_folder.h"
 #include "sim/run/live_view.h"
-#include "sim/run/scenarios.h"
 #include "sim/session/reference_screens.h"
 #include "tests/support/scratch_folder.h"
 
 #include <gtest/gtest.h>
 #include <memory>
-#include <set>
 
 namespace {
 
@@ -86,29 +84,6 @@ TEST(FrameFolder, SavesNothingWithoutAFolder)
 TEST(FrameFolder, RejectsAFolderThatCannotBeCreated)
 {
     EXPECT_THROW(FrameFolder("/dev/null/frames"), std::runtime_error);
-}
-
-TEST(Scenarios, EveryAwaitedScreenHasAReferencePicture)
-{
-    const ReferenceScreens references(SCREENS_DIR);
-    for (const sim::Play& scenario : sim::allScenarios()) {
-        for (const auto& phase : scenario.phases) {
-            for (const sim::Step& step : phase) {
-                EXPECT_TRUE(step.action != sim::Action::AwaitScreen || references.contains(step.what)) << step.what;
-            }
-        }
-    }
-}
-
-TEST(Scenarios, NamesAreUnique)
-{
-    std::set<std::string_view> names;
-    for (const sim::Play& scenario : sim::allScenarios()) {
-        EXPECT_TRUE(names.insert(scenario.name).second);
-        EXPECT_EQ(sim::findScenario(scenario.name), &scenario);
-    }
-    EXPECT_NE(sim::findScenario(sim::defaultScenario), nullptr);
-    EXPECT_EQ(sim::findScenario("chess"), nullptr);
 }
 
 TEST(LiveView, ShowsAsMuchDetailAsTheWindowAllows)

@@ -1,6 +1,6 @@
 # Sessions with the simulated device, and scenarios.
 add_folder_tests(sim_session
-    SOURCES session_test.cpp statement_test.cpp
+    SOURCES live_clock_test.cpp scenario_player_test.cpp session_test.cpp statement_test.cpp
     LIBRARIES sim_session
     FILES ${simulated_device_files})
 target_compile_definitions(sim_session_tests PRIVATE

@@ -1,7 +1,7 @@
 #!/bin/bash
-# Tests the simulator as a program: its scenarios, the failures that a scenario detects, usage errors, and the removal
-# of temporary files.
-# Usage: scenarios_test.sh SIMULATOR SCRIPTS [SCENARIO]   (with SCENARIO, tests only that scenario)
+# Tests the simulator as a program: playing and recording scenarios, the failures that a scenario detects, usage errors,
+# and the removal of temporary files.
+# Usage: run_program_test.sh SIMULATOR SCRIPTS
 set -uo pipefail
 
 simulator=$1 scripts=$2
@@ -27,12 +27,6 @@ run() {
   "$simulator" "$@" </dev/null >"$work/out" 2>"$work/err" || status=$?
 }
 
-scenario_passes() {
-  run --play "$1"
-  [[ $status -eq 0 ]] || { echo "exit status $status: $(cat "$work/err")"; return 1; }
-  [[ ! -s $work/err && $(tail -n 1 "$work/out") == "$1: passed: "* ]] || { tail -n 1 "$work/out" "$work/err"; return 1; }
-}
-
 # fails_with STATUS PATTERN: the last run exited with STATUS and printed one line that matches PATTERN on standard error.
 fails_with() {
   cat "$work/err"
@@ -42,7 +36,31 @@ fails_with() {
 
 update_is_the_default() {
   run
-  [[ $status -eq 0 && $(tail -n 1 "$work/out") == "update: passed: "* ]]
+  [[ $status -eq 0 && ! -s $work/err && $(tail -n 1 "$work/out") == "update: passed: "* ]]
+}
+
+replays_a_recording() {
+  run --play unplugged --record "$work/recorded.scenario" --frames "$work/first"
+  [[ $status -eq 0 ]] || { cat "$work/err"; return 1; }
+  run --scenario "$work/recorded.scenario" --record "$work/again.scenario" --frames "$work/second"
+  [[ $status -eq 0 && $(tail -n 1 "$work/out") == "recorded: passed: the updater is running" ]] || { cat "$work/err"; return 1; }
+  diff "$work/recorded.scenario" "$work/again.scenario" && diff -r "$work/first" "$work/second"
+}
+
+unwritable_recording() {
+  run --play no-gpio --record "$work/nowhere/recorded.scenario"
+  fails_with 1 "no-gpio: failed: cannot write $work/nowhere/recorded.scenario"
+}
+
+wrong_statement() {
+  printf '# a comment\npress\nawait scren menu\n' >"$work/wrong.scenario"
+  run --scenario "$work/wrong.scenario"
+  fails_with 1 "wrong: failed: $work/wrong.scenario:3: expected \"screen\", \"output\", \"script\" or \"frames\", but found \"scren\""
+}
+
+missing_scenario() {
+  run --scenario "$work/none.scenario"
+  fails_with 1 "none: failed: cannot read $work/none.scenario: No such file or directory"
 }
 
 # wrong_usage ARGUMENT...
@@ -74,12 +92,12 @@ with_script() {
 
 install_without_effect() {
   with_script install.sh 'exit 0' --play update
-  fails_with 1 'update: failed: verify_memory.sh: wrong version*'
+  fails_with 1 'update: failed: *.scenario:*: verify_memory.sh: wrong version*'
 }
 
 wrong_failure_message() {
   with_script decrypt.sh 'exit 2' --play corrupt
-  fails_with 1 'corrupt: failed: no screen "failed-corrupt" within 60 s of device time'
+  fails_with 1 'corrupt: failed: *.scenario:4: no screen "failed-corrupt" within 60 s of device time; the screen is *'
 }
 
 format_that_writes() {
@@ -90,7 +108,7 @@ format_that_writes() {
 
 updater_that_ends() {
   run --updater "$(type -P true)"
-  fails_with 1 'update: failed: the updater has ended: exit status 0'
+  fails_with 1 'update: failed: *.scenario:*: the updater has ended: exit status 0'
 }
 
 missing_updater() {
@@ -113,13 +131,13 @@ missing_tool() {
 
 saves_frames() {
   run --play no-firmware --frames "$work/frames"
-  [[ $status -eq 0 && -s $work/frames/0002-waiting.png && -n $(ls "$work"/frames/*-failed-no-firmware.png) ]]
+  [[ $status -eq 0 && -n $(ls "$work/frames"/*-waiting.png) && -n $(ls "$work"/frames/*-failed-no-firmware.png) ]]
 }
 
 full_output() {
   status=0
   "$simulator" --play corrupt >/dev/full 2>"$work/err" </dev/null || status=$?
-  fails_with 1 'corrupt: failed: cannot write to standard output'
+  fails_with 1 'corrupt: failed: *: cannot write to standard output'
 }
 
 # ends_by_signal NAME: uses job control, because without it a background job ignores SIGINT.
@@ -135,13 +153,12 @@ ends_by_signal() {
   [[ ! -s $work/err && $status -eq $((128 + $(kill -l "$1"))) ]] || { echo "exit status $status"; return 1; }
 }
 
-if [[ $# -ge 3 ]]; then
-  it "the scenario $3 passes" scenario_passes "$3"
-  finish
-  exit
-fi
 it "without options, the scenario \"update\" runs" update_is_the_default
 it "--help prints the usage" shows_help
+it "a replayed recording shows the same screens and records the same scenario" replays_a_recording
+it "a recording that cannot be written is reported in one line" unwritable_recording
+it "a wrong statement is reported in one line, with file and line" wrong_statement
+it "a missing scenario file is reported in one line" missing_scenario
 it "an unknown option is a usage error" wrong_usage --fast
 it "an unknown scenario is a usage error" wrong_usage --play chess
 it "an option without a value is a usage error" wrong_usage --frames

@@ -1,0 +1,32 @@
+// Prints the events and screens of a session, and saves the screens.
+#pragma once
+
+#include "sim/run/frame_folder.h"
+#include "sim/run/scenario_log.h"
+#include "sim/session/reference_screens.h"
+#include "sim/session/session.h"
+
+#include <iosfwd>
+
+namespace sim {
+
+class ScenarioPrinter {
+public:
+    ScenarioPrinter(const Session& chosenSession, const ReferenceScreens& screens, FrameFolder& folder,
+                    std::ostream& stream)
+        : session(chosenSession), references(screens), frames(folder), log(stream)
+    {}
+
+    /// Prints what is new since the last call. Throws std::runtime_error if the stream fails.
+    void update();
+
+private:
+    const Session& session;
+    const ReferenceScreens& references;
+    FrameFolder& frames;
+    ScenarioLog log;
+    std::size_t eventsPrinted = 0;
+    std::uint64_t framesPrinted = 0;
+};
+
+} // namespace sim

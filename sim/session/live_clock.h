@@ -1,0 +1,46 @@
+// Decides how many iterations a live view runs.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+
+namespace sim {
+
+/// At speed 1, one iteration is due every millisecond. The caller passes the current time to every operation, and runs
+/// the iterations that `takeDue` returns.
+class LiveClock {
+public:
+    using TimePoint = std::chrono::steady_clock::time_point;
+    using Duration = std::chrono::steady_clock::duration;
+
+    /// As many iterations as possible are due.
+    static constexpr int fullSpeed = 0;
+    /// The most iterations that are due at once.
+    static constexpr std::uint64_t longestBatch = 20;
+
+    /// Starts running, at speed 1.
+    explicit LiveClock(TimePoint now) : next(now) {}
+
+    void pause() { isPaused = true; }
+    void resume(TimePoint now);
+    [[nodiscard]] bool isRunning() const { return !isPaused; }
+    /// `chosenSpeed` is a factor, such as 4, or `fullSpeed`.
+    void setSpeed(int chosenSpeed, TimePoint now);
+    [[nodiscard]] int getSpeed() const { return speed; }
+
+    /// Returns the number of iterations that are due, and counts them as run. A delay of more than 100 ms is dropped
+    /// instead of made up for.
+    [[nodiscard]] std::uint64_t takeDue(TimePoint now);
+    /// How long no iteration is due; at most 100 ms.
+    [[nodiscard]] Duration untilDue(TimePoint now) const;
+
+private:
+    [[nodiscard]] Duration period() const { return Duration(std::chrono::milliseconds(1)) / speed; }
+
+    /// When the next iteration is due.
+    TimePoint next;
+    int speed = 1;
+    bool isPaused = false;
+};
+
+} // namespace sim

@@ -1,0 +1,62 @@
+// Plays a scenario, and checks its expectations.
+#pragma once
+
+#include "sim/session/reference_screens.h"
+#include "sim/session/session.h"
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace sim {
+
+class ScenarioPlayer {
+public:
+    /// How long an "await" waits, in iterations.
+    static constexpr std::uint64_t longestWait = 60000;
+
+    /// `chosenSession` must be new, with the set-up of the scenarios to be played. `callAfterRunning` is called after
+    /// at most 20 iterations, in which the device completes at most one frame.
+    ScenarioPlayer(Session& chosenSession, const DeviceFiles& files, const ReferenceScreens& screens,
+                   std::function<void()> callAfterRunning);
+
+    /// Executes the lines of the scenario. Returns a description of the last expected result. Throws std::runtime_error
+    /// with the message "NAME:LINE: ..." if an expectation is not met, if an awaited event does not occur, or after a
+    /// protocol violation or the end of the updater, unless the scenario expects it.
+    std::string play(const Scenario& scenario, const std::string& name);
+
+private:
+    void execute(const Statement& statement);
+    void press(std::uint64_t iterations);
+    void run(std::uint64_t iterations);
+    void runTo(std::uint64_t iteration);
+
+    void await(const Statement& statement);
+    [[nodiscard]] bool findScriptStart(const std::string& command);
+    /// Fails if `isTrue` is still false after `longestWait` iterations. `awaited` describes the event.
+    void runUntil(const std::function<bool()>& isTrue, const std::string& awaited);
+
+    void expect(const Statement& statement);
+    void expectMemoryUnchanged();
+    void expectLeds(const Statement& statement);
+    void expectProgram(const std::string& state);
+    void checkHealth(const Scenario& scenario) const;
+
+    /// The name of the reference picture that equals the screen; empty if none does.
+    [[nodiscard]] std::string screenName() const;
+    [[nodiscard]] std::string describeScreen() const;
+    [[nodiscard]] std::string describeEnd() const;
+
+    Session& session;
+    const DeviceFiles& deviceFiles;
+    const ReferenceScreens& references;
+    const std::function<void()> afterRunning;
+    /// The internal memory at the last power-on.
+    std::string initialMemory;
+    std::size_t eventsSearched = 0;
+    std::string lastScreen;
+    std::string result;
+};
+
+} // namespace sim

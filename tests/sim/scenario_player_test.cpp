@@ -1,0 +1,176 @@
+// Tests for playing scenarios: expectations that fail, and equal frames in every run.
+#include "sim/session/scenario_player.h"
+
+#include "tests/sim/comparisons.h"
+
+#include <algorithm>
+#include <atomic>
+#include <thread>
+
+namespace {
+
+using sim::Screen;
+using sim::Session;
+
+const sim::ReferenceScreens& references()
+{
+    static const sim::ReferenceScreens screens(SCREENS_DIR);
+    return screens;
+}
+
+sim::DeviceFiles& files()
+{
+    static sim::DeviceFiles shared(SIM_DIR "/scripts", SIM_DIR "/firmware");
+    return shared;
+}
+
+/// The frames of a run in order, each with its iteration, and the recording.
+struct Played {
+    std::vector<std::pair<std::uint64_t, Screen>> frames{};
+    std::string recording{};
+    std::string result{};
+};
+
+Played play(const std::string& text)
+{
+    const sim::Scenario scenario = sim::parseScenario(text, "test.scenario");
+    Session session(files(), {UPDATER, PRELOAD, {}}, scenario.setup);
+    Played run;
+    std::uint64_t frames = 0;
+    sim::ScenarioPlayer player(session, files(), references(), [&] {
+        if (session.observe().frames != frames) {
+            frames = session.observe().frames;
+            run.frames.emplace_back(session.observe().iteration, session.observe().screen);
+        }
+    });
+    run.result = player.play(scenario, "test.scenario");
+    run.recording = sim::print(session.recording());
+    return run;
+}
+
+std::string failureOf(const std::string& text)
+{
+    return thrownMessage([&] { (void)play(text); });
+}
+
+const std::string update = "plug good\n"
+                           "await screen menu\n"
+                           "turn -1\n"
+                           "await screen menu-update\n"
+                           "click\n"
+                           "await screen update-no\n"
+                           "turn +1\n"
+                           "await screen update-yes\n"
+                           "click\n";
+
+TEST(ScenarioPlayer, ReportsFileLineAndCauseOfAFailure)
+{
+    const struct {
+        const char* text;
+        const char* message;
+    } cases[] = {
+        {"wait 100\nexpect screen menu\n", ":2: expected screen \"menu\", but the screen is \"waiting\""},
+        {"# A comment.\nawait screen menu\n",
+         ":2: no screen \"menu\" within 60 s of device time; the last known screen is \"waiting\""},
+        {"await screen no-such-screen\n", ":1: no reference picture no-such-screen.png"},
+        {"await output \"Started\"\n",
+         ":1: no output \"Started\" within 60 s of device time; the last known screen is \"waiting\""},
+        {"await frames 1000000\n",
+         ":1: no 1000000 frames within 60 s of device time; the last known screen is \"waiting\""},
+        {"expect screen menu\n", ":1: expected screen \"menu\", but the last known screen is \"\""},
+        {"await script decrypt.sh\n",
+         ":1: no start of decrypt.sh within 60 s of device time; the last known screen is \"waiting\""},
+        {"wait 100\nat 100 press\n", ":2: iteration 100 has passed: the device is at iteration 101"},
+        {"power off\nawait screen menu\n", ":2: no screen \"menu\": the device is off"},
+        {"expect memory firmware 2.0.0 presets kept\n",
+         ":1: verify_memory.sh: wrong version: \"1.4.2\" instead of \"2.0.0\""},
+        {"expect led bar 7\n", ":1: expected level 7, but LED output 12 has level 255"},
+        {"expect led rgb 0 1 0\n", ":1: expected level 1, but LED output 1 has level 0"},
+        {"wait 5\nexpect violation \"a word\"\n",
+         ":2: expected the protocol violation \"a word\", but it did not occur"},
+        {"wait 5\nexpect program ended\n", ":2: expected that the updater has ended, but it is running"},
+        {"power off\nexpect program running\n", ":2: expected that the updater is running, but the device is off"},
+        {"fault absent mem\nwait 5\n",
+         ":1: the updater has ended: signal 11 (Segmentation fault); can't open /dev/mem! "
+         "Make sure you are root!"},
+        {"plug file \"/nowhere\"\n", ":1: cannot copy /nowhere: No such file or directory"},
+    };
+    for (const auto& [text, message] : cases) {
+        EXPECT_EQ(failureOf(text), std::string("test.scenario") + message) << text;
+    }
+}
+
+TEST(ScenarioPlayer, AViolationFailsTheScenarioUnlessItIsExpected)
+{
+    const std::string cause = "wait 100\nfault on short spi\nplug empty\nwait 700\n";
+    const std::string violation = "a frame is short: 5120 of 10240 bytes";
+    EXPECT_EQ(failureOf(cause), "test.scenario:4: protocol violation: " + violation);
+    EXPECT_NO_THROW(play(cause + "expect violation \"" + violation + "\"\n"));
+    EXPECT_EQ(failureOf("expect violation none\n" + cause), "test.scenario:5: protocol violation: " + violation);
+}
+
+TEST(ScenarioPlayer, TheEndOfTheUpdaterFailsTheScenarioUnlessItIsExpected)
+{
+    EXPECT_EQ(play("fault absent mem\nwait 5\nexpect program ended\n").result, "the updater has ended as expected");
+}
+
+TEST(ScenarioPlayer, DescribesTheLastExpectation)
+{
+    EXPECT_EQ(play("wait 100\nexpect screen waiting\nexpect memory unchanged\n").result,
+              "screen \"waiting\", internal memory unchanged");
+    EXPECT_EQ(play("wait 5\nexpect program running\n").result, "the updater is running");
+}
+
+TEST(ScenarioPlayer, AReplayedRecordingProducesTheSameFrames)
+{
+    const std::string scenarios[] = {
+        update + "await screen done\nexpect memory firmware 2.0.0 presets kept\n",
+        "bus slow 70 ms\ndevice installed none\nplug whole-disk\nawait script decrypt.sh\nwait 777\nunplug\n"
+        "hold 1100\nwait 3000\n",
+        update + "await script format.sh\nwait 1000\npower off\nunplug\npower on\nturn -2\nwait 100\nplug good\n"
+                 "await screen menu\n",
+    };
+    for (const std::string& text : scenarios) {
+        const Played first = play(text);
+        EXPECT_GT(first.frames.size(), 10U);
+        const Played second = play(first.recording);
+        EXPECT_EQ(second.recording, first.recording);
+        EXPECT_TRUE(second.frames == first.frames) << first.recording;
+    }
+}
+
+/// Keeps all processors busy while it exists.
+class Load {
+public:
+    Load()
+    {
+        for (unsigned i = 0; i < 2 * std::max(std::thread::hardware_concurrency(), 1U); ++i) {
+            threads.emplace_back([this] {
+                while (!isOver) {
+                }
+            });
+        }
+    }
+    Load(const Load&) = delete;
+    Load& operator=(const Load&) = delete;
+    ~Load()
+    {
+        isOver = true;
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+    }
+
+private:
+    std::atomic<bool> isOver = false;
+    std::vector<std::thread> threads;
+};
+
+TEST(ScenarioPlayer, AReplayOnABusyMachineProducesTheSameFrames)
+{
+    const Played first = play(update + "await screen done\n");
+    const Load load;
+    EXPECT_TRUE(play(first.recording).frames == first.frames);
+}
+
+} // namespace
