@@ -1,7 +1,7 @@
 // Explores the program and writes the map of its screens.
 #include "sim/map/explorer.h"
 #include "sim/map/screen_map.h"
-#include "sim/run/reference_screens.h"
+#include "sim/session/reference_screens.h"
 
 #include <exception>
 #include <filesystem>

@@ -2,7 +2,7 @@
 #include "sim/map/screen_map.h"
 
 #include "sim/device/png_file.h"
-#include "sim/run/reference_screens.h"
+#include "sim/session/reference_screens.h"
 
 #include <algorithm>
 #include <array>
