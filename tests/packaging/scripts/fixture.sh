@@ -2,6 +2,7 @@
 # and files that the scripts may use. Its partitions and its drive are loop devices. Its mounts are in a separate
 # namespace.
 # Usage of the tests: NAME_test.sh busybox|dash   (a root with BusyBox, or with dash and the GNU tools)
+# The sourcing test may set `files`: the files of the simulator's firmware that its firmware contains.
 # shellcheck shell=bash
 
 [[ ${1:-} == busybox || ${1:-} == dash ]] || { echo "usage: ${0##*/} busybox|dash" >&2; exit 2; }
@@ -14,7 +15,7 @@ work=$(mktemp -d) || exit 1
 mount -t tmpfs tmpfs "$work" || exit 1 # faster than a disk
 root=$work/root
 readonly shell repository work root scripts=$repository/packaging/scripts tools=$repository/sim/scripts
-readonly maker=$repository/packaging/maker firmware=$repository/sim/firmware user_presets=$tools/user_presets
+readonly maker=$repository/packaging/maker firmware=$work/firmware user_presets=$tools/user_presets
 status=0
 export LC_ALL=C
 PATH=$PATH:/usr/sbin:/sbin
@@ -70,6 +71,8 @@ make_root() {
 }
 
 make_fixtures() {
+  mkdir "$firmware"
+  (cd "$repository/sim/firmware" && cp -R --preserve=mode --parents "${files[@]:-.}" "$firmware")
   "$maker/tonecrate-make-keys" "$work/keys"
   "$maker/tonecrate-pack-firmware" "$firmware" 2.0.0 "$work/keys" "$work/tonecrate.fw"
   make_drive "$work/drive.img" "$work/tonecrate.fw"
