@@ -6,7 +6,7 @@ project=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../..")
 work=$(mktemp -d) || exit 1
 readonly project work explorer=$1
 trap 'rm -rf -- "$work"' EXIT
-# shellcheck source=../support/cases.sh
+# shellcheck source-path=SCRIPTDIR source=../support/cases.sh
 . "$project/tests/support/cases.sh"
 
 # The pictures need no comparison: the golden screens are tested, and the names of the screens are theirs.
