@@ -157,7 +157,6 @@ void SimulatedDevice::becomeProgram(int socket) const
 std::vector<std::string> SimulatedDevice::configuration() const
 {
     std::vector<std::string> requests = {
-        setup.time == Time::Real ? "time real" : "time virtual",
         "script-pace " + std::to_string(setup.scriptPace),
         "frame-time " + std::to_string(setup.frameTime.count()),
         "refuse-i2c " + std::to_string(setup.refusedI2cTransfer),
@@ -184,12 +183,10 @@ void SimulatedDevice::configure()
     } catch (const DeviceEnded&) {
         throw startFailure();
     }
-    if (setup.time != Time::Real) {
-        try {
-            setStatus(request("status")); // the reply arrives at the end of the first iteration
-        } catch (const DeviceEnded&) {
-            // Not an error here: the next request reports it.
-        }
+    try {
+        setStatus(request("status")); // the reply arrives at the end of the first iteration
+    } catch (const DeviceEnded&) {
+        // Not an error here: the next request reports it.
     }
 }
 
@@ -268,10 +265,10 @@ void SimulatedDevice::setStatus(const std::string& text)
     lastStatus = std::move(status);
 }
 
-/// In virtual time the status changes only when iterations run, so no request is needed.
+/// The status changes only when iterations run, so usually no request is needed.
 const SimulatedDevice::Status& SimulatedDevice::status()
 {
-    if (setup.time == Time::Real || !lastStatus || waitStatus()) {
+    if (!lastStatus || waitStatus()) {
         setStatus(request("status"));
     }
     return *lastStatus;

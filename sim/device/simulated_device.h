@@ -20,19 +20,11 @@
 
 namespace sim {
 
-enum class Time {
-    /// An iteration takes a millisecond. For interactive use.
-    Real,
-    /// The device runs only during `run`, `runTo` and `click`. For tests and scenarios.
-    Virtual,
-};
-
 struct DeviceSetup {
     std::filesystem::path updater{};
     std::filesystem::path preload{};
     /// The folder with the device's files. Missing subfolders are created.
     std::filesystem::path root{};
-    Time time = Time::Virtual;
     /// Names from injected_faults.h.
     std::vector<std::string> injectedFaults{};
     /// The transfer time of a frame; 0 for the time that follows from the bus speed.
@@ -60,6 +52,7 @@ public:
     [[nodiscard]] const char* what() const noexcept override { return "the updater has ended"; }
 };
 
+/// Runs in virtual time: the device runs only during `run`, `runTo` and `click`, and jumps from one event to the next.
 /// Operations throw DeviceEnded if the updater has ended, and std::runtime_error if the device cannot be started or
 /// does not reply in time.
 class SimulatedDevice {
@@ -67,7 +60,7 @@ public:
     /// For how many iterations `click` presses, and then releases, the button. Longer than debouncing takes.
     static constexpr std::uint64_t clickIterations = 60;
 
-    /// Switches the device on. In virtual time, returns at the end of the first iteration.
+    /// Switches the device on. Returns at the end of the first iteration.
     explicit SimulatedDevice(DeviceSetup deviceSetup);
     SimulatedDevice(const SimulatedDevice&) = delete;
     SimulatedDevice& operator=(const SimulatedDevice&) = delete;
@@ -161,7 +154,7 @@ private:
     UsbDrive drive;
     std::unique_ptr<Channel> channel;
     ProcessGroup process;
-    /// In virtual time, the status after the last iteration; empty until the first iteration has ended.
+    /// The status after the last iteration; empty until the first iteration has ended.
     std::optional<Status> lastStatus;
 };
 

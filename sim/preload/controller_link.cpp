@@ -58,18 +58,11 @@ void ControllerLink::sleep(std::uint64_t microseconds)
     } else {
         board.note("wait " + std::to_string(microseconds));
     }
-    const bool isDone = isIteration && iteration >= stopAt;
-    if (isDone) {
+    if (isIteration && iteration >= stopAt) {
         board.timeline.awaitIdle();
-    }
-    if (isDone && std::exchange(isReplyPending, false)) {
-        channel.send(status());
-    }
-    if (!board.timeline.getVirtual()) {
-        while (channel.hasMessage()) {
-            serveOne();
+        if (std::exchange(isReplyPending, false)) {
+            channel.send(status());
         }
-    } else if (isDone) {
         serveUntilResumed();
     }
     board.timeline.pass(std::chrono::microseconds(microseconds));
@@ -106,12 +99,6 @@ constinit const ControllerLink::Request ControllerLink::requests[] = {
      }},
     // COUNT: runs that many iterations, then replies.
     {"run", [](ControllerLink& link, Words& words) { return link.resume(take<std::uint64_t>(words)); }},
-    // virtual|real: selects the kind of time.
-    {"time",
-     [](ControllerLink& link, Words& words) {
-         link.board.timeline.setVirtual(take<std::string>(words) == "virtual");
-         return std::string();
-     }},
     // ITERATIONS: how long after the previous line the next line of a script is passed on; 0 for immediately.
     {"script-pace",
      [](ControllerLink& link, Words& words) {

@@ -2,7 +2,6 @@
 #include "sim/preload/timeline.h"
 
 #include <algorithm>
-#include <thread>
 #include <unistd.h>
 
 namespace sim {
@@ -13,28 +12,14 @@ bool onMainThread()
     return isMain;
 }
 
-Timeline::Timeline() : start(std::chrono::steady_clock::now())
-{}
-
 Timeline::Duration Timeline::now()
 {
-    if (!isVirtual) {
-        return std::chrono::steady_clock::now() - start;
-    }
     const std::lock_guard lock(mutex);
     return clock;
 }
 
 void Timeline::pass(Duration duration)
 {
-    if (!isVirtual) {
-        // Skips shorter durations: a real sleep takes longer, and most transfers are single bytes (0.64 µs).
-        constexpr Duration shortest = std::chrono::microseconds(50);
-        if (duration >= shortest) {
-            std::this_thread::sleep_for(duration);
-        }
-        return;
-    }
     std::unique_lock lock(mutex);
     if (onMainThread()) {
         advance(lock, clock + duration);
@@ -61,10 +46,8 @@ bool Timeline::canAdvanceTo(Duration time) const
 
 void Timeline::awaitIdle()
 {
-    if (isVirtual) {
-        std::unique_lock lock(mutex);
-        waitForIdle(lock);
-    }
+    std::unique_lock lock(mutex);
+    waitForIdle(lock);
 }
 
 void Timeline::advance(std::unique_lock<std::mutex>& lock, Duration until)

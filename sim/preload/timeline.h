@@ -1,4 +1,4 @@
-// The simulated device's time, real or virtual.
+// The simulated device's time.
 #pragma once
 
 #include <chrono>
@@ -10,25 +10,21 @@
 
 namespace sim {
 
-/// In real time, `pass` sleeps. In virtual time, the clock advances only while the main thread sleeps, and it jumps
-/// from one event to the next: the end of a transfer on another thread, or the end of the sleep. A thread is busy
-/// unless it waits on a condition variable or for the end of a transfer. The clock does not advance while another
-/// thread is busy, so the order and the times of all events are independent of the speed of the machine.
+/// The clock advances only while the main thread sleeps, and it jumps from one event to the next: the end of a transfer
+/// on another thread, or the end of the sleep. A thread is busy unless it waits on a condition variable or for the end
+/// of a transfer. The clock does not advance while another thread is busy, so the order and the times of all events are
+/// independent of the speed of the machine.
 class Timeline {
 public:
     using Duration = std::chrono::nanoseconds;
 
-    Timeline();
-
-    void setVirtual(bool value) { isVirtual = value; }
-    [[nodiscard]] bool getVirtual() const { return isVirtual; }
     /// Time since the start.
     [[nodiscard]] Duration now();
 
     /// Blocks the calling thread for `duration`.
     void pass(Duration duration);
 
-    /// In virtual time, waits until no other thread is busy, so that all events up to the current time are complete.
+    /// Waits until no other thread is busy, so that all events up to the current time are complete.
     void awaitIdle();
 
     // Called by the functions that override C library functions, for threads other than the main thread.
@@ -66,9 +62,6 @@ private:
     void waitForIdle(std::unique_lock<std::mutex>& lock);
     [[nodiscard]] bool canAdvanceTo(Duration time) const;
     void endBusy(std::unique_lock<std::mutex>& lock);
-
-    std::chrono::steady_clock::time_point start;
-    bool isVirtual = false;
 
     std::mutex mutex;
     std::condition_variable becameIdle;

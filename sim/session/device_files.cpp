@@ -159,7 +159,7 @@ fs::path DeviceFiles::contentOf(std::string_view drive) const
     if (drive != "corrupt") {
         return file;
     }
-    const fs::path corrupt = folder / "corrupt" / firmwareName;
+    fs::path corrupt = folder / "corrupt" / firmwareName;
     fs::create_directory(corrupt.parent_path());
     fs::copy_file(file, corrupt);
     flipByteInTheMiddle(corrupt);

@@ -70,8 +70,9 @@ void addLine(Scenario& scenario, const std::string& line, std::size_t number)
 
 std::string withoutHash(const std::string& comment)
 {
-    const std::size_t start = comment.find_first_not_of("# \t");
-    return start == std::string::npos ? std::string() : comment.substr(start);
+    const std::size_t start = comment.find_first_not_of("# \t\r");
+    const std::size_t last = comment.find_last_not_of(" \t\r");
+    return start == std::string::npos ? std::string() : comment.substr(start, last + 1 - start);
 }
 
 } // namespace

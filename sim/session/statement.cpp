@@ -122,10 +122,10 @@ constexpr Kind kinds[] = {
      [](const Token& t) { return t.isQuoted && !t.text.empty() ? std::optional(t.text) : std::nullopt; }},
     {"COMMAND", "the name of a script",
      [](const Token& t) { return accepted(t, consistsOf(t.text, commandCharacters)); }, true},
-    {"PRESETS", "\"kept\" or \"lost\"",
+    {"PRESETS", R"("kept" or "lost"),
      [](const Token& t) { return accepted(t, t.text == "kept" || t.text == "lost"); }},
     {"LEVEL", "a number from 0 to 255", number<0, 255>},
-    {"STATE", "\"running\" or \"ended\"",
+    {"STATE", R"("running" or "ended"),
      [](const Token& t) { return accepted(t, t.text == "running" || t.text == "ended"); }},
 };
 
@@ -268,7 +268,7 @@ std::string alternatives(const std::vector<std::string>& expected)
 SyntaxError errorAt(std::span<const Token> tokens, std::size_t index, const std::vector<std::string>& expected)
 {
     const std::string found = index < tokens.size() ? "found " + quoted(tokens[index].text) : "the line ends";
-    return SyntaxError("expected " + alternatives(expected) + ", but " + found);
+    return SyntaxError{"expected " + alternatives(expected) + ", but " + found};
 }
 
 Statement parseForm(std::span<const Token> tokens)

@@ -35,7 +35,6 @@ constexpr int resetLine = 25;
 
 class BoardTest : public testing::Test {
 protected:
-    BoardTest() { board->timeline.setVirtual(true); }
     ~BoardTest() override
     {
         for (const int fd : opened) {

@@ -27,7 +27,6 @@ using namespace std::chrono_literals;
 using sim::DeviceEnded;
 using sim::DeviceSetup;
 using sim::SimulatedDevice;
-using sim::Time;
 
 namespace fs = std::filesystem;
 
@@ -676,11 +675,8 @@ TEST_F(Device, RejectsAnUpdaterThatIsNotExecutable)
     EXPECT_THROW(SimulatedDevice{setup}, std::runtime_error);
 }
 
-class ControllerEnd : public Device, public testing::WithParamInterface<Time> {};
-
-TEST_P(ControllerEnd, ProgramEndsWithItsController)
+TEST_F(Device, ProgramEndsWithItsController)
 {
-    setup.time = GetParam();
     setup.environment.emplace_back("PROBE=pid");
     const pid_t controller = fork();
     if (controller == 0) {
@@ -696,10 +692,6 @@ TEST_P(ControllerEnd, ProgramEndsWithItsController)
     const pid_t program = std::stoi(output.substr(4));
     EXPECT_TRUE(becomesTrue([program] { return hasEnded(program); }));
 }
-
-INSTANTIATE_TEST_SUITE_P(, ControllerEnd, testing::Values(Time::Real, Time::Virtual), [](const auto& tested) {
-    return tested.param == Time::Real ? "InRealTime" : "InVirtualTime";
-});
 
 TEST_F(Device, IsIndependentOfOtherDevices)
 {
@@ -729,40 +721,6 @@ TEST_F(DeviceInSpecialFolder, QuotesThePathForTheShell)
     device->awaitScriptEnd();
     device->run(2);
     EXPECT_EQ(output(), (Lines{"1.2.3", "1 in " + setup.root.string(), "script ended with 0"}));
-}
-
-// Real time.
-
-TEST_F(Device, RunsWithoutRequestsInRealTime)
-{
-    setup.time = Time::Real;
-    start("display;fill 255;thread-frame");
-    EXPECT_TRUE(becomesTrue([this] { return device->iteration() > 20; }));
-    EXPECT_TRUE(becomesTrue([this] { return device->frameCount() == 1; }));
-    EXPECT_TRUE(isFilledWith(device->screen(), 3));
-    EXPECT_EQ(device->violations(), Lines{});
-}
-
-TEST_F(Device, RunsTheRequestedIterationsInRealTime)
-{
-    setup.time = Time::Real;
-    start("gpio");
-    const std::uint64_t before = device->iteration();
-    device->run(20);
-    EXPECT_GE(device->iteration(), before + 20);
-    device->click();
-    const Lines changes = output();
-    ASSERT_EQ(changes.size(), 2U);
-    EXPECT_TRUE(changes[0].starts_with("low at "));
-    EXPECT_TRUE(changes[1].starts_with("high at "));
-}
-
-TEST_F(Device, ReportsTheEndInRealTime)
-{
-    setup.time = Time::Real;
-    start("iterate 5;exit 4");
-    EXPECT_EQ(SimulatedDevice::describe(device->waitForEnd()), "exit status 4");
-    EXPECT_THROW((void)device->iteration(), DeviceEnded);
 }
 
 // Programs and libraries that must be rejected, because the program would use the real hardware.
@@ -907,7 +865,6 @@ TEST_F(Device, KillsAProgramThatClosesItsSocketButContinues)
                             "echo closed\n"
                             "while :; do sleep 0.01; done\n");
     setup.updater = "/bin/bash";
-    setup.time = Time::Real;
     setup.endTimeout = 10ms;
     setup.environment = {"BASH_ENV=" + (folder / "profile").string()};
     device.emplace(setup);

@@ -149,6 +149,12 @@ TEST(Scenario, ReadsASummaryASetUpAndEvents)
     EXPECT_EQ(scenario.lines[1].statement, (Statement{Verb::Click, {}, 700}));
 }
 
+TEST(Scenario, AcceptsLineEndsOfOtherSystems)
+{
+    const sim::Scenario scenario = sim::parseScenario("\r\n# A summary.\r\npress\r\n", "a");
+    EXPECT_EQ(sim::print(scenario), "# A summary.\npress\n");
+}
+
 TEST(Scenario, PrintsWhatItParses)
 {
     for (const std::string text : {

@@ -24,7 +24,6 @@ using Notes = std::vector<std::pair<int, Timeline::Duration>>;
 
 class VirtualTime : public testing::Test {
 protected:
-    VirtualTime() { timeline.setVirtual(true); }
     ~VirtualTime() override { join(); }
 
     /// Starts a thread that counts as busy until it waits or ends.
@@ -398,51 +397,6 @@ TEST_F(Counting, CountsNoThreadWhenNoneWaits)
     timeline.wake(&condition, true);
     timeline.wake(&condition, false);
     timeline.pass(1ms);
-}
-
-// Real time.
-
-TEST(RealTime, FollowsTheSystemClock)
-{
-    Timeline timeline;
-    EXPECT_FALSE(timeline.getVirtual());
-    const Timeline::Duration before = timeline.now();
-    std::this_thread::sleep_for(2ms);
-    EXPECT_GE(timeline.now() - before, 2ms);
-}
-
-TEST(RealTime, PassSleeps)
-{
-    Timeline timeline;
-    const Timeline::Duration before = timeline.now();
-    timeline.pass(3ms);
-    EXPECT_GE(timeline.now() - before, 3ms);
-}
-
-TEST(RealTime, DoesNotWaitForBusyThreads)
-{
-    Timeline timeline;
-    timeline.threadStarts();
-    timeline.awaitIdle();
-}
-
-long voluntarySwitches()
-{
-    rusage usage{};
-    getrusage(RUSAGE_THREAD, &usage);
-    return usage.ru_nvcsw;
-}
-
-TEST(RealTime, DoesNotSleepForLessThan50Microseconds)
-{
-    Timeline timeline;
-    const long before = voluntarySwitches();
-    for (int i = 0; i < 1000; ++i) {
-        timeline.pass(49us);
-    }
-    EXPECT_EQ(voluntarySwitches(), before);
-    timeline.pass(50us);
-    EXPECT_GT(voluntarySwitches(), before);
 }
 
 } // namespace

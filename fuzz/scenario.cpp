@@ -1,0 +1,37 @@
+// Parses arbitrary text as a scenario. What is accepted must be printed in a form that is parsed to the same scenario;
+// what is rejected must be described in one line.
+#include "sim/session/scenario.h"
+#include "fuzz/fuzz_target.h"
+
+#include <string>
+#include <string_view>
+
+namespace {
+
+void checkAccepted(const sim::Scenario& scenario)
+{
+    const std::string text = print(scenario);
+    const sim::Scenario again = sim::parseScenario(text, "printed");
+    require(again.setup == scenario.setup, "the printed set-up is parsed to the same set-up");
+    require(again.lines.size() == scenario.lines.size(), "the printed scenario has the same number of events");
+    for (std::size_t i = 0; i < again.lines.size(); ++i) {
+        require(again.lines[i].statement == scenario.lines[i].statement,
+                "each printed event is parsed to the same event");
+    }
+    require(print(again) == text, "the printed scenario is printed in the same way");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count)
+{
+    const std::string_view text(reinterpret_cast<const char*>(bytes), count);
+    try {
+        checkAccepted(sim::parseScenario(text, "input"));
+    } catch (const sim::SyntaxError& error) {
+        const std::string_view message = error.what();
+        require(message.starts_with("input:"), "an error names the file and the line");
+        require(message.find('\n') == std::string_view::npos, "an error is described in one line");
+    }
+    return 0;
+}
