@@ -109,7 +109,7 @@ struct Kind {
 };
 
 constexpr Kind kinds[] = {
-    {"VERSION", "a version or \"none\"",
+    {"VERSION", R"(a version or "none")",
      [](const Token& t) { return accepted(t, consistsOf(t.text, versionCharacters)); }},
     {"KIB", "a number of KiB from 1 to 1048576", number<1, 1048576>},
     {"FAULT", "the name of a fault", [](const Token& t) { return accepted(t, fault::isKnown(t.text)); }, true},
@@ -122,10 +122,10 @@ constexpr Kind kinds[] = {
      [](const Token& t) { return t.isQuoted && !t.text.empty() ? std::optional(t.text) : std::nullopt; }},
     {"COMMAND", "the name of a script",
      [](const Token& t) { return accepted(t, consistsOf(t.text, commandCharacters)); }, true},
-    {"PRESETS", R"("kept" or "lost"),
+    {"PRESETS", R"("kept" or "lost")",
      [](const Token& t) { return accepted(t, t.text == "kept" || t.text == "lost"); }},
     {"LEVEL", "a number from 0 to 255", number<0, 255>},
-    {"STATE", R"("running" or "ended"),
+    {"STATE", R"("running" or "ended")",
      [](const Token& t) { return accepted(t, t.text == "running" || t.text == "ended"); }},
 };
 
