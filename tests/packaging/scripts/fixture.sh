@@ -58,6 +58,7 @@ make_root() {
     add_program /bin busybox
     chroot "$root" /bin/busybox --install -s /bin
   else
+    add_program /sbin blockdev # for the tests
     add_program /bin dash cat chmod cmp cp cut dd df expr find grep head id ls mkdir mount mv rm sed sleep sort \
       stat sync tar truncate umount wc
     add_program /bin ln # for the tests

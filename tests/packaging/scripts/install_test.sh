@@ -150,14 +150,17 @@ swapped_drive() {
   verify "$user_presets"
 }
 
-# read_only_at SCRIPT LINE: the memory becomes read-only, as ext4 does after an error.
+# read_only_at LINE SCRIPT [ARGUMENT]: the memory becomes read-only while the script runs.
 read_only_at() {
   prepare
-  [[ $1 == format.sh ]] || expect 0 format.sh 0
-  on_line "$2" 'mount -o remount,ro /run/tonecrate/memory'
-  run "$1" ${3:+"$3"}
-  [[ $status -eq 1 ]] || { echo "exits $status"; return 1; }
+  [[ $2 == format.sh ]] || expect 0 format.sh 0
+  # shellcheck disable=SC2016 # for the script to expand
+  on_line "$1" '
+    ! is_mounted "$memory_mount" || mount -o remount,ro "$memory_mount"
+    blockdev --setro "$memory_device"'
+  expect 1 "${@:2}"
   reset_settings
+  blockdev --setrw "$(cat "$work/loops/mmcblk0p3")"
   update
   verify "$user_presets"
 }
@@ -213,7 +216,12 @@ it "no script accepts an unsigned firmware in /tmp/fw" unsigned_firmware
 it "install removes the unpacked firmware" removes_unpacked
 it "install keeps the backup when the presets on the memory differ, and the next update restores them" damaged_presets
 it "a drive that is swapped after decryption has no effect" swapped_drive
-it "an update after the memory became read-only keeps the presets" read_only_at install.sh "Installing... 40"
+for line in "Formatting" "Restoring"; do
+  it "an update after the memory became read-only at \"$line\" keeps the presets" read_only_at "$line" format.sh 0
+done
+for line in "Checking the memory" "Installing... 40" "Checking the files" "Writing the version"; do
+  it "an update after the memory became read-only at \"$line\" keeps the presets" read_only_at "$line" install.sh
+done
 it "install fails without unpacked firmware, or with an argument" without_firmware
 it "install fails without a memory" without_memory
 it "install fails when the memory is mounted" mounted_elsewhere
