@@ -27,6 +27,7 @@ readonly board_packages=(
     busybox-static
     openssl libssl3 libc6 zstd zlib1g liblzma5 liblz4-1 # for the example scripts, with the next line
     e2fsprogs libext2fs2 libblkid1 libcom-err2 libuuid1 util-linux
+    dmsetup libdevmapper1.02.1 libselinux1 libpcre2-8-0 libudev1 # for the tests of I/O errors
     libgtest-dev libgmock-dev librapidcheck-dev libpng-dev libpng16-16 zlib1g-dev # for the unit tests
 )
 

@@ -26,6 +26,15 @@ kernel=$(cat "$packages/kernel_version")
 readonly packages recovery out here project kernel
 readonly sim=$project/sim packaging=$project/packaging
 
+# The programs and drivers that simulate I/O errors; dm-mod contains the target `error`.
+install_error_simulation() {
+    local root=$1 modules=lib/modules/$kernel board=$packages/board
+    install -m 755 -t "$root/usr/sbin" "$here/io_errors.sh" "$board"/{sbin/dmsetup,usr/sbin/filefrag}
+    install -D -m 755 -t "$root/lib" "$board"/lib/aarch64-linux-gnu/lib{devmapper.so.1.02.1,selinux.so.1,m.so.6} \
+        "$board"/usr/lib/aarch64-linux-gnu/lib{pcre2-8.so.0,udev.so.1}
+    install -m 644 -t "$root/$modules" "$board/$modules"/kernel/drivers/{block/brd,dax/dax,md/dm-mod,md/dm-flakey}.ko
+}
+
 # The tests' own files: the settings, the program and the driver of the simulated encoder, and the hook that starts it
 # and executes commands from the console.
 make_initramfs() {
@@ -35,6 +44,7 @@ make_initramfs() {
     install -D -m 644 -t "$root/$modules" "$packages/board/$modules/kernel/drivers/input/misc/uinput.ko"
     mkdir -p "$root/usr/sbin"
     aarch64-linux-gnu-g++ -std=c++20 -O1 -Wall -Wextra -Werror -static -s "$here/knob.cpp" -o "$root/usr/sbin/knob"
+    install_error_simulation "$root"
     cp "$recovery" "$work/out/recovery.cpio.gz"
     (cd "$root" && find . -mindepth 1 | cpio --quiet -o -H newc --owner 0:0 | gzip -1) |
         cat "$recovery" - >"$work/out/initramfs"
