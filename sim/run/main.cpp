@@ -50,6 +50,18 @@ sim::Programs programsOf(const sim::Options& options)
     return {fs::absolute(options.updater), fs::absolute(options.preload), sim::checkSignals};
 }
 
+/// What every session needs.
+struct Workshop {
+    explicit Workshop(const sim::Options& options)
+        : references(TONECRATE_SCREENS), frames(options.frames),
+          deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware")
+    {}
+
+    const sim::ReferenceScreens references;
+    sim::FrameFolder frames;
+    sim::DeviceFiles deviceFiles;
+};
+
 /// Writes the recording, if one is requested.
 void record(const sim::Options& options, const sim::Session& session)
 {
@@ -61,12 +73,10 @@ void record(const sim::Options& options, const sim::Session& session)
 std::string play(const sim::Options& options, const fs::path& file)
 {
     const sim::Scenario scenario = sim::readScenario(file);
-    const sim::ReferenceScreens references(TONECRATE_SCREENS);
-    sim::FrameFolder frames(options.frames);
-    sim::DeviceFiles deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
-    sim::Session session(deviceFiles, programsOf(options), scenario.setup);
-    sim::ScenarioPrinter printer(session, references, frames, std::cout);
-    sim::ScenarioPlayer player(session, deviceFiles, references, [&] {
+    Workshop workshop(options);
+    sim::Session session(workshop.deviceFiles, programsOf(options), scenario.setup);
+    sim::ScenarioPrinter printer(session, workshop.references, workshop.frames, std::cout);
+    sim::ScenarioPlayer player(session, workshop.deviceFiles, workshop.references, [&] {
         sim::checkSignals();
         printer.update();
     });
@@ -91,13 +101,11 @@ int runScenario(const sim::Options& options, const fs::path& file)
 
 int runLive(const sim::Options& options)
 {
-    const sim::ReferenceScreens references(TONECRATE_SCREENS);
-    sim::FrameFolder frames(options.frames);
-    sim::DeviceFiles deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware");
+    Workshop workshop(options);
     std::cout << "Creating a device and a drive ..." << std::endl;
-    (void)deviceFiles.drive(sim::LiveSession::drive);
-    sim::Session session(deviceFiles, programsOf(options));
-    sim::LiveSession live(session, references, frames);
+    (void)workshop.deviceFiles.drive(sim::LiveSession::drive);
+    sim::Session session(workshop.deviceFiles, programsOf(options));
+    sim::LiveSession live(session, workshop.references, workshop.frames);
     live.run();
     record(options, session);
     return live.report() ? 0 : failed;

@@ -32,7 +32,8 @@ make_root() {
 }
 
 main() {
-  [[ $# -ge 2 && $# -le 5 && ${3:-1} =~ ^[1-9][0-9]{0,8}$ && ${4:-0} =~ ^[0-9]{1,9}$ ]] ||
+  [[ $# -ge 2 && $# -le 5 && ${3:-1} =~ ^[1-9][0-9]{0,8}$ && ${4:-0} =~ ^[0-9]{1,9}$ &&
+    ${5:-none} =~ ^[A-Za-z0-9.+-]{1,32}$ ]] ||
     fail 2 "usage: make_device.sh ROOT KEYS [MEMORY_KIB [USABLE_KIB [VERSION]]]"
   local root
   [[ ! -e $1 || -z $(ls -A -- "$1") ]] || fail 1 "$1 is not an empty folder"

@@ -92,7 +92,7 @@ std::optional<std::string> accepted(const Token& token, bool isValid)
 
 bool consistsOf(const std::string& text, std::string_view characters)
 {
-    constexpr std::size_t longest = 40;
+    constexpr std::size_t longest = 32;
     return text.size() <= longest && text.find_first_not_of(characters) == std::string::npos;
 }
 

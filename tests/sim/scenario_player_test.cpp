@@ -5,12 +5,16 @@
 
 #include <algorithm>
 #include <atomic>
+#include <filesystem>
+#include <set>
 #include <thread>
 
 namespace {
 
 using sim::Screen;
 using sim::Session;
+
+namespace fs = std::filesystem;
 
 const sim::ReferenceScreens& references()
 {
@@ -31,9 +35,8 @@ struct Played {
     std::string result{};
 };
 
-Played play(const std::string& text)
+Played play(const sim::Scenario& scenario)
 {
-    const sim::Scenario scenario = sim::parseScenario(text, "test.scenario");
     Session session(files(), {UPDATER, PRELOAD, {}}, scenario.setup);
     Played run;
     std::uint64_t frames = 0;
@@ -46,6 +49,17 @@ Played play(const std::string& text)
     run.result = player.play(scenario, "test.scenario");
     run.recording = sim::print(session.recording());
     return run;
+}
+
+Played play(const std::string& text)
+{
+    return play(sim::parseScenario(text, "test.scenario"));
+}
+
+std::vector<fs::path> scenarioFiles()
+{
+    const std::set<fs::path> sorted{fs::directory_iterator(SCENARIOS_DIR), {}};
+    return {sorted.begin(), sorted.end()};
 }
 
 std::string failureOf(const std::string& text)
@@ -172,5 +186,22 @@ TEST(ScenarioPlayer, AReplayOnABusyMachineProducesTheSameFrames)
     const Load load;
     EXPECT_TRUE(play(first.recording).frames == first.frames);
 }
+
+class LongReplay : public testing::TestWithParam<fs::path> {};
+
+TEST_P(LongReplay, OfARecordedScenarioProducesTheSameFrames)
+{
+    const Played first = play(sim::readScenario(GetParam()));
+    const Load load;
+    const Played second = play(sim::parseScenario(first.recording, "recording"));
+    EXPECT_EQ(second.recording, first.recording);
+    EXPECT_TRUE(second.frames == first.frames) << first.recording;
+}
+
+INSTANTIATE_TEST_SUITE_P(Scenarios, LongReplay, testing::ValuesIn(scenarioFiles()), [](const auto& tested) {
+    std::string name = tested.param.stem().string();
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
+});
 
 } // namespace

@@ -2,8 +2,11 @@
 add_folder_tests(sim_session
     SOURCES live_clock_test.cpp scenario_player_test.cpp session_test.cpp statement_test.cpp
     LIBRARIES sim_session
-    FILES ${simulated_device_files})
+    LONG Scenarios/LongReplay
+    COST 15
+    FILES ${simulated_device_files} ${PROJECT_SOURCE_DIR}/scenarios)
 target_compile_definitions(sim_session_tests PRIVATE
     UPDATER="$<TARGET_FILE:tonecrate-updater>" PRELOAD="$<TARGET_FILE:sim_preload>"
-    SIM_DIR="${PROJECT_SOURCE_DIR}/sim" SCREENS_DIR="${PROJECT_SOURCE_DIR}/screens")
+    SIM_DIR="${PROJECT_SOURCE_DIR}/sim" SCREENS_DIR="${PROJECT_SOURCE_DIR}/screens"
+    SCENARIOS_DIR="${PROJECT_SOURCE_DIR}/scenarios")
 add_dependencies(sim_session_tests tonecrate-updater sim_preload)

@@ -35,7 +35,19 @@ device_arguments() {
   refuses "$scripts/make_device.sh" "$DEVICE_ROOT" "$work/keys"
   refuses "$scripts/make_device.sh" new nowhere
   refuses "$scripts/make_device.sh" nowhere/new "$work/keys"
+  refuses "$scripts/make_device.sh" new "$work/keys" 8192 0 "../1"
   [[ ! -e new ]]
+}
+
+# installed_version VERSION: makes a device with this version, and prints the version in its memory.
+installed_version() {
+  "$scripts/make_device.sh" "$1" "$work/keys" 8192 0 "$1"
+  debugfs -R 'cat /version.txt' "$1/dev/memory" 2>/dev/null
+}
+
+device_has_version() {
+  [[ $(installed_version 0.9-beta) == 0.9-beta && -z $(installed_version none) ]]
+  [[ -n $(debugfs -R 'ls -p /presets' none/dev/memory 2>/dev/null) ]]
 }
 
 device_has_no_private_key() {
@@ -75,6 +87,7 @@ it "make_drive makes a larger drive for larger files" drive_grows_with_files
 it "make_drive rejects wrong arguments and leaves no file" drive_arguments
 it "make_device copies no private key to the device" device_has_no_private_key
 it "make_device rejects wrong arguments and leaves no folder" device_arguments
+it "make_device installs the given version, or only the presets" device_has_version
 it "verify detects a wrong version and wrong presets" verify_compares_versions_and_presets
 it "verify detects a missing file" verify_detects memory_command 'rm /firmware/config/audio.conf'
 it "verify detects an extra file" verify_detects add_stray_file
