@@ -16,7 +16,7 @@ namespace sim {
 /// that the screen and the LEDs are 0.
 struct Observation {
     bool isOn = false;
-    /// Since the last power-on.
+    /// Since the last power-on. If the updater has ended, it has not run beyond this iteration.
     std::uint64_t iteration = 0;
     /// The number of complete frames since the last power-on.
     std::uint64_t frames = 0;

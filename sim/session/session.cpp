@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
@@ -47,9 +48,7 @@ void Session::apply(const Statement& input)
     Statement recorded = input;
     recorded.at.reset();
     note(Event::Kind::Input, print(recorded));
-    if (observation.isOn) {
-        recorded.at = observation.iteration;
-    }
+    recorded.at = currentIteration();
     inputs.push_back(std::move(recorded));
     applyToDevice(input);
 }
@@ -158,6 +157,7 @@ void Session::run(std::uint64_t iterations)
 
 void Session::runSlice(std::uint64_t iterations)
 {
+    observation.iteration += iterations; // also if the updater ends on the way
     device->run(iterations);
     observeDevice();
 }
@@ -233,6 +233,13 @@ void Session::note(Event::Kind kind, const std::string& text)
     log.push_back({observation.iteration, kind, text});
 }
 
+/// None while the device is off, or if the updater has ended before its first iteration.
+std::optional<std::uint64_t> Session::currentIteration() const
+{
+    const bool isKnown = observation.isOn && observation.iteration > 0;
+    return isKnown ? std::optional(observation.iteration) : std::nullopt;
+}
+
 Scenario Session::recording() const
 {
     Scenario scenario = {.setup = setup};
@@ -240,8 +247,10 @@ Scenario Session::recording() const
         scenario.lines.push_back({input});
     }
     if (observation.isOn) {
-        scenario.lines.push_back(
-            {{Verb::ExpectProgram, {observation.end ? "ended" : "running"}, observation.iteration}});
+        scenario.lines.push_back({{Verb::ExpectProgram, {observation.end ? "ended" : "running"}, currentIteration()}});
+    }
+    for (const std::string& violation : std::set(observation.violations.begin(), observation.violations.end())) {
+        scenario.lines.push_back({{Verb::ExpectViolation, {violation}}});
     }
     return scenario;
 }

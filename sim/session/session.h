@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -50,8 +51,9 @@ public:
     [[nodiscard]] const Observation& observe() const { return observation; }
     /// All events since the creation of the device, oldest first.
     [[nodiscard]] const std::vector<Event>& events() const { return log; }
-    /// The set-up, every input with its iteration, and a check at the current iteration that the updater is still
-    /// running, or has ended. Replaying this scenario produces the same frames.
+    /// The set-up, every input with its iteration, and checks at the current iteration: that the updater is running or
+    /// has ended, and that the same protocol violations have occurred. Replaying this scenario produces the same
+    /// frames.
     [[nodiscard]] Scenario recording() const;
 
     /// The folder with the device's files.
@@ -74,6 +76,7 @@ private:
     void observeViolations();
     void observeEnd();
     void note(Event::Kind kind, const std::string& text);
+    [[nodiscard]] std::optional<std::uint64_t> currentIteration() const;
 
     DeviceFiles& deviceFiles;
     const Programs programs;

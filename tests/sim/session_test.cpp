@@ -120,6 +120,7 @@ TEST_F(SessionTest, ReportsTheEndOfTheUpdater)
     setup.faults = {"absent mem"};
     start(setup);
     EXPECT_EQ(observe().end, "signal 11 (Segmentation fault)");
+    EXPECT_EQ(sim::print(session->recording()), "fault absent mem\nexpect program ended\n");
     EXPECT_TRUE(contains(observe().error, "can't open /dev/mem!"));
     session->run(100);
     apply("press");
@@ -152,6 +153,18 @@ TEST_F(SessionTest, RecordsTheSetUpAndTheInputs)
                                                 "unplug\n"
                                                 "power on\n"
                                                 "at 10 expect program running\n");
+}
+
+TEST_F(SessionTest, RecordsEachViolationOnce)
+{
+    start();
+    session->run(99);
+    apply("fault on short spi");
+    session->run(600);
+    EXPECT_GT(observe().violations.size(), 1U);
+    EXPECT_EQ(sim::print(session->recording()), "at 100 fault on short spi\n"
+                                                "at 700 expect program running\n"
+                                                "expect violation \"a frame is short: 5120 of 10240 bytes\"\n");
 }
 
 TEST_F(SessionTest, RejectsStatementsThatAreNotInputs)
