@@ -7,9 +7,9 @@
 #include "sim/models/screen.h"
 
 #include <array>
-#include <compare>
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace sim {
@@ -22,7 +22,11 @@ struct Place {
     /// The file name and the arguments; empty if no script is running.
     std::string script{};
 
-    auto operator<=>(const Place&) const = default;
+    bool operator==(const Place&) const = default;
+    friend bool operator<(const Place& a, const Place& b)
+    {
+        return std::tie(a.screen, a.wheel, a.script) < std::tie(b.screen, b.wheel, b.script);
+    }
 };
 
 /// Devices in equal states react in the same way to everything that can happen.
@@ -34,7 +38,12 @@ struct State {
     /// The scripts that have been started.
     std::vector<std::string> calls{};
 
-    auto operator<=>(const State&) const = default;
+    bool operator==(const State&) const = default;
+    friend bool operator<(const State& a, const State& b)
+    {
+        return std::tie(a.place, a.hasDrive, a.isInstalled, a.calls) <
+               std::tie(b.place, b.hasDrive, b.isInstalled, b.calls);
+    }
 };
 
 /// A new device, switched on. Operations throw DeviceEnded if the updater has ended, and std::runtime_error if the

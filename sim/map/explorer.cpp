@@ -10,7 +10,7 @@ namespace sim {
 
 namespace {
 
-bool always(const State&)
+bool always(const State& /*state*/)
 {
     return true;
 }

@@ -10,6 +10,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -32,7 +33,10 @@ private:
         std::string_view act;
         std::size_t target;
 
-        auto operator<=>(const Arrow&) const = default;
+        friend bool operator<(const Arrow& a, const Arrow& b)
+        {
+            return std::tie(a.act, a.target) < std::tie(b.act, b.target);
+        }
     };
 
     struct Entry {
