@@ -1,0 +1,98 @@
+// The display: pixels of the controller's memory in the greys of a panel, at an integer number of device pixels.
+
+const WIDTH = 256;
+const HEIGHT = 160;
+
+/** The panel without power, with power but without a picture, and its lightest and darkest grey. */
+const UNPOWERED = [104, 112, 103];
+const BLANK = [196, 205, 192];
+const LIGHTEST = [206, 214, 201];
+const DARKEST = [28, 33, 38];
+
+/** How far each grey level is from the lightest to the darkest grey at the nominal contrast. */
+const DARKNESS = [0, 0.3, 0.64, 1];
+/** The operating voltage that the panel is made for, as a fraction of the largest. */
+const NOMINAL_CONTRAST = 272 / 511;
+
+/** Device pixels of a display pixel from which the gaps between the pixels are visible. */
+const SCALE_WITH_GAPS = 3;
+
+export class Display {
+    #element;
+    #context;
+    #gaps;
+    #image;
+    #levels = new Uint8Array(WIDTH * HEIGHT);
+    #colours = [];
+
+    constructor(element, canvas, gaps) {
+        this.#element = element;
+        this.#context = canvas.getContext("2d", {alpha: false});
+        this.#gaps = gaps;
+        this.#image = this.#context.createImageData(WIDTH, HEIGHT);
+        this.setRegisters(false, {on: false, sleep: true, inverse: false, contrast: NOMINAL_CONTRAST});
+    }
+
+    /** `base64`: two bits a pixel, row by row, the first pixel in the top bits. */
+    setFrame(base64) {
+        const bytes = atob(base64);
+        for (let i = 0; i < this.#levels.length; ++i) {
+            this.#levels[i] = bytes.charCodeAt(i >> 2) >> (6 - 2 * (i & 3)) & 3;
+        }
+        this.#draw();
+    }
+
+    setRegisters(isPowered, {on, sleep, inverse, contrast}) {
+        const isLit = isPowered && on && !sleep;
+        this.#element.dataset.lit = isLit;
+        const levels = inverse ? [3, 2, 1, 0] : [0, 1, 2, 3];
+        const colours = levels.map(level => colourOf(DARKNESS[level], contrast));
+        this.#element.style.setProperty("--lcd", css(isLit ? colours[0] : isPowered ? BLANK : UNPOWERED));
+        if (colours.join() !== this.#colours.join()) {
+            this.#colours = colours;
+            this.#draw();
+        }
+    }
+
+    /** `scale`: the device pixels of a display pixel. */
+    setScale(scale) {
+        this.#element.style.setProperty("--display-width", `${WIDTH * scale / devicePixelRatio}px`);
+        this.#element.style.setProperty("--display-height", `${HEIGHT * scale / devicePixelRatio}px`);
+        this.#drawGaps(scale);
+    }
+
+    #draw() {
+        const pixels = new Uint32Array(this.#image.data.buffer);
+        const words = new Uint32Array(new Uint8Array(this.#colours.flatMap(colour => [...colour, 255])).buffer);
+        for (let i = 0; i < pixels.length; ++i) {
+            pixels[i] = words[this.#levels[i]];
+        }
+        this.#context.putImageData(this.#image, 0, 0);
+    }
+
+    #drawGaps(scale) {
+        this.#gaps.hidden = scale < SCALE_WITH_GAPS;
+        this.#gaps.width = WIDTH * scale;
+        this.#gaps.height = HEIGHT * scale;
+        const context = this.#gaps.getContext("2d");
+        context.fillStyle = css([...LIGHTEST, 0.12]);
+        for (let x = scale - 1; x < this.#gaps.width; x += scale) {
+            context.fillRect(x, 0, 1, this.#gaps.height);
+        }
+        for (let y = scale - 1; y < this.#gaps.height; y += scale) {
+            context.fillRect(0, y, this.#gaps.width, 1);
+        }
+    }
+}
+
+/** More voltage darkens every grey, the lightest included; less voltage fades them. */
+function colourOf(darkness, contrast) {
+    const excess = contrast - NOMINAL_CONTRAST;
+    const reached = darkness * (1 + Math.min(0, 3 * excess)) + Math.max(0, 1.8 * excess);
+    const share = Math.min(1, Math.max(0, reached));
+    return LIGHTEST.map((light, i) => Math.round(light + (DARKEST[i] - light) * share));
+}
+
+function css([red, green, blue, alpha = 1]) {
+    return `rgb(${red} ${green} ${blue} / ${alpha})`;
+}

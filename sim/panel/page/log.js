@@ -1,0 +1,66 @@
+// The log: output, errors, events and protocol violations.
+
+const MAX_ENTRIES = 1000;
+/** CSS pixels from the end of the list within which new entries scroll it. */
+const END_RANGE = 24;
+
+export class Log {
+    #list;
+    #badge;
+    #violations = 0;
+    #pending = [];
+
+    constructor(list, badge) {
+        this.#list = list;
+        this.#badge = badge;
+    }
+
+    clear() {
+        this.#pending = [];
+        this.#list.replaceChildren();
+        this.#violations = 0;
+        this.#badge.hidden = true;
+    }
+
+    /** `kind`: output, error, violation or event. */
+    add(entry) {
+        this.#pending.push(entry);
+        if (this.#pending.length === 1) {
+            setTimeout(() => this.#flush());
+        }
+    }
+
+    #flush() {
+        const list = this.#list;
+        const isAtEnd = list.scrollHeight - list.scrollTop - list.clientHeight < END_RANGE;
+        list.append(...this.#pending.slice(-MAX_ENTRIES).map(entryElement));
+        while (list.childElementCount > MAX_ENTRIES) {
+            list.firstChild.remove();
+        }
+        this.#countViolations(this.#pending.filter(entry => entry.kind === "violation").length);
+        this.#pending = [];
+        if (isAtEnd) {
+            list.scrollTop = list.scrollHeight;
+        }
+    }
+
+    #countViolations(count) {
+        this.#violations += count;
+        this.#badge.hidden = this.#violations === 0;
+        this.#badge.textContent = this.#violations === 1 ? "1 violation" : `${this.#violations} violations`;
+    }
+}
+
+function entryElement({iteration, kind, text}) {
+    const element = document.createElement("div");
+    element.dataset.kind = kind;
+    element.append(span("at", String(iteration)), span("text", kind === "violation" ? `Violation: ${text}` : text));
+    return element;
+}
+
+function span(className, text) {
+    const element = document.createElement("span");
+    element.className = className;
+    element.textContent = text;
+    return element;
+}
