@@ -1,0 +1,60 @@
+// The events that the pages receive.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <string>
+
+namespace sim {
+
+/// Publishing never waits for a reader: a slow reader misses states and frames, and the oldest entries of the log.
+/// Thread-safe.
+class Feed {
+public:
+    /// How many entries of the log a new reader receives.
+    static constexpr std::size_t maxLogEntries = 1000;
+
+    /// What a reader has received.
+    struct Reader {
+        std::uint64_t state = 0;
+        std::uint64_t frame = 0;
+        std::uint64_t log = 0;
+    };
+
+    /// The texts are single lines.
+    void publishState(const std::string& text);
+    void publishFrame(const std::string& text);
+    void addLogEntry(const std::string& entry);
+
+    /// Returns the events that the reader has not received, as server-sent events. Waits for an event for at most
+    /// `timeout`; afterwards returns a comment. Returns nothing after `close`.
+    [[nodiscard]] std::optional<std::string> next(Reader& reader, std::chrono::milliseconds timeout);
+    /// Ends all streams.
+    void close();
+
+private:
+    /// The newest text, and how many there have been.
+    struct Latest {
+        std::string text;
+        std::uint64_t count = 0;
+    };
+
+    void publish(Latest& latest, const std::string& text);
+    [[nodiscard]] bool hasNews(const Reader& reader) const;
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    Latest state;
+    Latest frame;
+    std::deque<std::string> log;
+    /// The number of entries ever added.
+    std::uint64_t logCount = 0;
+    bool isClosed = false;
+};
+
+} // namespace sim

@@ -1,0 +1,78 @@
+// An HTTP server for few clients, with a limit on everything that a client sends.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+struct MHD_Daemon;
+
+namespace sim {
+
+struct HttpRequest {
+    std::string method{};
+    /// Without the query.
+    std::string path{};
+    /// The Host and Origin headers; empty if missing.
+    std::string host{};
+    std::string origin{};
+    std::string body{};
+};
+
+struct HttpResponse {
+    /// Returns the next part of a body; may block. Nothing ends the body.
+    using Stream = std::function<std::optional<std::string>()>;
+
+    unsigned status = 200;
+    std::string type = "text/plain; charset=utf-8";
+    std::string body{};
+    std::vector<std::pair<std::string, std::string>> headers{};
+    /// Replaces `body` if it is set.
+    Stream stream{};
+};
+
+/// Whether the body of a request is accepted, decided when only the headers have arrived.
+struct Admission {
+    std::size_t maxBodyBytes = 0;
+    /// Ends the request at once.
+    std::optional<HttpResponse> rejection{};
+    /// Released at the end of the request.
+    std::shared_ptr<void> permit{};
+};
+
+/// Each client has its own thread, so a client that stalls blocks only itself. A client that is idle or does not read
+/// for 10 seconds is disconnected. While `maxClients` are connected, further clients wait or are disconnected.
+class HttpServer {
+public:
+    static constexpr unsigned maxClients = 64;
+    /// For the request line and all headers together.
+    static constexpr std::size_t maxHeadBytes = 32768;
+
+    struct Handlers {
+        std::function<Admission(const HttpRequest&)> admit;
+        /// An exception becomes the response 500 with its message.
+        std::function<HttpResponse(const HttpRequest&)> respond;
+    };
+
+    /// `address`: numeric. `port`: 0 for any free port. Throws std::runtime_error if the server cannot listen there.
+    /// The handlers are called by several threads.
+    HttpServer(const std::string& address, std::uint16_t port, Handlers chosenHandlers);
+    HttpServer(const HttpServer&) = delete;
+    HttpServer& operator=(const HttpServer&) = delete;
+    /// Disconnects the clients. Streams must not block any longer.
+    ~HttpServer();
+
+    [[nodiscard]] std::uint16_t port() const { return listeningPort; }
+
+private:
+    Handlers handlers;
+    std::uint16_t listeningPort = 0;
+    MHD_Daemon* daemon = nullptr;
+};
+
+} // namespace sim

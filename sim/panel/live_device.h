@@ -1,0 +1,107 @@
+// A session that runs by the wall clock, in a thread of its own.
+#pragma once
+
+#include "sim/panel/feed.h"
+#include "sim/panel/movie.h"
+#include "sim/session/live_clock.h"
+#include "sim/session/reference_screens.h"
+#include "sim/session/session.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <exception>
+#include <filesystem>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace sim {
+
+/// Publishes the state, the screen and the log in a feed. The operations are thread-safe.
+class LiveDevice {
+public:
+    /// Creates the device and switches it on. `uploads` is an existing folder for users' firmware files. All references
+    /// must outlive the object. Throws std::runtime_error if the device cannot be created.
+    LiveDevice(DeviceFiles& deviceFiles, Programs chosenPrograms, const ReferenceScreens& chosenReferences,
+               std::filesystem::path uploads, Feed& chosenFeed);
+    LiveDevice(const LiveDevice&) = delete;
+    LiveDevice& operator=(const LiveDevice&) = delete;
+    ~LiveDevice();
+
+    /// Accepts an input or a click of the scenario language, or "pause", "resume", "speed 1", "speed 4", "speed 16",
+    /// "speed full", "step iteration" or "step frame". Throws SyntaxError. Does not wait until it is applied; if that
+    /// fails, the log contains the reason.
+    void input(const std::string& text);
+    /// Replaces the device. `setup` consists of set-up statements. Throws std::runtime_error.
+    void replace(const std::string& setup);
+    /// Plugs a drive that contains the file. Throws std::runtime_error.
+    void plugFirmware(const std::string& content);
+
+    [[nodiscard]] Screen screen();
+    [[nodiscard]] std::vector<TimedScreen> movie();
+    /// The text of a scenario.
+    [[nodiscard]] std::string recording();
+
+private:
+    using Job = std::function<void()>;
+
+    void enqueue(Job job);
+    /// Executes the job in the thread, and waits. Exceptions propagate.
+    void execute(const Job& job);
+
+    // In the thread.
+
+    void runUntilStopped(std::promise<void>& started);
+    void runDueIterations();
+    void waitForWork();
+    [[nodiscard]] std::optional<Job> nextJob();
+    void tryJob(const Job& job);
+    void create(const SessionSetup& setup);
+    void apply(const Statement& statement);
+    void beginClick();
+    void endClick();
+    void run(std::uint64_t iterations);
+    void runToNextFrame();
+    void observe();
+    void publish();
+    void publishLog();
+    void reportFailure(const std::string& text);
+
+    DeviceFiles& files;
+    Programs programs;
+    const ReferenceScreens& references;
+    const std::filesystem::path uploadFolder;
+    Feed& feed;
+
+    std::mutex mutex;
+    std::condition_variable hasWork;
+    std::deque<Job> jobs;
+    std::atomic<bool> isStopping = false;
+
+    // Used only by the thread.
+
+    std::unique_ptr<Session> session;
+    LiveClock clock;
+    Movie shots;
+    /// The iterations of all devices.
+    std::uint64_t elapsed = 0;
+    /// When the click under way releases the button.
+    std::optional<std::uint64_t> clickEnd;
+    std::size_t eventsPublished = 0;
+    std::optional<Screen> published;
+    std::string screenName;
+    LiveClock::TimePoint lastPublication{};
+    bool isPublicationDue = true;
+
+    std::thread thread;
+};
+
+} // namespace sim

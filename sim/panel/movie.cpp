@@ -1,0 +1,33 @@
+#include "sim/panel/movie.h"
+
+#include <algorithm>
+
+namespace sim {
+
+void Movie::add(std::uint64_t iteration, const Screen& screen)
+{
+    if (!shots.empty() && shots.back().screen == screen) {
+        return;
+    }
+    shots.push_back({iteration, screen});
+    // The second screen may have appeared before the minute began; then the first is never visible in it.
+    while (shots.size() > 1 && shots[1].iteration + length <= iteration) {
+        shots.pop_front();
+    }
+}
+
+std::vector<TimedScreen> Movie::screens(std::uint64_t iteration) const
+{
+    const std::uint64_t start = iteration > length ? iteration - length : 0;
+    std::vector<TimedScreen> result;
+    for (std::size_t i = 0; i < shots.size(); ++i) {
+        const std::uint64_t end = i + 1 < shots.size() ? shots[i + 1].iteration : iteration;
+        if (end > start || i + 1 == shots.size()) {
+            const std::uint64_t begin = std::max(shots[i].iteration, start);
+            result.push_back({shots[i].screen, static_cast<std::uint32_t>(end - begin)});
+        }
+    }
+    return result;
+}
+
+} // namespace sim

@@ -1,0 +1,30 @@
+// The messages to the page.
+#pragma once
+
+#include "sim/models/screen.h"
+#include "sim/session/observation.h"
+
+#include <string>
+
+namespace sim {
+
+struct PanelState {
+    const Observation& observation;
+    bool isRunning;
+    /// See LiveClock.
+    int speed;
+    /// The name of the reference picture; empty if there is none.
+    std::string screenName;
+};
+
+// Single lines of JSON. Bytes that are not UTF-8 are replaced.
+
+[[nodiscard]] std::string stateJson(const PanelState& state);
+[[nodiscard]] std::string eventJson(const Event& event);
+/// The drives, devices and faults that the page offers.
+[[nodiscard]] std::string choicesJson();
+
+/// Base64 of two bits for each pixel, row by row, the first pixel in the top bits.
+[[nodiscard]] std::string frameText(const Screen& screen);
+
+} // namespace sim

@@ -1,0 +1,66 @@
+// The addresses of the front panel: its page, its stream of events, its inputs and its downloads.
+#pragma once
+
+#include "sim/panel/feed.h"
+#include "sim/panel/http_server.h"
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace sim {
+
+/// What the clients can ask for. Called by several threads.
+struct PanelActions {
+    /// Returns an error in one line, or nothing after success.
+    using Action = std::function<std::optional<std::string>(const std::string& text)>;
+    using Document = std::function<std::string()>;
+
+    /// `text` is one statement.
+    Action input;
+    /// `text` is the set-up of a new device.
+    Action replaceDevice;
+    /// `text` is the content of a tonecrate.fw.
+    Action plugFirmware;
+    /// In JSON.
+    Document choices;
+    Document picture;
+    Document movie;
+    Document scenario;
+};
+
+/// Accepts only requests to "localhost" or a numeric address, and no requests from pages of other servers: a page
+/// elsewhere cannot control the device, even if its name resolves to this computer.
+class PanelServer {
+public:
+    static constexpr std::size_t maxTextBytes = 4096;
+    static constexpr std::size_t maxFirmwareBytes = std::size_t{64} * 1024 * 1024;
+    /// Fewer than the clients, so that inputs always find a place.
+    static constexpr int maxStreams = 32;
+
+    /// See HttpServer for `address` and `port`.
+    PanelServer(const std::string& address, std::uint16_t port, Feed& chosenFeed, PanelActions chosenActions);
+    PanelServer(const PanelServer&) = delete;
+    PanelServer& operator=(const PanelServer&) = delete;
+    /// Closes the feed.
+    ~PanelServer();
+
+    [[nodiscard]] std::uint16_t port() const { return server.port(); }
+
+private:
+    struct Route;
+
+    [[nodiscard]] Admission admit(const HttpRequest& request);
+    [[nodiscard]] HttpResponse respond(const HttpRequest& request);
+    [[nodiscard]] HttpResponse openStream();
+
+    Feed& feed;
+    PanelActions actions;
+    std::atomic<int> streams = 0;
+    std::atomic<int> uploads = 0;
+    HttpServer server;
+};
+
+} // namespace sim

@@ -1,0 +1,186 @@
+#include "sim/panel/live_device.h"
+
+#include "tests/support/scratch_folder.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+namespace sim {
+
+using nlohmann::json;
+
+namespace {
+
+/// A page that keeps the newest state and the whole log.
+class Page {
+public:
+    explicit Page(Feed& chosenFeed) : feed(chosenFeed) {}
+
+    /// Reads events until `isReached` returns true. Fails after a minute.
+    void await(const char* what, const std::function<bool()>& isReached)
+    {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+        while (!isReached()) {
+            ASSERT_LT(std::chrono::steady_clock::now(), end) << what << "; the last state is " << state;
+            read();
+        }
+    }
+    void awaitState(const char* name, const json& value)
+    {
+        await(name, [&] { return state.contains(name) && state[name] == value; });
+    }
+    void awaitLog(const std::string& text)
+    {
+        await(text.c_str(), [&] { return std::find(log.begin(), log.end(), text) != log.end(); });
+    }
+
+    json state = json::object();
+    std::vector<std::string> log;
+
+private:
+    void read()
+    {
+        std::istringstream events(*feed.next(reader, std::chrono::milliseconds(100)));
+        std::string name;
+        for (std::string line; std::getline(events, line);) {
+            if (line.starts_with("event: ")) {
+                name = line.substr(7);
+            } else if (line.starts_with("data: ") && name == "state") {
+                state = json::parse(line.substr(6));
+            } else if (line.starts_with("data: ") && name == "log") {
+                log.push_back(json::parse(line.substr(6)).at("text"));
+            }
+        }
+    }
+
+    Feed& feed;
+    Feed::Reader reader;
+};
+
+class LiveDeviceTest : public testing::Test {
+protected:
+    ScratchFolder uploads;
+    ReferenceScreens references{SCREENS_DIR};
+    DeviceFiles files{SIM_FOLDER "/scripts", SIM_FOLDER "/firmware"};
+    Feed feed;
+    LiveDevice device{files, {UPDATER_PROGRAM, PRELOAD_LIBRARY, {}}, references, uploads.path(), feed};
+    Page page{feed};
+};
+
+} // namespace
+
+TEST_F(LiveDeviceTest, RunsAsSoonAsItExists)
+{
+    page.awaitLog("Starting updater...");
+    page.await("iteration", [&] { return page.state.value("iteration", 0) > 100; });
+    EXPECT_EQ(page.state["power"], true);
+    EXPECT_EQ(page.state["speed"], 1);
+}
+
+TEST_F(LiveDeviceTest, UpdatesTheFirmwareAtFullSpeed)
+{
+    device.input("speed full");
+    device.input("plug good");
+    page.awaitState("screen", "menu");
+    device.input("turn +1");
+    device.input("turn +1");
+    page.awaitState("screen", "menu-update");
+    device.input("click");
+    page.awaitState("screen", "update-no");
+    device.input("turn +1");
+    page.awaitState("screen", "update-yes");
+    device.input("click");
+    page.awaitState("screen", "done");
+    page.awaitLog("Everything done");
+    EXPECT_EQ(device.screen(), device.movie().back().screen);
+}
+
+TEST_F(LiveDeviceTest, StandsStillWhilePaused)
+{
+    device.input("pause");
+    page.awaitState("running", false);
+    const std::uint64_t iteration = page.state["iteration"];
+    device.input("step iteration");
+    page.awaitState("iteration", iteration + 1);
+    const std::uint64_t frames = page.state["frames"];
+    device.input("step frame");
+    page.awaitState("frames", frames + 1);
+    device.input("resume");
+    page.await("iteration", [&] { return page.state["iteration"] > iteration + 1000; });
+}
+
+TEST_F(LiveDeviceTest, RecordsAClickAsPressAndRelease)
+{
+    device.input("click");
+    page.awaitLog("release");
+    device.input("pause");
+    const Scenario recording = parseScenario(device.recording(), "recording");
+    ASSERT_GE(recording.lines.size(), 2U);
+    EXPECT_EQ(recording.lines[0].statement.verb, Verb::Press);
+    EXPECT_EQ(recording.lines[1].statement.verb, Verb::Release);
+    EXPECT_EQ(*recording.lines[1].statement.at - *recording.lines[0].statement.at, Session::clickIterations);
+}
+
+TEST_F(LiveDeviceTest, PowerOffEndsAClick)
+{
+    device.input("pause");
+    device.input("click");
+    page.awaitState("button", true);
+    device.input("power off");
+    page.awaitState("power", false);
+    EXPECT_EQ(page.state["button"], false);
+    device.input("resume");
+    device.input("power on");
+    page.await("iteration", [&] { return page.state["power"] == true && page.state["iteration"] > 10; });
+}
+
+TEST_F(LiveDeviceTest, RejectsWhatIsNotAnInput)
+{
+    const char* const rejected[] = {"",
+                                    "nonsense",
+                                    "speed 2",
+                                    "step",
+                                    "await screen menu",
+                                    "wait 500",
+                                    "at 5 press",
+                                    "hold 1000000",
+                                    "plug file \"/etc/passwd\"",
+                                    "fault absent encoder"};
+    for (const char* text : rejected) {
+        EXPECT_THROW(device.input(text), SyntaxError) << text;
+    }
+}
+
+TEST_F(LiveDeviceTest, ReplacesTheDevice)
+{
+    device.input("speed full");
+    device.replace("# comment\n\ndevice installed none\nfault absent i2c\n");
+    device.input("plug good");
+    page.awaitState("screen", "menu-without-update");
+    EXPECT_EQ(page.state["faults"], json({"absent i2c"}));
+    EXPECT_THROW(device.replace("press"), SyntaxError);
+    EXPECT_THROW(device.replace("device installed"), SyntaxError);
+    device.input("unplug");
+    page.awaitState("drive", nullptr);
+}
+
+TEST_F(LiveDeviceTest, PlugsADriveWithTheUsersFile)
+{
+    device.input("speed full");
+    device.plugFirmware("not a firmware");
+    page.awaitState("screen", "failed-corrupt");
+    EXPECT_EQ(page.state["drive"], "file");
+}
+
+TEST_F(LiveDeviceTest, ContinuesAfterTheUpdaterHasEnded)
+{
+    device.replace("fault absent mem");
+    page.await("ended", [&] { return page.state["ended"].is_string(); });
+    device.input("fault off absent mem");
+    device.input("power off");
+    device.input("power on");
+    page.await("iteration", [&] { return page.state["ended"].is_null() && page.state["iteration"] > 100; });
+}
+
+} // namespace sim
