@@ -246,7 +246,7 @@ describe("device", () => {
         await panel.awaitScreen("menu-without-update");
     });
 
-    test("reports an injected fault's violation or message in the log", async () => {
+    test("logs the updater's message about an injected fault", async () => {
         const panel = await open();
         await panel.page.getByText("Faults").click();
         await panel.page.getByLabel("No encoder").check();
