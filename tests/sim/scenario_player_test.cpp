@@ -192,7 +192,6 @@ class LongReplay : public testing::TestWithParam<fs::path> {};
 TEST_P(LongReplay, OfARecordedScenarioProducesTheSameFrames)
 {
     const Played first = play(sim::readScenario(GetParam()));
-    const Load load;
     const Played second = play(sim::parseScenario(first.recording, "recording"));
     EXPECT_EQ(second.recording, first.recording);
     EXPECT_TRUE(second.frames == first.frames) << first.recording;
