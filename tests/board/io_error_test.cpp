@@ -1,7 +1,6 @@
 // Updates while the memory, its backup or the drive has I/O errors, which the device mapper simulates.
 #include "tests/board/board_test.h"
 
-#include <iostream>
 #include <memory>
 #include <numeric>
 #include <set>
