@@ -2,8 +2,8 @@
 #pragma once
 
 #include "sim/panel/feed.h"
-#include "sim/panel/movie.h"
 #include "sim/session/live_clock.h"
+#include "sim/session/movie.h"
 #include "sim/session/reference_screens.h"
 #include "sim/session/session.h"
 
@@ -90,7 +90,8 @@ private:
 
     std::unique_ptr<Session> session;
     LiveClock clock;
-    Movie shots;
+    /// The last minute.
+    Movie shots{60000};
     /// The iterations of all devices.
     std::uint64_t elapsed = 0;
     /// When the click under way releases the button.

@@ -49,7 +49,7 @@ void LiveSession::runDue(std::uint64_t iterations)
     session.run(iterations);
     const Observation& seen = session.observe();
     if (seen.frames != before) {
-        frames.add(seen.screen, references.nameOf(seen.screen));
+        pictures.add(seen, references.nameOf(seen.screen));
     }
 }
 

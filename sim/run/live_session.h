@@ -2,8 +2,8 @@
 #pragma once
 
 #include "sim/run/button_timer.h"
-#include "sim/run/frame_folder.h"
 #include "sim/run/live_view.h"
+#include "sim/run/pictures.h"
 #include "sim/session/live_clock.h"
 #include "sim/session/reference_screens.h"
 #include "sim/session/session.h"
@@ -18,8 +18,8 @@ public:
     /// The name of the drive that the user can insert.
     static constexpr const char* drive = "good";
 
-    LiveSession(Session& chosenSession, const ReferenceScreens& screens, FrameFolder& folder)
-        : session(chosenSession), references(screens), frames(folder)
+    LiveSession(Session& chosenSession, const ReferenceScreens& screens, Pictures& chosenPictures)
+        : session(chosenSession), references(screens), pictures(chosenPictures)
     {}
 
     /// Returns when the user quits, SIGINT arrives or the updater ends. Throws Interrupted after any other termination
@@ -39,7 +39,7 @@ private:
 
     Session& session;
     const ReferenceScreens& references;
-    FrameFolder& frames;
+    Pictures& pictures;
 
     ButtonTimer buttonTimer;
     /// The result of the last command.

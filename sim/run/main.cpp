@@ -1,7 +1,7 @@
 // Runs the updater on a simulated device, interactively or in a scenario.
-#include "sim/run/frame_folder.h"
 #include "sim/run/live_session.h"
 #include "sim/run/options.h"
+#include "sim/run/pictures.h"
 #include "sim/run/scenario_printer.h"
 #include "sim/session/device_files.h"
 #include "sim/session/reference_screens.h"
@@ -53,12 +53,12 @@ sim::Programs programsOf(const sim::Options& options)
 /// What every session needs.
 struct Workshop {
     explicit Workshop(const sim::Options& options)
-        : references(TONECRATE_SCREENS), frames(options.frames),
+        : references(TONECRATE_SCREENS), pictures(options.frames, options.movie),
           deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware")
     {}
 
     const sim::ReferenceScreens references;
-    sim::FrameFolder frames;
+    sim::Pictures pictures;
     sim::DeviceFiles deviceFiles;
 };
 
@@ -75,13 +75,14 @@ std::string play(const sim::Options& options, const fs::path& file)
     const sim::Scenario scenario = sim::readScenario(file);
     Workshop workshop(options);
     sim::Session session(workshop.deviceFiles, programsOf(options), scenario.setup);
-    sim::ScenarioPrinter printer(session, workshop.references, workshop.frames, std::cout);
+    sim::ScenarioPrinter printer(session, workshop.references, workshop.pictures, std::cout);
     sim::ScenarioPlayer player(session, workshop.deviceFiles, workshop.references, [&] {
         sim::checkSignals();
         printer.update();
     });
     std::string result = player.play(scenario, file.string());
     record(options, session);
+    workshop.pictures.writeMovie(session.observe());
     return result;
 }
 
@@ -105,9 +106,10 @@ int runLive(const sim::Options& options)
     std::cout << "Creating a device and a drive ..." << std::endl;
     (void)workshop.deviceFiles.drive(sim::LiveSession::drive);
     sim::Session session(workshop.deviceFiles, programsOf(options));
-    sim::LiveSession live(session, workshop.references, workshop.frames);
+    sim::LiveSession live(session, workshop.references, workshop.pictures);
     live.run();
     record(options, session);
+    workshop.pictures.writeMovie(session.observe());
     return live.report() ? 0 : failed;
 }
 

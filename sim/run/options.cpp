@@ -33,6 +33,7 @@ constexpr Option optionsWithValue[] = {
     {"--preload", [](Options& options, const std::string& value) { options.preload = value; }},
     {"--scripts", [](Options& options, const std::string& value) { options.scripts = value; }},
     {"--frames", [](Options& options, const std::string& value) { options.frames = value; }},
+    {"--movie", [](Options& options, const std::string& value) { options.movie = value; }},
     {"--record", [](Options& options, const std::string& value) { options.recording = value; }},
     {"--scenario", [](Options& options, const std::string& value) { options.scenario = value; }},
     {"--play", play},
@@ -95,8 +96,8 @@ fs::path scenarioFile(const fs::path& scenarios, const std::string& name)
 std::string helpText(const fs::path& scenarios)
 {
     std::ostringstream text;
-    text << "usage: tonecrate-simulator [--scenario FILE | --play NAME] [--record FILE] [--frames DIR]\n"
-            "                           [--updater PATH] [--preload PATH] [--scripts DIR]\n"
+    text << "usage: tonecrate-simulator [--scenario FILE | --play NAME] [--record FILE] [--movie FILE]\n"
+            "                           [--frames DIR] [--updater PATH] [--preload PATH] [--scripts DIR]\n"
             "\n"
             "Runs the updater on a simulated device. In a terminal, shows the screen and accepts keys for the knob, "
             "the\n"
@@ -105,6 +106,7 @@ std::string helpText(const fs::path& scenarios)
             "\n"
             "  --scenario FILE  play a scenario; docs/scenarios.md describes the format\n"
             "  --record FILE    write what happens as a scenario\n"
+            "  --movie FILE     write the screens, with their times, as an animated PNG file\n"
             "  --frames DIR     save every screen as a numbered PNG file\n"
             "  --updater PATH   the updater to run\n"
             "  --preload PATH   the library that simulates the device's hardware\n"

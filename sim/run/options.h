@@ -21,6 +21,8 @@ struct Options {
     std::filesystem::path recording{};
     /// The folder in which to save every screen; empty for none.
     std::filesystem::path frames{};
+    /// The file for the movie; empty for none.
+    std::filesystem::path movie{};
     bool wantsHelp = false;
 };
 

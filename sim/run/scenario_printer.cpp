@@ -39,7 +39,7 @@ void ScenarioPrinter::update()
     }
     framesPrinted = seen.frames;
     const std::string name = references.nameOf(seen.screen);
-    frames.add(seen.screen, name);
+    pictures.add(seen, name);
     log.printScreen(seen.iteration, seen.screen, name);
 }
 

@@ -1,7 +1,7 @@
 // Prints the events and screens of a session, and saves the screens.
 #pragma once
 
-#include "sim/run/frame_folder.h"
+#include "sim/run/pictures.h"
 #include "sim/run/scenario_log.h"
 #include "sim/session/reference_screens.h"
 #include "sim/session/session.h"
@@ -12,9 +12,9 @@ namespace sim {
 
 class ScenarioPrinter {
 public:
-    ScenarioPrinter(const Session& chosenSession, const ReferenceScreens& screens, FrameFolder& folder,
+    ScenarioPrinter(const Session& chosenSession, const ReferenceScreens& screens, Pictures& chosenPictures,
                     std::ostream& stream)
-        : session(chosenSession), references(screens), frames(folder), log(stream)
+        : session(chosenSession), references(screens), pictures(chosenPictures), log(stream)
     {}
 
     /// Prints what is new since the last call. Throws std::runtime_error if the stream fails.
@@ -23,7 +23,7 @@ public:
 private:
     const Session& session;
     const ReferenceScreens& references;
-    FrameFolder& frames;
+    Pictures& pictures;
     ScenarioLog log;
     std::size_t eventsPrinted = 0;
     std::uint64_t framesPrinted = 0;

@@ -27,18 +27,20 @@ TEST(RunOptions, DefaultsAreTheGivenValues)
     EXPECT_EQ(options.scenario, "");
     EXPECT_EQ(options.frames, "");
     EXPECT_EQ(options.recording, "");
+    EXPECT_EQ(options.movie, "");
     EXPECT_FALSE(options.wantsHelp);
 }
 
 TEST(RunOptions, AValueIsTheNextArgument)
 {
     const Options options = parsed(
-        {"--updater", "a", "--preload", "b", "--scripts", "c", "--frames", "d", "--record", "e", "--scenario", "f"});
+        {"--updater", "a", "--preload", "b", "--scripts", "c", "--frames", "d", "--record", "e", "--scenario", "f", "--movie", "g"});
     EXPECT_EQ(options.updater, "a");
     EXPECT_EQ(options.preload, "b");
     EXPECT_EQ(options.scripts, "c");
     EXPECT_EQ(options.frames, "d");
     EXPECT_EQ(options.recording, "e");
+    EXPECT_EQ(options.movie, "g");
     EXPECT_EQ(options.scenario, "f");
 }
 
@@ -82,7 +84,7 @@ TEST(RunOptions, HelpListsEveryOption)
 {
     const std::string help = sim::helpText(SCENARIOS_DIR);
     EXPECT_TRUE(help.starts_with("usage: "));
-    for (const char* option : {"--updater", "--preload", "--scripts", "--frames", "--play", "--scenario", "--record"}) {
+    for (const char* option : {"--updater", "--preload", "--scripts", "--frames", "--play", "--scenario", "--record", "--movie"}) {
         EXPECT_TRUE(contains(help, option)) << option;
     }
 }

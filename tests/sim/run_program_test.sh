@@ -47,6 +47,19 @@ replays_a_recording() {
   diff "$work/recorded.scenario" "$work/again.scenario" && diff -r "$work/first" "$work/second"
 }
 
+# The chunk acTL contains the number of pictures.
+saves_a_movie() {
+  run --play unplugged --movie "$work/first.png"
+  [[ $status -eq 0 && $(head -c 41 "$work/first.png" | tail -c 4) == acTL ]] || { cat "$work/err"; return 1; }
+  run --play unplugged --movie "$work/second.png"
+  cmp "$work/first.png" "$work/second.png"
+}
+
+unwritable_movie() {
+  run --play corrupt --movie "$work/nowhere/movie.png"
+  fails_with 1 "corrupt: failed: cannot write $work/nowhere/movie.png"
+}
+
 unwritable_recording() {
   run --play no-gpio --record "$work/nowhere/recorded.scenario"
   fails_with 1 "no-gpio: failed: cannot write $work/nowhere/recorded.scenario"
@@ -157,6 +170,8 @@ it "without options, the scenario \"update\" runs" update_is_the_default
 it "--help prints the usage" shows_help
 it "a replayed recording shows the same screens and records the same scenario" replays_a_recording
 it "a recording that cannot be written is reported in one line" unwritable_recording
+it "--movie saves an animated picture, the same in every run" saves_a_movie
+it "a movie that cannot be written is reported in one line" unwritable_movie
 it "a wrong statement is reported in one line, with file and line" wrong_statement
 it "a missing scenario file is reported in one line" missing_scenario
 it "an unknown option is a usage error" wrong_usage --fast

@@ -1,6 +1,7 @@
 # Sessions with the simulated device, and scenarios.
 add_folder_tests(sim_session
-    SOURCES live_clock_test.cpp scenario_player_test.cpp session_test.cpp statement_test.cpp
+    SOURCES animated_png_test.cpp live_clock_test.cpp movie_test.cpp scenario_player_test.cpp session_test.cpp
+            statement_test.cpp
     LIBRARIES sim_session
     LONG Scenarios/LongReplay
     COST 15

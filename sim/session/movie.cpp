@@ -1,4 +1,5 @@
-#include "sim/panel/movie.h"
+// Keeps distinct screens.
+#include "sim/session/movie.h"
 
 #include <algorithm>
 
@@ -10,7 +11,7 @@ void Movie::add(std::uint64_t iteration, const Screen& screen)
         return;
     }
     shots.push_back({iteration, screen});
-    // The second screen may have appeared before the minute began; then the first is never visible in it.
+    // If the second screen appeared before the beginning, the first one is not visible.
     while (shots.size() > 1 && shots[1].iteration + length <= iteration) {
         shots.pop_front();
     }

@@ -1,6 +1,6 @@
 // Writes the chunks of the PNG format (Portable Network Graphics, third edition), four pixels to a byte. libpng cannot
 // write animations.
-#include "sim/panel/animated_png.h"
+#include "sim/session/animated_png.h"
 
 #include <algorithm>
 #include <limits>

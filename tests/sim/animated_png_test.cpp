@@ -1,4 +1,4 @@
-#include "sim/panel/animated_png.h"
+#include "sim/session/animated_png.h"
 
 #include "sim/device/png_file.h"
 #include "tests/support/scratch_folder.h"

@@ -1,19 +1,19 @@
-// The screens of the last minute.
+// The screens of a run, with their times.
 #pragma once
 
-#include "sim/panel/animated_png.h"
+#include "sim/session/animated_png.h"
 
 #include <cstdint>
 #include <deque>
-#include <memory>
+#include <limits>
 #include <vector>
 
 namespace sim {
 
 class Movie {
 public:
-    /// In iterations, which are milliseconds.
-    static constexpr std::uint64_t length = 60'000;
+    /// `longest`: how much of the end the movie shows, in iterations, which are milliseconds.
+    explicit Movie(std::uint64_t longest = std::numeric_limits<std::uint32_t>::max()) : length(longest) {}
 
     /// `iteration` must not decrease from call to call.
     void add(std::uint64_t iteration, const Screen& screen);
@@ -26,6 +26,7 @@ private:
         Screen screen;
     };
 
+    std::uint64_t length;
     std::deque<Shot> shots;
 };
 

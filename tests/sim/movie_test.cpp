@@ -1,4 +1,4 @@
-#include "sim/panel/movie.h"
+#include "sim/session/movie.h"
 
 #include <gtest/gtest.h>
 
@@ -44,9 +44,9 @@ TEST(Movie, ContainsAScreenWithoutADuration)
     EXPECT_EQ(contentOf(movie, 0), (Content{{3, 0}}));
 }
 
-TEST(Movie, ContainsOnlyTheLastMinute)
+TEST(Movie, ContainsOnlyTheEndOfALongRun)
 {
-    Movie movie;
+    Movie movie(60'000);
     movie.add(0, filledWith(0));
     movie.add(30'000, filledWith(1));
     movie.add(70'000, filledWith(2));

@@ -1,0 +1,36 @@
+// The pictures that a run saves: every distinct screen, and a movie.
+#pragma once
+
+#include "sim/run/frame_folder.h"
+#include "sim/session/movie.h"
+#include "sim/session/observation.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+namespace sim {
+
+class Pictures {
+public:
+    /// An empty path: does not save the screens or the movie. Throws std::runtime_error if the folder cannot be
+    /// created.
+    Pictures(const std::filesystem::path& frameFolder, std::filesystem::path movieFile);
+
+    /// Takes the current screen. `name` is its name; empty if it has none.
+    void add(const Observation& seen, const std::string& name);
+    /// Writes the movie up to now. Throws std::runtime_error if the file cannot be written.
+    void writeMovie(const Observation& seen);
+
+private:
+    [[nodiscard]] std::uint64_t timeOf(const Observation& seen);
+
+    FrameFolder frames;
+    const std::filesystem::path moviePath;
+    Movie movie;
+    /// Iterations of all power-ons up to the last call.
+    std::uint64_t elapsed = 0;
+    std::uint64_t lastIteration = 0;
+};
+
+} // namespace sim
