@@ -33,8 +33,8 @@ TEST(RunOptions, DefaultsAreTheGivenValues)
 
 TEST(RunOptions, AValueIsTheNextArgument)
 {
-    const Options options = parsed(
-        {"--updater", "a", "--preload", "b", "--scripts", "c", "--frames", "d", "--record", "e", "--scenario", "f", "--movie", "g"});
+    const Options options = parsed({"--updater", "a", "--preload", "b", "--scripts", "c", "--frames", "d", "--record",
+                                    "e", "--scenario", "f", "--movie", "g"});
     EXPECT_EQ(options.updater, "a");
     EXPECT_EQ(options.preload, "b");
     EXPECT_EQ(options.scripts, "c");
@@ -84,7 +84,8 @@ TEST(RunOptions, HelpListsEveryOption)
 {
     const std::string help = sim::helpText(SCENARIOS_DIR);
     EXPECT_TRUE(help.starts_with("usage: "));
-    for (const char* option : {"--updater", "--preload", "--scripts", "--frames", "--play", "--scenario", "--record", "--movie"}) {
+    for (const char* option :
+         {"--updater", "--preload", "--scripts", "--frames", "--play", "--scenario", "--record", "--movie"}) {
         EXPECT_TRUE(contains(help, option)) << option;
     }
 }
