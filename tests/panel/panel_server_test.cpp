@@ -114,7 +114,14 @@ TEST_F(PanelServerTest, RejectsForeignHosts)
         EXPECT_EQ(status("GET", "/", "", std::string("Host: ") + host + "\r\n"), 403) << host;
         EXPECT_EQ(status("POST", "/input", "press", std::string("Host: ") + host + "\r\n"), 403) << host;
     }
-    EXPECT_EQ(status("POST", "/input", "press", ""), 403) << "no Host header";
+    EXPECT_TRUE(inputs.empty());
+}
+
+TEST_F(PanelServerTest, RejectsARequestWithoutAHost)
+{
+    // Since version 1.0, libmicrohttpd itself answers, with 400.
+    const int answer = status("POST", "/input", "press", "");
+    EXPECT_TRUE(answer == 400 || answer == 403) << answer;
     EXPECT_TRUE(inputs.empty());
 }
 
