@@ -298,13 +298,16 @@ END
 # commands.
 before_command() {
   local command
-  echo 0 >"$root/run/count"
+  mkdir "$root/run/calls"
   {
     cat <<END
+# Processes that run at the same time must not get the same number, so a call takes it by creating a file.
+call=0
 count() {
-  read -r number </run/count || number=0
-  echo \$((number + 1)) >/run/count
-  [ "\$number" -ne $1 ] || { $2; }
+  set -C
+  until { true >/run/calls/\$call; } 2>/dev/null; do call=\$((call + 1)); done
+  set +C
+  [ "\$call" -ne $1 ] || { $2; }
 }
 make_ext4() { count && /sbin/mke2fs "\$@"; }
 mke2fs=make_ext4
