@@ -58,8 +58,11 @@ drwxr-xr-x 0 0 lib
 -rwxr-xr-x 0 0 lib/libcrypto.so.3
 -rwxr-xr-x 0 0 lib/libe2p.so.2
 -rwxr-xr-x 0 0 lib/libext2fs.so.2
+-rwxr-xr-x 0 0 lib/liblz4.so.1
+-rwxr-xr-x 0 0 lib/liblzma.so.5
 -rwxr-xr-x 0 0 lib/libssl.so.3
 -rwxr-xr-x 0 0 lib/libuuid.so.1
+-rwxr-xr-x 0 0 lib/libz.so.1
 drwxr-xr-x 0 0 lib/modules
 drwxr-xr-x 0 0 sbin
 -rwxr-xr-x 0 0 sbin/dumpe2fs
