@@ -27,11 +27,19 @@ namespace {
 constexpr const char* outputFile = "updater.out";
 constexpr const char* errorFile = "updater.err";
 
-std::string contentsOf(const fs::path& path)
+/// Appends what the file contains beyond `text`.
+void appendNew(std::string& text, const fs::path& path)
 {
-    std::ostringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
+    std::error_code ignored; // the file does not exist before the program starts
+    const std::uintmax_t size = fs::file_size(path, ignored);
+    if (ignored || size <= text.size()) {
+        return;
+    }
+    const std::size_t known = text.size();
+    text.resize(size);
+    std::ifstream(path, std::ios::binary)
+        .seekg(static_cast<std::streamoff>(known))
+        .read(text.data() + known, static_cast<std::streamsize>(size - known));
 }
 
 std::vector<std::string> linesOf(const std::string& text)
@@ -260,8 +268,10 @@ void SimulatedDevice::setStatus(const std::string& text)
     DisplayRegisters& display = status.display;
     std::istringstream words(text);
     words >> status.iteration >> status.frames >> display.isOn >> display.sleeps >> display.isInverse >>
-        display.contrast >> status.violations >> std::ws;
+        display.contrast >> status.violations;
+    words.ignore();
     std::getline(words, status.script);
+    words.read(reinterpret_cast<char*>(status.leds.data()), status.leds.size());
     lastStatus = std::move(status);
 }
 
@@ -327,14 +337,6 @@ Screen SimulatedDevice::screen()
     return result;
 }
 
-std::array<std::uint8_t, 18> SimulatedDevice::leds()
-{
-    const std::string bytes = request("leds");
-    std::array<std::uint8_t, 18> result{};
-    std::copy_n(bytes.begin(), std::min(bytes.size(), result.size()), result.begin());
-    return result;
-}
-
 std::uint64_t SimulatedDevice::iteration()
 {
     return status().iteration;
@@ -355,14 +357,16 @@ std::vector<std::string> SimulatedDevice::traffic()
     return linesOf(request("traffic"));
 }
 
-std::string SimulatedDevice::standardOutput() const
+const std::string& SimulatedDevice::standardOutput()
 {
-    return contentsOf(setup.root / outputFile);
+    appendNew(output, setup.root / outputFile);
+    return output;
 }
 
-std::string SimulatedDevice::standardError() const
+const std::string& SimulatedDevice::standardError()
 {
-    return contentsOf(setup.root / errorFile);
+    appendNew(error, setup.root / errorFile);
+    return error;
 }
 
 std::string SimulatedDevice::describe(int waitStatus)

@@ -94,7 +94,7 @@ public:
 
     [[nodiscard]] Screen screen();
     /// The brightness of the eighteen LED outputs, the bar last.
-    [[nodiscard]] std::array<std::uint8_t, 18> leds();
+    [[nodiscard]] std::array<std::uint8_t, 18> leds() { return status().leds; }
     [[nodiscard]] std::uint64_t iteration();
     /// The number of frames that the display has received in full.
     [[nodiscard]] std::uint64_t frameCount();
@@ -107,8 +107,9 @@ public:
     [[nodiscard]] std::vector<std::string> violations();
     /// The events on the buses and lines: the time in microseconds, a blank, and the event.
     [[nodiscard]] std::vector<std::string> traffic();
-    [[nodiscard]] std::string standardOutput() const;
-    [[nodiscard]] std::string standardError() const;
+    /// Everything that the updater has written.
+    [[nodiscard]] const std::string& standardOutput();
+    [[nodiscard]] const std::string& standardError();
 
     /// The wait status of the updater (see waitpid) if it has ended.
     [[nodiscard]] std::optional<int> waitStatus() { return process.waitStatus(); }
@@ -134,6 +135,7 @@ private:
         DisplayRegisters display;
         std::size_t violations;
         std::string script;
+        std::array<std::uint8_t, 18> leds;
     };
 
     void makeFolders() const;
@@ -156,6 +158,8 @@ private:
     ProcessGroup process;
     /// The status after the last iteration; empty until the first iteration has ended.
     std::optional<Status> lastStatus;
+    std::string output;
+    std::string error;
 };
 
 } // namespace sim

@@ -168,7 +168,6 @@ constinit const ControllerLink::Request ControllerLink::requests[] = {
     // No argument: replies with the state of the device.
     {"status", [](ControllerLink& link, Words&) { return link.status(); }},
     {"screen", [](ControllerLink& link, Words&) { return asText(link.board.screen()); }},
-    {"leds", [](ControllerLink& link, Words&) { return asText(link.board.leds()); }},
     {"violations", [](ControllerLink& link, Words&) { return joined(link.board.violationList()); }},
     {"traffic", [](ControllerLink& link, Words&) { return joined(link.board.traffic()); }},
 };
@@ -192,13 +191,15 @@ std::string ControllerLink::resume(std::uint64_t iterations)
     return {};
 }
 
-/// The words are the fields of SimulatedDevice::Status. The rest of the line is the running script.
+/// A line with the fields of SimulatedDevice::Status, the running script last; then a byte for each LED output.
 std::string ControllerLink::status()
 {
     const DisplayRegisters display = board.displayRegisters();
     std::ostringstream text;
     text << iteration << ' ' << board.frameCount() << ' ' << display.isOn << ' ' << display.sleeps << ' '
-         << display.isInverse << ' ' << display.contrast << ' ' << board.violationList().size() << ' ' << script.name();
+         << display.isInverse << ' ' << display.contrast << ' ' << board.violationList().size() << ' ' << script.name()
+         << '\n'
+         << asText(board.leds());
     return text.str();
 }
 

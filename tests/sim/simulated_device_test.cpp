@@ -80,7 +80,7 @@ protected:
         fs::create_directories((setup.root / name).parent_path());
         std::ofstream(setup.root / name) << contents;
     }
-    [[nodiscard]] std::vector<std::string> output() const
+    [[nodiscard]] std::vector<std::string> output()
     {
         std::vector<std::string> lines;
         std::istringstream text(device->standardOutput());
