@@ -12,7 +12,6 @@
 #include <cstring>
 #include <exception>
 #include <fcntl.h>
-#include <fstream>
 #include <iostream>
 #include <unistd.h>
 
@@ -65,8 +64,8 @@ struct Workshop {
 /// Writes the recording, if one is requested.
 void record(const sim::Options& options, const sim::Session& session)
 {
-    if (!options.recording.empty() && !(std::ofstream(options.recording) << print(session.recording())).flush()) {
-        throw std::runtime_error("cannot write " + options.recording.string());
+    if (!options.recording.empty()) {
+        sim::writeScenario(session.recording(), options.recording);
     }
 }
 

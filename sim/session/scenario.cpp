@@ -105,7 +105,27 @@ Scenario readScenario(const std::filesystem::path& file)
         throw std::runtime_error("cannot read " + file.string() + ": " + std::strerror(isFolder ? EISDIR : errno));
     }
     const std::string text{std::istreambuf_iterator<char>(stream), {}};
-    return parseScenario(text, file.string());
+    Scenario scenario = parseScenario(text, file.string());
+    rebase(scenario, file.parent_path(), "");
+    return scenario;
+}
+
+void writeScenario(Scenario scenario, const std::filesystem::path& file)
+{
+    rebase(scenario, "", file.parent_path());
+    if (!(std::ofstream(file, std::ios::binary) << print(scenario)).flush()) {
+        throw std::runtime_error("cannot write " + file.string());
+    }
+}
+
+void rebase(Scenario& scenario, const std::filesystem::path& from, const std::filesystem::path& to)
+{
+    const std::filesystem::path here = std::filesystem::current_path();
+    for (Scenario::Line& line : scenario.lines) {
+        if (line.statement.verb == Verb::PlugFile && std::filesystem::path(line.statement.text()).is_relative()) {
+            line.statement.arguments = {std::filesystem::proximate(here / from / line.statement.text(), here / to)};
+        }
+    }
 }
 
 std::string print(const Scenario& scenario)

@@ -46,8 +46,15 @@ struct Scenario {
 
 /// Parses the text of a scenario. Throws SyntaxError with the message "NAME:LINE: expected ...".
 [[nodiscard]] Scenario parseScenario(std::string_view text, const std::string& name);
+/// Changes the relative paths of firmware files from one base folder to another.
+void rebase(Scenario& scenario, const std::filesystem::path& from, const std::filesystem::path& to);
+
+// In a file, the relative paths of firmware files start in its folder; in a Scenario, in the current folder.
+
 /// Throws std::runtime_error if the file cannot be read, and SyntaxError.
 [[nodiscard]] Scenario readScenario(const std::filesystem::path& file);
+/// Throws std::runtime_error if the file cannot be written.
+void writeScenario(Scenario scenario, const std::filesystem::path& file);
 /// The text that `parseScenario` parses to an equal scenario.
 [[nodiscard]] std::string print(const Scenario& scenario);
 

@@ -2,6 +2,11 @@
 #include "sim/session/scenario.h"
 
 #include "tests/sim/comparisons.h"
+#include "tests/support/scratch_folder.h"
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 
 namespace {
 
@@ -189,6 +194,28 @@ TEST(Scenario, ReportsAFileThatCannotBeRead)
     EXPECT_EQ(thrownMessage([] { (void)sim::readScenario("/nowhere/a.scenario"); }),
               "cannot read /nowhere/a.scenario: No such file or directory");
     EXPECT_EQ(thrownMessage([] { (void)sim::readScenario("/"); }), "cannot read /: Is a directory");
+}
+
+TEST(Scenario, PathsInAFileStartInItsFolder)
+{
+    const ScratchFolder folder;
+    const std::filesystem::path file = folder.path() / "some.scenario";
+    std::ofstream(file) << "plug file \"tonecrate.fw\"\nplug file \"/nowhere/tonecrate.fw\"\n";
+    const sim::Scenario scenario = sim::readScenario(file);
+    EXPECT_EQ(std::filesystem::weakly_canonical(std::filesystem::current_path() / scenario.lines[0].statement.text()),
+              std::filesystem::canonical(folder.path()) / "tonecrate.fw");
+    EXPECT_EQ(scenario.lines[1].statement.text(), "/nowhere/tonecrate.fw");
+    std::filesystem::create_directory(folder.path() / "other");
+    const std::filesystem::path copy = folder.path() / "other/copy.scenario";
+    sim::writeScenario(scenario, copy);
+    std::ostringstream text;
+    text << std::ifstream(copy).rdbuf();
+    EXPECT_EQ(text.str(), "plug file \"../tonecrate.fw\"\nplug file \"/nowhere/tonecrate.fw\"\n");
+}
+
+TEST(Scenario, ReportsAFileThatCannotBeWritten)
+{
+    EXPECT_EQ(thrownMessage([] { sim::writeScenario({}, "/nowhere/a.scenario"); }), "cannot write /nowhere/a.scenario");
 }
 
 } // namespace
