@@ -17,8 +17,13 @@ using Clock = std::chrono::steady_clock;
 
 /// How often the page can show something new.
 constexpr auto publicationInterval = std::chrono::milliseconds(15);
+/// How often the counters are published while nothing else changes: drawing them takes time from the device.
+constexpr auto counterInterval = std::chrono::milliseconds(50);
 /// How many iterations "step frame" runs if the device sends no frame.
 constexpr std::uint64_t longestStep = 2000;
+
+/// Each has up to 64 MiB, and an image of the same size.
+constexpr std::size_t maxOwnFiles = 10;
 
 /// Ends a wait for the updater when the program ends.
 class Stopped : public std::exception {};
@@ -46,11 +51,25 @@ SessionSetup parseSetup(const std::string& text)
 Statement parseInput(const std::string& text)
 {
     Statement statement = parseStatement(text);
-    const bool isAccepted = isInput(statement.verb) && statement.verb != Verb::PlugFile;
-    if ((!isAccepted && statement.verb != Verb::Click) || statement.at) {
+    const bool isAccepted = (isInput(statement.verb) && statement.verb != Verb::PlugFile) ||
+                            statement.verb == Verb::Click || statement.verb == Verb::Hold;
+    if (!isAccepted || statement.at) {
         throw SyntaxError("expected an input without an iteration, not \"" + text + "\"");
     }
     return statement;
+}
+
+std::string contentOf(const std::filesystem::path& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+void write(const std::filesystem::path& file, const std::string& content)
+{
+    if (!(std::ofstream(file, std::ios::binary) << content).flush()) {
+        throw std::runtime_error("cannot write " + file.string());
+    }
 }
 
 } // namespace
@@ -102,7 +121,11 @@ void LiveDevice::input(const std::string& text)
             return enqueue([this, newSpeed = speed] { clock.setSpeed(newSpeed, Clock::now()); });
         }
     }
-    enqueue([this, statement = parseInput(text)] { apply(statement); });
+    const Statement statement = parseInput(text);
+    if (statement.verb == Verb::Plug) {
+        return enqueue([this, statement, image = files.drive(statement.text())] { plug(statement, image); });
+    }
+    enqueue([this, statement] { apply(statement); });
 }
 
 void LiveDevice::replace(const std::string& setup)
@@ -112,14 +135,34 @@ void LiveDevice::replace(const std::string& setup)
 
 void LiveDevice::plugFirmware(const std::string& content)
 {
-    execute([&] {
-        const std::filesystem::path file = uploadFolder / "tonecrate.fw";
-        if (!std::ofstream(file, std::ios::binary)
-                 .write(content.data(), static_cast<std::streamsize>(content.size()))) {
-            throw std::runtime_error("cannot write " + file.string());
+    execute([this, file = keep(content)] {
+        plug({Verb::PlugFile, {file.name}}, file.image);
+        const bool isNew = std::none_of(pluggedFiles.begin(), pluggedFiles.end(),
+                                        [&](const OwnFile& other) { return other.name == file.name; });
+        if (isNew) {
+            pluggedFiles.push_back(file);
         }
-        session->apply({Verb::PlugFile, {file.string()}});
     });
+}
+
+/// Returns the file with this content. A file with a new content gets a new name.
+LiveDevice::OwnFile LiveDevice::keep(const std::string& content)
+{
+    const std::lock_guard lock(ownFilesMutex);
+    for (const OwnFile& file : ownFiles) {
+        if (file.size == content.size() && contentOf(uploadFolder / file.name) == content) {
+            return file;
+        }
+    }
+    if (ownFiles.size() == maxOwnFiles) {
+        throw std::runtime_error("The panel keeps only " + std::to_string(maxOwnFiles) +
+                                 " firmware files. Start it again to use more.");
+    }
+    const std::string number = ownFiles.empty() ? "" : "-" + std::to_string(ownFiles.size() + 1);
+    const std::string name = "tonecrate" + number + ".fw";
+    write(uploadFolder / name, content);
+    ownFiles.push_back({name, content.size(), files.makeDriveWith(uploadFolder / name)});
+    return ownFiles.back();
 }
 
 Screen LiveDevice::screen()
@@ -139,7 +182,14 @@ std::vector<TimedScreen> LiveDevice::movie()
 std::string LiveDevice::recording()
 {
     std::string result;
-    execute([&] { result = print(session->recording()); });
+    execute([&] {
+        Scenario scenario = session->recording();
+        for (const OwnFile& file : pluggedFiles) {
+            scenario.summary += (scenario.summary.empty() ? "Needs in its folder: " : ", ") + file.name + " (" +
+                                std::to_string(file.size) + " bytes)";
+        }
+        result = print(scenario);
+    });
     return result;
 }
 
@@ -178,7 +228,7 @@ void LiveDevice::runUntilStopped(std::promise<void>& started)
     for (std::optional<Job> job = nextJob(); !isStopping || job; job = nextJob()) {
         if (job) {
             tryJob(*job);
-            isPublicationDue = true;
+            isPublicationDue = isUrgent = true;
         } else {
             tryJob([this] { runDueIterations(); });
         }
@@ -213,6 +263,7 @@ void LiveDevice::runDueIterations()
     const std::uint64_t due = clock.takeDue(Clock::now());
     if (due > 0 && session->observe().isOn && !session->observe().end) {
         run(due);
+        clock.getSpeed() == 1 ? pace.add(due, Clock::now()) : pace.interrupt();
     } else {
         waitForWork();
     }
@@ -225,7 +276,10 @@ void LiveDevice::waitForWork()
     const Observation& seen = session->observe();
     if (clock.isRunning() && seen.isOn && !seen.end) {
         hasWork.wait_for(lock, clock.untilDue(Clock::now()), isReady);
-    } else if (isPublicationDue) {
+        return;
+    }
+    pace.interrupt();
+    if (isPublicationDue) {
         hasWork.wait_for(lock, publicationInterval, isReady);
     } else {
         hasWork.wait(lock, isReady);
@@ -235,7 +289,8 @@ void LiveDevice::waitForWork()
 void LiveDevice::create(const SessionSetup& setup)
 {
     session = std::make_unique<Session>(files, programs, setup);
-    clickEnd.reset();
+    pressEnd.reset();
+    pluggedFiles.clear();
     eventsPublished = 0;
     observe();
 }
@@ -243,38 +298,47 @@ void LiveDevice::create(const SessionSetup& setup)
 void LiveDevice::apply(const Statement& statement)
 {
     if (statement.verb == Verb::Click) {
-        return beginClick();
+        return beginPress(Session::clickIterations);
     }
-    if (statement.verb == Verb::PowerOff && clickEnd) {
-        endClick();
+    if (statement.verb == Verb::Hold) {
+        return beginPress(static_cast<std::uint64_t>(statement.number()));
+    }
+    if (statement.verb == Verb::PowerOff && pressEnd) {
+        endPress();
     }
     session->apply(statement);
     observe();
 }
 
-/// Ignored while another click is under way.
-void LiveDevice::beginClick()
+void LiveDevice::plug(const Statement& statement, const std::filesystem::path& image)
 {
-    if (!clickEnd && session->observe().isOn) {
+    session->plug(statement, image);
+    observe();
+}
+
+/// Ignored while another click or hold is under way.
+void LiveDevice::beginPress(std::uint64_t iterations)
+{
+    if (!pressEnd && session->observe().isOn) {
         session->apply({Verb::Press});
-        clickEnd = session->observe().iteration + Session::clickIterations;
+        pressEnd = session->observe().iteration + iterations;
     }
 }
 
-void LiveDevice::endClick()
+void LiveDevice::endPress()
 {
-    clickEnd.reset();
+    pressEnd.reset();
     session->apply({Verb::Release});
 }
 
 void LiveDevice::run(std::uint64_t iterations)
 {
     const std::uint64_t before = session->observe().iteration;
-    const std::uint64_t limit = clickEnd ? std::min(before + iterations, *clickEnd) : before + iterations;
+    const std::uint64_t limit = pressEnd ? std::min(before + iterations, *pressEnd) : before + iterations;
     session->run(limit - before);
     elapsed += session->observe().iteration - before;
-    if (clickEnd && session->observe().iteration >= *clickEnd) {
-        endClick();
+    if (pressEnd && session->observe().iteration >= *pressEnd) {
+        endPress();
     }
     observe();
     isPublicationDue = true;
@@ -302,14 +366,33 @@ void LiveDevice::publish()
         return;
     }
     const Observation& seen = session->observe();
-    if (published != seen.screen) {
+    const bool hasNewScreen = published != seen.screen;
+    Appearance appearance = appearanceOf(seen);
+    if (!isUrgent && !hasNewScreen && appearance == publishedAppearance && now < lastPublication + counterInterval) {
+        return;
+    }
+    if (hasNewScreen) {
         published = seen.screen;
         screenName = references.nameOf(seen.screen);
         feed.publishFrame(frameText(seen.screen));
     }
-    feed.publishState(stateJson({seen, clock.isRunning(), clock.getSpeed(), screenName}));
+    publishedAppearance = std::move(appearance);
+    feed.publishState(stateJson({seen, clock.isRunning(), clock.getSpeed(), screenName, pace, namesOf(pluggedFiles)}));
     lastPublication = now;
-    isPublicationDue = false;
+    isPublicationDue = isUrgent = false;
+}
+
+std::vector<std::string> LiveDevice::namesOf(const std::vector<OwnFile>& files)
+{
+    std::vector<std::string> names;
+    std::transform(files.begin(), files.end(), std::back_inserter(names),
+                   [](const OwnFile& file) { return file.name; });
+    return names;
+}
+
+LiveDevice::Appearance LiveDevice::appearanceOf(const Observation& seen)
+{
+    return {seen.isOn, seen.isButtonDown, seen.display, seen.leds, seen.script, seen.end};
 }
 
 void LiveDevice::publishLog()

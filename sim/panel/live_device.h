@@ -2,11 +2,13 @@
 #pragma once
 
 #include "sim/panel/feed.h"
+#include "sim/panel/pace.h"
 #include "sim/session/live_clock.h"
 #include "sim/session/movie.h"
 #include "sim/session/reference_screens.h"
 #include "sim/session/session.h"
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -21,6 +23,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace sim {
@@ -36,13 +39,15 @@ public:
     LiveDevice& operator=(const LiveDevice&) = delete;
     ~LiveDevice();
 
-    /// Accepts an input or a click of the scenario language, or "pause", "resume", "speed 1", "speed 4", "speed 16",
-    /// "speed full", "step iteration" or "step frame". Throws SyntaxError. Does not wait until it is applied; if that
-    /// fails, the log contains the reason.
+    /// Accepts an input, "click" or "hold" of the scenario language, or "pause", "resume", "speed 1", "speed 4",
+    /// "speed 16", "speed full", "step iteration" or "step frame". Throws SyntaxError. Makes the image of a drive if it
+    /// does not exist; the device runs meanwhile. Does not wait until the input is applied; if that fails, the log
+    /// contains the reason.
     void input(const std::string& text);
     /// Replaces the device. `setup` consists of set-up statements. Throws std::runtime_error.
     void replace(const std::string& setup);
-    /// Plugs a drive that contains the file. Throws std::runtime_error.
+    /// Plugs a drive that contains the file. Throws std::runtime_error. The recording names the file "tonecrate.fw",
+    /// and files with other contents "tonecrate-2.fw" and so on.
     void plugFirmware(const std::string& content);
 
     [[nodiscard]] Screen screen();
@@ -52,6 +57,22 @@ public:
 
 private:
     using Job = std::function<void()>;
+    /// What can change without a job, except the screen and the counters.
+    using Appearance =
+        std::tuple<bool, bool, DisplayRegisters, std::array<std::uint8_t, 18>, std::string, std::optional<std::string>>;
+
+    /// A user's firmware file.
+    struct OwnFile {
+        /// In recordings, and in the upload folder.
+        std::string name;
+        std::size_t size;
+        /// The image of a drive that contains the file.
+        std::filesystem::path image;
+    };
+
+    [[nodiscard]] static std::vector<std::string> namesOf(const std::vector<OwnFile>& files);
+    [[nodiscard]] static Appearance appearanceOf(const Observation& seen);
+    [[nodiscard]] OwnFile keep(const std::string& content);
 
     void enqueue(Job job);
     /// Executes the job in the thread, and waits. Exceptions propagate.
@@ -66,8 +87,9 @@ private:
     void tryJob(const Job& job);
     void create(const SessionSetup& setup);
     void apply(const Statement& statement);
-    void beginClick();
-    void endClick();
+    void plug(const Statement& statement, const std::filesystem::path& image);
+    void beginPress(std::uint64_t iterations);
+    void endPress();
     void run(std::uint64_t iterations);
     void runToNextFrame();
     void observe();
@@ -86,6 +108,9 @@ private:
     std::deque<Job> jobs;
     std::atomic<bool> isStopping = false;
 
+    std::mutex ownFilesMutex;
+    std::vector<OwnFile> ownFiles;
+
     // Used only by the thread.
 
     std::unique_ptr<Session> session;
@@ -94,13 +119,20 @@ private:
     Movie shots{60000};
     /// The iterations of all devices.
     std::uint64_t elapsed = 0;
-    /// When the click under way releases the button.
-    std::optional<std::uint64_t> clickEnd;
+    /// At speed 1.
+    Pace pace;
+    /// When the click or hold under way releases the button.
+    std::optional<std::uint64_t> pressEnd;
+    /// The users' files that the recording names.
+    std::vector<OwnFile> pluggedFiles;
     std::size_t eventsPublished = 0;
     std::optional<Screen> published;
     std::string screenName;
     LiveClock::TimePoint lastPublication{};
+    Appearance publishedAppearance;
     bool isPublicationDue = true;
+    /// Whether a job has been executed since the last publication.
+    bool isUrgent = true;
 
     std::thread thread;
 };

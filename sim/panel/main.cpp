@@ -5,11 +5,13 @@
 #include "sim/panel/panel_server.h"
 #include "sim/session/signals.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -42,6 +44,38 @@ public:
 
 private:
     fs::path folder;
+};
+
+/// Makes the images of all drives in the background, so that plugging does not have to wait for them.
+class DrivePreparation {
+public:
+    explicit DrivePreparation(const sim::DeviceFiles& files) : thread([this, &files] { prepare(files); }) {}
+    DrivePreparation(const DrivePreparation&) = delete;
+    DrivePreparation& operator=(const DrivePreparation&) = delete;
+    ~DrivePreparation()
+    {
+        isStopping = true;
+        thread.join();
+    }
+
+private:
+    void prepare(const sim::DeviceFiles& files)
+    {
+        constexpr int niceness = 19;
+        [[maybe_unused]] const int ignored = nice(niceness); // of this thread and the scripts that it starts
+        try {
+            for (const sim::DriveKind& kind : sim::driveKinds) {
+                if (!isStopping) {
+                    (void)files.drive(kind.name);
+                }
+            }
+        } catch (const std::exception&) {
+            // Plugging the drive reports the reason.
+        }
+    }
+
+    std::atomic<bool> isStopping = false;
+    std::thread thread;
 };
 
 /// Turns an exception into an error message.
@@ -84,6 +118,7 @@ void serve(const sim::PanelOptions& options)
     (void)files.drive(sim::driveKinds[0].name);
     sim::Feed feed;
     sim::LiveDevice device(files, {TONECRATE_UPDATER, TONECRATE_PRELOAD, {}}, references, uploads.path(), feed);
+    const DrivePreparation preparation(files);
     const sim::PanelServer server(options.address, options.port, feed, actionsOf(device));
     std::cout << "Open " << addressOf(options.address, server.port()) << " in a browser. Ctrl+C ends the program."
               << std::endl;

@@ -92,6 +92,7 @@ std::string stateJson(const PanelState& state)
                    {"frames", seen.frames},
                    {"running", state.isRunning},
                    {"speed", state.speed},
+                   {"pace", {{"iterations", state.pace.iterations()}, {"late", state.pace.late()}}},
                    {"power", seen.isOn},
                    {"drive", orNull(seen.drive)},
                    {"button", seen.isButtonDown},
@@ -100,6 +101,7 @@ std::string stateJson(const PanelState& state)
                    {"leds", seen.leds},
                    {"display", displayJson(seen.display)},
                    {"faults", seen.faults},
+                   {"neededFiles", state.neededFiles},
                    {"ended", seen.end ? json(*seen.end) : json()}});
 }
 

@@ -2,9 +2,11 @@
 #pragma once
 
 #include "sim/models/screen.h"
+#include "sim/panel/pace.h"
 #include "sim/session/observation.h"
 
 #include <string>
+#include <vector>
 
 namespace sim {
 
@@ -15,6 +17,10 @@ struct PanelState {
     int speed;
     /// The name of the reference picture; empty if there is none.
     std::string screenName;
+    /// At speed 1.
+    Pace pace{};
+    /// The names of the firmware files that replaying the recording needs.
+    std::vector<std::string> neededFiles{};
 };
 
 // Single lines of JSON. Bytes that are not UTF-8 are replaced.

@@ -125,6 +125,7 @@ fs::path DeviceFiles::keys(const std::string& name) const
 
 fs::path DeviceFiles::makeDevice(const SessionSetup& setup)
 {
+    const std::lock_guard lock(mutex);
     fs::path device = folder / ("device" + std::to_string(++devices));
     run("make_device.sh", {device, keys(deviceKeys), std::to_string(setup.memoryKib), std::to_string(setup.usableKib),
                            setup.installedVersion.empty() ? "none" : setup.installedVersion});
@@ -168,6 +169,7 @@ fs::path DeviceFiles::contentOf(std::string_view drive) const
 
 fs::path DeviceFiles::drive(std::string_view name) const
 {
+    const std::lock_guard lock(mutex);
     fs::path image = folder / (std::string(name) + ".img");
     if (fs::exists(image)) {
         return image;
@@ -184,13 +186,14 @@ fs::path DeviceFiles::drive(std::string_view name) const
 
 fs::path DeviceFiles::makeDriveWith(const fs::path& file) const
 {
+    const std::lock_guard lock(mutex);
     const fs::path copy = folder / "own" / firmwareName;
     std::error_code error;
     fs::create_directory(copy.parent_path());
     if (!fs::copy_file(file, copy, fs::copy_options::overwrite_existing, error)) {
         throw std::runtime_error("cannot copy " + file.string() + ": " + error.message());
     }
-    fs::path image = folder / "own.img";
+    fs::path image = folder / ("own" + std::to_string(++ownDrives) + ".img");
     run("make_drive.sh", {image, copy});
     return image;
 }

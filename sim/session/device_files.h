@@ -5,13 +5,15 @@
 #include "sim/session/scenario.h"
 
 #include <filesystem>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace sim {
 
-/// Every operation throws std::runtime_error with a one-line message if it fails.
+/// Every operation throws std::runtime_error with a one-line message if it fails. Several threads may create devices
+/// and drives.
 class DeviceFiles {
 public:
     /// Runs the scripts in `scriptFolder`. The firmware on the drives contains the files in `firmwareFolder`.
@@ -25,7 +27,7 @@ public:
     [[nodiscard]] std::filesystem::path makeDevice(const SessionSetup& setup);
     /// The image of a drive. `name` is a name of `driveKinds`. The image is created at the first call for this name.
     [[nodiscard]] std::filesystem::path drive(std::string_view name) const;
-    /// Creates the image of a drive that contains the file under the name tonecrate.fw.
+    /// Creates another image of a drive that contains the file under the name tonecrate.fw.
     [[nodiscard]] std::filesystem::path makeDriveWith(const std::filesystem::path& firmwareFile) const;
     /// Compares the internal memory byte by byte with the expected contents. `version` is the version of the firmware,
     /// or "none"; `presets` is "kept" or "lost". Returns a line that describes the contents.
@@ -44,6 +46,8 @@ private:
     std::filesystem::path firmware;
     std::filesystem::path folder;
     int devices = 0;
+    mutable int ownDrives = 0;
+    mutable std::mutex mutex;
 };
 
 /// Reads a device's internal memory.

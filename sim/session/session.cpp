@@ -45,12 +45,32 @@ void Session::apply(const Statement& input)
     if (!isInput(input.verb)) {
         throw std::logic_error("not an input: " + print(input));
     }
+    if (input.verb == Verb::Plug || input.verb == Verb::PlugFile) {
+        return plug(input, imageFor(input));
+    }
+    record(input);
+    applyToDevice(input);
+}
+
+void Session::plug(const Statement& input, const fs::path& image)
+{
+    record(input);
+    exchangeDrive(input.verb == Verb::PlugFile ? "file" : input.text(), image);
+}
+
+fs::path Session::imageFor(const Statement& plugging) const
+{
+    return plugging.verb == Verb::PlugFile ? deviceFiles.makeDriveWith(plugging.text())
+                                           : deviceFiles.drive(plugging.text());
+}
+
+void Session::record(const Statement& input)
+{
     Statement recorded = input;
     recorded.at.reset();
     note(Event::Kind::Input, print(recorded));
     recorded.at = currentIteration();
     inputs.push_back(std::move(recorded));
-    applyToDevice(input);
 }
 
 void Session::applyToDevice(const Statement& input)
@@ -61,10 +81,8 @@ void Session::applyToDevice(const Statement& input)
     case Verb::Press:
     case Verb::Release:
         return setButton(input.verb == Verb::Press);
-    case Verb::Plug:
-    case Verb::PlugFile:
     case Verb::Unplug:
-        return plug(input);
+        return exchangeDrive("", {});
     case Verb::PowerOff:
         return powerOff();
     case Verb::PowerOn:
@@ -122,16 +140,12 @@ void Session::powerOff()
     observation.end.reset();
 }
 
-void Session::plug(const Statement& input)
+/// `name`: empty for no drive.
+void Session::exchangeDrive(const std::string& name, const fs::path& image)
 {
-    const bool isFile = input.verb == Verb::PlugFile;
-    const bool isPlug = input.verb != Verb::Unplug;
-    const fs::path image = !isPlug  ? fs::path()
-                           : isFile ? deviceFiles.makeDriveWith(input.text())
-                                    : deviceFiles.drive(input.text());
     withDevice([this] { device->awaitScriptStep(); });
-    isPlug ? port.plug(image) : port.unplug();
-    observation.drive = !isPlug ? "" : isFile ? "file" : input.text();
+    name.empty() ? port.unplug() : port.plug(image);
+    observation.drive = name;
 }
 
 void Session::setButton(bool isDown)
@@ -201,6 +215,9 @@ void Session::observeScript()
 
 void Session::observeText(std::string& seen, const std::string& all, Event::Kind kind)
 {
+    if (all.size() == seen.size()) {
+        return;
+    }
     std::istringstream text(all.substr(seen.size()));
     for (std::string line; std::getline(text, line);) {
         note(kind, line);

@@ -45,6 +45,8 @@ public:
     /// nothing, such as "unplug" without a drive, have no effect, but are recorded. Throws std::logic_error for other
     /// statements.
     void apply(const Statement& input);
+    /// Applies and records "plug" or "plug file", with an image that exists. `apply` makes the image first.
+    void plug(const Statement& input, const std::filesystem::path& image);
     /// Runs that many iterations. Returns earlier if the updater ends. Has no effect while the device is off.
     void run(std::uint64_t iterations);
 
@@ -62,7 +64,9 @@ public:
 private:
     void powerOn();
     void powerOff();
-    void plug(const Statement& input);
+    [[nodiscard]] std::filesystem::path imageFor(const Statement& plugging) const;
+    void record(const Statement& input);
+    void exchangeDrive(const std::string& name, const std::filesystem::path& image);
     void setButton(bool isDown);
     void setFault(const std::string& name, bool on);
     void applyToDevice(const Statement& input);

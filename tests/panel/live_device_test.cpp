@@ -58,13 +58,19 @@ private:
     Feed::Reader reader;
 };
 
+/// Keeps the images of the drives, because making them takes long.
+DeviceFiles& sharedFiles()
+{
+    static DeviceFiles files(SIM_FOLDER "/scripts", SIM_FOLDER "/firmware");
+    return files;
+}
+
 class LiveDeviceTest : public testing::Test {
 protected:
     ScratchFolder uploads;
     ReferenceScreens references{SCREENS_DIR};
-    DeviceFiles files{SIM_FOLDER "/scripts", SIM_FOLDER "/firmware"};
     Feed feed;
-    LiveDevice device{files, {UPDATER_PROGRAM, PRELOAD_LIBRARY, {}}, references, uploads.path(), feed};
+    LiveDevice device{sharedFiles(), {UPDATER_PROGRAM, PRELOAD_LIBRARY, {}}, references, uploads.path(), feed};
     Page page{feed};
 };
 
@@ -76,6 +82,17 @@ TEST_F(LiveDeviceTest, RunsAsSoonAsItExists)
     page.await("iteration", [&] { return page.state.value("iteration", 0) > 100; });
     EXPECT_EQ(page.state["power"], true);
     EXPECT_EQ(page.state["speed"], 1);
+}
+
+TEST_F(LiveDeviceTest, CountsIterationsAtSpeedOneOnly)
+{
+    device.input("speed full");
+    page.awaitState("speed", 0);
+    const std::uint64_t counted = page.state["pace"]["iterations"];
+    page.await("iteration", [&] { return page.state["iteration"] > 5000; });
+    EXPECT_EQ(page.state["pace"]["iterations"], counted);
+    device.input("speed 1");
+    page.await("pace", [&] { return page.state["pace"]["iterations"] > counted; });
 }
 
 TEST_F(LiveDeviceTest, UpdatesTheFirmwareAtFullSpeed)
@@ -122,6 +139,14 @@ TEST_F(LiveDeviceTest, RecordsAClickAsPressAndRelease)
     EXPECT_EQ(*recording.lines[1].statement.at - *recording.lines[0].statement.at, Session::clickIterations);
 }
 
+TEST_F(LiveDeviceTest, HoldsTheButton)
+{
+    device.input("hold 300");
+    page.awaitLog("release");
+    const Scenario recording = parseScenario(device.recording(), "recording");
+    EXPECT_EQ(*recording.lines[1].statement.at - *recording.lines[0].statement.at, 300);
+}
+
 TEST_F(LiveDeviceTest, PowerOffEndsAClick)
 {
     device.input("pause");
@@ -144,7 +169,7 @@ TEST_F(LiveDeviceTest, RejectsWhatIsNotAnInput)
                                     "await screen menu",
                                     "wait 500",
                                     "at 5 press",
-                                    "hold 1000000",
+                                    "hold 0",
                                     "plug file \"/etc/passwd\"",
                                     "fault absent encoder"};
     for (const char* text : rejected) {
@@ -171,6 +196,34 @@ TEST_F(LiveDeviceTest, PlugsADriveWithTheUsersFile)
     device.plugFirmware("not a firmware");
     page.awaitState("screen", "failed-corrupt");
     EXPECT_EQ(page.state["drive"], "file");
+    EXPECT_EQ(page.state["neededFiles"], json({"tonecrate.fw"}));
+}
+
+TEST_F(LiveDeviceTest, RecordsTheNamesOfTheUsersFiles)
+{
+    device.input("pause");
+    for (const char* content : {"one", "other", "one"}) {
+        device.plugFirmware(content);
+    }
+    const std::string text = device.recording();
+    EXPECT_TRUE(text.starts_with("# Needs in its folder: tonecrate.fw (3 bytes), tonecrate-2.fw (5 bytes)\n")) << text;
+    const Scenario recording = parseScenario(text, "recording");
+    const char* const names[] = {"tonecrate.fw", "tonecrate-2.fw", "tonecrate.fw"};
+    for (std::size_t i = 0; i < std::size(names); ++i) {
+        EXPECT_EQ(recording.lines.at(i).statement.verb, Verb::PlugFile);
+        EXPECT_EQ(recording.lines.at(i).statement.text(), names[i]);
+    }
+    device.replace("device installed none");
+    EXPECT_FALSE(device.recording().starts_with("#"));
+}
+
+TEST_F(LiveDeviceTest, RunsWhileTheImageOfADriveIsMade)
+{
+    page.await("iteration", [&] { return page.state.value("iteration", 0) > 10; });
+    const std::uint64_t before = page.state["iteration"];
+    device.input("plug older");
+    page.awaitState("drive", "older");
+    EXPECT_GT(page.state["iteration"], before + 50);
 }
 
 TEST_F(LiveDeviceTest, ContinuesAfterTheUpdaterHasEnded)

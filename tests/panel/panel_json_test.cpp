@@ -24,7 +24,7 @@ TEST(PanelJson, StateDescribesTheObservation)
     observation.drive = "good";
     observation.script = "format.sh 0";
     observation.faults = {fault::absentEncoder};
-    const std::string text = stateJson({observation, false, 16, "menu"});
+    const std::string text = stateJson({observation, false, 16, "menu", {}, {"tonecrate.fw"}});
     EXPECT_EQ(text.find('\n'), std::string::npos);
     const json expected = {
         {"iteration", 1234},
@@ -39,6 +39,8 @@ TEST(PanelJson, StateDescribesTheObservation)
         {"leds", {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 255}},
         {"display", {{"on", true}, {"sleep", false}, {"inverse", true}, {"contrast", 1.0}}},
         {"faults", {fault::absentEncoder}},
+        {"neededFiles", {"tonecrate.fw"}},
+        {"pace", {{"iterations", 0}, {"late", 0}}},
         {"ended", nullptr},
     };
     EXPECT_EQ(json::parse(text), expected);

@@ -187,6 +187,7 @@ TEST_F(SessionTest, MakesADriveOfAFirmwareFile)
     start();
     EXPECT_EQ(thrownMessage([&] { apply("plug file \"/nowhere/a.fw\""); }),
               "cannot copy /nowhere/a.fw: No such file or directory");
+    EXPECT_EQ(sim::print(session->recording()).find("plug"), std::string::npos);
     apply("plug file \"/proc/self/status\"");
     EXPECT_EQ(observe().drive, "file");
     EXPECT_TRUE(reach("failed-corrupt"));

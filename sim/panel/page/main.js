@@ -72,7 +72,19 @@ const knob = new Knob(find("knob"), {
 });
 new Stage(find("stage"), display);
 
+let shown = "";
+
+/** Changes the page only if something has changed, because drawing takes time from the device. */
 function show(state) {
+    runState.setCounters(state);
+    const {iteration, frames, pace, ...rest} = state;
+    if (JSON.stringify(rest) !== shown) {
+        shown = JSON.stringify(rest);
+        showChanges(state);
+    }
+}
+
+function showChanges(state) {
     display.setRegisters(state.power, state.display);
     find("screen").ariaLabel = state.screen ? `Display: ${state.screen}` : "Display";
     lights.set(state.leds);
@@ -81,6 +93,8 @@ function show(state) {
     drive.setPlugged(state.drive);
     faults.setActive(state.faults);
     runState.set(state);
+    find("needed-files").hidden = state.neededFiles.length === 0;
+    find("needed-files").textContent = `To replay the scenario, put your ${state.neededFiles.join(" and ")} next to it.`;
 }
 
 async function loadChoices() {

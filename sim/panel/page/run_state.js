@@ -38,15 +38,19 @@ export class RunState {
         }
         this.#state = state;
         this.#isRunning = state.running;
-        const {time, iteration, frames, script, pause, pauseText, steps} = this.#elements;
-        time.textContent = `${(state.iteration / ITERATIONS_PER_SECOND).toFixed(3)} s`;
-        iteration.textContent = String(state.iteration);
-        frames.textContent = String(state.frames);
+        const {script, pause, pauseText, steps} = this.#elements;
         script.textContent = state.script ?? "none";
         pause.dataset.paused = !state.running;
         pauseText.textContent = state.running ? "Pause" : "Resume";
         steps.forEach(({button}) => { button.disabled = state.running; });
         this.#showStatus();
+    }
+
+    setCounters(state) {
+        const {time, iteration, frames} = this.#elements;
+        time.textContent = `${(state.iteration / ITERATIONS_PER_SECOND).toFixed(3)} s`;
+        iteration.textContent = String(state.iteration);
+        frames.textContent = String(state.frames);
     }
 
     #showStatus() {

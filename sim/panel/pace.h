@@ -1,0 +1,38 @@
+// How well a live device keeps its speed.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+
+namespace sim {
+
+class Pace {
+public:
+    using TimePoint = std::chrono::steady_clock::time_point;
+
+    /// From this duration on, an iteration is late.
+    static constexpr std::chrono::milliseconds limit{2};
+
+    /// `iterations` have ended at `now`.
+    void add(std::uint64_t iterations, TimePoint now)
+    {
+        if (previous) {
+            counted += iterations;
+            lateOnes += now - *previous >= limit ? 1 : 0;
+        }
+        previous = now;
+    }
+    /// The duration of the next iterations does not count.
+    void interrupt() { previous.reset(); }
+
+    [[nodiscard]] std::uint64_t iterations() const { return counted; }
+    [[nodiscard]] std::uint64_t late() const { return lateOnes; }
+
+private:
+    std::optional<TimePoint> previous;
+    std::uint64_t counted = 0;
+    std::uint64_t lateOnes = 0;
+};
+
+} // namespace sim
