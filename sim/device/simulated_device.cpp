@@ -108,6 +108,9 @@ SimulatedDevice::SimulatedDevice(DeviceSetup deviceSetup) : setup(std::move(devi
     }
     requireDynamic(setup.updater);
     makeFolders();
+    if (setup.wires != nullptr) {
+        setup.wires->powerOn();
+    }
     startProgram();
     configure();
 }
@@ -140,6 +143,10 @@ void SimulatedDevice::becomeProgram(int socket) const
     // The program must not inherit the controller's other open files.
     close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
     fcntl(socket, F_SETFD, 0);
+    if (setup.wires != nullptr) {
+        fcntl(setup.wires->descriptor(), F_SETFD, 0);
+        fcntl(setup.wires->stateDescriptor(), F_SETFD, 0);
+    }
     redirectTo(setup.root / errorFile, STDERR_FILENO);
     redirectTo(setup.root / outputFile, STDOUT_FILENO);
     redirectTo("/dev/null", STDIN_FILENO);
@@ -172,6 +179,10 @@ std::vector<std::string> SimulatedDevice::configuration() const
     };
     for (const std::string& name : setup.injectedFaults) {
         requests.push_back("fault on " + name);
+    }
+    if (setup.wires != nullptr) {
+        requests.push_back("wires " + std::to_string(setup.wires->descriptor()) + " " +
+                           std::to_string(setup.wires->stateDescriptor()));
     }
     requests.emplace_back("start");
     return requests;

@@ -6,6 +6,7 @@
 #include "sim/models/usb_drive.h"
 #include "sim/protocol/channel.h"
 #include "sim/protocol/injected_faults.h"
+#include "sim/wires/recording_file.h"
 
 #include <array>
 #include <chrono>
@@ -36,6 +37,8 @@ struct DeviceSetup {
     int refusedI2cTransfer = 0;
     /// Set to false for long runs, because the log grows in the updater's memory.
     bool keepsTraffic = true;
+    /// The recording of the lines, which this device continues; null for none. Must outlive the device.
+    RecordingFile* wires = nullptr;
     /// Added to the environment of the updater and its scripts, as NAME=VALUE.
     std::vector<std::string> environment{};
     /// How long to wait for a reply from the updater; 0 for no limit.

@@ -72,8 +72,12 @@ Board::Board(std::string deviceRoot) : root(std::move(deviceRoot))
 
 void Board::wire()
 {
-    gpio.onSelect([this](int line) { log("gpio " + std::to_string(line) + " output"); });
+    gpio.onSelect([this](int line) {
+        log("gpio " + std::to_string(line) + " output");
+        recordOutput(line, gpio.level(line));
+    });
     gpio.onOutput([this](int line, bool level) {
+        recordOutput(line, level);
         if (line == dataCommandLine) {
             display.setDataCommandLine(level); // logged with every transfer
             return;
@@ -83,6 +87,14 @@ void Board::wire()
             display.setResetLine(level);
         }
     });
+}
+
+void Board::recordOutput(int line, bool level)
+{
+    if (wires && (line == dataCommandLine || line == resetLine)) {
+        wires->change(timeline.now(), line == resetLine ? Line::Reset : Line::DataCommand,
+                      level ? Level::High : Level::Low);
+    }
 }
 
 std::optional<std::string> Board::redirect(std::string_view path) const
@@ -175,31 +187,56 @@ Timeline::Duration Board::timeOnTheBus(std::size_t byteCount) const
     return std::chrono::nanoseconds(std::chrono::seconds(8)) * bytes / spiSpeedHz;
 }
 
+/// Waits until the bus is free.
+void Board::await(Lock& lock, const Bus& bus)
+{
+    for (auto now = timeline.now(); now < bus.busyUntil; now = timeline.now()) {
+        const auto wait = bus.busyUntil - now;
+        lock.unlock();
+        timeline.pass(wait);
+        lock.lock();
+        gpio.sync();
+    }
+}
+
+/// Waits while a transfer of this duration occupies the bus.
+void Board::occupy(Lock& lock, Bus& bus, Timeline::Duration duration)
+{
+    bus.busyUntil = timeline.now() + duration + bus.gap;
+    lock.unlock();
+    timeline.pass(duration);
+    lock.lock();
+    gpio.sync();
+}
+
 ssize_t Board::writeSpi(std::span<const std::uint8_t> bytes)
 {
+    Lock lock(mutex);
+    gpio.sync();
+    const bool fails = injectedFaults.contains(fault::failingDisplay);
+    const bool isTooLong = bytes.size() > spiBufferSize;
+    if (!fails && !isTooLong) {
+        await(lock, spiBus);
+    }
+    log((gpio.level(dataCommandLine) ? "spi D " : "spi C ") + hexBytes(bytes));
+    if (fails || isTooLong) {
+        return fail(fails ? EIO : EMSGSIZE);
+    }
     // Like the kernel, copies the bytes before the transfer begins.
     std::vector<std::uint8_t> copy(bytes.begin(), bytes.end());
-    Timeline::Duration duration{};
-    {
-        const std::lock_guard lock(mutex);
-        gpio.sync();
-        log((gpio.level(dataCommandLine) ? "spi D " : "spi C ") + hexBytes(copy));
-        if (injectedFaults.contains(fault::failingDisplay)) {
-            return fail(EIO);
-        }
-        if (copy.size() > spiBufferSize) {
-            return fail(EMSGSIZE);
-        }
-        if (injectedFaults.contains(fault::shortTransfers) && copy.size() > 1) {
-            copy.resize(copy.size() / 2);
-        }
-        duration = transferTime(copy.size());
-        display.beginTransfer();
+    if (injectedFaults.contains(fault::shortTransfers) && copy.size() > 1) {
+        copy.resize(copy.size() / 2);
     }
-    timeline.pass(duration);
-    const std::lock_guard lock(mutex);
-    gpio.sync();
+    const Timeline::Duration duration = transferTime(copy.size());
+    if (wires) {
+        wires->beginSpi(timeline.now(), duration, copy);
+    }
+    display.beginTransfer();
+    occupy(lock, spiBus, duration);
     display.endTransfer(copy);
+    if (wires) {
+        wires->endSpi(timeline.now());
+    }
     return static_cast<ssize_t>(copy.size());
 }
 
@@ -209,17 +246,31 @@ bool Board::refusesI2cTransfer()
     return ++i2cTransfers == refusedI2cTransfer;
 }
 
+/// Carries out a transfer with the selected device. Returns 0 or an error number.
+int Board::transferI2c(Lock& lock, I2cTransfer transfer)
+{
+    const bool isRefused = refusesI2cTransfer() || injectedFaults.contains(fault::failingLeds);
+    const bool isUsed = i2cAddress == LedController::address;
+    if (!isRefused && !isUsed) {
+        violations.add(transfer.isRead ? "an I2C read from an unused address" : "an I2C write to an unused address");
+    }
+    transfer.address = static_cast<std::uint8_t>(i2cAddress);
+    transfer.isAcknowledged = !isRefused && isUsed;
+    await(lock, i2cBus);
+    if (wires) {
+        wires->beginI2c(timeline.now(), transfer);
+    }
+    occupy(lock, i2cBus, transfer.duration());
+    return isRefused ? ETIMEDOUT : isUsed ? 0 : EREMOTEIO;
+}
+
 ssize_t Board::writeI2c(std::span<const std::uint8_t> bytes)
 {
-    const std::lock_guard lock(mutex);
+    Lock lock(mutex);
     gpio.sync();
     log("i2c write " + hexBytes(bytes));
-    if (refusesI2cTransfer() || injectedFaults.contains(fault::failingLeds)) {
-        return fail(ETIMEDOUT);
-    }
-    if (i2cAddress != LedController::address) {
-        violations.add("an I2C write to an unused address");
-        return fail(EREMOTEIO);
+    if (const int error = transferI2c(lock, {.bytes = bytes}); error != 0) {
+        return fail(error);
     }
     ledController.write(bytes);
     return static_cast<ssize_t>(bytes.size());
@@ -227,7 +278,6 @@ ssize_t Board::writeI2c(std::span<const std::uint8_t> bytes)
 
 ssize_t Board::read(int fd, std::span<std::uint8_t> bytes)
 {
-    const std::lock_guard lock(mutex);
     switch (endpointOf(fd)) {
     case Endpoint::I2c:
         return readI2c(bytes);
@@ -240,18 +290,21 @@ ssize_t Board::read(int fd, std::span<std::uint8_t> bytes)
 
 ssize_t Board::readI2c(std::span<std::uint8_t> bytes)
 {
-    if (refusesI2cTransfer() || injectedFaults.contains(fault::failingLeds)) {
-        return fail(ETIMEDOUT);
+    Lock lock(mutex);
+    const std::uint8_t value = ledController.read();
+    if (const int error = transferI2c(lock, {.isRead = true, .bytes = {&value, 1}}); error != 0) {
+        return fail(error);
     }
     if (bytes.empty()) {
         return fail(EIO);
     }
-    bytes[0] = ledController.read();
+    bytes[0] = value;
     return 1;
 }
 
 ssize_t Board::readEncoder(std::span<std::uint8_t> bytes)
 {
+    const std::lock_guard lock(mutex);
     if (injectedFaults.contains(fault::failingEncoder)) {
         return fail(EIO);
     }
@@ -370,18 +423,38 @@ void Board::setButton(bool pressed)
 {
     const std::lock_guard lock(mutex);
     gpio.setInput(buttonLine, !pressed);
+    if (wires) {
+        wires->change(timeline.now(), Line::Button, pressed ? Level::Low : Level::High);
+    }
 }
 
 void Board::turn(std::int32_t steps)
 {
     const std::lock_guard lock(mutex);
     encoder.turn(steps);
+    if (wires) {
+        wires->turn(timeline.now(), steps);
+    }
 }
 
 void Board::queueEvent(std::uint16_t type, std::uint16_t code, std::int32_t value)
 {
     const std::lock_guard lock(mutex);
     encoder.queue(type, code, value);
+}
+
+void Board::recordWires(int file, RecordingState& state)
+{
+    const std::lock_guard lock(mutex);
+    wires.emplace(file, state);
+}
+
+void Board::observeWires()
+{
+    const std::lock_guard lock(mutex);
+    if (wires) {
+        wires->observeUntil(timeline.now());
+    }
 }
 
 Screen Board::screen()

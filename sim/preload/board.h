@@ -7,6 +7,7 @@
 #include "sim/models/st75256.h"
 #include "sim/models/violations.h"
 #include "sim/preload/timeline.h"
+#include "sim/wires/wire_recorder.h"
 
 #include <array>
 #include <atomic>
@@ -70,6 +71,10 @@ public:
     void setButton(bool pressed);
     void turn(std::int32_t steps);
     void queueEvent(std::uint16_t type, std::uint16_t code, std::int32_t value);
+    /// Continues a recording of the lines; see WireRecorder. Call it before the program starts.
+    void recordWires(int file, RecordingState& state);
+    /// Records the lines up to the current time.
+    void observeWires();
 
     [[nodiscard]] Screen screen();
     [[nodiscard]] std::uint64_t frameCount();
@@ -89,12 +94,25 @@ private:
         Timeline::Duration time;
     };
 
+    /// A bus carries out one transfer after another.
+    struct Bus {
+        /// The shortest time between two transfers.
+        Timeline::Duration gap;
+        /// The end of the last transfer and the gap after it.
+        Timeline::Duration busyUntil{};
+    };
+    using Lock = std::unique_lock<std::mutex>;
+
     void wire();
     void log(const std::string& event);
+    void recordOutput(int line, bool level);
+    void await(Lock& lock, const Bus& bus);
+    void occupy(Lock& lock, Bus& bus, Timeline::Duration duration);
     int controlSpi(unsigned long request, unsigned long argument);
     int controlI2c(unsigned long request, unsigned long argument);
     ssize_t writeSpi(std::span<const std::uint8_t> bytes);
     [[nodiscard]] bool refusesI2cTransfer();
+    int transferI2c(Lock& lock, I2cTransfer transfer);
     ssize_t writeI2c(std::span<const std::uint8_t> bytes);
     ssize_t readI2c(std::span<std::uint8_t> bytes);
     ssize_t readEncoder(std::span<std::uint8_t> bytes);
@@ -120,8 +138,12 @@ private:
     std::uint32_t spiSpeedHz = 500000;
     unsigned long i2cAddress = 0;
     int i2cTransfers = 0;
+    /// The kernel needs several microseconds between two transfers, during which chip select is high.
+    Bus spiBus = {.gap = std::chrono::microseconds(1)};
+    Bus i2cBus = {.gap = {}};
     bool keepsTraffic = true;
     std::vector<LogEntry> entries;
+    std::optional<WireRecorder> wires;
 };
 
 } // namespace sim

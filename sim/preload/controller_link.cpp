@@ -2,8 +2,10 @@
 #include "sim/preload/controller_link.h"
 
 #include "sim/protocol/injected_faults.h"
+#include "sim/wires/recording_file.h"
 
 #include <chrono>
+#include <fcntl.h>
 #include <sstream>
 #include <unistd.h>
 #include <utility>
@@ -60,6 +62,7 @@ void ControllerLink::sleep(std::uint64_t microseconds)
     }
     if (isIteration && iteration >= stopAt) {
         board.timeline.awaitIdle();
+        board.observeWires();
         if (std::exchange(isReplyPending, false)) {
             channel.send(status());
         }
@@ -132,6 +135,20 @@ constinit const ControllerLink::Request ControllerLink::requests[] = {
              return "error unknown fault: " + name;
          }
          link.board.setInjectedFault(name, on);
+         return std::string();
+     }},
+    // FILE STATE: records the lines to descriptor FILE, with a RecordingState in the memory of descriptor STATE.
+    {"wires",
+     [](ControllerLink& link, Words& words) {
+         const int file = take<int>(words);
+         const int memory = take<int>(words);
+         fcntl(file, F_SETFD, FD_CLOEXEC);
+         RecordingState* const state = mapRecordingState(memory);
+         close(memory);
+         if (state == nullptr) {
+             return std::string("error cannot map the state of the recording");
+         }
+         link.board.recordWires(file, *state);
          return std::string();
      }},
     // 1|0: presses or releases the button.

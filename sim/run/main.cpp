@@ -7,12 +7,14 @@
 #include "sim/session/reference_screens.h"
 #include "sim/session/scenario_player.h"
 #include "sim/session/signals.h"
+#include "sim/wires/recording_file.h"
 
 #include <cerrno>
 #include <cstring>
 #include <exception>
 #include <fcntl.h>
 #include <iostream>
+#include <optional>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -44,22 +46,41 @@ void requireFiles(const sim::Options& options)
     require(options.scripts, X_OK);
 }
 
-sim::Programs programsOf(const sim::Options& options)
-{
-    return {fs::absolute(options.updater), fs::absolute(options.preload), sim::checkSignals};
-}
-
 /// What every session needs.
 struct Workshop {
     explicit Workshop(const sim::Options& options)
         : references(TONECRATE_SCREENS), pictures(options.frames, options.movie),
           deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware")
-    {}
+    {
+        if (!options.wires.empty()) {
+            wires.emplace(options.wires, options.wiresLimit);
+        }
+    }
 
     const sim::ReferenceScreens references;
     sim::Pictures pictures;
     sim::DeviceFiles deviceFiles;
+    std::optional<sim::RecordingFile> wires;
 };
+
+sim::Programs programsOf(const sim::Options& options, Workshop& workshop)
+{
+    return {fs::absolute(options.updater), fs::absolute(options.preload), sim::checkSignals,
+            workshop.wires ? &*workshop.wires : nullptr};
+}
+
+/// Completes the recording of the lines, if one is requested.
+void finishWires(const sim::Options& options, Workshop& workshop)
+{
+    if (!workshop.wires) {
+        return;
+    }
+    workshop.wires->finish();
+    if (workshop.wires->isFull()) {
+        std::cerr << "tonecrate-simulator: " << options.wires.string() << " ends at " << workshop.wires->seconds()
+                  << " s of device time, at the limit of " << options.wiresLimit << " bytes (--wires-limit)\n";
+    }
+}
 
 /// Writes the recording, if one is requested.
 void record(const sim::Options& options, const sim::Session& session)
@@ -73,7 +94,7 @@ std::string play(const sim::Options& options, const fs::path& file)
 {
     const sim::Scenario scenario = sim::readScenario(file);
     Workshop workshop(options);
-    sim::Session session(workshop.deviceFiles, programsOf(options), scenario.setup);
+    sim::Session session(workshop.deviceFiles, programsOf(options, workshop), scenario.setup);
     sim::ScenarioPrinter printer(session, workshop.references, workshop.pictures, std::cout);
     sim::ScenarioPlayer player(session, workshop.deviceFiles, workshop.references, [&] {
         sim::checkSignals();
@@ -81,6 +102,7 @@ std::string play(const sim::Options& options, const fs::path& file)
     });
     std::string result = player.play(scenario, file.string());
     record(options, session);
+    finishWires(options, workshop);
     workshop.pictures.writeMovie(session.observe());
     return result;
 }
@@ -104,10 +126,11 @@ int runLive(const sim::Options& options)
     Workshop workshop(options);
     std::cout << "Creating a device and a drive ..." << std::endl;
     (void)workshop.deviceFiles.drive(sim::LiveSession::drive);
-    sim::Session session(workshop.deviceFiles, programsOf(options));
+    sim::Session session(workshop.deviceFiles, programsOf(options, workshop));
     sim::LiveSession live(session, workshop.references, workshop.pictures);
     live.run();
     record(options, session);
+    finishWires(options, workshop);
     workshop.pictures.writeMovie(session.observe());
     return live.report() ? 0 : failed;
 }

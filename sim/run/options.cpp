@@ -2,8 +2,12 @@
 #include "sim/run/options.h"
 
 #include "sim/session/scenario.h"
+#include "sim/wires/recording_file.h"
 
 #include <algorithm>
+#include <charconv>
+#include <limits>
+#include <optional>
 #include <set>
 #include <sstream>
 
@@ -23,6 +27,34 @@ void play(Options& options, const std::string& name)
     }
 }
 
+/// K, M and G are powers of 1024. Returns nothing if `text` is not a size.
+std::optional<std::uint64_t> sizeIn(const std::string& text)
+{
+    constexpr std::string_view units = "KMG";
+    constexpr unsigned bitsPerUnit = 10;
+    const char* const last = text.data() + text.size();
+    std::uint64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), last, number);
+    const std::size_t unit = end == last ? std::string_view::npos : units.find(*end);
+    const bool hasUnit = unit != std::string_view::npos && end + 1 == last;
+    const unsigned shift = hasUnit ? bitsPerUnit * static_cast<unsigned>(unit + 1) : 0;
+    if (error != std::errc() || (end != last && !hasUnit) ||
+        number > std::numeric_limits<std::uint64_t>::max() >> shift) {
+        return std::nullopt;
+    }
+    return number << shift;
+}
+
+void limitWires(Options& options, const std::string& value)
+{
+    const auto size = sizeIn(value);
+    if (!size || (*size != 0 && *size < RecordingFile::smallestLimit)) {
+        throw UsageError("--wires-limit must be a size such as 500M or 2G, at least 1K, or 0 for no limit, not \"" +
+                         value + '"');
+    }
+    options.wiresLimit = *size == 0 ? RecordingState::noLimit : *size;
+}
+
 struct Option {
     std::string_view name;
     void (*assign)(Options& options, const std::string& value);
@@ -34,6 +66,8 @@ constexpr Option optionsWithValue[] = {
     {"--scripts", [](Options& options, const std::string& value) { options.scripts = value; }},
     {"--frames", [](Options& options, const std::string& value) { options.frames = value; }},
     {"--movie", [](Options& options, const std::string& value) { options.movie = value; }},
+    {"--wires", [](Options& options, const std::string& value) { options.wires = value; }},
+    {"--wires-limit", limitWires},
     {"--record", [](Options& options, const std::string& value) { options.recording = value; }},
     {"--scenario", [](Options& options, const std::string& value) { options.scenario = value; }},
     {"--play", play},
@@ -97,7 +131,8 @@ std::string helpText(const fs::path& scenarios)
 {
     std::ostringstream text;
     text << "usage: tonecrate-simulator [--scenario FILE | --play NAME] [--record FILE] [--movie FILE]\n"
-            "                           [--frames DIR] [--updater PATH] [--preload PATH] [--scripts DIR]\n"
+            "                           [--frames DIR] [--wires FILE] [--wires-limit SIZE]\n"
+            "                           [--updater PATH] [--preload PATH] [--scripts DIR]\n"
             "\n"
             "Runs the updater on a simulated device. In a terminal, shows the screen and accepts keys for the knob, "
             "the\n"
@@ -108,6 +143,10 @@ std::string helpText(const fs::path& scenarios)
             "  --record FILE    write what happens as a scenario\n"
             "  --movie FILE     write the screens, with their times, as an animated PNG file\n"
             "  --frames DIR     save every screen as a numbered PNG file\n"
+            "  --wires FILE     record the lines of the display, the LEDs, the knob and the button as a VCD file for\n"
+            "                   GTKWave, PulseView and sigrok-cli; docs/wires.md describes it\n"
+            "  --wires-limit SIZE\n"
+            "                   end this recording at SIZE bytes, such as 500M (default: 1G; 0 for no limit)\n"
             "  --updater PATH   the updater to run\n"
             "  --preload PATH   the library that simulates the device's hardware\n"
             "  --scripts DIR    the folder with the scripts that create and verify devices and drives\n"

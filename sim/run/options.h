@@ -1,6 +1,7 @@
 // The command line of the simulator.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <span>
 #include <stdexcept>
@@ -23,6 +24,10 @@ struct Options {
     std::filesystem::path frames{};
     /// The file for the movie; empty for none.
     std::filesystem::path movie{};
+    /// The file in which to record the lines of the board; empty for none.
+    std::filesystem::path wires{};
+    /// The largest size of that file in bytes.
+    std::uint64_t wiresLimit = std::uint64_t{1} << 30;
     bool wantsHelp = false;
 };
 

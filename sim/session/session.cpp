@@ -111,6 +111,7 @@ void Session::powerOn()
     deviceSetup.timeout = replyTimeout;
     deviceSetup.endTimeout = replyTimeout;
     deviceSetup.whileWaiting = programs.whileWaiting;
+    deviceSetup.wires = programs.wires;
     device = std::make_unique<SimulatedDevice>(std::move(deviceSetup));
     observation.isOn = true;
     observation.iteration = observation.frames = 0;
@@ -173,6 +174,9 @@ void Session::runSlice(std::uint64_t iterations)
 {
     observation.iteration += iterations; // also if the updater ends on the way
     device->run(iterations);
+    if (programs.wires != nullptr) {
+        programs.wires->check();
+    }
     observeDevice();
 }
 

@@ -22,6 +22,8 @@ struct Programs {
     std::filesystem::path preload{};
     /// Called at least every 100 ms while waiting for the updater. An exception ends the wait and propagates.
     std::function<void()> whileWaiting{};
+    /// The recording of the lines; null for none. Must outlive the session.
+    RecordingFile* wires = nullptr;
 };
 
 /// Runs in virtual time: the device stands still except during `run`. Equal inputs at equal iterations produce equal

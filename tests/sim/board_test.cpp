@@ -29,6 +29,9 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr off_t gpioBase = 0xFE200000;
 constexpr std::size_t frameSize = 10240;
 
+/// The time between two transfers on the SPI bus.
+constexpr auto spiGap = 1us;
+
 constexpr int buttonLine = 6;
 constexpr int dataCommandLine = 7;
 constexpr int resetLine = 25;
@@ -307,7 +310,7 @@ TEST_F(BoardTest, HangingDisplayTakesASecondPerTransfer)
     const auto before = board->timeline.now();
     board->setInjectedFault("hanging spi", true);
     command(0x5C, Bytes(frameSize));
-    EXPECT_EQ(board->timeline.now() - before, 2s);
+    EXPECT_EQ(board->timeline.now() - before, 2s + 2 * spiGap);
     EXPECT_EQ(board->frameCount(), 1U);
 }
 
@@ -404,13 +407,16 @@ TEST_F(BoardTest, ForwardsI2cWritesToTheLeds)
     EXPECT_EQ(board->violationList(), Lines{});
 }
 
-TEST_F(BoardTest, RejectsWritesToUnusedI2cAddresses)
+TEST_F(BoardTest, RejectsTransfersToUnusedI2cAddresses)
 {
     EXPECT_EQ(failureOf([&] { return write(i2c(), {0x00, 0x01}); }), (Failure{-1, EREMOTEIO}))
         << "with no device selected";
     ASSERT_EQ(selectI2c(0x6D), 0);
     EXPECT_EQ(failureOf([&] { return write(i2c(), {0x00, 0x01}); }), (Failure{-1, EREMOTEIO}));
-    EXPECT_EQ(board->violationList(), std::vector<std::string>(2, "an I2C write to an unused address"));
+    Bytes byte(1);
+    EXPECT_EQ(failureOf([&] { return board->read(i2c(), byte); }), (Failure{-1, EREMOTEIO}));
+    EXPECT_EQ(board->violationList(), (Lines{"an I2C write to an unused address", "an I2C write to an unused address",
+                                             "an I2C read from an unused address"}));
 }
 
 // The GPIO block.
@@ -477,22 +483,56 @@ TEST_F(BoardTest, TransferTimeDependsOnTheBusSpeed)
         ASSERT_EQ(controlSpi(SPI_IOC_WR_MAX_SPEED_HZ, speedHz), 0);
         const auto before = board->timeline.now();
         command(0x5C, Bytes(frameSize));
-        EXPECT_EQ(board->timeline.now() - before, perByte * (frameSize + 1)) << speedHz;
+        EXPECT_EQ(board->timeline.now() - before, perByte * (frameSize + 1) + 2 * spiGap) << speedHz;
     }
 }
 
 TEST_F(BoardTest, FrameTakesTheConfiguredTime)
 {
-    lightDisplay();
     board->setFrameTime(60ms);
-    const auto before = board->timeline.now();
     write(spi(), Bytes(frameSize));
-    EXPECT_EQ(board->timeline.now() - before, 60ms);
+    EXPECT_EQ(board->timeline.now(), 60ms);
     write(spi(), Bytes(frameSize / 2));
-    EXPECT_EQ(board->timeline.now() - before, 90ms);
+    EXPECT_EQ(board->timeline.now(), 90ms + spiGap);
     board->setFrameTime(0ms);
     write(spi(), Bytes(1));
-    EXPECT_EQ(board->timeline.now() - before, 90ms + 16us) << "at the default bus speed";
+    EXPECT_EQ(board->timeline.now(), 90ms + 16us + 2 * spiGap) << "at the default bus speed";
+}
+
+TEST_F(BoardTest, TheSpiBusPausesBetweenTransfersUnlessItWasIdle)
+{
+    controlSpi(SPI_IOC_WR_MAX_SPEED_HZ, 8000000);
+    write(spi(), Bytes(1));
+    write(spi(), Bytes(1));
+    EXPECT_EQ(board->timeline.now(), 2us + spiGap);
+    board->timeline.pass(spiGap);
+    write(spi(), Bytes(1));
+    EXPECT_EQ(board->timeline.now(), 3us + 2 * spiGap);
+}
+
+/// 10 microseconds for each bit, for the start and for the stop; a byte has nine bits.
+TEST_F(BoardTest, AnI2cTransferTakesItsTimeAt100Kilohertz)
+{
+    const struct {
+        std::uint8_t address;
+        Bytes bytes;
+        sim::Timeline::Duration duration;
+    } cases[] = {
+        {LedController::address, {0x00, 0x01}, 290us},
+        {LedController::address, {}, 110us},
+        {0x6D, {0x00, 0x01}, 110us}, // only the address
+    };
+    for (const auto& [address, bytes, duration] : cases) {
+        ASSERT_EQ(selectI2c(address), 0);
+        const auto before = board->timeline.now();
+        write(i2c(), bytes);
+        EXPECT_EQ(board->timeline.now() - before, duration);
+    }
+    Bytes byte(1);
+    ASSERT_EQ(selectI2c(LedController::address), 0);
+    const auto before = board->timeline.now();
+    EXPECT_EQ(board->read(i2c(), byte), 1);
+    EXPECT_EQ(board->timeline.now() - before, 200us);
 }
 
 /// Another thread transmits a frame, which takes 60 ms; 1 ms has passed.
@@ -504,11 +544,13 @@ protected:
         board->setFrameTime(60ms);
         command(0x5C);
         drive(dataCommandLine, true);
+        board->timeline.pass(spiGap);
         transfer(frame);
         board->timeline.pass(1ms);
     }
     ~BoardDuringAFrame() override
     {
+        board->timeline.pass(1s); // ends all transfers
         for (std::thread& thread : threads) {
             thread.join();
         }
@@ -558,24 +600,34 @@ TEST_F(BoardDuringAFrame, ReportsADataCommandLineChangedWithoutASystemCall)
     EXPECT_EQ(board->violationList().front(), "the data/command line changed during a transfer");
 }
 
-TEST_F(BoardDuringAFrame, ReportsAnOverlappingTransfer)
+/// As spidev does.
+TEST_F(BoardDuringAFrame, CarriesOutTheNextTransferAfterIt)
 {
     transfer(otherFrame);
-    board->timeline.pass(1ms);
-    EXPECT_EQ(board->violationList(), (Lines{"a transfer began while another was under way"}));
+    board->timeline.pass(59ms);
+    EXPECT_TRUE(isFilledWith(board->screen(), 3));
+    board->timeline.pass(61ms);
+    EXPECT_EQ(board->violationList(), (Lines{"a frame is longer than its window of 10240 bytes"}));
+}
+
+TEST_F(BoardDuringAFrame, CarriesOutI2cTransfersAtTheSameTime)
+{
+    const auto before = board->timeline.now();
+    EXPECT_EQ(selectI2c(LedController::address), 0);
+    EXPECT_EQ(write(i2c(), {0x00}), 1);
+    EXPECT_EQ(board->timeline.now() - before, 200us);
     board->timeline.pass(60ms);
+    EXPECT_TRUE(isFilledWith(board->screen(), 3));
 }
 
 TEST_F(BoardDuringAFrame, DoesNotBlockTheMainThread)
 {
     const auto before = board->timeline.now();
     EXPECT_EQ(selectI2c(LedController::address), 0);
-    EXPECT_EQ(write(i2c(), {0x00}), 1);
     board->setButton(true);
     board->turn(1);
     EXPECT_EQ(board->timeline.now(), before);
     board->timeline.pass(60ms);
-    EXPECT_TRUE(isFilledWith(board->screen(), 3));
 }
 
 // The traffic log.
@@ -598,8 +650,8 @@ TEST_F(BoardTest, LogsEventsWithTheirTimesInMicroseconds)
     board->close(spi());
     EXPECT_EQ(board->traffic(),
               (Lines{"0 spi mode 3", "0 spi bits 8", "0 spi speed 8000000", "0 gpio 7 output", "0 gpio 25 output",
-                     "0 gpio 25 high", "0 gpio 25 low", "0 gpio 25 high", "20000 spi C 15", "20001 spi D 00 FF",
-                     "20003 i2c slave 6C", "20003 i2c write 2F 00", "20003 wait 20000", "20003 spi close"}));
+                     "0 gpio 25 high", "0 gpio 25 low", "0 gpio 25 high", "20000 spi C 15", "20002 spi D 00 FF",
+                     "20004 i2c slave 6C", "20004 i2c write 2F 00", "20294 wait 20000", "20294 spi close"}));
 }
 
 TEST_F(BoardTest, LogsConsecutiveEqualEventsOnceWithTheirCountAndFirstTime)
@@ -617,8 +669,8 @@ TEST_F(BoardTest, LogsConsecutiveEqualEventsOnceWithTheirCountAndFirstTime)
     write(spi(), {0x00});
     auto lines = board->traffic();
     lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(before));
-    EXPECT_EQ(lines, (Lines{"256 spi speed 8000000", "1000 spi C 5C", "1001 spi D 00 x10240", "11241 spi D 01",
-                            "11242 spi D 00"}));
+    EXPECT_EQ(lines, (Lines{"269 spi speed 8000000", "1000 spi C 5C", "1002 spi D 00 x10240", "21482 spi D 01",
+                            "21484 spi D 00"}));
 }
 
 TEST_F(BoardTest, LogsOnlyTheLengthOfLongTransfers)

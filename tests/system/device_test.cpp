@@ -180,11 +180,16 @@ constexpr int firstOutputWrite = 4;
 constexpr int secondSelection = 22;
 constexpr int brightnessWrite = 23;
 
+/// Without the times, because a refused transfer takes less time.
 std::vector<std::string> i2cEvents(const std::vector<std::string>& traffic)
 {
     std::vector<std::string> events;
-    std::copy_if(traffic.begin(), traffic.end(), std::back_inserter(events),
-                 [](const std::string& line) { return line.find(" i2c ") != std::string::npos; });
+    for (const std::string& line : traffic) {
+        const std::size_t at = line.find(" i2c ");
+        if (at != std::string::npos) {
+            events.push_back(line.substr(at + 1));
+        }
+    }
     return events;
 }
 

@@ -1,0 +1,54 @@
+// A recording of the board's lines, as the simulator owns it.
+#pragma once
+
+#include "sim/wires/recording_state.h"
+
+#include <cstdint>
+#include <filesystem>
+
+namespace sim {
+
+/// Creates the file, which the preloaded library in the updater's process writes. Each power cycle has a process of its
+/// own and continues the recording.
+class RecordingFile {
+public:
+    /// Replaces the file. `limit` is its largest size in bytes, at least `smallestLimit`; RecordingState::noLimit for
+    /// none. Throws std::runtime_error if the file cannot be written.
+    RecordingFile(std::filesystem::path file, std::uint64_t limit);
+    RecordingFile(const RecordingFile&) = delete;
+    RecordingFile& operator=(const RecordingFile&) = delete;
+    /// Completes the file, if possible.
+    ~RecordingFile();
+
+    static constexpr std::uint64_t smallestLimit = 1024;
+
+    /// Prepares for another updater. Except for the first, returns all lines to their initial levels, 1 ms after the
+    /// previous updater was last observed.
+    void powerOn();
+    /// Throws std::runtime_error if the file could not be written.
+    void check() const;
+    /// Completes the file. Throws std::runtime_error if it could not be written.
+    void finish();
+
+    /// Whether the limit has been reached. The file then ends at the last change that fits.
+    [[nodiscard]] bool isFull() const { return state->isFull; }
+    /// The time of the last change in seconds.
+    [[nodiscard]] double seconds() const { return static_cast<double>(state->lastChange) / 1e9; }
+
+    // Inherited by the updater's process.
+
+    [[nodiscard]] int descriptor() const { return fileDescriptor; }
+    [[nodiscard]] int stateDescriptor() const { return memoryDescriptor; }
+
+private:
+    const std::filesystem::path path;
+    int fileDescriptor = -1;
+    int memoryDescriptor = -1;
+    RecordingState* state = nullptr;
+    bool hasStarted = false;
+};
+
+/// Maps the state behind a descriptor. Returns null on failure.
+[[nodiscard]] RecordingState* mapRecordingState(int descriptor);
+
+} // namespace sim

@@ -1,0 +1,57 @@
+// Writes a value change dump (IEEE 1364, section 18) with the lines of the board.
+#pragma once
+
+#include "sim/wires/edge.h"
+#include "sim/wires/recording_state.h"
+
+#include <array>
+#include <string_view>
+
+namespace sim {
+
+/// The levels of all lines while the device is off. The data/command and reset lines are undefined until the program
+/// drives them; pull-up resistors keep the inputs and the I2C bus high.
+inline constexpr std::array<Level, lineCount> initialLevels = {
+    Level::High,      // cs
+    Level::High,      // clk
+    Level::Low,       // mosi
+    Level::Undefined, // dc
+    Level::Undefined, // reset
+    Level::High,      // scl
+    Level::High,      // sda
+    Level::High,      // button
+    Level::High,      // encoder_a
+    Level::High,      // encoder_b
+};
+
+/// Buffers complete lines in the state and writes them to the file in blocks. Failures are reported by the state.
+class VcdWriter {
+public:
+    /// `file` is the descriptor of the file, which the caller closes.
+    VcdWriter(int file, RecordingState& recordingState) : descriptor(file), state(recordingState) {}
+
+    /// Writes the declarations, and the initial levels at time 0.
+    void begin();
+    /// Returns all lines to their initial levels at `time`.
+    void restart(WireTime time);
+    /// Records a change. Times must not decrease. Has no effect if the line already has this level.
+    void change(const Edge& edge);
+    /// Records that the lines have not changed until `time`.
+    void observeUntil(WireTime time);
+    /// Writes the buffer to the file. Also completes a write that was interrupted because its process was killed.
+    void flush();
+    /// Records the time up to which the lines have been observed, and writes the buffer to the file.
+    void end();
+
+private:
+    bool append(std::string_view text);
+    void appendChange(const Edge& edge);
+    void writeBuffer();
+    void discardIncompleteWrite() const;
+
+    int descriptor;
+    RecordingState& state;
+    std::array<Level, lineCount> levels = initialLevels;
+};
+
+} // namespace sim
