@@ -11,16 +11,28 @@ namespace {
 
 constexpr std::uint64_t longestRun = 20;
 
-std::string quoted(const std::string& text)
-{
-    return "\"" + text + "\"";
-}
-
 bool hasStatement(const Scenario& scenario, const Statement& statement)
 {
     return std::any_of(scenario.lines.begin(), scenario.lines.end(), [&](const Scenario::Line& line) {
         return line.statement.verb == statement.verb && line.statement.arguments == statement.arguments;
     });
+}
+
+bool hasVerb(const Scenario& scenario, Verb verb)
+{
+    return std::any_of(scenario.lines.begin(), scenario.lines.end(),
+                       [&](const Scenario::Line& line) { return line.statement.verb == verb; });
+}
+
+/// An empty text means none.
+void expectEqual(const std::string& what, const std::string& expected, const std::string& found)
+{
+    const auto describe = [&](const std::string& text) {
+        return text.empty() ? "no " + what : what + " " + quoted(text);
+    };
+    if (found != expected) {
+        throw std::runtime_error("expected " + describe(expected) + ", but found " + describe(found));
+    }
 }
 
 } // namespace
@@ -69,6 +81,7 @@ void ScenarioPlayer::execute(const Statement& statement)
         return run(static_cast<std::uint64_t>(statement.number()));
     case Verb::AwaitScreen:
     case Verb::AwaitOutput:
+    case Verb::AwaitError:
     case Verb::AwaitScript:
     case Verb::AwaitFrames:
         return await(statement);
@@ -120,6 +133,9 @@ void ScenarioPlayer::await(const Statement& statement)
     case Verb::AwaitOutput:
         return runUntil([&] { return seen.output.find(statement.text()) != std::string::npos; },
                         "output " + quoted(statement.text()));
+    case Verb::AwaitError:
+        return runUntil([&] { return seen.error.find(statement.text()) != std::string::npos; },
+                        "error " + quoted(statement.text()));
     case Verb::AwaitScript:
         return runUntil([&] { return findScriptStart(statement.text()); }, "start of " + statement.text());
     default: {
@@ -165,6 +181,16 @@ void ScenarioPlayer::expect(const Statement& statement)
         }
         result = "screen " + quoted(statement.text());
         return;
+    case Verb::ExpectNoFrame:
+        return expectNoFrame(static_cast<std::uint64_t>(statement.number()));
+    case Verb::ExpectOutput:
+        return expectEqual("output", statement.text(), session.observe().output);
+    case Verb::ExpectError:
+        return expectEqual("error", statement.text(), session.observe().error);
+    case Verb::ExpectNoScript:
+        return expectEqual("script", "", session.observe().script);
+    case Verb::ExpectScript:
+        return expectEqual("script", statement.text(), session.observe().script);
     case Verb::ExpectMemory:
         result = deviceFiles.verify(session.root(), statement.text(0), statement.text(1));
         return;
@@ -173,8 +199,11 @@ void ScenarioPlayer::expect(const Statement& statement)
     case Verb::ExpectLedBar:
     case Verb::ExpectLedRgb:
         return expectLeds(statement);
-    case Verb::ExpectProgram:
-        return expectProgram(statement.text());
+    case Verb::ExpectRunning:
+    case Verb::ExpectEnded:
+        return expectProgram(statement.verb == Verb::ExpectRunning);
+    case Verb::ExpectEndedBySignal:
+        return expectSignal(statement.text());
     case Verb::ExpectViolation: {
         const auto& violations = session.observe().violations;
         if (std::find(violations.begin(), violations.end(), statement.text()) == violations.end()) {
@@ -215,14 +244,33 @@ void ScenarioPlayer::expectLeds(const Statement& statement)
     }
 }
 
-void ScenarioPlayer::expectProgram(const std::string& state)
+void ScenarioPlayer::expectProgram(bool toRun)
 {
     const bool isRunning = session.observe().isOn && !session.observe().end;
-    if (isRunning != (state == "running")) {
+    if (isRunning != toRun) {
         throw std::runtime_error("expected that the updater " +
                                  (isRunning ? "has ended, but it is running" : "is running, but " + describeEnd()));
     }
     result = "the updater " + std::string(isRunning ? "is running" : "has ended as expected");
+}
+
+void ScenarioPlayer::expectSignal(const std::string& number)
+{
+    expectProgram(false);
+    const std::string end = session.observe().end.value_or("");
+    if (!end.starts_with("signal " + number + " ")) {
+        throw std::runtime_error("expected an end by signal " + number + ", but " + describeEnd());
+    }
+}
+
+void ScenarioPlayer::expectNoFrame(std::uint64_t iterations)
+{
+    const std::uint64_t before = session.observe().frames;
+    run(iterations);
+    const std::uint64_t received = session.observe().frames - before;
+    if (received != 0) {
+        throw std::runtime_error("expected no frame, but the display has received " + std::to_string(received));
+    }
 }
 
 void ScenarioPlayer::checkHealth(const Scenario& scenario) const
@@ -233,7 +281,7 @@ void ScenarioPlayer::checkHealth(const Scenario& scenario) const
             throw std::runtime_error("protocol violation: " + violation);
         }
     }
-    if (seen.end && !hasStatement(scenario, {Verb::ExpectProgram, {"ended"}})) {
+    if (seen.end && !hasVerb(scenario, Verb::ExpectEnded) && !hasVerb(scenario, Verb::ExpectEndedBySignal)) {
         throw std::runtime_error(describeEnd());
     }
 }

@@ -40,7 +40,9 @@ private:
     void expect(const Statement& statement);
     void expectMemoryUnchanged();
     void expectLeds(const Statement& statement);
-    void expectProgram(const std::string& state);
+    void expectProgram(bool toRun);
+    void expectSignal(const std::string& number);
+    void expectNoFrame(std::uint64_t iterations);
     void checkHealth(const Scenario& scenario) const;
 
     /// The name of the reference picture that equals the screen; empty if none does.

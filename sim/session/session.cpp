@@ -268,7 +268,7 @@ Scenario Session::recording() const
         scenario.lines.push_back({input});
     }
     if (observation.isOn) {
-        scenario.lines.push_back({{Verb::ExpectProgram, {observation.end ? "ended" : "running"}, currentIteration()}});
+        scenario.lines.push_back({{observation.end ? Verb::ExpectEnded : Verb::ExpectRunning, {}, currentIteration()}});
     }
     for (const std::string& violation : std::set(observation.violations.begin(), observation.violations.end())) {
         scenario.lines.push_back({{Verb::ExpectViolation, {violation}}});

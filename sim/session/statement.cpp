@@ -39,16 +39,24 @@ constexpr Form forms[] = {
     {"wait COUNT", Verb::Wait},
     {"await screen SCREEN", Verb::AwaitScreen},
     {"await output TEXT", Verb::AwaitOutput},
+    {"await error TEXT", Verb::AwaitError},
     {"await script COMMAND", Verb::AwaitScript},
     {"await frames COUNT", Verb::AwaitFrames},
     {"expect screen SCREEN", Verb::ExpectScreen},
+    {"expect no frame for COUNT", Verb::ExpectNoFrame},
+    {"expect output TEXT", Verb::ExpectOutput},
+    {"expect error TEXT", Verb::ExpectError},
+    {"expect script none", Verb::ExpectNoScript},
+    {"expect script COMMAND", Verb::ExpectScript},
     {"expect memory firmware VERSION presets PRESETS", Verb::ExpectMemory},
     {"expect memory unchanged", Verb::ExpectMemoryUnchanged},
     {"expect led bar LEVEL", Verb::ExpectLedBar},
     {"expect led rgb LEVEL LEVEL LEVEL", Verb::ExpectLedRgb},
     {"expect violation none", Verb::ExpectNoViolation},
     {"expect violation TEXT", Verb::ExpectViolation},
-    {"expect program STATE", Verb::ExpectProgram},
+    {"expect program running", Verb::ExpectRunning},
+    {"expect program ended", Verb::ExpectEnded},
+    {"expect program ended by signal SIGNAL", Verb::ExpectEndedBySignal},
 };
 
 struct Token {
@@ -125,8 +133,7 @@ constexpr Kind kinds[] = {
     {"PRESETS", R"("kept" or "lost")",
      [](const Token& t) { return accepted(t, t.text == "kept" || t.text == "lost"); }},
     {"LEVEL", "a number from 0 to 255", number<0, 255>},
-    {"STATE", R"("running" or "ended")",
-     [](const Token& t) { return accepted(t, t.text == "running" || t.text == "ended"); }},
+    {"SIGNAL", "a signal from 1 to 64", number<1, 64>},
 };
 
 const Kind* kindNamed(std::string_view word)
@@ -144,20 +151,6 @@ std::vector<std::string_view> wordsOf(std::string_view words)
     }
     result.push_back(words);
     return result;
-}
-
-std::string quoted(const std::string& text)
-{
-    std::string result = "\"";
-    for (const char character : text) {
-        if (character == '\n') {
-            result += "\\n";
-            continue;
-        }
-        result += character == '"' || character == '\\' ? "\\" : "";
-        result += character;
-    }
-    return result + "\"";
 }
 
 /// Splits a line into words and quoted texts.
@@ -293,6 +286,20 @@ Statement parseForm(std::span<const Token> tokens)
 }
 
 } // namespace
+
+std::string quoted(const std::string& text)
+{
+    std::string result = "\"";
+    for (const char character : text) {
+        if (character == '\n') {
+            result += "\\n";
+            continue;
+        }
+        result += character == '"' || character == '\\' ? "\\" : "";
+        result += character;
+    }
+    return result + "\"";
+}
 
 bool isSetUp(Verb verb)
 {

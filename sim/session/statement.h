@@ -35,16 +35,24 @@ enum class Verb {
     Wait,
     AwaitScreen,
     AwaitOutput,
+    AwaitError,
     AwaitScript,
     AwaitFrames,
     ExpectScreen,
+    ExpectNoFrame,
+    ExpectOutput,
+    ExpectError,
+    ExpectNoScript,
+    ExpectScript,
     ExpectMemory,
     ExpectMemoryUnchanged,
     ExpectLedBar,
     ExpectLedRgb,
     ExpectNoViolation,
     ExpectViolation,
-    ExpectProgram,
+    ExpectRunning,
+    ExpectEnded,
+    ExpectEndedBySignal,
 };
 
 [[nodiscard]] bool isSetUp(Verb verb);
@@ -76,5 +84,7 @@ public:
 [[nodiscard]] bool isBlank(std::string_view line);
 /// The inverse of `parseStatement`.
 [[nodiscard]] std::string print(const Statement& statement);
+/// A text in quotes, on one line, as in a statement.
+[[nodiscard]] std::string quoted(const std::string& text);
 
 } // namespace sim

@@ -68,7 +68,7 @@ unwritable_recording() {
 wrong_statement() {
   printf '# a comment\npress\nawait scren menu\n' >"$work/wrong.scenario"
   run --scenario "$work/wrong.scenario"
-  fails_with 1 "wrong: failed: $work/wrong.scenario:3: expected \"screen\", \"output\", \"script\" or \"frames\", but found \"scren\""
+  fails_with 1 "wrong: failed: $work/wrong.scenario:3: expected \"screen\", \"output\", \"error\", \"script\" or \"frames\", but found \"scren\""
 }
 
 missing_scenario() {

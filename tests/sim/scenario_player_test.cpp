@@ -103,6 +103,19 @@ TEST(ScenarioPlayer, ReportsFileLineAndCauseOfAFailure)
         {"wait 5\nexpect violation \"a word\"\n",
          ":2: expected the protocol violation \"a word\", but it did not occur"},
         {"wait 5\nexpect program ended\n", ":2: expected that the updater has ended, but it is running"},
+        {"wait 5\nexpect program ended by signal 11\n", ":2: expected that the updater has ended, but it is running"},
+        {"fault absent mem\nexpect program ended by signal 6\n",
+         ":2: expected an end by signal 6, but the updater has ended: signal 11 (Segmentation fault); "
+         "can't open /dev/mem! Make sure you are root!"},
+        {"expect no frame for 200\n", ":1: expected no frame, but the display has received 2"},
+        {"expect output \"Starting\"\n",
+         ":1: expected output \"Starting\", but found output \"Starting updater...\\n\""},
+        {"expect error \"a\\nb\"\n", ":1: expected error \"a\\nb\", but found no error"},
+        {"await error \"a\\nb\"\n",
+         ":1: no error \"a\\nb\" within 60 s of device time; the last known screen is \"waiting\""},
+        {"expect script format.sh\n", ":1: expected script \"format.sh\", but found no script"},
+        {"plug empty\nat 501 expect script none\n",
+         ":2: expected no script, but found script \"decrypt.sh /dev/sda1\""},
         {"power off\nexpect program running\n", ":2: expected that the updater is running, but the device is off"},
         {"fault absent mem\nwait 5\n",
          ":1: the updater has ended: signal 11 (Segmentation fault); can't open /dev/mem! "
@@ -125,7 +138,21 @@ TEST(ScenarioPlayer, AViolationFailsTheScenarioUnlessItIsExpected)
 
 TEST(ScenarioPlayer, TheEndOfTheUpdaterFailsTheScenarioUnlessItIsExpected)
 {
-    EXPECT_EQ(play("fault absent mem\nwait 5\nexpect program ended\n").result, "the updater has ended as expected");
+    for (const std::string end : {"expect program ended\n", "expect program ended by signal 11\n"}) {
+        EXPECT_EQ(play("fault absent mem\nwait 5\n" + end).result, "the updater has ended as expected") << end;
+    }
+}
+
+TEST(ScenarioPlayer, ComparesOutputAndTheRunningScriptExactly)
+{
+    EXPECT_NO_THROW(play("fault absent spi\n"
+                         "await error \"Unable\"\n"
+                         "expect error \"Unable to open SPI\\n\"\n"
+                         "expect output \"Starting updater...\\n\"\n"
+                         "expect no frame for 100\n"
+                         "expect script none\n"
+                         "plug empty\n"
+                         "at 501 expect script decrypt.sh /dev/sda1\n"));
 }
 
 TEST(ScenarioPlayer, DescribesTheLastExpectation)

@@ -43,9 +43,15 @@ TEST(Statement, ParsesAndPrintsEveryForm)
         {"await screen menu-update", {Verb::AwaitScreen, {"menu-update"}}},
         {"await output \"a \\\"text\\\", a \\\\ and\\na # line\"",
          {Verb::AwaitOutput, {"a \"text\", a \\ and\na # line"}}},
+        {"await error \"Unable to open SPI\"", {Verb::AwaitError, {"Unable to open SPI"}}},
         {"await script decrypt.sh /dev/sda1", {Verb::AwaitScript, {"decrypt.sh /dev/sda1"}}},
         {"await frames 12", {Verb::AwaitFrames, {"12"}}},
         {"expect screen done", {Verb::ExpectScreen, {"done"}}},
+        {"expect no frame for 1420", {Verb::ExpectNoFrame, {"1420"}}},
+        {"expect output \"Starting updater...\\n\"", {Verb::ExpectOutput, {"Starting updater...\n"}}},
+        {"expect error \"Unable to open SPI\\n\"", {Verb::ExpectError, {"Unable to open SPI\n"}}},
+        {"expect script none", {Verb::ExpectNoScript}},
+        {"expect script format.sh 0", {Verb::ExpectScript, {"format.sh 0"}}},
         {"expect memory firmware 2.0.0 presets kept", {Verb::ExpectMemory, {"2.0.0", "kept"}}},
         {"expect memory firmware none presets lost", {Verb::ExpectMemory, {"none", "lost"}}},
         {"expect memory unchanged", {Verb::ExpectMemoryUnchanged}},
@@ -53,7 +59,9 @@ TEST(Statement, ParsesAndPrintsEveryForm)
         {"expect led rgb 0 128 255", {Verb::ExpectLedRgb, {"0", "128", "255"}}},
         {"expect violation none", {Verb::ExpectNoViolation}},
         {"expect violation \"an empty I2C write\"", {Verb::ExpectViolation, {"an empty I2C write"}}},
-        {"expect program ended", {Verb::ExpectProgram, {"ended"}}},
+        {"expect program running", {Verb::ExpectRunning}},
+        {"expect program ended", {Verb::ExpectEnded}},
+        {"expect program ended by signal 11", {Verb::ExpectEndedBySignal, {"11"}}},
         {"at 1840 turn +1", {Verb::Turn, {"+1"}, 1840}},
         {"at 1 expect screen menu", {Verb::ExpectScreen, {"menu"}, 1}},
     };
@@ -87,8 +95,9 @@ TEST(Statement, ReportsWhatWasExpected)
         const char* text;
         const char* message;
     } cases[] = {
-        {"await scren menu", "expected \"screen\", \"output\", \"script\" or \"frames\", but found \"scren\""},
-        {"await", "expected \"screen\", \"output\", \"script\" or \"frames\", but the line ends"},
+        {"await scren menu",
+         "expected \"screen\", \"output\", \"error\", \"script\" or \"frames\", but found \"scren\""},
+        {"await", "expected \"screen\", \"output\", \"error\", \"script\" or \"frames\", but the line ends"},
         {"press now", "expected the end of the line, but found \"now\""},
         {"turn", "expected a number of steps from -100 to 100, except 0, but the line ends"},
         {"turn 0", "expected a number of steps from -100 to 100, except 0, but found \"0\""},
@@ -112,6 +121,11 @@ TEST(Statement, ReportsWhatWasExpected)
         {"expect memory firmware 2.0.0 presets safe", "expected \"kept\" or \"lost\", but found \"safe\""},
         {"expect memory firmware ../x presets kept", "expected a version or \"none\", but found \"../x\""},
         {"expect program", "expected \"running\" or \"ended\", but the line ends"},
+        {"expect program ended with", "expected the end of the line or \"by\", but found \"with\""},
+        {"expect program ended by signal 65", "expected a signal from 1 to 64, but found \"65\""},
+        {"expect no frame for 0", "expected a number from 1 to 100000000, but found \"0\""},
+        {"expect output Starting", "expected a text in quotes, but found \"Starting\""},
+        {"expect script", "expected \"none\" or the name of a script, but the line ends"},
         {"at", "expected an iteration from 1 to 1000000000000, but the line ends"},
         {"at 0 press", "expected an iteration from 1 to 1000000000000, but found \"0\""},
         {"at 5 fault absent encoder", "expected an event after \"at\", but found a part of the set-up"},
@@ -132,7 +146,7 @@ TEST(Statement, DistinguishesSetUpsAndInputs)
     EXPECT_TRUE(sim::isSetUp(Verb::DeviceInstalled) && sim::isSetUp(Verb::BusSlow));
     EXPECT_TRUE(!sim::isSetUp(Verb::Turn) && !sim::isInput(Verb::BusSlow));
     EXPECT_TRUE(sim::isInput(Verb::Turn) && sim::isInput(Verb::FaultOff));
-    EXPECT_TRUE(!sim::isInput(Verb::Click) && !sim::isInput(Verb::ExpectProgram));
+    EXPECT_TRUE(!sim::isInput(Verb::Click) && !sim::isInput(Verb::ExpectEndedBySignal));
 }
 
 TEST(Scenario, ReadsASummaryASetUpAndEvents)
