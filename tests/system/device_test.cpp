@@ -239,15 +239,4 @@ TEST(RefusedI2cTransfer, LosesOnlyItsOwnEffect)
     }
 }
 
-TEST(AbsentDevices, UpdateSucceedsWithoutDisplayAndLeds)
-{
-    TestDevice device;
-    device.switchOn({.injectedFaults = {sim::fault::absentDisplay, sim::fault::absentLeds}});
-    device.toInstalling(false);
-    device.install.exit(*device, 0);
-    device.settle();
-    EXPECT_EQ(device->standardOutput(), "Starting updater...\nStarted install.sh\nEverything done");
-    EXPECT_EQ(device->standardError(), "Unable to open SPI\n");
-}
-
 } // namespace

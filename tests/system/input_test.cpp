@@ -1,5 +1,5 @@
-// The debounced button. The updater polls it every 10 iterations and detects an edge at the fourth consecutive poll
-// that reads the new level.
+// The encoder's events, and the debounced button. The updater polls the button every 10 iterations and detects an edge
+// at the fourth consecutive poll that reads the new level.
 #include "tests/system/system_test.h"
 
 namespace {
@@ -44,16 +44,20 @@ TEST_F(Button, ClicksWhenHeldForFourPollsAndReleasedForFour)
     EXPECT_FALSE(isMenuShown());
 }
 
-TEST_F(Button, DoesNotClickWhenHeldForAThousandIterations)
+using Encoder = SystemTest;
+
+TEST_F(Encoder, OnlyTheValueOfAnEventMatters)
 {
-    for (const std::uint64_t polls : {100U, 300U}) {
-        holdForPolls(polls);
-        device->run(100);
-        EXPECT_TRUE(isMenuShown()) << polls;
-    }
-    holdForPolls(99);
-    device->run(100);
-    EXPECT_FALSE(isMenuShown());
+    const auto expectFirstSelected = [this](const char* name) {
+        EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().menu(true, Selection::First).screen(), name));
+    };
+    device.toMenu();
+    device->queueEncoderEvent(EV_KEY, KEY_ENTER, 1);
+    device.settle();
+    expectFirstSelected("key_event");
+    device->queueEncoderEvent(EV_REL, REL_X, 0);
+    device.settle();
+    expectFirstSelected("event_with_value_0");
 }
 
 } // namespace

@@ -114,21 +114,4 @@ INSTANTIATE_TEST_SUITE_P(
         return name;
     });
 
-TEST_F(Startup, ReportsAMissingGpioBlockAndCrashes)
-{
-    expectsHealth = false;
-    device.switchOn({.injectedFaults = {sim::fault::absentMemory}});
-    EXPECT_EQ(sim::SimulatedDevice::describe(device->waitForEnd()), "signal 11");
-    EXPECT_EQ(device->standardError(), "can't open /dev/mem! Make sure you are root!\n");
-    EXPECT_EQ(device->standardOutput(), "Starting updater...\n");
-}
-
-TEST_F(Startup, ReportsAFailedMappingOfTheGpioBlockAndCrashes)
-{
-    expectsHealth = false;
-    device.switchOn({.injectedFaults = {sim::fault::mappingFails}});
-    EXPECT_EQ(sim::SimulatedDevice::describe(device->waitForEnd()), "signal 11");
-    EXPECT_EQ(device->standardError(), "mmap error 0xffffffffffffffff\n");
-}
-
 } // namespace

@@ -130,7 +130,7 @@ testing::AssertionResult TestDevice::isHealthy()
 
 void SystemTest::TearDown()
 {
-    if (expectsHealth && !HasFatalFailure()) {
+    if (!HasFatalFailure()) {
         EXPECT_TRUE(device.isHealthy());
     }
 }

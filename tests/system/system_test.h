@@ -70,11 +70,10 @@ private:
     std::unique_ptr<sim::SimulatedDevice> device;
 };
 
-/// Checks after each test that the device is healthy, unless the test clears `expectsHealth`.
+/// Checks after each test that the device is healthy.
 class SystemTest : public testing::Test {
 protected:
     void TearDown() override;
 
     TestDevice device;
-    bool expectsHealth = true;
 };

@@ -1,9 +1,9 @@
-// Scripts with large or invalid output.
+// Progress lines, and scripts with large or invalid output.
 #include "tests/system/system_test.h"
 
 namespace {
 
-class UnusualOutput : public SystemTest {
+class ScriptOutput : public SystemTest {
 protected:
     /// Replaces decrypt.sh and runs until the updater has started it.
     void startWith(const std::string& body)
@@ -30,7 +30,17 @@ protected:
     }
 };
 
-TEST_F(UnusualOutput, LinesPrintedAtOnceAreShownOnePerIteration)
+TEST_F(ScriptOutput, EachProgressLineReplacesThePreviousLine)
+{
+    device.toPreparing();
+    for (const std::string progress : {"Decrypting 10%", "Decrypting 20%", ""}) {
+        device.decrypt.print(*device, "noise\nSHOW: " + progress + "\n");
+        EXPECT_TRUE(isProgressShown(progress)) << progress;
+    }
+    EXPECT_EQ(device.decrypt.calls(), "/dev/sda1\n");
+}
+
+TEST_F(ScriptOutput, LinesPrintedAtOnceAreShownOnePerIteration)
 {
     constexpr int lines = 10000;
     const std::string last = std::to_string(lines);
@@ -43,21 +53,21 @@ TEST_F(UnusualOutput, LinesPrintedAtOnceAreShownOnePerIteration)
     EXPECT_GE(device->iteration(), static_cast<std::uint64_t>(lines));
 }
 
-TEST_F(UnusualOutput, RandomBytesDoNotAffectTheResult)
+TEST_F(ScriptOutput, RandomBytesDoNotAffectTheResult)
 {
     startWith("head -c 5000000 /dev/urandom; exit 0");
     runUntilScriptEnds();
     EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().menu(true, Selection::None).screen(), "menu"));
 }
 
-TEST_F(UnusualOutput, ALineOf48MegabytesDoesNotAffectTheResult)
+TEST_F(ScriptOutput, ALineOf48MegabytesDoesNotAffectTheResult)
 {
     startWith("head -c 48000000 /dev/zero | tr '\\0' x; exit 3");
     runUntilScriptEnds();
     EXPECT_TRUE(sameScreen(device->screen(), ScreenPainter().message(texts::firmwareCorrupt).screen(), "failed"));
 }
 
-TEST_F(UnusualOutput, StandardErrorIsPassedThrough)
+TEST_F(ScriptOutput, StandardErrorIsPassedThrough)
 {
     startWith("echo 'SHOW: hidden' >&2; exit 1");
     device->awaitScriptEnd();
@@ -65,7 +75,7 @@ TEST_F(UnusualOutput, StandardErrorIsPassedThrough)
     EXPECT_EQ(device->standardError(), "SHOW: hidden\n");
 }
 
-TEST_F(UnusualOutput, LongTextIsTruncatedAtTheEndOfTheMessageArea)
+TEST_F(ScriptOutput, LongTextIsTruncatedAtTheEndOfTheMessageArea)
 {
     device.toPreparing();
     std::string text;
