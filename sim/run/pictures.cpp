@@ -1,6 +1,7 @@
 // Collects the screens of a session.
 #include "sim/run/pictures.h"
 
+#include <cstdint>
 #include <fstream>
 #include <stdexcept>
 #include <utility>
@@ -8,6 +9,16 @@
 namespace sim {
 
 namespace fs = std::filesystem;
+
+namespace {
+
+/// The iterations of all power-ons.
+std::uint64_t timeOf(const Observation& seen)
+{
+    return seen.earlierIterations + seen.iteration;
+}
+
+} // namespace
 
 Pictures::Pictures(const fs::path& frameFolder, fs::path movieFile)
     : frames(frameFolder), moviePath(std::move(movieFile))
@@ -33,14 +44,6 @@ void Pictures::writeMovie(const Observation& seen)
     if (!(std::ofstream(moviePath, std::ios::binary) << animatedPngOf(screens)).flush()) {
         throw std::runtime_error("cannot write " + moviePath.string());
     }
-}
-
-/// The iterations are counted from 1 again after each power-on.
-std::uint64_t Pictures::timeOf(const Observation& seen)
-{
-    elapsed += seen.iteration < lastIteration ? seen.iteration : seen.iteration - lastIteration;
-    lastIteration = seen.iteration;
-    return elapsed;
 }
 
 } // namespace sim

@@ -5,7 +5,6 @@
 #include "sim/session/movie.h"
 #include "sim/session/observation.h"
 
-#include <cstdint>
 #include <filesystem>
 #include <string>
 
@@ -23,14 +22,9 @@ public:
     void writeMovie(const Observation& seen);
 
 private:
-    [[nodiscard]] std::uint64_t timeOf(const Observation& seen);
-
     FrameFolder frames;
     const std::filesystem::path moviePath;
     Movie movie;
-    /// Iterations of all power-ons up to the last call.
-    std::uint64_t elapsed = 0;
-    std::uint64_t lastIteration = 0;
 };
 
 } // namespace sim

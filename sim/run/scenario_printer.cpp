@@ -2,6 +2,7 @@
 #include "sim/run/scenario_printer.h"
 
 #include <string>
+#include <utility>
 
 namespace sim {
 
@@ -34,10 +35,10 @@ void ScenarioPrinter::update()
         log.printEvent(event.iteration, describe(event));
     }
     const Observation& seen = session.observe();
-    if (seen.frames == 0 || seen.frames == framesPrinted) {
+    const std::uint64_t frames = seen.earlierFrames + seen.frames;
+    if (std::exchange(framesPrinted, frames) == frames) {
         return;
     }
-    framesPrinted = seen.frames;
     const std::string name = references.nameOf(seen.screen);
     pictures.add(seen, name);
     log.printScreen(seen.iteration, seen.screen, name);

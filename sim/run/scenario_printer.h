@@ -26,6 +26,7 @@ private:
     Pictures& pictures;
     ScenarioLog log;
     std::size_t eventsPrinted = 0;
+    /// Of all power-ons.
     std::uint64_t framesPrinted = 0;
 };
 

@@ -20,6 +20,9 @@ struct Observation {
     std::uint64_t iteration = 0;
     /// The number of complete frames since the last power-on.
     std::uint64_t frames = 0;
+    /// The iterations and frames of all earlier power-ons.
+    std::uint64_t earlierIterations = 0;
+    std::uint64_t earlierFrames = 0;
     /// The panel's picture: respects all registers except the contrast.
     Screen screen{};
     DisplayRegisters display{};

@@ -114,7 +114,8 @@ void Session::powerOn()
     deviceSetup.wires = programs.wires;
     device = std::make_unique<SimulatedDevice>(std::move(deviceSetup));
     observation.isOn = true;
-    observation.iteration = observation.frames = 0;
+    observation.earlierIterations += std::exchange(observation.iteration, 0);
+    observation.earlierFrames += std::exchange(observation.frames, 0);
     observation.script = observation.output = observation.error = "";
     earlierViolations = observation.violations.size();
     withDevice([this] {

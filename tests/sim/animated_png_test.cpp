@@ -1,6 +1,7 @@
 #include "sim/session/animated_png.h"
 
 #include "sim/device/png_file.h"
+#include "tests/sim/png_chunks.h"
 #include "tests/support/scratch_folder.h"
 
 #include <fstream>
@@ -24,31 +25,6 @@ Screen withPixel(Screen screen, int x, int y, std::uint8_t level)
 {
     screen[static_cast<std::size_t>(y * screenWidth + x)] = level;
     return screen;
-}
-
-struct Chunk {
-    std::string type;
-    std::string data;
-};
-
-std::uint32_t numberAt(const std::string& text, std::size_t position, int bytes = 4)
-{
-    std::uint32_t number = 0;
-    for (int i = 0; i < bytes; ++i) {
-        number = number << 8 | static_cast<std::uint8_t>(text.at(position + static_cast<std::size_t>(i)));
-    }
-    return number;
-}
-
-std::vector<Chunk> chunksOf(const std::string& png)
-{
-    std::vector<Chunk> chunks;
-    for (std::size_t position = 8; position < png.size();) {
-        const std::size_t size = numberAt(png, position);
-        chunks.push_back({png.substr(position + 4, 4), png.substr(position + 8, size)});
-        position += size + 12;
-    }
-    return chunks;
 }
 
 std::string typesOf(const std::vector<Chunk>& chunks)

@@ -1,10 +1,14 @@
 # The program that runs the simulated device.
 add_folder_tests(sim_run
-    SOURCES scenario_log_test.cpp run_options_test.cpp run_screens_test.cpp text_picture_test.cpp button_timer_test.cpp
+    SOURCES button_timer_test.cpp run_options_test.cpp run_screens_test.cpp scenario_log_test.cpp
+            scenario_printer_test.cpp text_picture_test.cpp
     LIBRARIES sim_run
-    FILES ${PROJECT_SOURCE_DIR}/screens ${PROJECT_SOURCE_DIR}/scenarios ${script_files})
-target_compile_definitions(sim_run_tests PRIVATE SCREENS_DIR="${PROJECT_SOURCE_DIR}/screens"
-                                                 SCENARIOS_DIR="${PROJECT_SOURCE_DIR}/scenarios")
+    FILES ${simulated_device_files} ${PROJECT_SOURCE_DIR}/scenarios)
+target_compile_definitions(sim_run_tests PRIVATE
+    UPDATER="$<TARGET_FILE:tonecrate-updater>" PRELOAD="$<TARGET_FILE:sim_preload>"
+    SIM_DIR="${PROJECT_SOURCE_DIR}/sim" SCREENS_DIR="${PROJECT_SOURCE_DIR}/screens"
+    SCENARIOS_DIR="${PROJECT_SOURCE_DIR}/scenarios")
+add_dependencies(sim_run_tests tonecrate-updater sim_preload)
 
 set(program_test ${CMAKE_CURRENT_SOURCE_DIR}/run_program_test.sh)
 add_test(NAME sim_run.program COMMAND ${program_test} $<TARGET_FILE:simulate> ${PROJECT_SOURCE_DIR}/sim/scripts)

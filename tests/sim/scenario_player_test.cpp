@@ -41,8 +41,8 @@ Played play(const sim::Scenario& scenario)
     Played run;
     std::uint64_t frames = 0;
     sim::ScenarioPlayer player(session, files(), references(), [&] {
-        if (session.observe().frames != frames) {
-            frames = session.observe().frames;
+        const std::uint64_t now = session.observe().earlierFrames + session.observe().frames;
+        if (std::exchange(frames, now) != now) {
             run.frames.emplace_back(session.observe().iteration, session.observe().screen);
         }
     });

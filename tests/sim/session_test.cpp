@@ -114,6 +114,25 @@ TEST_F(SessionTest, KeepsTheDrivesAndTheMemoryWhileTheDeviceIsOff)
     EXPECT_TRUE(reach("menu"));
 }
 
+TEST_F(SessionTest, CountsTheIterationsAndFramesOfEarlierPowerOns)
+{
+    start();
+    session->run(29);
+    EXPECT_EQ(observe().frames, 2U);
+    apply("power off");
+    EXPECT_EQ(observe().earlierIterations, 0U);
+    apply("power on");
+    apply("power on");
+    EXPECT_EQ(observe().frames, 1U);
+    EXPECT_EQ(observe().earlierIterations, 30U);
+    EXPECT_EQ(observe().earlierFrames, 2U);
+    session->run(9);
+    apply("power off");
+    apply("power on");
+    EXPECT_EQ(observe().earlierIterations, 40U);
+    EXPECT_EQ(observe().earlierFrames, 3U);
+}
+
 TEST_F(SessionTest, ReportsTheEndOfTheUpdater)
 {
     SessionSetup setup;
