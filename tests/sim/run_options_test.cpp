@@ -1,6 +1,7 @@
 // Tests for the simulator's command line.
 #include "sim/run/options.h"
 
+#include "sim/wires/recording_state.h"
 #include "tests/sim/comparisons.h"
 #include "tests/support/scratch_folder.h"
 
@@ -28,19 +29,22 @@ TEST(RunOptions, DefaultsAreTheGivenValues)
     EXPECT_EQ(options.frames, "");
     EXPECT_EQ(options.recording, "");
     EXPECT_EQ(options.movie, "");
+    EXPECT_EQ(options.wires, "");
+    EXPECT_EQ(options.wiresLimit, 1U << 30);
     EXPECT_FALSE(options.wantsHelp);
 }
 
 TEST(RunOptions, AValueIsTheNextArgument)
 {
     const Options options = parsed({"--updater", "a", "--preload", "b", "--scripts", "c", "--frames", "d", "--record",
-                                    "e", "--scenario", "f", "--movie", "g"});
+                                    "e", "--scenario", "f", "--movie", "g", "--wires", "h"});
     EXPECT_EQ(options.updater, "a");
     EXPECT_EQ(options.preload, "b");
     EXPECT_EQ(options.scripts, "c");
     EXPECT_EQ(options.frames, "d");
     EXPECT_EQ(options.recording, "e");
     EXPECT_EQ(options.movie, "g");
+    EXPECT_EQ(options.wires, "h");
     EXPECT_EQ(options.scenario, "f");
 }
 
@@ -55,6 +59,33 @@ TEST(RunOptions, ALaterOptionOverridesAnEarlierOne)
 {
     EXPECT_EQ(parsed({"--play", "corrupt", "--play", "update"}).scenario, SCENARIOS_DIR "/update.scenario");
     EXPECT_EQ(parsed({"--play", "corrupt", "--scenario", "a"}).scenario, "a");
+}
+
+TEST(RunOptions, TheLimitOfTheWiresIsASize)
+{
+    const std::pair<const char*, std::uint64_t> cases[] = {
+        {"1024", 1024},
+        {"500000", 500000},
+        {"1K", std::uint64_t{1} << 10},
+        {"500M", std::uint64_t{500} << 20},
+        {"2G", std::uint64_t{2} << 30},
+        {"17179869183G", std::uint64_t{17179869183} << 30}, // the largest
+        {"0", sim::RecordingState::noLimit},
+        {"0G", sim::RecordingState::noLimit},
+    };
+    for (const auto& [text, size] : cases) {
+        EXPECT_EQ(parsed({"--wires-limit", text}).wiresLimit, size) << text;
+    }
+}
+
+TEST(RunOptions, RejectsALimitThatIsNotASize)
+{
+    for (const std::string text : {"G", "2T", "2GB", "2 G", " 2G", "-1", "+1G", "1.5G", "2g", "0x400", "1023",
+                                   "17179869184G", "18446744073709551616"}) {
+        EXPECT_EQ(errorFor({"--wires-limit", text}),
+                  "--wires-limit must be a size such as 500M or 2G, at least 1K, or 0 for no limit, not \"" + text +
+                      "\"");
+    }
 }
 
 TEST(RunOptions, RejectsUnknownArguments)

@@ -60,6 +60,69 @@ unwritable_movie() {
   fails_with 1 "corrupt: failed: cannot write $work/nowhere/movie.png"
 }
 
+# The last line of a complete recording is the time at which the run ended. "$" is the identifier of data/command.
+records_the_wires() {
+  run --play unplugged --wires "$work/first.vcd"
+  [[ $status -eq 0 && $(tail -n 1 "$work/first.vcd") == '#'* ]] || { cat "$work/err"; return 1; }
+  [[ $(grep -c '^x\$$' "$work/first.vcd") -eq 1 ]] || { echo "not one start"; return 1; }
+  run --play unplugged --wires "$work/second.vcd"
+  cmp "$work/first.vcd" "$work/second.vcd"
+}
+
+# reached_by FILE: the last time in the file, in milliseconds.
+reached_by() {
+  local last
+  last=$(grep '^#' "$1" | tail -n 1)
+  echo $((${last#'#'} / 1000000))
+}
+
+# The recording contains the start-up of both power cycles.
+continues_the_wires() {
+  printf 'wait 100\npower off\npower on\nwait 100\nturn 1\nwait 20\n' >"$work/cycle.scenario"
+  run --scenario "$work/cycle.scenario" --wires "$work/wires.vcd"
+  [[ $status -eq 0 && $(grep -c '^x\$$' "$work/wires.vcd") -eq 2 ]] || { cat "$work/err"; return 1; }
+  local end
+  end=$(reached_by "$work/wires.vcd")
+  ((end > 2 * 454 && end < 2 * 454 + 40)) || { echo "ends at $end ms"; return 1; }
+}
+
+records_a_failure() {
+  printf 'wait 100\nexpect screen menu\n' >"$work/failure.scenario"
+  run --scenario "$work/failure.scenario" --wires "$work/wires.vcd"
+  fails_with 1 'failure: failed: *' && (($(reached_by "$work/wires.vcd") >= 454))
+}
+
+limits_the_wires() {
+  run --play unplugged --wires "$work/all.vcd"
+  run --play unplugged --wires "$work/limited.vcd" --wires-limit 1M
+  [[ $status -eq 0 && $(tail -n 1 "$work/out") == 'unplugged: passed'* ]] || return 1
+  fails_with 0 "tonecrate-simulator: $work/limited.vcd ends at 0.3* s of device time, at the limit of 1048576 bytes \
+(--wires-limit)" || return 1
+  cmp -n "$(stat -c %s "$work/limited.vcd")" "$work/all.vcd" "$work/limited.vcd"
+}
+
+pipes_the_wires() {
+  run --play unplugged --wires "$work/all.vcd"
+  mkfifo "$work/pipe"
+  cmp "$work/pipe" "$work/all.vcd" &
+  run --play unplugged --wires "$work/pipe"
+  wait $! && [[ $status -eq 0 ]]
+}
+
+pipe_without_reader() {
+  mkfifo "$work/pipe2"
+  head -c 100000 "$work/pipe2" >/dev/null &
+  run --play unplugged --wires "$work/pipe2"
+  fails_with 1 "unplugged: failed: *: cannot write $work/pipe2: Broken pipe"
+}
+
+unwritable_wires() {
+  run --play unplugged --wires "$work/nowhere/wires.vcd"
+  fails_with 1 "unplugged: failed: cannot write $work/nowhere/wires.vcd: No such file or directory" || return 1
+  run --play unplugged --wires /dev/full
+  fails_with 1 'unplugged: failed: *: cannot write /dev/full: No space left on device'
+}
+
 unwritable_recording() {
   run --play no-gpio --record "$work/nowhere/recorded.scenario"
   fails_with 1 "no-gpio: failed: cannot write $work/nowhere/recorded.scenario"
@@ -172,10 +235,18 @@ it "a replayed recording shows the same screens and records the same scenario" r
 it "a recording that cannot be written is reported in one line" unwritable_recording
 it "--movie saves an animated picture, the same in every run" saves_a_movie
 it "a movie that cannot be written is reported in one line" unwritable_movie
+it "--wires records the lines, the same in every run" records_the_wires
+it "a power cycle continues the recording of the lines" continues_the_wires
+it "the lines of a failed scenario are recorded to its end" records_a_failure
+it "at the limit, the recording of the lines ends, but not the run" limits_the_wires
+it "the lines can be recorded into a pipe" pipes_the_wires
+it "a pipe that is closed too early is reported in one line" pipe_without_reader
+it "a failure to write the lines is reported in one line" unwritable_wires
 it "a wrong statement is reported in one line, with file and line" wrong_statement
 it "a missing scenario file is reported in one line" missing_scenario
 it "an unknown option is a usage error" wrong_usage --fast
 it "an unknown scenario is a usage error" wrong_usage --play chess
+it "a wrong limit is a usage error" wrong_usage --wires-limit 2T
 it "an option without a value is a usage error" wrong_usage --frames
 it "a scenario fails if the update installed nothing" install_without_effect
 it "a scenario fails if an expected screen does not appear" wrong_failure_message
