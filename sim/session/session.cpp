@@ -70,6 +70,9 @@ void Session::record(const Statement& input)
     recorded.at.reset();
     note(Event::Kind::Input, print(recorded));
     recorded.at = currentIteration();
+    if (input.verb == Verb::PowerOff && observation.end) {
+        inputs.push_back({Verb::ExpectEnded, {}, recorded.at});
+    }
     inputs.push_back(std::move(recorded));
 }
 

@@ -55,9 +55,9 @@ public:
     [[nodiscard]] const Observation& observe() const { return observation; }
     /// All events since the creation of the device, oldest first.
     [[nodiscard]] const std::vector<Event>& events() const { return log; }
-    /// The set-up, every input with its iteration, and checks at the current iteration: that the updater is running or
-    /// has ended, and that the same protocol violations have occurred. Replaying this scenario produces the same
-    /// frames.
+    /// The set-up, every input with its iteration, and checks: that the updater had ended before a power-off, that it
+    /// is now running or has ended, and that the same protocol violations have occurred. Replaying this scenario
+    /// produces the same frames.
     [[nodiscard]] Scenario recording() const;
 
     /// The folder with the device's files.
@@ -93,6 +93,7 @@ private:
 
     Observation observation;
     std::vector<Event> log;
+    /// With a check before each power-off that follows the end of the updater.
     std::vector<Statement> inputs;
     /// The number of violations before the last power-on.
     std::size_t earlierViolations = 0;

@@ -150,6 +150,13 @@ TEST_F(SessionTest, ReportsTheEndOfTheUpdater)
     EXPECT_EQ(observe().end, std::nullopt);
     session->run(100);
     EXPECT_EQ(screen(), "waiting");
+    EXPECT_EQ(sim::print(session->recording()), "fault absent mem\n"
+                                                "press\n"
+                                                "fault off absent mem\n"
+                                                "expect program ended\n"
+                                                "power off\n"
+                                                "power on\n"
+                                                "at 101 expect program running\n");
 }
 
 TEST_F(SessionTest, RecordsTheSetUpAndTheInputs)
