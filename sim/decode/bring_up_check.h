@@ -1,0 +1,71 @@
+// Compares how the display is initialised with the required sequence, and measures the waits.
+#pragma once
+
+#include "sim/decode/captured_edge.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace sim {
+
+/// A bring-up begins with the rising edge of the reset line and ends when the display is switched on. Waits are
+/// measured from the end of a transfer to the begin of the next transfer.
+class BringUpCheck {
+public:
+    struct Wait {
+        /// Such as "after OTP up-load".
+        std::string name;
+        std::chrono::milliseconds required;
+        /// None if the wait began before the capture.
+        std::optional<CaptureTime> measured;
+
+        /// The tolerance, for the clock of the logic analyser, is 0.1 %.
+        [[nodiscard]] bool isLongEnough() const;
+    };
+
+    void takeReset(CaptureTime time, Level level);
+    /// The bytes of a transfer, whose commands are on extension page `page`.
+    void takeTransfer(CaptureTime begin, CaptureTime end, bool isData, std::span<const std::uint8_t> bytes, int page);
+
+    /// The number of complete and correct bring-ups.
+    [[nodiscard]] std::uint64_t correctCount() const { return correct; }
+    /// The first difference from the required sequence, in one line; empty if there is none.
+    [[nodiscard]] const std::string& firstDifference() const { return difference; }
+    /// The waits of the first complete bring-up; without one, those of the latest bring-up.
+    [[nodiscard]] const std::vector<Wait>& waits() const { return firstWaits.empty() ? currentWaits : firstWaits; }
+
+private:
+    void start(CaptureTime time);
+    void takeByte(CaptureTime time, bool isData, std::uint8_t byte, int page);
+    void complete();
+    void addWait(CaptureTime time, const std::string& name, std::chrono::milliseconds required,
+                 std::optional<CaptureTime> measured);
+    void differ(CaptureTime time, const std::string& text);
+
+    Level reset = Level::Undefined;
+    bool hasResetLevel = false;
+    // None if the phase began before the capture.
+    std::optional<CaptureTime> highSince;
+    std::optional<CaptureTime> highDuration;
+    std::optional<CaptureTime> lowSince;
+
+    bool isActive = false;
+    /// The number of correct bytes.
+    std::size_t position = 0;
+    CaptureTime lastEnd{};
+    std::string waitName;
+    std::chrono::milliseconds requiredWait{};
+    std::vector<Wait> currentWaits;
+    bool isCurrentCorrect = true;
+
+    std::vector<Wait> firstWaits;
+    std::string difference;
+    std::uint64_t correct = 0;
+};
+
+} // namespace sim

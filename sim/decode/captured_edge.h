@@ -1,0 +1,61 @@
+// A change of one line, and the interface of everything that accepts changes.
+#pragma once
+
+#include "sim/wires/line.h"
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace sim {
+
+/// Picoseconds represent every sampling rate of a logic analyser closely enough, and 106 days.
+using CaptureTime = std::chrono::duration<std::int64_t, std::pico>;
+
+struct CapturedEdge {
+    CaptureTime time;
+    Line line;
+    /// The first edge of a line is its initial level.
+    Level level;
+
+    bool operator==(const CapturedEdge&) const = default;
+};
+
+/// Why a transfer is incomplete.
+enum class CutOff : std::uint8_t { CaptureBegins, CaptureEnds, PowerEnds };
+
+[[nodiscard]] constexpr std::string_view textOf(CutOff reason)
+{
+    constexpr std::array<std::string_view, 3> texts = {"the capture begins", "the capture ends",
+                                                       "the power is switched off"};
+    return texts[static_cast<std::size_t>(reason)];
+}
+
+/// One value for each line.
+template <typename Value>
+class PerLine {
+public:
+    PerLine() = default;
+    explicit PerLine(const Value& initial) { values.fill(initial); }
+
+    Value& operator[](Line line) { return values[static_cast<std::size_t>(line)]; }
+    const Value& operator[](Line line) const { return values[static_cast<std::size_t>(line)]; }
+
+private:
+    std::array<Value, lineCount> values{};
+};
+
+class EdgeSink {
+public:
+    EdgeSink() = default;
+    EdgeSink(const EdgeSink&) = delete;
+    EdgeSink& operator=(const EdgeSink&) = delete;
+    virtual ~EdgeSink() = default;
+
+    /// The times of successive edges never decrease.
+    virtual void take(const CapturedEdge& edge) = 0;
+};
+
+} // namespace sim

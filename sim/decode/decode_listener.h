@@ -1,0 +1,28 @@
+// Receives the results of decoding.
+#pragma once
+
+#include "sim/decode/captured_edge.h"
+#include "sim/models/screen.h"
+
+#include <string>
+
+namespace sim {
+
+class DecodeListener {
+public:
+    DecodeListener() = default;
+    DecodeListener(const DecodeListener&) = delete;
+    DecodeListener& operator=(const DecodeListener&) = delete;
+    virtual ~DecodeListener() = default;
+
+    /// A transfer or a change of a line, as one line of text.
+    virtual void event(CaptureTime time, const std::string& text) = 0;
+    /// Something unusual that the hardware allows, or that results from the capture.
+    virtual void note(CaptureTime time, const std::string& text) = 0;
+    /// Something that the hardware does not allow.
+    virtual void violation(CaptureTime time, const std::string& text) = 0;
+    /// The lit display shows another screen than before.
+    virtual void screen(CaptureTime time, const Screen& screen) = 0;
+};
+
+} // namespace sim

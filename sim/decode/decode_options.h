@@ -1,0 +1,39 @@
+// The command line of the decoder.
+#pragma once
+
+#include "sim/decode/captured_edge.h"
+#include "sim/decode/channels.h"
+
+#include <filesystem>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace sim {
+
+struct DecodeOptions {
+    /// "-" is standard input.
+    std::filesystem::path capture{};
+    std::filesystem::path output{};
+    ChannelMap channels{};
+    CaptureTime shortestPulse = std::chrono::nanoseconds(15);
+    bool expectsInitialisation = false;
+    std::vector<std::string> expectedScreens{};
+    bool wantsHelp = false;
+};
+
+/// An error in the command line, described in one line.
+class DecodeUsageError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Parses the arguments, without the program's name. The value of an option is the next argument or follows "=". Throws
+/// DecodeUsageError if an argument is invalid.
+[[nodiscard]] DecodeOptions parseDecodeOptions(std::span<const std::string> arguments);
+
+/// The text of --help. The first line is the usage line.
+[[nodiscard]] std::string decodeHelpText();
+
+} // namespace sim

@@ -1,0 +1,57 @@
+// Decodes one capture from the file to the folder with the results.
+#pragma once
+
+#include "sim/decode/capture_file.h"
+#include "sim/decode/decode_options.h"
+#include "sim/decode/decoder.h"
+#include "sim/decode/diagnosis.h"
+#include "sim/decode/output_folder.h"
+#include "sim/decode/report.h"
+#include "sim/decode/results.h"
+#include "sim/decode/vcd_reader.h"
+#include "sim/session/reference_screens.h"
+
+#include <functional>
+#include <string>
+
+namespace sim {
+
+/// Throws DecodeUsageError if an expected screen does not exist.
+void requireKnownScreens(const DecodeOptions& options, const ReferenceScreens& references);
+
+class Decoding {
+public:
+    /// Called for each block that is read.
+    using Progress = std::function<void(const CaptureFile& file)>;
+
+    /// Opens the capture and reads its header. Throws CaptureError if the capture cannot be decoded at all, and
+    /// std::runtime_error if the folder cannot be created.
+    Decoding(DecodeOptions decodeOptions, const ReferenceScreens& references);
+
+    /// Decodes everything and completes the folder with the results. Throws CaptureError if the capture does not make
+    /// sense.
+    void run(const Progress& progress);
+    /// Requires that `run` has returned.
+    [[nodiscard]] Report report() const;
+
+private:
+    [[nodiscard]] Decoder::Setup connect();
+    void noteLimits();
+    [[nodiscard]] std::vector<Expectation> expectations() const;
+    [[nodiscard]] Expectation initialisation() const;
+    [[nodiscard]] Expectation screen(const std::string& name) const;
+
+    DecodeOptions options;
+    Progress onRead;
+    CaptureFile file;
+    VcdReader reader;
+    ChannelMap channels;
+    Decoder::Setup setup;
+    OutputFolder folder;
+    Results results;
+    Decoder decoder;
+    EdgeHistory history;
+    std::string damage;
+};
+
+} // namespace sim

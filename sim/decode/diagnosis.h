@@ -1,0 +1,54 @@
+// Finds out why a capture cannot be decoded.
+#pragma once
+
+#include "sim/decode/channels.h"
+#include "sim/decode/decoder.h"
+
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace sim {
+
+/// Passes edges on, and keeps the first ones.
+class EdgeHistory : public EdgeSink {
+public:
+    /// About 5 MB; enough for the bring-up.
+    static constexpr std::size_t mostKept = 300'000;
+
+    explicit EdgeHistory(EdgeSink& edgeSink) : sink(edgeSink) {}
+    void take(const CapturedEdge& edge) override
+    {
+        if (edges.size() < mostKept) {
+            edges.push_back(edge);
+        }
+        sink.take(edge);
+    }
+    [[nodiscard]] std::span<const CapturedEdge> first() const { return edges; }
+
+private:
+    EdgeSink& sink;
+    std::vector<CapturedEdge> edges;
+};
+
+/// Whether a bus has changed at all, and whether most of what was decoded is right.
+enum class BusState : std::uint8_t { Silent, Sensible, Senseless };
+
+[[nodiscard]] BusState displayState(const Decoder& decoder);
+[[nodiscard]] BusState ledState(const Decoder& decoder);
+
+/// Explains why `decoder`, set up with `setup`, decoded nothing sensible from a capture that begins with `edges`: two
+/// channels are swapped, a line is inverted, the SPI mode is wrong, the sampling rate is too low, or there are no
+/// edges. `channels` contains the name of each line that is present. Returns nothing if the capture was decoded, or if
+/// there is no explanation.
+[[nodiscard]] std::optional<std::string> diagnose(std::span<const CapturedEdge> edges, const Decoder::Setup& setup,
+                                                  const Decoder& decoder, const ChannelMap& channels);
+
+/// The shortest time between two changes, which is the sampling period unless the lines change very seldom.
+[[nodiscard]] CaptureTime resolutionOf(std::span<const CapturedEdge> edges);
+/// Whether the clock is sampled less than four times per period.
+[[nodiscard]] bool isUndersampled(CaptureTime resolution, const Decoder& decoder);
+
+} // namespace sim

@@ -1,0 +1,30 @@
+// The folder with the results: completed as a whole, or not at all.
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+namespace sim {
+
+class OutputFolder {
+public:
+    /// Throws std::runtime_error if `path` exists and contains anything but results of this program, or if the folder
+    /// cannot be created. The results are written to a temporary folder next to `path`.
+    explicit OutputFolder(std::filesystem::path path);
+    OutputFolder(const OutputFolder&) = delete;
+    OutputFolder& operator=(const OutputFolder&) = delete;
+    /// Removes the temporary folder.
+    ~OutputFolder();
+
+    /// The path at which to write the file `name`.
+    [[nodiscard]] std::filesystem::path file(const std::string& name) const { return temporary / name; }
+    /// Replaces `path` by the temporary folder.
+    void complete();
+
+private:
+    std::filesystem::path target;
+    std::filesystem::path temporary;
+};
+
+} // namespace sim
