@@ -4,7 +4,7 @@
 namespace sim {
 
 Decoder::Decoder(const Setup& setup, DecodeListener& decodeListener)
-    : listener(decodeListener), edgeFilter(setup.shortestPulse, *this),
+    : listener(decodeListener), hasClock(setup.isPresent[Line::Clock]), edgeFilter(setup.shortestPulse, *this),
       displayDecoder({.hasData = setup.isPresent[Line::Mosi], .hasDataCommand = setup.isPresent[Line::DataCommand]},
                      decodeListener),
       spiDecoder({.hasChipSelect = setup.isPresent[Line::ChipSelect], .samplesFallingEdges = setup.samplesFallingEdges},
@@ -19,9 +19,9 @@ void Decoder::take(const CapturedEdge& edge)
     case Line::Clock:
         return spiDecoder.takeClock(time, level);
     case Line::Mosi:
-        return spiDecoder.takeData(level);
+        return spiDecoder.takeData(time, level);
     case Line::ChipSelect:
-        return spiDecoder.takeChipSelect(time, level);
+        return hasClock ? spiDecoder.takeChipSelect(time, level) : void();
     case Line::DataCommand:
         spiDecoder.takeDataCommandChange();
         return displayDecoder.setDataCommand(time, level);
@@ -50,6 +50,17 @@ void Decoder::finish(CaptureTime time)
     spiDecoder.finish(time, CutOff::CaptureEnds);
     i2cDecoder.finish(time, CutOff::CaptureEnds);
     displayDecoder.flush();
+    checkMode(time);
+}
+
+/// In mode 3, the data change half a period after they are sampled.
+void Decoder::checkMode(CaptureTime time)
+{
+    constexpr std::uint64_t enough = 8;
+    const Spread& delay = spiDecoder.dataDelay();
+    if (delay.count() >= enough && delay.mean() < spiDecoder.clockPeriod().mean() / 4) {
+        listener.violation(time, "the data change at the sampling edge of the clock: SPI mode 2 instead of mode 3");
+    }
 }
 
 void Decoder::event(CaptureTime time, const std::string& text)

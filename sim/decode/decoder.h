@@ -35,6 +35,7 @@ public:
     [[nodiscard]] const LedDecoder& leds() const { return ledDecoder; }
 
 private:
+    void checkMode(CaptureTime time);
     void take(const CapturedEdge& edge) override;
     void event(CaptureTime time, const std::string& text) override;
     void note(CaptureTime time, const std::string& text) override;
@@ -42,6 +43,7 @@ private:
     void screen(CaptureTime time, const Screen& screen) override;
 
     DecodeListener& listener;
+    bool hasClock;
     EdgeFilter edgeFilter;
     DisplayDecoder displayDecoder;
     SpiDecoder spiDecoder;

@@ -31,9 +31,11 @@ struct Assumption {
 };
 
 struct Trial {
-    /// The number of correct transfers and messages; 0 if not nearly all of them are correct.
-    std::uint64_t score = 0;
-    bool samplesLeadingEdge = false;
+    BusState display;
+    BusState leds;
+    /// The number of bytes in correct transfers and messages.
+    std::uint64_t score;
+    bool samplesLeadingEdge;
 };
 
 CapturedEdge corrected(CapturedEdge edge, const Assumption& assumption)
@@ -49,15 +51,6 @@ CapturedEdge corrected(CapturedEdge edge, const Assumption& assumption)
     return edge;
 }
 
-std::uint64_t scoreOf(const Decoder& decoder)
-{
-    constexpr std::uint64_t nearlyAll = 10;
-    const std::uint64_t good = decoder.display().goodTransfers() + decoder.leds().acknowledged();
-    const std::uint64_t bad = decoder.display().badTransfers() + decoder.leds().badMessages();
-    const bool isSenseless = displayState(decoder) == BusState::Senseless || ledState(decoder) == BusState::Senseless;
-    return isSenseless || bad * nearlyAll > good ? 0 : good - bad;
-}
-
 Trial attempt(std::span<const CapturedEdge> edges, Decoder::Setup setup, const Assumption& assumption)
 {
     setup.samplesFallingEdges = assumption.samplesFallingEdges;
@@ -68,7 +61,8 @@ Trial attempt(std::span<const CapturedEdge> edges, Decoder::Setup setup, const A
         decoder.input().take(corrected(edge, assumption));
     }
     decoder.finish(edges.empty() ? CaptureTime() : edges.back().time);
-    return {scoreOf(decoder), decoder.display().samplesLeadingEdge()};
+    return {displayState(decoder), ledState(decoder), decoder.display().goodBytes() + decoder.leds().acknowledged(),
+            decoder.display().samplesLeadingEdge()};
 }
 
 std::vector<Assumption> assumptions(const ChannelMap& channels)
@@ -108,17 +102,25 @@ std::string describe(const Assumption& assumption, const Trial& trial, const Cha
            " are swapped: decode " + optionFor(channels, assumption);
 }
 
+/// Whether a trial explains the capture: what changes makes sense, and only a bus that has always been silent is
+/// silent.
+bool isBetter(const Trial& trial, const Trial& original)
+{
+    const auto explains = [](BusState now, BusState before) {
+        return now == BusState::Sensible || (now == BusState::Silent && before == BusState::Silent);
+    };
+    return explains(trial.display, original.display) && explains(trial.leds, original.leds);
+}
+
 std::optional<std::string> findAssumption(std::span<const CapturedEdge> edges, const Decoder::Setup& setup,
                                           const ChannelMap& channels)
 {
-    std::uint64_t best = attempt(edges, setup, {}).score;
-    if (best > 0) {
-        return std::nullopt; // the first part is right
-    }
+    const Trial original = attempt(edges, setup, {});
+    std::uint64_t best = original.score;
     std::optional<std::string> description;
     for (const Assumption& assumption : assumptions(channels)) {
         const Trial trial = attempt(edges, setup, assumption);
-        if (trial.score > best) {
+        if (isBetter(trial, original) && trial.score > best) {
             best = trial.score;
             description = describe(assumption, trial, channels);
         }

@@ -68,6 +68,7 @@ void DisplayDecoder::setReset(CaptureTime time, Level level)
     log.flush();
     listener.event(time, std::string("reset ") + (before ? "" : "is ") + names[static_cast<std::size_t>(level)]);
     if (level == Level::Undefined) {
+        mayBeInitialised = false;
         if (before) {
             note(time, "the power is switched off: the reset line is not driven any more");
             powerOn();
@@ -93,10 +94,13 @@ void DisplayDecoder::setDataCommand(CaptureTime time, Level level)
 
 void DisplayDecoder::transferBegins(CaptureTime time)
 {
-    if (!wasReset && !isAssumed && reset.value_or(Level::High) == Level::High) {
+    isTransferBad = false;
+    if (!isDecodable()) {
+        return;
+    }
+    if (!wasReset && !isAssumed && mayBeInitialised) {
         assumeInitialisation(time);
     }
-    isTransferBad = false;
     model->beginTransfer();
     reportModelViolations(time);
 }
@@ -106,20 +110,24 @@ void DisplayDecoder::assumeInitialisation(CaptureTime time)
     initialise(*model);
     (void)violations.take();
     model->setDataCommandLine(dataCommand == Level::High);
+    wasLit = true;
+    lastRegisters = model->registers();
     isAssumed = true;
     isDropping = true;
     dropped = 0;
-    if (setup.hasData && setup.hasDataCommand) {
-        note(time, reset ? "the capture begins after the reset of the display, which is assumed to be initialised"
-                         : "without the reset line, the display is assumed to be initialised");
-    }
+    note(time, reset ? "the capture begins after the reset of the display, which is assumed to be initialised"
+                     : "without the reset line, the display is assumed to be initialised");
 }
 
 void DisplayDecoder::transferEnds(const SpiTransfer& transfer)
 {
+    if (transfer.byteCount == 0 && transfer.spareBits == 0) {
+        takeEmpty(transfer);
+        return;
+    }
     busTiming.add(transfer);
     checkSignals(transfer);
-    if (!setup.hasData || !setup.hasDataCommand) {
+    if (!isDecodable()) {
         listener.event(transfer.begin, "transfer: " + (setup.hasData ? hexBytes(transfer.bytes)
                                                                      : std::to_string(transfer.byteCount) + " bytes"));
     } else if (drops(transfer)) {
@@ -129,7 +137,23 @@ void DisplayDecoder::transferEnds(const SpiTransfer& transfer)
     } else {
         take(transfer);
     }
-    isTransferBad ? ++bad : ++good;
+    if (isTransferBad) {
+        ++bad;
+    } else {
+        ++good;
+        bytes += transfer.byteCount;
+    }
+}
+
+/// Chip select changes without the clock.
+void DisplayDecoder::takeEmpty(const SpiTransfer& transfer)
+{
+    note(transfer.begin, "a transfer without clock edges");
+    ++bad;
+    if (isDecodable()) {
+        model->endTransfer({});
+        reportModelViolations(transfer.end);
+    }
 }
 
 void DisplayDecoder::checkSignals(const SpiTransfer& transfer)
@@ -176,7 +200,6 @@ void DisplayDecoder::take(const SpiTransfer& transfer)
     }
     model->endTransfer(transfer.bytes);
     reportModelViolations(transfer.end);
-    commands += !isData && !isTransferBad ? transfer.bytes.size() : 0;
     if (isData) {
         measureFrame(transfer, framesBefore);
     }

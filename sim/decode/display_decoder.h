@@ -33,10 +33,10 @@ public:
     /// Logs a command that waits for its data.
     void flush() { log.flush(); }
 
-    /// The transfers to the model without and with violations, and the commands without violations.
+    /// The transfers without violations and their bytes, and the transfers with violations or without bytes.
     [[nodiscard]] std::uint64_t goodTransfers() const { return good; }
     [[nodiscard]] std::uint64_t badTransfers() const { return bad; }
-    [[nodiscard]] std::uint64_t goodCommands() const { return commands; }
+    [[nodiscard]] std::uint64_t goodBytes() const { return bytes; }
 
     [[nodiscard]] bool samplesLeadingEdge() const { return isLeadingEdgeSampled; }
 
@@ -52,10 +52,12 @@ public:
     [[nodiscard]] const DisplayRegisters& registers() const { return model->registers(); }
 
 private:
+    [[nodiscard]] bool isDecodable() const { return setup.hasData && setup.hasDataCommand; }
     void powerOn();
     void assumeInitialisation(CaptureTime time);
     [[nodiscard]] bool drops(const SpiTransfer& transfer);
     void checkSignals(const SpiTransfer& transfer);
+    void takeEmpty(const SpiTransfer& transfer);
     void take(const SpiTransfer& transfer);
     void takeCommands(const SpiTransfer& transfer);
     void measureFrame(const SpiTransfer& transfer, std::uint64_t framesBefore);
@@ -77,6 +79,8 @@ private:
     Level dataCommand = Level::Undefined;
     int page = 1;
 
+    /// False if the capture contains the time before the reset line was driven.
+    bool mayBeInitialised = true;
     bool wasReset = false;
     bool isAssumed = false;
     /// Whether transfers are dropped until a command that is certain to be complete.
@@ -96,7 +100,7 @@ private:
     bool isTransferBad = false;
     std::uint64_t good = 0;
     std::uint64_t bad = 0;
-    std::uint64_t commands = 0;
+    std::uint64_t bytes = 0;
 };
 
 } // namespace sim

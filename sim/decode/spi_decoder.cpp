@@ -44,6 +44,14 @@ void SpiDecoder::takeClock(CaptureTime time, Level level)
     }
 }
 
+void SpiDecoder::takeData(CaptureTime time, Level level)
+{
+    data = level;
+    if (isInTransfer && bits > 0) {
+        delay.add(time - lastSample);
+    }
+}
+
 void SpiDecoder::sample(CaptureTime time)
 {
     if (!setup.hasChipSelect) {

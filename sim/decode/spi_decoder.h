@@ -51,7 +51,7 @@ public:
     SpiDecoder(Setup wiring, SpiListener& spiListener) : setup(wiring), listener(spiListener) {}
 
     void takeClock(CaptureTime time, Level level);
-    void takeData(Level level) { data = level; }
+    void takeData(CaptureTime time, Level level);
     void takeChipSelect(CaptureTime time, Level level);
     /// Must be called before the listener receives the change.
     void takeDataCommandChange();
@@ -61,6 +61,8 @@ public:
     /// Within the bytes: the time between two sampling edges, and the part of it during which the clock is high.
     [[nodiscard]] const Spread& clockPeriod() const { return period; }
     [[nodiscard]] const Spread& clockHigh() const { return high; }
+    /// From the last sampling edge to each change of the data within a byte.
+    [[nodiscard]] const Spread& dataDelay() const { return delay; }
     [[nodiscard]] std::uint64_t clockEdges() const { return edges; }
 
 private:
@@ -87,6 +89,7 @@ private:
     CaptureTime lastOtherEdge{};
     Spread period;
     Spread high;
+    Spread delay;
     std::uint64_t edges = 0;
 };
 

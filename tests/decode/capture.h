@@ -1,0 +1,98 @@
+// Builds captures from the bytes on the buses, and damages them.
+#pragma once
+
+#include "sim/decode/captured_edge.h"
+#include "sim/decode/decoder.h"
+#include "sim/models/screen.h"
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+using Bytes = std::vector<std::uint8_t>;
+using Edges = std::vector<sim::CapturedEdge>;
+
+/// The edges on the wires, in the order of their times. SPI has mode 3 and 12.5 MHz, I2C has 100 kHz. Operations return
+/// the object, so that calls can be chained.
+class Capture {
+public:
+    using Duration = std::chrono::nanoseconds;
+
+    /// Begins with the levels of a board that has just been switched on.
+    Capture();
+
+    Capture& wait(Duration duration);
+    Capture& set(sim::Line line, sim::Level level);
+    Capture& low(sim::Line line) { return set(line, sim::Level::Low); }
+    Capture& high(sim::Line line) { return set(line, sim::Level::High); }
+    /// One SPI transfer.
+    Capture& transfer(const Bytes& bytes);
+    /// A command and its data bytes, each as one transfer.
+    Capture& command(std::uint8_t code, const Bytes& parameters = {});
+    /// Data bytes in one transfer.
+    Capture& data(const Bytes& bytes);
+    Capture& reset();
+    /// Resets the display and sends what makes its memory visible, with a window of 4 columns and one page.
+    Capture& light();
+    /// The complete bring-up, as required.
+    Capture& bringUp();
+    /// Writes to the window.
+    Capture& frame(const Bytes& bytes) { return command(0x5C).data(bytes); }
+    /// An I2C message; the first byte contains the address.
+    Capture& i2c(const Bytes& bytes, bool isAcknowledged = true);
+
+    [[nodiscard]] Duration now() const { return time; }
+    [[nodiscard]] const Edges& edges() const { return all; }
+    /// The file that a logic analyser writes.
+    [[nodiscard]] std::string vcd() const { return vcdOf(all, time); }
+
+    static std::string vcdOf(const Edges& edges, Duration end);
+
+private:
+    template <typename Signal>
+    void addAll(Signal& signal);
+    void add(sim::Line line, sim::Level level, Duration at);
+
+    Duration time{};
+    Edges all;
+};
+
+/// The bytes of a frame that shows the screen.
+Bytes frameOf(const sim::Screen& screen);
+
+// Damage.
+
+/// Exchanges two channels.
+Edges swapped(Edges edges, sim::Line a, sim::Line b);
+Edges inverted(Edges edges, sim::Line line);
+/// The part of the capture from `from` to `to`, with the levels at `from` at its begin.
+Edges part(const Edges& edges, std::chrono::nanoseconds from, std::chrono::nanoseconds to);
+/// The levels at every multiple of `period`.
+Edges sampled(const Edges& edges, std::chrono::nanoseconds period);
+Edges without(Edges edges, sim::Line line);
+/// Moves each edge by a time that depends on its number, at most `most`.
+Edges jittered(Edges edges, std::chrono::nanoseconds most);
+/// Inserts a pulse of `length` into the line `delay` after each of its edges.
+Edges withGlitches(const Edges& edges, sim::Line line, std::chrono::nanoseconds delay, std::chrono::nanoseconds length);
+
+/// What the decoder reported, without times: "event", "NOTE: note", "VIOLATION: violation" and "screen".
+class Decoded : public sim::DecodeListener {
+public:
+    explicit Decoded(const Edges& edges, const sim::Decoder::Setup& setup = {});
+
+    void event(sim::CaptureTime time, const std::string& text) override;
+    void note(sim::CaptureTime time, const std::string& text) override;
+    void violation(sim::CaptureTime time, const std::string& text) override;
+    void screen(sim::CaptureTime time, const sim::Screen& screen) override;
+
+    std::vector<std::string> events;
+    std::vector<std::string> notes;
+    std::vector<std::string> violations;
+    std::vector<sim::CaptureTime> violationTimes;
+    /// The first row of each screen, one digit per pixel, of the window of `light`.
+    std::vector<std::string> screens;
+    std::vector<sim::CaptureTime> screenTimes;
+    sim::Decoder decoder;
+};
