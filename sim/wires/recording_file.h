@@ -35,9 +35,13 @@ public:
     /// The time of the last change in seconds.
     [[nodiscard]] double seconds() const { return static_cast<double>(state->lastChange) / 1e9; }
 
-    // Inherited by the updater's process.
+    // For a WireRecorder in this process.
 
     [[nodiscard]] int descriptor() const { return fileDescriptor; }
+    [[nodiscard]] RecordingState& getState() { return *state; }
+
+    // Inherited by the updater's process, which maps its own RecordingState.
+
     [[nodiscard]] int stateDescriptor() const { return memoryDescriptor; }
 
 private:

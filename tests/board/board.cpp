@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <stdexcept>
@@ -41,6 +42,14 @@ fs::path copyOfCard(const fs::path& folder)
     return card;
 }
 
+std::uint64_t wiresLimit()
+{
+    constexpr std::uint64_t usual = std::uint64_t{32} << 20;
+    const char* const requested = std::getenv("BOARD_WIRES_LIMIT");
+    return requested == nullptr ? usual
+                                : std::max<std::uint64_t>(std::stoull(requested), sim::RecordingFile::smallestLimit);
+}
+
 /// With `thread=single` the emulation is faster than with one thread per processor.
 std::vector<std::string> argumentsFor(const Board::Setup& setup, const fs::path& card)
 {
@@ -57,16 +66,18 @@ std::vector<std::string> argumentsFor(const Board::Setup& setup, const fs::path&
             "-device", "at24c-eeprom,bus=i2c-bus.1,address=0x6c,rom-size=256", "-drive",
             "if=sd,id=card,format=raw,file=" + card.string() +
                 (setup.discardsChanges ? ",snapshot=on,cache=unsafe" : ""),
-            "-trace", "i2c_event", "-trace", "i2c_send"};
+            "-trace", "i2c_event", "-trace", "i2c_send", "-msg", "timestamp=on"};
 }
 
 } // namespace
 
 Board::Board(const Setup& setup)
     : folder(makeFolder(setup.name)), cardFile(setup.card.empty() ? copyOfCard(folder) : setup.card),
+      recording(folder / "wires.vcd", wiresLimit()), recorder(recording.descriptor(), recording.getState()),
       emulator(argumentsFor(setup, cardFile), folder / "emulator.log"), traceReader(&Board::readTrace, this),
       consoleReader(&Board::readConsole, this)
 {
+    withBus([this](Bus& wires) { wires.recordWires(&recorder); });
     try {
         setup.observesBoot ? observeWires() : waitForLine("BOARD ready");
     } catch (...) {

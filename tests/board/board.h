@@ -1,6 +1,7 @@
 // The emulated board: boots it, operates its controls, and observes its wires.
 #pragma once
 
+#include "sim/wires/recording_file.h"
 #include "tests/board/bus.h"
 #include "tests/board/emulator.h"
 #include "tests/board/pins.h"
@@ -15,8 +16,9 @@
 #include <vector>
 
 /// Every wait throws std::runtime_error if the board ends, or if three minutes pass, before its condition is met. The
-/// console output, the events on the wires and the last screen are stored in board_runs/NAME/ in the build folder;
-/// after a failed test, the card is kept there too.
+/// console output, the events on the wires and the last screen are stored in board_runs/NAME/ in the build folder, as
+/// is wires.vcd, a recording of the lines (see Bus::recordWires) of at most 32 MiB, or as many bytes as the environment
+/// variable BOARD_WIRES_LIMIT says. After a failed test, the card is kept there too.
 class Board {
 public:
     struct Setup {
@@ -98,6 +100,8 @@ private:
 
     std::filesystem::path folder;
     std::filesystem::path cardFile;
+    sim::RecordingFile recording;
+    sim::WireRecorder recorder;
     Emulator emulator;
 
     std::mutex mutex;

@@ -3,6 +3,7 @@
 
 #include "tests/board/pins.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 
@@ -21,6 +22,15 @@ constexpr std::uint32_t spiClockAddress = 0xFE204008;
 constexpr std::uint32_t cardDataAddress = 0xFE300020;
 constexpr std::uint32_t transferActive = 0x80;
 
+/// The emulated core clock, from which the SPI clock is divided.
+constexpr std::int64_t coreClockHz = 562'500'000;
+/// The divider that the value 0 selects.
+constexpr std::int64_t largestDivider = 65536;
+
+/// How long chip select is high between two transfers, at least.
+constexpr sim::WireTime pauseBetweenTransfers = std::chrono::microseconds(1);
+
+constexpr int buttonLine = 6;
 constexpr int dataCommandLine = 7;
 constexpr int chipSelectLine = 8;
 constexpr int resetLine = 25;
@@ -53,12 +63,13 @@ bool bit(std::uint32_t word, int index)
 
 } // namespace
 
-void Bus::take(std::string_view line)
+void Bus::take(std::string_view traceLine)
 {
     constexpr std::string_view writeEvent = "memory_region_ops_write ";
     constexpr std::string_view readEvent = "memory_region_ops_read ";
     constexpr std::string_view i2cEvent = "i2c_";
     constexpr std::string_view fromOutside = "cpu -1 ";
+    const std::string_view line = takeTime(traceLine);
     if (line.starts_with(i2cEvent)) {
         takeI2c(line.substr(i2cEvent.size()), line);
         return;
@@ -70,10 +81,28 @@ void Bus::take(std::string_view line)
     const std::string_view rest = line.substr(isWrite ? writeEvent.size() : readEvent.size());
     const std::uint32_t address = numberAfter(rest, " addr ");
     if (rest.starts_with(fromOutside)) {
-        countTestWrite(address);
+        takeTestWrite(address, numberAfter(rest, " value "));
         return;
     }
     isWrite ? store(address, numberAfter(rest, " value ")) : read(address);
+}
+
+/// Returns the line without its time.
+std::string_view Bus::takeTime(std::string_view line)
+{
+    const std::size_t at = line.find('@');
+    const std::size_t point = line.find('.', at);
+    const std::size_t colon = line.find(':', point);
+    std::int64_t seconds = 0;
+    std::int64_t microseconds = 0;
+    if (colon == std::string_view::npos || std::from_chars(&line[at + 1], &line[point], seconds).ptr != &line[point] ||
+        std::from_chars(&line[point + 1], &line[colon], microseconds).ptr != &line[colon]) {
+        return line;
+    }
+    const sim::WireTime stamp = std::chrono::seconds(seconds) + std::chrono::microseconds(microseconds);
+    origin = origin.value_or(stamp);
+    time = std::max(time, stamp - *origin);
+    return line.substr(colon + 1);
 }
 
 void Bus::store(std::uint32_t address, std::uint32_t value)
@@ -84,6 +113,7 @@ void Bus::store(std::uint32_t address, std::uint32_t value)
         controlSpi(value);
     } else if (address == spiClockAddress) {
         dividers.insert(value);
+        divider = value;
     } else if (address == cardDataAddress) {
         bytesToCard += sizeof value;
     } else if (address == gpioBase + gpioSet || address == gpioBase + gpioClear) {
@@ -102,9 +132,12 @@ void Bus::read(std::uint32_t address)
     }
 }
 
-void Bus::countTestWrite(std::uint32_t address)
+void Bus::takeTestWrite(std::uint32_t address, std::uint32_t value)
 {
     if (address == gpioBase + gpioSet || address == gpioBase + gpioClear) {
+        if (bit(value, buttonLine)) {
+            recordChange(sim::Line::Button, address == gpioBase + gpioSet);
+        }
         ++writes;
         pollsAtTestWrite = polls;
     }
@@ -119,6 +152,7 @@ void Bus::select(std::size_t index, std::uint32_t value)
         if (now != before) {
             log.push_back("line " + std::to_string(index * linesPerRegister + i) + " ");
             log.back().append(Pins::functions[now]);
+            recordOutput(static_cast<int>(index * linesPerRegister + i));
         }
     }
     selects[index] = value;
@@ -134,6 +168,7 @@ void Bus::drive(std::uint32_t lines, bool level)
         const std::uint32_t mask = 1U << line;
         driven |= mask;
         levels = level ? levels | mask : levels & ~mask;
+        recordOutput(line);
         if (line == dataCommandLine) {
             display.setDataCommandLine(level); // each transfer's event includes the level
             continue;
@@ -152,6 +187,7 @@ void Bus::controlSpi(std::uint32_t value)
     spiControl = value;
     if (isActive && !wasActive) {
         modes.insert(static_cast<int>((value >> 2) & 3U));
+        transferStart = std::max(time, busFree);
         display.beginTransfer();
     } else if (wasActive && !isActive) {
         endTransfer();
@@ -163,6 +199,7 @@ void Bus::endTransfer()
     const bool isData = bit(levels, dataCommandLine);
     const std::uint64_t framesBefore = display.frameCount();
     display.endTransfer(transfer);
+    recordTransfer();
     if (transfer.size() == 1) {
         log.push_back((isData ? "data " : "command ") + hexByte(transfer.front()));
     } else if (isData && transfer.size() == frameBytes) {
@@ -192,6 +229,54 @@ void Bus::takeI2c(std::string_view event, std::string_view line)
         if (address == sim::LedController::address) {
             leds.write(i2cBytes);
         }
+        recordI2c(address);
         i2cBytes.clear();
     }
+}
+
+void Bus::recordOutput(int line)
+{
+    if (line == dataCommandLine || line == resetLine) {
+        recordChange(line == resetLine ? sim::Line::Reset : sim::Line::DataCommand, bit(levels, line));
+    }
+}
+
+/// The times of the bytes of a transfer are known only at its end, so changes during the transfer are recorded then.
+void Bus::recordChange(sim::Line line, bool level)
+{
+    const sim::Edge edge = {time, line, level ? sim::Level::High : sim::Level::Low};
+    if ((spiControl & transferActive) != 0) {
+        changesDuringTransfer.push_back(edge);
+    } else if (wires != nullptr) {
+        wires->change(edge.time, edge.line, edge.level);
+    }
+}
+
+void Bus::recordTransfer()
+{
+    constexpr std::int64_t bitsPerByte = 8;
+    const auto bits = static_cast<std::int64_t>(transfer.size()) * bitsPerByte;
+    const std::int64_t cycles = divider == 0 ? largestDivider : divider;
+    const auto duration = sim::WireTime(std::chrono::nanoseconds(std::chrono::seconds(bits * cycles)) / coreClockHz);
+    const sim::WireTime end = transferStart + duration;
+    if (wires != nullptr) {
+        wires->beginSpi(transferStart, duration, transfer);
+        for (const sim::Edge& edge : changesDuringTransfer) {
+            wires->change(std::clamp(edge.time, transferStart, end), edge.line, edge.level);
+        }
+        wires->endSpi(end);
+    }
+    changesDuringTransfer.clear();
+    time = std::max(time, end);
+    busFree = end + pauseBetweenTransfers;
+}
+
+void Bus::recordI2c(std::uint8_t address)
+{
+    const sim::I2cTransfer written = {.address = address, .bytes = i2cBytes};
+    if (wires != nullptr) {
+        wires->beginI2c(time, written);
+    }
+    time += written.duration();
+    transferStart = std::max(transferStart, time);
 }

@@ -5,23 +5,30 @@
 #include "sim/models/screen.h"
 #include "sim/models/st75256.h"
 #include "sim/models/violations.h"
+#include "sim/wires/wire_recorder.h"
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
 /// Decodes the trace events memory_region_ops_write, memory_region_ops_read, i2c_event and i2c_send. Writes from
-/// outside the board's processors (the test's button presses) are only counted.
+/// outside the board's processors (the test's button presses) are only counted and recorded.
 class Bus {
 public:
     Bus() : display(violationList), leds(violationList) {}
 
     /// Sets the initial values of the function select registers; only changes to these values are events.
     void setFunctionSelects(const std::array<std::uint32_t, 6>& registers) { selects = registers; }
-    /// Decodes one line of the trace.
+    /// Records the lines; null to stop. The trace contains no times of single bits: a transfer begins at the time of
+    /// its first event, or at the end of the previous transfer if that is later, and takes the time that follows from
+    /// the clock. Later events are delayed if necessary, so that their order stays the same. Reads on the I2C bus and
+    /// the encoder are not in the trace.
+    void recordWires(sim::WireRecorder* recorder) { wires = recorder; }
+    /// Decodes one line of the trace. Times are optional: "PROCESS@SECONDS.MICROSECONDS:EVENT".
     void take(std::string_view line);
 
     /// In order, in these forms: "line 25 high", "line 5 output", "GPIO register 88" (a store to any other register,
@@ -49,11 +56,16 @@ public:
 private:
     void store(std::uint32_t address, std::uint32_t value);
     void read(std::uint32_t address);
-    void countTestWrite(std::uint32_t address);
+    void takeTestWrite(std::uint32_t address, std::uint32_t value);
     void select(std::size_t index, std::uint32_t value);
     void drive(std::uint32_t lines, bool level);
     void controlSpi(std::uint32_t value);
     void endTransfer();
+    [[nodiscard]] std::string_view takeTime(std::string_view line);
+    void recordOutput(int line);
+    void recordChange(sim::Line line, bool level);
+    void recordTransfer();
+    void recordI2c(std::uint8_t address);
     void takeI2c(std::string_view event, std::string_view line);
 
     sim::Violations violationList;
@@ -70,6 +82,16 @@ private:
     int polls = 0;
     int writes = 0;
     int pollsAtTestWrite = 0;
+
+    sim::WireRecorder* wires = nullptr;
+    /// The time of the first event in the trace.
+    std::optional<sim::WireTime> origin;
+    /// The time on the wires: that of the last event, or the end of the last transfer if that is later.
+    sim::WireTime time{};
+    sim::WireTime transferStart{};
+    sim::WireTime busFree{};
+    std::vector<sim::Edge> changesDuringTransfer;
+    std::uint32_t divider = 0;
 
     std::vector<std::string> log;
     std::vector<sim::Screen> shown;

@@ -1,11 +1,18 @@
 // Tests the decoding of the emulator's trace.
 #include "tests/board/bus.h"
 
+#include "sim/wires/recording_file.h"
+#include "tests/support/scratch_folder.h"
+#include "tests/wires/recorded_lines.h"
+
 #include <gtest/gtest.h>
 #include <string>
 
 namespace {
 
+using namespace std::chrono_literals;
+using sim::Line;
+using Times = std::vector<sim::WireTime>;
 using Lines = std::vector<std::string>;
 
 std::string hex(std::uint32_t value)
@@ -154,6 +161,98 @@ TEST_F(BusTest, IgnoresUnknownLines)
     bus.take("memory_region_ops_write");
     EXPECT_TRUE(bus.events().empty());
     EXPECT_TRUE(bus.violations().empty());
+}
+
+// The recording of the lines.
+
+class BusRecordingTest : public BusTest {
+protected:
+    BusRecordingTest()
+    {
+        bus.recordWires(&recorder);
+        takeAt(0, "i2c_event start(addr:0x6c)"); // the first event defines the time 0
+        store(0xFE204008, 450);                  // 1.25 MHz: 800 ns per bit
+    }
+
+    /// `line` is an event; empty to only advance the time.
+    void takeAt(int microseconds, const std::string& line)
+    {
+        std::array<char, 32> stamp{};
+        std::snprintf(stamp.data(), stamp.size(), "4711@1790000000.%06d:", microseconds);
+        bus.take(stamp.data() + line);
+    }
+    RecordedLines recorded()
+    {
+        recorder.observeUntil(1s);
+        recording.finish();
+        return RecordedLines(folder / "wires.vcd");
+    }
+
+    const ScratchFolder folder;
+    sim::RecordingFile recording{folder / "wires.vcd", sim::RecordingState::noLimit};
+    sim::WireRecorder recorder{recording.descriptor(), recording.getState()};
+};
+
+TEST_F(BusRecordingTest, ATransferBeginsWithItsEventAndTakesTheTimeOfTheClock)
+{
+    takeAt(100, "");
+    transfer({0xF0});
+    const RecordedLines lines = recorded();
+    EXPECT_EQ(lines.timesOf(Line::ChipSelect), (Times{100us, 100us + 6400ns}));
+    EXPECT_EQ(lines.timesOf(Line::Clock).front(), 100us + 200ns);
+    EXPECT_EQ(lines.timesOf(Line::Mosi), (Times{100us + 200ns, 100us + 3400ns}));
+}
+
+TEST_F(BusRecordingTest, EventsWaitForTheEndOfTheTransfer)
+{
+    takeAt(100, "");
+    transfer({0x30});
+    takeAt(101, "");
+    setLines(dataCommand);
+    transfer({0x30});
+    const RecordedLines lines = recorded();
+    EXPECT_EQ(lines.timesOf(Line::DataCommand), (Times{106400ns}));
+    EXPECT_EQ(lines.timesOf(Line::ChipSelect), (Times{100us, 106400ns, 107400ns, 113800ns}));
+}
+
+TEST_F(BusRecordingTest, ALineThatChangesDuringATransferIsRecordedThere)
+{
+    takeAt(100, "");
+    store(0xFE204000, 0x8C);
+    store(0xFE204004, 0xAE);
+    takeAt(102, "");
+    setLines(dataCommand);
+    takeAt(103, "");
+    store(0xFE204000, 0x0C);
+    EXPECT_EQ(recorded().timesOf(Line::DataCommand), (Times{102us}));
+}
+
+TEST_F(BusRecordingTest, AnI2cWriteBeginsWithItsLastEvent)
+{
+    takeAt(50, "i2c_send send(addr:0x6c) data:0x00");
+    takeAt(60, "i2c_event finish(addr:0x6c)");
+    const RecordedLines lines = recorded();
+    EXPECT_EQ(lines.changes().front().time, 65us) << "the start condition";
+    EXPECT_EQ(lines.changes().back().time, 60us + 200us) << "the stop condition";
+}
+
+TEST_F(BusRecordingTest, TheTestsButtonIsRecorded)
+{
+    takeAt(10, "");
+    access("write", -1, 0xFE200028, 1U << 6);
+    takeAt(20, "");
+    access("write", -1, 0xFE20001C, 1U << 6);
+    EXPECT_EQ(recorded().timesOf(Line::Button), (Times{10us, 20us}));
+}
+
+TEST_F(BusRecordingTest, OutputsAreUndefinedUntilTheyAreSelected)
+{
+    takeAt(10, "");
+    store(0xFE200008, 1U << 15);
+    const RecordedLines lines = recorded();
+    EXPECT_EQ(lines.timesOf(Line::Reset), (Times{10us}));
+    EXPECT_EQ(lines.levelAt(Line::Reset, 10us), sim::Level::Low);
+    EXPECT_EQ(lines.levelAt(Line::DataCommand, 1s), sim::Level::Undefined);
 }
 
 } // namespace

@@ -29,12 +29,9 @@ using Bytes = std::vector<std::uint8_t>;
 
 class RecordingFileTest : public testing::Test {
 protected:
-    static WireRecorder recorderOf(const RecordingFile& recording)
-    {
-        return {recording.descriptor(), *sim::mapRecordingState(recording.stateDescriptor())};
-    }
+    static WireRecorder recorderOf(RecordingFile& recording) { return {recording.descriptor(), recording.getState()}; }
     /// Records in a process of its own, which is then killed without further notice.
-    static void recordInKilledProcess(const RecordingFile& recording, const std::function<void(WireRecorder&)>& record)
+    static void recordInKilledProcess(RecordingFile& recording, const std::function<void(WireRecorder&)>& record)
     {
         const pid_t child = fork();
         if (child == 0) {
@@ -156,7 +153,7 @@ TEST_F(RecordingFileTest, CompletesAWriteThatWasInterrupted)
     RecordingFile recording(file, RecordingState::noLimit);
     WireRecorder recorder = recorderOf(recording);
     recordFrame(recorder, 0ns);
-    const RecordingState& state = *sim::mapRecordingState(recording.stateDescriptor());
+    const RecordingState& state = recording.getState();
     ASSERT_GT(state.buffered, 1000U);
     ASSERT_EQ(write(recording.descriptor(), state.buffer.data(), 1000), 1000);
     recording.finish();
@@ -166,7 +163,7 @@ TEST_F(RecordingFileTest, CompletesAWriteThatWasInterrupted)
 TEST_F(RecordingFileTest, IsCompletedByTheDestructor)
 {
     {
-        const RecordingFile recording(file, RecordingState::noLimit);
+        RecordingFile recording(file, RecordingState::noLimit);
         recorderOf(recording).change(1ms, Line::Button, Level::Low);
     }
     EXPECT_EQ(RecordedLines(file).timesOf(Line::Button), (std::vector<WireTime>{1ms}));

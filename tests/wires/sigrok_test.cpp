@@ -121,7 +121,7 @@ TEST(Sigrok, DecodesReadsAndRefusedTransfers)
     const ScratchFolder folder;
     const std::vector<std::uint8_t> bytes = {0x00, 0x5A, 0xFF};
     sim::RecordingFile recording(folder / "wires.vcd", sim::RecordingState::noLimit);
-    sim::WireRecorder recorder(recording.descriptor(), *sim::mapRecordingState(recording.stateDescriptor()));
+    sim::WireRecorder recorder(recording.descriptor(), recording.getState());
     recorder.beginI2c(0ms, {.address = 0x6C, .isRead = true, .bytes = bytes});
     recorder.beginI2c(1ms, {.address = 0x55, .isAcknowledged = false, .bytes = bytes});
     recorder.observeUntil(2ms);
