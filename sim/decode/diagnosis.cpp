@@ -183,8 +183,8 @@ std::optional<std::string> diagnose(std::span<const CapturedEdge> edges, const D
     const bool isTooSlow = resolution > busPeriod / samplesPerPeriod && display == BusState::Senseless;
     const bool losesBits = isUndersampled(resolution, decoder) && decoder.display().badTransfers() > 0;
     if (edges.size() > 1 && (isTooSlow || losesBits)) {
-        return "undersampled: the sampling rate is " + frequencyText(resolution) + "; " + frequencyText(busPeriod) +
-               " on the bus need at least " + frequencyText(busPeriod / samplesPerPeriod);
+        return "undersampled: the sampling rate is " + frequencyText(resolution) + "; the clock of " +
+               frequencyText(busPeriod) + " needs at least " + frequencyText(busPeriod / samplesPerPeriod);
     }
     if (display == BusState::Silent && leds != BusState::Sensible) {
         return channels.contains(Line::Clock) ? "no edges on clk" : "no edges on scl and sda";

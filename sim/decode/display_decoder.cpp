@@ -115,8 +115,7 @@ void DisplayDecoder::assumeInitialisation(CaptureTime time)
     isAssumed = true;
     isDropping = true;
     dropped = 0;
-    note(time, reset ? "the capture begins after the reset of the display, which is assumed to be initialised"
-                     : "without the reset line, the display is assumed to be initialised");
+    note(time, "the capture does not contain the reset of the display, which is assumed to be initialised");
 }
 
 void DisplayDecoder::transferEnds(const SpiTransfer& transfer)

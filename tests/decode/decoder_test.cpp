@@ -10,6 +10,9 @@ using sim::Level;
 using sim::Line;
 using namespace std::chrono_literals;
 
+const std::string beginsLate =
+    "the capture does not contain the reset of the display, which is assumed to be initialised";
+
 const Bytes stripes = {0x00, 0x01, 0x02, 0x03};
 const Bytes ramp = {0x03, 0x02, 0x01, 0x00};
 
@@ -257,7 +260,7 @@ TEST(Decoder, WithoutAChannelDecodesTheRest)
 TEST(Decoder, WithoutResetNotesTheAssumption)
 {
     const Decoded decoded(without(session().edges(), Line::Reset), setupWithout({Line::Reset}));
-    EXPECT_EQ(decoded.notes, Lines{"without the reset line, the display is assumed to be initialised"});
+    EXPECT_EQ(decoded.notes, Lines{beginsLate});
 }
 
 TEST(Decoder, WithoutChipSelectPausesSeparateTheBytes)
@@ -274,8 +277,6 @@ TEST(Decoder, WithoutChipSelectPausesSeparateTheBytes)
 }
 
 // Captures of a part of the time.
-
-const std::string beginsLate = "the capture begins after the reset of the display, which is assumed to be initialised";
 
 TEST(Decoder, ACaptureMayBeginAfterTheReset)
 {

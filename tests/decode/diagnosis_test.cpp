@@ -110,7 +110,7 @@ TEST(Diagnosis, NamesTheSamplingRateThatIsNeeded)
     };
     for (const auto& [period, rate] : cases) {
         EXPECT_EQ(diagnosisOf(sampled(session(), period)), "undersampled: the sampling rate is " + std::string(rate) +
-                                                               "; 12.50 MHz on the bus need at least 50.00 MHz")
+                                                               "; the clock of 12.50 MHz needs at least 50.00 MHz")
             << period.count();
     }
 }
