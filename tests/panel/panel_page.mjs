@@ -6,7 +6,7 @@ import {fileURLToPath} from "node:url";
 const screensFolder = fileURLToPath(new URL("../../screens/", import.meta.url));
 
 /** In milliseconds; scripts take a few seconds of device time. */
-const TIMEOUT = 90_000;
+export const TIMEOUT = 90_000;
 const POLLING_PERIOD = 20;
 /** CSS pixels that a notch of a mouse wheel scrolls. */
 const NOTCH = 120;
@@ -23,6 +23,7 @@ export class PanelPage {
     /** Opens the page in its own context, with the options of playwright's newContext. */
     static async open(browser, address, options = {}) {
         const context = await browser.newContext({viewport: {width: 1440, height: 900}, ...options});
+        context.setDefaultTimeout(TIMEOUT);
         const panel = new PanelPage(await context.newPage());
         await panel.page.goto(address);
         await panel.awaitStatus("Running");
@@ -116,6 +117,11 @@ export class PanelPage {
 
     async logTexts() {
         return this.page.locator("#log .text").allTextContents();
+    }
+
+    /** The text of the scenario that the page offers. */
+    async recording() {
+        return this.page.evaluate(async () => (await fetch("recording.scenario")).text());
     }
 
     /** The grey levels of the canvas: distinct colours from the lightest, 0, to the darkest. */

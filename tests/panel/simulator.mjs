@@ -23,6 +23,20 @@ export class Simulator {
         throw new Error("the simulator did not start");
     }
 
+    /** The current state, as the pages receive it. */
+    async state() {
+        const {body} = await fetch(`${this.address}events`);
+        let text = "";
+        for await (const part of body.pipeThrough(new TextDecoderStream())) {
+            text += part;
+            const state = /^event: state\ndata: (.*)\n\n/m.exec(text);
+            if (state) {
+                return JSON.parse(state[1]);
+            }
+        }
+        throw new Error("the simulator sends no state");
+    }
+
     async stop() {
         if (this.#process.exitCode === null) {
             this.#process.kill("SIGINT");
