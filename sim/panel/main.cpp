@@ -11,7 +11,6 @@
 #include <filesystem>
 #include <iostream>
 #include <thread>
-#include <unistd.h>
 
 namespace {
 
@@ -61,8 +60,6 @@ public:
 private:
     void prepare(const sim::DeviceFiles& files)
     {
-        constexpr int niceness = 19;
-        [[maybe_unused]] const int ignored = nice(niceness); // of this thread and the scripts that it starts
         try {
             for (const sim::DriveKind& kind : sim::driveKinds) {
                 if (!isStopping) {

@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <optional>
 
 namespace sim {
 
@@ -17,20 +16,22 @@ public:
     /// `iterations` have ended at `now`.
     void add(std::uint64_t iterations, TimePoint now)
     {
-        if (previous) {
+        if (!isInterrupted) {
             counted += iterations;
-            lateOnes += now - *previous >= limit ? 1 : 0;
+            lateOnes += now - previous >= limit ? 1 : 0;
         }
         previous = now;
+        isInterrupted = false;
     }
     /// The duration of the next iterations does not count.
-    void interrupt() { previous.reset(); }
+    void interrupt() { isInterrupted = true; }
 
     [[nodiscard]] std::uint64_t iterations() const { return counted; }
     [[nodiscard]] std::uint64_t late() const { return lateOnes; }
 
 private:
-    std::optional<TimePoint> previous;
+    TimePoint previous{};
+    bool isInterrupted = true;
     std::uint64_t counted = 0;
     std::uint64_t lateOnes = 0;
 };

@@ -34,6 +34,12 @@ async function confirmUpdate(panel) {
     await panel.click();
 }
 
+/** Does not wait for the real time of the scripts. */
+async function awaitDone(panel) {
+    await panel.setSpeed("16");
+    await panel.awaitScreen("done");
+}
+
 async function checkAccessibility(panel, situation) {
     await panel.page.evaluate(axeSource);
     const {violations} = await panel.page.evaluate(() => axe.run());
@@ -71,7 +77,7 @@ describe("update", () => {
         await panel.awaitScreen("menu");
         await confirmUpdate(panel);
         await panel.awaitText("script", "install.sh");
-        await panel.awaitScreen("done");
+        await awaitDone(panel);
         await panel.awaitLog("Everything done");
         assert.equal(await panel.find("violations").isVisible(), false);
         assert.equal(await panel.find("bar").getAttribute("aria-label"),
@@ -91,7 +97,7 @@ describe("update", () => {
         await panel.awaitStatus("Running");
         await panel.awaitScreen("menu");
         await confirmUpdate(panel);
-        await panel.awaitScreen("done");
+        await awaitDone(panel);
     });
 
     test("continues while the page is reloaded", async () => {
@@ -103,7 +109,7 @@ describe("update", () => {
         await panel.page.reload();
         await panel.awaitStatus("Running");
         assert.ok((await panel.logTexts()).includes("Starting updater..."));
-        await panel.awaitScreen("done");
+        await awaitDone(panel);
     });
 
     test("appears on every page", async () => {
@@ -134,7 +140,8 @@ test("factory reset with the keyboard alone", async () => {
     await keyboard.press("ArrowLeft");
     await panel.awaitScreen("factory-reset-yes");
     await keyboard.press("Space", {delay: 80});
-    await panel.awaitScreen("done");
+    await panel.awaitText("script", "format.sh");
+    await awaitDone(panel);
     assert.ok((await panel.logTexts()).includes("format.sh 1"));
 });
 
@@ -148,6 +155,7 @@ describe("drive", () => {
     for (const {title, screen} of failures) {
         test(`${title}: ${screen}`, async () => {
             const panel = await open();
+            await panel.setSpeed("16");
             await panel.choose("drive", title);
             await panel.plugOrUnplug();
             await panel.awaitScreen(screen);
@@ -249,6 +257,20 @@ describe("device", () => {
         await panel.awaitScreen("menu-without-update");
     });
 
+    test("the end of the log stays visible when the list of faults opens", async () => {
+        const panel = await open({viewport: {width: 1440, height: 700}});
+        await panel.find("pause").click();
+        await panel.awaitStatus("Paused");
+        for (let i = 0; i < 30; ++i) {
+            await panel.find("turn-left").click();
+        }
+        await panel.page.getByText("Faults").click();
+        await panel.find("turn-right").click();
+        await panel.awaitLog("turn +1");
+        const hidden = await panel.find("log").evaluate(log => log.scrollHeight - log.scrollTop - log.clientHeight);
+        assert.ok(hidden < 2, `${hidden} pixels are hidden`);
+    });
+
     test("logs the updater's message about an injected fault", async () => {
         const panel = await open();
         await panel.page.getByText("Faults").click();
@@ -306,13 +328,12 @@ describe("appearance", () => {
     });
 
     test("fits every width", async () => {
+        const panel = await open();
         for (const width of [320, 390, 600, 768, 919, 920, 1024, 1280, 1440, 1920, 2560]) {
-            const panel = await open({viewport: {width, height: 900}});
-            const overflow = await panel.page.evaluate(() => document.documentElement.scrollWidth - innerWidth);
+            await panel.page.setViewportSize({width, height: 900});
+            const {overflow, device, stage} = await panel.page.evaluate(measureLayout);
             assert.equal(overflow, 0, `at ${width} pixels`);
-            const [device, stage] = await Promise.all(
-                ["device", "stage"].map(id => panel.find(id).boundingBox()));
-            assert.ok(device.x >= stage.x && device.x + device.width <= stage.x + stage.width, `at ${width} pixels`);
+            assert.ok(device.left >= stage.left && device.right <= stage.right, `at ${width} pixels`);
         }
     });
 
@@ -353,6 +374,19 @@ test("latency and pace", async t => {
     t.diagnostic(`from turning the knob to the changed pixel: median ${times[times.length / 2].toFixed(1)} ms, ` +
         `longest ${times.at(-1).toFixed(1)} ms`);
 });
+
+/** Runs in the page. */
+async function measureLayout() {
+    const nextFrame = () => new Promise(resolve => requestAnimationFrame(resolve));
+    await nextFrame(); // observers of sizes are called after the first layout
+    await nextFrame();
+    const edges = id => {
+        const {left, right} = document.getElementById(id).getBoundingClientRect();
+        return {left, right};
+    };
+    const overflow = document.documentElement.scrollWidth - innerWidth;
+    return {overflow, device: edges("device"), stage: edges("stage")};
+}
 
 /** Runs in the page. Returns the milliseconds from a key to the first different pixel on the canvas. */
 async function measureLatency() {

@@ -1,7 +1,7 @@
 // The log: output, errors, events and protocol violations.
 
 const MAX_ENTRIES = 1000;
-/** CSS pixels from the end of the list within which new entries scroll it. */
+/** CSS pixels from the end of the list that count as its end. */
 const END_RANGE = 24;
 
 export class Log {
@@ -9,10 +9,16 @@ export class Log {
     #badge;
     #violations = 0;
     #pending = [];
+    /** Whether the end of the list stays visible: until the user scrolls up. */
+    #isFollowing = true;
 
     constructor(list, badge) {
         this.#list = list;
         this.#badge = badge;
+        list.addEventListener("scroll", () => {
+            this.#isFollowing = list.scrollHeight - list.scrollTop - list.clientHeight < END_RANGE;
+        });
+        new ResizeObserver(() => this.#follow()).observe(list);
     }
 
     clear() {
@@ -32,15 +38,18 @@ export class Log {
 
     #flush() {
         const list = this.#list;
-        const isAtEnd = list.scrollHeight - list.scrollTop - list.clientHeight < END_RANGE;
         list.append(...this.#pending.slice(-MAX_ENTRIES).map(entryElement));
         while (list.childElementCount > MAX_ENTRIES) {
             list.firstChild.remove();
         }
         this.#countViolations(this.#pending.filter(entry => entry.kind === "violation").length);
         this.#pending = [];
-        if (isAtEnd) {
-            list.scrollTop = list.scrollHeight;
+        this.#follow();
+    }
+
+    #follow() {
+        if (this.#isFollowing) {
+            this.#list.scrollTop = this.#list.scrollHeight;
         }
     }
 
