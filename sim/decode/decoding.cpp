@@ -120,8 +120,11 @@ Expectation Decoding::initialisation() const
     const BringUpCheck& check = decoder.display().bringUp();
     Expectation result = {.text = "initialisation"};
     result.isMet = check.correctCount() > 0 && check.firstDifference().empty();
-    if (!setup.isPresent[Line::Reset]) {
-        result.detail = "reset is not in the capture";
+    constexpr Line required[] = {Line::Reset, Line::Clock, Line::Mosi, Line::DataCommand};
+    const auto* const missing =
+        std::find_if(std::begin(required), std::end(required), [&](Line line) { return !setup.isPresent[line]; });
+    if (missing != std::end(required)) {
+        result.detail = std::string(nameOf(*missing)) + " is not in the capture";
     } else if (!result.isMet) {
         result.detail =
             check.firstDifference().empty() ? "no complete bring-up is in the capture" : check.firstDifference();

@@ -141,13 +141,15 @@ void printBringUp(Printer& printer, const Report& report)
 {
     const BringUpCheck& check = report.decoder.display().bringUp();
     const bool isCorrect = check.correctCount() > 0 && check.firstDifference().empty();
-    std::string verdict = "not in the capture";
+    const bool isDecoded = report.channels.contains(Line::Clock) && report.channels.contains(Line::Mosi) &&
+                           report.channels.contains(Line::DataCommand);
+    std::string verdict = isDecoded ? "not in the capture" : "not checked";
     if (!check.firstDifference().empty()) {
         verdict = printer.styled(Style::Bad, "wrong") + " " + check.firstDifference();
     } else if (isCorrect) {
         verdict = printer.styled(Style::Good, "correct");
         verdict += check.correctCount() > 1 ? ", " + std::to_string(check.correctCount()) + " times" : "";
-    } else if (!check.waits().empty()) {
+    } else if (isDecoded && !check.waits().empty()) {
         verdict = "incomplete";
     }
     printer.section("Initialisation", verdict);
