@@ -86,8 +86,9 @@ save_presets() {
   { mount_backup rw && same_presets "$memory_mount" "$backup_mount/new" &&
     cmp "$memory_mount/version.txt" "$backup_mount/new/version.txt" >&2; } ||
     fail 1 "the saved presets differ from the presets"
-  { mv "$backup_mount/new" "$backup_mount/complete" && unmount "$backup_mount"; } ||
-    fail 1 "the saved presets cannot be marked complete"
+  # The kernel reports no error if it cannot write the rename, so this must be read from the disk.
+  { mv "$backup_mount/new" "$backup_mount/complete" && unmount "$backup_mount" && mount_backup ro &&
+    backup_is_complete; } || fail 1 "the saved presets cannot be marked complete"
 }
 
 # has_presets FOLDER
@@ -113,6 +114,8 @@ invalidate_memory() {
   if mount_memory rw; then
     rm -f "$memory_mount/version.txt"
     unmount "$memory_mount" || fail 1 "$memory_device is in use"
+    { mount_memory ro && ! memory_is_complete && unmount "$memory_mount"; } ||
+      fail 1 "the internal memory cannot be marked incomplete"
   fi
 }
 

@@ -330,6 +330,17 @@ unfaithful_copy() {
   [[ $status -eq 1 ]] || { echo "exits $status"; return 1; }
 }
 
+# lost_write COMMAND REASON: the effect of COMMAND never reaches the disk. format.sh fails with REASON, and the next
+# update keeps the presets.
+lost_write() {
+  echo "$1() { case \$* in *complete*|*version.txt*) ;; *) command $1 \"\$@\" ;; esac; }" >>"$root/etc/tonecrate/updater.conf"
+  expect 1 format.sh 0
+  grep "$2" err
+  reset_settings
+  update
+  verify "$user_presets"
+}
+
 many_presets() {
   local i
   mkdir -p "content/presets/deep/er/and deeper" content/presets/empty
@@ -398,6 +409,8 @@ it "format fails and keeps presets that do not fit into the backup" prepared pre
 it "format for an update rejects a damaged memory, and a factory reset repairs it" prepared damaged_memory
 it "format for an update rejects a memory without a version" prepared memory_without_version
 it "format detects that the saved presets differ" prepared unfaithful_copy "Saving"
+it "format detects that the backup has not become complete" prepared lost_write mv "cannot be marked complete"
+it "format detects that the memory is still complete" prepared lost_write rm "cannot be marked incomplete"
 it "format detects that the restored presets differ" prepared unfaithful_copy "Restoring"
 it "200 presets, links, pipes and modes survive an update" many_presets
 it "an update of a device without presets adds none" no_presets
