@@ -56,7 +56,7 @@ void addExpectation(DecodeOptions& options, Arguments& arguments)
     } else if (what == "screen") {
         options.expectedScreens.push_back(takeValue(arguments, "--expect screen"));
     } else {
-        throw DecodeUsageError("--expect accepts only \"initialisation\" or \"screen NAME\"");
+        throw DecodeUsageError(R"(--expect accepts only "initialisation" or "screen NAME")");
     }
 }
 

@@ -75,11 +75,6 @@ std::string sizeText(std::uint64_t bytes)
     return size < kilo * kilo ? fixed(size / kilo, 1) + " kB" : fixed(size / (kilo * kilo), 1) + " MB";
 }
 
-std::string counted(std::uint64_t count, const std::string& noun)
-{
-    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
-
 std::string rangeText(const Spread& spread)
 {
     return "shortest " + durationText(spread.shortest()) + ", mean " + durationText(spread.mean()) + ", longest " +
@@ -203,16 +198,16 @@ void printTiming(Printer& printer, const Report& report)
                                  durationText(period.shortest()) + " to " + durationText(period.longest()));
     }
     if (bus.transfers().count() > 0) {
-        printer.row("transfers", counted(bus.transfers().count(), "transfer") + " with " +
-                                     counted(bus.byteCount(), "byte") + "; the bus is busy for " +
+        printer.row("transfers", std::to_string(bus.transfers().count()) + " with " + std::to_string(bus.byteCount()) +
+                                     " bytes; the bus is busy for " +
                                      share(bus.transfers().sum(), report.end - report.begin) + " of the time");
     }
     if (bus.idleGaps().count() > 0) {
         printer.row("idle gaps", rangeText(bus.idleGaps()));
     }
     if (decoder.display().frames().count() > 0) {
-        printer.row("frames", counted(decoder.display().frames().count(), "frame") + "; " +
-                                  rangeText(decoder.display().frames()));
+        printer.row("frames",
+                    std::to_string(decoder.display().frames().count()) + "; " + rangeText(decoder.display().frames()));
     }
     if (decoder.display().redraws().count() > 0) {
         printer.row("redraw period", rangeText(decoder.display().redraws()));

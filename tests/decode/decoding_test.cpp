@@ -149,7 +149,7 @@ TEST_F(DecodingTest, ReportsTheTiming)
     const std::string report = decode(startUp());
     for (const char* line : {
              "  clock         12.50 MHz, high for 50.0 % of the period, which is 80.00 ns to 80.00 ns\n",
-             "  frames        2 frames; shortest 6.554 ms, mean 6.554 ms, longest 6.554 ms\n",
+             "  frames        2; shortest 6.554 ms, mean 6.554 ms, longest 6.554 ms\n",
              "  redraw period shortest 106.6 ms, mean 106.6 ms, longest 106.6 ms\n",
              "  I2C clock     100.0 kHz\n",
              "  reset to the first command      200.0 ms  at least 200 ms\n",
