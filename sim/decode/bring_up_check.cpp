@@ -86,11 +86,16 @@ void BringUpCheck::start(CaptureTime time)
     position = 0;
     isCurrentCorrect = true;
     currentWaits.clear();
-    addWait(time, "reset high", resetHighWait, highDuration);
-    addWait(time, "reset low", resetLowWait, lowSince ? std::optional(time - *lowSince) : std::nullopt);
+    lowDuration = lowSince ? std::optional(time - *lowSince) : std::nullopt;
     waitName = "reset to the first command";
     requiredWait = resetWait;
     lastEnd = time;
+}
+
+void BringUpCheck::addResetWaits()
+{
+    addWait(lastEnd, "reset high", resetHighWait, highDuration);
+    addWait(lastEnd, "reset low", resetLowWait, lowDuration);
 }
 
 void BringUpCheck::takeTransfer(CaptureTime begin, CaptureTime end, bool isData, std::span<const std::uint8_t> bytes,
@@ -99,6 +104,9 @@ void BringUpCheck::takeTransfer(CaptureTime begin, CaptureTime end, bool isData,
     for (const std::uint8_t byte : bytes) {
         if (!isActive) {
             return;
+        }
+        if (currentWaits.empty()) {
+            addResetWaits();
         }
         if (requiredWait.count() > 0) {
             addWait(begin, waitName, requiredWait, begin - lastEnd);

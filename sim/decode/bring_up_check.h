@@ -13,8 +13,9 @@
 
 namespace sim {
 
-/// A bring-up begins with the rising edge of the reset line and ends when the display is switched on. Waits are
-/// measured from the end of a transfer to the begin of the next transfer.
+/// A bring-up begins with the last rising edge of the reset line before a transfer, and ends when the display is
+/// switched on. Earlier pulses do no harm: the line may be low when the program makes it an output. Waits are measured
+/// from the end of a transfer to the begin of the next transfer.
 class BringUpCheck {
 public:
     struct Wait {
@@ -41,6 +42,7 @@ public:
 
 private:
     void start(CaptureTime time);
+    void addResetWaits();
     void takeByte(CaptureTime time, bool isData, std::uint8_t byte, int page);
     void complete();
     void addWait(CaptureTime time, const std::string& name, std::chrono::milliseconds required,
@@ -53,6 +55,7 @@ private:
     std::optional<CaptureTime> highSince;
     std::optional<CaptureTime> highDuration;
     std::optional<CaptureTime> lowSince;
+    std::optional<CaptureTime> lowDuration;
 
     bool isActive = false;
     /// The number of correct bytes.

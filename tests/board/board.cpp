@@ -44,7 +44,7 @@ fs::path copyOfCard(const fs::path& folder)
 
 std::uint64_t wiresLimit()
 {
-    constexpr std::uint64_t usual = std::uint64_t{32} << 20;
+    constexpr std::uint64_t usual = std::uint64_t{16} << 20;
     const char* const requested = std::getenv("BOARD_WIRES_LIMIT");
     return requested == nullptr ? usual
                                 : std::max<std::uint64_t>(std::stoull(requested), sim::RecordingFile::smallestLimit);
@@ -119,6 +119,12 @@ void Board::keepRecords()
     if (!bus.screens().empty()) {
         sim::writePng(folder / "last_screen.png", sim::pictureOf(bus.screens().back()));
     }
+}
+
+fs::path Board::recordedWires()
+{
+    withBus([this](const Bus&) { recorder.flush(); });
+    return folder / "wires.vcd";
 }
 
 /// Calls take(line) for every line with the mutex locked. The mutex is locked once for all lines of one read.

@@ -17,7 +17,7 @@
 
 /// Every wait throws std::runtime_error if the board ends, or if three minutes pass, before its condition is met. The
 /// console output, the events on the wires and the last screen are stored in board_runs/NAME/ in the build folder, as
-/// is wires.vcd, a recording of the lines (see Bus::recordWires) of at most 32 MiB, or as many bytes as the environment
+/// is wires.vcd, a recording of the lines (see Bus::recordWires) of at most 16 MiB, or as many bytes as the environment
 /// variable BOARD_WIRES_LIMIT says. After a failed test, the card is kept there too.
 class Board {
 public:
@@ -83,6 +83,8 @@ public:
         const std::lock_guard lock(mutex);
         return operation(bus);
     }
+    /// The recording of the wires up to now.
+    [[nodiscard]] std::filesystem::path recordedWires();
     [[nodiscard]] const std::filesystem::path& card() const { return cardFile; }
     /// True if the emulator's standard error contains `text`.
     [[nodiscard]] bool hasEmulatorReported(const std::string& text) const;

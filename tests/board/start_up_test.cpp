@@ -2,6 +2,7 @@
 #include "tests/board/board_test.h"
 #include "tests/board/expected_events.h"
 #include "tests/system/golden_screen.h"
+#include "tests/wires/decoded_recording.h"
 
 #include <chrono>
 #include <iostream>
@@ -103,6 +104,25 @@ TEST_F(StartUp, LeavesTheWholeLedBarLit)
 TEST_F(StartUp, ShowsTheWaitingScreenFirst)
 {
     EXPECT_TRUE(matchesGolden(board->withBus([](const Bus& bus) { return bus.screens().front(); }), "waiting"));
+}
+
+TEST_F(StartUp, RecordsWiresThatDecodeToTheSameScreens)
+{
+    constexpr std::size_t frames = 3;
+    board->waitFor("three frames", [](const Bus& bus) { return bus.screens().size() >= frames; });
+    std::vector<DecodedScreen> expected;
+    for (const sim::Screen& screen : board->withBus([](const Bus& bus) { return bus.screens(); })) {
+        if (expected.size() < frames) {
+            addDistinct(expected, {}, screen);
+        }
+    }
+    const DecodedRecording decoded(board->recordedWires());
+    ASSERT_GE(decoded.screens().size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_TRUE(decoded.screens()[i].screen == expected[i].screen) << "screen " << i;
+    }
+    EXPECT_THAT(decoded.violations(), ElementsAre());
+    EXPECT_EQ(decoded.bringUps(), 1U);
 }
 
 TEST_F(StartUp, CausesNoProtocolViolations)

@@ -64,6 +64,16 @@ TEST(BringUpCheck, AcceptsTheRequiredSequence)
     EXPECT_EQ(check.correctCount(), 1U);
 }
 
+TEST(BringUpCheck, IgnoresALowPhaseBeforeTheResetPulse)
+{
+    BringUpCheck check;
+    check.takeReset(-2ms, Level::Undefined);
+    check.takeReset(-1ms, Level::Low);
+    play(check, requiredSteps(), {}, Level::Low);
+    EXPECT_EQ(check.firstDifference(), "");
+    EXPECT_EQ(check.correctCount(), 1U);
+}
+
 TEST(BringUpCheck, MeasuresEveryWait)
 {
     BringUpCheck check;

@@ -1,18 +1,16 @@
 // Decodes the recordings of scenarios while they run: the wires carry the same screens and the same protocol violations
 // as the simulator reports.
-#include "sim/decode/decoder.h"
-#include "sim/decode/vcd_reader.h"
 #include "sim/session/scenario_player.h"
 #include "sim/wires/recording_file.h"
 #include "tests/support/scratch_folder.h"
+#include "tests/wires/decoded_recording.h"
 
 #include <algorithm>
-#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <optional>
 #include <set>
 #include <sys/stat.h>
 #include <thread>
-#include <unistd.h>
 
 namespace {
 
@@ -34,60 +32,20 @@ sim::DeviceFiles& files()
     return shared;
 }
 
-/// A screen that differs from the previous one, and when it appeared.
-struct Shown {
-    /// The simulator observes the device at intervals; the screen appeared after `after`.
-    CaptureTime after;
-    CaptureTime until;
-    Screen screen;
-};
+/// The screens that the simulator observes, at intervals: each appeared after `after`.
+struct ObservedScreens {
+    std::vector<DecodedScreen> list;
+    std::vector<CaptureTime> after;
 
-/// The screens except blank ones: a display that is switched off is not blank on the wires, but dark.
-class ShownScreens {
-public:
-    void add(CaptureTime after, CaptureTime until, const Screen& screen)
+    void add(CaptureTime before, CaptureTime now, const Screen& screen)
     {
-        if (screen != Screen{} && (shown.empty() || shown.back().screen != screen)) {
-            shown.push_back({after, until, screen});
-        }
+        addDistinct(list, now, screen);
+        after.resize(list.size(), before);
     }
-    [[nodiscard]] const std::vector<Shown>& list() const { return shown; }
-
-private:
-    std::vector<Shown> shown;
 };
-
-class Decoded : public sim::DecodeListener {
-public:
-    void event(CaptureTime /*time*/, const std::string& /*text*/) override {}
-    void note(CaptureTime /*time*/, const std::string& /*text*/) override {}
-    void violation(CaptureTime /*time*/, const std::string& text) override { violations.push_back(text); }
-    void screen(CaptureTime time, const Screen& seen) override { screens.add(time, time, seen); }
-
-    ShownScreens screens;
-    Lines violations;
-};
-
-/// Decodes the pipe until it is closed.
-void decode(const fs::path& pipe, Decoded& decoded)
-{
-    const int descriptor = open(pipe.c_str(), O_RDONLY);
-    sim::VcdReader reader(
-        [descriptor](std::span<char> buffer) {
-            return static_cast<std::size_t>(std::max<ssize_t>(read(descriptor, buffer.data(), buffer.size()), 0));
-        },
-        pipe.string());
-    for (std::size_t i = 0; i < sim::lineCount; ++i) {
-        reader.connect(reader.wires().at(i), static_cast<sim::Line>(i));
-    }
-    sim::Decoder decoder({}, decoded);
-    reader.read(decoder.input());
-    decoder.finish(reader.end());
-    close(descriptor);
-}
 
 struct Simulated {
-    ShownScreens screens;
+    ObservedScreens screens;
     Lines violations;
 };
 
@@ -112,19 +70,19 @@ void expectEqualAfterARoundTrip(const std::string& name)
     const ScratchFolder folder;
     const fs::path pipe = folder / "wires.vcd";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    Decoded decoded;
-    std::jthread decoder([&] { decode(pipe, decoded); });
+    std::optional<DecodedRecording> decoded;
+    std::jthread decoder([&] { decoded.emplace(pipe); });
     const Simulated simulated = simulate(SCENARIOS_DIR "/" + name + ".scenario", pipe);
     decoder.join();
 
-    EXPECT_EQ(decoded.violations, simulated.violations);
-    const std::vector<Shown>& expected = simulated.screens.list();
-    const std::vector<Shown>& actual = decoded.screens.list();
+    EXPECT_EQ(decoded->violations(), simulated.violations);
+    const std::vector<DecodedScreen>& expected = simulated.screens.list;
+    const std::vector<DecodedScreen>& actual = decoded->screens();
     ASSERT_EQ(actual.size(), expected.size());
     for (std::size_t i = 0; i < expected.size(); ++i) {
         EXPECT_TRUE(actual[i].screen == expected[i].screen) << "screen " << i;
-        EXPECT_GT(actual[i].until, expected[i].after) << "screen " << i;
-        EXPECT_LE(actual[i].until, expected[i].until) << "screen " << i;
+        EXPECT_GT(actual[i].time, simulated.screens.after[i]) << "screen " << i;
+        EXPECT_LE(actual[i].time, expected[i].time) << "screen " << i;
     }
 }
 
