@@ -70,8 +70,9 @@ TEST(Channels, RejectsWrongLists)
                    "encoder_b"},
         {"clk=D0,clk=D1", "two channels for clk"},
     };
-    for (const auto& [list, message] : cases) {
-        EXPECT_EQ(thrownMessage<std::invalid_argument>([&] { (void)sim::parseChannels(list); }), message) << list;
+    for (const auto& wrong : cases) {
+        EXPECT_EQ(thrownMessage<std::invalid_argument>([&] { (void)sim::parseChannels(wrong.list); }), wrong.message)
+            << wrong.list;
     }
 }
 
