@@ -1,5 +1,6 @@
 // Decodes the recordings of scenarios while they run: the wires carry the same screens and the same protocol violations
 // as the simulator reports.
+#include "sim/device/simulated_device.h"
 #include "sim/session/scenario_player.h"
 #include "sim/wires/recording_file.h"
 #include "tests/support/scratch_folder.h"
@@ -83,6 +84,38 @@ void expectEqualAfterARoundTrip(const std::string& name)
         EXPECT_TRUE(actual[i].screen == expected[i].screen) << "screen " << i;
         EXPECT_GT(actual[i].time, simulated.screens.after[i]) << "screen " << i;
         EXPECT_LE(actual[i].time, expected[i].time) << "screen " << i;
+    }
+}
+
+/// When the transfers of the frames end. The log has whole microseconds.
+std::vector<CaptureTime> endsOfFrames(const Lines& traffic)
+{
+    constexpr std::chrono::nanoseconds frameTime(10240 * 8 * 80);
+    std::vector<CaptureTime> ends;
+    for (const std::string& entry : traffic) {
+        if (entry.ends_with(" spi D [10240 bytes]")) {
+            ends.emplace_back(std::chrono::microseconds(std::stoll(entry)) + frameTime);
+        }
+    }
+    return ends;
+}
+
+TEST(RoundTripTimes, AreExact)
+{
+    constexpr std::uint64_t someFrames = 600;
+    const ScratchFolder folder;
+    sim::RecordingFile recording(folder / "wires.vcd", sim::RecordingState::noLimit);
+    sim::SimulatedDevice device(
+        {.updater = UPDATER, .preload = PRELOAD, .root = folder / "device", .wires = &recording});
+    device.runTo(someFrames);
+    recording.finish();
+    const std::vector<CaptureTime> expected = endsOfFrames(device.traffic());
+    const DecodedRecording decoded(folder / "wires.vcd");
+    ASSERT_GT(expected.size(), 3U);
+    ASSERT_EQ(decoded.screens().size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_GE(decoded.screens()[i].time, expected[i]) << "screen " << i;
+        EXPECT_LT(decoded.screens()[i].time, expected[i] + std::chrono::microseconds(1)) << "screen " << i;
     }
 }
 
