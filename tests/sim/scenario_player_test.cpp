@@ -207,7 +207,7 @@ private:
     std::vector<std::thread> threads;
 };
 
-TEST(ScenarioPlayer, AReplayOnABusyMachineProducesTheSameFrames)
+TEST(LongBusyReplay, ProducesTheSameFrames)
 {
     const Played first = play(update + "await screen done\n");
     const Load load;

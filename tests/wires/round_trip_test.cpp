@@ -145,8 +145,8 @@ std::string withUnderscores(std::string name)
     return name;
 }
 
-/// One with protocol violations, one with a slow bus.
-INSTANTIATE_TEST_SUITE_P(Sample, RoundTrip, testing::Values("cut-frames", "slow-bus"),
+/// One with protocol violations.
+INSTANTIATE_TEST_SUITE_P(Sample, RoundTrip, testing::Values("cut-frames"),
                          [](const auto& test) { return withUnderscores(test.param); });
 // Two suites, which can run at the same time.
 INSTANTIATE_TEST_SUITE_P(Even, RoundTrip, testing::ValuesIn(everySecondScenario(0)),
