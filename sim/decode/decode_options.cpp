@@ -72,14 +72,14 @@ constexpr Option optionsWithValue[] = {
     {"--expect", addExpectation},
 };
 
-const Option& optionNamed(const std::string& name)
+const Option& optionNamed(std::string_view name)
 {
     for (const Option& option : optionsWithValue) {
         if (option.name == name) {
             return option;
         }
     }
-    throw DecodeUsageError("unknown option " + name);
+    throw DecodeUsageError("unknown option " + std::string(name));
 }
 
 /// In the current folder, with the name of the capture.

@@ -31,7 +31,7 @@ constexpr TimeUnit timeUnits[] = {
 };
 
 /// Quotes a part of the file for a message: at most 40 characters, all of them printable.
-std::string quoted(std::string_view text)
+std::string excerpt(std::string_view text)
 {
     constexpr std::size_t longest = 40;
     std::string result = "\"";
@@ -155,7 +155,7 @@ void VcdReader::readHeader()
     for (;;) {
         const std::string_view token = required("the header, before $enddefinitions");
         if (token.front() != '$') {
-            fail("expected a keyword such as $var, but found " + quoted(token));
+            fail("expected a keyword such as $var, but found " + excerpt(token));
         }
         if (!readDeclaration(std::string(token), scopes)) {
             return;
@@ -215,7 +215,7 @@ void VcdReader::readTimescale()
         return candidate.name == text.substr(digits);
     });
     if ((count != 1 && count != 10 && count != 100) || unit == std::end(timeUnits)) {
-        fail("wrong timescale " + quoted(text) + ": expected 1, 10 or 100 with s, ms, us, ns, ps or fs");
+        fail("wrong timescale " + excerpt(text) + ": expected 1, 10 or 100 with s, ms, us, ns, ps or fs");
     }
     timescaleText = std::to_string(count) + " " + std::string(unit->name);
     multiplier = unit->picoseconds * count;
@@ -230,7 +230,7 @@ void VcdReader::readVariable(const std::vector<std::string>& scopes)
     }
     const std::optional<std::uint64_t> width = parsed(parts[1]);
     if (!width) {
-        fail("wrong size of a variable: " + quoted(parts[1]));
+        fail("wrong size of a variable: " + excerpt(parts[1]));
     }
     const std::string& type = parts[0];
     const bool hasLevels = type != "real" && type != "realtime" && type != "string";
@@ -312,7 +312,7 @@ void VcdReader::readChange(std::string_view token, EdgeSink& sink)
     }
     const std::optional<Level> level = levelOf(token.front());
     if (!level) {
-        fail("expected a time or a value, but found " + quoted(token));
+        fail("expected a time or a value, but found " + excerpt(token));
     }
     if (token.size() == 1) {
         fail(tokens.endedInToken() ? "truncated: the file ends within a value" : "a value without an identifier");
@@ -333,7 +333,7 @@ void VcdReader::readKeyword(std::string_view keyword)
         while (required("a comment") != "$end") {
         }
     } else if (keyword != "$dumpvars" && keyword != "$dumpall" && keyword != "$dumpon") {
-        fail("unknown keyword " + quoted(keyword));
+        fail("unknown keyword " + excerpt(keyword));
     }
 }
 
@@ -344,10 +344,10 @@ void VcdReader::readTime(std::string_view digits)
     }
     const std::optional<std::uint64_t> value = parsed(digits);
     if (!value) {
-        fail("wrong time " + quoted(digits));
+        fail("wrong time " + excerpt(digits));
     }
     if (*value > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() / multiplier)) {
-        fail("time " + quoted(digits) + " is after 106 days");
+        fail("time " + excerpt(digits) + " is after 106 days");
     }
     if (*value < tick && firstTick) {
         fail("time " + std::to_string(*value) + " follows time " + std::to_string(tick));
@@ -362,7 +362,7 @@ void VcdReader::readTime(std::string_view digits)
 void VcdReader::readVector(std::string_view value, EdgeSink& sink)
 {
     if (!isVector(value)) {
-        fail("wrong vector " + quoted(value));
+        fail("wrong vector " + excerpt(value));
     }
     // The value is invalid after the next token is read.
     std::array<Level, mostWiresPerVariable> bits{};
@@ -396,7 +396,8 @@ const VcdReader::Variable& VcdReader::variableOf(std::string_view identifier) co
 {
     const std::size_t index = indexOf(identifier);
     if (index == unknown) {
-        fail((tokens.endedInToken() ? "truncated or unknown identifier " : "unknown identifier ") + quoted(identifier));
+        fail((tokens.endedInToken() ? "truncated or unknown identifier " : "unknown identifier ") +
+             excerpt(identifier));
     }
     return variables[index];
 }

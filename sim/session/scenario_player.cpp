@@ -28,7 +28,7 @@ bool hasVerb(const Scenario& scenario, Verb verb)
 void expectEqual(const std::string& what, const std::string& expected, const std::string& found)
 {
     const auto describe = [&](const std::string& text) {
-        return text.empty() ? "no " + what : what + " " + quoted(text);
+        return text.empty() ? "no " + what : what + " " + quote(text);
     };
     if (found != expected) {
         throw std::runtime_error("expected " + describe(expected) + ", but found " + describe(found));
@@ -128,14 +128,14 @@ void ScenarioPlayer::await(const Statement& statement)
         if (!references.contains(statement.text())) {
             throw std::runtime_error("no reference picture " + statement.text() + ".png");
         }
-        result = "screen " + quoted(statement.text());
+        result = "screen " + quote(statement.text());
         return runUntil([&] { return screenName() == statement.text(); }, result);
     case Verb::AwaitOutput:
         return runUntil([&] { return seen.output.find(statement.text()) != std::string::npos; },
-                        "output " + quoted(statement.text()));
+                        "output " + quote(statement.text()));
     case Verb::AwaitError:
         return runUntil([&] { return seen.error.find(statement.text()) != std::string::npos; },
-                        "error " + quoted(statement.text()));
+                        "error " + quote(statement.text()));
     case Verb::AwaitScript:
         return runUntil([&] { return findScriptStart(statement.text()); }, "start of " + statement.text());
     default: {
@@ -177,9 +177,9 @@ void ScenarioPlayer::expect(const Statement& statement)
     switch (statement.verb) {
     case Verb::ExpectScreen:
         if (screenName() != statement.text()) {
-            throw std::runtime_error("expected screen " + quoted(statement.text()) + ", but " + describeScreen());
+            throw std::runtime_error("expected screen " + quote(statement.text()) + ", but " + describeScreen());
         }
-        result = "screen " + quoted(statement.text());
+        result = "screen " + quote(statement.text());
         return;
     case Verb::ExpectNoFrame:
         return expectNoFrame(static_cast<std::uint64_t>(statement.number()));
@@ -207,7 +207,7 @@ void ScenarioPlayer::expect(const Statement& statement)
     case Verb::ExpectViolation: {
         const auto& violations = session.observe().violations;
         if (std::find(violations.begin(), violations.end(), statement.text()) == violations.end()) {
-            throw std::runtime_error("expected the protocol violation " + quoted(statement.text()) +
+            throw std::runtime_error("expected the protocol violation " + quote(statement.text()) +
                                      ", but it did not occur");
         }
         return;
@@ -294,7 +294,7 @@ std::string ScenarioPlayer::screenName() const
 std::string ScenarioPlayer::describeScreen() const
 {
     const std::string name = screenName();
-    return name.empty() ? "the last known screen is " + quoted(lastScreen) : "the screen is " + quoted(name);
+    return name.empty() ? "the last known screen is " + quote(lastScreen) : "the screen is " + quote(name);
 }
 
 std::string ScenarioPlayer::describeEnd() const

@@ -260,7 +260,7 @@ std::string alternatives(const std::vector<std::string>& expected)
 
 SyntaxError errorAt(std::span<const Token> tokens, std::size_t index, const std::vector<std::string>& expected)
 {
-    const std::string found = index < tokens.size() ? "found " + quoted(tokens[index].text) : "the line ends";
+    const std::string found = index < tokens.size() ? "found " + quote(tokens[index].text) : "the line ends";
     return SyntaxError{"expected " + alternatives(expected) + ", but " + found};
 }
 
@@ -287,7 +287,7 @@ Statement parseForm(std::span<const Token> tokens)
 
 } // namespace
 
-std::string quoted(const std::string& text)
+std::string quote(const std::string& text)
 {
     std::string result = "\"";
     for (const char character : text) {
@@ -348,7 +348,7 @@ std::string print(const Statement& statement)
             text += word;
         } else {
             const std::string& argument = statement.text(next++);
-            text += word == "TEXT" ? quoted(argument) : argument;
+            text += word == "TEXT" ? quote(argument) : argument;
         }
     }
     return text;

@@ -85,6 +85,6 @@ public:
 /// The inverse of `parseStatement`.
 [[nodiscard]] std::string print(const Statement& statement);
 /// A text in quotes, on one line, as in a statement.
-[[nodiscard]] std::string quoted(const std::string& text);
+[[nodiscard]] std::string quote(const std::string& text);
 
 } // namespace sim

@@ -14,7 +14,7 @@ std::string link(const std::string& screen)
     return "[" + screen + "]";
 }
 
-std::string quoted(const std::string& line)
+std::string code(const std::string& line)
 {
     return "`" + line + "`";
 }
@@ -42,7 +42,7 @@ std::string nameOf(const Moment& moment)
 {
     const bool isLine =
         moment.stage == Stage::Decrypting || moment.stage == Stage::Formatting || moment.stage == Stage::Installing;
-    return isLine ? quoted(moment.name) : moment.name;
+    return isLine ? code(moment.name) : moment.name;
 }
 
 std::string sightOf(const Cell& cell, const Result& result)
@@ -64,7 +64,7 @@ std::string sightOf(const Cell& cell, const Result& result)
     } else if (result.message.empty()) {
         text += link("preparing") + ", with the wheel stopped";
     } else {
-        text += link("preparing-progress") + " with " + quoted(result.message) + ", with the wheel stopped";
+        text += link("preparing-progress") + " with " + code(result.message) + ", with the wheel stopped";
     }
     const bool isWrong = !result.hasFailed && result.memory == Memory::Incomplete;
     return text + (isWrong ? ", although the memory is not complete" : "");
