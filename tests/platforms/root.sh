@@ -40,6 +40,7 @@ in_root() {
   unshare --mount --pid --fork --kill-child --propagation private sh -euc '
     root=$1
     shift
+    mount --bind "$root" "$root" # only below a mount point can tests create mount namespaces
     mount --rbind /dev "$root/dev"
     mount --rbind /sys "$root/sys"
     mount -t proc proc "$root/proc"
