@@ -172,6 +172,23 @@ describe("drive", () => {
         await panel.page.getByText("To replay the scenario, put your tonecrate.fw next to it.").waitFor();
     });
 
+    test("can be plugged when the list of drives has arrived", async () => {
+        const panel = await open();
+        let deliver;
+        const arrival = new Promise(resolve => { deliver = resolve; });
+        await panel.page.route("**/choices", async route => {
+            await arrival;
+            await route.continue();
+        });
+        await panel.page.reload();
+        await panel.awaitStatus("Running");
+        const isDisabled = await panel.find("stick").isDisabled();
+        deliver();
+        assert.equal(isDisabled, true);
+        await panel.plugOrUnplug();
+        await panel.awaitScreen("menu");
+    });
+
     test("contains the file that the user drops on it", async () => {
         const panel = await open();
         await panel.find("stick").evaluate(stick => {

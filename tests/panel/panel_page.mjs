@@ -27,6 +27,7 @@ export class PanelPage {
         const panel = new PanelPage(await context.newPage());
         await panel.page.goto(address);
         await panel.awaitStatus("Running");
+        await panel.page.locator("#stick:enabled").waitFor();
         return panel;
     }
 
@@ -87,7 +88,9 @@ export class PanelPage {
         const end = Date.now() + TIMEOUT;
         let seen = await this.page.evaluate(read);
         while (seen !== expected) {
-            assert.ok(Date.now() < end, `expected "${expected}", but the page shows "${seen}"`);
+            if (Date.now() > end) {
+                assert.fail(`expected "${expected}", but the page shows "${seen}"\n${await this.#situation()}`);
+            }
             await this.page.waitForTimeout(POLLING_PERIOD);
             seen = await this.page.evaluate(read);
         }
@@ -109,6 +112,13 @@ export class PanelPage {
 
     async awaitLog(text) {
         await this.page.locator("#log .text").getByText(text, {exact: true}).first().waitFor({timeout: TIMEOUT});
+    }
+
+    /** The state of the run and the end of the log. */
+    async #situation() {
+        const texts = await Promise.all(["status-text", "iteration", "script", "notice"]
+            .map(async id => `${id}: ${await this.find(id).textContent()}`));
+        return [...texts, ...(await this.logTexts()).slice(-10)].join("\n");
     }
 
     async number(id) {

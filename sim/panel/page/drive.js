@@ -21,8 +21,9 @@ export class Drive {
         this.#listenToDrops();
     }
 
-    /** `choices`: name and title of each prepared drive. */
+    /** `choices`: name and title of each prepared drive. Before this call, the drive cannot be plugged. */
     setChoices(choices) {
+        this.#elements.stick.disabled = false;
         this.#titles = new Map(choices.map(({name, title}) => [name, title]));
         this.#elements.choice.replaceChildren(...choices.map(({name, title}) => new Option(title, name)));
         if (this.#titles.has(this.#plugged)) {
