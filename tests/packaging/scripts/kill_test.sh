@@ -59,7 +59,7 @@ state() {
   {
     cat memory.img backup.img
     cd "$root"
-    find tmp run -path run/calls -prune -o -printf '%p %y %m %U %l\n' -type f -exec sha256sum {} \; | sort
+    find tmp run -path run/calls -prune -o -printf '%p %y %m %U %l\n' -type f -exec sha256sum {} + | sort
   } | openssl sha256 # faster than sha256sum
 }
 
