@@ -48,7 +48,8 @@ bool isVcd(const std::vector<char>& text)
 
 CaptureFile::CaptureFile(const fs::path& path) : fileName(path == "-" ? "standard input" : path.string())
 {
-    descriptor = path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // Without O_NONBLOCK, opening a FIFO would wait for its writer, and could not be interrupted reliably.
+    descriptor = path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     struct stat status = {};
     if (descriptor < 0 || fstat(descriptor, &status) != 0) {
         fail(std::strerror(errno));
@@ -125,12 +126,12 @@ std::size_t CaptureFile::read(std::span<char> buffer)
 std::size_t CaptureFile::readDescriptor(std::span<char> buffer)
 {
     for (;;) {
+        awaitInput(descriptor);
         const ssize_t count = ::read(descriptor, buffer.data(), buffer.size());
-        checkSignals();
         if (count >= 0) {
             return static_cast<std::size_t>(count);
         }
-        if (errno != EINTR) {
+        if (errno != EINTR && errno != EAGAIN) {
             fail(std::strerror(errno));
         }
     }

@@ -1,13 +1,16 @@
 // Records the last signal.
 #include "sim/session/signals.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <initializer_list>
+#include <poll.h>
 
 namespace sim {
 
 namespace {
+
+constexpr int terminationSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
 volatile std::sig_atomic_t recorded = 0;
 
@@ -20,7 +23,7 @@ void record(int signal)
 
 void watchSignals()
 {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
+    for (const int signal : terminationSignals) {
         struct sigaction action = {};
         sigaction(signal, nullptr, &action);
         if (action.sa_handler == SIG_IGN && signal != SIGPIPE) {
@@ -42,6 +45,23 @@ void checkSignals()
     if (recorded != 0) {
         throw Interrupted();
     }
+}
+
+/// Blocks the signals except while it waits, so that none can arrive between the check and the wait.
+void awaitInput(int descriptor)
+{
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    for (const int signal : terminationSignals) {
+        sigaddset(&blocked, signal);
+    }
+    sigset_t unblocked;
+    pthread_sigmask(SIG_BLOCK, &blocked, &unblocked);
+    pollfd input = {descriptor, POLLIN, 0};
+    while (recorded == 0 && ppoll(&input, 1, nullptr, &unblocked) < 0 && errno == EINTR) {
+    }
+    pthread_sigmask(SIG_SETMASK, &unblocked, nullptr);
+    checkSignals();
 }
 
 void endBySignal(int signal)

@@ -18,6 +18,9 @@ void watchSignals();
 [[nodiscard]] int caughtSignal();
 /// Throws Interrupted if a signal has been recorded.
 void checkSignals();
+/// Waits until a read from the descriptor would not block. Throws Interrupted after a termination signal, even if the
+/// signal arrived before the wait; a blocking read would then wait for input.
+void awaitInput(int descriptor);
 /// Ends the program with the default action of the signal.
 [[noreturn]] void endBySignal(int signal);
 

@@ -1,7 +1,7 @@
 # Sessions with the simulated device, and scenarios.
 add_folder_tests(sim_session
     SOURCES animated_png_test.cpp live_clock_test.cpp movie_test.cpp scenario_player_test.cpp session_test.cpp
-            statement_test.cpp
+            signals_test.cpp statement_test.cpp
     LIBRARIES sim_session
     LONG Scenarios/LongReplay LongBusyReplay
     COST 15

@@ -1,0 +1,81 @@
+#include "sim/session/signals.h"
+
+#include <array>
+#include <csignal>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace sim {
+
+namespace {
+
+/// An empty pipe with a writer, from which a read would block.
+class EmptyPipe {
+public:
+    EmptyPipe() { EXPECT_EQ(pipe(ends.data()), 0); }
+    EmptyPipe(const EmptyPipe&) = delete;
+    EmptyPipe& operator=(const EmptyPipe&) = delete;
+    ~EmptyPipe()
+    {
+        close(ends[0]);
+        close(ends[1]);
+    }
+
+    [[nodiscard]] int output() const { return ends[0]; }
+    void fill() const { EXPECT_EQ(write(ends[1], "x", 1), 1); }
+
+private:
+    std::array<int, 2> ends{};
+};
+
+constexpr unsigned longestWaitSeconds = 60;
+
+/// Exits with 0 if waiting for input is interrupted.
+[[noreturn]] void exitAfterWaiting(int descriptor)
+{
+    alarm(longestWaitSeconds);
+    try {
+        awaitInput(descriptor);
+    } catch (const Interrupted&) {
+        _exit(0);
+    }
+    _exit(1);
+}
+
+} // namespace
+
+TEST(Signals, InterruptAWaitThatBeginsAfterTheSignal)
+{
+    const EmptyPipe pipe;
+    const auto interrupt = [&] {
+        watchSignals();
+        std::raise(SIGTERM);
+        exitAfterWaiting(pipe.output());
+    };
+    EXPECT_EXIT(interrupt(), testing::ExitedWithCode(0), "");
+}
+
+TEST(Signals, InterruptAWaitThatHasBegun)
+{
+    const EmptyPipe pipe;
+    const auto interrupt = [&] {
+        watchSignals();
+        const pid_t waiting = getpid();
+        if (fork() == 0) {
+            usleep(50'000);
+            kill(waiting, SIGTERM);
+            _exit(0);
+        }
+        exitAfterWaiting(pipe.output());
+    };
+    EXPECT_EXIT(interrupt(), testing::ExitedWithCode(0), "");
+}
+
+TEST(Signals, DoNotDelayInput)
+{
+    const EmptyPipe pipe;
+    pipe.fill();
+    EXPECT_NO_THROW(awaitInput(pipe.output()));
+}
+
+} // namespace sim
