@@ -64,7 +64,8 @@ public:
     HttpServer(const std::string& address, std::uint16_t port, Handlers chosenHandlers);
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
-    /// Disconnects the clients. Streams must not block any longer.
+    /// Disconnects the clients. Streams must not block any longer. libmicrohttpd 0.9.75 crashes if it rejects a
+    /// malformed request at this moment; the only server ends with its program.
     ~HttpServer();
 
     [[nodiscard]] std::uint16_t port() const { return listeningPort; }

@@ -39,6 +39,11 @@ bool HttpClient::send(const std::string& bytes)
     return true;
 }
 
+void HttpClient::finishSending()
+{
+    shutdown(fd, SHUT_WR);
+}
+
 std::string HttpClient::receiveUntil(const std::string& text)
 {
     std::array<char, 65536> buffer;

@@ -14,6 +14,8 @@ public:
 
     /// Returns false if the server has closed the connection.
     bool send(const std::string& bytes);
+    /// Tells the server that nothing more follows.
+    void finishSending();
     /// Waits until `text` has arrived or the server has closed the connection. Returns everything received so far.
     /// Throws std::runtime_error after a minute without a byte.
     std::string receiveUntil(const std::string& text);
