@@ -1,13 +1,14 @@
 // Creates and removes the drive's device nodes.
 #include "sim/models/usb_drive.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <fstream>
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 namespace sim {
 
@@ -49,17 +50,28 @@ std::optional<Extent> firstPartition(const fs::path& image)
     return isTable ? std::optional(extent) : std::nullopt;
 }
 
+/// Skips blocks of zeros, because most of an image is empty: the copy is sparse.
 void copyExtent(const fs::path& from, const Extent& extent, const fs::path& to)
 {
-    std::vector<char> bytes(extent.size);
+    static constexpr std::array<char, 65536> zeros{};
+    std::array<char, zeros.size()> block;
     std::ifstream in(from, std::ios::binary);
     in.seekg(static_cast<std::streamoff>(extent.offset));
-    in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     std::ofstream out(to, std::ios::binary);
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    if (!in || !out.flush()) {
-        throw std::runtime_error("cannot copy the partition of " + from.string());
+    for (std::uint64_t rest = extent.size; rest > 0 && in && out;) {
+        const std::size_t size = std::min<std::uint64_t>(rest, block.size());
+        in.read(block.data(), static_cast<std::streamsize>(size));
+        if (std::memcmp(block.data(), zeros.data(), size) == 0) {
+            out.seekp(static_cast<std::streamoff>(size), std::ios::cur);
+        } else {
+            out.write(block.data(), static_cast<std::streamsize>(size));
+        }
+        rest -= size;
     }
+    if (!in || !out.flush()) {
+        throw std::runtime_error("cannot copy " + from.string());
+    }
+    fs::resize_file(to, extent.size);
 }
 
 void removeNode(const fs::path& node)
@@ -87,7 +99,7 @@ void UsbDrive::plug(const fs::path& image)
     }
     // Renamed into place, so that a program never opens a partial copy.
     const fs::path unfinished = disk.string() + ".part";
-    fs::copy_file(image, unfinished, fs::copy_options::overwrite_existing);
+    copyExtent(image, {0, fs::file_size(image)}, unfinished);
     fs::rename(unfinished, disk);
 }
 

@@ -19,7 +19,7 @@ is_mounted() {
 
 # mount_at FOLDER TYPE ro|rw DEVICE
 mount_at() {
-  mkdir -p "${1%/*}" && rm -rf "$1" && mkdir "$1" || return
+  release "$1" && mkdir -p "$1" || return
   case $2 in
   ext4) copy_ext4 "$4" "$1" ;;
   vfat) mcopy -s -n -m -i "$4" '::*' "$1/" </dev/null >/dev/null 2>&1 || is_empty_fat "$4" ;;
@@ -81,9 +81,9 @@ write_image() {
   return 1
 }
 
-# release FOLDER: discards what has not been written.
+# release FOLDER: discards what has not been written. Removes the folder last, because rm may be killed.
 release() {
-  rm -rf "$1" "$1.mounted"
+  [ ! -e "$1" ] || rm -rf "$1.mounted" "$1"
 }
 
 # same_device DEVICE DEVICE

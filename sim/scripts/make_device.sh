@@ -41,7 +41,7 @@ main() {
   root=$(realpath -m -- "$1")
   make_scratch "${root%/*}/"
   make_memory_content "$scratch/content" "${5:-1.4.2}"
-  make_root "$scratch/root" "$2" "$scratch/content" "${3:-32768}"
+  make_root "$scratch/root" "$2" "$scratch/content" "${3:-8192}"
   echo "usable_kib=${4:-0}" >>"$scratch/root/etc/tonecrate/updater.conf"
   mv -T -- "$scratch/root" "$root"
 }

@@ -15,7 +15,7 @@ namespace sim {
 struct SessionSetup {
     /// Empty for a device without firmware.
     std::string installedVersion = "1.4.2";
-    int memoryKib = 32768;
+    int memoryKib = 8192;
     /// How many KiB of files a worn memory accepts; 0 for no limit.
     int usableKib = 0;
     /// Names from injected_faults.h.
