@@ -114,22 +114,23 @@ plug_firmware() {
 plug() {
   local loop
   loop=$(losetup --find --show --offset "${3:-0}" ${4:+"$4"} "$2")
-  mknod "$root/dev/$1" b "$((0x$(stat -c %t "$loop")))" "$((0x$(stat -c %T "$loop")))"
+  cp -a "$loop" "$root/dev/$1"
   echo "$loop" >"$work/loops/$1"
 }
 
-# unplug NAME: removes the device node immediately; the kernel releases the loop device after its last user.
+# unplug NAME...: removes the device nodes immediately; the kernel releases a loop device after its last user.
 unplug() {
-  rm -f "$root/dev/$1"
-  losetup --detach "$(cat "$work/loops/$1")"
-  rm "$work/loops/$1"
+  local loop loops=()
+  for loop in "${@/#/$work/loops/}"; do
+    loops+=("$(<"$loop")")
+  done
+  rm -f "${@/#/$root/dev/}" "${@/#/$work/loops/}"
+  losetup --detach "${loops[@]}"
 }
 
 unplug_all() {
-  local loop
-  for loop in "$work"/loops/*; do
-    [[ ! -e $loop ]] || unplug "${loop##*/}"
-  done
+  local loops=("$work"/loops/*)
+  [[ ! -e ${loops[0]} ]] || unplug "${loops[@]##*/}"
 }
 
 plug_drive() {
@@ -138,8 +139,7 @@ plug_drive() {
 }
 
 unplug_drive() {
-  unplug sda1
-  unplug sda
+  unplug sda sda1
 }
 
 plug_partitions() {
@@ -157,15 +157,21 @@ boot() {
 }
 
 shut_down() {
-  local folder
-  while read -r folder; do
-    umount -l "$folder"
-  done < <(mounted_below "$root" | grep -v -x -e "$root/proc" -e "$root/sys" | tac)
+  local folder folders=()
+  for folder in $(mounted_below "$root"); do
+    [[ $folder == "$root/proc" || $folder == "$root/sys" ]] || folders=("$folder" "${folders[@]}")
+  done
+  [[ ${#folders[@]} -eq 0 ]] || umount -l "${folders[@]}"
   unplug_all
 }
 
+# mounted_below FOLDER: prints the mount points. Fails when there is none.
 mounted_below() {
-  cut -d ' ' -f 2 /proc/self/mounts | grep "^$1/"
+  local folder status=1
+  while read -r _ folder _; do
+    [[ $folder != "$1"/* ]] || { echo "$folder" && status=0; }
+  done </proc/self/mounts
+  return "$status"
 }
 
 reset_settings() {
@@ -183,10 +189,10 @@ cut_power() {
   boot
 }
 
-# renew: restarts the device with the content of a new one.
+# renew FOLDER: restarts the device with the images of the partitions in FOLDER; $work contains those of a new device.
 renew() {
   shut_down
-  cp --sparse=always "$work/memory.img" "$work/backup.img" .
+  cp --sparse=always "$1/memory.img" "$1/backup.img" .
   reset_settings
   boot
 }
@@ -247,7 +253,7 @@ verify() {
 }
 
 hash_of() {
-  sha256sum <"$1"
+  openssl sha256 <"$1" # faster than sha256sum
 }
 
 # decrypt_firmware: runs decrypt.sh, then removes the drive.
@@ -318,17 +324,22 @@ END
   } >>"$root/etc/tonecrate/updater.conf"
 }
 
-# signal_main: defines functions for on_line that send a signal to the process that runs `main`, a grandchild of the
-# script, and to its parent.
+# signal_main: defines functions for on_line and before_command that send a signal to the process that runs `main`, a
+# grandchild of the script, and to its parent. They fail unless the caller is this grandchild or a descendant of it.
 signal_main() {
   cat >>"$root/etc/tonecrate/updater.conf" <<'END'
-children_of() {
-  for stat in /proc/[0-9]*/stat; do
-    read -r pid _ _ parent _ 2>/dev/null <"$stat" && [ "$parent" = "$1" ] && echo "$pid"
+find_main() {
+  main=
+  read -r middle _ </proc/self/stat
+  while [ "$middle" -gt 1 ]; do
+    read -r _ _ _ parent _ <"/proc/$middle/stat" || return
+    [ "$parent" != $$ ] || { [ -n "$main" ]; return; }
+    main=$middle middle=$parent
   done
+  return 1
 }
-signal_middle() { kill -s "$1" $(children_of $$); }
-signal_main() { kill -s "$1" $(children_of "$(children_of $$)"); }
+signal_middle() { find_main && kill -s "$1" "$middle"; }
+signal_main() { find_main && kill -s "$1" "$main"; }
 END
 }
 

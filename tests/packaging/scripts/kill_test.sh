@@ -5,7 +5,7 @@
 # Usage: kill_test.sh busybox|dash lines|update|reset|sample   (what is tested: all progress lines, all commands of an
 # update or of a factory reset, or a few of each)
 set -uo pipefail
-files=(engine/engine.bin presets-factory/bass/cellar.preset) # few, because the scripts run more than 1500 times
+files=(engine/engine.bin presets-factory/bass/cellar.preset) # few, because the scripts run hundreds of times
 # shellcheck source=fixture.sh
 . "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
 
@@ -20,20 +20,26 @@ run_as_updater() {
   [[ $status -le 128 ]] || status=0
 }
 
-# operate MODE: runs the scripts as the updater does, for an update (0) or a factory reset (1). Sets $outcome to the end
-# of the operation: decrypt, format, install (the step that failed), or done. Without an installed version, the updater
-# offers only a factory reset.
+# run_step SCRIPT MODE: runs decrypt, format or install as the updater does, for an update (0) or a factory reset (1).
+# Without an installed version, the updater offers only a factory reset.
+run_step() {
+  case $1 in
+  decrypt) run_as_updater decrypt.sh /dev/sda1 ;;
+  format) [[ $2 -eq 1 || -s $root/tmp/fw/version.old.txt ]] && run_as_updater format.sh "$2" ;;
+  install) run_as_updater install.sh ;;
+  esac && [[ $status -eq 0 ]]
+}
+
+# operate MODE [SCRIPT]: runs all scripts, or SCRIPT and the following ones. Sets $outcome to the end of the operation:
+# decrypt, format, install (the step that failed), or done.
 operate() {
-  outcome=decrypt
-  run_as_updater decrypt.sh /dev/sda1
-  [[ $status -eq 0 ]] || return 0
-  outcome=format
-  [[ $1 -eq 1 || -s $root/tmp/fw/version.old.txt ]] || return 0
-  run_as_updater format.sh "$1"
-  [[ $status -eq 0 ]] || return 0
-  outcome=install
-  run_as_updater install.sh
-  [[ $status -eq 0 ]] || return 0
+  local script
+  outcome=
+  for script in decrypt format install; do
+    [[ -n $outcome || $script == "${2:-decrypt}" ]] || continue
+    outcome=$script
+    run_step "$script" "$1" || return 0
+  done
   outcome="done"
 }
 
@@ -43,24 +49,42 @@ verify_operation() {
   verify "${presets[$1]}"
 }
 
-# check_outcome MODE: checks an operation in which a process was killed, and then that the next one succeeds.
+# check_outcome MODE: checks an operation in which a process was killed, and then that the next one succeeds. Operations
+# that end equally and leave equal states are checked once.
 check_outcome() {
+  local state=unknown
+  ! describe_state || state="$1 $outcome $(sha256sum <state.tar)"
+  ! grep -q -s -x -F "$state" "$work/checked_states" || return 0
   [[ $outcome != "done" ]] || verify_operation "$1" || { echo "done, but incomplete"; return 1; }
   reset_settings
   operate "$1"
   [[ $outcome == "done" ]] || { echo "the next operation fails in $outcome: $(tail -n 3 err)"; return 1; }
-  verify_operation "$1"
+  verify_operation "$1" || return
+  [[ $state == unknown ]] || echo "$state" >>"$work/checked_states"
 }
 
-# state: identifies all that the next operation finds: both partitions, /tmp and /run. Fails if a partition is mounted,
-# because its image is then incomplete.
-state() {
+# Writes all that the next operation finds to state.tar: /tmp, /run, and the content of both partitions. Fails if a
+# partition is mounted, because its image is then incomplete.
+describe_state() {
   ! mounted_below "$root/run" >/dev/null || return 1
-  {
-    cat memory.img backup.img
-    cd "$root"
-    find tmp run -path run/calls -prune -o -printf '%p %y %m %U %l\n' -type f -exec sha256sum {} + | sort
-  } | openssl sha256 # faster than sha256sum
+  rm -rf state
+  mkdir state
+  describe_partition memory
+  describe_partition backup
+  tar --sort=name --mtime=@0 --exclude=run/calls -cf state.tar state -C "$root" tmp run
+}
+
+# describe_partition NAME: the content of a file system without errors stands for its image: the scripts do not depend
+# on its times, UUID and mount count.
+describe_partition() {
+  local varying='UUID|Hash Seed|created|time|checked|Mount count|Journal sequence|[Cc]hecksum:'
+  if e2fsck -fn "$1.img" && dumpe2fs -h "$1.img" >header && ! grep needs_recovery header; then
+    grep -v -E "$varying" header >"state/$1.header"
+    mkdir "state/$1"
+    debugfs -R "rdump / state/$1" "$1.img"
+  else
+    cp --sparse=always "$1.img" state/
+  fi >/dev/null 2>&1
 }
 
 # killed_at LINE COMMAND MODE: COMMAND kills a process of the script after the progress line LINE.
@@ -106,22 +130,47 @@ sleep() { [ "$1" -le 1 ] || command sleep "$1"; }
 END
 }
 
-# killed_at_every STEP MODE LEAST: tests every STEP-th external command of an operation, each time on a new device. The
-# operation must have at least LEAST commands. Kills that leave equal states are followed by one further operation only.
+# save_points MODE: runs an operation, and saves what each script finds in points/SCRIPT: both partitions, /tmp, /run and
+# the number of external commands before it.
+save_points() {
+  local script
+  renew "$work"
+  plug_drive
+  before_command -1 : "${commands[@]}"
+  for script in decrypt format install; do
+    mkdir -p "points/$script"
+    cp --sparse=always memory.img backup.img "points/$script/"
+    cp -a "$root/tmp" "$root/run" "points/$script/"
+    find "points/$script/run/calls" -type f -printf '%f\n' -delete | wc -l >"points/$script/number"
+    rmdir "points/$script/run/calls"
+    run_step "$script" "$1" || { echo "$script fails without a kill"; return 1; }
+  done
+}
+
+# start_at NUMBER: restores the last saved point before external command NUMBER. Sets $script to the script that runs
+# next and $before to the number of external commands before it.
+start_at() {
+  for script in install format decrypt; do
+    before=$(<"points/$script/number")
+    [[ $before -gt $1 ]] || break
+  done
+  renew "points/$script"
+  cp -a "points/$script"/{tmp,run} "$root"
+  plug_drive
+}
+
+# killed_at_every STEP MODE LEAST: tests every STEP-th external command of an operation. The operation must have at least
+# LEAST commands.
 killed_at_every() {
-  local number=0 found
-  local -A checked=()
+  local number=0 script before
+  save_points "$2"
   while true; do
-    renew
-    plug_drive
+    start_at "$number"
     signal_main
-    before_command "$number" ": >/run/killed; signal_main KILL" "${commands[@]}"
+    before_command $((number - before)) ": >/run/killed; signal_main KILL" "${commands[@]}"
     skip_pauses
-    operate "$2"
+    operate "$2" "$script"
     [[ -e $root/run/killed ]] || break
-    found="$outcome $(state)" || found=$number
-    [[ -z ${checked[$found]:-} ]] || { number=$((number + $1)); continue; }
-    checked[$found]=yes
     check_outcome "$2" || { echo "killed before command $number"; return 1; }
     number=$((number + $1))
   done

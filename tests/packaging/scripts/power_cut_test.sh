@@ -35,7 +35,7 @@ update_again() {
 cut_at_every_command() {
   local number=0
   while true; do
-    renew
+    renew "$work"
     prepare
     before_command "$number" "kill -s KILL 0" mount umount e2fsck cp mv rm mkdir sync
     run_until_cut 0
