@@ -69,16 +69,26 @@ exchanged_chunks() {
 
 # damaged_chunk: nothing of a damaged chunk is unpacked.
 damaged_chunk() {
-  "$maker/tonecrate-pack-firmware" --chunk 1000 "$firmware" 2.0.0 "$work/keys" bad.fw
-  flip bad.fw -1500
+  "$maker/tonecrate-pack-firmware" --chunk 5000 "$firmware" 2.0.0 "$work/keys" bad.fw
+  flip bad.fw -7500
   expect_corrupt bad.fw
+}
+
+# good_parts: creates ./manifest and ./payload of a valid firmware file. Seals it only the first time.
+good_parts() {
+  if [[ ! -e $work/good ]]; then
+    archive_parts
+    tar -cf archive version.txt firmware
+    seal archive good.fw
+    mkdir "$work/good"
+    mv manifest payload "$work/good/"
+  fi
+  cp "$work/good/manifest" "$work/good/payload" .
 }
 
 # signed_manifest COMMAND...: the manifest is changed by COMMAND before it is signed.
 signed_manifest() {
-  archive_parts
-  tar -cf archive version.txt firmware
-  seal archive good.fw
+  good_parts
   "$@" <manifest >changed
   mv changed manifest
   seal_manifest bad.fw
@@ -87,9 +97,7 @@ signed_manifest() {
 
 # header_with SIZE: the header gives the manifest another size.
 header_with() {
-  archive_parts
-  tar -cf archive version.txt firmware
-  seal archive good.fw
+  good_parts
   printf 'tonecrate-fw-02\n%s\n' "$1" | cat - manifest >signed
   sign signed sealed "$work/keys"
   cat sealed payload >bad.fw
@@ -97,9 +105,7 @@ header_with() {
 }
 
 older_format() {
-  archive_parts
-  tar -cf archive version.txt firmware
-  seal archive good.fw
+  good_parts
   { printf 'tonecrate-fw-01\n' && cat payload; } >signed
   sign signed bad.fw "$work/keys"
   expect_corrupt bad.fw

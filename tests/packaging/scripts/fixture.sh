@@ -38,16 +38,13 @@ clean_up() {
 
 # add_program FOLDER PROGRAM...: copies programs and their libraries into the root.
 add_program() {
-  local folder=$root$1 program library
-  mkdir -p "$folder"
+  local folder=$root$1 program programs=()
   for program in "${@:2}"; do
-    program=$(type -P "$program") || { echo "missing tool: $program" >&2; exit 1; }
-    cp -L "$program" "$folder/"
-    for library in $(ldd "$program" 2>/dev/null | grep -o '/[^ ]*'); do
-      mkdir -p "$root${library%/*}"
-      cp -L "$library" "$root$library"
-    done
+    programs+=("$(type -P "$program")") || { echo "missing tool: $program" >&2; exit 1; }
   done
+  mkdir -p "$folder"
+  cp -L "${programs[@]}" "$folder/"
+  ldd "${programs[@]}" 2>/dev/null | grep -o '\s/[^ ]*' | sort -u | xargs -r cp -L --parents -t "$root"
 }
 
 make_root() {
