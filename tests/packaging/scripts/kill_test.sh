@@ -87,16 +87,6 @@ describe_partition() {
   fi >/dev/null 2>&1
 }
 
-# killed_at LINE COMMAND MODE: COMMAND kills a process of the script after the progress line LINE.
-killed_at() {
-  plug_drive
-  signal_main
-  on_line "$1" ": >/run/killed; $2"
-  operate "$3"
-  [[ -e $root/run/killed ]] || { echo "no script prints that line"; return 1; }
-  check_outcome "$3"
-}
-
 # fails_after_kill LINE: the script is killed at LINE of install.sh, and what it leaves behind fails. It must hold the
 # output open, because the updater would report success.
 fails_after_kill() {
@@ -130,33 +120,50 @@ sleep() { [ "$1" -le 1 ] || command sleep "$1"; }
 END
 }
 
-# save_points MODE: runs an operation, and saves what each script finds in points/SCRIPT: both partitions, /tmp, /run and
-# the number of external commands before it.
+# save_points MODE: runs an operation, and saves what each script finds in $work/points.MODE/SCRIPT: both partitions,
+# /tmp, /run and the number of external commands before it. Runs the operation only the first time.
 save_points() {
-  local script
-  renew "$work"
+  local script point
+  [[ ! -e $work/points.$1 ]] || return 0
   plug_drive
   before_command -1 : "${commands[@]}"
   for script in decrypt format install; do
-    mkdir -p "points/$script"
-    cp --sparse=always memory.img backup.img "points/$script/"
-    cp -a "$root/tmp" "$root/run" "points/$script/"
-    find "points/$script/run/calls" -type f -printf '%f\n' -delete | wc -l >"points/$script/number"
-    rmdir "points/$script/run/calls"
+    point=$work/points.$1/$script
+    mkdir -p "$point"
+    cp --sparse=always memory.img backup.img "$point/"
+    cp -a "$root/tmp" "$root/run" "$point/"
+    find "$point/run/calls" -type f -printf '%f\n' -delete | wc -l >"$point/number"
+    rmdir "$point/run/calls"
     run_step "$script" "$1" || { echo "$script fails without a kill"; return 1; }
   done
 }
 
-# start_at NUMBER: restores the last saved point before external command NUMBER. Sets $script to the script that runs
-# next and $before to the number of external commands before it.
-start_at() {
+# restore_point SCRIPT MODE: restarts the device with what the script finds.
+restore_point() {
+  local point=$work/points.$2/$1
+  renew "$point"
+  cp -a "$point"/{tmp,run} "$root"
+  plug_drive
+}
+
+# find_script NUMBER MODE: sets $script to the script that runs external command NUMBER, and $before to the number of
+# external commands before this script.
+find_script() {
   for script in install format decrypt; do
-    before=$(<"points/$script/number")
+    before=$(<"$work/points.$2/$script/number")
     [[ $before -gt $1 ]] || break
   done
-  renew "points/$script"
-  cp -a "points/$script"/{tmp,run} "$root"
-  plug_drive
+}
+
+# killed_at SCRIPT LINE COMMAND MODE: COMMAND kills a process of the script after the progress line LINE.
+killed_at() {
+  save_points "$4"
+  restore_point "$1" "$4"
+  signal_main
+  on_line "$2" ": >/run/killed; $3"
+  operate "$4" "$1"
+  [[ -e $root/run/killed ]] || { echo "no script prints that line"; return 1; }
+  check_outcome "$4"
 }
 
 # killed_at_every STEP MODE LEAST: tests every STEP-th external command of an operation. The operation must have at least
@@ -165,7 +172,8 @@ killed_at_every() {
   local number=0 script before
   save_points "$2"
   while true; do
-    start_at "$number"
+    find_script "$number" "$2"
+    restore_point "$script" "$2"
     signal_main
     before_command $((number - before)) ": >/run/killed; signal_main KILL" "${commands[@]}"
     skip_pauses
@@ -178,30 +186,43 @@ killed_at_every() {
   [[ $number -ge $3 ]] || { echo "only $number commands"; return 1; }
 }
 
-readonly lines=("Reading the drive" "Checking the signature" "Unpacking... 15" "Unpacking... 7" "Reading the old version"
-  "Checking the files... 90" "Ready" "Checking the memory" "Saving" "Checking the saved" "Formatting" "Restoring"
-  "Checking the presets" "Formatted" "Installing... 40" "Installing... 70" "Writing to the disk"
-  "Checking the files... 80" "Writing the version" "Installed")
-readonly reset_lines=("Discarding" "Formatting" "Formatted" "Installing... 70" "Writing the version" "Installed")
-
-every_line() {
-  local line process
-  for line in "${lines[@]}"; do
-    it "an update survives SIGKILL of the script at \"$line\"" killed_at "$line" 'kill -s KILL $$' 0
+# update_killed_in SCRIPT LINE...: kills each process of the script at its progress lines in an update.
+update_killed_in() {
+  local script=$1 line process
+  for line in "${@:2}"; do
+    it "an update survives SIGKILL of $script.sh at \"$line\"" killed_at "$script" "$line" 'kill -s KILL $$' 0
     for process in main middle; do
-      it "an update survives SIGKILL of its $process process at \"$line\"" killed_at "$line" "signal_$process KILL" 0
+      it "an update survives SIGKILL of the $process process of $script.sh at \"$line\"" \
+        killed_at "$script" "$line" "signal_$process KILL" 0
     done
-  done
-  for line in "${reset_lines[@]}"; do
-    it "a factory reset survives SIGKILL of the script at \"$line\"" killed_at "$line" 'kill -s KILL $$' 1
-    it "a factory reset survives SIGKILL of its main process at \"$line\"" killed_at "$line" 'signal_main KILL' 1
   done
 }
 
+# reset_killed_in SCRIPT LINE...: kills two processes of the script at its progress lines in a factory reset.
+reset_killed_in() {
+  local script=$1 line
+  for line in "${@:2}"; do
+    it "a factory reset survives SIGKILL of $script.sh at \"$line\"" killed_at "$script" "$line" 'kill -s KILL $$' 1
+    it "a factory reset survives SIGKILL of the main process of $script.sh at \"$line\"" \
+      killed_at "$script" "$line" 'signal_main KILL' 1
+  done
+}
+
+every_line() {
+  update_killed_in decrypt "Reading the drive" "Checking the signature" "Unpacking... 15" "Unpacking... 7" \
+    "Reading the old version" "Checking the files... 90" "Ready"
+  update_killed_in format "Checking the memory" "Saving" "Checking the saved" "Formatting" "Restoring" \
+    "Checking the presets" "Formatted"
+  update_killed_in install "Checking the memory" "Installing... 40" "Installing... 70" "Writing to the disk" \
+    "Checking the files... 80" "Writing the version" "Installed"
+  reset_killed_in format "Discarding" "Formatting" "Formatted"
+  reset_killed_in install "Installing... 70" "Writing the version" "Installed"
+}
+
 sample() {
-  it "an update survives SIGKILL of the script at \"Formatting\"" killed_at "Formatting" 'kill -s KILL $$' 0
-  it "an update survives SIGKILL of its main process at \"Formatting\"" killed_at "Formatting" 'signal_main KILL' 0
-  it "an update survives SIGKILL of its main process at \"Writing to\"" killed_at "Writing to" 'signal_main KILL' 0
+  it "an update survives SIGKILL of format.sh" killed_at format "Formatting" 'kill -s KILL $$' 0
+  it "an update survives SIGKILL of the main process of format.sh" killed_at format "Formatting" 'signal_main KILL' 0
+  it "an update survives SIGKILL of the main process of install.sh" killed_at install "Writing to" 'signal_main KILL' 0
   it "an update survives SIGKILL before some external commands" killed_at_every 37 0 200
   it "a script that is killed and then fails is not reported as done" fails_after_kill "Installing... 40"
 }
