@@ -249,6 +249,7 @@ void PngReader::readSamples()
 
     samples.resize(rowSize * height);
     std::vector<png_bytep> rows;
+    rows.reserve(height);
     for (png_uint_32 y = 0; y < height; ++y) {
         rows.push_back(samples.data() + rowSize * y);
     }

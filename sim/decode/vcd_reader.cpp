@@ -79,9 +79,9 @@ std::optional<Level> levelOf(char character)
 Level levelAt(std::string_view value, std::size_t bit)
 {
     if (bit < value.size()) {
-        return *levelOf(value[value.size() - 1 - bit]);
+        return levelOf(value[value.size() - 1 - bit]).value();
     }
-    return *levelOf(value.front()) == Level::Undefined ? Level::Undefined : Level::Low;
+    return levelOf(value.front()).value() == Level::Undefined ? Level::Undefined : Level::Low;
 }
 
 bool isVector(std::string_view value)

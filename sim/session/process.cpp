@@ -108,7 +108,7 @@ std::optional<fs::path> findTool(const std::string& name)
     const char* path = std::getenv("PATH");
     std::istringstream folders(std::string(path == nullptr ? "" : path) + ":/usr/sbin:/sbin");
     for (std::string folder; std::getline(folders, folder, ':');) {
-        const fs::path candidate = fs::path(folder) / name;
+        fs::path candidate = fs::path(folder) / name;
         if (fs::is_regular_file(candidate) && access(candidate.c_str(), X_OK) == 0) {
             return candidate;
         }
