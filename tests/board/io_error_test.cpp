@@ -21,7 +21,6 @@ protected:
     {
         Board::Setup setup{.name = "IoErrors", .card = std::filesystem::path(STAGE_DIR) / "card.img"};
         setup.discardsChanges = true;
-        setup.kernelOptions += " maxcpus=1"; // the emulator runs all processors in one thread
         board = std::make_unique<Board>(setup);
         board->plug("drive.img");
         const auto lines = board->run("until [ -b /dev/sda1 ]; do sleep 0.1; done; io_errors.sh prepare");

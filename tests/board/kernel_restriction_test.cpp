@@ -36,7 +36,7 @@ TEST(KernelRestriction, DeniedGpioMappingCausesACrashAtTheFirstAccess)
 
 TEST(KernelRestriction, RejectedFramesLeaveTheDisplayBlank)
 {
-    Board board({.name = "SmallBuffer", .kernelOptions = "iomem=relaxed"});
+    Board board({.name = "SmallBuffer", .kernelOptions = "iomem=relaxed", .tree = "wired.dtb"});
     board.startUpdater();
     // The busy indicator keeps turning, so the program keeps sending frames.
     const Events expected = Events{"line 5 output"} + expected::ledSetUp() + expected::displaySetUp() +

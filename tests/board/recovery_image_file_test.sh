@@ -87,7 +87,8 @@ LISTING
 }
 
 board_boots_this_image() {
-  cmp -n "$(stat -c %s "$image")" "$image" "$build/board_stage/initramfs"
+  cmp "$image" "$build/board_stage/recovery.cpio.gz"
+  cmp -n "$(gzip -dc "$image" | wc -c)" <(gzip -dc "$image") "$build/board_stage/initramfs"
 }
 
 # Compresses the modules of the image in turn with gzip, xz and zstd.

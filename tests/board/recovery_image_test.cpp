@@ -24,8 +24,7 @@ TEST(RecoveryImage, StartsTheUpdaterWithoutSettingsAndDevices)
 {
     Board board({.name = "RecoveryImageAlone",
                  .initramfs = std::filesystem::path(STAGE_DIR) / "recovery.cpio.gz",
-                 .observesBoot = true,
-                 .tree = "without_i2c.dtb"});
+                 .observesBoot = true});
     board.waitForLine("recovery: /etc/tonecrate/updater.conf is missing: every update fails");
     board.waitForLine(encoderWait);
     board.waitForLine("recovery: /dev/input/event0 is missing");

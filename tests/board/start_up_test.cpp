@@ -20,7 +20,7 @@ protected:
     {
         using Clock = std::chrono::steady_clock;
         const auto switchedOn = Clock::now();
-        board = std::make_unique<Board>(Board::Setup{"StartUp"});
+        board = std::make_unique<Board>(Board::Setup{.name = "StartUp", .processors = "", .tree = "wired.dtb"});
         const auto ready = Clock::now();
         pins = board->readPins();
         board->startUpdater();

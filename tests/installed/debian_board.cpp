@@ -14,8 +14,8 @@ Board::Setup setupOf(const std::string& name, const std::string& card, const Deb
     setup.discardsChanges = true;
     setup.observesBoot = options.observesBoot;
     setup.tree = options.tree;
-    // One processor, because the emulator runs all processors in one thread.
-    setup.kernelOptions += " maxcpus=1 systemd.show_status=false " + options.kernelOptions;
+    setup.processors = "maxcpus=1";
+    setup.kernelOptions += " systemd.show_status=false " + options.kernelOptions;
     return setup;
 }
 
