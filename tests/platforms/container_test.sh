@@ -8,7 +8,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
 [[ $# -eq 1 ]] || { echo "usage: container_test.sh CACHE" >&2; exit 2; }
 ((EUID == 0)) || die "needs root"
-mkdir -p "$1"
+mkdir -p "$1/ccache"
 cache=$(realpath -- "$1")
 step_log=$cache/log # not build/dev.log, which may belong to another user
 release=$(sed -n 's/^ARG base=debian:\([0-9]*\)-slim$/\1/p' Containerfile)
@@ -25,7 +25,7 @@ storage() {
 # commit_base: creates the image localhost/base.
 commit_base() {
   local container
-  container=$(storage from scratch) && storage add --quiet "$container" "$cache/$name.tar" / &&
+  container=$(storage from scratch) && storage add --quiet "$container" "$cache/$name-base.tar" / &&
     storage commit --quiet --rm "$container" base
 }
 
@@ -35,10 +35,15 @@ build_image() {
     storage from --pull=never --name tonecrate localhost/tonecrate
 }
 
-make_base "$name" "$cache/$name.tar"
+# in_container COMMAND [ARGUMENT...]
+in_container() {
+  storage run --volume "$cache/ccache:/ccache" "${environment[@]/#/--env=}" tonecrate "$@"
+}
+
+make_base "$name" "$cache/$name-base.tar"
 git clone --quiet --no-hardlinks . "$context"
 step "Container: importing $name" commit_base
 step "Container: building the image" build_image
-step "Container: ./dev run" storage run tonecrate ./dev run
+step "Container: ./dev run" in_container ./dev run
 printf 'Container: ./dev test\n' >&2
-storage run tonecrate ./dev test </dev/null
+in_container ./dev test </dev/null

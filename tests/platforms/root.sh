@@ -16,7 +16,12 @@ release_name() {
   printf '%s\n' "$name"
 }
 
-# make_base NAME FILE: creates FILE, an archive of a minimal system, if it does not exist.
+# Both tests compile the same files, in /tonecrate and with the same options: on the same release, the second test takes
+# the object files from a cache.
+readonly environment=(TONECRATE_WARNINGS_AS_ERRORS="${TONECRATE_WARNINGS_AS_ERRORS:-}" CCACHE_DIR=/ccache
+  CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_SLOPPINESS="pch_defines,time_macros")
+
+# make_base NAME FILE: creates FILE, an archive of a minimal system with ccache, if it does not exist.
 make_base() {
   [[ ! -e $2 ]] || return 0
   local folder=$2.root mirror
@@ -27,26 +32,27 @@ make_base() {
 
 # unpack_base NAME FOLDER MIRROR FILE: runs debootstrap in its own mount namespace, which discards its mounts.
 unpack_base() {
-  unshare --mount --propagation private debootstrap --variant=minbase "$1" "$2" "$3" &&
+  unshare --mount --propagation private debootstrap --variant=minbase --include=ccache "$1" "$2" "$3" &&
     rm -f "$2"/var/cache/apt/archives/*.deb &&
     tar --create --file="$4.new" --directory="$2" --numeric-owner . && mv "$4.new" "$4" &&
     rm -rf --one-file-system -- "$2"
 }
 
-# in_root ROOT COMMAND [ARGUMENT...]: runs a command in its own namespaces, which end its processes and discard its
-# mounts.
+# in_root ROOT CACHE COMMAND [ARGUMENT...]: runs a command in its own namespaces, which end its processes and discard its
+# mounts. CACHE: folder of the compiler's cache.
 in_root() {
   # shellcheck disable=SC2016 # for the inner shell
   unshare --mount --pid --fork --kill-child --propagation private sh -euc '
-    root=$1
-    shift
+    root=$1 cache=$2
+    shift 2
+    mkdir -p "$root/ccache"
     mount --bind "$root" "$root" # only below a mount point can tests create mount namespaces
+    mount --bind "$cache" "$root/ccache"
     mount --rbind /dev "$root/dev"
     mount --rbind /sys "$root/sys"
     mount -t proc proc "$root/proc"
     cat /etc/resolv.conf >"$root/etc/resolv.conf"
     cat /etc/hosts >"$root/etc/hosts"
     exec chroot "$root" env -i HOME=/root TERM="${TERM:-dumb}" ${http_proxy:+"http_proxy=$http_proxy"} \
-      TONECRATE_WARNINGS_AS_ERRORS="${TONECRATE_WARNINGS_AS_ERRORS:-}" \
-      PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin "$@"' sh "$@"
+      PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin "$@"' sh "$1" "$2" "${environment[@]}" "${@:3}"
 }
