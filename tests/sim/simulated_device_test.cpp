@@ -511,7 +511,8 @@ TEST_F(PacedScript, PassesALongLineInPieces)
 TEST_F(PacedScript, AScriptContinuesOnlyWhenItsLineHasBeenPassed)
 {
     addScript("install.sh", "for step in 1 2 3; do\n"
-                            "  echo $step | tee -a \"$DEVICE_ROOT/done\"\n"
+                            "  echo $step >>\"$DEVICE_ROOT/done\"\n"
+                            "  echo $step\n"
                             "  read -r _ <\"$DEVICE_ROOT/script-steps\"\n"
                             "done\n");
     start("script /usr/sbin/install.sh");
