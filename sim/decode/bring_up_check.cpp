@@ -11,8 +11,8 @@ namespace sim {
 
 namespace {
 
-/// The steps of the initialisation, the command that writes the memory, the zeros, and the command that switches the
-/// display on.
+/// The sequence consists of the initialisation steps, the command that writes the memory, the zeros, and the command
+/// that switches the display on.
 const std::size_t writeStep = initialisationSteps().size();
 const std::size_t lastStep = writeStep + 1 + clearedBytes;
 
@@ -46,7 +46,7 @@ std::string describe(bool isData, std::uint8_t byte, int page)
            (known == nullptr ? "" : " (" + std::string(known->name) + ")");
 }
 
-/// The command to which the step belongs.
+/// The name of the command that the byte at `position` belongs to.
 std::string commandAt(std::size_t position)
 {
     while (stepAt(position).isData) {
@@ -79,7 +79,7 @@ void BringUpCheck::takeReset(CaptureTime time, Level level)
     }
 }
 
-/// The reset line rises.
+/// Starts a bring-up at a rising edge of the reset line.
 void BringUpCheck::start(CaptureTime time)
 {
     isActive = true;

@@ -14,8 +14,8 @@
 namespace sim {
 
 /// A bring-up begins with the last rising edge of the reset line before a transfer, and ends when the display is
-/// switched on. Earlier pulses do no harm: the line may be low when the program makes it an output. Waits are measured
-/// from the end of a transfer to the begin of the next transfer.
+/// switched on, or at the first wrong byte. Earlier pulses are ignored: the line may be low when the program makes it
+/// an output. Waits are measured from the end of a transfer to the beginning of the next transfer.
 class BringUpCheck {
 public:
     struct Wait {
@@ -25,19 +25,19 @@ public:
         /// None if the wait began before the capture.
         std::optional<CaptureTime> measured;
 
-        /// The tolerance, for the clock of the logic analyser, is 0.1 %.
+        /// True if the wait was not measured. Tolerates 0.1 % for the clock of the logic analyser.
         [[nodiscard]] bool isLongEnough() const;
     };
 
     void takeReset(CaptureTime time, Level level);
-    /// The bytes of a transfer, whose commands are on extension page `page`.
+    /// `page` is the extension page before the transfer.
     void takeTransfer(CaptureTime begin, CaptureTime end, bool isData, std::span<const std::uint8_t> bytes, int page);
 
     /// The number of complete and correct bring-ups.
     [[nodiscard]] std::uint64_t correctCount() const { return correct; }
-    /// The first difference from the required sequence, in one line; empty if there is none.
+    /// The first wrong byte or the first wait that is too short, in one line; empty if there is none.
     [[nodiscard]] const std::string& firstDifference() const { return difference; }
-    /// The waits of the first complete bring-up; without one, those of the latest bring-up.
+    /// The waits of the first complete bring-up, or of the latest bring-up if none is complete.
     [[nodiscard]] const std::vector<Wait>& waits() const { return firstWaits.empty() ? currentWaits : firstWaits; }
 
 private:
@@ -58,7 +58,7 @@ private:
     std::optional<CaptureTime> lowDuration;
 
     bool isActive = false;
-    /// The number of correct bytes.
+    /// The number of correct bytes so far in the current bring-up.
     std::size_t position = 0;
     CaptureTime lastEnd{};
     std::string waitName;

@@ -13,16 +13,16 @@ namespace sim {
 
 class CaptureFile {
 public:
-    /// "-" is standard input. Throws CaptureError if the file cannot be read, or if it is neither a VCD file nor a
-    /// regular file, which sigrok-cli requires.
+    /// "-" is standard input. Throws CaptureError if the file cannot be read or is empty, or if its format is not VCD
+    /// and it is standard input or not a regular file. Throws Interrupted after a termination signal.
     explicit CaptureFile(const std::filesystem::path& path);
     CaptureFile(const CaptureFile&) = delete;
     CaptureFile& operator=(const CaptureFile&) = delete;
-    /// Ends sigrok-cli.
+    /// Kills sigrok-cli if it is still running.
     ~CaptureFile();
 
-    /// Reads the next bytes of the VCD text; returns 0 at its end. Throws CaptureError if reading fails, and
-    /// Interrupted after a termination signal.
+    /// Reads the next bytes of the VCD text; returns 0 at its end. Throws CaptureError if reading or converting fails,
+    /// and Interrupted after a termination signal.
     std::size_t read(std::span<char> buffer);
 
     /// The name for messages.
@@ -46,7 +46,7 @@ private:
     /// The first bytes, which were read to recognise the format.
     std::vector<char> start;
     std::size_t startRead = 0;
-    /// The process of sigrok-cli, and the file with its messages.
+    /// The process of sigrok-cli, and the file with its standard error.
     pid_t converter = -1;
     int messages = -1;
 };

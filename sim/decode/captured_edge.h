@@ -1,4 +1,4 @@
-// A change of one line, and the interface of everything that accepts changes.
+// A change of one line, and the interface that receives such changes.
 #pragma once
 
 #include "sim/wires/line.h"
@@ -11,7 +11,7 @@
 
 namespace sim {
 
-/// Picoseconds represent every sampling rate of a logic analyser closely enough, and 106 days.
+/// Picoseconds are precise enough for the sampling rates of logic analysers, and cover 106 days.
 using CaptureTime = std::chrono::duration<std::int64_t, std::pico>;
 
 struct CapturedEdge {

@@ -1,4 +1,4 @@
-// Compares names.
+// Parses lists of channels, and finds wires by name.
 #include "sim/decode/channels.h"
 
 #include "sim/decode/capture_error.h"
@@ -48,15 +48,18 @@ const VcdWire* wireNamed(std::span<const VcdWire> wires, const std::string& name
     return found == wires.end() ? nullptr : &*found;
 }
 
-/// At most 16 names, for a message.
-std::string namesOf(std::span<const VcdWire> wires)
+/// Lists at most 16 channels, for a message.
+std::string channelsText(std::span<const VcdWire> wires)
 {
+    if (wires.empty()) {
+        return "the file has no channels";
+    }
     constexpr std::size_t most = 16;
     std::string names;
     for (const VcdWire& wire : wires.first(std::min(wires.size(), most))) {
         names += (names.empty() ? "" : ", ") + wire.name;
     }
-    return wires.empty() ? "none" : names + (wires.size() > most ? ", ..." : "");
+    return "the channels are " + names + (wires.size() > most ? ", ..." : "");
 }
 
 void requireDistinctWires(const PerLine<const VcdWire*>& channels, const std::string& file)
@@ -117,14 +120,13 @@ PerLine<const VcdWire*> findChannels(std::span<const VcdWire> wires, const Chann
         const bool isRequested = request != requested.end();
         channels[line] = wireNamed(wires, isRequested ? request->second : std::string(lineNames[i]));
         if (isRequested && channels[line] == nullptr) {
-            throw CaptureError(file + ": there is no channel " + request->second + "; the channels are " +
-                               namesOf(wires));
+            throw CaptureError(file + ": there is no channel " + request->second + "; " + channelsText(wires));
         }
         hasAny = hasAny || channels[line] != nullptr;
     }
     if (!hasAny) {
-        throw CaptureError(file + ": no channel has the name of a line (" + allLineNames() + "); the channels are " +
-                           namesOf(wires) + ": assign them with --channels");
+        throw CaptureError(file + ": no channel has the name of a line (" + allLineNames() + "); " +
+                           channelsText(wires) + (wires.empty() ? "" : ": assign them with --channels"));
     }
     requireDistinctWires(channels, file);
     return channels;

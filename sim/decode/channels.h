@@ -17,11 +17,11 @@ using ChannelMap = std::map<Line, std::string>;
 
 /// Parses a list such as "clk=D0,mosi=D1". Throws std::invalid_argument if the list is wrong.
 [[nodiscard]] ChannelMap parseChannels(std::string_view list);
-/// The list that `parseChannels` parses to `channels`.
+/// The inverse of `parseChannels`.
 [[nodiscard]] std::string print(const ChannelMap& channels);
 
-/// Finds the wires of the lines: those named in `requested`, and for the other lines, the first wire with the name of
-/// the line. Names may include scopes and are compared without regard to case. Throws CaptureError if a requested wire
+/// Returns the wire of each line: the wire named in `requested`, or if there is no request, the first wire with the
+/// name of the line, or null. Names may include scopes, and case is ignored. Throws CaptureError if a requested wire
 /// does not exist, if two lines have the same wire, or if no line has a wire.
 [[nodiscard]] PerLine<const VcdWire*> findChannels(std::span<const VcdWire> wires, const ChannelMap& requested,
                                                    const std::string& file);

@@ -1,4 +1,4 @@
-// Describes each command of the display and its data in one line.
+// Logs each command of the display, with its data, as one line.
 #pragma once
 
 #include "sim/decode/captured_edge.h"
@@ -17,7 +17,7 @@ public:
     /// `page` is the extension page before the command.
     void takeCommand(CaptureTime time, std::uint8_t code, int page);
     void takeData(CaptureTime begin, CaptureTime end, std::span<const std::uint8_t> bytes);
-    /// Passes on the command whose data may be incomplete, because something else is to be logged.
+    /// Logs the pending command, even if more of its data follow. Must be called before anything else is logged.
     void flush();
 
 private:

@@ -17,11 +17,11 @@ public:
 
     /// A transfer or a change of a line, as one line of text.
     virtual void event(CaptureTime time, const std::string& text) = 0;
-    /// Something unusual that the hardware allows, or that results from the capture.
+    /// Something unusual that the hardware allows, or a limitation of the capture.
     virtual void note(CaptureTime time, const std::string& text) = 0;
     /// Something that the hardware does not allow.
     virtual void violation(CaptureTime time, const std::string& text) = 0;
-    /// The lit display shows another screen than before.
+    /// The display is lit, and its screen has changed.
     virtual void screen(CaptureTime time, const Screen& screen) = 0;
 };
 

@@ -82,7 +82,7 @@ const Option& optionNamed(std::string_view name)
     throw DecodeUsageError("unknown option " + std::string(name));
 }
 
-/// In the current folder, with the name of the capture.
+/// NAME-decoded in the current folder, where NAME is the name of the capture without its extension.
 fs::path defaultOutput(const fs::path& capture)
 {
     const std::string name = capture == "-" ? "" : capture.stem().string();
@@ -142,11 +142,12 @@ std::string decodeHelpText()
            "\n"
            "  --channels LIST          the channels of the lines, such as clk=D0,mosi=D1; by default, a line has the\n"
            "                           channel with its name. The lines are cs, clk, mosi, dc, reset, scl, sda,\n"
-           "                           button, encoder_a and encoder_b. Any line may be missing.\n"
+           "                           button, encoder_a and encoder_b. A capture needs clk, or scl and sda;\n"
+           "                           any other line may be missing.\n"
            "  --output FOLDER          the folder for the results (default: the capture's name with -decoded, in the\n"
            "                           current folder); replaced only if it contains nothing but results\n"
            "  --glitch NS              ignore pulses shorter than NS nanoseconds (default: 15)\n"
-           "  --expect initialisation  require that the display is initialised as the updater does\n"
+           "  --expect initialisation  require that the display is initialised correctly\n"
            "  --expect screen NAME     require a golden screen, such as menu or done; may be repeated\n"
            "\n"
            "Exit status: 0 if everything expected was found and nothing was violated, 1 if not, 2 for a usage error.\n";

@@ -47,7 +47,7 @@ private:
     EdgeFilter edgeFilter;
     DisplayDecoder displayDecoder;
     SpiDecoder spiDecoder;
-    /// Its results pass through this object, which first completes the log of the display.
+    /// Like the panel decoder, reports to this object, which first logs the pending display command.
     LedDecoder ledDecoder;
     I2cDecoder i2cDecoder;
     PanelDecoder panelDecoder;

@@ -1,4 +1,4 @@
-// Connects the parts.
+// Connects the file, the decoder and the results.
 #include "sim/decode/decoding.h"
 
 #include "sim/decode/capture_error.h"

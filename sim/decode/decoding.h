@@ -1,4 +1,4 @@
-// Decodes one capture from the file to the folder with the results.
+// Decodes a capture file into a folder with the results.
 #pragma once
 
 #include "sim/decode/capture_file.h"
@@ -16,7 +16,7 @@
 
 namespace sim {
 
-/// Throws DecodeUsageError if an expected screen does not exist.
+/// Throws DecodeUsageError if an expected screen is not a golden screen.
 void requireKnownScreens(const DecodeOptions& options, const ReferenceScreens& references);
 
 class Decoding {
@@ -28,8 +28,9 @@ public:
     /// std::runtime_error if the folder cannot be created.
     Decoding(DecodeOptions decodeOptions, const ReferenceScreens& references);
 
-    /// Decodes everything and completes the folder with the results. Throws CaptureError if the capture does not make
-    /// sense.
+    /// Decodes the capture up to its end or to the first damage, which is reported in Report::damage, and completes the
+    /// folder with the results. Throws CaptureError if the capture makes no sense, and std::runtime_error if the
+    /// results cannot be written.
     void run(const Progress& progress);
     /// Requires that `run` has returned.
     [[nodiscard]] Report report() const;

@@ -33,7 +33,7 @@ struct Assumption {
 struct Trial {
     BusState display;
     BusState leds;
-    /// The number of bytes in correct transfers and messages.
+    /// The number of bytes in correct transfers, plus the number of acknowledged messages.
     std::uint64_t score;
     bool samplesLeadingEdge;
 };
@@ -81,7 +81,7 @@ std::vector<Assumption> assumptions(const ChannelMap& channels)
     return all;
 }
 
-/// The channels of the lines after a swap, as an option. Omits channels that have the name of their line.
+/// The option that corrects the swapped channels. Omits channels that have the name of their line.
 std::string optionFor(ChannelMap channels, const Assumption& swapped)
 {
     std::swap(channels.at(swapped.first), channels.at(swapped.second));
@@ -102,8 +102,7 @@ std::string describe(const Assumption& assumption, const Trial& trial, const Cha
            " are swapped: decode " + optionFor(channels, assumption);
 }
 
-/// Whether a trial explains the capture: what changes makes sense, and only a bus that has always been silent is
-/// silent.
+/// Whether a trial explains the capture: each bus is sensible, or silent as in the original decoding.
 bool isBetter(const Trial& trial, const Trial& original)
 {
     const auto explains = [](BusState now, BusState before) {

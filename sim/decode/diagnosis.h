@@ -33,7 +33,7 @@ private:
     std::vector<CapturedEdge> edges;
 };
 
-/// Whether a bus has changed at all, and whether most of what was decoded is right.
+/// A silent bus has no edges. A sensible bus has correct transfers or messages, and at most as many wrong ones.
 enum class BusState : std::uint8_t { Silent, Sensible, Senseless };
 
 [[nodiscard]] BusState displayState(const Decoder& decoder);
@@ -46,7 +46,7 @@ enum class BusState : std::uint8_t { Silent, Sensible, Senseless };
 [[nodiscard]] std::optional<std::string> diagnose(std::span<const CapturedEdge> edges, const Decoder::Setup& setup,
                                                   const Decoder& decoder, const ChannelMap& channels);
 
-/// The shortest time between two changes, which is the sampling period unless the lines change very seldom.
+/// The shortest time between two changes, which is the sampling period unless the lines rarely change.
 [[nodiscard]] CaptureTime resolutionOf(std::span<const CapturedEdge> edges);
 /// Whether the clock is sampled less than four times per period.
 [[nodiscard]] bool isUndersampled(CaptureTime resolution, const Decoder& decoder);

@@ -19,7 +19,7 @@ struct DisplayCommand {
     static constexpr std::uint8_t displayOn = 0xAF;
 
     std::uint8_t code;
-    /// The extension page, 1 or 2, on which the command exists.
+    /// The extension page that has the command: 1, 2 or `onBothPages`.
     int page;
     std::string_view name;
 };
@@ -35,19 +35,19 @@ struct BringUpStep {
     std::chrono::milliseconds wait{};
 };
 
-/// The commands between the wait after the reset and the writing of the display memory.
+/// The bytes between the wait after the reset and the command that writes the display memory.
 [[nodiscard]] std::span<const BringUpStep> initialisationSteps();
 /// The number of zeros that are then written to the display memory, before the display is switched on.
 inline constexpr std::size_t clearedBytes = 10240;
 
-/// The required levels of the reset line, and the wait before the first command.
+/// How long the reset line must be high and then low, and the wait before the first command.
 inline constexpr std::chrono::milliseconds resetHighWait{20};
 inline constexpr std::chrono::milliseconds resetLowWait{20};
 inline constexpr std::chrono::milliseconds resetWait{200};
 
 /// Two hexadecimal digits.
 [[nodiscard]] std::string hexByte(std::uint8_t value);
-/// Bytes separated by spaces. Of more than 24 bytes, only the first 24 and the number of all.
+/// The bytes, separated by spaces. If there are more than 24, the first 24 and the total number.
 [[nodiscard]] std::string hexBytes(std::span<const std::uint8_t> bytes);
 
 } // namespace sim

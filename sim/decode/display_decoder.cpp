@@ -144,7 +144,7 @@ void DisplayDecoder::transferEnds(const SpiTransfer& transfer)
     }
 }
 
-/// Chip select changes without the clock.
+/// Handles a pulse of chip select without clock edges.
 void DisplayDecoder::takeEmpty(const SpiTransfer& transfer)
 {
     note(transfer.begin, "a transfer without clock edges");

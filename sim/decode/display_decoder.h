@@ -18,7 +18,7 @@ namespace sim {
 class DisplayDecoder : public SpiListener {
 public:
     struct Setup {
-        /// Without data and data/command, only the timing of the transfers is measured.
+        /// Whether the lines are in the capture. If either is missing, the transfers are logged, but not decoded.
         bool hasData = true;
         bool hasDataCommand = true;
     };
@@ -30,12 +30,14 @@ public:
     void transferBegins(CaptureTime time) override;
     void transferEnds(const SpiTransfer& transfer) override;
     void transferIsCutOff(CaptureTime time, std::uint64_t byteCount, CutOff reason) override;
-    /// Logs a command that waits for its data.
+    /// Logs the pending command, even if more of its data follow.
     void flush() { log.flush(); }
 
-    /// The transfers without violations and their bytes, and the transfers with violations or without bytes.
+    /// Transfers without violations.
     [[nodiscard]] std::uint64_t goodTransfers() const { return good; }
+    /// Transfers with violations or without clock edges.
     [[nodiscard]] std::uint64_t badTransfers() const { return bad; }
+    /// The bytes of the good transfers.
     [[nodiscard]] std::uint64_t goodBytes() const { return bytes; }
 
     [[nodiscard]] bool samplesLeadingEdge() const { return isLeadingEdgeSampled; }
@@ -44,9 +46,9 @@ public:
     [[nodiscard]] const BusTiming& timing() const { return busTiming; }
     /// The durations of the frames that were sent while the display was lit.
     [[nodiscard]] const Spread& frames() const { return frameTimes; }
-    /// From the begin of a frame to the begin of the next frame.
+    /// From the beginning of a frame to the beginning of the next frame.
     [[nodiscard]] const Spread& redraws() const { return redrawPeriods; }
-    /// Whether the capture begins after the reset of the display.
+    /// Whether the capture does not contain the reset of the display, which is therefore assumed to be initialised.
     [[nodiscard]] bool assumesInitialisation() const { return isAssumed; }
     [[nodiscard]] bool isDisplayLit() const { return model->isLit(); }
     [[nodiscard]] const DisplayRegisters& registers() const { return model->registers(); }
@@ -73,7 +75,7 @@ private:
     BusTiming busTiming;
 
     Violations violations;
-    /// Replaced by a new one after a power cycle.
+    /// Replaced at a reset or when the power is switched off.
     std::optional<St75256> model;
     std::optional<Level> reset;
     Level dataCommand = Level::Undefined;

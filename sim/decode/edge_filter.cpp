@@ -7,8 +7,8 @@ namespace sim {
 
 namespace {
 
-/// The order of edges at one instant. A bit counts if the transfer ends with its clock edge. When the power ends, all
-/// lines change.
+/// The order of simultaneous edges. The clock precedes chip select, so that the last bit of a transfer counts. An
+/// undefined level of the reset line comes first: it marks the power-off, at which all lines change.
 int rankOf(const CapturedEdge& edge)
 {
     if (edge.line == Line::Reset && edge.level == Level::Undefined) {

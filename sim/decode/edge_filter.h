@@ -1,4 +1,4 @@
-// Removes glitches, and orders the changes of one instant.
+// Removes glitches, and orders simultaneous changes.
 #pragma once
 
 #include "sim/decode/captured_edge.h"
@@ -9,8 +9,8 @@
 
 namespace sim {
 
-/// Delays each edge until it cannot be part of a glitch. Of several edges at one instant, those that end a bit or a
-/// transfer come first, then data, then those that begin a bit or a transfer.
+/// Delays each edge until it cannot be part of a glitch. Of simultaneous edges, those that end a bit or a transfer come
+/// first, then data, then those that begin a bit or a transfer.
 class EdgeFilter : public EdgeSink {
 public:
     /// Pulses that are shorter than `shortestPulse` are glitches.

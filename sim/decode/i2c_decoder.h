@@ -45,10 +45,10 @@ public:
 
     void takeScl(CaptureTime time, Level level);
     void takeSda(CaptureTime time, Level level);
-    /// The capture or the power ends.
+    /// Must be called when the capture or the power ends.
     void finish(CaptureTime time, CutOff reason);
 
-    /// Between two rising edges within a byte.
+    /// The time between two rising edges of SCL within a byte.
     [[nodiscard]] const Spread& clockPeriod() const { return period; }
     [[nodiscard]] std::uint64_t edges() const { return edgeCount; }
 

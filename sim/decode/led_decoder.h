@@ -22,10 +22,11 @@ public:
     void messageIsCutOff(CaptureTime time, CutOff reason) override;
 
     [[nodiscard]] std::array<std::uint8_t, LedController::outputCount> outputs() const { return model->outputs(); }
-    /// The messages to the controller that it acknowledged, and those that it did not.
+    /// Messages to the controller that it acknowledged completely.
     [[nodiscard]] std::uint64_t acknowledged() const { return good; }
+    /// Messages to the controller that it did not acknowledge completely.
     [[nodiscard]] std::uint64_t refused() const { return nacks; }
-    /// Messages that are not complete or cause a violation.
+    /// The number of violations, including messages that end within a byte.
     [[nodiscard]] std::uint64_t badMessages() const { return bad; }
 
 private:

@@ -24,7 +24,7 @@ bool isColourful(int descriptor)
            std::string_view(terminal) != "dumb";
 }
 
-/// Prints the progress in a terminal. The destructor clears the line.
+/// Prints the progress for large files if standard error is a terminal. The destructor clears the line.
 class Progress {
 public:
     Progress() = default;

@@ -14,12 +14,12 @@ public:
     explicit OutputFolder(std::filesystem::path path);
     OutputFolder(const OutputFolder&) = delete;
     OutputFolder& operator=(const OutputFolder&) = delete;
-    /// Removes the temporary folder.
+    /// Removes the temporary folder unless `complete` has succeeded.
     ~OutputFolder();
 
     /// The path at which to write the file `name`.
     [[nodiscard]] std::filesystem::path file(const std::string& name) const { return temporary / name; }
-    /// Replaces `path` by the temporary folder.
+    /// Replaces `path` with the temporary folder.
     void complete();
 
 private:

@@ -26,7 +26,7 @@ public:
         const std::string code = codes[static_cast<std::size_t>(style)];
         return isColoured && !code.empty() ? "\033[" + code + "m" + text + "\033[0m" : text;
     }
-    /// A section begins with its label.
+    /// Prints the first line of a section.
     void section(const std::string& label, const std::string& text)
     {
         out << '\n' << styled(Style::Heading, text.empty() ? label : padded(label, labelWidth)) << text << '\n';

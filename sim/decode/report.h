@@ -35,7 +35,7 @@ struct Report {
     std::string damage;
     std::filesystem::path output;
 
-    /// Whether everything expected was found, nothing was violated, and the capture is complete.
+    /// Whether everything expected was found, there are no violations, and the capture was read to its end.
     [[nodiscard]] bool isPassed() const;
     /// With colours if `isColoured`.
     void print(std::ostream& out, bool isColoured) const;

@@ -15,14 +15,14 @@
 
 namespace sim {
 
-/// Its memory does not grow with the capture, except by a few bytes for each distinct screen.
+/// The memory use is constant, except for a few bytes for each distinct screen.
 class Results : public DecodeListener {
 public:
     struct Entry {
         CaptureTime time;
         std::string text;
     };
-    /// Counts all entries and keeps the first.
+    /// Counts all entries and keeps the first `mostKept`.
     struct Entries {
         static constexpr std::size_t mostKept = 10;
         std::uint64_t count = 0;
@@ -45,7 +45,7 @@ public:
     /// When each golden screen appeared first, in the order of the capture.
     [[nodiscard]] const std::vector<Entry>& knownScreens() const { return known; }
     [[nodiscard]] std::uint64_t distinctScreens() const { return saved.size(); }
-    /// The name of the last screen; empty if it has none.
+    /// The last screen. The text is its name, or empty if it is not a golden screen.
     [[nodiscard]] const std::optional<Entry>& lastScreen() const { return last; }
 
 private:
@@ -55,7 +55,7 @@ private:
     const OutputFolder& folder;
     const ReferenceScreens& references;
     std::ofstream log;
-    /// The latest line, which is written when another line follows.
+    /// The latest line, which is written when a different line follows.
     std::optional<Entry> waiting;
     std::uint64_t repetitions = 0;
     CaptureTime lastRepetition{};

@@ -20,7 +20,7 @@ struct SpiTransfer {
     std::uint64_t byteCount = 0;
     /// The number of bits after the last complete byte.
     int spareBits = 0;
-    /// Whether the first of the two edges of each bit is sampled, as in SPI modes 0 and 2.
+    /// Whether the data are sampled at the first of the two clock edges of a bit, as in SPI modes 0 and 2.
     bool samplesLeadingEdge = false;
 };
 
@@ -33,12 +33,12 @@ public:
 
     virtual void transferBegins(CaptureTime time) = 0;
     virtual void transferEnds(const SpiTransfer& transfer) = 0;
-    /// Of an incomplete transfer, `byteCount` bytes are in the capture.
+    /// `byteCount` is the number of bytes of the incomplete transfer that are in the capture.
     virtual void transferIsCutOff(CaptureTime time, std::uint64_t byteCount, CutOff reason) = 0;
 };
 
-/// Samples the data at rising clock edges while chip select is low. If chip select is not in the capture, changes of
-/// data/command and pauses of the clock delimit the transfers.
+/// Samples the data at rising clock edges (falling edges with `samplesFallingEdges`) while chip select is low. If chip
+/// select is not in the capture, changes of data/command and pauses of the clock delimit the transfers.
 class SpiDecoder {
 public:
     static constexpr std::size_t longestTransfer = 65536;
@@ -53,9 +53,9 @@ public:
     void takeClock(CaptureTime time, Level level);
     void takeData(CaptureTime time, Level level);
     void takeChipSelect(CaptureTime time, Level level);
-    /// Must be called before the listener receives the change.
+    /// Must be called when data/command changes, before the listener receives the change.
     void takeDataCommandChange();
-    /// The capture or the power ends.
+    /// Must be called when the capture or the power ends.
     void finish(CaptureTime time, CutOff reason);
 
     /// Within the bytes: the time between two sampling edges, and the part of it during which the clock is high.

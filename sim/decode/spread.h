@@ -22,7 +22,7 @@ public:
     [[nodiscard]] CaptureTime shortest() const { return least; }
     [[nodiscard]] CaptureTime longest() const { return most; }
     [[nodiscard]] CaptureTime sum() const { return total; }
-    /// 0 without durations.
+    /// 0 if there are no durations.
     [[nodiscard]] CaptureTime mean() const
     {
         return number == 0 ? CaptureTime() : total / static_cast<CaptureTime::rep>(number);

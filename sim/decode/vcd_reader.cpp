@@ -48,7 +48,7 @@ std::optional<std::uint64_t> parsed(std::string_view digits)
     return error == std::errc() && rest == digits.data() + digits.size() ? std::optional(value) : std::nullopt;
 }
 
-/// The levels of the standard and, in VHDL's dumps, those of std_logic.
+/// The levels of the VCD standard, and the levels of std_logic that VHDL simulators write.
 std::optional<Level> levelOf(char character)
 {
     switch (character) {

@@ -17,7 +17,7 @@ namespace sim {
 
 /// A wire of the file that a line can be connected to.
 struct VcdWire {
-    /// The name without its scopes; a wire of a vector ends with its index, such as "bus[3]".
+    /// The name without its scopes; the name of a bit of a vector ends with its index, such as "bus[3]".
     std::string name;
     /// The names of the scopes, separated by dots.
     std::string scope;
@@ -28,10 +28,10 @@ struct VcdWire {
 
 class VcdReader {
 public:
-    /// Reads the header. `file` is the name for messages. Throws CaptureError if the header is wrong.
+    /// Reads the header. `file` is the name for messages. Throws CaptureError if the header is invalid.
     VcdReader(TokenReader::Source source, std::string file);
 
-    /// In the order of the file. Variables without levels, such as real numbers, have no wires.
+    /// The wires in the order of the file. Variables without levels, such as real numbers, have none.
     [[nodiscard]] const std::vector<VcdWire>& wires() const { return allWires; }
     /// The unit of the file's times.
     [[nodiscard]] const std::string& timescale() const { return timescaleText; }
@@ -42,7 +42,7 @@ public:
     /// it have then been passed.
     void read(EdgeSink& sink);
 
-    /// The times at the begin and at the end of the changes read so far.
+    /// The first and the last time read so far.
     [[nodiscard]] CaptureTime begin() const { return timeOf(firstTick.value_or(0)); }
     [[nodiscard]] CaptureTime end() const { return timeOf(tick); }
     [[nodiscard]] std::uint64_t pauses() const { return pauseCount; }

@@ -20,7 +20,7 @@ public:
     void advance();
 
 private:
-    /// The steps that remain, in order.
+    /// The remaining steps of each turn, in order.
     std::deque<std::int32_t> turns;
     /// The number of the next edge in the cycle, 0 to 3.
     std::size_t phase = 0;

@@ -23,7 +23,7 @@ struct I2cTransfer {
 };
 
 /// Every bit takes 10 microseconds, as do the start condition (with the preceding bus free time) and the stop
-/// condition. All set-up and hold times are those of the standard mode or longer (NXP UM10204, table 10).
+/// condition. All set-up and hold times are at least those of the standard mode (NXP UM10204, table 10).
 class I2cSignal {
 public:
     void begin(WireTime startTime, const I2cTransfer& transfer);

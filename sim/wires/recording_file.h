@@ -1,4 +1,4 @@
-// A recording of the board's lines, as the simulator owns it.
+// A recording of the board's lines, owned by the simulator.
 #pragma once
 
 #include "sim/wires/recording_state.h"
@@ -8,8 +8,8 @@
 
 namespace sim {
 
-/// Creates the file, which the preloaded library in the updater's process writes. Each power cycle has a process of its
-/// own and continues the recording.
+/// Creates the file, which the preloaded library in the updater's process writes. Each power cycle
+/// starts a new process, which continues the recording.
 class RecordingFile {
 public:
     /// Replaces the file. `limit` is its largest size in bytes, at least `smallestLimit`; RecordingState::noLimit for
@@ -22,8 +22,8 @@ public:
 
     static constexpr std::uint64_t smallestLimit = 1024;
 
-    /// Prepares for another updater. Except for the first, returns all lines to their initial levels, 1 ms after the
-    /// previous updater was last observed.
+    /// Must be called before each start of the updater. Except for the first start, returns all lines to their initial
+    /// levels, 1 ms after the time up to which the previous updater was observed.
     void powerOn();
     /// Throws std::runtime_error if the file could not be written.
     void check() const;
@@ -40,7 +40,7 @@ public:
     [[nodiscard]] int descriptor() const { return fileDescriptor; }
     [[nodiscard]] RecordingState& getState() { return *state; }
 
-    // Inherited by the updater's process, which maps its own RecordingState.
+    // Inherited by the updater's process, which also maps the RecordingState.
 
     [[nodiscard]] int stateDescriptor() const { return memoryDescriptor; }
 

@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::int64_t bitsPerByte = 8;
 constexpr std::int64_t quartersPerBit = 4;
-/// MOSI, the falling edge, the rising edge.
+/// The change of MOSI, and the falling and the rising edge of the clock.
 constexpr std::int64_t stepsPerBit = 3;
 
 } // namespace
@@ -18,7 +18,7 @@ void SpiSignal::begin(WireTime startTime, WireTime transferTime, std::span<const
     duration = transferTime;
     bytes.assign(transferBytes.begin(), transferBytes.end());
     const auto bitCount = static_cast<std::int64_t>(bytes.size()) * bitsPerByte;
-    stepCount = bytes.empty() ? 0 : bitCount * stepsPerBit + 2; // and both edges of chip select
+    stepCount = bytes.empty() ? 0 : bitCount * stepsPerBit + 2; // plus the edges of chip select
     step = 0;
     if (!bytes.empty()) {
         quarterCount = bitCount * quartersPerBit;
@@ -60,7 +60,7 @@ void SpiSignal::computeEdge()
     }
 }
 
-/// Divides before it multiplies, so that no transfer time overflows. `quarter` is in quarters of a bit.
+/// Divides before multiplying, so that long transfers do not overflow. `quarter` is in quarters of a bit.
 WireTime SpiSignal::timeOf(std::int64_t quarter) const
 {
     return start + WireTime(wholePerQuarter * quarter + restOfDuration * quarter / quarterCount);

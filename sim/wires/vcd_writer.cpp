@@ -49,7 +49,7 @@ std::string timeLine(std::int64_t time)
     return "#" + std::to_string(time) + "\n";
 }
 
-/// Like write(2), but an output without a reader causes no SIGPIPE.
+/// Like write(2), but a pipe without a reader causes no SIGPIPE.
 ssize_t writeQuietly(int file, const char* bytes, std::size_t size)
 {
     sigset_t pipeSignal;

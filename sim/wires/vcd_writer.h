@@ -24,7 +24,7 @@ inline constexpr std::array<Level, lineCount> initialLevels = {
     Level::High,      // encoder_b
 };
 
-/// Buffers complete lines in the state and writes them to the file in blocks. Failures are reported by the state.
+/// Buffers complete lines of text in the state and writes them to the file in blocks. A failure sets `state.error`.
 class VcdWriter {
 public:
     /// `file` is the descriptor of the file, which the caller closes.

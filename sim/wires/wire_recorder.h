@@ -22,7 +22,7 @@ public:
     void change(WireTime now, Line line, Level level);
     void beginSpi(WireTime now, WireTime duration, std::span<const std::uint8_t> bytes);
     void endSpi(WireTime now);
-    /// A transfer begins. The previous one must have ended.
+    /// A transfer begins. The previous I2C transfer must have ended.
     void beginI2c(WireTime now, const I2cTransfer& transfer);
     /// The encoder is turned. A turn begins after the previous one has ended.
     void turn(WireTime now, std::int32_t steps);

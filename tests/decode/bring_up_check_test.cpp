@@ -36,7 +36,7 @@ struct ResetWaits {
     std::chrono::nanoseconds ready = 200ms;
 };
 
-/// Each transfer takes 640 ns and is followed by a pause of 360 ns.
+/// Each transfer takes 640 ns and is followed by the wait of its step, or by at least 360 ns.
 void play(BringUpCheck& check, const std::vector<Step>& steps, const ResetWaits& waits = {},
           Level initial = Level::Undefined)
 {
@@ -147,7 +147,7 @@ TEST(BringUpCheck, RejectsWaitsThatAreTooShort)
     }
 }
 
-TEST(BringUpCheck, ToleratesTheClockOfTheAnalyser)
+TEST(BringUpCheck, ToleratesTheClockErrorOfTheAnalyser)
 {
     BringUpCheck check;
     play(check, requiredSteps(), {.high = 19981us, .low = 19981us, .ready = 199801us});
@@ -177,7 +177,7 @@ TEST(BringUpCheck, AnInterruptedBringUpIsNotADifference)
     EXPECT_EQ(check.firstDifference(), "");
 }
 
-TEST(BringUpCheck, IgnoresWhatFollows)
+TEST(BringUpCheck, IgnoresCommandsAfterTheBringUp)
 {
     BringUpCheck check;
     play(check, requiredSteps());

@@ -14,8 +14,8 @@
 using Bytes = std::vector<std::uint8_t>;
 using Edges = std::vector<sim::CapturedEdge>;
 
-/// The edges on the wires, in the order of their times. SPI has mode 3 and 12.5 MHz, I2C has 100 kHz. Operations return
-/// the object, so that calls can be chained.
+/// The edges on the wires, in the order of their times. SPI uses mode 3 at 12.5 MHz, and I2C runs at 100 kHz.
+/// Operations return the object, so that calls can be chained.
 class Capture {
 public:
     using Duration = std::chrono::nanoseconds;
@@ -29,23 +29,23 @@ public:
     Capture& high(sim::Line line) { return set(line, sim::Level::High); }
     /// One SPI transfer.
     Capture& transfer(const Bytes& bytes);
-    /// A command and its data bytes, each as one transfer.
+    /// A command byte and its parameters. Each byte is one transfer.
     Capture& command(std::uint8_t code, const Bytes& parameters = {});
     /// Data bytes in one transfer.
     Capture& data(const Bytes& bytes);
     Capture& reset();
-    /// Resets the display and sends what makes its memory visible, with a window of 4 columns and one page.
+    /// Resets the display and sends only the commands that light it. The address window is 4 columns of one page.
     Capture& light();
-    /// The complete bring-up, as required.
+    /// The complete bring-up that BringUpCheck accepts.
     Capture& bringUp();
-    /// Writes to the window.
+    /// Writes to the address window.
     Capture& frame(const Bytes& bytes) { return command(0x5C).data(bytes); }
-    /// An I2C message; the first byte contains the address.
+    /// An I2C message; the first byte contains the address and the R/W bit.
     Capture& i2c(const Bytes& bytes, bool isAcknowledged = true);
 
     [[nodiscard]] Duration now() const { return time; }
     [[nodiscard]] const Edges& edges() const { return all; }
-    /// The file that a logic analyser writes.
+    /// The text of a VCD file with the edges.
     [[nodiscard]] std::string vcd() const { return vcdOf(all, time); }
 
     static std::string vcdOf(const Edges& edges, Duration end);
@@ -62,22 +62,22 @@ private:
 /// The bytes of a frame that shows the screen.
 Bytes frameOf(const sim::Screen& screen);
 
-// Damage.
+// Modified captures.
 
 /// Exchanges two channels.
 Edges swapped(Edges edges, sim::Line a, sim::Line b);
 Edges inverted(Edges edges, sim::Line line);
-/// The part of the capture from `from` to `to`, with the levels at `from` at its begin.
+/// The edges from `from` until before `to`, preceded by the level of each line at `from`.
 Edges part(const Edges& edges, std::chrono::nanoseconds from, std::chrono::nanoseconds to);
-/// The levels at every multiple of `period`.
+/// The edges that a logic analyser with this sampling period records.
 Edges sampled(const Edges& edges, std::chrono::nanoseconds period);
 Edges without(Edges edges, sim::Line line);
-/// Moves each edge by a time that depends on its number, at most `most`.
+/// Delays each edge after time 0 by a pseudo-random time of at most `most`.
 Edges jittered(Edges edges, std::chrono::nanoseconds most);
-/// Inserts a pulse of `length` into the line `delay` after each of its edges.
+/// Adds a pulse of length `length` to the line, `delay` after each of its edges except at time 0.
 Edges withGlitches(const Edges& edges, sim::Line line, std::chrono::nanoseconds delay, std::chrono::nanoseconds length);
 
-/// What the decoder reported, without times: "event", "NOTE: note", "VIOLATION: violation" and "screen".
+/// Decodes edges, and keeps the reports of the decoder, with the times of violations and screens.
 class Decoded : public sim::DecodeListener {
 public:
     explicit Decoded(const Edges& edges, const sim::Decoder::Setup& setup = {});
@@ -91,7 +91,7 @@ public:
     std::vector<std::string> notes;
     std::vector<std::string> violations;
     std::vector<sim::CaptureTime> violationTimes;
-    /// The first row of each screen, one digit per pixel, of the window of `light`.
+    /// The first four pixels of the top row of each screen, one digit per pixel.
     std::vector<std::string> screens;
     std::vector<sim::CaptureTime> screenTimes;
     sim::Decoder decoder;

@@ -32,7 +32,7 @@ TEST(Channels, ALineHasTheFirstChannelWithItsName)
     EXPECT_EQ(wireOf(named, {}, Line::Reset), "none");
 }
 
-TEST(Channels, ARequestSelectsAnyWire)
+TEST(Channels, ARequestSelectsTheNamedWire)
 {
     EXPECT_EQ(wireOf(analyser, {{Line::Clock, "d1"}}, Line::Clock), "libsigrok.D1");
     EXPECT_EQ(wireOf(named, {{Line::Mosi, "other.mosi"}}, Line::Mosi), "other.mosi");
@@ -46,8 +46,7 @@ TEST(Channels, RejectsRequestsThatCannotBeMet)
     EXPECT_EQ(findingError(analyser, {{Line::Clock, "D1"}, {Line::Mosi, "D1"}}),
               "file: clk and mosi have the same channel D1");
     EXPECT_EQ(findingError({}, {}), "file: no channel has the name of a line (cs, clk, mosi, dc, reset, scl, sda, "
-                                    "button, encoder_a, encoder_b); the channels are none: assign them with "
-                                    "--channels");
+                                    "button, encoder_a, encoder_b); the file has no channels");
 }
 
 TEST(Channels, ParsesAList)

@@ -10,7 +10,7 @@ trap 'rm -rf -- "$work"' EXIT
 # shellcheck source-path=SCRIPTDIR source=../support/cases.sh
 . "$(dirname -- "${BASH_SOURCE[0]}")/../support/cases.sh"
 
-# Each case runs in an empty folder with the captures of this script.
+# Each case runs in an empty folder and must leave no temporary folders.
 around_case() {
   rm -rf "$work/folder"
   mkdir "$work/folder"
@@ -75,7 +75,7 @@ damaged_file() {
   [[ $(tail -n 1 "$work/out") == "Failed. "* && -s cut-decoded/log.txt ]]
 }
 
-# The screens are equal, and their times differ by less than the sampling period, so the names are equal too.
+# The screens are equal, and their times differ by less than the sampling period, so the file names are equal too.
 session_file() {
   sigrok-cli -i "$work/good.vcd" -I vcd:downsample=20 -o -session:1.sr
   run ./-session:1.sr --output session
@@ -152,7 +152,7 @@ ends_by_signal() {
   [[ ! -s $work/err && $status -eq $((128 + $(kill -l "$1"))) ]] || { echo "exit status $status"; return 1; }
 }
 
-# largest_memory FRAMES: prints the memory in kilobytes that decoding needs.
+# largest_memory FRAMES: prints the peak memory use of decoding in kilobytes.
 largest_memory() {
   "$writer" "$1" | python3 -c 'import resource, subprocess, sys
 subprocess.run(sys.argv[1:], check=True, stdout=subprocess.DEVNULL)
@@ -167,17 +167,17 @@ needs_constant_memory() {
   ((many < 100000 && many < few + 3000))
 }
 
-it "a capture is decoded into a folder with the name of the capture" decodes_a_file
+it "a capture is decoded into a folder named after the capture" decodes_a_file
 it "a FIFO is decoded" decodes_a_fifo
 it "standard input is decoded" decodes_standard_input
 it "the exit status is 1 if an expected screen is missing" fails_without_what_is_expected
 it "the part before damage is decoded, and the damage is reported in one line" damaged_file
-it "a session file of sigrok has the same screens as the VCD file, and may have any name" session_file
+it "a sigrok session file yields the same screens as the VCD file, even with a dash and a colon in its name" session_file
 it "a damaged session file is reported in one line" damaged_session_file
 it "a missing sigrok-cli is reported in one line" without_sigrok
-it "only a file may have another format than VCD" other_format_on_standard_input
+it "standard input in another format than VCD is reported in one line" other_format_on_standard_input
 it "a missing file is reported in one line" fails_to_read none.vcd "cannot read none.vcd: No such file or directory"
-it "a folder is reported in one line" fails_to_read . "cannot read .: Is a directory"
+it "a folder instead of a capture is reported in one line" fails_to_read . "cannot read .: Is a directory"
 it "an empty file is reported in one line" fails_to_read empty.vcd "empty.vcd: the file is empty"
 it "a folder with other files is not replaced" foreign_folder
 it "a failure to write to standard output is reported in one line" full_output
@@ -185,7 +185,7 @@ it "--help prints the usage" shows_help
 it "a missing capture is a usage error" wrong_usage
 it "an unknown option is a usage error" wrong_usage capture.vcd --fast
 it "an unknown golden screen is a usage error" wrong_usage capture.vcd --expect screen chess
-it "SIGINT ends the decoder without leaving files" ends_by_signal INT
-it "SIGTERM ends the decoder without leaving files" ends_by_signal TERM
+it "SIGINT ends the decoder without leaving a temporary folder" ends_by_signal INT
+it "SIGTERM ends the decoder without leaving a temporary folder" ends_by_signal TERM
 it "the memory does not grow with the capture" needs_constant_memory
 finish

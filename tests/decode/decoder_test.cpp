@@ -22,7 +22,7 @@ Capture session()
     return Capture().light().wait(1ms).frame(stripes).wait(20ms).frame(ramp).wait(1ms);
 }
 
-/// The time at which the frames of the session begin.
+/// A time 500 µs before the first frame of the session.
 std::chrono::nanoseconds beginOfFrames()
 {
     return Capture().light().wait(500us).now();
@@ -170,7 +170,7 @@ TEST(Decoder, LogsTheMessagesToTheLedController)
     EXPECT_EQ(decoded.decoder.i2c().clockPeriod().mean(), 10us);
 }
 
-TEST(Decoder, LeavesOutTheLedControllerThatDoesNotAcknowledge)
+TEST(Decoder, NotesThatTheLedControllerDoesNotAcknowledge)
 {
     const Decoded decoded(Capture().i2c({0xD8}, false).edges());
     EXPECT_EQ(decoded.events.back(), "I2C 6C write, not acknowledged");
@@ -178,7 +178,7 @@ TEST(Decoder, LeavesOutTheLedControllerThatDoesNotAcknowledge)
     EXPECT_EQ(decoded.violations, Lines{});
 }
 
-TEST(Decoder, IgnoresOtherI2cDevices)
+TEST(Decoder, LogsMessagesToOtherI2cDevices)
 {
     const Decoded decoded(Capture().i2c({0x34, 0x01, 0x02}).i2c({0x35, 0x03}).edges());
     EXPECT_EQ(decoded.events, (Lines{"reset is not driven", "I2C 1A write 01 02", "I2C 1A read 03"}));
@@ -257,17 +257,17 @@ TEST(Decoder, WithoutAChannelDecodesTheRest)
     }
 }
 
-TEST(Decoder, WithoutResetNotesTheAssumption)
+TEST(Decoder, WithoutResetNotesThatTheDisplayIsAssumedToBeInitialised)
 {
     const Decoded decoded(without(session().edges(), Line::Reset), setupWithout({Line::Reset}));
     EXPECT_EQ(decoded.notes, Lines{beginsLate});
 }
 
-TEST(Decoder, WithoutChipSelectPausesSeparateTheBytes)
+TEST(Decoder, WithoutChipSelectPausesSeparateTheTransfers)
 {
     Capture capture = Capture().light();
     capture.command(0x5C).high(Line::DataCommand).wait(1us);
-    for (int bit = 0; bit < 3; ++bit) { // the begin of a byte that is never completed
+    for (int bit = 0; bit < 3; ++bit) { // the first bits of an incomplete byte
         capture.wait(40ns).low(Line::Clock).wait(40ns).high(Line::Clock);
     }
     const Edges edges = capture.wait(100us).data(stripes).edges();
@@ -276,7 +276,7 @@ TEST(Decoder, WithoutChipSelectPausesSeparateTheBytes)
     EXPECT_EQ(decoded.screens, (Lines{"0000", "0123"}));
 }
 
-// Captures of a part of the time.
+// Captures that begin late or end early.
 
 TEST(Decoder, ACaptureMayBeginAfterTheReset)
 {
@@ -397,7 +397,7 @@ TEST(Decoder, ToleratesJitter)
     EXPECT_EQ(decoded.violations, Lines{});
 }
 
-TEST(Decoder, LostSamplesAreViolationsOrMissingTransfers)
+TEST(Decoder, LostSamplesCauseViolationsButDecodingContinues)
 {
     const Capture whole = session();
     const auto begin = Capture().light().now();
@@ -412,7 +412,7 @@ TEST(Decoder, LostSamplesAreViolationsOrMissingTransfers)
 TEST(Decoder, ReportsOnceThatTheClockIdlesLow)
 {
     Capture capture = Capture().reset();
-    for (int i = 0; i < 2; ++i) { // 30 in mode 0
+    for (int i = 0; i < 2; ++i) { // command 30 in mode 0
         capture.low(Line::Clock).low(Line::DataCommand).wait(1us).low(Line::ChipSelect);
         for (int bit = 0; bit < 8; ++bit) {
             capture.set(Line::Mosi, (0x30 >> (7 - bit) & 1) != 0 ? Level::High : Level::Low);

@@ -1,4 +1,4 @@
-// Tests for the complete way from a file to the folder with the results.
+// Tests for decoding a capture file into the folder with the results.
 #include "sim/decode/decoding.h"
 
 #include "sim/decode/capture_error.h"
@@ -188,7 +188,7 @@ TEST_F(DecodingTest, FailsIfSomethingExpectedIsMissing)
     }
 }
 
-TEST_F(DecodingTest, ChecksTheInitialisationOnlyWithTheResetLine)
+TEST_F(DecodingTest, ExpectingTheInitialisationFailsWithoutTheResetLine)
 {
     sim::DecodeOptions options = optionsFor("");
     options.expectsInitialisation = true;
@@ -244,7 +244,7 @@ TEST_F(DecodingTest, ReportsMissingChannels)
     }
 }
 
-TEST_F(DecodingTest, DecodesWhatPrecedesDamage)
+TEST_F(DecodingTest, DecodesTheCaptureUpToTheDamage)
 {
     const std::string text = shortSession();
     const std::string report = decode(text.substr(0, text.rfind('#')) + "#1\n");

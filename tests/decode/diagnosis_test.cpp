@@ -71,7 +71,7 @@ TEST(Diagnosis, NamesABusLineThatIsSwappedWithTheButton)
               "clk and button are swapped: decode with --channels clk=button,button=clk");
 }
 
-TEST(Diagnosis, SuggestsCompleteChannels)
+TEST(Diagnosis, SuggestsTheCompleteChannelsOption)
 {
     ChannelMap channels = ownNames;
     channels[Line::Clock] = "D1";
@@ -129,7 +129,7 @@ TEST(Diagnosis, AcceptsACaptureWithOnlyLedMessages)
     EXPECT_EQ(diagnosisOf(Capture().i2c({0xD8, 0x00, 0x01}).edges()), "");
 }
 
-TEST(Diagnosis, ExplainsNothingIfTheBeginOfTheCaptureIsRight)
+TEST(Diagnosis, ExplainsNothingIfTheBeginningOfTheCaptureIsCorrect)
 {
     Edges edges = session();
     Capture noise = Capture().wait(1h);

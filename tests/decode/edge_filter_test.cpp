@@ -57,7 +57,7 @@ TEST(EdgeFilter, RemovesPulsesThatAreTooShort)
     EXPECT_EQ(filter.filter.glitches(Line::Mosi), 0U);
 }
 
-TEST(EdgeFilter, KeepsTheEdgeOfALineThatBounces)
+TEST(EdgeFilter, KeepsTheLastEdgeOfALineThatBounces)
 {
     const Filter filter({{0ns, Line::Button, high},
                          {100ns, Line::Button, low},
@@ -67,13 +67,13 @@ TEST(EdgeFilter, KeepsTheEdgeOfALineThatBounces)
     EXPECT_EQ(filter.recorder.edges, (Lines{"0 button 1", "110 button 0", "300 button 1"}));
 }
 
-TEST(EdgeFilter, JoinsAnUndefinedLevelWithTheFollowingEdge)
+TEST(EdgeFilter, ReplacesAShortUndefinedLevelWithTheFollowingLevel)
 {
     const Filter filter({{0ns, Line::Reset, low}, {100ns, Line::Reset, undefined}, {104ns, Line::Reset, high}});
     EXPECT_EQ(filter.recorder.edges, (Lines{"0 reset 0", "100 reset 1"}));
 }
 
-TEST(EdgeFilter, WithoutALimitRemovesOnlyPulsesWithoutLength)
+TEST(EdgeFilter, WithAShortestPulseOfZeroRemovesOnlyPulsesOfLengthZero)
 {
     const Filter filter({{0ns, Line::Clock, high},
                          {100ns, Line::Clock, low},
@@ -84,7 +84,7 @@ TEST(EdgeFilter, WithoutALimitRemovesOnlyPulsesWithoutLength)
     EXPECT_EQ(filter.recorder.edges, (Lines{"0 clk 1", "200 clk 0", "201 clk 1"}));
 }
 
-TEST(EdgeFilter, OrdersTheEdgesOfOneInstant)
+TEST(EdgeFilter, OrdersSimultaneousEdges)
 {
     const Filter filter({{0ns, Line::ChipSelect, low},
                          {100ns, Line::ChipSelect, high},

@@ -30,7 +30,7 @@ TEST(OutputFolder, AppearsWhenItIsComplete)
     EXPECT_TRUE(scratch.contains("results/log.txt"));
 }
 
-TEST(OutputFolder, CreatesTheFoldersAbove)
+TEST(OutputFolder, CreatesTheParentFolders)
 {
     const ScratchFolder scratch;
     complete(scratch / "a/b/", {"log.txt"});

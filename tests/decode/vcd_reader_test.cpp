@@ -35,7 +35,7 @@ sim::TokenReader::Source blocks(const std::string& text, std::size_t blockSize)
     };
 }
 
-/// Connects the wires "clk" and "dc", and returns the edges with times in picoseconds.
+/// Connects the wires "clk" or "bus[2]", and "dc". Returns the edges with times in picoseconds.
 Lines edgesOf(const std::string& text, std::size_t blockSize = 4096)
 {
     VcdReader reader(blocks(text, blockSize), "file");
@@ -120,7 +120,7 @@ TEST(VcdReader, AcceptsTheFormsThatToolsWrite)
         {"equal levels", "#1\n1!\n#2\n1!\n#3\n0!\n", {"1000 clk 1", "3000 clk 0"}},
         {"comments", "#1\n$comment 0! $var #9 $end\n1!\n", {"1000 clk 1"}},
         {"equal times", "#1\n1!\n#1\n0!\n", {"1000 clk 1", "1000 clk 0"}},
-        {"no final line end", "#1\n1!", {"1000 clk 1"}},
+        {"no trailing newline", "#1\n1!", {"1000 clk 1"}},
         {"all values again", "#1\n1!\n#2\n$dumpall\n1!\n1\"\n$end\n", {"1000 clk 1", "2000 dc 1"}},
         {"values while the recording is off",
          "#1\n1!\n#2\n$dumpoff\nx!\nx\"\n$end\n#9\n$dumpon\n0!\n$end\n",

@@ -17,8 +17,8 @@ struct DecodedScreen {
     sim::Screen screen;
 };
 
-/// Adds a screen unless it is blank or equal to the last one. A display that is switched off is not blank on the wires,
-/// but dark.
+/// Adds a screen unless it is blank or equal to the last screen. Blank screens are omitted because the simulator
+/// observes one while the display is off, but the decoder reports none.
 inline void addDistinct(std::vector<DecodedScreen>& screens, sim::CaptureTime time, const sim::Screen& screen)
 {
     if (screen != sim::Screen{} && (screens.empty() || screens.back().screen != screen)) {

@@ -11,11 +11,10 @@
 #include <string>
 #include <vector>
 
-/// Accepts exactly what VcdWriter writes, so it also checks the syntax.
+/// Accepts only the times and changes that VcdWriter writes, so it also checks their syntax.
 class RecordedLines {
 public:
-    /// Throws std::runtime_error if the file is not valid, including an incomplete last line, times that do not
-    /// increase and changes to the same level.
+    /// Throws std::runtime_error if the file is not valid, if its last line is incomplete, or if times do not increase.
     explicit RecordedLines(const std::filesystem::path& path)
     {
         std::ifstream file(path, std::ios::binary);

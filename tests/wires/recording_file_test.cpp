@@ -1,4 +1,4 @@
-// Tests for the file: power cycles, killed writers, the limit, and failures.
+// Tests for RecordingFile: power cycles, killed writers, the size limit, and failures.
 #include "sim/wires/recording_file.h"
 
 #include "sim/wires/wire_recorder.h"
@@ -30,7 +30,7 @@ using Bytes = std::vector<std::uint8_t>;
 class RecordingFileTest : public testing::Test {
 protected:
     static WireRecorder recorderOf(RecordingFile& recording) { return {recording.descriptor(), recording.getState()}; }
-    /// Records in a process of its own, which is then killed without further notice.
+    /// Records in a child process, which then kills itself with SIGKILL.
     static void recordInKilledProcess(RecordingFile& recording, const std::function<void(WireRecorder&)>& record)
     {
         const pid_t child = fork();
@@ -144,10 +144,10 @@ TEST_F(RecordingFileTest, ContinuesAfterAProcessWasKilledDuringATransfer)
     recording.finish();
     const RecordedLines lines(file);
     EXPECT_EQ(lines.timesOf(Line::ChipSelect),
-              (std::vector<WireTime>{0ns, 4ms, 4ms, 4ms + 6553600ns})); // the first one ends with the power cycle
+              (std::vector<WireTime>{0ns, 4ms, 4ms, 4ms + 6553600ns})); // the power cycle ends the first transfer
 }
 
-/// As if the process had been killed by a signal during write(2).
+/// Simulates a process that was killed during write(2).
 TEST_F(RecordingFileTest, CompletesAWriteThatWasInterrupted)
 {
     RecordingFile recording(file, RecordingState::noLimit);
@@ -171,7 +171,7 @@ TEST_F(RecordingFileTest, IsCompletedByTheDestructor)
 
 // The limit.
 
-TEST_F(RecordingFileTest, EndsBetweenTwoChangesAtTheLimit)
+TEST_F(RecordingFileTest, EndsAtTheLastChangeThatFitsTheLimit)
 {
     RecordingFile unlimited(file, RecordingState::noLimit);
     WireRecorder recorder = recorderOf(unlimited);

@@ -33,7 +33,7 @@ sim::DeviceFiles& files()
     return shared;
 }
 
-/// The screens that the simulator observes, at intervals: each appeared after `after`.
+/// The screens that the simulator shows, observed at intervals. Each appeared later than its time in `after`.
 struct ObservedScreens {
     std::vector<DecodedScreen> list;
     std::vector<CaptureTime> after;
@@ -87,7 +87,7 @@ void expectEqualAfterARoundTrip(const std::string& name)
     }
 }
 
-/// When the transfers of the frames end. The log has whole microseconds.
+/// The times at which the transfers of the frames end, computed from the whole microseconds of the log.
 std::vector<CaptureTime> endsOfFrames(const Lines& traffic)
 {
     constexpr std::chrono::nanoseconds frameTime(10240 * 8 * 80);
@@ -145,7 +145,7 @@ std::string withUnderscores(std::string name)
     return name;
 }
 
-/// One with protocol violations.
+/// A scenario with protocol violations.
 INSTANTIATE_TEST_SUITE_P(Sample, RoundTrip, testing::Values("cut-frames"),
                          [](const auto& test) { return withUnderscores(test.param); });
 // Two suites, which can run at the same time.

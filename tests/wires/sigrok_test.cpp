@@ -13,7 +13,7 @@ namespace {
 using namespace std::chrono_literals;
 using Lines = std::vector<std::string>;
 
-/// What a decoder prints, without its name: the transfers of SPI, and the events of I2C.
+/// The output of sigrok's decoders without their names: the transfers of SPI, and the events of I2C.
 struct Decoded {
     Lines spi;
     Lines i2c;
@@ -68,7 +68,8 @@ std::vector<std::uint8_t> packed(const sim::Screen& screen)
     return bytes;
 }
 
-/// The transfers that the simulator has logged, in sigrok's words. `frame` replaces the frames, which are not logged.
+/// The transfers that the simulator has logged, as sigrok prints them. `frame` contains the bytes of a frame, which the
+/// log omits.
 Decoded expectedFrom(const Lines& traffic, const std::string& frame)
 {
     Decoded expected;

@@ -119,8 +119,8 @@ TEST_F(WireRecorderTest, RecordsOtherLinesDuringATransferInTheOrderOfTheirTimes)
     EXPECT_EQ(lines.timesOf(Line::Clock).size(), 16U);
 }
 
-/// A decoder reads the changes of one time in the order of the file.
-TEST_F(WireRecorderTest, OrdersAChangeAtTheBeginningOrEndOfATransferAsItHappened)
+/// Decoders read simultaneous changes in the order of the file.
+TEST_F(WireRecorderTest, KeepsTheOrderOfChangesAtTheBeginningAndEndOfATransfer)
 {
     recorder->change(0ns, Line::DataCommand, Level::Low);
     recorder->beginSpi(0ns, 640ns, Bytes{0x00});
@@ -139,7 +139,7 @@ TEST_F(WireRecorderTest, OrdersAChangeAtTheBeginningOrEndOfATransferAsItHappened
                                         Line::DataCommand}));
 }
 
-// I2C. A sample every 2.5 microseconds, four per bit.
+// I2C, sampled every 2.5 microseconds: four samples per bit.
 
 struct I2cCase {
     const char* name;
@@ -245,7 +245,7 @@ TEST_F(WireRecorderTest, RecordsBothBusesAtTheSameTime)
     EXPECT_EQ(lines.timesOf(Line::Scl).size(), 2U * 9U * (frame.size() + 1) + 2U);
 }
 
-// The encoder. A sample every 100 microseconds.
+// The encoder, sampled every 100 microseconds.
 
 TEST_F(WireRecorderTest, TheFirstContactLeadsInThePositiveDirection)
 {
@@ -279,7 +279,7 @@ TEST_F(WireRecorderTest, ATurnBeginsAfterThePreviousTurn)
 
 TEST_F(WireRecorderTest, LinesAreIdleUntilSomethingDrivesThem)
 {
-    const RecordedLines lines = recorded(); // compares the initial levels
+    const RecordedLines lines = recorded(); // checks the initial levels
     EXPECT_EQ(lines.levelAt(Line::DataCommand, 0ns), Level::Undefined);
     EXPECT_EQ(lines.levelAt(Line::Reset, 0ns), Level::Undefined);
     EXPECT_EQ(lines.levelAt(Line::Clock, 0ns), Level::High) << "mode 3";
