@@ -94,7 +94,7 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION TRUE)
 
 set(CPACK_DEBIAN_UPDATER_PACKAGE_NAME tonecrate-updater)
 set(CPACK_DEBIAN_UPDATER_PACKAGE_ARCHITECTURE arm64)
-# Not derived by dpkg-shlibdeps, because the cross compiler's libraries have no versions of symbols.
+# Not derived by dpkg-shlibdeps, because the cross compiler's C library has no dpkg symbols file.
 # `./dev package --test` compares them with the versions that it derives from an arm64 system.
 set(CPACK_DEBIAN_UPDATER_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1 (>= 3.0), libstdc++6 (>= 12)")
 # Not recommended, because apt would then install them over a device's own scripts.

@@ -42,7 +42,7 @@ here=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")")
 [[ -n $modules ]] || modules=$packages/board/lib/modules/$(cat "$packages/kernel_version")
 readonly modules settings packages updater out here scripts=$here/../scripts
 
-# Programs of the scripts that BusyBox does not contain, or contains with too few options.
+# Programs that the scripts run, and that BusyBox lacks or implements with too few options.
 readonly tools=(usr/bin/openssl usr/bin/zstd usr/bin/flock sbin/mke2fs sbin/e2fsck sbin/dumpe2fs)
 
 install_programs() {
@@ -83,7 +83,7 @@ install_libraries_of() {
 # Maps from the names of modules, with underscores, as in the kernel.
 declare -A module_files=() is_built_in=() is_installed=()
 
-# module_name PATH: sets `name` to the name of the module in the file PATH, or of the module PATH.
+# module_name MODULE: sets `name` to the name of MODULE, a file or a name, with underscores.
 module_name() {
     name=${1##*/} name=${name%%.ko*} name=${name//-/_}
 }

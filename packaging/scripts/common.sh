@@ -24,8 +24,8 @@ fail() {
   exit $((result_offset + $1))
 }
 
-# give_up REASON: ends the script when `main` does not run or has not ended normally. The screen has no message for the
-# status of decrypt.sh, so decrypt.sh shows the reason, at most 32 characters.
+# give_up REASON: ends the script when `main` does not run or has not ended normally. The screen has no message for
+# exit status 4 of decrypt.sh, so decrypt.sh shows the reason, at most 32 characters.
 give_up() {
   trap - EXIT
   printf '%s: %s\n' "$script_name" "$1" >&2
@@ -49,13 +49,14 @@ show() {
   printf 'SHOW: %s\n' "$1"
 }
 
-# `main` ends with this number plus the exit status of the script, unlike a shell that ends with an error of its own.
+# `main` exits with this number plus the exit status of the script. Any other status means that a signal or an error of
+# the shell ended `main`.
 readonly result_offset=100
 
-# supervise [ARGUMENT...]: runs `main` in a child process, cleans up after it, and exits.
-# The updater treats a script that a signal kills as successful if the shell of popen() has replaced itself by the
-# script. Therefore this process only waits. When `main` is killed, the script fails. When this process is killed, the
-# others still hold the output open, and the updater waits for them.
+# supervise [ARGUMENT...]: runs `main` in a grandchild process, cleans up after it, and exits.
+# The updater treats a script that a signal kills as successful if the shell of popen() has replaced itself with the
+# script. Therefore this process only waits. When `main` is killed, the script fails. When this process is killed, its
+# descendants still hold the output open, and the updater waits for them.
 supervise() {
   lock
   release_all # what a killed script has left behind
@@ -75,7 +76,7 @@ supervise() {
   exit "$result"
 }
 
-# Never returns when the waiting process has been killed: the updater would treat this failure as success.
+# Never returns when the script's first process has been killed, because the updater would treat the failure as success.
 hold_failure() {
   read -r _ _ _ parent _ </proc/self/stat
   [ "$parent" != $$ ] || return 0
@@ -142,8 +143,8 @@ make_file_system() {
   "$mke2fs" -q -F -t ext4 -m 0 "$@" "$device" </dev/null >&2
 }
 
-# list_tree FOLDER: lists type, mode, owner, size and name of everything, and the checksums of the files. The size of a
-# folder depends on the file system.
+# list_tree FOLDER: lists type, mode, owner and name of everything in FOLDER, and size and checksum of each file. Omits
+# the size of folders, which depends on the file system.
 list_tree() {
   tree=$(cd "$1" && find . -type f -exec stat -c '%f %u:%g %s %N' {} + &&
     find . ! -type f -exec stat -c '%f %u:%g %t:%T %N' {} + &&
@@ -156,7 +157,7 @@ same_tree() {
   first=$(list_tree "$1") && second=$(list_tree "$2") && [ "$first" = "$second" ]
 }
 
-# list_contents FOLDER: lists what belongs to a firmware in FOLDER: the folder firmware and the version.
+# list_contents FOLDER: lists the folder firmware in FOLDER, and prints the version.
 list_contents() {
   list_tree "$1/firmware" && cat "$1/version.txt"
 }
@@ -168,13 +169,13 @@ require_firmware() {
   [ -s "$unpacked/contents" ] || fail 1 "the unpacked firmware is incomplete"
 }
 
-# Fails unless the internal memory is not in use.
+# Fails when the internal memory is missing, in use or read-only.
 require_memory() {
   unmount "$memory_mount" || fail 1 "the internal memory is in use"
   require_free "$memory_device"
 }
 
-# Fails unless the backup is not in use and differs from the memory.
+# Fails when the backup is missing, in use, read-only, or the same device as the memory.
 require_backup() {
   unmount "$backup_mount" || fail 1 "the backup is in use"
   require_free "$backup_device"

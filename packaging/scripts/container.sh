@@ -17,7 +17,7 @@
 
 readonly header_size=25 signature_size=64 largest_manifest=1048576 largest_chunk=67108864
 
-# take COUNT FILE: moves COUNT bytes from descriptor 4 to FILE.
+# take COUNT FILE: copies the next COUNT bytes of descriptor 4 to FILE.
 take() {
   dd bs=65536 count="$1" iflag=count_bytes <&4 >"$2" 2>/dev/null
 }
@@ -92,7 +92,7 @@ parse_manifest() {
     corrupt "wrong number of checksums"
 }
 
-# Called with the number of unpacked chunks. The sourcing script may redefine it to show progress.
+# Called for each verified chunk with its number, counted from 1. The sourcing script may redefine it to show progress.
 after_chunk() {
   :
 }
@@ -124,7 +124,8 @@ await_printing() {
   [ -z "$printing" ] || wait "$printing"
 }
 
-# note RESULT: the stages of the pipeline run in processes of their own, and /tmp may be full.
+# note RESULT: reports the result of a pipeline stage on descriptor 5. The stages run in separate processes, and /tmp
+# may be too full for a file.
 note() {
   echo "$1" >&5
 }
@@ -168,7 +169,8 @@ unpacking_failed() {
   corrupt "not $1"
 }
 
-# available_kib FOLDER: prints the space that is left for files in FOLDER, in KiB. In RAM, also limited by the free RAM.
+# available_kib FOLDER: prints the space that is left for files in FOLDER, in KiB. For a file system in
+# RAM, prints at most the available RAM.
 available_kib() {
   available=$(df -P -k "$1" | { read -r _ && read -r _ _ _ size _ && echo "$size"; })
   ram=$(sed -n 's/^MemAvailable: *\([0-9]*\) kB$/\1/p' /proc/meminfo)

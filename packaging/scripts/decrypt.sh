@@ -21,14 +21,14 @@ require_drive() {
   is_device "$drive" || fail 1 "$drive does not exist"
 }
 
-# stop REASON [DETAIL]: shows the reason, at most 40 characters, long enough for the updater to display it.
+# stop REASON [DETAIL]: shows the reason, at most 40 characters, for 1 s, so that the updater displays it, and fails.
 stop() {
   show "$1"
   sleep 1
   fail 4 "$1${2:+ ($2)}"
 }
 
-# Fails when something that is not on the drive is missing, which must not be reported as a corrupt file.
+# Fails when the device lacks a tool or a key, which must not be reported as a corrupt file.
 require_system() {
   for tool in openssl zstd tar dd cut expr sed; do
     command -v "$tool" >/dev/null || stop "Failed: $tool is missing"
@@ -80,8 +80,8 @@ find_firmware() {
   fail 2 "no tonecrate.fw on $drive"
 }
 
-# component TEXT NUMBER: sets `digits` (without leading zeros) and `rest` to the number at the start of a component of
-# the version TEXT, and the text after this number.
+# component VERSION NUMBER: splits component NUMBER of VERSION into its leading digits and the text after them. Sets
+# `digits` (without leading zeros) and `rest`.
 component() {
   part=$(printf '%s\n' "$1" | cut -d . -f "$2")
   rest=$(printf '%s\n' "$part" | sed 's/^[0-9]*//')
@@ -119,7 +119,7 @@ check_version() {
   ! is_older "$version" "$minimum_version" || stop "Failed: older than the minimum version" "$version, $minimum_version"
 }
 
-# Needs room for the unpacked files, two chunks, and the listing of the content.
+# Requires room for the unpacked files, two chunks, and the listing of the content.
 check_memory() {
   needed=$(((unpacked_size + 2 * chunk_size) / 1024 + 1024))
   [ "$(available_kib "$scratch")" -ge "$needed" ] || stop "Failed: needs $((needed / 1024 + 1)) MB of memory"
@@ -130,9 +130,9 @@ after_chunk() {
   show "Unpacking... $((15 + $1 * chunk_size * 65 / (payload_size + chunk_size)))%"
 }
 
-# Reads the installed version from the backup after an interrupted update. The file is empty if there is no installed
-# version. A memory that is mounted already can be read, although format.sh will not format it; if it is mounted for
-# writing in another namespace, the kernel allows only another mount for writing.
+# Reads the installed version from the memory, or from the backup if an interrupted update left the memory incomplete.
+# The file is empty if there is no installed version. A memory that is mounted already can be read, although format.sh
+# will not format it. If it is mounted for writing in another namespace, the kernel rejects a read-only mount.
 write_old_version() {
   show "Reading the old version... 85%"
   : >"$scratch/fw/version.old.txt"
@@ -145,7 +145,7 @@ write_old_version() {
   fi || printf '%s: the installed version cannot be read\n' "$script_name" >&2
 }
 
-# mv -T fails when /tmp/fw exists and is not empty, so no other folder can replace it.
+# mv -T never moves into an existing /tmp/fw: it replaces an empty folder, and fails for anything else.
 put_in_place() {
   show "Checking the files... 90%"
   { list_contents "$scratch/fw" >"$scratch/fw/contents" && chmod 700 "$scratch/fw"; } || out_of_memory

@@ -1,16 +1,16 @@
 #!/bin/sh
 # Formats the internal memory: format.sh 0 keeps the presets, format.sh 1 deletes them.
 # Installed as /usr/sbin/format.sh. Exit status: 0 success, 1 failure, 2 wrong argument.
-# Changes nothing unless the unpacked firmware is complete and, with the presets, fits into the new file system.
+# Formats nothing unless the unpacked firmware is complete and, with the presets, fits into the new file system.
 # After a power cut at any moment, format.sh 0 continues from the memory if it is complete, otherwise from the backup.
 [ -r "${0%/sbin/*}/lib/tonecrate/common.sh" ] || exit 1
 # shellcheck source=common.sh
 . "${0%/sbin/*}/lib/tonecrate/common.sh"
 
 scratch=$root/run/tonecrate/format
-saved= # the folder with the complete presets, on the memory or on the backup
+saved= # the folder that contains the complete presets and the version, on the memory or on the backup
 
-# Does not change the memory.
+# Sets `saved`. Repairs the file systems, but changes nothing else.
 find_presets() {
   show "Checking the memory... 5%"
   require_backup
@@ -86,7 +86,7 @@ save_presets() {
   { mount_backup rw && same_presets "$memory_mount" "$backup_mount/new" &&
     cmp "$memory_mount/version.txt" "$backup_mount/new/version.txt" >&2; } ||
     fail 1 "the saved presets differ from the presets"
-  # The kernel reports no error if it cannot write the rename, so this must be read from the disk.
+  # The kernel reports no error if it cannot write the rename, so the new name is read back from the disk.
   { mv "$backup_mount/new" "$backup_mount/complete" && unmount "$backup_mount" && mount_backup ro &&
     backup_is_complete; } || fail 1 "the saved presets cannot be marked complete"
 }
@@ -130,8 +130,8 @@ restore_presets() {
   list_tree "$memory_mount/presets" >"$unpacked/presets" || fail 1 "$unpacked cannot be written"
 }
 
-# Removes the mark first. Also formats a backup that cannot be mounted, because a repair could restore the backup.
-# A factory reset does not need the backup, so it continues without one.
+# Marks the backup incomplete first. Also formats a backup that cannot be mounted, because a later repair could make it
+# complete again. A factory reset does not need the backup, so it continues without one.
 discard_backup() {
   show "Discarding saved presets... 15%"
   (require_backup) || return 0

@@ -31,7 +31,7 @@ copy_folders() {
   done
 }
 
-# Shows progress from 10 % to 70 %, with at most one line for each percent and folder.
+# Copies the files in batches of about 1 % of the progress, each from one folder. Shows progress from 10 % to 70 %.
 copy_files() {
   count=$(find "$firmware" -type f | wc -l)
   copied=0
@@ -80,7 +80,7 @@ check_files() {
   check_presets
 }
 
-# The backup may have failed since, so format.sh has listed the presets.
+# Compares the presets with the list that format.sh wrote, because the backup may have failed since.
 check_presets() {
   if [ "$mode" = 0 ]; then
     list_tree "$memory_mount/presets" | cmp -s - "$unpacked/presets" || fail 1 "the presets differ from the saved ones"
@@ -100,12 +100,12 @@ write_version() {
     fail 1 "the version cannot be written"
 }
 
-# Does not report failures, because a complete memory takes precedence over the backup. An undeleted backup would
-# restore old presets after later damage to the memory.
+# Ignores failures, because a complete memory takes precedence over the backup. A remaining backup would restore old
+# presets if the memory were damaged later.
 drop_backup() {
   (require_backup) || return 0
   if ! mount_backup rw; then
-    make_file_system "$backup_device" || : # otherwise a repair could restore the backup
+    make_file_system "$backup_device" || : # otherwise a repair could make the backup complete
     return
   fi
   if backup_is_complete; then

@@ -62,7 +62,7 @@ sector_size() {
   cat "$folder/queue/logical_block_size"
 }
 
-# mount_point_of DEVICE: prints the folder where DEVICE is mounted. Fails when it is not mounted.
+# mount_point_of DEVICE: prints where the root folder of DEVICE is mounted. Fails when it is not mounted.
 mount_point_of() {
   number=$(device_number "$1" 2>/dev/null) || return 1
   while read -r _ _ device_of_mount source folder _; do

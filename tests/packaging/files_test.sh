@@ -29,7 +29,7 @@ unit_is_valid() {
   silent systemd-analyze verify --man=no --recursive-errors=no --root="$PWD/root" tonecrate-updater.service
 }
 
-# 0 is no exposure, 10 is none of systemd's restrictions.
+# The exposure level is 0 with all of systemd's restrictions and 10 with none. The threshold is ten times the level.
 exposure_is_low() {
   systemd-analyze security --offline=true --threshold=20 "$packaging/tonecrate-updater.service"
 }

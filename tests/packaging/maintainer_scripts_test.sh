@@ -12,7 +12,7 @@ trap 'rm -rf -- "$work"' EXIT
 
 unshare --user --map-root-user --mount true 2>/dev/null || { echo "skipped: namespaces are not available"; exit 77; }
 
-# The recorded modprobe fails when the file `busy` exists.
+# Creates commands that record their calls. modprobe fails when the file `busy` exists.
 make_commands() {
   local name
   mkdir "$work/bin"
@@ -32,7 +32,7 @@ around_case() {
   "$@"
 }
 
-# spidev_module SIZE [built-in]: creates the kernel's files of spidev.
+# spidev_module SIZE [built-in]: creates the files of spidev in /sys/module. SIZE is its buffer size in bytes.
 spidev_module() {
   mkdir -p "$work/module/spidev/parameters"
   echo "$1" >"$work/module/spidev/parameters/bufsiz"

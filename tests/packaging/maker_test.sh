@@ -98,7 +98,7 @@ make_keys_arguments() {
   [[ ! -e one ]]
 }
 
-# Reads the file with other tools than container.sh.
+# Parses the file independently of container.sh.
 file_has_the_documented_format() {
   local size
   pack --chunk 300
@@ -351,7 +351,7 @@ commands_have_help() {
   done
 }
 
-# The packages install the commands in this way.
+# The package installs the commands as symbolic links.
 commands_run_through_links() {
   cp -RL "$maker" "the maker"
   mkdir bin
@@ -367,7 +367,7 @@ it "make-keys rejects wrong arguments" make_keys_arguments
 it "pack writes the documented format" file_has_the_documented_format
 it "pack divides the payload into chunks of 4 MiB" chunks_are_4_mib_by_default
 it "pack rejects chunks that are too small or too large" invalid_chunk_sizes
-it "pack writes the same archive whatever the times, owners and special mode bits" archives_are_reproducible
+it "pack ignores times, read and write permissions, and special mode bits" archives_are_reproducible
 it "pack keeps files executable" executable_files_stay_executable
 it "pack stores hard-linked files as separate files" hard_links_become_files
 it "pack gives the file the mode that the umask allows" file_is_readable_as_the_umask_allows
@@ -375,7 +375,7 @@ it "pack accepts a link to the folder" folder_may_be_a_link
 it "pack rejects a symbolic link" pack_refuses_folder ln -s one folder/two
 it "pack rejects a named pipe" pack_refuses_folder mkfifo folder/pipe
 it "pack rejects a quote in a name" pack_refuses_folder touch 'folder/a"b'
-it "pack rejects a line end in a name" pack_refuses_folder touch $'folder/a\nb'
+it "pack rejects a line feed in a name" pack_refuses_folder touch $'folder/a\nb'
 it "pack rejects a path that is too long for the archive" pack_refuses_folder long_path
 it "pack rejects a folder without files" pack_refuses_folder rm -r folder/one folder/sub
 it "pack rejects invalid versions" pack_refuses_versions
@@ -395,6 +395,6 @@ it "verify rejects files that are not firmware files" not_firmware tonecrate-ver
 it "verify rejects signed files with invalid manifests" invalid_manifests tonecrate-verify-firmware "$work/keys"
 it "verify checks the content when it has the firmware key" verify_checks_the_content
 it "verify rejects wrong arguments" verify_arguments
-it "--help prints how to use a command" commands_have_help
+it "--help prints a usage line" commands_have_help
 it "the commands run through symbolic links" commands_run_through_links
 finish

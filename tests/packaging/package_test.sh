@@ -45,7 +45,7 @@ updater_installs() {
   [[ -x $work/system/usr/sbin/tonecrate-updater ]]
 }
 
-# Derives the dependencies from the arm64 system, because the cross compiler's libraries have no versions of symbols.
+# Derives the dependencies from the arm64 system, because the cross compiler's C library has no dpkg symbols file.
 declares_the_needed_library_versions() {
   local library file options=()
   for library in libc6 libgcc-s1 libstdc++6; do
@@ -73,7 +73,8 @@ starts_nothing() {
     "./control ./md5sums ./postinst ./postrm ./prerm" ]]
 }
 
-# Without the board's devices the program reports /dev/mem and is killed by SIGSEGV, as documented in docs/device.md.
+# Without the board's devices the program reports that it cannot open /dev/mem, and is killed by SIGSEGV, as documented
+# in docs/device.md.
 runs_without_devices() {
   local status=0
   # shellcheck disable=SC2016 # for the inner shell
@@ -107,7 +108,7 @@ settings_survive_reinstallation() {
   tail -n 1 "$work/system/$settings" | grep -x '# changed'
 }
 
-# A firmware file that the installed commands make is verified by this machine's commands.
+# The repository's command also verifies the firmware file that the installed commands make.
 commands_run() {
   install_packages tonecrate-maker
   cp -R "$repository/sim/firmware" "$work/system/tmp/firmware"
@@ -133,10 +134,10 @@ it "the updater's package installs with its dependencies" updater_installs
 it "the updater's package depends on the library versions that the program needs" declares_the_needed_library_versions
 it "the updater's package does not replace the device's scripts" leaves_scripts_alone
 it "the updater's package starts and enables no service" starts_nothing
-it "the program reports the missing devices" runs_without_devices
+it "without devices the program reports that it cannot open /dev/mem" runs_without_devices
 it "the scripts' package installs the scripts and their settings" scripts_install
 it "the installed scripts run and report that the keys are missing" scripts_run
-it "a new version of the scripts' package keeps changed settings" settings_survive_reinstallation
+it "reinstalling the scripts' package keeps changed settings" settings_survive_reinstallation
 it "the maker's commands make and verify a firmware file" commands_run
 it "removal and purge leave no files" removes
 finish

@@ -50,7 +50,7 @@ foreign_firmware() {
   expect_corrupt bad.fw
 }
 
-# Each chunk still has the checksum of another one.
+# Exchanges the first two chunks, but not their checksums.
 exchanged_chunks() {
   local header size
   "$maker/tonecrate-pack-firmware" --chunk 30000 "$firmware" 2.0.0 "$work/keys" chunks.fw
@@ -67,7 +67,6 @@ exchanged_chunks() {
   expect_corrupt bad.fw
 }
 
-# damaged_chunk: nothing of a damaged chunk is unpacked.
 damaged_chunk() {
   "$maker/tonecrate-pack-firmware" --chunk 5000 "$firmware" 2.0.0 "$work/keys" bad.fw
   flip bad.fw -7500
@@ -86,7 +85,7 @@ good_parts() {
   cp "$work/good/manifest" "$work/good/payload" .
 }
 
-# signed_manifest COMMAND...: the manifest is changed by COMMAND before it is signed.
+# signed_manifest COMMAND...: COMMAND changes the manifest before it is signed.
 signed_manifest() {
   good_parts
   "$@" <manifest >changed
@@ -95,7 +94,7 @@ signed_manifest() {
   expect_corrupt bad.fw
 }
 
-# header_with SIZE: the header gives the manifest another size.
+# header_with SIZE: the header contains SIZE instead of the manifest's size.
 header_with() {
   good_parts
   printf 'tonecrate-fw-02\n%s\n' "$1" | cat - manifest >signed
@@ -183,12 +182,12 @@ not_an_archive() {
   expect_archive_rejected
 }
 
-it "decrypt exits 3 when any byte is flipped" flipped_bytes
+it "decrypt exits 3 when a byte is flipped" flipped_bytes
 it "decrypt exits 3 when the firmware file is truncated" truncated_firmware
 it "decrypt exits 3 when a byte is appended" lengthened_firmware
 it "decrypt exits 3 on random data" random_firmware
 it "decrypt exits 3 on firmware signed with another key" foreign_firmware
-it "decrypt rejects a firmware file of an older format" older_format
+it "decrypt rejects a firmware file in an older format" older_format
 it "decrypt rejects exchanged chunks" exchanged_chunks
 it "decrypt rejects a damaged chunk" damaged_chunk
 for size in 00000000 00000001 00000010 99999999 0000012x -0000001 "" 123 000000000123; do

@@ -73,7 +73,7 @@ without_file() {
   tidy
 }
 
-# expect_reason TEXT: the last progress line, which stays on the screen, is TEXT.
+# expect_reason TEXT: decrypt.sh exits with 4, and its last progress line, which stays on the screen, is TEXT.
 expect_reason() {
   expect 4 decrypt.sh /dev/sda1
   [[ $(tail -n 1 out) == "SHOW: $1" ]] || { echo "shows: $(tail -n 1 out)"; return 1; }
@@ -115,7 +115,7 @@ other_run() {
   flock 8
 }
 
-# The space is taken after decrypt.sh has measured it.
+# full_memory LINE: /tmp becomes full at the progress line LINE.
 full_memory() {
   plug_drive
   mount -o remount,size=12M "$root/tmp"
@@ -124,7 +124,7 @@ full_memory() {
   expect_reason "Failed: not enough memory in /tmp"
 }
 
-# older VERSION MINIMUM: decrypt.sh rejects VERSION. The archive contains the version, so it is not unpacked.
+# older VERSION MINIMUM: decrypt.sh rejects a firmware of VERSION when the minimum is MINIMUM.
 older() {
   change_setting minimum_version "$2"
   archive_parts
@@ -163,7 +163,7 @@ mounted_outside_the_root() {
   [[ $(cat "$root/tmp/fw/version.old.txt") == 1.4.2 ]]
 }
 
-# occupied_by STATUS COMMAND: another user puts something in place of /tmp/fw while decrypt.sh runs.
+# occupied_by STATUS COMMAND: COMMAND creates /tmp/fw while decrypt.sh runs, as another user could.
 occupied_by() {
   plug_drive
   on_line "Ready" "$2"
@@ -179,7 +179,7 @@ small_chunks() {
   [[ $(grep -c Unpacking out) -gt 20 ]]
 }
 
-# The mount point is not the one that the kernel reports, because it escapes the blank.
+# The kernel escapes the blank in /proc/mounts, so decrypt.sh would not find the mount point there.
 blank_in_mount_point() {
   change_setting memory_mount '"/run/the memory"'
   plug_drive
@@ -233,7 +233,7 @@ mount_left_behind() {
 it "decrypt unpacks the firmware and writes both versions" partitioned_drive
 it "decrypt reads a drive without a partition table" drive_without_partition
 it "decrypt ignores the case of the file name" name_in_capitals
-it "decrypt unmounts the mounts of a killed run" mount_left_behind
+it "decrypt removes the mounts of a killed script" mount_left_behind
 it "decrypt exits 1 without a drive" no_drive
 it "decrypt exits 1 on a drive without a file system" unreadable_drive
 it "decrypt exits 2 on a drive without tonecrate.fw" drive_without_firmware
@@ -248,7 +248,7 @@ for line in "Checking the signature" "Unpacking... 15" "Reading the old"; do
   it "decrypt shows that /tmp is full when it becomes full at \"$line\"" full_memory "$line"
 done
 for mib in 11 12; do
-  it "decrypt shows that /tmp is full when another program takes $mib MB" \
+  it "decrypt shows that /tmp is full when another program takes $mib MiB" \
     shortage "dd if=/dev/zero of=/tmp/filling bs=1M count=$mib 2>/dev/null"
 done
 it "decrypt shows that another script is running" shows_reason "another script is running" other_run
@@ -274,12 +274,12 @@ done <<<'2 2.0
 1.10 1.9
 02.1 2.1
 2.0.0 1.9.9'
-it "decrypt does not follow a link in place of /tmp/fw" occupied_by 4 'ln -s /elsewhere /tmp/fw'
-it "decrypt does not move into a folder in place of /tmp/fw" occupied_by 4 'mkdir /tmp/fw && : >/tmp/fw/injected'
-it "decrypt replaces an empty folder in place of /tmp/fw" occupied_by 0 'mkdir /tmp/fw'
+it "decrypt does not follow a link at /tmp/fw" occupied_by 4 'ln -s /elsewhere /tmp/fw'
+it "decrypt does not move the firmware into a folder at /tmp/fw" occupied_by 4 'mkdir /tmp/fw && : >/tmp/fw/injected'
+it "decrypt replaces an empty folder at /tmp/fw" occupied_by 0 'mkdir /tmp/fw'
 it "the old version is read from a memory that is mounted for writing" mounted_memory rw
 it "the old version is read from a memory that is mounted for reading" mounted_memory ro
-it "the old version is read from a memory that another namespace has mounted" mounted_outside_the_root
+it "the old version is read from a memory that is mounted outside the chroot" mounted_outside_the_root
 it "the old version is empty when the memory has no version" old_version_is_empty_when none
 it "the old version is empty when the memory is blank" old_version_is_empty_when blank
 it "the old version is empty without partitions" old_version_is_empty_when gone

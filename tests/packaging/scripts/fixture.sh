@@ -2,7 +2,7 @@
 # and files that the scripts may use. Its partitions and its drive are loop devices. Its mounts are in a separate
 # namespace.
 # Usage of the tests: NAME_test.sh busybox|dash   (a root with BusyBox, or with dash and the GNU tools)
-# The sourcing test may set `files`: the files of the simulator's firmware that its firmware contains.
+# The sourcing test may set `files` to the files of the simulator's firmware that it needs; default: all files.
 # shellcheck shell=bash
 
 [[ ${1:-} == busybox || ${1:-} == dash ]] || { echo "usage: ${0##*/} busybox|dash" >&2; exit 2; }
@@ -25,7 +25,7 @@ trap clean_up EXIT
 # shellcheck source=../../support/cases.sh
 . "$repository/tests/support/cases.sh"
 
-# The build machine's kernel may lack FAT. The scripts mount every file system type in their settings.
+# The build machine's kernel may lack FAT. The drive and the setting drive_file_systems then use ext4.
 drive_type=ext4
 if grep -qw vfat /proc/filesystems || modprobe -q vfat 2>/dev/null; then drive_type=vfat; fi
 
@@ -206,7 +206,7 @@ around_case() {
   "$@"
 }
 
-# A test that runs in the background inherits ignored signals, which a shell cannot trap.
+# Resets all signals: a test that runs in the background inherits ignored signals, which a shell cannot trap.
 in_root() {
   env -i --default-signal /usr/sbin/chroot "$root" "$@"
 }
@@ -283,8 +283,8 @@ change_setting() {
   sed -i "s|^$1=.*|$1=$2|" "$root/etc/tonecrate/updater.conf"
 }
 
-# on_line PREFIX COMMAND: every script runs COMMAND after it prints a progress line with this prefix. The scripts read
-# their settings last, so functions in the settings override the scripts' functions.
+# on_line PREFIX COMMAND: every script runs COMMAND after it prints a progress line with this prefix. common.sh defines
+# `show` before it reads the settings, so the settings can override it.
 on_line() {
   cat >>"$root/etc/tonecrate/updater.conf" <<END
 show() {
@@ -297,8 +297,7 @@ END
 }
 
 # before_command NUMBER ACTION COMMAND...: the scripts run ACTION before call NUMBER of these commands and mke2fs,
-# counted from 0 over all scripts. The scripts read their settings last, so the functions in the settings replace the
-# commands.
+# counted from 0 over all scripts. Functions in the settings replace the commands.
 before_command() {
   local command
   mkdir "$root/run/calls"
@@ -324,8 +323,9 @@ END
   } >>"$root/etc/tonecrate/updater.conf"
 }
 
-# signal_main: defines functions for on_line and before_command that send a signal to the process that runs `main`, a
-# grandchild of the script, and to its parent. They fail unless the caller is this grandchild or a descendant of it.
+# signal_main: defines two functions for on_line and before_command. `signal_main SIGNAL` signals the process that runs
+# `main`, a grandchild of the script; `signal_middle SIGNAL` signals the parent of this grandchild. Both fail unless the
+# caller is the grandchild or a descendant of it.
 signal_main() {
   cat >>"$root/etc/tonecrate/updater.conf" <<'END'
 find_main() {

@@ -1,5 +1,5 @@
 #!/bin/bash
-# Tests that format.sh keeps the presets for an update, and changes nothing when it fails.
+# Tests that format.sh 0 keeps the presets, and that a rejected request changes nothing.
 set -uo pipefail
 # shellcheck source=fixture.sh
 . "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
@@ -84,7 +84,8 @@ mounted_elsewhere() {
   umount "$root/elsewhere/the memory"
 }
 
-# mounted_outside_the_root FOLDER: this mount is in another namespace. The root sees only FOLDER of the memory.
+# mounted_outside_the_root [FOLDER]: the memory is mounted outside the chroot, as if in another namespace. FOLDER of the
+# memory is also mounted in the chroot.
 mounted_outside_the_root() {
   mkdir mounted
   mount "$(cat "$work/loops/mmcblk0p3")" mounted
@@ -98,7 +99,7 @@ mounted_outside_the_root() {
 
 used_as_swap() {
   mkswap "$root/dev/mmcblk0p4"
-  swapon "$root/dev/mmcblk0p4" || { echo "this kernel has no swap space"; return 0; }
+  swapon "$root/dev/mmcblk0p4" || { echo "this kernel does not support swap"; return 0; }
   presets_stay 0
   swapoff "$root/dev/mmcblk0p4"
 }
@@ -108,7 +109,7 @@ one_device_for_both() {
   fails_untouched 0
 }
 
-# unpacked_is COMMAND: changes the unpacked firmware in the folder /tmp/fw. Both operations must change nothing.
+# unpacked_is COMMAND...: changes the unpacked firmware in the folder /tmp/fw. format.sh must change nothing.
 unpacked_is() {
   (cd "$root/tmp/fw" && "$@")
   fails_untouched 0
@@ -120,7 +121,7 @@ without_firmware() {
   fails_untouched 1
 }
 
-# firmware_too_large SIZE: a firmware with a file of SIZE does not fit into the memory of 12 MB.
+# firmware_too_large SIZE: a firmware with a file of SIZE does not fit into the memory of 12 MiB.
 firmware_too_large() {
   mkdir large
   truncate -s "$1" large/engine.bin
@@ -131,7 +132,7 @@ firmware_too_large() {
   fails_untouched 1
 }
 
-# Each fits alone, and both together need more than the memory.
+# The firmware and the presets each fit into the memory, but not both.
 firmware_and_presets_too_large() {
   mkdir take large
   head -c 4M /dev/urandom >take/take.wav
@@ -145,7 +146,7 @@ firmware_and_presets_too_large() {
   expect 0 install.sh
 }
 
-# The margin is not so large that it rejects a firmware that fits.
+# The margin that format.sh adds to the firmware's size must not reject a firmware that fits.
 large_firmware_fits() {
   mkdir -p large
   head -c 9500K <(yes "a line of the engine") >large/engine.bin # packed faster than random data
@@ -167,7 +168,7 @@ too_many_files() {
   fails_untouched 1
 }
 
-# reset_without_backup COMMAND...: a factory reset succeeds although the backup is unusable.
+# reset_without_backup COMMAND...: a factory reset succeeds after COMMAND has made the backup unusable.
 reset_without_backup() {
   "$@"
   expect 0 format.sh 1
@@ -180,14 +181,14 @@ read_only_backup() {
   plug mmcblk0p4 backup.img 0 --read-only
 }
 
-# full_folder FOLDER: format.sh changes nothing when this folder, in memory, is full.
+# full_folder FOLDER: format.sh changes nothing when FOLDER, a tmpfs, is full.
 full_folder() {
   dd if=/dev/zero of="$root/$1/filling" bs=1M 2>/dev/null || true
   fails_untouched 0
   fails_untouched 1
 }
 
-# The mark that install.sh requires cannot be written.
+# /tmp/fw/formatted, which install.sh requires, cannot be written.
 unmarked() {
   on_line "Formatted" 'dd if=/dev/mmcblk0p3 of=/tmp/filling bs=64k 2>/dev/null
     dd if=/dev/mmcblk0p4 of=/tmp/filling2 2>/dev/null'
@@ -255,7 +256,7 @@ damaged_memory_with_older_backup() {
   [[ $(memory_command 'cat presets/new.preset') == new ]]
 }
 
-# The list of the presets that format.sh has verified replaces a backup that fails later.
+# install.sh compares the presets with the list that format.sh wrote, so it does not need the backup.
 backup_fails_before_install() {
   prepare
   expect 0 format.sh 0
@@ -330,8 +331,8 @@ unfaithful_copy() {
   [[ $status -eq 1 ]] || { echo "exits $status"; return 1; }
 }
 
-# lost_write COMMAND REASON: the effect of COMMAND never reaches the disk. format.sh fails with REASON, and the next
-# update keeps the presets.
+# lost_write COMMAND REASON: COMMAND succeeds, but its changes of "complete" and version.txt never reach the disk.
+# format.sh fails with REASON, and the next update keeps the presets.
 lost_write() {
   echo "$1() { case \$* in *complete*|*version.txt*) ;; *) command $1 \"\$@\" ;; esac; }" >>"$root/etc/tonecrate/updater.conf"
   expect 1 format.sh 0
@@ -382,18 +383,18 @@ it "format changes nothing when a mode was changed" prepared unpacked_is chmod 4
 it "format changes nothing when /tmp/fw belongs to another user" prepared unpacked_is chown 1 .
 it "format changes nothing when others can read /tmp/fw" prepared unpacked_is chmod 755 .
 it "format changes nothing when the firmware does not fit into the memory" firmware_too_large 11M
-it "format keeps the presets when firmware and presets do not fit together" firmware_and_presets_too_large
+it "format keeps the presets when the firmware and the presets do not both fit" firmware_and_presets_too_large
 it "format changes nothing when the firmware has too many files" too_many_files
 it "an update with a firmware that fills most of the memory succeeds" large_firmware_fits
 it "format fails when the memory is missing or a regular file" prepared without_partition mmcblk0p3
 it "format for an update fails when the backup is missing or a regular file" prepared without_backup
 it "format fails when the memory is mounted" prepared mounted_elsewhere
-it "format fails when the memory is mounted in another namespace" prepared mounted_outside_the_root
-it "format fails when a folder of the memory is mounted" prepared mounted_outside_the_root presets
+it "format fails when the memory is mounted outside the chroot" prepared mounted_outside_the_root
+it "format fails when only a folder of the memory is mounted in the chroot" prepared mounted_outside_the_root presets
 it "format changes nothing when the memory is read-only" prepared read_only_memory
 it "format changes nothing when checksums cannot be computed" prepared without_checksums
-it "format measures the file system for a memory with sectors of 4096 bytes" prepared large_sectors
-it "format never replaces a complete but damaged memory by an older backup" damaged_memory_with_older_backup
+it "format rejects too many files for a memory with 4096-byte sectors" prepared large_sectors
+it "format never replaces a complete but damaged memory with an older backup" damaged_memory_with_older_backup
 it "format fails when the presets are not a folder" prepared presets_file
 it "install detects a lost preset when the backup fails after formatting" backup_fails_before_install
 it "format for an update fails when the backup is swap space" prepared used_as_swap
@@ -403,14 +404,14 @@ it "a factory reset succeeds when the backup is read-only" prepared reset_withou
 it "a factory reset succeeds when the backup contains garbage" prepared \
   reset_without_backup dd if=/dev/urandom of=backup.img bs=1M count=8 conv=notrunc status=none
 it "format changes nothing when /run is full" prepared full_folder run
-it "an update after /tmp became full while formatting keeps the presets" prepared unmarked
-it "no script runs while another one is running" prepared other_run
+it "the presets survive when /tmp fills up during formatting and the update is repeated" prepared unmarked
+it "format and install fail while another script is running" prepared other_run
 it "format fails and keeps presets that do not fit into the backup" prepared presets_too_large
 it "format for an update rejects a damaged memory, and a factory reset repairs it" prepared damaged_memory
 it "format for an update rejects a memory without a version" prepared memory_without_version
 it "format detects that the saved presets differ" prepared unfaithful_copy "Saving"
-it "format detects that the backup has not become complete" prepared lost_write mv "cannot be marked complete"
-it "format detects that the memory is still complete" prepared lost_write rm "cannot be marked incomplete"
+it "format fails when the backup cannot be marked complete" prepared lost_write mv "cannot be marked complete"
+it "format fails when the memory cannot be marked incomplete" prepared lost_write rm "cannot be marked incomplete"
 it "format detects that the restored presets differ" prepared unfaithful_copy "Restoring"
 it "200 presets, links, pipes and modes survive an update" many_presets
 it "an update of a device without presets adds none" no_presets

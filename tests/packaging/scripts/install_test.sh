@@ -80,7 +80,7 @@ unfaithful_copy() {
   expect 0 format.sh 0
   on_line "Checking the memory" "cp() {
     command cp \"\$@\" && for copy; do :; done
-    [ ! -d \"\$copy\" ] || copy=\$copy/\${2##*/} # install.sh copies each file with 'cp -p FILE FOLDER'
+    [ ! -d \"\$copy\" ] || copy=\$copy/\${2##*/} # with few files, install.sh runs 'cp -p FILE FOLDER' for each
     $1
   }"
   run install.sh
@@ -105,7 +105,7 @@ unpacked_is() {
   [[ -z $(memory_command 'cat version.txt') ]]
 }
 
-# The firmware was put into /tmp/fw by hand, without a signature.
+# The firmware in /tmp/fw does not come from decrypt.sh, so no signature was checked.
 unsigned_firmware() {
   mkdir -p "$root/tmp/fw/firmware"
   echo 6.6.6 >"$root/tmp/fw/version.txt"
@@ -125,7 +125,7 @@ removes_unpacked() {
   [[ ! -e $root/tmp/fw ]]
 }
 
-# A preset on the memory is damaged after format.sh has checked it.
+# A preset on the memory is deleted after format.sh has checked it.
 damaged_presets() {
   prepare
   expect 0 format.sh 0
@@ -209,20 +209,22 @@ it "install for a reset fails when the files do not fit" does_not_fit 1
   it "install detects a wrong version" unfaithful_copy 'case $copy in *version*) echo 1 >"$copy" ;; esac'
 }
 it "install requires that format.sh has finished" unpacked_is rm formatted
-it "install rejects a firmware without contents" unpacked_is rm contents
-it "install rejects a changed firmware" unpacked_is flip firmware/engine/engine.bin 100
-it "install rejects a firmware of another user" unpacked_is chown 1 .
-it "no script accepts an unsigned firmware in /tmp/fw" unsigned_firmware
+it "install rejects an unpacked firmware without its listing" unpacked_is rm contents
+it "install rejects an unpacked firmware that was changed" unpacked_is flip firmware/engine/engine.bin 100
+it "install rejects an unpacked firmware that belongs to another user" unpacked_is chown 1 .
+it "format and install reject an unsigned firmware in /tmp/fw" unsigned_firmware
 it "install removes the unpacked firmware" removes_unpacked
 it "install keeps the backup when the presets on the memory differ, and the next update restores them" damaged_presets
 it "a drive that is swapped after decryption has no effect" swapped_drive
 for line in "Formatting" "Restoring"; do
-  it "an update after the memory became read-only at \"$line\" keeps the presets" read_only_at "$line" format.sh 0
+  it "the presets survive when the memory becomes read-only at \"$line\" and the update is repeated" \
+    read_only_at "$line" format.sh 0
 done
 for line in "Checking the memory" "Installing... 40" "Checking the files" "Writing the version"; do
-  it "an update after the memory became read-only at \"$line\" keeps the presets" read_only_at "$line" install.sh
+  it "the presets survive when the memory becomes read-only at \"$line\" and the update is repeated" \
+    read_only_at "$line" install.sh
 done
 it "install fails without unpacked firmware, or with an argument" without_firmware
-it "install fails without a memory" without_memory
+it "install fails when the memory is missing" without_memory
 it "install fails when the memory is mounted" mounted_elsewhere
 finish

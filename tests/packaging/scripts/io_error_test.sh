@@ -9,7 +9,7 @@ set -uo pipefail
 
 readonly card=$root/card # shut_down unmounts everything in the root
 
-# restart_with PARTITION KIB: restarts the device with new contents. The image of PARTITION accepts KIB of data.
+# restart_with PARTITION KIB: restarts the device with new contents. The image of PARTITION accepts KIB KiB of data.
 restart_with() {
   shut_down
   mkdir -p "$card"
@@ -22,12 +22,12 @@ restart_with() {
   limit "$2"
 }
 
-# limit KIB: the card accepts KIB more of data, and one page.
+# limit KIB: the card accepts another KIB KiB of data, plus one page.
 limit() {
   mount -o remount,size="$(($(df -k --output=used "$card" | tail -n 1) + $1 + 4))k" "$card" # a size of 0 is no limit
 }
 
-# Runs both scripts. Sets $failed to the script that fails; empty if both succeed.
+# Runs format.sh 0 and install.sh. Sets $failed to the script that fails; empty if both succeed.
 operate() {
   failed=format.sh
   run format.sh 0
@@ -54,7 +54,7 @@ errors_at_points() {
     verify "$user_presets"
   done
   for failed in $4; do
-    [[ $seen == *" $failed"* ]] || { echo "no operation fails in $failed"; return 1; }
+    [[ $seen == *" $failed"* ]] || { echo "no operation has the outcome $failed"; return 1; }
   done
 }
 

@@ -1,6 +1,6 @@
 #!/bin/bash
 # Tests that SIGKILL of a script never loses the presets, and never makes the updater report an incomplete memory as
-# done. The updater runs a script through `sh -c`, which replaces itself by the script, and takes a fatal signal for
+# done. The updater runs a script through `sh -c`, which replaces itself with the script, and treats a fatal signal as
 # success; the test does the same.
 # Usage: kill_test.sh busybox|dash lines|update|reset|sample   (what is tested: all progress lines, all commands of an
 # update or of a factory reset, or a few of each)
@@ -74,8 +74,8 @@ describe_state() {
   tar --sort=name --mtime=@0 --exclude=run/calls -cf state.tar state -C "$root" tmp run
 }
 
-# describe_partition NAME: the content of a file system without errors stands for its image: the scripts do not depend
-# on its times, UUID and mount count.
+# describe_partition NAME: describes a file system by its content, because the scripts do not depend on its times, UUID
+# and mount count. Copies the image instead when the file system has errors or needs recovery.
 describe_partition() {
   local varying='UUID|Hash Seed|created|time|checked|Mount count|Journal sequence|[Cc]hecksum:'
   if e2fsck -fn "$1.img" && dumpe2fs -h "$1.img" >header && ! grep needs_recovery header; then
@@ -87,8 +87,8 @@ describe_partition() {
   fi >/dev/null 2>&1
 }
 
-# fails_after_kill LINE: the script is killed at LINE of install.sh, and what it leaves behind fails. It must hold the
-# output open, because the updater would report success.
+# fails_after_kill LINE: install.sh is killed at the progress line LINE, and its remaining processes fail. They must
+# keep the output open, because otherwise the updater would report success.
 fails_after_kill() {
   local tries=100
   plug_drive
@@ -113,15 +113,15 @@ fails_after_kill() {
   verify "$user_presets"
 }
 
-# skip_pauses: the scripts do not wait so that the owner can read the reason of a failure.
+# skip_pauses: the scripts skip pauses of at most 1 s, in which the owner could read the reason for a failure.
 skip_pauses() {
   cat >>"$root/etc/tonecrate/updater.conf" <<'END'
 sleep() { [ "$1" -le 1 ] || command sleep "$1"; }
 END
 }
 
-# save_points MODE: runs an operation, and saves what each script finds in $work/points.MODE/SCRIPT: both partitions,
-# /tmp, /run and the number of external commands before it. Runs the operation only the first time.
+# save_points MODE: runs an operation, and saves the state before each script to $work/points.MODE/SCRIPT: both
+# partitions, /tmp, /run and the number of external commands so far. Runs the operation only the first time.
 save_points() {
   local script point
   [[ ! -e $work/points.$1 ]] || return 0
@@ -138,7 +138,7 @@ save_points() {
   done
 }
 
-# restore_point SCRIPT MODE: restarts the device with what the script finds.
+# restore_point SCRIPT MODE: restarts the device with the state saved before SCRIPT.
 restore_point() {
   local point=$work/points.$2/$1
   renew "$point"
@@ -224,7 +224,7 @@ sample() {
   it "an update survives SIGKILL of the main process of format.sh" killed_at format "Formatting" 'signal_main KILL' 0
   it "an update survives SIGKILL of the main process of install.sh" killed_at install "Writing to" 'signal_main KILL' 0
   it "an update survives SIGKILL before some external commands" killed_at_every 37 0 200
-  it "a script that is killed and then fails is not reported as done" fails_after_kill "Installing... 40"
+  it "a killed script whose remaining processes fail is not reported as done" fails_after_kill "Installing... 40"
 }
 
 case ${2:-} in
