@@ -4,8 +4,7 @@
 usage: count.py PROGRAM [--accept]
 
 PROGRAM is the benchmark program, built for 64-bit Arm; it runs under QEMU. --accept rewrites the table, counts.txt.
-Exit status: 0 if no limit is exceeded, 1 if a limit is exceeded or a count has grown by more than 2 %, 2 if counting
-failed.
+Exit status: 1 if a limit is exceeded or a count has grown by more than 2 %, 2 if counting failed, otherwise 0.
 """
 
 import math
@@ -208,7 +207,7 @@ if __name__ == "__main__":
     try:
         sys.exit(main(sys.argv[1:]))
     except Failure as failure:
-        print(f"bench: {failure}", file=sys.stderr)
+        print(f"count: {failure}", file=sys.stderr)
         sys.exit(2)
     except KeyboardInterrupt:
         sys.exit(130)

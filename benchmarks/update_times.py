@@ -3,8 +3,8 @@
 
 usage: update_times.py SWUPDATE   (needs root; SWUPDATE is the folder that fetch_swupdate.sh fills)
 
-Both install the same files, 100 MB that do not compress, from a drive on an ext4 file system. The files are signed and
-encrypted with AES-256. Prints the median of several runs. Memory is the largest sum of the files in /tmp and the
+Both install the same files, 100 MB that do not compress, from a drive with an ext4 file system. The files are signed
+and encrypted with AES-256. Prints the median of several runs. Memory is the largest sum of the files in /tmp and the
 processes' own memory (without shared libraries), sampled every 20 ms. Written bytes are those on the internal memory
 and the spare partition.
 """
@@ -80,7 +80,7 @@ def run(*command, **options):
 
 
 def private_memory(pid):
-    """Returns the bytes of memory that a process and its descendants do not share with files."""
+    """Returns the resident memory of a process and its descendants that is not file-backed, in bytes."""
     total = 0
     with contextlib.suppress(OSError, IndexError):  # the process may end at any time
         resident, shared = Path(f"/proc/{pid}/statm").read_text().split()[1:3]
@@ -177,7 +177,7 @@ def install_with_scripts(machine, images, _):
 
 
 def install_with_swupdate(machine, images, swupdate):
-    """The description names the device, so it is signed here."""
+    """Creates and signs sw-description for each run, because it contains the path of the run's loop device."""
     swu, drive = machine.root / "update.swu", machine.root / "run"
     content = SW_DESCRIPTION.format(memory=machine.memory, iv=(images / "iv").read_text(),
                                     checksum=run("sha256sum", images / "payload").split()[0])
@@ -202,7 +202,7 @@ def install_with_swupdate(machine, images, swupdate):
 
 
 def make_images(work):
-    """Creates what both updates start from: the firmware, the drive with tonecrate.fw, the internal memory with an older
+    """Creates the inputs of both updates: the firmware, the drive with tonecrate.fw, the internal memory with an older
     firmware and presets, and SWUpdate's payload and keys."""
     firmware = work / "content/firmware"
     firmware.mkdir(parents=True)
@@ -272,7 +272,7 @@ def main(arguments):
 
 
 def need_root():
-    """Runs the program again with mounts of its own, which end with it."""
+    """Restarts the program in a private mount namespace, so its mounts disappear when it exits."""
     if os.geteuid() != 0:
         raise Failure("needs root")
     if os.environ.get("OWN_MOUNTS") != "yes":
@@ -289,7 +289,7 @@ if __name__ == "__main__":
         need_root()
         main(sys.argv[1:])
     except Failure as failure:
-        print(f"bench: {failure}", file=sys.stderr)
+        print(f"update_times: {failure}", file=sys.stderr)
         sys.exit(2)
     except KeyboardInterrupt:
         sys.exit(130)

@@ -1,5 +1,5 @@
-// Decodes arbitrary bytes as a capture. What is rejected must be described in one line with the name of the file; what
-// is passed on must be in the order of the times.
+// Decodes arbitrary bytes as a capture. An error must be one line that begins with the name of the file. Edges must be
+// in chronological order.
 #include "fuzz/fuzz_target.h"
 #include "sim/decode/capture_error.h"
 #include "sim/decode/channels.h"
@@ -31,7 +31,7 @@ private:
     }
 };
 
-/// Requires what the decoder relies on.
+/// Checks the properties of the edges that the decoder relies on, and passes the edges on.
 class CheckedEdges : public sim::EdgeSink {
 public:
     explicit CheckedEdges(sim::EdgeSink& edgeSink) : sink(edgeSink) {}
@@ -85,7 +85,7 @@ void decode(std::string_view text, std::size_t blockSize)
     sim::EdgeHistory history(decoder.input());
     CheckedEdges edges(history);
     reader.read(edges);
-    require(reader.end() >= reader.begin(), "a capture ends after its begin");
+    require(reader.end() >= reader.begin(), "a capture does not end before it begins");
     decoder.finish(reader.end());
     (void)diagnose(history.first(), setup, decoder, channels);
 }

@@ -1,5 +1,5 @@
-// Parses arbitrary text as a scenario. What is accepted must be printed in a form that is parsed to the same scenario;
-// what is rejected must be described in one line.
+// Parses arbitrary text as a scenario. An accepted scenario must be unchanged after it has been printed and parsed
+// again; an error must be one line.
 #include "sim/session/scenario.h"
 #include "fuzz/fuzz_target.h"
 

@@ -14,7 +14,8 @@ FontRegistry fontRegistry;
 
 namespace {
 
-/// Returns the character code in a path such as "img/font8/41.png"; 0 if there is no hexadecimal digit.
+/// Returns the character code in a path such as "img/font8/41.png". The ending may be any four characters. If only the
+/// first of the two characters is a hexadecimal digit, returns this digit; if the first is not a digit, returns 0.
 std::uint8_t codeOf(std::string_view path)
 {
     constexpr std::size_t digits = 2;
@@ -84,8 +85,9 @@ std::int64_t Font::advance(const Cell& cell) const
     return std::int64_t{cell.width} + letterSpacing;
 }
 
-/// Breaks `text` into lines of at most `maxWidth` columns and calls place(cell, column, line) for each glyph. Lays out
-/// at most `maxLines` lines, but at least one. Returns the index of the last line, counted from 0.
+/// Breaks `text` at line feeds and before each glyph that would exceed `maxWidth` columns, and calls
+/// place(cell, column, line) for each glyph. A glyph wider than `maxWidth` is placed on its own line. Lays out at most
+/// `maxLines` lines, but at least one. Returns the index of the last line, counted from 0.
 template <typename Place>
 std::int32_t Font::layOut(const std::string& text, std::int64_t maxWidth, std::int32_t maxLines, Place place) const
 {

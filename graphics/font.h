@@ -68,7 +68,8 @@ using FontRegistry = std::map<std::string, Font>;
 extern FontRegistry fontRegistry;
 
 /// Builds the font `name` from all stored images whose paths start with the string `directory`, enlarged `scale` times.
-/// The character code is the hexadecimal number in the two characters before ".png". Replaces an existing font.
+/// The character code is the hexadecimal number in the two characters before the four-character ending. Replaces an
+/// existing font.
 void buildFont(const std::string& name, const std::string& directory, std::int32_t letterSpacing,
                std::int32_t lineSpacing, std::int32_t scale);
 

@@ -1,4 +1,4 @@
-// A text label that wraps at its own width and shows only the lines that fit in its height.
+// A text label that wraps at its own width and draws as many lines as fit in its height, but at least one.
 #pragma once
 
 #include "widgets/widget.h"

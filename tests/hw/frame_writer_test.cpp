@@ -51,7 +51,8 @@ protected:
         calls.waitUntilBegun(1);
     }
 
-    /// Returns the numbers of the sent frames. Checks that each was sent unmixed, as data, after the write command.
+    /// Returns the numbers of the sent frames. Checks that each frame was sent intact, as data, after the write
+    /// command.
     [[nodiscard]] Numbers sentNumbers() const
     {
         Numbers numbers;

@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(ButtonAtProgramStart, PressesALineThatIsLowInTheFirstFourPolls)
+TEST(ButtonAtProgramStart, ALineThatIsLowFromTheStartIsHeldAfterFourPolls)
 {
     constexpr int line = 6;
     SystemCalls calls;

@@ -33,8 +33,9 @@ in_arm64() {
       /usr/sbin/chroot "$root" "$@"' sh "$@" </dev/null
 }
 
-# make_arm64_base FOLDER PACKAGE...: creates a minimal Debian with the given packages in FOLDER, unless it exists. Uses
-# this machine's release, because a program needs libraries at least as new as at build time.
+# make_arm64_base FOLDER PACKAGE...: creates a minimal Debian with the given packages in FOLDER, unless FOLDER already
+# contains this release with these packages. Uses this machine's release, because a program needs libraries at least as
+# new as at build time.
 make_arm64_base() {
   local folder=$1 release mirror packages
   shift

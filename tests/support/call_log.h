@@ -15,7 +15,7 @@ public:
     /// Returns the entries since the last call, and clears the log.
     Log take();
 
-    /// If false, nothing is logged, and no call allocates memory.
+    /// If false, `note` does nothing and does not allocate.
     bool isOn = true;
 
 private:

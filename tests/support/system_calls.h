@@ -32,7 +32,7 @@ public:
 
     Log takeLog() { return take(); }
     using CallLog::note;
-    /// If false, no call allocates memory, and transfers are counted but not recorded.
+    /// If false, transfers and reads do not allocate, and transfers are counted but not recorded.
     void setLogging(bool value) { isOn = value; }
 
     // Devices. By default, all exist and work; reads from the encoder and the I2C bus fail until input is queued.

@@ -251,7 +251,7 @@ TEST_F(ReadPngImage, ReportsTheFirstInvalidPixelInReadingOrder)
 }
 
 /// The message's text in parentheses comes from libpng and depends on its version.
-TEST_F(ReadPngImage, RejectsFilesThatAreNotOneValidPng)
+TEST_F(ReadPngImage, RejectsInvalidAndTooLargeFilesAndTrailingData)
 {
     struct Case {
         std::string content;

@@ -34,7 +34,7 @@ TEST(UpdateState, EnumeratorsAreInFlowOrder)
     }
 }
 
-// Only this test contains the numbers; the other tests use the constants.
+// Fixes the values, because most other tests use the constants.
 TEST(Periods, WheelTurnsEvery142AndDriveIsCheckedEvery501Iterations)
 {
     EXPECT_EQ(wheelPeriod, 142U);
