@@ -60,8 +60,8 @@ std::vector<std::string> argumentsFor(const Board::Setup& setup, const fs::path&
         stage / "emulator", "-machine", "raspi4b", "-m", "2G", "-accel", "tcg,thread=single", "-kernel",
         stage / "kernel", "-initrd", setup.initramfs, "-dtb", stage / setup.tree, "-append",
         // The emulator does not connect the interrupts of the SPI and I2C controllers. Therefore the kernel polls the
-        // SPI controller, and the I2C controller of wired.dtb shares the USB controller's interrupt. The kernel's tests
-        // of its own cryptography take a sixth of the boot.
+        // SPI controller, and the I2C controller of wired.dtb shares the USB controller's interrupt. Without
+        // cryptomgr.notests, the kernel's cryptographic self-tests take a sixth of the boot.
         "console=ttyAMA0,115200 loglevel=1 panic=-1 spi-bcm2835.polling_limit_us=9000000 usbcore.autosuspend=-1 "
         "cryptomgr.notests " +
             setup.processors + " " + setup.kernelOptions,

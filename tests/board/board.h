@@ -17,8 +17,8 @@
 
 /// Every wait throws std::runtime_error if the board ends, or if three minutes pass, before its condition is met. The
 /// console output, the events on the wires and the last screen are stored in board_runs/NAME/ in the build folder, as
-/// is wires.vcd, a recording of the lines (see Bus::recordWires) of at most 16 MiB, or as many bytes as the environment
-/// variable BOARD_WIRES_LIMIT says. After a failed test, the card is kept there too.
+/// is wires.vcd, a recording of the lines (see Bus::recordWires). The environment variable BOARD_WIRES_LIMIT sets the
+/// largest size of wires.vcd in bytes; default: 16 MiB. After a failed test, the card is kept there too.
 class Board {
 public:
     struct Setup {
@@ -48,8 +48,8 @@ public:
 
     // Operating the board.
 
-    /// First sets the display's lines to input, as at power-on without the overlay, so that the events include their
-    /// function.
+    /// Starts the updater. First makes the display's lines inputs, as they are at power-on without the overlay, so that
+    /// the events include the updater's selection of their functions.
     void startUpdater();
     /// Kills the updater and its scripts; the kernel keeps running.
     void stopUpdater();

@@ -22,12 +22,12 @@ constexpr std::uint32_t spiClockAddress = 0xFE204008;
 constexpr std::uint32_t cardDataAddress = 0xFE300020;
 constexpr std::uint32_t transferActive = 0x80;
 
-/// The emulated core clock, from which the SPI clock is divided.
+/// The emulated core clock. The SPI clock is the core clock divided by the divider.
 constexpr std::int64_t coreClockHz = 562'500'000;
 /// The divider that the value 0 selects.
 constexpr std::int64_t largestDivider = 65536;
 
-/// How long chip select is high between two transfers, at least.
+/// The minimum time that chip select stays high between two transfers.
 constexpr sim::WireTime pauseBetweenTransfers = std::chrono::microseconds(1);
 
 constexpr int buttonLine = 6;
@@ -87,7 +87,7 @@ void Bus::take(std::string_view traceLine)
     isWrite ? store(address, numberAfter(rest, " value ")) : read(address);
 }
 
-/// Returns the line without its time.
+/// Advances `time` to the time of the line, and returns the line without its time.
 std::string_view Bus::takeTime(std::string_view line)
 {
     const std::size_t at = line.find('@');
@@ -170,8 +170,8 @@ void Bus::drive(std::uint32_t lines, bool level)
         levels = level ? levels | mask : levels & ~mask;
         recordOutput(line);
         if (line == dataCommandLine) {
-            display.setDataCommandLine(level); // each transfer's event includes the level
-            continue;
+            display.setDataCommandLine(level);
+            continue; // not logged: the event of each transfer includes the level
         }
         log.push_back("line " + std::to_string(line) + (level ? " high" : " low"));
         if (line == resetLine) {

@@ -31,9 +31,10 @@ public:
     /// Decodes one line of the trace. Times are optional: "PROCESS@SECONDS.MICROSECONDS:EVENT".
     void take(std::string_view line);
 
-    /// In order, in these forms: "line 25 high", "line 5 output", "GPIO register 88" (a store to any other register,
-    /// with its offset), "command 30" and "data 9F" (one byte), "frame" (10240 data bytes), "data, 512 bytes" (any
-    /// other transfer) and "i2c 6C: 2F 00". Level changes of the chip-select and data/command lines are not included.
+    /// The events in order, in these forms: "line 25 high", "line 5 output", "GPIO register 88" (a store to any other
+    /// register, with its offset), "command 30" and "data 9F" (one byte), "frame" (10240 data bytes), "data, 512 bytes"
+    /// (any other transfer) and "i2c 6C: 2F 00". Level changes of the chip-select and data/command lines are not
+    /// included.
     [[nodiscard]] const std::vector<std::string>& events() const { return log; }
     /// The screen after each frame that arrived while the display was on.
     [[nodiscard]] const std::vector<sim::Screen>& screens() const { return shown; }
@@ -86,7 +87,7 @@ private:
     sim::WireRecorder* wires = nullptr;
     /// The time of the first event in the trace.
     std::optional<sim::WireTime> origin;
-    /// The time on the wires: that of the last event, or the end of the last transfer if that is later.
+    /// The time of the last event, or the end of the last transfer if that is later.
     sim::WireTime time{};
     sim::WireTime transferStart{};
     sim::WireTime busFree{};

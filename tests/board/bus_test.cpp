@@ -193,7 +193,7 @@ protected:
     sim::WireRecorder recorder{recording.descriptor(), recording.getState()};
 };
 
-TEST_F(BusRecordingTest, ATransferBeginsWithItsEventAndTakesTheTimeOfTheClock)
+TEST_F(BusRecordingTest, ATransferBeginsAtItsFirstEventAndLastsForItsClockCycles)
 {
     takeAt(100, "");
     transfer({0xF0});
@@ -203,7 +203,7 @@ TEST_F(BusRecordingTest, ATransferBeginsWithItsEventAndTakesTheTimeOfTheClock)
     EXPECT_EQ(lines.timesOf(Line::Mosi), (Times{100us + 200ns, 100us + 3400ns}));
 }
 
-TEST_F(BusRecordingTest, EventsWaitForTheEndOfTheTransfer)
+TEST_F(BusRecordingTest, DelaysEventsUntilTheEndOfTheTransfer)
 {
     takeAt(100, "");
     transfer({0x30});
@@ -215,7 +215,7 @@ TEST_F(BusRecordingTest, EventsWaitForTheEndOfTheTransfer)
     EXPECT_EQ(lines.timesOf(Line::ChipSelect), (Times{100us, 106400ns, 107400ns, 113800ns}));
 }
 
-TEST_F(BusRecordingTest, ALineThatChangesDuringATransferIsRecordedThere)
+TEST_F(BusRecordingTest, ALineChangeDuringATransferKeepsItsTime)
 {
     takeAt(100, "");
     store(0xFE204000, 0x8C);
@@ -227,7 +227,7 @@ TEST_F(BusRecordingTest, ALineThatChangesDuringATransferIsRecordedThere)
     EXPECT_EQ(recorded().timesOf(Line::DataCommand), (Times{102us}));
 }
 
-TEST_F(BusRecordingTest, AnI2cWriteBeginsWithItsLastEvent)
+TEST_F(BusRecordingTest, AnI2cWriteBeginsAtItsLastEvent)
 {
     takeAt(50, "i2c_send send(addr:0x6c) data:0x00");
     takeAt(60, "i2c_event finish(addr:0x6c)");
@@ -236,7 +236,7 @@ TEST_F(BusRecordingTest, AnI2cWriteBeginsWithItsLastEvent)
     EXPECT_EQ(lines.changes().back().time, 60us + 200us) << "the stop condition";
 }
 
-TEST_F(BusRecordingTest, TheTestsButtonIsRecorded)
+TEST_F(BusRecordingTest, RecordsTheTestsButtonPresses)
 {
     takeAt(10, "");
     access("write", -1, 0xFE200028, 1U << 6);

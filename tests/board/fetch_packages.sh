@@ -25,13 +25,13 @@ readonly emulator_suite
 readonly emulator_packages=(qemu-system-{arm,common,data}"/$emulator_suite")
 readonly board_packages=(
     busybox-static
-    openssl libssl3 libc6 zstd zlib1g liblzma5 liblz4-1 # for the example scripts, with the next line
+    openssl libssl3 libc6 zstd zlib1g liblzma5 liblz4-1 # this line and the next: for the example scripts
     e2fsprogs libext2fs2 libblkid1 libcom-err2 libuuid1 util-linux
     dmsetup libdevmapper1.02.1 libselinux1 libpcre2-8-0 libudev1 # for the tests of I/O errors
     libgtest-dev libgmock-dev librapidcheck-dev libpng-dev libpng16-16 zlib1g-dev # for the unit tests
 )
 
-# Includes dependencies that are not installed.
+# Also fetches the emulator's dependencies, except those that are installed on this machine.
 fetch_emulator() {
     prepare_apt "$work/emulator" "$(dpkg --print-architecture)" "$(host_release)" "$emulator_suite"
     apt-get "${apt_options[@]}" -o Dir::State::status=/var/lib/dpkg/status --yes --download-only \

@@ -10,11 +10,12 @@ namespace {
 
 using testing::Contains;
 
-/// The number of points at which writes begin to fail, and of places where they fail.
+/// The number of tested writes to each device. In one test, all writes fail from the tested write on; in another, only
+/// writes to its sectors fail.
 constexpr int pointsOfMemory = 20;
 constexpr int pointsOfBackup = 8;
 
-/// The tests of a suite share one boot. The parameter is the distance between the tested points; 1 tests every point.
+/// The tests of a suite share one boot. The parameter is the distance between the tested writes; 1 tests all of them.
 class IoErrors : public testing::TestWithParam<int> {
 protected:
     static void SetUpTestSuite()
@@ -68,7 +69,7 @@ TEST_P(IoErrors, MemoryThatStopsAcceptingWritesLosesNoPresets)
     EXPECT_THAT(outcomes, Contains("install.sh"));
 }
 
-TEST_P(IoErrors, MemoryWithADefectivePlaceLosesNoPresets)
+TEST_P(IoErrors, MemoryWithDefectiveSectorsLosesNoPresets)
 {
     const auto outcomes = outcomesAtPoints("place memory", pointsOfMemory);
     EXPECT_THAT(outcomes, Contains("format.sh"));
@@ -80,7 +81,7 @@ TEST_P(IoErrors, BackupThatStopsAcceptingWritesLosesNoPresets)
     EXPECT_THAT(outcomesAtPoints("moment backup", pointsOfBackup), Contains("format.sh"));
 }
 
-TEST_P(IoErrors, BackupWithADefectivePlaceLosesNoPresets)
+TEST_P(IoErrors, BackupWithDefectiveSectorsLosesNoPresets)
 {
     EXPECT_THAT(outcomesAtPoints("place backup", pointsOfBackup), Contains("format.sh"));
 }

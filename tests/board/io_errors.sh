@@ -1,13 +1,14 @@
 #!/bin/sh
 # Runs on the emulated board: updates a device whose memory, backup or drive has I/O errors, and then updates it again
-# without errors. Prints OUTCOME and the script that fails, or "none". Exits with status 1 and a reason when a script
-# violates its contract.
+# without errors. Prints OUTCOME and the script that fails, or "none"; the command drive only runs decrypt.sh and prints
+# no outcome. Exits with status 1 and a reason when a script violates its contract.
 # Usage: io_errors.sh prepare                        the first command; the drive must be plugged in
-#        io_errors.sh moment DEVICE NUMBER COUNT     DEVICE rejects writes from the command of the chosen write on
-#        io_errors.sh place DEVICE NUMBER COUNT      DEVICE rejects writes to the place of the chosen write
+#        io_errors.sh moment DEVICE NUMBER COUNT     DEVICE rejects all writes from the command of the chosen write on
+#        io_errors.sh place DEVICE NUMBER COUNT      DEVICE rejects writes to the sectors of the chosen write
 #        io_errors.sh unreadable DEVICE FILE LINE    FILE on DEVICE has read and write errors after the progress LINE
-#        io_errors.sh drive PART STATUS              decrypt.sh exits with STATUS if a PART of the drive has read errors
-# DEVICE is memory or backup. NUMBER chooses one of COUNT evenly distributed writes of an update, and starts at 0.
+#        io_errors.sh drive PART STATUS              decrypt.sh must exit with STATUS if PART of the drive has errors
+# DEVICE is memory or backup. NUMBER chooses one of COUNT evenly distributed writes of an update, and starts at 0. LINE
+# is the beginning of a progress line. PART is boot_sector, table, folder, header or payload.
 export LC_ALL=C PATH=/usr/sbin:/usr/bin:/sbin:/bin
 export DM_DISABLE_UDEV=1 # so that dmsetup creates the device nodes
 settings=/etc/tonecrate/updater.conf
@@ -40,7 +41,7 @@ size_of() {
     esac
 }
 
-# part DEVICE FIRST END: prints a line of a table.
+# part DEVICE FIRST END: prints the line of a device mapper table that maps these sectors to the RAM disk.
 part() {
     [ "$2" -eq "$3" ] || echo "$2 $(($3 - $2)) linear $(real "$1") $2"
 }
@@ -98,7 +99,7 @@ create_devices() {
     echo fe980000.usb >/sys/bus/platform/drivers/dwc2/unbind # its interrupts need a fifth of the processor's time
 }
 
-# Copies the contents of the memory before and after an update.
+# Copies the initial contents of the memory, and assembles the contents that an update must produce.
 copy_contents() {
     { mount -t ext4 -o ro /dev/mapper/memory $seen && cp -a $seen $work/old && umount $seen; } ||
         die "cannot copy the memory"
@@ -127,7 +128,7 @@ observe_update() {
 
 # Updates.
 
-# Changes the content of the memory and the backup to that of a new device.
+# Removes all errors, restores the initial contents of the memory, and empties the backup.
 renew() {
     remove_errors
     rm -f $broken $work/out
@@ -162,7 +163,7 @@ update() {
     run format.sh 0 && run install.sh
 }
 
-# run SCRIPT [ARGUMENT...]: requires that the script exits with status 0 or 1, and with 1 reports the reason.
+# run SCRIPT [ARGUMENT...]: requires that the script leaves no mount, and exits with status 0, or with 1 and a reason.
 run() {
     "$@" >>$work/out 2>$work/err
     status=$?
@@ -184,7 +185,7 @@ expect_memory() {
 
 expect_no_backup() {
     mount -t ext4 -o ro /dev/mapper/backup $seen || die "the backup cannot be mounted"
-    [ ! -e $seen/complete ] || die "the backup is left"
+    [ ! -e $seen/complete ] || die "the backup was not removed"
     umount $seen
 }
 
@@ -209,7 +210,8 @@ update_twice() {
 
 # The commands.
 
-# chosen_write DEVICE NUMBER COUNT: prints the line of the write in the middle of the part NUMBER of COUNT parts.
+# chosen_write DEVICE NUMBER COUNT: divides the writes into COUNT parts, and prints the line of the write in the middle
+# of part NUMBER.
 chosen_write() {
     writes=$(wc -l <"$work/writes.$1")
     sed -n "$((1 + writes * (2 * $2 + 1) / (2 * $3)))p" "$work/writes.$1"
@@ -248,7 +250,7 @@ unreadable() {
     update_twice
 }
 
-# number OFFSET SIZE: prints a number in the boot sector of the drive.
+# number OFFSET SIZE: prints the number of SIZE bytes at OFFSET in the drive's boot sector.
 number() {
     od -A n -t "u$2" -j "$1" -N "$2" /dev/ram2 | tr -d ' '
 }
@@ -273,5 +275,5 @@ drive() {
     [ "$status" -eq "$3" ] || die "decrypt.sh exits with status $status, not $3"
 }
 
-[ "$1" = prepare ] || [ -e $work/prepared ] || die "there is no complete preparation"
+[ "$1" = prepare ] || [ -e $work/prepared ] || die "run io_errors.sh prepare first"
 "$@"

@@ -1,7 +1,7 @@
 #!/bin/bash
 # Creates the boot files, SD card, USB drives and device trees of the emulated board.
 # Usage: make_board.sh PACKAGES RECOVERY OUT
-# PACKAGES is the output of fetch_packages.sh, RECOVERY the recovery image. Replaces OUT by a folder with:
+# PACKAGES is the output of fetch_packages.sh, RECOVERY the recovery image. Replaces OUT with a folder that contains:
 #   emulator                            a script that runs QEMU
 #   kernel, *.dtb                       the boot files
 #   recovery.cpio.gz                    RECOVERY
@@ -36,8 +36,8 @@ install_error_simulation() {
     install -m 644 -t "$root/$modules" "$board/$modules"/kernel/drivers/{block/brd,dax/dax,md/dm-mod,md/dm-flakey}.ko
 }
 
-# The tests' own files: the settings, the program and the driver of the simulated encoder, and the hook that starts it
-# and executes commands from the console.
+# The tests' own files: the settings, the program and the driver of the simulated encoder, the hook that starts the
+# encoder and executes commands from the console, and the simulation of I/O errors.
 make_initramfs() {
     local root=$work/root modules=lib/modules/$kernel
     install -D -m 644 -t "$root/etc/tonecrate" "$packaging/scripts/updater.conf" "$work"/out/keys/{signing.pub,firmware.key}

@@ -26,7 +26,7 @@ start_updater() {
 
 stop_updater() {
     killall -9 tonecrate-updater decrypt.sh format.sh install.sh 2>/dev/null
-    printf '\nBOARD stopped\n' # the updater prints its last line without a line end
+    printf '\nBOARD stopped\n' # the updater prints its last line without a trailing newline
 }
 
 run() {

@@ -1,5 +1,5 @@
 #!/bin/bash
-# Tests the recovery image's file, and the options of the script that builds it.
+# Tests the recovery image, and the options of the script that builds it.
 # Usage: recovery_image_file_test.sh BUILD   (BUILD contains the output of `./dev package --recovery` and make_board.sh)
 set -uo pipefail
 
@@ -26,7 +26,7 @@ files() {
   gzip -dc "$1" | cpio --quiet -itvn | awk '{print $1, $3, $4, $9}'
 }
 
-# rejects MESSAGE OPTION...: the script fails with one line, and creates no file.
+# rejects MESSAGE OPTION...: make_image.sh fails, prints one line that contains MESSAGE, and creates no file.
 rejects() {
   if make_image "${@:2}" rejected 2>message; then return 1; fi
   cat message
@@ -36,12 +36,12 @@ rejects() {
 
 is_reproducible() {
   umask 077
-  cp "$updater" . # another time and mode
+  cp "$updater" . # a different modification time and mode
   TZ=Asia/Tokyo LC_ALL=C.UTF-8 "$repository/packaging/recovery/make_image.sh" "$packages" tonecrate-updater again
   cmp again "$image"
 }
 
-# The listing of the modules' folder depends on the kernel.
+# The modules are not compared, because they depend on the kernel.
 contains_only_needed_files() {
   files "$image" | sed '/ lib\/modules\/./d' >listing
   diff listing - <<'LISTING'
@@ -91,7 +91,7 @@ board_boots_this_image() {
   cmp -n "$(gzip -dc "$image" | wc -c)" <(gzip -dc "$image") "$build/board_stage/initramfs"
 }
 
-# Compresses the modules of the image in turn with gzip, xz and zstd.
+# Compresses each module of the image with gzip, xz or zstd, alternating.
 compressed_modules_are_unpacked() {
   local version source name count=0
   version=$(cat "$packages/kernel_version")

@@ -1,4 +1,4 @@
-// The screens with the progress lines of the example scripts, painted from the source pictures.
+// Paints the screens of each scene from the source pictures, with the progress lines of the example scripts.
 #include "tests/board/scene.h"
 
 #include "tests/system/screen_painter.h"
@@ -91,9 +91,13 @@ testing::AssertionResult showsInOrder(const std::vector<sim::Screen>& screens, c
         }
         wasShown = true;
     }
-    return scene + 1 == expected.end() && wasShown
-               ? testing::AssertionSuccess()
-               : testing::AssertionFailure() << "the screens end with the scene \"" << scene->name << "\"";
+    if (screens.empty()) {
+        return testing::AssertionFailure() << "no screens";
+    }
+    return scene + 1 == expected.end() ? testing::AssertionSuccess()
+                                       : testing::AssertionFailure()
+                                             << "the last scene shown is \"" << scene->name << "\", expected \""
+                                             << expected.back().name << "\"";
 }
 
 namespace scenes {

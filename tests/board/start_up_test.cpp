@@ -34,7 +34,7 @@ protected:
     static void TearDownTestSuite() { board.reset(); }
 
     static std::unique_ptr<Board> board;
-    /// Before the updater starts.
+    /// The functions and pull resistors of the lines before the updater starts.
     static Pins pins;
 };
 

@@ -71,11 +71,11 @@ struct Moment {
 
 struct CutCase {
     const char* name;
-    /// The power fails at each moment, every time during the update that follows the previous failure.
+    /// The moments of the power failures. Each failure interrupts the update that follows the previous failure.
     std::vector<Moment> cuts;
     /// The installed versions that the last update may find.
     Versions oldVersions;
-    /// The power fails while only the backup is complete.
+    /// The power fails while the memory is incomplete and the backup is complete.
     bool needsBackup = false;
 };
 

@@ -1,4 +1,4 @@
-// The life of the packages on a device: installation, first start, operations, failures, upgrade, removal.
+// The life cycle of the packages on a device: installation, first start, operations, failures, upgrade, removal.
 #include "tests/installed/debian_board.h"
 #include "updater/screen_texts.h"
 
@@ -15,7 +15,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-/// Far below systemd's time limit for a device that does not appear, 90 s.
+/// In seconds. Less than 90 s, the time for which systemd waits for a device that does not appear.
 constexpr double longestStart = 75;
 
 /// The tests share one boot and run in the order of their definition; each one continues from the state that the
@@ -50,7 +50,7 @@ protected:
         return board->query("systemctl show --property=ActiveState --value tonecrate-updater");
     }
 
-    /// Requires a started updater, and starts the operation.
+    /// Plugs in the drive and confirms the operation. The updater must be running.
     static void begin(bool factoryReset, const std::string& oldVersion)
     {
         board->plug("drive.img");
@@ -92,7 +92,7 @@ std::unique_ptr<DebianBoard> InstalledPackage::board;
 bool InstalledPackage::isBroken = false;
 std::string InstalledPackage::presetsBefore;
 
-/// All files except those that every installation of a package changes.
+/// Lists all files except those that every installation of a package changes.
 const std::string listFiles = "find / -xdev -path /var/cache -prune -o -path /var/lib/dpkg -prune -o "
                               "-path /var/log -prune -o -path /var/lib/apt -prune -o -path /var/lib/systemd -prune -o "
                               "-path /var/tmp -prune -o -path /tmp -prune -o -print | sort";
@@ -111,7 +111,7 @@ TEST_F(InstalledPackage, InstallsWithoutANetworkAndStartsNothing)
     EXPECT_THAT(board->query("systemctl is-enabled tonecrate-updater || true"), "static\n");
 }
 
-/// Without a restart: the devices have their tags, and spidev accepts a frame.
+/// No reboot is necessary: the devices have their udev tags, and spidev accepts a frame.
 TEST_F(InstalledPackage, StartsDirectlyAfterItsInstallation)
 {
     const double seconds = board->startAndMeasure();
@@ -155,7 +155,7 @@ std::string documentedDropIn()
     return text;
 }
 
-/// The player, which the following tests use, keeps a file on the memory open.
+/// The service `player`, which the next test also uses, keeps a file on the memory open.
 TEST_F(InstalledPackage, AMemoryThatAProgramUsesIsNotFormatted)
 {
     inMemory("chown -R 1000:29 presets && chmod -R g+xs presets");

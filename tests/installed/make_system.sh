@@ -6,7 +6,7 @@
 #   RECOVERY           the recovery image; the system uses the same drivers
 #   UPDATER_PACKAGES   the folder of the packages to test
 #   CACHE              the folder in which the base system is kept
-# Replaces OUT by a folder with:
+# Replaces OUT with a folder that contains:
 #   initramfs       mounts the second partition of the card and starts systemd
 #   new.img         a card with the system; the packages are in /srv/packages, newer ones in /srv/packages/next
 #   installed.img   the same system; the packages were installed without systemd
@@ -32,7 +32,7 @@ readonly here board_packages stage recovery updater_packages base out kernel
 # shellcheck source-path=SCRIPTDIR source=../support/arm64.sh
 . "$here/../support/arm64.sh"
 
-# The packages on which the updater's packages depend, and the system.
+# The packages of the system, and the dependencies of the updater's packages.
 readonly base_packages=(systemd-sysv udev kmod libstdc++6 openssl zstd e2fsprogs mount)
 
 # Units that delay the boot on the emulated processor and that the updater does not need.
@@ -62,8 +62,8 @@ install_controls() {
     ln -s ../board-encoder.service "$services/sysinit.target.wants/"
 }
 
-# Like a system that has been booted before: it has an identity, and its caches are up to date. Without package lists,
-# apt knows only the installed packages, and takes seconds instead of minutes.
+# Configures the system as if it had been booted before: it has a machine ID, and its caches are up to date. Without
+# package lists, apt considers only the installed packages, and takes seconds instead of minutes.
 configure() {
     local unit
     rm -rf "$system"/var/lib/apt/lists/*
@@ -78,7 +78,7 @@ configure() {
     touch "$system"/{etc,var}/.updated
 }
 
-# add_packages FOLDER: copies the packages, and makes packages with a higher version of the same files.
+# add_packages FOLDER: copies the packages, and builds packages with the same files and a higher version.
 add_packages() {
     local package content=$work/content
     mkdir -p "$1/next"

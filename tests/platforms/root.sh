@@ -30,7 +30,8 @@ make_base() {
   step "Creating a minimal $1" unpack_base "$1" "$folder" "$mirror" "$2"
 }
 
-# unpack_base NAME FOLDER MIRROR FILE: runs debootstrap in its own mount namespace, which discards its mounts.
+# unpack_base NAME FOLDER MIRROR FILE: creates the system in FOLDER, archives it in FILE, and removes FOLDER.
+# debootstrap runs in a private mount namespace, so its mounts disappear when it exits.
 unpack_base() {
   unshare --mount --propagation private debootstrap --variant=minbase --include=ccache "$1" "$2" "$3" &&
     rm -f "$2"/var/cache/apt/archives/*.deb &&
@@ -38,15 +39,15 @@ unpack_base() {
     rm -rf --one-file-system -- "$2"
 }
 
-# in_root ROOT CACHE COMMAND [ARGUMENT...]: runs a command in its own namespaces, which end its processes and discard its
-# mounts. CACHE: folder of the compiler's cache.
+# in_root ROOT CACHE COMMAND [ARGUMENT...]: runs a command in private namespaces, so its processes and mounts disappear
+# when it exits. CACHE: folder of the compiler cache.
 in_root() {
   # shellcheck disable=SC2016 # for the inner shell
   unshare --mount --pid --fork --kill-child --propagation private sh -euc '
     root=$1 cache=$2
     shift 2
     mkdir -p "$root/ccache"
-    mount --bind "$root" "$root" # only below a mount point can tests create mount namespaces
+    mount --bind "$root" "$root" # tests can create mount namespaces only if the root is a mount point
     mount --bind "$cache" "$root/ccache"
     mount --rbind /dev "$root/dev"
     mount --rbind /sys "$root/sys"

@@ -325,7 +325,7 @@ TEST_F(BoardTest, RefusesTheI2cTransferWithTheRequestedNumber)
     const int errors[] = {EBUSY, ETIMEDOUT, ETIMEDOUT};
     ASSERT_EQ(selectI2c(LedController::address), 0);
     for (int refused = 0; refused < 3; ++refused) {
-        // The first selection, the three transfers of each earlier round, and `refused` transfers come before it.
+        // Earlier transfers: the first selection, three in each earlier round, and `refused` in this round.
         board->refuseI2cTransfer(1 + 3 * refused + refused + 1);
         for (int i = 0; i < 3; ++i) {
             const Failure result = failureOf(transfers[i]);
@@ -510,8 +510,8 @@ TEST_F(BoardTest, TheSpiBusPausesBetweenTransfersUnlessItWasIdle)
     EXPECT_EQ(board->timeline.now(), 3us + 2 * spiGap);
 }
 
-/// 10 microseconds for each bit, for the start and for the stop; a byte has nine bits.
-TEST_F(BoardTest, AnI2cTransferTakesItsTimeAt100Kilohertz)
+/// Each bit, the start and the stop take 10 microseconds; a byte has nine bits.
+TEST_F(BoardTest, I2cTransfersRunAt100Kilohertz)
 {
     const struct {
         std::uint8_t address;
@@ -520,7 +520,7 @@ TEST_F(BoardTest, AnI2cTransferTakesItsTimeAt100Kilohertz)
     } cases[] = {
         {LedController::address, {0x00, 0x01}, 290us},
         {LedController::address, {}, 110us},
-        {0x6D, {0x00, 0x01}, 110us}, // only the address
+        {0x6D, {0x00, 0x01}, 110us}, // unused: only the address is sent
     };
     for (const auto& [address, bytes, duration] : cases) {
         ASSERT_EQ(selectI2c(address), 0);
@@ -600,8 +600,8 @@ TEST_F(BoardDuringAFrame, ReportsADataCommandLineChangedWithoutASystemCall)
     EXPECT_EQ(board->violationList().front(), "the data/command line changed during a transfer");
 }
 
-/// As spidev does.
-TEST_F(BoardDuringAFrame, CarriesOutTheNextTransferAfterIt)
+/// spidev also carries out one transfer after another.
+TEST_F(BoardDuringAFrame, CarriesOutTheNextTransferAfterTheFrame)
 {
     transfer(otherFrame);
     board->timeline.pass(59ms);

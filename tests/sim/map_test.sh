@@ -9,7 +9,7 @@ trap 'rm -rf -- "$work"' EXIT
 # shellcheck source-path=SCRIPTDIR source=../support/cases.sh
 . "$project/tests/support/cases.sh"
 
-# The pictures need no comparison: the golden screens are tested, and the names of the screens are theirs.
+# The pictures are not compared: the screens have the names of golden screens, which other tests compare.
 map_is_current() {
   "$explorer" "$work/map"
   diff -u "$project/docs/screen_map.txt" "$work/map/screen_map.txt" || { echo "run ./dev map" && return 1; }

@@ -1,4 +1,4 @@
-# The program that runs the simulated device.
+# Tests for the program that runs the simulated device.
 add_folder_tests(sim_run
     SOURCES button_timer_test.cpp run_options_test.cpp run_screens_test.cpp scenario_log_test.cpp
             scenario_printer_test.cpp text_picture_test.cpp
@@ -15,7 +15,7 @@ add_test(NAME sim_run.program COMMAND ${program_test} $<TARGET_FILE:simulate> ${
 set_tests_properties(sim_run.program PROPERTIES
     ${test_properties} REQUIRED_FILES "${simulated_device_files};${PROJECT_SOURCE_DIR}/scenarios")
 
-# Each scenario is a test. These are not long:
+# Each scenario is a test. All except these have the label `long`:
 set(short_scenarios factory-reset unplugged update)
 file(GLOB scenarios CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/scenarios/*.scenario)
 foreach(scenario IN LISTS scenarios)

@@ -61,7 +61,7 @@ TEST(RunOptions, ALaterOptionOverridesAnEarlierOne)
     EXPECT_EQ(parsed({"--play", "corrupt", "--scenario", "a"}).scenario, "a");
 }
 
-TEST(RunOptions, TheLimitOfTheWiresIsASize)
+TEST(RunOptions, WiresLimitAcceptsSizes)
 {
     const std::pair<const char*, std::uint64_t> cases[] = {
         {"1024", 1024},
@@ -78,7 +78,7 @@ TEST(RunOptions, TheLimitOfTheWiresIsASize)
     }
 }
 
-TEST(RunOptions, RejectsALimitThatIsNotASize)
+TEST(RunOptions, WiresLimitRejectsOtherTexts)
 {
     for (const std::string text : {"G", "2T", "2GB", "2 G", " 2G", "-1", "+1G", "1.5G", "2g", "0x400", "1023",
                                    "17179869184G", "18446744073709551616"}) {

@@ -12,7 +12,7 @@ export TMPDIR=$work/tmp
 # shellcheck source-path=SCRIPTDIR source=../support/cases.sh
 . "$(dirname -- "${BASH_SOURCE[0]}")/../support/cases.sh"
 
-# A few frames without a drive: most tests need no more.
+# A few frames without a drive, which is enough for most tests.
 printf 'wait 100\nturn +1\nwait 100\n' >"$work/short.scenario"
 
 around_case() {
@@ -62,7 +62,7 @@ unwritable_movie() {
 records_the_wires() {
   run --scenario "$work/short.scenario" --wires "$work/first.vcd"
   [[ $status -eq 0 && $(tail -n 1 "$work/first.vcd") == '#'* ]] || { cat "$work/err"; return 1; }
-  [[ $(grep -c '^x\$$' "$work/first.vcd") -eq 1 ]] || { echo "not one start"; return 1; }
+  [[ $(grep -c '^x\$$' "$work/first.vcd") -eq 1 ]] || { echo "expected exactly one start-up"; return 1; }
   run --scenario "$work/short.scenario" --wires "$work/second.vcd"
   cmp "$work/first.vcd" "$work/second.vcd"
 }
@@ -224,7 +224,7 @@ it "--movie saves an animated picture, the same in every run" saves_a_movie
 it "a movie that cannot be written is reported in one line" unwritable_movie
 it "--wires records the lines, the same in every run" records_the_wires
 it "a power cycle continues the recording of the lines" continues_the_wires
-it "the lines of a failed scenario are recorded to its end" records_a_failure
+it "the lines are recorded until the scenario fails" records_a_failure
 it "at the limit, the recording of the lines ends, but not the run" limits_the_wires
 it "the lines can be recorded into a pipe" pipes_the_wires
 it "a pipe that is closed too early is reported in one line" pipe_without_reader

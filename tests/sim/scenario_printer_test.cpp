@@ -23,7 +23,7 @@ std::uint64_t millisecondsOf(const std::string& movie)
     return sum;
 }
 
-TEST(ScenarioPrinter, AMovieLastsAsLongAsAllPowerOns)
+TEST(ScenarioPrinter, AMovieLastsAsLongAsAllPowerCycles)
 {
     const ScratchFolder folder;
     sim::DeviceFiles files(SIM_DIR "/scripts", SIM_DIR "/firmware");

@@ -114,7 +114,7 @@ TEST_F(SessionTest, KeepsTheDrivesAndTheMemoryWhileTheDeviceIsOff)
     EXPECT_TRUE(reach("menu"));
 }
 
-TEST_F(SessionTest, CountsTheIterationsAndFramesOfEarlierPowerOns)
+TEST_F(SessionTest, CountsTheIterationsAndFramesOfEarlierPowerCycles)
 {
     start();
     session->run(29);
@@ -208,7 +208,7 @@ TEST_F(SessionTest, RemovesTheFilesOfTheDevice)
     EXPECT_FALSE(fs::exists(root));
 }
 
-TEST_F(SessionTest, MakesADriveOfAFirmwareFile)
+TEST_F(SessionTest, MakesADriveFromAFirmwareFile)
 {
     start();
     EXPECT_EQ(thrownMessage([&] { apply("plug file \"/nowhere/a.fw\""); }),

@@ -209,7 +209,8 @@ TEST_F(Device, ShowsFramesPostedToAWaitingThread)
     }
 }
 
-/// The bus carries out one transfer after another, but a thread that does not wait changes the data/command line.
+/// The bus carries out one transfer after another, but the second thread does not wait before it changes the
+/// data/command line.
 TEST_F(Device, ReportsFramesSentAtTheSameTime)
 {
     setup.frameTime = 60ms;
@@ -431,8 +432,8 @@ TEST_F(Device, KillsItsScriptsWhenItIsSwitchedOff)
     EXPECT_TRUE(becomesTrue([script] { return hasEnded(script); }));
 }
 
-// Scripts whose output is tied to iterations. A probe program that starts a script in iteration 0 reads it from
-// iteration 2 on, and prints what it reads.
+// Scripts whose output is paced in iterations. A probe program that starts a script in iteration 0 reads the script's
+// output from iteration 2 on, and prints what it reads.
 
 class PacedScript : public Device {
 protected:
@@ -442,8 +443,8 @@ protected:
         fs::create_directories(setup.root);
     }
 
-    /// Runs install.sh until it has ended. Returns what the program reads, each with the iteration before which it is
-    /// available.
+    /// Runs install.sh until it has ended. Returns the pieces of output that the program reads, each with the last
+    /// iteration before the program reads it.
     Lines readings(const std::string& body)
     {
         device.reset();
@@ -486,7 +487,7 @@ TEST_F(PacedScript, PassesEachLineAFixedNumberOfIterationsAfterThePreviousOne)
 }
 
 /// The shell that runs the script determines the status.
-TEST_F(PacedScript, AKilledScriptHasTheSameStatusAsWithoutPace)
+TEST_F(PacedScript, AKilledScriptHasTheSameStatusAsWithoutPacing)
 {
     const std::string body = "echo one\nkill -9 $$\n";
     const std::string paced = readings(body).back();
@@ -523,7 +524,7 @@ TEST_F(PacedScript, AScriptContinuesOnlyWhenItsLineHasBeenPassed)
     for (const auto& [iteration, done] : cases) {
         device->runTo(iteration);
         device->awaitScriptStep();
-        std::this_thread::sleep_for(5ms); // time for a wrong step
+        std::this_thread::sleep_for(5ms); // time for a premature step
         EXPECT_EQ(folder.read("device/done"), done) << iteration;
     }
     device->runTo(401);
@@ -554,7 +555,7 @@ TEST_F(PacedScript, NamesTheRunningScript)
     EXPECT_EQ(device->runningScript(), "");
 }
 
-TEST_F(PacedScript, ProgramEndsWithItsControllerWhileTimeStandsStill)
+TEST_F(PacedScript, ProgramEndsWithItsControllerWhileTheClockIsStopped)
 {
     addScript("install.sh", "exec sleep 1000\n");
     setup.environment.emplace_back("PROBE=pid;script /usr/sbin/install.sh");

@@ -210,7 +210,7 @@ TEST(Scenario, ReportsAFileThatCannotBeRead)
     EXPECT_EQ(thrownMessage([] { (void)sim::readScenario("/"); }), "cannot read /: Is a directory");
 }
 
-TEST(Scenario, PathsInAFileStartInItsFolder)
+TEST(Scenario, RelativePathsStartInTheFolderOfTheFile)
 {
     const ScratchFolder folder;
     const std::filesystem::path file = folder.path() / "some.scenario";

@@ -288,7 +288,7 @@ TEST_F(VirtualTime, WaitsForAllThreadsThatAreWokenTogether)
     EXPECT_EQ(notes, (Notes{{1, 0ms}, {2, 0ms}, {3, 0ms}}));
 }
 
-// The count of busy threads, tested without starting counted threads.
+// The count of busy threads. These tests report starts, waits and ends of threads that do not exist.
 
 class Counting : public VirtualTime {
 protected:

@@ -36,7 +36,7 @@ private:
     std::uint64_t laterMaximum = 0;
 };
 
-/// The resources of a process.
+/// Samples of the resources of a process.
 class CensusSeries {
 public:
     CensusSeries(const std::string& process, std::uint64_t sampleCount);

@@ -1,4 +1,4 @@
-// Hardware devices that fail while the updater runs, and absent devices.
+// Hardware devices that fail while the updater runs, and transfers that the LED controller refuses.
 #include "tests/support/process_census.h"
 #include "tests/system/modelled_device.h"
 

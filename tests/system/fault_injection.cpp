@@ -1,4 +1,4 @@
-// One operation for each fault of the storage, of the drive and of the scripts.
+// One operation for each fault, except the faults of the display, the knob and the LEDs.
 #include "tests/system/fault_injection.h"
 
 #include "sim/session/process.h"

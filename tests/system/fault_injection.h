@@ -6,11 +6,11 @@
 
 namespace matrix {
 
-/// The device is on, and the running script waits. Throws std::runtime_error if the fault cannot be injected.
+/// The device must be on; a running script must be waiting. Throws std::runtime_error if the fault cannot be injected.
 void beginFault(const Fault& fault, HeldDevice& device);
 
-/// Repairs what a temporary fault has changed, and removes the drive. The device is off. Throws std::runtime_error if a
-/// script has replaced a detached image.
+/// Repairs what a temporary fault has changed, and removes the drive. The device must be off. Throws std::runtime_error
+/// if a script has replaced a detached image.
 void endFault(const HeldDevice& device);
 
 } // namespace matrix

@@ -1,4 +1,4 @@
-// Runs the cells of the fault matrix with the scripts that ship, on image files.
+// Runs the cells of the fault matrix with the example scripts on image files.
 #include "sim/session/process.h"
 #include "tests/support/process_census.h"
 #include "tests/system/fault_injection.h"
@@ -75,7 +75,7 @@ void FaultMatrix::expectMenu()
 
 void FaultMatrix::expectEnd()
 {
-    device->run(600); // the screen is final
+    device->run(600); // the screen must not change any more
     if (expected.screen != nullptr) {
         EXPECT_TRUE(matchesGolden(device->screen(), expected.screen));
     } else {
@@ -238,7 +238,7 @@ void DeviceFaults::expectFaultHasNoLastingEffect(const Moment& moment)
     }
 }
 
-TEST_P(DeviceFaults, EndWithTheFaultAtEveryMoment)
+TEST_P(DeviceFaults, HaveNoLastingEffectAtAnyMoment)
 {
     const Operation operation = GetParam().operation;
     ASSERT_TRUE(reachMenu());
@@ -253,7 +253,7 @@ TEST_P(DeviceFaults, EndWithTheFaultAtEveryMoment)
                                                               operation == Operation::Update ? "kept" : "lost"}));
 }
 
-// The parts of the matrix. Each part is a test of its own, so parts can run at the same time.
+// The parts of the matrix. Each part is a separate test suite, so parts can run at the same time.
 
 std::vector<Cell> cellsOfFaults(std::initializer_list<const char*> names)
 {

@@ -87,7 +87,7 @@ std::string firmwareOf(const Result& result)
     return result.memory == Memory::Old ? "old" : result.memory == Memory::New ? "new" : "none";
 }
 
-/// The columns after the first.
+/// The columns after the first two.
 std::string resultOf(const Cell& cell)
 {
     const Result result = expectedResult(cell);

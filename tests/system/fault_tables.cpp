@@ -100,7 +100,7 @@ bool beforeDriveIsRead(const Moment& moment)
     return moment.stage == Waiting || (moment.needs & driveContent) != 0;
 }
 
-/// The running script holds the lock.
+/// A running script holds the lock, so another script cannot take it.
 bool whileNoScriptRuns(const Moment& moment)
 {
     return !whileScriptRuns(moment) && moment.stage != Done;
@@ -255,7 +255,7 @@ const Moment* firstFailure(const Cell& cell, Operation operation, const Moment* 
     return nullptr;
 }
 
-/// The first moment after the menu in which the operation is confirmed.
+/// The moment at which the dialog asks for confirmation of the operation.
 const Moment* confirmation(Operation operation)
 {
     const auto all = path(operation);
@@ -272,7 +272,7 @@ void destroyContents(const Fault& fault, Result& result)
     }
 }
 
-/// An operation that completes has written the memory, except if it had been completed before.
+/// A completed operation has written new contents to the memory; a fault after the completion can destroy them.
 Result success(const Cell& cell, Operation operation)
 {
     Result result;
@@ -286,7 +286,7 @@ Result success(const Cell& cell, Operation operation)
     return result;
 }
 
-/// The script that works after `moment` fails.
+/// The result if the script that works after `moment` fails.
 Result failure(const Moment& moment, Operation operation)
 {
     Result result;

@@ -45,14 +45,14 @@ struct Moment {
     /// The progress line that the script has just printed, or the screen.
     const char* name;
     Stage stage;
-    /// Moments before the confirmation belong to the update, but the factory reset passes through them as well.
+    /// Moments up to the menu belong to the update, but the factory reset passes through them as well.
     Operation operation;
     unsigned needs;
     /// What is mounted. An image file can be replaced only while it is not mounted.
     unsigned mounted;
     Memory memory;
     Backup backup;
-    /// What the work after the moment formats. Lost contents do not matter afterwards.
+    /// What the work after the moment formats. Contents lost earlier do not matter afterwards.
     unsigned formats = none;
 };
 
@@ -116,7 +116,7 @@ struct Cell {
 };
 
 [[nodiscard]] std::span<const Fault> allFaults();
-/// Every moment of an operation, in the order of time.
+/// Every moment of an operation, in chronological order.
 [[nodiscard]] std::vector<const Moment*> path(Operation operation);
 /// The cells of a fault, in the order of the table of moments.
 [[nodiscard]] std::vector<Cell> cellsOf(const Fault& fault);

@@ -20,7 +20,7 @@ wait_for_test() { [ ! -p queue ] || read -r _ <queue; }
 show() { echo "$1" >line; printf 'SHOW: %s\n' "$1"; wait_for_test; }
 sleep() { :; }
 flock() { command flock -n 9; }
-# The faults of /tmp: no space is reported, or files cannot be unpacked either.
+# While the file `full` exists, /tmp has no free space, and tar cannot unpack files.
 df() { if [ -e full ]; then printf 'header\nnone 0 0 0 0%% /tmp\n'; else command df "$@"; fi; }
 tar() { if [ -e full ]; then echo 'No space left on device' >&2; return 2; else command tar "$@"; fi; }
 echo "$$" >script

@@ -1,4 +1,4 @@
-// A device with the scripts that ship, which wait for the test at their start and after every progress line.
+// A device with the example scripts, which wait for the test at their start and after every progress line.
 #pragma once
 
 #include "sim/device/simulated_device.h"
@@ -10,7 +10,7 @@
 #include <optional>
 #include <string>
 
-/// The files that the devices and drives of a test program are made of: created once.
+/// The files from which a test program makes its devices and drives; created once.
 class DeviceParts {
 public:
     static const DeviceParts& shared();
@@ -49,19 +49,19 @@ public:
 
     void plugGoodDrive() { device->plug(DeviceParts::shared().goodDrive()); }
 
-    /// Waits for the next progress line of the running script and returns it. Returns nothing if the script has ended;
-    /// the next script may be running. The script waits afterwards.
+    /// Waits for the next progress line of the running script and returns it; the script then waits for `release`.
+    /// Returns nothing if the script has ended; the next script may already be running.
     std::optional<std::string> nextLine();
-    /// Lets the script that waits continue.
+    /// Continues the waiting script.
     void release() const;
 
-    /// The process of the running script, and its child that does the work.
+    /// The process of the running script, and its descendant that does the work.
     [[nodiscard]] pid_t scriptProcess() const;
     [[nodiscard]] pid_t workProcess() const;
-    /// The parent of workProcess().
+    /// The child of scriptProcess() and parent of workProcess().
     [[nodiscard]] pid_t middleProcess() const;
 
-    /// Closes `descriptor` when the device is switched off.
+    /// Keeps `descriptor` open until the device is switched off, then closes it.
     void keepOpen(int descriptor) { lock = descriptor; }
     /// Appends lines to the settings of the scripts.
     void changeSettings(const std::string& lines) const;

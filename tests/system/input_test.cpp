@@ -15,7 +15,7 @@ protected:
         menu = device->screen();
     }
 
-    /// The updater detects the release 10 * `polls` iterations after it detects the press. A click opens the dialog.
+    /// Holds the button for this number of polls. A click opens the dialog.
     void holdForPolls(std::uint64_t polls)
     {
         device->press();

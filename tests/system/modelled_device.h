@@ -32,8 +32,8 @@ public:
     /// The screen that the model expects on the display.
     [[nodiscard]] sim::Screen expectedScreen();
 
-    // Call these only when the display shows every change. If the screens differ, they write pictures with `name` in
-    // the file names.
+    // Call these checks only when the display shows every change. If the screens differ, the checks write pictures with
+    // `name` in the file names.
 
     [[nodiscard]] testing::AssertionResult showsExpectedScreen(const std::string& name);
     /// Also checks that the device is healthy.

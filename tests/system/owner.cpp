@@ -13,7 +13,7 @@ bool Owner::reachMenu()
     device.switchOn();
     visitStage(Stage::Waiting);
     if (device.isOn()) {
-        if (!device->hasDrive()) { // a fault may have plugged another one
+        if (!device->hasDrive()) { // a fault may have plugged in another drive
             device.plugGoodDrive();
         }
         device->runTo((device->iteration() / usbCheckPeriod + 1) * usbCheckPeriod);
@@ -64,7 +64,7 @@ void Owner::select(const std::string& screen)
     }
 }
 
-/// Visits the moment with this progress line, or the first moment of the stage.
+/// Visits the moment with the progress line `name`, or the first moment of the stage if `name` is empty.
 void Owner::visitStage(Stage stage, const std::string& name)
 {
     for (const Moment* moment : path(current)) {

@@ -20,7 +20,8 @@ public:
 protected:
     virtual void visit(const Moment& moment) = 0;
 
-    /// Switches the device on, and prepares the firmware. Returns true if the menu appears.
+    /// Switches the device on, plugs in a good drive unless a drive is plugged in, and follows decrypt.sh. Returns true
+    /// if the menu appears.
     bool reachMenu();
     /// Chooses the operation in the menu, and follows it to the end.
     void operate(Operation operation);

@@ -388,7 +388,7 @@ std::vector<Cell> allCells()
     return cells;
 }
 
-/// Every fault in one state, and several faults in every state.
+/// Every fault in one script run, and several faults in every script run.
 std::vector<Cell> someCells()
 {
     const auto runs = matrix::allScriptRuns();

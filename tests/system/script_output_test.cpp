@@ -40,7 +40,7 @@ TEST_F(ScriptOutput, EachProgressLineReplacesThePreviousLine)
     EXPECT_EQ(device.decrypt.calls(), "/dev/sda1\n");
 }
 
-TEST_F(ScriptOutput, LinesPrintedAtOnceAreShownOnePerIteration)
+TEST_F(ScriptOutput, LinesPrintedAtOnceAreReadOnePerIteration)
 {
     constexpr int lines = 10000;
     const std::string last = std::to_string(lines);

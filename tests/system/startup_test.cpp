@@ -8,7 +8,7 @@ namespace {
 class Startup : public SystemTest {};
 
 /// Times are in microseconds. A byte on the display's bus takes 0.64 microseconds at 12.5 MHz, and 1 microsecond passes
-/// between two transfers. A register of the LED controller takes 290 microseconds at 100 kHz.
+/// between two transfers. Writing a register of the LED controller takes 290 microseconds at 100 kHz.
 TEST_F(Startup, SendsTheDocumentedTransfersToLedsAndDisplay)
 {
     device.switchOn();

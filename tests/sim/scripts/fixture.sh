@@ -36,8 +36,8 @@ run() {
   "$DEVICE_ROOT/usr/sbin/$1" "${@:2}" >out 2>err || status=$?
 }
 
-# expect STATUS SCRIPT [ARGUMENT...]: runs the script and checks its exit status. A failure must print one error
-# line; a success must print none.
+# expect STATUS SCRIPT [ARGUMENT...]: runs the script and checks its exit status. If it fails, the last line on standard
+# error must begin with its name; if it succeeds, standard error must be empty. It must leave no files.
 expect() {
   local wanted=$1
   shift
@@ -51,7 +51,8 @@ expect() {
   no_leftovers
 }
 
-# refuses COMMAND [ARGUMENT...]: checks that a tool fails and prints one line that begins with its name.
+# refuses COMMAND [ARGUMENT...]: checks that a tool fails, prints one line that begins with its name, and leaves no
+# scratch folder.
 refuses() {
   status=0
   "$@" >out 2>err || status=$?

@@ -1,6 +1,6 @@
 #!/bin/bash
-# Tests the device scripts on image files, without root: the storage functions of images.sh. The tests on block devices
-# test the scripts themselves.
+# Tests the storage functions of images.sh: runs the device scripts on image files, which needs no root. The tests on
+# block devices test the scripts themselves.
 set -uo pipefail
 # shellcheck source=fixture.sh
 . "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
@@ -47,7 +47,7 @@ odd_root() {
   update_device
 }
 
-# drive_is COMMAND...: decrypt.sh cannot access a drive that COMMAND makes.
+# drive_is COMMAND...: decrypt.sh exits with status 1 after COMMAND has created or removed the drive.
 drive_is() {
   "$@" "$DEVICE_ROOT/dev/sda"
   expect 1 decrypt.sh /dev/sda
@@ -144,7 +144,7 @@ make_fixtures
 it "an update installs the firmware and keeps the presets" update_device
 it "a factory reset installs the firmware and its factory presets" factory_reset
 it "a second update finds the version that the first update installed" second_update
-it "an update continues from the backup after an interrupted one" interrupted_update
+it "an update after an interrupted update keeps the presets" interrupted_update
 it "decrypt reads a drive without a partition table" whole_drive
 it "decrypt ignores the case of the file name" name_in_capitals
 it "the path of the device may be relative" relative_root
@@ -157,7 +157,7 @@ it "decrypt exits 2 on a drive without files" empty_drive
 it "decrypt exits 2 when other files have similar names" similar_names
 it "decrypt exits 3 when the firmware is corrupt" corrupt_firmware
 it "format changes nothing when the memory is too small for the firmware" too_small
-it "install fails on a worn memory, which keeps the presets" worn
+it "install fails on a worn memory and keeps the presets" worn
 it "format fails when the memory is missing" without_memory
 it "a blank memory has no version, and a factory reset makes it usable" blank_memory
 it "with a FIFO script-steps, decrypt waits after each progress line" steps
