@@ -52,7 +52,7 @@ std::vector<std::string> linesOf(const std::string& text)
     return lines;
 }
 
-/// Called in the new process. `startFailure` quotes the standard error of that process.
+/// Called in the new process. `startFailure` reports the standard error of that process.
 [[noreturn]] void giveUp(const std::string& reason)
 {
     const std::string line = reason + "\n";

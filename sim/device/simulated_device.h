@@ -30,12 +30,12 @@ struct DeviceSetup {
     std::vector<std::string> injectedFaults{};
     /// The transfer time of a frame; 0 for the time that follows from the bus speed.
     std::chrono::microseconds frameTime{0};
-    /// How many iterations after the previous line of a script, or its start, the updater receives the next line; see
-    /// sim/preload/script_output.h. 0 for immediately.
+    /// The number of iterations from a script's start to its first line, and from each line to the next; 0 passes lines
+    /// on immediately. See sim/preload/script_output.h.
     std::uint64_t scriptPace = 0;
     /// The I2C transfer that fails, counted from 1; 0 for none. Selecting a device counts as a transfer.
     int refusedI2cTransfer = 0;
-    /// Set to false for long runs, because the log grows in the updater's memory.
+    /// Whether the traffic is logged. Set to false for long runs, because the log grows in the updater's memory.
     bool keepsTraffic = true;
     /// The recording of the lines, which this device continues; null for none. Must outlive the device.
     RecordingFile* wires = nullptr;
@@ -55,12 +55,12 @@ public:
     [[nodiscard]] const char* what() const noexcept override { return "the updater has ended"; }
 };
 
-/// Runs in virtual time: the device runs only during `run`, `runTo` and `click`, and jumps from one event to the next.
+/// Runs in virtual time, which passes only during `run`, `runTo` and `click`, and jumps from one event to the next.
 /// Operations throw DeviceEnded if the updater has ended, and std::runtime_error if the device cannot be started or
 /// does not reply in time.
 class SimulatedDevice {
 public:
-    /// For how many iterations `click` presses, and then releases, the button. Longer than debouncing takes.
+    /// For how many iterations `click` presses, and then releases, the button: longer than debouncing takes.
     static constexpr std::uint64_t clickIterations = 60;
 
     /// Switches the device on. Returns at the end of the first iteration.
@@ -96,19 +96,19 @@ public:
     // Output.
 
     [[nodiscard]] Screen screen();
-    /// The brightness of the eighteen LED outputs, the bar last.
+    /// The brightness of the eighteen LED outputs; the last six are the bar.
     [[nodiscard]] std::array<std::uint8_t, 18> leds() { return status().leds; }
     [[nodiscard]] std::uint64_t iteration();
     /// The number of frames that the display has received in full.
     [[nodiscard]] std::uint64_t frameCount();
     [[nodiscard]] DisplayRegisters displayRegisters() { return status().display; }
     [[nodiscard]] bool isScriptRunning() { return !status().script.empty(); }
-    /// The name and the argument of the running script, such as "format.sh 0"; empty if none runs.
+    /// The name and the arguments of the running script, such as "format.sh 0"; empty if no script is running.
     [[nodiscard]] std::string runningScript() { return status().script; }
     [[nodiscard]] std::size_t violationCount() { return status().violations; }
     /// The protocol violations so far.
     [[nodiscard]] std::vector<std::string> violations();
-    /// The events on the buses and lines: the time in microseconds, a blank, and the event.
+    /// The events on the buses and lines: the time in microseconds, a blank, and the event. See Board.
     [[nodiscard]] std::vector<std::string> traffic();
     /// Everything that the updater has written.
     [[nodiscard]] const std::string& standardOutput();

@@ -15,11 +15,11 @@ constexpr const char* decryptScript = "decrypt.sh";
 constexpr const char* formatScript = "format.sh";
 constexpr const char* installScript = "install.sh";
 
-/// The progress lines of the golden screens.
+/// The progress lines that the golden screens show.
 constexpr const char* decryptProgress = "SHOW: Decrypting 10%\n";
 constexpr const char* workProgress = "SHOW: Installing... 66%\n";
 
-/// Longer than the period in which the updater checks for the drive (501 iterations), and a redraw.
+/// Longer than the period of the updater's drive check (501 iterations) plus a redraw.
 constexpr std::uint64_t settlingIterations = 560;
 
 constexpr std::uint64_t longPressIterations = 1500;

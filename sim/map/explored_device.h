@@ -16,7 +16,7 @@ namespace sim {
 
 /// What the owner sees, and the script that runs.
 struct Place {
-    /// With the first frame of the wheel, if there is one.
+    /// If the screen shows the busy indicator, with a fixed frame of it (see WheelFrames).
     Screen screen{};
     Wheel wheel = Wheel::None;
     /// The file name and the arguments; empty if no script is running.
@@ -29,7 +29,7 @@ struct Place {
     }
 };
 
-/// Devices in equal states react in the same way to everything that can happen.
+/// Devices in equal states react in the same way to every act.
 struct State {
     Place place{};
     bool hasDrive = false;
@@ -61,7 +61,7 @@ public:
     ExploredDevice(const ExploredDevice&) = delete;
     ExploredDevice& operator=(const ExploredDevice&) = delete;
 
-    /// The screens during one turn of the wheel, after everything that the last operation has caused.
+    /// Waits until the device has reacted to the last operation. Returns the screens during one turn of the wheel.
     [[nodiscard]] std::vector<Screen> settle();
     [[nodiscard]] State state(const WheelFrames& wheel);
     /// The protocol violations so far.

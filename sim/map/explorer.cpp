@@ -1,4 +1,4 @@
-// The acts, and the search.
+// Lists the acts and searches the states.
 #include "sim/map/explorer.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Explores the running program from power-on: everything that can happen in every state, breadth first.
+// Explores the running program from power-on: tries every possible act in every state, breadth first.
 #pragma once
 
 #include "sim/map/explored_device.h"
@@ -30,7 +30,7 @@ public:
         std::size_t target;
     };
 
-    /// Everything that can happen in a state.
+    /// A state and the results of all acts that are possible in it.
     struct Node {
         State state;
         /// A shortest sequence of acts that leads to the state.
@@ -42,7 +42,7 @@ public:
 
     [[nodiscard]] const WheelFrames& getWheel() const { return *wheel; }
 
-    /// Returns all states that can be reached. The first one is that after power-on.
+    /// Returns all states that can be reached. The first one is the state after power-on.
     const std::vector<Node>& explore();
 
 private:

@@ -1,4 +1,4 @@
-// Merges states to screens, names the screens, and writes them.
+// Merges states into screens, names the screens, and writes them.
 #include "sim/map/screen_map.h"
 
 #include "sim/device/png_file.h"
@@ -51,7 +51,7 @@ std::size_t ScreenMap::add(const Place& place)
     return entry->second;
 }
 
-/// The name of the golden screen, the script, and whether the wheel has stopped.
+/// The name of the golden screen, then the running script, then "stopped" if the wheel has stopped.
 std::string ScreenMap::nameOf(const Place& place) const
 {
     const auto golden = goldenNames.find(place.screen);

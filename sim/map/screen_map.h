@@ -1,4 +1,4 @@
-// The map of the screens: what leads from which screen to which.
+// The map of the screens: which act leads from which screen to which.
 #pragma once
 
 #include "sim/map/explorer.h"
@@ -23,7 +23,7 @@ public:
     /// Merges the states that show the same screen while the same script runs. `references` name the screens.
     ScreenMap(const std::vector<Explorer::Node>& nodes, const WheelFrames& wheel, const ReferenceScreens& references);
 
-    /// Prints each screen, in the order in which they were found, with the acts that lead to another screen.
+    /// Prints the screens in the order in which they were found, each with the acts that lead to another screen.
     void print(std::ostream& out) const;
     /// Writes a PNG file for each screen, with the name that `print` prints.
     void writePictures(const std::filesystem::path& folder) const;

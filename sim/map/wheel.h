@@ -10,25 +10,25 @@
 
 namespace sim {
 
-/// The busy indicator. It may stop at any of its frames.
+/// The state of the busy indicator, called the wheel. It may stop at any of its frames.
 enum class Wheel { None, Turning, Stopped };
 
 class WheelFrames {
 public:
-    /// The period of a frame, in iterations, and the number of frames.
+    /// How long the wheel shows each frame, in iterations, and the number of frames.
     static constexpr std::uint64_t period = 142;
     static constexpr std::size_t count = 8;
 
-    /// `screens` show a turning wheel in each of its frames. Throws std::runtime_error if they do not.
+    /// `screens` must show the wheel in each of its frames. Throws std::runtime_error if they do not.
     explicit WheelFrames(std::span<const Screen> screens);
 
     /// `screens` were shown during one turn of the wheel.
     [[nodiscard]] Wheel find(std::span<const Screen> screens) const;
-    /// Replaces the wheel on the screen by one that does not depend on the time.
+    /// Replaces the wheel on the screen by a fixed frame, so that the result does not depend on the time.
     [[nodiscard]] Screen withFirstFrame(Screen screen) const;
 
 private:
-    /// The area of the wheel, without the column `right` and the row `bottom`.
+    /// The area of the wheel; `right` and `bottom` are exclusive.
     static constexpr int left = 102;
     static constexpr int right = 154;
     static constexpr int top = 104;

@@ -12,7 +12,7 @@ inline constexpr int screenHeight = 160;
 /// Grey levels 0 (lightest) to 3 (darkest), row by row.
 using Screen = std::array<std::uint8_t, std::size_t{screenWidth} * screenHeight>;
 
-/// The initial values are those after a reset.
+/// The initial values are the values after a reset.
 struct DisplayRegisters {
     static constexpr int highestContrast = 511;
 

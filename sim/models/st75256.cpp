@@ -172,7 +172,7 @@ void St75256::takeParameter(std::uint8_t byte)
     }
 }
 
-/// Fills the address window page by page, each from its first column to its last.
+/// Fills the address window page by page, and each page from the first column to the last.
 void St75256::takePixels(std::span<const std::uint8_t> bytes)
 {
     const std::size_t size = windowSize();

@@ -1,4 +1,4 @@
-// The device's USB port and the drive in it, represented by its device nodes.
+// The device's USB port and the drive in it. Files represent the drive's device nodes.
 #pragma once
 
 #include <filesystem>

@@ -1,4 +1,4 @@
-# Writes the C++ file OUTPUT, which contains the files of the list FILES.
+# Writes the C++ file OUTPUT, which embeds the files in the list FILES.
 # Usage: cmake -DOUTPUT=... "-DFILES=..." -P embed_page.cmake
 set(type_html "text/html; charset=utf-8")
 set(type_css "text/css; charset=utf-8")

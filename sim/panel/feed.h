@@ -19,7 +19,7 @@ public:
     /// How many entries of the log a new reader receives.
     static constexpr std::size_t maxLogEntries = 1000;
 
-    /// What a reader has received.
+    /// The numbers of states, frames and log entries that had been published when the reader last received events.
     struct Reader {
         std::uint64_t state = 0;
         std::uint64_t frame = 0;
@@ -32,13 +32,13 @@ public:
     void addLogEntry(const std::string& entry);
 
     /// Returns the events that the reader has not received, as server-sent events. Waits for an event for at most
-    /// `timeout`; afterwards returns a comment. Returns nothing after `close`.
+    /// `timeout`; returns a comment if none arrives. Returns nothing after `close`.
     [[nodiscard]] std::optional<std::string> next(Reader& reader, std::chrono::milliseconds timeout);
     /// Ends all streams.
     void close();
 
 private:
-    /// The newest text, and how many there have been.
+    /// The newest text, and the number of texts so far.
     struct Latest {
         std::string text;
         std::uint64_t count = 0;

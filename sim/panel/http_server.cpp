@@ -79,9 +79,9 @@ struct Exchange {
     std::shared_ptr<void> permit{};
 };
 
-/// The rest of the part that does not fit the buffer of the library.
 struct StreamState {
     HttpResponse::Stream next;
+    /// The rest of the last part, which did not fit into the buffer of the library.
     std::string rest;
 };
 
@@ -154,7 +154,7 @@ MHD_Result begin(const HttpServer::Handlers& handlers, MHD_Connection* connectio
     return admission.rejection ? send(connection, *admission.rejection) : MHD_YES;
 }
 
-/// Disconnects a client whose body has no length and is longer than it may be.
+/// Disconnects a client that sends a body of undeclared length and exceeds the limit.
 MHD_Result takeBody(Exchange& exchange, const char* data, std::size_t size)
 {
     if (size > exchange.maxBodyBytes - exchange.request.body.size()) {

@@ -25,7 +25,7 @@ struct HttpRequest {
 };
 
 struct HttpResponse {
-    /// Returns the next part of a body; may block. Nothing ends the body.
+    /// Returns the next part of the body, or nothing at the end of the body; may block.
     using Stream = std::function<std::optional<std::string>()>;
 
     unsigned status = 200;
@@ -39,7 +39,7 @@ struct HttpResponse {
 /// Whether the body of a request is accepted, decided when only the headers have arrived.
 struct Admission {
     std::size_t maxBodyBytes = 0;
-    /// Ends the request at once.
+    /// If set, is sent at once; the body is not read.
     std::optional<HttpResponse> rejection{};
     /// Released at the end of the request.
     std::shared_ptr<void> permit{};
@@ -64,8 +64,8 @@ public:
     HttpServer(const std::string& address, std::uint16_t port, Handlers chosenHandlers);
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
-    /// Disconnects the clients. Streams must not block any longer. libmicrohttpd 0.9.75 crashes if it rejects a
-    /// malformed request at this moment; the only server ends with its program.
+    /// Disconnects the clients. From now on, the streams must not block. libmicrohttpd 0.9.75 crashes if it rejects a
+    /// malformed request at this moment; the program destroys its only server just before it exits.
     ~HttpServer();
 
     [[nodiscard]] std::uint16_t port() const { return listeningPort; }

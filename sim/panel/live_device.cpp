@@ -15,17 +15,17 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// How often the page can show something new.
+/// The minimum time between two publications of the state and the screen.
 constexpr auto publicationInterval = std::chrono::milliseconds(15);
-/// How often the counters are published while nothing else changes: drawing them takes time from the device.
+/// The same while only the counters change. It is longer, because drawing them in the browser slows down the device.
 constexpr auto counterInterval = std::chrono::milliseconds(50);
 /// How many iterations "step frame" runs if the device sends no frame.
 constexpr std::uint64_t longestStep = 2000;
 
-/// Each has up to 64 MiB, and an image of the same size.
+/// Each file has up to 64 MiB, and so does the drive image that contains it.
 constexpr std::size_t maxOwnFiles = 10;
 
-/// Ends a wait for the updater when the program ends.
+/// Thrown to end a wait for the updater when the program ends.
 class Stopped : public std::exception {};
 
 constexpr std::pair<const char*, int> speeds[] = {
@@ -156,7 +156,7 @@ LiveDevice::OwnFile LiveDevice::keep(const std::string& content)
     }
     if (ownFiles.size() == maxOwnFiles) {
         throw std::runtime_error("The panel keeps only " + std::to_string(maxOwnFiles) +
-                                 " firmware files. Start it again to use more.");
+                                 " firmware files. Restart it to use more.");
     }
     const std::string number = ownFiles.empty() ? "" : "-" + std::to_string(ownFiles.size() + 1);
     const std::string name = "tonecrate" + number + ".fw";
@@ -224,7 +224,7 @@ void LiveDevice::runUntilStopped(std::promise<void>& started)
     } catch (...) {
         return started.set_exception(std::current_exception());
     }
-    // Also executes the jobs that others wait for when the program ends.
+    // When the program ends, executes the remaining jobs too, because other threads wait for them.
     for (std::optional<Job> job = nextJob(); !isStopping || job; job = nextJob()) {
         if (job) {
             tryJob(*job);
@@ -316,7 +316,7 @@ void LiveDevice::plug(const Statement& statement, const std::filesystem::path& i
     observe();
 }
 
-/// Ignored while another click or hold is under way.
+/// Has no effect while another click or hold is under way, or while the device is off.
 void LiveDevice::beginPress(std::uint64_t iterations)
 {
     if (!pressEnd && session->observe().isOn) {
@@ -357,7 +357,7 @@ void LiveDevice::observe()
     shots.add(elapsed, session->observe().screen);
 }
 
-/// At most once in each interval, because a page cannot show more.
+/// Publishes the state and the screen at most once in each interval, because a page cannot show more.
 void LiveDevice::publish()
 {
     publishLog();

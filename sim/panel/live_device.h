@@ -1,4 +1,4 @@
-// A session that runs by the wall clock, in a thread of its own.
+// A session that runs in real time, in its own thread.
 #pragma once
 
 #include "sim/panel/feed.h"
@@ -39,10 +39,10 @@ public:
     LiveDevice& operator=(const LiveDevice&) = delete;
     ~LiveDevice();
 
-    /// Accepts an input, "click" or "hold" of the scenario language, or "pause", "resume", "speed 1", "speed 4",
-    /// "speed 16", "speed full", "step iteration" or "step frame". Throws SyntaxError. Makes the image of a drive if it
-    /// does not exist; the device runs meanwhile. Does not wait until the input is applied; if that fails, the log
-    /// contains the reason.
+    /// Accepts "click", "hold" and the inputs of the scenario language except "plug file", and also "pause", "resume",
+    /// "speed 1", "speed 4", "speed 16", "speed full", "step iteration" and "step frame". Throws SyntaxError for all
+    /// other texts. Creates the image of a drive if it does not exist; the device runs meanwhile. Does not wait until
+    /// the input is applied; if applying it fails, the log contains the reason.
     void input(const std::string& text);
     /// Replaces the device. `setup` consists of set-up statements. Throws std::runtime_error.
     void replace(const std::string& setup);
@@ -57,13 +57,13 @@ public:
 
 private:
     using Job = std::function<void()>;
-    /// What can change without a job, except the screen and the counters.
+    /// The parts of the state, except the screen and the counters, that can change without a job.
     using Appearance =
         std::tuple<bool, bool, DisplayRegisters, std::array<std::uint8_t, 18>, std::string, std::optional<std::string>>;
 
     /// A user's firmware file.
     struct OwnFile {
-        /// In recordings, and in the upload folder.
+        /// The name in recordings and in the upload folder.
         std::string name;
         std::size_t size;
         /// The image of a drive that contains the file.
@@ -115,13 +115,13 @@ private:
 
     std::unique_ptr<Session> session;
     LiveClock clock;
-    /// The last minute.
+    /// The movie of the last minute.
     Movie shots{60000};
-    /// The iterations of all devices.
+    /// The number of iterations of all devices so far.
     std::uint64_t elapsed = 0;
-    /// At speed 1.
+    /// Measured only at speed 1.
     Pace pace;
-    /// When the click or hold under way releases the button.
+    /// The iteration at which the current click or hold releases the button.
     std::optional<std::uint64_t> pressEnd;
     /// The users' files that the recording names.
     std::vector<OwnFile> pluggedFiles;

@@ -1,4 +1,4 @@
-// Runs the updater on a simulated device that a browser shows.
+// Runs the updater on a simulated device, and shows the device in a browser.
 #include "sim/panel/live_device.h"
 #include "sim/panel/options.h"
 #include "sim/panel/panel_json.h"
@@ -45,7 +45,7 @@ private:
     fs::path folder;
 };
 
-/// Makes the images of all drives in the background, so that plugging does not have to wait for them.
+/// Creates the images of all drives in the background, so that plugging does not have to wait for them.
 class DrivePreparation {
 public:
     explicit DrivePreparation(const sim::DeviceFiles& files) : thread([this, &files] { prepare(files); }) {}

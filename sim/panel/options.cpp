@@ -50,7 +50,7 @@ std::string panelHelp()
 Runs the updater on a simulated device, and shows the device in a browser.
 
   --port N        the port of the page; 0 for any free port (default: 7256)
-  --bind ADDRESS  the numeric address on which the page can be reached (default: 127.0.0.1, only from this computer);
+  --bind ADDRESS  the numeric address to listen on (default: 127.0.0.1, which only this computer can reach);
                   everyone who can reach the address can control the device
 )";
 }

@@ -1,4 +1,4 @@
-// How well a live device keeps its speed.
+// Measures how well a live device keeps its speed.
 #pragma once
 
 #include <chrono>
@@ -10,10 +10,10 @@ class Pace {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
 
-    /// From this duration on, an iteration is late.
+    /// An iteration that takes this long or longer is late.
     static constexpr std::chrono::milliseconds limit{2};
 
-    /// `iterations` have ended at `now`.
+    /// Counts iterations that end at `now`. If the last call was at least `limit` ago, one of them counts as late.
     void add(std::uint64_t iterations, TimePoint now)
     {
         if (!isInterrupted) {
@@ -23,7 +23,7 @@ public:
         previous = now;
         isInterrupted = false;
     }
-    /// The duration of the next iterations does not count.
+    /// Excludes the iterations of the next call of `add`.
     void interrupt() { isInterrupted = true; }
 
     [[nodiscard]] std::uint64_t iterations() const { return counted; }

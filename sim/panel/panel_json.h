@@ -1,4 +1,4 @@
-// The messages to the page.
+// Encodes the messages to the page.
 #pragma once
 
 #include "sim/models/screen.h"
@@ -17,13 +17,13 @@ struct PanelState {
     int speed;
     /// The name of the reference picture; empty if there is none.
     std::string screenName;
-    /// At speed 1.
+    /// Measured only at speed 1.
     Pace pace{};
     /// The names of the firmware files that replaying the recording needs.
     std::vector<std::string> neededFiles{};
 };
 
-// Single lines of JSON. Bytes that are not UTF-8 are replaced.
+// These functions return a single line of JSON. They replace bytes that are not UTF-8.
 
 [[nodiscard]] std::string stateJson(const PanelState& state);
 [[nodiscard]] std::string eventJson(const Event& event);

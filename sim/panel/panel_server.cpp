@@ -1,4 +1,4 @@
-// The table of addresses, and the checks that precede it.
+// Checks requests and dispatches them with a table of paths.
 #include "sim/panel/panel_server.h"
 
 #include "sim/panel/page_files.h"
@@ -73,7 +73,7 @@ HttpResponse actionResponse(const PanelActions::Action& action, const std::strin
     return error ? textResponse(badRequest, *error) : HttpResponse{.status = noContent};
 }
 
-/// Takes one of `limit` places, until the result is destroyed. Returns null if all are taken.
+/// Occupies one of `limit` places until the result is destroyed. Returns null if no place is free.
 std::shared_ptr<void> takePlace(std::atomic<int>& taken, int limit)
 {
     const auto leave = [](std::atomic<int>* place) { --*place; };
@@ -84,7 +84,7 @@ std::shared_ptr<void> takePlace(std::atomic<int>& taken, int limit)
 
 } // namespace
 
-/// Exactly one of `document` and `action` is set; neither is set for the stream.
+/// Either `document` or `action` is set; for the stream of events, neither is.
 struct PanelServer::Route {
     std::string_view path;
     std::string_view method;

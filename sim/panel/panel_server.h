@@ -1,4 +1,4 @@
-// The addresses of the front panel: its page, its stream of events, its inputs and its downloads.
+// The URLs of the front panel: its page, its stream of events, its inputs and its downloads.
 #pragma once
 
 #include "sim/panel/feed.h"
@@ -12,7 +12,7 @@
 
 namespace sim {
 
-/// What the clients can ask for. Called by several threads.
+/// The operations that clients can request. They are called by several threads.
 struct PanelActions {
     /// Returns an error in one line, or nothing after success.
     using Action = std::function<std::optional<std::string>(const std::string& text)>;
@@ -22,7 +22,7 @@ struct PanelActions {
     Action input;
     /// `text` is the set-up of a new device.
     Action replaceDevice;
-    /// `text` is the content of a tonecrate.fw.
+    /// `text` is the content of a firmware file.
     Action plugFirmware;
     /// In JSON.
     Document choices;
@@ -31,13 +31,13 @@ struct PanelActions {
     Document scenario;
 };
 
-/// Accepts only requests to "localhost" or a numeric address, and no requests from pages of other servers: a page
-/// elsewhere cannot control the device, even if its name resolves to this computer.
+/// Accepts only requests to "localhost" or a numeric address, and no requests from pages of other servers: a foreign
+/// page cannot control the device, even if the name of its server resolves to this computer.
 class PanelServer {
 public:
     static constexpr std::size_t maxTextBytes = 4096;
     static constexpr std::size_t maxFirmwareBytes = std::size_t{64} * 1024 * 1024;
-    /// Fewer than the clients, so that inputs always find a place.
+    /// Less than HttpServer::maxClients, so that streams cannot use up the connections that inputs need.
     static constexpr int maxStreams = 32;
 
     /// See HttpServer for `address` and `port`.

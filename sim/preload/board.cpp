@@ -1,4 +1,4 @@
-// The wiring of the board and the operations of its endpoints.
+// Connects the hardware models and implements the operations on the endpoints.
 #include "sim/preload/board.h"
 
 #include "sim/preload/real_calls.h"
@@ -79,7 +79,7 @@ void Board::wire()
     gpio.onOutput([this](int line, bool level) {
         recordOutput(line, level);
         if (line == dataCommandLine) {
-            display.setDataCommandLine(level); // logged with every transfer
+            display.setDataCommandLine(level); // the log contains this level in every transfer
             return;
         }
         log("gpio " + std::to_string(line) + (level ? " high" : " low"));

@@ -96,9 +96,9 @@ private:
 
     /// A bus carries out one transfer after another.
     struct Bus {
-        /// The shortest time between two transfers.
+        /// The minimum time between two transfers.
         Timeline::Duration gap;
-        /// The end of the last transfer and the gap after it.
+        /// When the gap after the last transfer ends.
         Timeline::Duration busyUntil{};
     };
     using Lock = std::unique_lock<std::mutex>;
@@ -138,7 +138,8 @@ private:
     std::uint32_t spiSpeedHz = 500000;
     unsigned long i2cAddress = 0;
     int i2cTransfers = 0;
-    /// The kernel needs several microseconds between two transfers, during which chip select is high.
+    /// Chip select is high during the gap. It is shorter than on the device, where the kernel needs several
+    /// microseconds.
     Bus spiBus = {.gap = std::chrono::microseconds(1)};
     Bus i2cBus = {.gap = {}};
     bool keepsTraffic = true;

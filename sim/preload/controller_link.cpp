@@ -100,9 +100,9 @@ constinit const ControllerLink::Request ControllerLink::requests[] = {
          link.isResumed = true;
          return std::string();
      }},
-    // COUNT: runs that many iterations, then replies.
+    // COUNT: runs COUNT iterations, then replies.
     {"run", [](ControllerLink& link, Words& words) { return link.resume(take<std::uint64_t>(words)); }},
-    // ITERATIONS: how long after the previous line the next line of a script is passed on; 0 for immediately.
+    // ITERATIONS: the time from a script's start to its first line, and from each line to the next; 0 for no delay.
     {"script-pace",
      [](ControllerLink& link, Words& words) {
          return std::string(link.script.setPace(take<std::uint64_t>(words)) ? "" : "error cannot create script-steps");
@@ -113,13 +113,13 @@ constinit const ControllerLink::Request ControllerLink::requests[] = {
          link.board.setFrameTime(std::chrono::microseconds(take<std::int64_t>(words)));
          return std::string();
      }},
-    // NUMBER: makes that I2C transfer fail, counted from 1; 0 for none.
+    // NUMBER: makes I2C transfer NUMBER fail, counted from 1; 0 for none.
     {"refuse-i2c",
      [](ControllerLink& link, Words& words) {
          link.board.refuseI2cTransfer(take<int>(words));
          return std::string();
      }},
-    // on|off: whether the traffic is logged.
+    // on|off: enables or disables the traffic log.
     {"keep-traffic",
      [](ControllerLink& link, Words& words) {
          link.board.keepTraffic(take<std::string>(words) == "on");
@@ -171,7 +171,7 @@ constinit const ControllerLink::Request ControllerLink::requests[] = {
          link.board.queueEvent(type, code, take<std::int32_t>(words));
          return std::string();
      }},
-    // BYTES: replies when that many bytes of script output are unread or the script has ended.
+    // BYTES: replies when BYTES bytes of script output are unread or the script has ended.
     {"await-output",
      [](ControllerLink& link, Words& words) {
          return std::string(link.script.awaitBytes(take<int>(words)) ? "" : "error timed out while waiting for the script");
@@ -182,7 +182,7 @@ constinit const ControllerLink::Request ControllerLink::requests[] = {
          link.script.awaitStep();
          return std::string();
      }},
-    // No argument: replies with the state of the device.
+    // No argument: these reply with the state of the device.
     {"status", [](ControllerLink& link, Words&) { return link.status(); }},
     {"screen", [](ControllerLink& link, Words&) { return asText(link.board.screen()); }},
     {"violations", [](ControllerLink& link, Words&) { return joined(link.board.violationList()); }},
@@ -220,7 +220,8 @@ std::string ControllerLink::status()
     return text.str();
 }
 
-/// Ends the program if the controller has closed the connection. Called while the controller waits for a reply.
+/// Ends the program if the controller has closed the connection. Called while the controller waits for a reply: it
+/// sends no message then, so `hasMessage` returns true only if the connection is closed.
 void ControllerLink::endIfAbandoned() const
 {
     if (channel.hasMessage()) {

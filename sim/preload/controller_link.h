@@ -13,8 +13,8 @@
 namespace sim {
 
 /// A request consists of words separated by blanks; `requests` in controller_link.cpp lists all requests. A reply that
-/// starts with "error " reports a failure. The program stops after its first iteration, and then after
-/// each requested number of iterations, until the controller requests more.
+/// starts with "error " reports a failure. The program stops after its first iteration, and then after each requested
+/// number of iterations, until the controller requests more.
 class ControllerLink {
 public:
     ControllerLink(Board& simulatedBoard, int socket);

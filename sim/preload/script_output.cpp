@@ -1,4 +1,4 @@
-// Starts scripts, and passes their lines on.
+// Starts scripts and passes their lines on.
 #include "sim/preload/script_output.h"
 
 #include "sim/preload/real_calls.h"
@@ -125,8 +125,9 @@ void ScriptOutput::awaitStep()
     }
 }
 
-/// The size of the first line in `unread`; after the end, also of an incomplete line; 0 for none. A longer line than
-/// the largest atomic write is passed in pieces.
+/// The number of bytes to pass next: the first line in `unread`, or its first part if it is longer than the largest
+/// atomic write; 0 if the line is incomplete. After the end of the output, the incomplete last line is passed too, and
+/// the result is meaningless if `unread` is empty.
 std::size_t ScriptOutput::pieceSize() const
 {
     const std::size_t end = unread.find('\n');
@@ -159,7 +160,7 @@ void ScriptOutput::discardSteps() const
     }
 }
 
-/// At most one step is available, for scripts that do not wait after every line.
+/// Discards earlier steps first, because a script does not have to wait after every line.
 void ScriptOutput::releaseScript() const
 {
     discardSteps();

@@ -1,4 +1,4 @@
-// The running script and its output on the way to the program.
+// Runs a script and passes its output to the program.
 #pragma once
 
 #include <cstdint>
@@ -13,11 +13,11 @@ namespace sim {
 /// which the program reads a line does not depend on the speed of the script.
 ///
 /// A script that opens the FIFO "script-steps" of the device's folder after each line, and reads a line from it,
-/// continues only when its last line has been passed on. The actions of such a script do not depend on its speed
+/// continues only when that line has been passed on. The actions of such a script do not depend on its speed
 /// either.
 class ScriptOutput {
 public:
-    /// `callWhileWaiting` is called at least every 100 ms while this class waits for the script.
+    /// `callWhileWaiting` is called every 100 ms while `pass` or `awaitStep` waits for output of the script.
     ScriptOutput(std::string deviceRoot, std::function<void()> callWhileWaiting);
     ScriptOutput(const ScriptOutput&) = delete;
     ScriptOutput& operator=(const ScriptOutput&) = delete;
@@ -26,18 +26,18 @@ public:
     /// Takes effect at the next `start`. Returns false if the FIFO cannot be created.
     [[nodiscard]] bool setPace(std::uint64_t iterations);
 
-    /// Runs the script as popen does. `commandLine` is the one that the program has requested.
+    /// Runs the script as popen does. `commandLine` is the command that the program passed to popen.
     std::FILE* start(const std::string& shellCommand, const char* mode, const std::string& commandLine,
                      std::uint64_t iteration);
     /// Ends a script that `start` returned, as pclose does.
     int end();
     [[nodiscard]] bool isScript(const std::FILE* pipe) const { return pipe != nullptr && pipe == reader; }
 
-    /// The command line of the running script without its folder, such as "format.sh 0"; empty if none runs.
+    /// The command line of the running script without its folder, such as "format.sh 0"; empty if no script is running.
     [[nodiscard]] const std::string& name() const { return command; }
 
-    /// Called at the end of each iteration: passes the line or the end that is due. Waits if the script has written
-    /// neither.
+    /// Called at the end of each iteration. If the next line, or the end of the output, is due, waits for it and passes
+    /// it on.
     void pass(std::uint64_t iteration);
     /// Waits until the script has written the next line, or has closed its output. Returns immediately at pace 0.
     void awaitStep();
@@ -58,11 +58,11 @@ private:
     int steps = -1;
 
     std::string command;
-    /// The script's end of popen.
+    /// The stream from popen with the script's output; null if no script is running.
     std::FILE* source = nullptr;
-    /// The program's end: `source` or a pipe of its own.
+    /// The stream that the program reads: `source`, or the pipe that `insertPipe` creates.
     std::FILE* reader = nullptr;
-    /// The other end of the program's own pipe; -1 for none.
+    /// The write end of the pipe that `insertPipe` creates; -1 for none.
     int sink = -1;
     std::string unread;
     bool isOver = false;

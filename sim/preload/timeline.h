@@ -21,13 +21,13 @@ public:
     /// Time since the start.
     [[nodiscard]] Duration now();
 
-    /// Blocks the calling thread for `duration`.
+    /// Blocks the calling thread for `duration` of simulated time.
     void pass(Duration duration);
 
     /// Waits until no other thread is busy, so that all events up to the current time are complete.
     void awaitIdle();
 
-    // Called by the functions that override C library functions, for threads other than the main thread.
+    // Called by the functions that override C library functions. They count the threads other than the main thread.
 
     void threadStarts();
     void threadEnds();

@@ -111,7 +111,7 @@ void LiveView::drawGreys(const Screen& screen)
     }
 }
 
-/// The six LEDs of the bar, then four RGB LEDs, each with its brightness in hexadecimal digits.
+/// The six LEDs of the bar, then the RGB outputs in groups of three, each output with its brightness in hexadecimal.
 void LiveView::drawLeds(int row, const std::array<std::uint8_t, 18>& leds)
 {
     constexpr std::size_t lamps = 4;

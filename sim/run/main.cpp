@@ -46,7 +46,7 @@ void requireFiles(const sim::Options& options)
     require(options.scripts, X_OK);
 }
 
-/// What every session needs.
+/// The objects that every session uses.
 struct Workshop {
     explicit Workshop(const sim::Options& options)
         : references(TONECRATE_SCREENS), pictures(options.frames, options.movie),
@@ -69,7 +69,7 @@ sim::Programs programsOf(const sim::Options& options, Workshop& workshop)
             workshop.wires ? &*workshop.wires : nullptr};
 }
 
-/// Completes the recording of the lines, if one is requested.
+/// Completes the recording of the lines if --wires is given.
 void finishWires(const sim::Options& options, Workshop& workshop)
 {
     if (!workshop.wires) {
@@ -82,7 +82,7 @@ void finishWires(const sim::Options& options, Workshop& workshop)
     }
 }
 
-/// Writes the recording, if one is requested.
+/// Writes the session as a scenario if --record is given.
 void record(const sim::Options& options, const sim::Session& session)
 {
     if (!options.recording.empty()) {

@@ -16,17 +16,17 @@ struct Options {
     std::filesystem::path scripts{};
     /// The folder with the scenarios that --play selects.
     std::filesystem::path scenarios{};
-    /// The scenario to play; empty for none.
+    /// The scenario to play; empty for an interactive session, or for "update" without a terminal.
     std::filesystem::path scenario{};
     /// The file in which to record the session; empty for none.
     std::filesystem::path recording{};
-    /// The folder in which to save every screen; empty for none.
+    /// The folder in which to save every distinct screen; empty for none.
     std::filesystem::path frames{};
     /// The file for the movie; empty for none.
     std::filesystem::path movie{};
     /// The file in which to record the lines of the board; empty for none.
     std::filesystem::path wires{};
-    /// The largest size of that file in bytes.
+    /// The maximum size of the file `wires` in bytes.
     std::uint64_t wiresLimit = std::uint64_t{1} << 30;
     bool wantsHelp = false;
 };

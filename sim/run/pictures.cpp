@@ -12,7 +12,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// The iterations of all power-ons.
+/// The number of iterations since the first power-on.
 std::uint64_t timeOf(const Observation& seen)
 {
     return seen.earlierIterations + seen.iteration;

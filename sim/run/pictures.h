@@ -12,13 +12,13 @@ namespace sim {
 
 class Pictures {
 public:
-    /// An empty path: does not save the screens or the movie. Throws std::runtime_error if the folder cannot be
+    /// If a path is empty, the screens or the movie are not saved. Throws std::runtime_error if the folder cannot be
     /// created.
     Pictures(const std::filesystem::path& frameFolder, std::filesystem::path movieFile);
 
-    /// Takes the current screen. `name` is its name; empty if it has none.
+    /// Adds the current screen. `name` is its name; empty if it has none.
     void add(const Observation& seen, const std::string& name);
-    /// Writes the movie up to now. Throws std::runtime_error if the file cannot be written.
+    /// Writes the movie up to now. Throws std::runtime_error if there is no screen or the file cannot be written.
     void writeMovie(const Observation& seen);
 
 private:

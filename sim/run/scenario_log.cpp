@@ -16,7 +16,7 @@ namespace {
 constexpr int rowsPerCharacter = 4;
 constexpr int textRows = screenHeight / rowsPerCharacter;
 
-/// The area of the busy indicator, without the column `wheelRight` and the row `wheelBottom`.
+/// The area of the busy indicator; `wheelRight` and `wheelBottom` are exclusive.
 constexpr int wheelLeft = 102;
 constexpr int wheelRight = 154;
 constexpr int wheelTop = 104;

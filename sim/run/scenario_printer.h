@@ -17,7 +17,7 @@ public:
         : session(chosenSession), references(screens), pictures(chosenPictures), log(stream)
     {}
 
-    /// Prints what is new since the last call. Throws std::runtime_error if the stream fails.
+    /// Prints the new events and the new screen since the last call. Throws std::runtime_error if the stream fails.
     void update();
 
 private:
@@ -26,7 +26,7 @@ private:
     Pictures& pictures;
     ScenarioLog log;
     std::size_t eventsPrinted = 0;
-    /// Of all power-ons.
+    /// The number of frames since the first power-on.
     std::uint64_t framesPrinted = 0;
 };
 

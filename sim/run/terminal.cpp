@@ -202,7 +202,7 @@ void Terminal::put(int row, int column, HalfBlock block)
 
 void Terminal::putLamp(int row, int column, wchar_t shape, int red, int green, int blue)
 {
-    constexpr int steps = 5; // of a component in the cube
+    constexpr int steps = 5; // the highest level of a component in the cube
     constexpr int brightest = 255;
     const auto stepOf = [](int value) { return (value * steps + brightest / 2) / brightest; };
     const int colour = (stepOf(red) * (steps + 1) + stepOf(green)) * (steps + 1) + stepOf(blue);

@@ -42,7 +42,7 @@ public:
     /// Waits at most `timeout` for a key, a signal or a change of the window's size. Throws std::runtime_error if the
     /// terminal has been closed.
     void awaitInput(std::chrono::milliseconds timeout);
-    /// Does not block. Returns Redraw after a change of the window's size, and None if no key was pressed.
+    /// Does not block. Returns Redraw after a change of the window's size, and None if no bound key was pressed.
     [[nodiscard]] Command readCommand();
 
     [[nodiscard]] int columns() const;

@@ -1,7 +1,7 @@
-# Sourced by common.sh on a simulated device: storage in image files, without root.
+# Sourced by packaging/scripts/common.sh on a simulated device: implements storage with image files, without root.
 # Mounting copies the files of an image into the folder. Unmounting a folder that was mounted for writing makes a new
-# image of its files. Device paths are relative to the device's root, so the root may contain characters special to the
-# tools. FOLDER.mounted contains the device and the mode of a mount.
+# image of its files. Device paths are relative to the device's root, so the root may contain characters that are
+# special to the tools. FOLDER.mounted contains the device and the mode of a mount.
 # shellcheck shell=sh disable=SC2034,SC2154 # common.sh sets and uses some of the names
 
 cd "$root/" || exit "$unexpected_status"
@@ -39,7 +39,7 @@ is_empty_fat() {
   mdir -f -b -i "$1" :: </dev/null >/dev/null 2>&1
 }
 
-# attach FOLDER PATH
+# attach FOLDER PATH: copies a folder of a mounted file system to PATH, an empty folder. `release` undoes this.
 attach() {
   cp -a "$1/." "$2/" && echo "$1 ro" >"$2.mounted"
 }
@@ -57,7 +57,7 @@ sync() {
   read -r image access <"$2.mounted" && { [ "$access" = ro ] || write_image "$image" "$2"; }
 }
 
-# is_writable IMAGE: succeeds when the owner may write to the image, unlike `test -w` also for root.
+# is_writable IMAGE: fails when the owner has no write permission for the image; unlike `test -w`, also for root.
 is_writable() {
   case $(stat -c %A "$1") in
   ??w*) ;;
@@ -81,7 +81,8 @@ write_image() {
   return 1
 }
 
-# release FOLDER: discards what has not been written. Removes the folder last, because rm may be killed.
+# release FOLDER: unmounts the folder and discards changes that have not been written. Removes the folder last, because
+# rm may be killed.
 release() {
   [ ! -e "$1" ] || rm -rf "$1.mounted" "$1"
 }
@@ -101,7 +102,7 @@ sector_size() {
   echo 512
 }
 
-# mount_point_of DEVICE: no other program mounts an image.
+# mount_point_of DEVICE: always fails, because no other program mounts an image.
 mount_point_of() {
   return 1
 }

@@ -11,7 +11,7 @@ set -eEuo pipefail
 scripts=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")")
 readonly scripts device_scripts=$scripts/../../packaging/scripts backup_kib=8192
 
-# make_memory_content FOLDER VERSION: firmware 2.0.0 replaces one of the files and removes the other.
+# make_memory_content FOLDER VERSION: firmware 2.0.0 contains a different greeting.txt and no voices.conf.
 make_memory_content() {
   mkdir "$1"
   cp -R "$scripts/user_presets" "$1/presets"

@@ -1,7 +1,7 @@
 #!/bin/bash
-# Checks that a device's internal memory contains exactly one firmware, byte by byte, and the expected presets.
+# Checks that a device's internal memory contains exactly the expected firmware, byte by byte, and the expected presets.
 # Usage: verify_memory.sh ROOT FIRMWARE_FOLDER VERSION kept|lost
-# VERSION none: the memory must contain no firmware and no version.
+# VERSION none: the memory must contain no version.txt; firmware files are not checked.
 # kept: exactly the presets of the folder user_presets; lost: exactly the factory presets of the firmware.
 set -eEuo pipefail
 # shellcheck source=common.sh

@@ -13,11 +13,11 @@ namespace sim {
 namespace {
 
 constexpr std::string_view signature = "\x89PNG\r\n\x1A\n";
-/// Bits per pixel, palette, and the default methods of compression, filtering and interlacing.
+/// Two bits per pixel, colours from a palette, and the methods of compression, filtering and interlacing (all 0).
 constexpr std::string_view pixelFormat("\x02\x03\x00\x00\x00", 5);
 /// The colours of the grey levels 0 to 3.
 constexpr std::string_view palette("\xFF\xFF\xFF\xAA\xAA\xAA\x54\x54\x54\x00\x00\x00", 12);
-/// Leave the previous picture, and replace the pixels of the area.
+/// Keeps the previous picture and replaces the pixels of the area.
 constexpr std::string_view noDisposalNoBlending("\x00\x00", 2);
 constexpr std::uint32_t forEver = 0;
 constexpr std::uint16_t millisecondsPerSecond = 1000;
@@ -59,7 +59,7 @@ std::uint8_t pixelAt(const Screen& screen, int x, int y)
     return screen[static_cast<std::size_t>(y) * screenWidth + static_cast<std::size_t>(x)] & 3U;
 }
 
-/// The rows of an area, each after the number of its filter (none).
+/// The rows of an area. Each row starts with its filter type: 0, no filter.
 std::string packedRows(const Screen& screen, const Area& area)
 {
     std::string rows;
@@ -109,7 +109,7 @@ std::string header()
            chunk("IHDR", bigEndian(screenWidth) + bigEndian(screenHeight) + std::string(pixelFormat));
 }
 
-/// Frames and their data are numbered in one sequence.
+/// The chunks `fcTL` and `fdAT` share one sequence of numbers.
 class FrameWriter {
 public:
     void add(const Area& area, const TimedScreen& timed)

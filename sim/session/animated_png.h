@@ -1,4 +1,4 @@
-// Screens as PNG files, still and animated, in memory.
+// Encodes screens as still and animated PNG files in memory.
 #pragma once
 
 #include "sim/models/screen.h"
@@ -9,14 +9,14 @@
 
 namespace sim {
 
-/// A screen and for how long it is shown.
+/// A screen and the time for which it is shown.
 struct TimedScreen {
     Screen screen;
-    /// At most 65535.
+    /// An animated PNG shows the screen for at most 65535 ms.
     std::uint32_t milliseconds;
 };
 
-/// The greys are those of `pictureOf`.
+/// A PNG file with the same greys as `pictureOf`.
 [[nodiscard]] std::string pngOf(const Screen& screen);
 
 /// An animated PNG that repeats for ever. `screens` must not be empty.

@@ -143,7 +143,7 @@ fs::path DeviceFiles::firmwareFile(const std::string& version, const std::string
     return file;
 }
 
-/// The file on a drive that has a file system.
+/// The file that a drive with a file system contains.
 fs::path DeviceFiles::contentOf(std::string_view drive) const
 {
     constexpr const char* version = "2.0.0";

@@ -25,9 +25,9 @@ public:
 
     /// Creates the root folder of a new device.
     [[nodiscard]] std::filesystem::path makeDevice(const SessionSetup& setup);
-    /// The image of a drive. `name` is a name of `driveKinds`. The image is created at the first call for this name.
+    /// The image of a drive. `name` is a name from `driveKinds`. The first call for a name creates the image.
     [[nodiscard]] std::filesystem::path drive(std::string_view name) const;
-    /// Creates another image of a drive that contains the file under the name tonecrate.fw.
+    /// Creates a new drive image that contains `firmwareFile` as tonecrate.fw.
     [[nodiscard]] std::filesystem::path makeDriveWith(const std::filesystem::path& firmwareFile) const;
     /// Compares the internal memory byte by byte with the expected contents. `version` is the version of the firmware,
     /// or "none"; `presets` is "kept" or "lost". Returns a line that describes the contents.

@@ -8,9 +8,9 @@
 namespace sim {
 
 struct DriveKind {
-    /// In scenarios.
+    /// The name in scenarios.
     std::string_view name;
-    /// For people.
+    /// The text that the user sees.
     std::string_view title;
 };
 

@@ -1,4 +1,4 @@
-// Counts iterations in periods of the chosen speed.
+// Calculates the due iterations from the elapsed time and the speed.
 #include "sim/session/live_clock.h"
 
 #include <algorithm>

@@ -28,10 +28,10 @@ public:
     void setSpeed(int chosenSpeed, TimePoint now);
     [[nodiscard]] int getSpeed() const { return speed; }
 
-    /// Returns the number of iterations that are due, and counts them as run. A delay of more than 100 ms is dropped
-    /// instead of made up for.
+    /// Returns the number of iterations that are due, and counts them as run. Skips the missed iterations after a delay
+    /// of more than 100 ms.
     [[nodiscard]] std::uint64_t takeDue(TimePoint now);
-    /// How long no iteration is due; at most 100 ms.
+    /// The time until the next iteration is due; at most 100 ms.
     [[nodiscard]] Duration untilDue(TimePoint now) const;
 
 private:

@@ -1,4 +1,4 @@
-// Keeps distinct screens.
+// Stores a screen only if it differs from the previous one.
 #include "sim/session/movie.h"
 
 #include <algorithm>
@@ -11,7 +11,7 @@ void Movie::add(std::uint64_t iteration, const Screen& screen)
         return;
     }
     shots.push_back({iteration, screen});
-    // If the second screen appeared before the beginning, the first one is not visible.
+    // If the second screen appeared before the movie begins, the first screen is not visible.
     while (shots.size() > 1 && shots[1].iteration + length <= iteration) {
         shots.pop_front();
     }

@@ -12,12 +12,12 @@ namespace sim {
 
 class Movie {
 public:
-    /// `longest`: how much of the end the movie shows, in iterations, which are milliseconds.
+    /// The movie shows at most the last `longest` iterations. An iteration lasts 1 ms.
     explicit Movie(std::uint64_t longest = std::numeric_limits<std::uint32_t>::max()) : length(longest) {}
 
     /// `iteration` must not decrease from call to call.
     void add(std::uint64_t iteration, const Screen& screen);
-    /// The distinct screens, up to `iteration`. Empty before the first `add`.
+    /// The sequence of screens up to `iteration`, without repetitions. Empty before the first `add`.
     [[nodiscard]] std::vector<TimedScreen> screens(std::uint64_t iteration) const;
 
 private:

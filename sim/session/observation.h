@@ -12,8 +12,8 @@
 
 namespace sim {
 
-/// While the device is off, everything except `isOn`, `drive`, `isButtonDown` and `faults` has its last value, except
-/// that the screen and the LEDs are 0.
+/// While the device is off, the screen and the LEDs are 0, `display` has its initial values, and `script` and `end` are
+/// empty. `drive`, `isButtonDown` and `faults` stay current; everything else keeps its last value.
 struct Observation {
     bool isOn = false;
     /// Since the last power-on. If the updater has ended, it has not run beyond this iteration.
@@ -23,15 +23,15 @@ struct Observation {
     /// The iterations and frames of all earlier power-ons.
     std::uint64_t earlierIterations = 0;
     std::uint64_t earlierFrames = 0;
-    /// The panel's picture: respects all registers except the contrast.
+    /// The picture on the display. It depends on all display registers except the contrast.
     Screen screen{};
     DisplayRegisters display{};
-    /// Four times red, green and blue, then the six LEDs of the bar.
+    /// The brightness of the LED controller's outputs: twelve of the four RGB LEDs, then six of the bar.
     std::array<std::uint8_t, 18> leds{};
-    /// The name of the drive as in the scenario language, "file" for a drive made of a file, empty for none.
+    /// The name of the drive as in the scenario language, "file" for a drive made from a file, empty for none.
     std::string drive{};
     bool isButtonDown = false;
-    /// The name and the argument of the running script, such as "format.sh 0"; empty if none runs.
+    /// The name and the arguments of the running script, such as "format.sh 0"; empty if no script is running.
     std::string script{};
     /// The names of the injected faults, some of which take effect at the next power-on.
     std::set<std::string> faults{};

@@ -1,4 +1,4 @@
-// Starts a program with its output on a pipe.
+// Starts a program and reads its output from a pipe.
 #include "sim/session/process.h"
 
 #include <array>

@@ -1,4 +1,4 @@
-// Converts the pictures to grey levels.
+// Reads the reference pictures and converts them to grey levels.
 #include "sim/session/reference_screens.h"
 
 #include "sim/device/png_file.h"

@@ -27,7 +27,7 @@ struct SessionSetup {
 
     /// `statement` must be a part of a set-up.
     void add(const Statement& statement);
-    /// The statements that differ from the default.
+    /// The statements for all values that differ from the defaults.
     [[nodiscard]] std::vector<Statement> statements() const;
 };
 
@@ -40,7 +40,7 @@ struct Scenario {
 
     SessionSetup setup{};
     std::vector<Line> lines{};
-    /// The text of the first comment line.
+    /// The text of the first comment line that is not empty.
     std::string summary{};
 };
 
@@ -49,13 +49,14 @@ struct Scenario {
 /// Changes the relative paths of firmware files from one base folder to another.
 void rebase(Scenario& scenario, const std::filesystem::path& from, const std::filesystem::path& to);
 
-// In a file, the relative paths of firmware files start in its folder; in a Scenario, in the current folder.
+// In a scenario file, paths of firmware files are relative to the folder of the scenario file; in a Scenario, to the
+// current folder.
 
-/// Throws std::runtime_error if the file cannot be read, and SyntaxError.
+/// Throws std::runtime_error if the file cannot be read, and SyntaxError if its text is not a scenario.
 [[nodiscard]] Scenario readScenario(const std::filesystem::path& file);
 /// Throws std::runtime_error if the file cannot be written.
 void writeScenario(Scenario scenario, const std::filesystem::path& file);
-/// The text that `parseScenario` parses to an equal scenario.
+/// The text from which `parseScenario` produces the same scenario.
 [[nodiscard]] std::string print(const Scenario& scenario);
 
 } // namespace sim

@@ -24,7 +24,7 @@ bool hasVerb(const Scenario& scenario, Verb verb)
                        [&](const Scenario::Line& line) { return line.statement.verb == verb; });
 }
 
-/// An empty text means none.
+/// An empty text stands for none.
 void expectEqual(const std::string& what, const std::string& expected, const std::string& found)
 {
     const auto describe = [&](const std::string& text) {
@@ -228,7 +228,8 @@ void ScenarioPlayer::expectMemoryUnchanged()
     result += std::string(result.empty() ? "" : ", ") + "internal memory unchanged";
 }
 
-/// Compares the six LEDs of the bar, or the four RGB LEDs, with the same values.
+/// Compares the six outputs of the bar with one level, or the twelve RGB outputs, in groups of three, with three
+/// levels.
 void ScenarioPlayer::expectLeds(const Statement& statement)
 {
     constexpr std::size_t barStart = 12;

@@ -16,12 +16,13 @@ public:
     /// How long an "await" waits, in iterations.
     static constexpr std::uint64_t longestWait = 60000;
 
-    /// `chosenSession` must be new, with the set-up of the scenarios to be played. `callAfterRunning` is called after
-    /// at most 20 iterations, in which the device completes at most one frame.
+    /// `chosenSession` must be new, with the set-up of the scenarios to be played. `callAfterRunning` is called at
+    /// the start, after each input, and at least every 20 iterations. The device sends at most one frame in 20
+    /// iterations.
     ScenarioPlayer(Session& chosenSession, const DeviceFiles& files, const ReferenceScreens& screens,
                    std::function<void()> callAfterRunning);
 
-    /// Executes the lines of the scenario. Returns a description of the last expected result. Throws std::runtime_error
+    /// Executes the lines of the scenario. Returns a description of the last expectation met. Throws std::runtime_error
     /// with the message "NAME:LINE: ..." if an expectation is not met, if an awaited event does not occur, or after a
     /// protocol violation or the end of the updater, unless the scenario expects it.
     std::string play(const Scenario& scenario, const std::string& name);

@@ -17,7 +17,7 @@ namespace {
 /// The number of iterations between two observations of the device, which sends at most one frame in that time.
 constexpr std::uint64_t observationInterval = 20;
 
-/// How long the updater, or a step of a script, may take.
+/// How long the updater may take to reply, and how long a step of a script may take.
 constexpr auto replyTimeout = std::chrono::seconds(60);
 
 /// The folders whose contents are lost at power-off.
@@ -36,7 +36,7 @@ Session::Session(DeviceFiles& files, Programs chosenPrograms, SessionSetup chose
 Session::~Session()
 {
     device.reset();
-    std::error_code ignored; // DeviceFiles removes what remains
+    std::error_code ignored; // DeviceFiles removes any remaining files
     fs::remove_all(deviceRoot, ignored);
 }
 
@@ -129,7 +129,8 @@ void Session::powerOn()
     });
 }
 
-/// The script in progress, if any, first completes its current step, so that its effects do not depend on its speed.
+/// First waits until the running script, if any, has completed its current step, so that the result does not depend on
+/// the speed of the script.
 void Session::powerOff()
 {
     withDevice([this] { device->awaitScriptStep(); });
@@ -145,7 +146,7 @@ void Session::powerOff()
     observation.end.reset();
 }
 
-/// `name`: empty for no drive.
+/// `name` is empty for no drive.
 void Session::exchangeDrive(const std::string& name, const fs::path& image)
 {
     withDevice([this] { device->awaitScriptStep(); });
@@ -176,7 +177,7 @@ void Session::run(std::uint64_t iterations)
 
 void Session::runSlice(std::uint64_t iterations)
 {
-    observation.iteration += iterations; // also if the updater ends on the way
+    observation.iteration += iterations; // final if the updater ends in this slice; otherwise replaced by observeDevice
     device->run(iterations);
     if (programs.wires != nullptr) {
         programs.wires->check();
@@ -258,7 +259,7 @@ void Session::note(Event::Kind kind, const std::string& text)
     log.push_back({observation.iteration, kind, text});
 }
 
-/// None while the device is off, or if the updater has ended before its first iteration.
+/// None while the device is off, or if the updater has not completed its first iteration.
 std::optional<std::uint64_t> Session::currentIteration() const
 {
     const bool isKnown = observation.isOn && observation.iteration > 0;

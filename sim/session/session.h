@@ -1,4 +1,4 @@
-// A device with its files and drives, its inputs, what can be observed of it, and a recording.
+// Operates a simulated device, observes it, and records its inputs.
 #pragma once
 
 #include "sim/device/simulated_device.h"
@@ -26,14 +26,14 @@ struct Programs {
     RecordingFile* wires = nullptr;
 };
 
-/// Runs in virtual time: the device stands still except during `run`. Equal inputs at equal iterations produce equal
-/// frames, on any machine. Operations throw std::runtime_error if the device cannot be used. The end of the updater is
-/// not an error, but an observation.
+/// Runs in virtual time, which passes only during `run`. Equal inputs at equal iterations produce equal frames, on any
+/// machine. Operations throw std::runtime_error if the device cannot be used. They do not throw if the updater ends;
+/// `observe` reports its end.
 class Session {
 public:
-    /// Iterations from a script's start to its first line, and from each line to the next.
+    /// The number of iterations from a script's start to its first line, and from each line to the next.
     static constexpr std::uint64_t scriptPace = 250;
-    /// How long a click presses the button, in iterations. Longer than debouncing takes.
+    /// How long a click presses the button, in iterations: longer than debouncing takes.
     static constexpr std::uint64_t clickIterations = SimulatedDevice::clickIterations;
 
     /// Creates the device's files and switches the device on. `files` must outlive the session.
@@ -47,9 +47,9 @@ public:
     /// nothing, such as "unplug" without a drive, have no effect, but are recorded. Throws std::logic_error for other
     /// statements.
     void apply(const Statement& input);
-    /// Applies and records "plug" or "plug file", with an image that exists. `apply` makes the image first.
+    /// Like `apply` for "plug" or "plug file", but plugs an existing image. `apply` creates the image.
     void plug(const Statement& input, const std::filesystem::path& image);
-    /// Runs that many iterations. Returns earlier if the updater ends. Has no effect while the device is off.
+    /// Runs `iterations` iterations, fewer if the updater ends. Has no effect while the device is off.
     void run(std::uint64_t iterations);
 
     [[nodiscard]] const Observation& observe() const { return observation; }
@@ -93,7 +93,7 @@ private:
 
     Observation observation;
     std::vector<Event> log;
-    /// With a check before each power-off that follows the end of the updater.
+    /// The recorded inputs, with a check before each power-off after the updater has ended.
     std::vector<Statement> inputs;
     /// The number of violations before the last power-on.
     std::size_t earlierViolations = 0;

@@ -1,4 +1,4 @@
-// Parses and prints statements by a table of their forms.
+// Parses and prints statements with a table of their forms.
 #include "sim/session/statement.h"
 
 #include "sim/protocol/injected_faults.h"

@@ -29,7 +29,7 @@ enum class Verb {
     PowerOn,
     FaultOn,
     FaultOff,
-    // Several inputs, or none.
+    // Statements that run the device or check a result.
     Click,
     Hold,
     Wait,
@@ -78,13 +78,13 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Parses one statement; a comment may follow it. Throws SyntaxError.
+/// Parses one statement, optionally followed by a comment. Throws SyntaxError.
 [[nodiscard]] Statement parseStatement(std::string_view line);
 /// Whether the line contains only blanks and a comment.
 [[nodiscard]] bool isBlank(std::string_view line);
 /// The inverse of `parseStatement`.
 [[nodiscard]] std::string print(const Statement& statement);
-/// A text in quotes, on one line, as in a statement.
+/// Puts a text in quotes and escapes it, as in a statement.
 [[nodiscard]] std::string quote(const std::string& text);
 
 } // namespace sim

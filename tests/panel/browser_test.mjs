@@ -34,7 +34,7 @@ async function confirmUpdate(panel) {
     await panel.click();
 }
 
-/** Does not wait for the real time of the scripts. */
+/** Runs the scripts at 16 times their real speed. */
 async function awaitDone(panel) {
     await panel.setSpeed("16");
     await panel.awaitScreen("done");
@@ -84,7 +84,7 @@ describe("update", () => {
             "LED bar: 100 %, 100 %, 100 %, 100 %, 100 %, 100 %");
     });
 
-    test("is repeated after a power cycle during the installation", async () => {
+    test("can be repeated after a power cycle during the installation", async () => {
         const panel = await open();
         await panel.plugOrUnplug();
         await panel.awaitScreen("menu");
@@ -112,7 +112,7 @@ describe("update", () => {
         await awaitDone(panel);
     });
 
-    test("appears on every page", async () => {
+    test("appears on every open page", async () => {
         const one = await open();
         const other = await open(phone);
         await one.plugOrUnplug();
@@ -172,7 +172,7 @@ describe("drive", () => {
         await panel.page.getByText("To replay the scenario, put your tonecrate.fw next to it.").waitFor();
     });
 
-    test("can be plugged when the list of drives has arrived", async () => {
+    test("can be plugged only after the list of drives has arrived", async () => {
         const panel = await open();
         let deliver;
         const arrival = new Promise(resolve => { deliver = resolve; });
@@ -217,7 +217,7 @@ describe("time", () => {
         await panel.awaitStatus("Running");
     });
 
-    test("a click is a click at every speed", async () => {
+    test("a short press is a click at every speed", async () => {
         const panel = await open();
         await panel.plugOrUnplug();
         await panel.awaitScreen("menu");
@@ -253,7 +253,7 @@ describe("knob", () => {
         assert.equal(steps.reduce((sum, step) => sum + step, 0), 4);
     });
 
-    test("is pressed for as long as the pointer is down", async () => {
+    test("stays pressed while the pointer is down", async () => {
         const panel = await open();
         await panel.find("knob").hover();
         await panel.page.mouse.down();
@@ -381,7 +381,7 @@ test("latency", async t => {
     await panel.awaitScreen("menu");
     const times = [];
     for (let i = 0; i < 40; ++i) {
-        // A varying pause, because the device redraws in a fixed period.
+        // The pause varies, because the device redraws at fixed intervals.
         await panel.page.waitForTimeout(150 + i);
         times.push(await panel.page.evaluate(measureLatency));
     }
@@ -409,7 +409,7 @@ test("pace", async t => {
 /** Runs in the page. */
 async function measureLayout() {
     const nextFrame = () => new Promise(resolve => requestAnimationFrame(resolve));
-    await nextFrame(); // observers of sizes are called after the first layout
+    await nextFrame(); // resize observers are called after the first layout
     await nextFrame();
     const edges = id => {
         const {left, right} = document.getElementById(id).getBoundingClientRect();

@@ -1,4 +1,4 @@
-// A client that sends any bytes to a server on this computer.
+// A client that sends arbitrary bytes to a server on this computer.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@ public:
 
     /// Returns false if the server has closed the connection.
     bool send(const std::string& bytes);
-    /// Tells the server that nothing more follows.
+    /// Closes the sending direction of the connection.
     void finishSending();
     /// Waits until `text` has arrived or the server has closed the connection. Returns everything received so far.
     /// Throws std::runtime_error after a minute without a byte.
@@ -27,9 +27,9 @@ private:
     std::string received;
 };
 
-/// Sends a request on a connection of its own and returns the whole response.
+/// Sends a request on a new connection and returns the whole response.
 std::string fetch(std::uint16_t port, const std::string& method, const std::string& path, const std::string& body = "",
                   const std::string& headers = "Host: localhost\r\n");
 
-/// 0 if the response is not an HTTP response.
+/// The status code; 0 if the response is not an HTTP response.
 int statusOf(const std::string& response);

@@ -58,7 +58,7 @@ private:
     Feed::Reader reader;
 };
 
-/// Keeps the images of the drives, because making them takes long.
+/// Shared by all tests, because creating the drive images takes long.
 DeviceFiles& sharedFiles()
 {
     static DeviceFiles files(SIM_FOLDER "/scripts", SIM_FOLDER "/firmware");
@@ -76,7 +76,7 @@ protected:
 
 } // namespace
 
-TEST_F(LiveDeviceTest, RunsAsSoonAsItExists)
+TEST_F(LiveDeviceTest, RunsImmediatelyAfterConstruction)
 {
     page.awaitLog("Starting updater...");
     page.await("iteration", [&] { return page.state.value("iteration", 0) > 100; });

@@ -46,7 +46,7 @@ TEST(PanelJson, StateDescribesTheObservation)
     EXPECT_EQ(json::parse(text), expected);
 }
 
-TEST(PanelJson, AbsentThingsAreNull)
+TEST(PanelJson, AbsentValuesAreNull)
 {
     const json state = json::parse(stateJson({Observation(), true, 1, ""}));
     for (const char* name : {"drive", "script", "screen", "ended"}) {

@@ -35,7 +35,7 @@ export class PanelPage {
         await this.page.context().close();
     }
 
-    /** Everything that the browser has reported. */
+    /** All console messages and page errors. */
     get messages() {
         return this.#messages;
     }
@@ -83,7 +83,7 @@ export class PanelPage {
 
     // Output.
 
-    /** Waits until the text that `read`, which runs in the page, returns equals `expected`. */
+    /** Waits until the function `read`, which runs in the page, returns `expected`. */
     async await(read, expected) {
         const end = Date.now() + TIMEOUT;
         let seen = await this.page.evaluate(read);
@@ -134,7 +134,7 @@ export class PanelPage {
         return this.page.evaluate(async () => (await fetch("recording.scenario")).text());
     }
 
-    /** The grey levels of the canvas: distinct colours from the lightest, 0, to the darkest. */
+    /** The grey levels of the canvas as digits from 0 (lightest) to 3 (darkest). */
     async levels() {
         return this.page.evaluate(readLevels);
     }
@@ -161,7 +161,7 @@ export class PanelPage {
 /** Runs in the page. */
 function readLevels() {
     const canvas = document.getElementById("screen");
-    // A copy, because the browser reports repeated reads of a canvas that is drawn by the graphics processor.
+    // A copy, because the browser warns about repeated reads of a canvas that the graphics processor draws.
     const copy = new OffscreenCanvas(canvas.width, canvas.height).getContext("2d", {willReadFrequently: true});
     copy.drawImage(canvas, 0, 0);
     const {data} = copy.getImageData(0, 0, canvas.width, canvas.height);

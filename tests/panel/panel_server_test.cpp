@@ -41,7 +41,7 @@ protected:
         return statusOf(fetch(server.port(), method, path, body, headers));
     }
 
-    /// Repeats the request if it is disconnected: the server may still be closing connections of earlier clients.
+    /// Repeats the request if the server disconnects it: the connections of earlier clients may still be closing.
     int statusWhenFree(const std::string& method, const std::string& path, const std::string& body = "") const
     {
         constexpr int attempts = 1000;
@@ -56,7 +56,7 @@ protected:
 
     void expectWorks() const { EXPECT_EQ(status("GET", "/choices"), 200); }
 
-    /// The status of a response that has not arrived.
+    /// The status if no response arrives.
     static constexpr int disconnected = 0;
 
     std::mutex mutex;
@@ -133,7 +133,7 @@ TEST_F(PanelServerTest, RejectsForeignHosts)
 
 TEST_F(PanelServerTest, RejectsARequestWithoutAHost)
 {
-    // Since version 1.0, libmicrohttpd itself answers, with 400.
+    // Since version 1.0, libmicrohttpd rejects the request itself, with 400.
     const int answer = status("POST", "/input", "press", "");
     EXPECT_TRUE(answer == 400 || answer == 403) << answer;
     EXPECT_TRUE(inputs.empty());
@@ -206,7 +206,7 @@ TEST_F(PanelServerTest, LimitsHeadersAndPaths)
     expectWorks();
 }
 
-TEST_F(PanelServerTest, DisconnectsAClientThatSendsHeadersWithoutEnd)
+TEST_F(PanelServerTest, DisconnectsAClientThatSendsEndlessHeaders)
 {
     HttpClient client(server.port());
     client.send("GET /choices HTTP/1.1\r\nHost: localhost\r\n");
@@ -260,7 +260,7 @@ TEST_F(PanelServerTest, StreamSendsTheNewestStateAndTheLogToEachReader)
     }
 }
 
-TEST_F(PanelServerTest, AReaderThatStallsDelaysNobody)
+TEST_F(PanelServerTest, AStalledReaderDelaysNoOtherClient)
 {
     HttpClient stalled(server.port());
     stalled.send(streamRequest("keep-alive"));
@@ -288,7 +288,7 @@ TEST_F(PanelServerTest, AnswersOrDisconnectsEachOfTwoHundredClients)
     EXPECT_EQ(statusWhenFree("GET", "/choices"), 200);
 }
 
-TEST_F(PanelServerTest, LimitsStreamsSoThatInputsFindAPlace)
+TEST_F(PanelServerTest, LimitsStreamsSoThatInputsCanConnect)
 {
     std::vector<std::unique_ptr<HttpClient>> clients;
     feed.publishState("{}");

@@ -1,4 +1,4 @@
-// The connection to the simulator: a stream of events, and inputs in their order.
+// The connection to the simulator: receives a stream of events, and sends inputs in order.
 
 export class Connection {
     #queue = [];

@@ -1,20 +1,20 @@
-// The display: pixels of the controller's memory in the greys of a panel, at an integer number of device pixels.
+// The display: shows grey levels in the colours of an LCD panel. Each pixel covers a whole number of device pixels.
 
 const WIDTH = 256;
 const HEIGHT = 160;
 
-/** The panel without power, with power but without a picture, and its lightest and darkest grey. */
+/** The colours of the panel without power, with power but without a picture, and of its lightest and darkest grey. */
 const UNPOWERED = [104, 112, 103];
 const BLANK = [196, 205, 192];
 const LIGHTEST = [206, 214, 201];
 const DARKEST = [28, 33, 38];
 
-/** How far each grey level is from the lightest to the darkest grey at the nominal contrast. */
+/** The darkness of each grey level at the nominal contrast, from 0 (lightest) to 1 (darkest). */
 const DARKNESS = [0, 0.3, 0.64, 1];
 /** The operating voltage that the panel is made for, as a fraction of the largest. */
 const NOMINAL_CONTRAST = 272 / 511;
 
-/** Device pixels of a display pixel from which the gaps between the pixels are visible. */
+/** The gaps between the pixels are visible if a display pixel has at least this width in device pixels. */
 const SCALE_WITH_GAPS = 3;
 
 export class Display {
@@ -54,7 +54,7 @@ export class Display {
         }
     }
 
-    /** `scale`: the device pixels of a display pixel. */
+    /** `scale`: the width of a display pixel in device pixels. */
     setScale(scale) {
         this.#element.style.setProperty("--display-width", `${WIDTH * scale / devicePixelRatio}px`);
         this.#element.style.setProperty("--display-height", `${HEIGHT * scale / devicePixelRatio}px`);
@@ -85,7 +85,7 @@ export class Display {
     }
 }
 
-/** More voltage darkens every grey, the lightest included; less voltage fades them. */
+/** A higher voltage darkens every grey, including the lightest; a lower voltage fades them. */
 function colourOf(darkness, contrast) {
     const excess = contrast - NOMINAL_CONTRAST;
     const reached = darkness * (1 + Math.min(0, 3 * excess)) + Math.max(0, 1.8 * excess);

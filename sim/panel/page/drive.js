@@ -1,4 +1,4 @@
-// The USB drive: a choice of prepared drives, or one with a file of the user's own.
+// The USB drive: one of the prepared drives, or a drive with the user's own file.
 
 /** Bytes; the simulator rejects larger files. */
 const MAX_FIRMWARE = 64 * 1024 * 1024;
@@ -34,7 +34,7 @@ export class Drive {
 
     /** `name`: the drive in the port; null for none. */
     setPlugged(name) {
-        // An unchanged state may be older than a choice of the user that is under way.
+        // If the state is unchanged, it may be older than a choice that the simulator has not applied yet.
         if (name === this.#plugged) {
             return;
         }

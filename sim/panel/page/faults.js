@@ -25,7 +25,7 @@ export class Faults {
     }
 
     setActive(names) {
-        // An unchanged state may be older than a change of the user that is under way.
+        // If the state is unchanged, it may be older than a change that the simulator has not applied yet.
         if (names.join() === this.#active) {
             return;
         }

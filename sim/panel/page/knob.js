@@ -1,7 +1,7 @@
-// The knob: turned by wheel, by dragging its skirt and by keys; pressed by pointer and space bar.
+// The knob: the mouse wheel, dragging its skirt and keys turn it; the pointer and the space bar press it.
 
 const DEGREES_PER_STEP = 15;
-/** The part of the radius that presses; the skirt around it turns. */
+/** The radius of the cap as a fraction of the radius of the knob. The cap is pressed; the skirt around it is turned. */
 const CAP_RADIUS = 0.62;
 /** Wheel movements in CSS pixels. Larger movements are notches of a mouse wheel, smaller ones come from touchpads. */
 const WHEEL_NOTCH = 50;
@@ -48,7 +48,7 @@ export class Knob {
         }
     }
 
-    /** Shows the level of the device's button, which another page may have pressed. */
+    /** Shows the state of the device's button, which another page may have pressed. */
     setPressed(isPressed) {
         this.#element.classList.toggle("pressed", isPressed);
     }
@@ -98,7 +98,7 @@ export class Knob {
         this.#release();
     }
 
-    /** The radius as a fraction of the knob's, and the clockwise angle in degrees. */
+    /** The distance from the centre as a fraction of the knob's radius, and the clockwise angle in degrees. */
     #polar(event) {
         const box = this.#element.getBoundingClientRect();
         const x = event.clientX - box.left - box.width / 2;
@@ -124,7 +124,7 @@ export class Knob {
         }, {passive: false});
     }
 
-    /** The keys also act while nothing else has the focus. */
+    /** The keys act while the knob has the focus, or nothing has it. */
     #listenToKeys() {
         document.addEventListener("keydown", event => {
             const steps = STEPS_OF_KEY[event.key];

@@ -1,10 +1,10 @@
 // The LEDs, from the brightness of the LED controller's eighteen outputs.
 
-/** The outputs of red, green and blue, by LED. */
+/** The outputs of red, green and blue of each LED. */
 const RGB_OUTPUTS = [[9, 10, 11], [7, 8, 6], [0, 1, 2], [3, 4, 5]];
 const BAR_OUTPUTS = [12, 13, 14, 15, 16, 17];
 const FULL = 255;
-/** From brightness to perceived brightness. */
+/** The exponent that converts brightness to perceived brightness. */
 const GAMMA = 1 / 2.2;
 
 export class Lights {

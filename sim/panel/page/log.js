@@ -1,7 +1,7 @@
 // The log: output, errors, events and protocol violations.
 
 const MAX_ENTRIES = 1000;
-/** CSS pixels from the end of the list that count as its end. */
+/** The list is at its end if fewer than this many CSS pixels are hidden below. */
 const END_RANGE = 24;
 
 export class Log {

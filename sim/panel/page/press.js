@@ -1,8 +1,8 @@
 // Turns a press of the knob into statements, so that a short press is a click at every speed of the simulation.
 
-/** In milliseconds; as long as the device's debouncing takes, with a reserve. */
+/** In milliseconds; longer than the device's debouncing takes. */
 const SHORTEST_PRESS = 60;
-/** In milliseconds: a press that is held longer is a hold, whatever the speed. */
+/** In milliseconds: unless the device runs in real time, a shorter press is sent as a click. */
 const CLICK_LIMIT = 500;
 
 export class Press {
