@@ -115,8 +115,8 @@ TEST(RunOptions, HelpListsEveryOption)
 {
     const std::string help = sim::helpText(SCENARIOS_DIR);
     EXPECT_TRUE(help.starts_with("usage: "));
-    for (const char* option :
-         {"--updater", "--preload", "--scripts", "--frames", "--play", "--scenario", "--record", "--movie"}) {
+    for (const char* option : {"--updater", "--preload", "--scripts", "--frames", "--play", "--scenario", "--record",
+                               "--movie", "--wires", "--wires-limit"}) {
         EXPECT_TRUE(contains(help, option)) << option;
     }
 }
