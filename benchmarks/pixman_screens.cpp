@@ -12,7 +12,7 @@ std::uint32_t xrgb(std::uint8_t level)
     return level * 0x010101U;
 }
 
-/// Returns the colour whose composited pixels contain the level in each channel.
+/// Returns the colour that sets each channel of a composited pixel to `level`.
 pixman_color_t colourOf(std::uint8_t level)
 {
     const auto channel = static_cast<std::uint16_t>(level * 0x0101U);

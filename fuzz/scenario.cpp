@@ -18,7 +18,7 @@ void checkAccepted(const sim::Scenario& scenario)
         require(again.lines[i].statement == scenario.lines[i].statement,
                 "each printed event is parsed to the same event");
     }
-    require(print(again) == text, "the printed scenario is printed in the same way");
+    require(print(again) == text, "printing the parsed print produces the same text");
 }
 
 } // namespace
@@ -30,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t cou
         checkAccepted(sim::parseScenario(text, "input"));
     } catch (const sim::SyntaxError& error) {
         const std::string_view message = error.what();
-        require(message.starts_with("input:"), "an error names the file and the line");
+        require(message.starts_with("input:"), "an error message begins with the file name");
         require(message.find('\n') == std::string_view::npos, "an error is described in one line");
     }
     return 0;

@@ -89,7 +89,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t cou
     screen.update(usbCheckPeriod);
     require(screen.state == UpdateState::Choosing, "the menu is shown after decryption");
     require(screen.updateButton.isVisible() == !firstWord(oldText).empty(),
-            "the update is offered only if the installed version is known");
+            "the update is offered if and only if the installed version is known");
     checkQuestions(screen, firstWord(oldText), firstWord(newText));
     screen.drawTree();
     return 0;

@@ -14,8 +14,8 @@ FontRegistry fontRegistry;
 
 namespace {
 
-/// Returns the character code in a path such as "img/font8/41.png". The ending may be any four characters. If only the
-/// first of the two characters is a hexadecimal digit, returns this digit; if the first is not a digit, returns 0.
+/// Returns the hexadecimal number in the two characters before the ending of four characters: 0x41 for
+/// "img/font8/41.png". If only the first one is a hexadecimal digit, returns its value; if the first one is not, 0.
 std::uint8_t codeOf(std::string_view path)
 {
     constexpr std::size_t digits = 2;

@@ -24,7 +24,7 @@ std::string hex(std::uint32_t value)
 
 class BusTest : public testing::Test {
 protected:
-    // Passes an access to the bus in the emulator's trace format.
+    // Passes a register access, in the emulator's trace format, to `bus`.
     void access(const std::string& kind, int cpu, std::uint32_t address, std::uint32_t value)
     {
         bus.take("memory_region_ops_" + kind + " cpu " + std::to_string(cpu) + " mr 0x7f36533f9690 addr " +
@@ -154,7 +154,7 @@ TEST_F(BusTest, CountsPollsSinceTheTestsLastWrite)
     EXPECT_EQ(bus.pollsSinceTestWrite(), 2);
 }
 
-TEST_F(BusTest, IgnoresUnknownLines)
+TEST_F(BusTest, IgnoresUnknownTraceLines)
 {
     bus.take("");
     bus.take("usb_dwc2_io_write something");
@@ -203,7 +203,7 @@ TEST_F(BusRecordingTest, ATransferBeginsAtItsFirstEventAndLastsForItsClockCycles
     EXPECT_EQ(lines.timesOf(Line::Mosi), (Times{100us + 200ns, 100us + 3400ns}));
 }
 
-TEST_F(BusRecordingTest, DelaysEventsUntilTheEndOfTheTransfer)
+TEST_F(BusRecordingTest, DelaysEventsAfterATransferUntilItsComputedEnd)
 {
     takeAt(100, "");
     transfer({0x30});
@@ -227,7 +227,7 @@ TEST_F(BusRecordingTest, ALineChangeDuringATransferKeepsItsTime)
     EXPECT_EQ(recorded().timesOf(Line::DataCommand), (Times{102us}));
 }
 
-TEST_F(BusRecordingTest, AnI2cWriteBeginsAtItsLastEvent)
+TEST_F(BusRecordingTest, AnI2cWriteIsRecordedFromItsLastEventOn)
 {
     takeAt(50, "i2c_send send(addr:0x6c) data:0x00");
     takeAt(60, "i2c_event finish(addr:0x6c)");

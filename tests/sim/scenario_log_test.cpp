@@ -43,7 +43,7 @@ TEST(ScenarioLog, PrintsEventsWithTheDeviceTimeInSeconds)
     EXPECT_EQ(test.printed(), "  12.345 s  something happens\n");
 }
 
-TEST(ScenarioLog, OmitsTrailingBlanksAndEmptyRows)
+TEST(ScenarioLog, OmitsTrailingBlanksAndTrailingEmptyRows)
 {
     PrintedLog test;
     const auto screen = emptyScreen();

@@ -156,7 +156,7 @@ TEST_F(ReadPngImage, AcceptsUpTo4096PixelsInEitherDirection)
     EXPECT_EQ(levelsOf(picture), std::string(4096, '0'));
 }
 
-TEST_F(ReadPngImage, ReturnsTheSameLevelsForEveryKindOfPng)
+TEST_F(ReadPngImage, ReadsEveryColourTypeAndBitDepth)
 {
     struct Case {
         std::string name;
@@ -209,7 +209,7 @@ TEST_F(ReadPngImage, IgnoresChunksThatDoNotAffectThePixels)
     EXPECT_EQ(levelsOf(withChunk(encodePng({}), "abCd", "unknown ancillary chunk")), "3");
 }
 
-TEST_F(ReadPngImage, RejectsTransparentPixelsAndOtherColours)
+TEST_F(ReadPngImage, RejectsTransparentPixelsAndColoursOutsideTheFourGreys)
 {
     struct Case {
         PngPicture picture;

@@ -100,7 +100,7 @@ shortage() {
   expect_reason "Failed: not enough memory in /tmp"
 }
 
-# shows_reason TEXT COMMAND...: COMMAND prepares the device so that decrypt.sh cannot start.
+# shows_reason TEXT COMMAND...: COMMAND changes the device so that decrypt.sh fails with TEXT as its reason.
 shows_reason() {
   plug_drive
   "${@:2}"

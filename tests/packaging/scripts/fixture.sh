@@ -115,7 +115,7 @@ plug() {
   echo "$loop" >"$work/loops/$1"
 }
 
-# unplug NAME...: removes the device nodes immediately; the kernel releases a loop device after its last user.
+# unplug NAME...: removes the device nodes immediately; the kernel releases a loop device when its last user closes it.
 unplug() {
   local loop loops=()
   for loop in "${@/#/$work/loops/}"; do
@@ -186,7 +186,7 @@ cut_power() {
   boot
 }
 
-# renew FOLDER: restarts the device with the images of the partitions in FOLDER; $work contains those of a new device.
+# renew FOLDER: restarts the device with the partition images in FOLDER. $work contains the images of a new device.
 renew() {
   shut_down
   cp --sparse=always "$1/memory.img" "$1/backup.img" .
@@ -296,8 +296,8 @@ show() {
 END
 }
 
-# before_command NUMBER ACTION COMMAND...: the scripts run ACTION before call NUMBER of these commands and mke2fs,
-# counted from 0 over all scripts. Functions in the settings replace the commands.
+# before_command NUMBER ACTION COMMAND...: numbers all calls of these commands and of mke2fs from 0, across all scripts;
+# the scripts run ACTION before call NUMBER. Functions in the settings replace the commands.
 before_command() {
   local command
   mkdir "$root/run/calls"
