@@ -49,7 +49,8 @@ std::string timeLine(std::int64_t time)
     return "#" + std::to_string(time) + "\n";
 }
 
-/// Like write(2), but a pipe without a reader causes no SIGPIPE.
+/// Like write(2), but a pipe without a reader causes no SIGPIPE. The kernel also sends it if the pipe is closed after a
+/// part has been written, and then returns the size of this part.
 ssize_t writeQuietly(int file, const char* bytes, std::size_t size)
 {
     sigset_t pipeSignal;
@@ -59,7 +60,7 @@ ssize_t writeQuietly(int file, const char* bytes, std::size_t size)
     pthread_sigmask(SIG_BLOCK, &pipeSignal, &before);
     const ssize_t written = ::write(file, bytes, size);
     const int error = errno;
-    if (written < 0 && error == EPIPE) {
+    if (written < static_cast<ssize_t>(size)) {
         const std::timespec immediately{};
         sigtimedwait(&pipeSignal, nullptr, &immediately);
     }

@@ -10,9 +10,11 @@
 #include <fcntl.h>
 #include <functional>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -253,6 +255,27 @@ TEST_F(RecordingFileTest, APipeWithoutAReaderCausesNoSignal)
     WireRecorder recorder = recorderOf(recording);
     close(reader);
     recordFrame(recorder, 0ns);
+    EXPECT_EQ(thrownMessage([&] { recording.finish(); }), "cannot write " + file.string() + ": Broken pipe");
+}
+
+/// The kernel then reports the part that it has written, but sends SIGPIPE.
+TEST_F(RecordingFileTest, APipeThatIsClosedDuringAWriteCausesNoSignal)
+{
+    ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
+    const int reader = open(file.c_str(), O_RDONLY | O_NONBLOCK);
+    RecordingFile recording(file, RecordingState::noLimit);
+    const int capacity = fcntl(reader, F_SETPIPE_SZ, 4096); // less than the recording writes at once
+    const std::jthread closesFullPipe([=] {
+        for (int unread = 0; unread < capacity && ioctl(reader, FIONREAD, &unread) == 0;) {
+            std::this_thread::sleep_for(1ms);
+        }
+        std::this_thread::sleep_for(10ms); // until the writer waits
+        close(reader);
+    });
+    WireRecorder recorder = recorderOf(recording);
+    for (int i = 0; i < 100; ++i) {
+        recordFrame(recorder, i * 10ms);
+    }
     EXPECT_EQ(thrownMessage([&] { recording.finish(); }), "cannot write " + file.string() + ": Broken pipe");
 }
 
