@@ -16,7 +16,7 @@ set_tests_properties(sim_run.program PROPERTIES
     ${test_properties} REQUIRED_FILES "${simulated_device_files};${PROJECT_SOURCE_DIR}/scenarios")
 
 # Each scenario is a test. All except these have the label `long`:
-set(short_scenarios factory-reset unplugged update)
+set(short_scenarios factory-reset update)
 file(GLOB scenarios CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/scenarios/*.scenario)
 foreach(scenario IN LISTS scenarios)
     cmake_path(GET scenario STEM name)

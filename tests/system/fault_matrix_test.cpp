@@ -275,7 +275,7 @@ std::vector<Cell> sample()
 {
     std::vector<Cell> cells;
     const auto all = cellsOfFaults({""});
-    for (std::size_t i = 5; i < all.size(); i += 178) {
+    for (std::size_t i = 5; i < all.size(); i += 250) {
         cells.push_back(all[i]);
     }
     return cells;
