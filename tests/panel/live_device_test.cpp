@@ -95,7 +95,9 @@ TEST_F(LiveDeviceTest, CountsIterationsAtSpeedOneOnly)
     page.await("pace", [&] { return page.state["pace"]["iterations"] > counted; });
 }
 
-TEST_F(LiveDeviceTest, UpdatesTheFirmwareAtFullSpeed)
+using LongLiveDeviceTest = LiveDeviceTest;
+
+TEST_F(LongLiveDeviceTest, UpdatesTheFirmwareAtFullSpeed)
 {
     device.input("speed full");
     device.input("plug good");

@@ -273,9 +273,7 @@ TEST_F(RecordingFileTest, APipeThatIsClosedDuringAWriteCausesNoSignal)
         close(reader);
     });
     WireRecorder recorder = recorderOf(recording);
-    for (int i = 0; i < 100; ++i) {
-        recordFrame(recorder, i * 10ms);
-    }
+    recordFrame(recorder, 0ns);
     EXPECT_EQ(thrownMessage([&] { recording.finish(); }), "cannot write " + file.string() + ": Broken pipe");
 }
 
