@@ -265,6 +265,7 @@ TEST_F(RecordingFileTest, APipeThatIsClosedDuringAWriteCausesNoSignal)
     const int reader = open(file.c_str(), O_RDONLY | O_NONBLOCK);
     RecordingFile recording(file, RecordingState::noLimit);
     const int capacity = fcntl(reader, F_SETPIPE_SZ, 4096); // less than the recording writes at once
+    ASSERT_GT(capacity, 0);
     const std::jthread closesFullPipe([=] {
         for (int unread = 0; unread < capacity && ioctl(reader, FIONREAD, &unread) == 0;) {
             std::this_thread::sleep_for(1ms);

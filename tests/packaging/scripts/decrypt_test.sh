@@ -172,11 +172,11 @@ occupied_by() {
 }
 
 small_chunks() {
-  "$maker/tonecrate-pack-firmware" --chunk 3000 "$firmware" 2.0.0 "$work/keys" small.fw
+  "$maker/tonecrate-pack-firmware" --chunk 1000 "$firmware" 2.0.0 "$work/keys" small.fw
   plug_firmware small.fw
   expect 0 decrypt.sh /dev/sda1
   diff -r "$firmware" "$root/tmp/fw/firmware"
-  [[ $(grep -c Unpacking out) -gt 20 ]]
+  [[ $(grep -c Unpacking out) -gt 50 ]]
 }
 
 # The kernel escapes the blank in /proc/mounts, so decrypt.sh would not find the mount point there.
