@@ -151,13 +151,16 @@ unpack_payload() {
     has_result "$result" || unpacking_failed "$result"
   done
   rm -f "$scratch/chunk0" "$scratch/chunk1"
-  complaints=$(printf '%s\n' "$results" | grep -v -x -e complete -e decrypted -e expanded -e unpacked)
-  [ -z "$complaints" ] || corrupt "not a plain archive: $complaints"
+  complaint=$(printf '%s\n' "$results" | grep -m 1 -v -x -e complete -e decrypted -e expanded -e unpacked)
+  [ -z "$complaint" ] || corrupt "not a plain archive: $complaint"
   check_content "$1"
 }
 
+# has_result RESULT
 has_result() {
-  printf '%s\n' "$results" | grep -q -x "$1"
+  # With -q, grep may end while printf is writing, and the pipeline fails under `pipefail`.
+  # shellcheck disable=SC2143
+  [ -n "$(printf '%s\n' "$results" | grep -x "$1")" ]
 }
 
 # unpacking_failed RESULT: a full /tmp must not be reported as a corrupt file.
