@@ -87,6 +87,7 @@ const Versions eitherVersion = {scenes::preparedVersion, scenes::newVersion};
 /// card with the prepared content.
 class PowerCut : public testing::TestWithParam<CutCase> {
 protected:
+    static void SetUpTestSuite() { fs::create_directories(RUNS_DIR); }
     static void TearDownTestSuite()
     {
         board.reset();
