@@ -124,10 +124,10 @@ await_printing() {
   [ -z "$printing" ] || wait "$printing"
 }
 
-# note RESULT: reports the result of a pipeline stage on descriptor 5. The stages run in separate processes, and /tmp
+# note TEXT: reports the result of a pipeline stage on descriptor 5. The stages run in separate processes, and /tmp
 # may be too full for a file.
 note() {
-  echo "$1" >&5
+  printf '%s\n' "$1" >&5
 }
 
 # unpack_payload FOLDER: decrypts the payload into the new folder FOLDER. Does not trust the archive: its content is
@@ -142,8 +142,9 @@ unpack_payload() {
     } | {
       zstd -dcq && note expanded
     } | {
-      (umask 022 && tar --no-same-permissions -xomf - -C "$1") 2>&5 && note unpacked
-      cat >/dev/null # tar may end before the stages that write to it
+      complaints=$(umask 022 && tar --no-same-permissions -xomf - -C "$1" 2>&1) && note unpacked
+      cat >/dev/null # tar may end before the other stages. At the end of the input they have noted their results.
+      [ -z "$complaints" ] || note "$complaints"
     }
   } 5>&1)
   ! has_result unreadable || copying_failed
