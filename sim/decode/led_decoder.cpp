@@ -9,10 +9,6 @@ namespace sim {
 
 namespace {
 
-/// The outputs for red, green and blue, by LED.
-constexpr std::array<std::array<std::size_t, 3>, 4> rgbOutputs = {{{9, 10, 11}, {7, 8, 6}, {0, 1, 2}, {3, 4, 5}}};
-constexpr std::size_t firstBarOutput = 12;
-
 std::string describe(const I2cMessage& message)
 {
     std::string text = "I2C " + hexByte(*message.address) + (message.isRead ? " read" : " write");
@@ -82,14 +78,14 @@ std::string ledText(const std::array<std::uint8_t, LedController::outputCount>& 
         return "all off";
     }
     std::string text = "RGB";
-    for (const auto& channels : rgbOutputs) {
+    for (const auto& channels : LedController::rgbOutputs) {
         text += " #";
         for (const std::size_t output : channels) {
             text += hexByte(outputs[output]);
         }
     }
     text += ", bar";
-    for (std::size_t output = firstBarOutput; output < outputs.size(); ++output) {
+    for (std::size_t output = LedController::firstBarOutput; output < outputs.size(); ++output) {
         text += " " + std::to_string(outputs[output]);
     }
     return text;

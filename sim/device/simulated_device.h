@@ -2,6 +2,7 @@
 #pragma once
 
 #include "sim/device/process_group.h"
+#include "sim/models/led_controller.h"
 #include "sim/models/screen.h"
 #include "sim/models/usb_drive.h"
 #include "sim/protocol/channel.h"
@@ -97,7 +98,7 @@ public:
 
     [[nodiscard]] Screen screen();
     /// The brightness of the eighteen LED outputs; the last six are the bar.
-    [[nodiscard]] std::array<std::uint8_t, 18> leds() { return status().leds; }
+    [[nodiscard]] std::array<std::uint8_t, LedController::outputCount> leds() { return status().leds; }
     [[nodiscard]] std::uint64_t iteration();
     /// The number of frames that the display has received in full.
     [[nodiscard]] std::uint64_t frameCount();
@@ -138,7 +139,7 @@ private:
         DisplayRegisters display;
         std::size_t violations;
         std::string script;
-        std::array<std::uint8_t, 18> leds;
+        std::array<std::uint8_t, LedController::outputCount> leds;
     };
 
     void makeFolders() const;

@@ -111,33 +111,34 @@ void LiveView::drawGreys(const Screen& screen)
     }
 }
 
-/// The six LEDs of the bar, then the RGB outputs in groups of three, each output with its brightness in hexadecimal.
-void LiveView::drawLeds(int row, const std::array<std::uint8_t, 18>& leds)
+/// The LEDs of the bar, then the RGB LEDs, each with its brightness in hexadecimal.
+void LiveView::drawLeds(int row, const std::array<std::uint8_t, LedController::outputCount>& leds)
 {
-    constexpr std::size_t lamps = 4;
-    constexpr std::size_t barStart = 3 * lamps;
-    std::wstring text = L"bar ";
+    struct Lamp {
+        std::size_t column;
+        wchar_t shape;
+        std::array<std::uint8_t, 3> colour;
+    };
+    std::vector<Lamp> lamps;
     std::array<wchar_t, 16> digits{};
-    for (std::size_t i = barStart; i < leds.size(); ++i) {
-        std::swprintf(digits.data(), digits.size(), L"\u2588%02x", leds[i]);
+    std::wstring text = L"bar ";
+    for (std::size_t output = LedController::firstBarOutput; output < leds.size(); ++output) {
+        const std::uint8_t level = leds[output];
+        lamps.push_back({text.size(), L'\u2588', {level, level, level}});
+        std::swprintf(digits.data(), digits.size(), L"%lc%02x", lamps.back().shape, level);
         text += digits.data();
     }
     text += L"  rgb";
-    for (std::size_t i = 0; i < barStart; i += 3) {
-        std::swprintf(digits.data(), digits.size(), L" \u25CF%02x%02x%02x", leds[i], leds[i + 1], leds[i + 2]);
+    for (const auto& [red, green, blue] : LedController::rgbOutputs) {
+        lamps.push_back({text.size() + 1, L'\u25CF', {leds[red], leds[green], leds[blue]}});
+        std::swprintf(digits.data(), digits.size(), L" %lc%02x%02x%02x", lamps.back().shape, leds[red], leds[green],
+                      leds[blue]);
         text += digits.data();
     }
     terminal.putRow(row, text, Ink::Plain);
-    std::size_t i = 0;
-    for (std::size_t column = 0; column < text.size(); ++column) {
-        const int x = static_cast<int>(column);
-        if (text[column] == L'\u2588') {
-            const int brightness = leds[barStart + i++];
-            terminal.putLamp(row, x, text[column], brightness, brightness, brightness);
-        } else if (text[column] == L'\u25CF') {
-            const std::size_t first = (i++ - (leds.size() - barStart)) * 3;
-            terminal.putLamp(row, x, text[column], leds[first], leds[first + 1], leds[first + 2]);
-        }
+    for (const Lamp& lamp : lamps) {
+        terminal.putLamp(row, static_cast<int>(lamp.column), lamp.shape, lamp.colour[0], lamp.colour[1],
+                         lamp.colour[2]);
     }
 }
 

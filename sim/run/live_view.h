@@ -35,7 +35,7 @@ public:
 private:
     void drawScreen(const Screen& screen);
     void drawGreys(const Screen& screen);
-    void drawLeds(int row, const std::array<std::uint8_t, 18>& leds);
+    void drawLeds(int row, const std::array<std::uint8_t, LedController::outputCount>& leds);
     [[nodiscard]] std::wstring hint() const;
 
     Terminal& terminal;

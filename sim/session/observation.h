@@ -1,6 +1,7 @@
 // The state of a session as a view shows it.
 #pragma once
 
+#include "sim/models/led_controller.h"
 #include "sim/models/screen.h"
 
 #include <array>
@@ -26,8 +27,8 @@ struct Observation {
     /// The picture on the display. It depends on all display registers except the contrast.
     Screen screen{};
     DisplayRegisters display{};
-    /// The brightness of the LED controller's outputs: twelve of the four RGB LEDs, then six of the bar.
-    std::array<std::uint8_t, 18> leds{};
+    /// The brightness of the LED controller's outputs.
+    std::array<std::uint8_t, LedController::outputCount> leds{};
     /// The name of the drive as in the scenario language, "file" for a drive made from a file, empty for none.
     std::string drive{};
     bool isButtonDown = false;

@@ -228,20 +228,28 @@ void ScenarioPlayer::expectMemoryUnchanged()
     result += std::string(result.empty() ? "" : ", ") + "internal memory unchanged";
 }
 
-/// Compares the six outputs of the bar with one level, or the twelve RGB outputs, in groups of three, with three
-/// levels.
+/// Compares the outputs of the bar with one level, or the outputs of each RGB LED with three levels.
 void ScenarioPlayer::expectLeds(const Statement& statement)
 {
-    constexpr std::size_t barStart = 12;
-    const auto& leds = session.observe().leds;
-    const bool isBar = statement.verb == Verb::ExpectLedBar;
-    const std::size_t end = isBar ? leds.size() : barStart;
-    for (std::size_t i = isBar ? barStart : 0; i < end; ++i) {
-        const std::int64_t expected = statement.number(isBar ? 0 : i % 3);
-        if (leds[i] != expected) {
-            throw std::runtime_error("expected level " + std::to_string(expected) + ", but LED output " +
-                                     std::to_string(i) + " has level " + std::to_string(leds[i]));
+    if (statement.verb == Verb::ExpectLedBar) {
+        for (std::size_t output = LedController::firstBarOutput; output < LedController::outputCount; ++output) {
+            expectLevel(output, statement.number());
         }
+        return;
+    }
+    for (const auto& channels : LedController::rgbOutputs) {
+        for (std::size_t channel = 0; channel < channels.size(); ++channel) {
+            expectLevel(channels[channel], statement.number(channel));
+        }
+    }
+}
+
+void ScenarioPlayer::expectLevel(std::size_t output, std::int64_t expected)
+{
+    const int level = session.observe().leds[output];
+    if (level != expected) {
+        throw std::runtime_error("expected level " + std::to_string(expected) + ", but LED output " +
+                                 std::to_string(output) + " has level " + std::to_string(level));
     }
 }
 

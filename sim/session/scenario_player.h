@@ -41,6 +41,7 @@ private:
     void expect(const Statement& statement);
     void expectMemoryUnchanged();
     void expectLeds(const Statement& statement);
+    void expectLevel(std::size_t output, std::int64_t expected);
     void expectProgram(bool toRun);
     void expectSignal(const std::string& number);
     void expectNoFrame(std::uint64_t iterations);

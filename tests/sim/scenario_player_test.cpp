@@ -99,7 +99,7 @@ TEST(ScenarioPlayer, ReportsFileLineAndCauseOfAFailure)
         {"expect memory firmware 2.0.0 presets kept\n",
          ":1: verify_memory.sh: wrong version: \"1.4.2\" instead of \"2.0.0\""},
         {"expect led bar 7\n", ":1: expected level 7, but LED output 12 has level 255"},
-        {"expect led rgb 0 1 0\n", ":1: expected level 1, but LED output 1 has level 0"},
+        {"expect led rgb 0 1 0\n", ":1: expected level 1, but LED output 10 has level 0"},
         {"wait 5\nexpect violation \"a word\"\n",
          ":2: expected the protocol violation \"a word\", but it did not occur"},
         {"wait 5\nexpect program ended\n", ":2: expected that the updater has ended, but it is running"},
