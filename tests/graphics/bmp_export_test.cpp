@@ -14,8 +14,8 @@
 
 namespace {
 
-/// Adds to the start of PATH a `sync` command that copies the picture to "synced.bmp", appends a line to "syncs" and
-/// fails.
+/// Puts a folder first in PATH whose `sync` command appends a line to "syncs", copies "picture.bmp" to "synced.bmp",
+/// and fails.
 class BmpExport : public testing::Test {
 protected:
     BmpExport() : oldPath(std::getenv("PATH"))
@@ -61,7 +61,7 @@ TEST_F(BmpExport, WritesHeadersPixelsAndPadding)
     const std::string header = bytes({
         'B', 'M', 63, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0,                    // file header
         40,  0,   0,  0, 3, 0, 0, 0, 1, 0, 0,  0, 1, 0, 24, 0, 0, 0, 0, 0, // size, width, height, planes, bits, ...
-        0,   0,   0,  0, 0, 0, 0, 0, 0, 0, 0,  0, 0, 0, 0,  0, 0, 0, 0, 0, // sizes, resolutions, colours
+        0,   0,   0,  0, 0, 0, 0, 0, 0, 0, 0,  0, 0, 0, 0,  0, 0, 0, 0, 0, // image size, resolutions, colours
     });
     ASSERT_EQ(header.size(), 54U);
     const std::string row = bytes({255, 255, 255, 84, 84, 84, 0, 0, 0, 0, 0, 0});

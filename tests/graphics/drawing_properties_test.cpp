@@ -70,7 +70,8 @@ RC_GTEST_PROP(DrawingProperties, EveryCallWritesTheSamePixelsAsTheModel, ())
     }
 }
 
-/// A random line through billions of pixels rarely crosses a small bitmap. These lines cross it near the centre.
+/// A random line through billions of pixels rarely crosses a small bitmap. The midpoint of each line of this test is in
+/// the bitmap.
 RC_GTEST_PROP(DrawingProperties, LongLinesThroughTheBitmapMatchTheModel, ())
 {
     const std::int32_t middleX = *rc::gen::inRange(0, 24);
@@ -167,7 +168,8 @@ TEST_F(TextProperties, MeasuresAndPixelsMatchTheModel)
     });
 }
 
-// Not random: every short line across the edges of a small bitmap, and lines between the limits of int32_t.
+// Not random: every line whose ends are in a small bitmap or at most 4 pixels outside, and lines that reach the limits
+// of int32_t.
 
 void expectSameLine(model::Raster expected, const std::array<std::int32_t, 4>& ends)
 {
@@ -195,7 +197,7 @@ TEST(DrawLine, ClippedLinesMatchTheModel)
     }
 }
 
-TEST(DrawLine, LinesBetweenTheLimitsOfInt32MatchTheModel)
+TEST(DrawLine, LinesThatReachTheLimitsOfInt32MatchTheModel)
 {
     using Ends = std::array<std::int32_t, 4>;
     for (const auto& [x0, y0, x1, y1] :

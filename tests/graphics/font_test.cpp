@@ -70,7 +70,7 @@ TEST_F(FontBuilding, ReadsCodesFromTheTwoCharactersBeforeTheEnding)
           Case{"f/41fpng", 0x41}, Case{"fa.png", 0xfa},
           // Only the first character is a digit.
           Case{"f/7g.png", 0x07}, Case{"f/b..png", 0x0b},
-          // The first character is not a digit.
+          // The first character is not a digit, or it is 0 and the second is not a digit.
           Case{"f/g7.png", 0}, Case{"f/+7.png", 0}, Case{"f/-1.png", 0}, Case{"f/0x.png", 0}, Case{"f/4.png", 0},
           // Too short.
           Case{"f/41", 0}, Case{"f", 0}}) {
@@ -114,14 +114,14 @@ TEST_F(FontBuilding, BuildingAgainReplacesTheFont)
     EXPECT_EQ(fontRegistry.size(), 1U);
 }
 
-TEST_F(FontBuilding, PrintsNothing)
+TEST_F(FontBuilding, PrintsNothingToStandardError)
 {
     testing::internal::CaptureStderr();
     buildRealFonts();
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
-TEST_F(FontBuilding, AFontWithoutGlyphsMeasuresAndDrawsNothing)
+TEST_F(FontBuilding, AFontWithoutGlyphsHasWidthAndHeightZeroAndDrawsNothing)
 {
     buildFont("empty", "img/font8", 1, 2, 1);
     Bitmap canvas = bitmapOf({"....", "...."});
@@ -215,7 +215,7 @@ TEST_F(RealFonts, TheSecondLineIsNineRowsBelowTheFirst)
     EXPECT_TRUE(shows(canvas, expected));
 }
 
-TEST_F(RealFonts, CodesWithoutAGlyphAreDrawnAsABox)
+TEST_F(RealFonts, CodesWithoutAGlyphAreDrawnAsTheGlyphOfCodeZero)
 {
     struct Case {
         char character;
@@ -302,7 +302,7 @@ TEST_F(TinyFont, DrawTextLaysOutGlyphsInLines)
         {"a single line ends at a line feed", "i\ni", 0, 0, 0, 1, 1, {"#", ".", "#", ".", ".", ".", "."}},
         {"maxLines 0 draws one line", "i\ni", 0, 0, 0, 0, 1, {"#", ".", "#", ".", ".", ".", "."}},
         {"negative maxLines draws one line", "i\ni", 0, 0, 0, -9, 1, {"#", ".", "#", ".", ".", ".", "."}},
-        // 'a' covers columns 0 and 1, the second 'a' columns 3 and 4.
+        // The first 'a' covers columns 0 and 1, the second 'a' columns 3 and 4.
         {"a width filled to its last column", "aa", 0, 0, 5, 9, 1, {"#..#.", "##.##", "#..#.", ".....", "....."}},
         {"a wrap before the glyph that exceeds the width",
          "aa",
@@ -312,7 +312,7 @@ TEST_F(TinyFont, DrawTextLaysOutGlyphsInLines)
          9,
          1,
          {"#....", "##...", "#....", ".....", "#....", "##...", "#...."}},
-        {"a wrap after the last line", "aai", 0, 0, 4, 1, 1, {"#....", "##...", "#....", ".....", "....."}},
+        {"a wrap on the last line ends the text", "aai", 0, 0, 4, 1, 1, {"#....", "##...", "#....", ".....", "....."}},
         {"a glyph wider than the width", "ib", 0, 0, 1, 9, 0, {"#...", "....", "#...", "#.#.", ".#..", "#.#."}},
         {"a first glyph wider than the width", "b", 0, 0, 2, 9, 0, {"...", "...", "...", "#.#", ".#.", "#.#"}},
         {"a first glyph too wide for the only line", "b", 0, 0, 2, 1, 0, {"...", "...", "...", "..."}},

@@ -92,7 +92,7 @@ protected:
 
 // Opening.
 
-TEST_F(Display, OpenSendsTheDocumentedSequence)
+TEST_F(Display, OpenResetsInitialisesAndClearsTheControllerThenTurnsTheDisplayOn)
 {
     EXPECT_EQ(open(), "");
     EXPECT_EQ(firstDifference(calls.takeLog(), bringUpOfTheDevice), "");

@@ -1,7 +1,7 @@
 // Tests of the thread that sends frames. They also run with ThreadSanitizer.
 //
-// No test depends on time: a transfer blocks in its write until the test releases it. If a call wrongly waits for a
-// transfer, the test hangs.
+// No test depends on time: where a test needs a transfer in progress, the transfer blocks in its write until the test
+// releases it. If a call wrongly waits for this transfer, the test hangs.
 #include "hw/frame_writer.h"
 
 #include "tests/support/system_calls.h"

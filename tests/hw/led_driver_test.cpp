@@ -15,7 +15,7 @@ class Leds : public testing::Test {
 protected:
     Leds() { calls.takeLog(); }
 
-    /// Flushes and returns the bytes of the block write.
+    /// Flushes and returns the log entry of the write.
     std::string flushed()
     {
         calls.takeLog();

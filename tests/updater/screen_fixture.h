@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-/// Makes the protected fields of Updater public.
+/// Exposes the protected fields that the tests use.
 class TestUpdater final : public Updater {
 public:
     using Updater::children;
@@ -34,7 +34,7 @@ public:
     using Updater::yesButton;
 };
 
-/// Provides pointers to the protected fields of widgets and texts.
+/// Gives access to protected fields of widgets and texts through pointers to members: `widget.*&TextFields::x`.
 struct TextFields : Text {
     using Text::name;
     using Text::parent;

@@ -34,7 +34,7 @@ TEST(UpdateState, EnumeratorsAreInFlowOrder)
     }
 }
 
-// Fixes the values, because most other tests use the constants.
+// Compares with literal values, because most other tests use the constants.
 TEST(Periods, WheelTurnsEvery142AndDriveIsCheckedEvery501Iterations)
 {
     EXPECT_EQ(wheelPeriod, 142U);
@@ -94,7 +94,7 @@ TEST_F(Flow, ADriveRemovedBeforeTheCheckIsNotDetected)
     EXPECT_EQ(screen->state, UpdateState::WaitingForUsb);
 }
 
-TEST_F(Flow, DetectionEndsTheDriveChecks)
+TEST_F(Flow, ADetectedDriveIsNotDetectedAgain)
 {
     startPreparing(std::deque<ScriptedRead>(2000, nothingNow), 0);
     calls.takeLog();
@@ -248,7 +248,7 @@ TEST_F(Flow, TheWheelTurnsAndTheStateIsUnchangedWhileAScriptRuns)
 
 // The end of the decrypt script.
 
-TEST_F(Flow, AFailedDecryptScriptShowsItsMessageOrTheLastProgress)
+TEST_F(Flow, AFailedDecryptScriptShowsTheMessageForItsExitCodeOrTheLastProgress)
 {
     const std::pair<int, std::string> cases[] = {
         {1, texts::driveFailed}, {2, texts::firmwareNotFound}, {3, texts::firmwareCorrupt},
@@ -391,7 +391,7 @@ TEST_P(FlowWork, RunsFormatAndInstallAndEndsWithTheDoneMessage)
     EXPECT_EQ(message(), texts::done) << "queued lines were not discarded";
 }
 
-TEST_P(FlowWork, TheWheelTurnsWhileBothScriptsRun)
+TEST_P(FlowWork, TheWheelTurnsDuringFormattingAndInstalling)
 {
     startWork(GetParam(), std::deque<ScriptedRead>(200, nothingNow), 0);
     script(install, std::deque<ScriptedRead>(200, nothingNow), 0);
@@ -438,7 +438,7 @@ INSTANTIATE_TEST_SUITE_P(For, FlowFailure,
                                          FailureCase{"InstallInAFactoryReset", true, true, texts::resetInstallFailed}),
                          [](const auto& test) { return test.param.name; });
 
-TEST_F(Flow, ASecondConfirmationEndsTheRunningCommandFirst)
+TEST_F(Flow, ConfirmingWhileACommandRunsWaitsForItBeforeStartingTheFormatScript)
 {
     startPreparing({nothingNow}, 0);
     script("/usr/sbin/format.sh 0", {nothingNow}, 0);
@@ -449,7 +449,7 @@ TEST_F(Flow, ASecondConfirmationEndsTheRunningCommandFirst)
     EXPECT_TRUE(screen->dirty) << "not dirty although the command was replaced";
 }
 
-TEST_F(Flow, DestroyingTheScreenEndsTheRunningCommandAndClosesTheBus)
+TEST_F(Flow, DestroyingTheScreenWaitsForTheRunningCommandAndClosesTheBus)
 {
     startPreparing({nothingNow}, 0);
     calls.takeLog();

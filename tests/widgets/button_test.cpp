@@ -218,7 +218,7 @@ TEST_F(ButtonTest, ASelectedButtonSendsTheActionOfTheEvent)
     }
 }
 
-TEST_F(ButtonTest, OffersEventsWithoutAnActionToItsChildrenIfVisible)
+TEST_F(ButtonTest, OffersEventsThatItDoesNotHandleToItsChildrenIfVisible)
 {
     TestButton button("ab");
     Log log;

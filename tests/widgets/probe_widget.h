@@ -1,4 +1,4 @@
-// Widgets for tests: Exposed makes protected fields public, and ProbeWidget records every call.
+// Widgets for tests: Exposed makes protected fields accessible; ProbeWidget records the calls of its virtual functions.
 #pragma once
 
 #include "tests/support/picture.h"
@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-/// Makes the protected fields of `Base` public.
+/// Exposes the protected fields that the tests use.
 template <typename Base>
 class Exposed : public Base {
 public:
@@ -47,7 +47,7 @@ inline void PrintTo(const Notification& notification, std::ostream* stream)
 /// All fields differ from their defaults.
 inline const EventData fullPayload{"payload", -7, 2.5F, std::int64_t{1} << 40, true};
 
-/// The calls to all widgets of a test, in order, such as "b.update(5)".
+/// The calls that the probe widgets of a test record, in order, such as "b.update(5)".
 using Log = std::vector<std::string>;
 
 class ProbeWidget final : public Exposed<Widget> {

@@ -217,7 +217,7 @@ protected:
     }
 };
 
-TEST_F(TextInFont8, A100RowLabelShowsUpToTenLinesCentred)
+TEST_F(TextInFont8, ALabelOf100RowsShowsAtMostTenLines)
 {
     struct Case {
         std::string text;
@@ -238,7 +238,7 @@ TEST_F(TextInFont8, A100RowLabelShowsUpToTenLinesCentred)
     }
 }
 
-TEST_F(TextInFont8, ALabelOfHeightZeroShowsNothing)
+TEST_F(TextInFont8, DrawingALabelOfHeightZeroKeepsItsSize)
 {
     Label label("font8", "A", 3);
     label.setSize(256, 0);
@@ -246,7 +246,7 @@ TEST_F(TextInFont8, ALabelOfHeightZeroShowsNothing)
     EXPECT_EQ(sizeOf(label), Size(256, 0));
 }
 
-TEST_F(TextInFont8, FittingTheTextABResizesTheLabelTo11By8)
+TEST_F(TextInFont8, FittingTwoLettersResizesTheLabelTo11By8Pixels)
 {
     Label label("font8", "", 3);
     label.drawTree();
@@ -259,7 +259,7 @@ TEST_F(TextInFont8, FittingTheTextABResizesTheLabelTo11By8)
     EXPECT_TRUE(shows(label.getSurface(), expected));
 }
 
-TEST_F(TextInFont8, HandlesNoInputAndPassesNotificationsOn)
+TEST_F(TextInFont8, HandlesNoInputAndNotifiesItsParentOfItsSelection)
 {
     ProbeWidget screen;
     Label label("font8", "title", 3);

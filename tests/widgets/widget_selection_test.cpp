@@ -139,7 +139,8 @@ TEST_F(Selection, CollectSelectableListsEachDescendantBeforeItsChildren)
     EXPECT_EQ(a.collectSelectable(), (Widgets{&a1, &a2}));
     EXPECT_EQ(c.collectSelectable(), Widgets());
     a.setSelectable(false);
-    EXPECT_EQ(root.collectSelectable(), (Widgets{&a1, &a2, &b, &c})) << "wrong children of an unselectable widget";
+    EXPECT_EQ(root.collectSelectable(), (Widgets{&a1, &a2, &b, &c}))
+        << "the children of an unselectable widget must be listed";
 }
 
 TEST_F(Selection, CollectSelectableSkipsHiddenWidgetsAndTheirDescendants)
@@ -165,7 +166,7 @@ TEST_F(Selection, MovingForwardWrapsAroundAndMovingBackwardBeyondTheFirstEntrySe
     for (const Move& move :
          {Move{"b", 1, "c"}, Move{"c", 1, "a"}, Move{"a", 1, "b"}, Move{"a", -1, "c"}, Move{"b", -1, "a"},
           Move{"c", -1, "b"}, Move{"b", 0, "b"},
-          // Backward, any step beyond the first entry selects the last; forward, it wraps around.
+          // A backward step beyond the first entry selects the last; forward steps wrap around.
           Move{"b", -5, "c"}, Move{"a", -2, "c"}, Move{"a", -3, "c"}, Move{"c", -3, "c"}, Move{"c", -2, "a"},
           Move{"c", lowest, "c"}, Move{"a", lowest, "c"}, Move{"a", 7, "b"}, Move{"a", 3, "a"}, Move{"b", 2, "a"},
           Move{"c", 2, "b"}, Move{"c", 3, "c"},
@@ -189,7 +190,7 @@ TEST_F(Selection, MovingForwardWrapsAroundAndMovingBackwardBeyondTheFirstEntrySe
     }
 }
 
-TEST_F(Selection, MoveSelectionAmongSeveralDeselectsFirstEvenIfItReturnsToTheSameWidget)
+TEST_F(Selection, MoveSelectionDeselectsTheOldEntryBeforeSelectingTheNewOneEvenIfTheyAreTheSame)
 {
     makeSelectable({&a, &b});
     b.setSelected(true);
