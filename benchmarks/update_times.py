@@ -4,9 +4,9 @@
 usage: update_times.py SWUPDATE   (needs root; SWUPDATE is the folder that fetch_swupdate.sh fills)
 
 Both install the same files, 100 MB that do not compress, from a drive with an ext4 file system. The files are signed
-and encrypted with AES-256. Prints the median of several runs. Memory is the largest sum of the files in /tmp and the
-processes' own memory (without shared libraries), sampled every 20 ms. Written bytes are those on the internal memory
-and the spare partition.
+and encrypted with AES-256. Of several runs, prints the run with the median duration. Memory is the largest sum of the
+files in /tmp and the processes' own memory (without shared libraries), sampled every 20 ms. Written bytes are the bytes
+written to the internal memory and the spare partition.
 """
 
 import contextlib
@@ -80,7 +80,7 @@ def run(*command, **options):
 
 
 def private_memory(pid):
-    """Returns the resident memory of a process and its descendants that is not file-backed, in bytes."""
+    """Returns the resident memory, excluding shared memory, of a process and its descendants, in bytes."""
     total = 0
     with contextlib.suppress(OSError, IndexError):  # the process may end at any time
         resident, shared = Path(f"/proc/{pid}/statm").read_text().split()[1:3]
@@ -276,7 +276,7 @@ def need_root():
     if os.geteuid() != 0:
         raise Failure("needs root")
     if os.environ.get("OWN_MOUNTS") != "yes":
-        run("losetup", "--find")
+        run("losetup", "--find")  # in a container, root may lack these rights
         run("unshare", "--mount", "true")
         os.environ["OWN_MOUNTS"] = "yes"
         os.execvp("unshare", ["unshare", "--mount", "--propagation", "private", sys.executable, *sys.argv])

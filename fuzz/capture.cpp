@@ -100,7 +100,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t cou
         decode(text, blockSize);
     } catch (const sim::CaptureError& error) {
         const std::string_view message = error.what();
-        require(message.starts_with("input:"), "an error names the file and the line");
+        require(message.starts_with("input:"), "an error begins with the name of the file");
         require(message.find('\n') == std::string_view::npos, "an error is described in one line");
     }
     return 0;

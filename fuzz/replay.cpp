@@ -1,4 +1,4 @@
-// Used instead of libFuzzer where it is not available: passes every file in the given folders to the target.
+// Used in builds without libFuzzer: passes every file in the given folders to the target.
 #include "fuzz/fuzz_target.h"
 
 #include <cstdio>

@@ -18,7 +18,7 @@ void checkAccepted(const sim::Scenario& scenario)
         require(again.lines[i].statement == scenario.lines[i].statement,
                 "each printed event is parsed to the same event");
     }
-    require(print(again) == text, "printing the parsed print produces the same text");
+    require(print(again) == text, "a printed scenario that is parsed and printed again is the same text");
 }
 
 } // namespace

@@ -77,7 +77,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t cou
     const model::Font font = buildAnyFont(input);
     const std::int32_t maxWidth = input.takeMostlyFrom(-1, 60);
     FuzzInput position = input;
-    input.takeString(24); // the bytes of the position
+    input.takeString(24); // checkDrawing takes at most these bytes from `position`
     const std::string text = input.takeString(400);
     require(countLines("any", text, maxWidth) == font.countLines(text, maxWidth), "countLines matches the model");
     require(textWidth("any", text) == font.textWidth(text), "textWidth matches the model");

@@ -55,7 +55,8 @@ public:
     /// Returns a copy in which every pixel other than full ink is transparent.
     [[nodiscard]] Bitmap inkMask() const;
 
-    /// Writes a 24-bit BMP file and syncs the file systems. Returns false if the file cannot be created.
+    /// Writes a 24-bit BMP file and syncs the file systems. Returns false only if the file cannot be created; write
+    /// errors are ignored.
     [[nodiscard]] bool saveBmp(const std::string& path) const;
 
 private:

@@ -64,7 +64,7 @@ private:
 
 using FontRegistry = std::map<std::string, Font>;
 
-/// Empty before the first call of `buildFont`, unchanged after the last call.
+/// Only `buildFont` changes it.
 extern FontRegistry fontRegistry;
 
 /// Builds the font `name` from all stored images whose paths start with the string `directory`, enlarged `scale` times.

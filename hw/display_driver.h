@@ -23,7 +23,7 @@ public:
 
     void writeCommand(std::uint8_t byte);
     void writeData(std::uint8_t byte);
-    /// Sets the address window to the whole display, as every frame requires, and fills the display with zeros.
+    /// Sets the address window to the whole display, once for all frames, and fills the display with zeros.
     void clearDisplayRam();
 
 private:

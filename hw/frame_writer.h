@@ -14,7 +14,8 @@
 class FrameWriter {
 public:
     /// `spi` is the descriptor of the open spidev device; `dataCommandLine` is the GPIO line that selects data or
-    /// command. Until the writer is destroyed, nothing else may use them. The writer does not close `spi`.
+    /// command. From the first `post` until the writer is destroyed, nothing else may use them. The writer does not
+    /// close `spi`.
     FrameWriter(int spi, int dataCommandLine);
     FrameWriter(const FrameWriter&) = delete;
     FrameWriter& operator=(const FrameWriter&) = delete;

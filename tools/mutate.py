@@ -104,7 +104,7 @@ class Tree:
         self.build = self.root / "build" / "test"
 
     def refresh(self):
-        """Copies only changed files, so that the next build is short."""
+        """Copies the changed files only, so the next build is short. Removes files that are gone from the project."""
         listed = subprocess.run(
             ["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
             cwd=ROOT, check=True, capture_output=True, text=True,

@@ -25,7 +25,7 @@ MINUS = re.compile(r"(?<=[(\[{])-(?=\w)|(?<=[=,?:(] )-(?=\w)|(?<=return )-(?=\w)
 NAME = re.compile(r"(?<![\w:])(?:" + "|".join(RENAMED) + r")\b")
 NUMBER = re.compile(r"(?<![\w.])(?P<digits>0x[0-9A-Fa-f]+|\d+)(?P<suffix>[UL]*)(?![\w.])")
 CONDITION = re.compile(r"\bif \(")
-# Negating a condition of this form gives the same mutant as swapping its only operator.
+# Negating a condition of this form gives the same mutant as swapping its == or !=, or removing its !.
 SIMPLE_CONDITION = re.compile(r"\((?:[^&|]* [=!]= [^&|]*|!\w[^&|]*)\)$")
 STATEMENT = re.compile(r"(?<=[;{}:)]\n)(?P<indent>(?:    )+)(?=[\w*(+-])")
 INNER_STATEMENT = re.compile(r"\{ (?P<statement>[^{};]+;) \}")

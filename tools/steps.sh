@@ -7,9 +7,9 @@ die() {
     exit 1
 }
 
-# step TITLE COMMAND [ARGUMENT...]: runs a step. In a terminal, prints one line and updates it every second; otherwise
-# prints one line at the start and one line per minute. The command's output goes to $step_log and is shown only if the
-# command fails.
+# step TITLE COMMAND [ARGUMENT...]: runs a step; ends the script if the command fails. In a terminal, prints one line
+# and updates it every second; otherwise prints one line at the start and one line per minute. The command's output goes
+# to $step_log. After a failure, it is shown without the progress lines of Ninja and CTest.
 step() {
     local title=$1
     shift
@@ -19,7 +19,7 @@ step() {
     die "failed: $title"
 }
 
-# follow TITLE: copies standard input to the log.
+# follow TITLE: copies standard input to the log and shows the progress.
 follow() {
     local title=$1 rest='' line='' progress='' failed=0 shown=-1 is_open=1
     exec 3>"$step_log"

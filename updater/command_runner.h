@@ -21,9 +21,9 @@ public:
     /// Waits for the command to end.
     ~CommandRunner();
 
-    /// Reads everything the command has written so far. Returns `running` until the output ends or a read fails, then
-    /// the exit status (0 to 255) once, and 0 in later calls. A command that was killed by a signal counts as status 0.
-    /// Blocks only if the command has closed its output but has not exited.
+    /// Reads everything the command has written so far. A zero byte discards up to 127 bytes after it and may end the
+    /// call early. Returns `running` until the output ends or a read fails; then waits for the command to exit and
+    /// returns its exit status (0 to 255), or 0 if a signal killed it. Later calls return 0.
     std::uint32_t poll();
 
     [[nodiscard]] std::size_t lineCount() const { return lines.size(); }

@@ -33,7 +33,7 @@ enum class UpdateState : std::uint32_t {
 /// and install scripts. The image store and the fonts must have been built.
 class Updater : public Widget {
 public:
-    /// Builds the screen and turns on the device's LEDs.
+    /// Builds the screen, turns on the LED bar and turns off the RGB LEDs.
     Updater();
 
     /// Runs one step of the state machine. `iteration` increases by one per call, about every millisecond. Throws

@@ -26,11 +26,12 @@ void Text::draw()
     if (pitch == 0) {
         return; // unknown font
     }
+    // Deliberate: the font's line spacing determines how many lines fit and where a centred block starts, but the lines
+    // are drawn with a gap of one row.
     const std::int64_t fit = (height + gap) / pitch;
     std::int64_t top = 0;
     if (verticallyCentered) {
         const std::int64_t lines = std::min<std::int64_t>(countLines(font, text, width), fit);
-        // Deliberate: the block is centred with the font's line spacing but drawn with a gap of one row.
         top = (height - (lines * pitch - gap)) / 2;
     }
     drawText(surface, 0, saturate(top), font, text, color, width, saturate(fit), 1);

@@ -1,4 +1,5 @@
-// A text label that wraps at its own width and draws as many lines as fit in its height, but at least one.
+// A text label that wraps at its own width. Draws at most as many lines as fit in its height at the font's line
+// spacing, but always the first line.
 #pragma once
 
 #include "widgets/widget.h"
