@@ -63,7 +63,7 @@ TEST(AnimatedPng, NumbersFramesAndDataInOneSequence)
     const auto chunks = chunksOf(animatedPngOf(screens));
     ASSERT_EQ(typesOf(chunks), "IHDR acTL PLTE fcTL IDAT fcTL fdAT fcTL fdAT IEND ");
     EXPECT_EQ(numberAt(chunks[1].data, 0), 3U);
-    EXPECT_EQ(numberAt(chunks[1].data, 4), 0U) << "repeats for ever";
+    EXPECT_EQ(numberAt(chunks[1].data, 4), 0U) << "0 means to repeat for ever";
     const std::size_t numbered[] = {3, 5, 6, 7, 8};
     for (std::uint32_t i = 0; i < std::size(numbered); ++i) {
         EXPECT_EQ(numberAt(chunks[numbered[i]].data, 0), i);

@@ -135,7 +135,7 @@ Failure failureOf(const std::function<long()>& call)
 
 // Paths.
 
-TEST_F(BoardTest, RedirectsDrivesVersionFilesAndScriptsToItsFolder)
+TEST_F(BoardTest, RedirectsDrivesFirmwareFilesAndScriptsToTheDeviceFolder)
 {
     for (const std::string path : {"/dev/sda", "/dev/sda1", "/tmp/fw/version.txt", "/tmp/fw/version.old.txt",
                                    "/tmp/fw/deep/er", "/usr/sbin/decrypt.sh", "/usr/sbin/install.sh"}) {
@@ -460,7 +460,7 @@ TEST_F(BoardTest, ResetsTheDisplayWhenItsResetLineIsLow)
     EXPECT_EQ(board->violationList(), (Lines{"the controller was used during its reset"}));
 }
 
-TEST_F(BoardTest, RejectsATransferLongerThanTheDriversBuffer)
+TEST_F(BoardTest, RejectsATransferLongerThanTheBufferOfSpidev)
 {
     lightDisplay();
     const auto before = board->timeline.now();
@@ -510,7 +510,8 @@ TEST_F(BoardTest, TheSpiBusPausesBetweenTransfersUnlessItWasIdle)
     EXPECT_EQ(board->timeline.now(), 3us + 2 * spiGap);
 }
 
-/// Each bit, the start and the stop take 10 microseconds; a byte has nine bits.
+/// A bit, a start condition and a stop condition take 10 microseconds each. A byte has nine bits, including the
+/// acknowledge bit.
 TEST_F(BoardTest, I2cTransfersRunAt100Kilohertz)
 {
     const struct {
@@ -535,7 +536,7 @@ TEST_F(BoardTest, I2cTransfersRunAt100Kilohertz)
     EXPECT_EQ(board->timeline.now() - before, 200us);
 }
 
-/// Another thread transmits a frame, which takes 60 ms; 1 ms has passed.
+/// Another thread is transmitting a frame, which takes 60 ms and began 1 ms ago.
 class BoardDuringAFrame : public BoardTest {
 protected:
     BoardDuringAFrame()
@@ -600,7 +601,7 @@ TEST_F(BoardDuringAFrame, ReportsADataCommandLineChangedWithoutASystemCall)
     EXPECT_EQ(board->violationList().front(), "the data/command line changed during a transfer");
 }
 
-/// spidev also carries out one transfer after another.
+/// Like spidev, the board carries out one transfer after another.
 TEST_F(BoardDuringAFrame, CarriesOutTheNextTransferAfterTheFrame)
 {
     transfer(otherFrame);

@@ -51,7 +51,7 @@ TEST(LiveClock, MakesUpForAShortDelayInSmallBatches)
     EXPECT_EQ(clock.takeDue(start + 49ms), 10U);
 }
 
-TEST(LiveClock, DropsALongDelay)
+TEST(LiveClock, SkipsTheIterationsMissedInALongDelay)
 {
     LiveClock clock(start);
     EXPECT_EQ(clock.takeDue(start + 1min), 1U);

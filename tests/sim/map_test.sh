@@ -19,13 +19,14 @@ every_screen_has_a_name() {
   ! grep '^screen-' "$project/docs/screen_map.txt"
 }
 
-# The drawing has a title for every screen, and one for every pair of screens with an arrow.
+# The drawing has a title for every screen, and one for every pair of screens that an arrow connects.
 drawing_is_current() {
   diff <(awk '!/^ / { screen = $0; print screen } / -> / { print screen "->" $NF }' "$project/docs/screen_map.txt" |
     sort -u) <(sed -n 's/&#45;/-/g; s/&gt;/>/g; s|^<title>\([^ %]*\)</title>$|\1|p' "$project/docs/screen_map.svg" | sort)
 }
 
-# refuses PATTERN COMMAND...: checks that a command fails with one line on its standard error.
+# refuses PATTERN COMMAND...: checks that a command fails and prints only one line, which matches PATTERN, on standard
+# error.
 refuses() {
   local status=0
   "${@:2}" >"$work/out" 2>"$work/err" || status=$?
@@ -45,8 +46,8 @@ malformed_map() {
 it "the map contains exactly the screens and arrows of the running program" map_is_current
 it "every screen of the map is a golden screen" every_screen_has_a_name
 it "the drawing contains every screen and arrow of the map" drawing_is_current
-it "the explorer rejects wrong arguments" refuses 'usage: tonecrate-map FOLDER' "$explorer"
+it "the explorer prints its usage if the argument is missing" refuses 'usage: tonecrate-map FOLDER' "$explorer"
 it "the explorer reports a folder that it cannot create" refuses 'tonecrate-map: *' "$explorer" /dev/null/map
-it "draw_map rejects wrong arguments" refuses 'draw_map: usage: *' "$project/tools/draw_map.py"
+it "draw_map prints its usage if the arguments are missing" refuses 'draw_map: usage: *' "$project/tools/draw_map.py"
 it "draw_map reports a malformed map with file and line" malformed_map
 finish

@@ -37,7 +37,7 @@ TEST(Movie, ShowsEachScreenUntilTheNext)
     EXPECT_EQ(contentOf(movie, 1000), (Content{{0, 100}, {1, 200}, {2, 700}}));
 }
 
-TEST(Movie, ContainsAScreenWithoutADuration)
+TEST(Movie, ContainsTheScreenOfTheLastIterationWithDuration0)
 {
     Movie movie;
     movie.add(0, filledWith(3));

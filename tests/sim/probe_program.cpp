@@ -28,8 +28,8 @@ volatile std::uint32_t* registers = nullptr;
 int spi = -1;
 int encoder = -1;
 std::FILE* script = nullptr;
-/// The first iteration that reads the script's output. Skips one iteration after the start, so the controller can stop
-/// the program before it reads any output.
+/// The first iteration that reads the script's output: two iterations after the start, so the controller can stop the
+/// program before it reads any output.
 long firstScriptIteration = 0;
 std::uint8_t frame[frameSize];
 

@@ -19,7 +19,7 @@ std::string errorFor(const std::vector<std::string>& arguments)
     return thrownMessage<sim::UsageError>([&] { (void)parsed(arguments); });
 }
 
-TEST(RunOptions, DefaultsAreTheGivenValues)
+TEST(RunOptions, DefaultsAreTheGivenPathsAndALimitOf1GiB)
 {
     const Options options = parsed({});
     EXPECT_EQ(options.updater, "u");
@@ -34,7 +34,7 @@ TEST(RunOptions, DefaultsAreTheGivenValues)
     EXPECT_FALSE(options.wantsHelp);
 }
 
-TEST(RunOptions, AValueIsTheNextArgument)
+TEST(RunOptions, AValueMayBeTheNextArgument)
 {
     const Options options = parsed({"--updater", "a", "--preload", "b", "--scripts", "c", "--frames", "d", "--record",
                                     "e", "--scenario", "f", "--movie", "g", "--wires", "h"});
@@ -78,7 +78,7 @@ TEST(RunOptions, WiresLimitAcceptsSizes)
     }
 }
 
-TEST(RunOptions, WiresLimitRejectsOtherTexts)
+TEST(RunOptions, WiresLimitRejectsInvalidSizes)
 {
     for (const std::string text : {"G", "2T", "2GB", "2 G", " 2G", "-1", "+1G", "1.5G", "2g", "0x400", "1023",
                                    "17179869184G", "18446744073709551616"}) {

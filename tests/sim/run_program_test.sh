@@ -12,7 +12,7 @@ export TMPDIR=$work/tmp
 # shellcheck source-path=SCRIPTDIR source=../support/cases.sh
 . "$(dirname -- "${BASH_SOURCE[0]}")/../support/cases.sh"
 
-# A few frames without a drive, which is enough for most tests.
+# Enough for most tests: a few frames of a device without a drive.
 printf 'wait 100\nturn +1\nwait 100\n' >"$work/short.scenario"
 
 around_case() {
@@ -45,7 +45,7 @@ replays_a_recording() {
   diff "$work/recorded.scenario" "$work/again.scenario" && diff -r "$work/first" "$work/second"
 }
 
-# The chunk acTL contains the number of pictures.
+# In an animated PNG file, the chunk acTL follows the header.
 saves_a_movie() {
   run --scenario "$work/short.scenario" --movie "$work/first.png"
   [[ $status -eq 0 && $(head -c 41 "$work/first.png" | tail -c 4) == acTL ]] || { cat "$work/err"; return 1; }
@@ -58,7 +58,8 @@ unwritable_movie() {
   fails_with 1 "short: failed: cannot write $work/nowhere/movie.png"
 }
 
-# The last line of a complete recording is the time at which the run ended. "$" is the identifier of data/command.
+# The last line of a complete recording is the time at which the run ended. Each start-up records the
+# data/command line, whose identifier is "$", as undefined (x) once.
 records_the_wires() {
   run --scenario "$work/short.scenario" --wires "$work/first.vcd"
   [[ $status -eq 0 && $(tail -n 1 "$work/first.vcd") == '#'* ]] || { cat "$work/err"; return 1; }
@@ -67,14 +68,14 @@ records_the_wires() {
   cmp "$work/first.vcd" "$work/second.vcd"
 }
 
-# reached_by FILE: the last time in the file, in milliseconds.
+# reached_by FILE: prints the last time in the recording, in milliseconds.
 reached_by() {
   local last
   last=$(grep '^#' "$1" | tail -n 1)
   echo $((${last#'#'} / 1000000))
 }
 
-# The recording contains the start-up of both power cycles.
+# The recording contains both power cycles. The first lasts 454 ms: 354 ms of start-up and 100 iterations.
 continues_the_wires() {
   printf 'wait 100\npower off\npower on\nwait 100\nturn 1\nwait 20\n' >"$work/cycle.scenario"
   run --scenario "$work/cycle.scenario" --wires "$work/wires.vcd"
@@ -236,7 +237,7 @@ it "an unknown scenario is a usage error" wrong_usage --play chess
 it "a wrong limit is a usage error" wrong_usage --wires-limit 2T
 it "an option without a value is a usage error" wrong_usage --frames
 it "a scenario fails if a failed script changed the internal memory" format_that_writes
-it "without options, the scenario \"update\" runs, and fails if the updater ends" updater_that_ends
+it "the default scenario is \"update\", which fails if the updater ends" updater_that_ends
 it "a missing updater is reported in one line" missing_updater
 it "a missing folder for temporary files is reported in one line" no_temporary_folder
 it "a missing tool is reported in one line, with its package" missing_tool

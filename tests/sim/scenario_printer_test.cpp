@@ -1,4 +1,4 @@
-// Tests for the pictures of a session that is switched off and on.
+// Tests for the movie of a session in which the device is switched off and on.
 #include "sim/run/scenario_printer.h"
 
 #include "tests/sim/png_chunks.h"
@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The sum of the delays in the frame control chunks, whose unit is a millisecond.
+/// The sum of the delays in the frame control chunks, in milliseconds.
 std::uint64_t millisecondsOf(const std::string& movie)
 {
     constexpr std::size_t delay = 20;

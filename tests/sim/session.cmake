@@ -1,4 +1,4 @@
-# Sessions with the simulated device, and scenarios.
+# Tests for sessions with the simulated device, and for scenarios.
 add_folder_tests(sim_session
     SOURCES animated_png_test.cpp live_clock_test.cpp movie_test.cpp scenario_player_test.cpp session_test.cpp
             signals_test.cpp statement_test.cpp

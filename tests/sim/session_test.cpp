@@ -97,7 +97,7 @@ TEST_F(SessionTest, ObservesAnUpdate)
     EXPECT_NO_THROW(files.verify(session->root(), "2.0.0", "kept"));
 }
 
-TEST_F(SessionTest, KeepsTheDrivesAndTheMemoryWhileTheDeviceIsOff)
+TEST_F(SessionTest, KeepsTheDriveWhileTheDeviceIsOff)
 {
     start();
     session->run(10);
@@ -208,7 +208,7 @@ TEST_F(SessionTest, RemovesTheFilesOfTheDevice)
     EXPECT_FALSE(fs::exists(root));
 }
 
-TEST_F(SessionTest, MakesADriveFromAFirmwareFile)
+TEST_F(SessionTest, MakesADriveWithTheGivenFile)
 {
     start();
     EXPECT_EQ(thrownMessage([&] { apply("plug file \"/nowhere/a.fw\""); }),

@@ -9,7 +9,7 @@ namespace sim {
 
 namespace {
 
-/// An empty pipe with a writer, from which a read would block.
+/// A pipe with a writer. Until `fill` is called, it is empty, so a read would block.
 class EmptyPipe {
 public:
     EmptyPipe() { EXPECT_EQ(pipe(ends.data()), 0); }

@@ -246,7 +246,7 @@ TEST_F(Device, PullsTheButtonLineLowWhileTheButtonIsPressed)
     EXPECT_EQ(output(), (Lines{"low at 2", "high at 7"}));
 }
 
-TEST_F(Device, AClickTakesLongerThanDebouncing)
+TEST_F(Device, AClickPressesTheButtonFor60Iterations)
 {
     start("gpio");
     device->click();
@@ -268,7 +268,7 @@ TEST_F(Device, HasADriveWhileOneIsPluggedIn)
     EXPECT_EQ(output(), (Lines{"/dev/sda 2", "/dev/sda 0", "the drive", "", "/dev/sda 2"}));
 }
 
-TEST_F(Device, RedirectsOnlyTheFixedPaths)
+TEST_F(Device, RedirectsOnlySimulatedPaths)
 {
     addFile("tmp/fw/version.txt", "1.2.3");
     addFile("etc/hostname", "wrongly redirected");
@@ -432,8 +432,8 @@ TEST_F(Device, KillsItsScriptsWhenItIsSwitchedOff)
     EXPECT_TRUE(becomesTrue([script] { return hasEnded(script); }));
 }
 
-// Scripts whose output is paced in iterations. A probe program that starts a script in iteration 0 reads the script's
-// output from iteration 2 on, and prints what it reads.
+// Scripts whose output is paced in iterations. A probe program that starts a script before its first iteration reads
+// the script's output from iteration 2 on, and prints what it reads.
 
 class PacedScript : public Device {
 protected:
@@ -486,7 +486,7 @@ TEST_F(PacedScript, PassesEachLineAFixedNumberOfIterationsAfterThePreviousOne)
     }
 }
 
-/// The shell that runs the script determines the status.
+/// The status depends on the shell that runs the script.
 TEST_F(PacedScript, AKilledScriptHasTheSameStatusAsWithoutPacing)
 {
     const std::string body = "echo one\nkill -9 $$\n";
@@ -499,7 +499,7 @@ TEST_F(PacedScript, AKilledScriptHasTheSameStatusAsWithoutPacing)
     EXPECT_EQ(paced, "200: " + output().back() + "\n");
 }
 
-TEST_F(PacedScript, PassesALongLineInPieces)
+TEST_F(PacedScript, PassesALongLineCompletely)
 {
     const Lines pieces = readings("head -c 5000 /dev/zero | tr '\\0' x\necho\n");
     std::string text;
@@ -773,7 +773,7 @@ TEST_F(StartCheck, RejectsALibraryThatIsNotTheSimulatedHardware)
     expectRejection("not the simulated hardware: " + setup.preload.string());
 }
 
-TEST_F(StartCheck, RejectsAProgramThatIsNotDynamicallyLinked)
+TEST_F(StartCheck, RejectsFilesThatAreNotDynamicallyLinkedPrograms)
 {
     folder.write("script", "#!/bin/sh\necho started\n");
     fs::permissions(folder / "script", fs::perms::owner_all);

@@ -217,7 +217,7 @@ TEST(DarkDisplay, IsBlankUntilItIsLitAgain)
     }
 }
 
-TEST(UnusedDisplay, IsBlankWithoutViolations)
+TEST(DisplayBeforeReset, IsBlankWithoutViolations)
 {
     const Wires wires;
     EXPECT_FALSE(wires.controller.isLit());
@@ -394,7 +394,7 @@ TEST(DisplayProtocol, EachViolationIsReportedOnce)
     }
 }
 
-TEST(UnusedDisplay, ReportsEveryTransferBeforeTheFirstReset)
+TEST(DisplayBeforeReset, ReportsEveryTransfer)
 {
     Wires wires;
     wires.resetLine(true).command(0x30);

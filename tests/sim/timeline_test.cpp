@@ -16,8 +16,8 @@ namespace {
 using namespace std::chrono_literals;
 using sim::Timeline;
 
-/// How long a busy thread delays the clock, in real time. If the clock does not wait, the test reads it before the
-/// delay has passed, and fails.
+/// How long a busy thread delays the clock, in real time. If the clock does not wait, the test checks the result before
+/// the delay has passed, and fails.
 constexpr auto delay = 30ms;
 
 using Notes = std::vector<std::pair<int, Timeline::Duration>>;

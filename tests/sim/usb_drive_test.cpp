@@ -30,7 +30,7 @@ void store32(std::string& bytes, std::size_t at, std::uint32_t value)
     }
 }
 
-/// The first sector contains the partition table; each other sector is filled with one letter: b, c, d, ...
+/// The first sector contains the partition table. Each of the following sectors is filled with one letter: b, c, d, ...
 std::string imageWith(const Partition& partition, std::size_t sectors = 8)
 {
     std::string bytes(sectorSize, '\0');

@@ -47,7 +47,7 @@ soak::Options parse(std::vector<std::string> arguments)
     return soak::parseOptions(words);
 }
 
-TEST(SoakOptions, DefaultsAreADayAndAThousandUpdates)
+TEST(SoakOptions, OverrideTheDefaultsOfADayAndAThousandUpdates)
 {
     EXPECT_EQ(parse({}).iterations, 24U * 60 * 60 * 1000);
     EXPECT_EQ(parse({}).updates, 1000U);
@@ -56,7 +56,7 @@ TEST(SoakOptions, DefaultsAreADayAndAThousandUpdates)
     EXPECT_EQ(options.updates, 48U);
 }
 
-TEST(SoakOptions, RejectsInvalidValues)
+TEST(SoakOptions, RejectInvalidArguments)
 {
     for (const std::vector<std::string>& wrong :
          std::vector<std::vector<std::string>>{{"--days", "3"},

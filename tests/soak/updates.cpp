@@ -76,7 +76,7 @@ private:
 /// The outcomes of all updates.
 struct Summary {
     std::uint64_t correctCount = 0;
-    std::array<Range, 2> frames; ///< per update, per factory reset
+    std::array<Range, 2> frames; ///< of updates, of factory resets
     Range residentKib;
     Range descriptors;
     Range threads;

@@ -29,7 +29,7 @@ class ChangedTests(unittest.TestCase):
             "properties": [{"name": name, "value": value} for name, value in properties.items()],
         })
 
-    def test_unchanged_files_keep_the_state(self):
+    def test_unchanged_files_and_a_pycache_keep_the_state(self):
         (self.data / "first").write_text("1")
         (self.data / "__pycache__").mkdir()
         self.assertEqual(self.state(), self.first_state)

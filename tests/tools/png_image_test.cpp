@@ -250,7 +250,7 @@ TEST_F(ReadPngImage, ReportsTheFirstInvalidPixelInReadingOrder)
     EXPECT_TRUE(refusalOf(interlaced(picture)).starts_with("pixel (4, 2) is #010101"));
 }
 
-/// The message's text in parentheses comes from libpng and depends on its version.
+/// The text in parentheses comes from libpng and depends on its version, so the test compares only the beginning.
 TEST_F(ReadPngImage, RejectsInvalidAndTooLargeFilesAndTrailingData)
 {
     struct Case {

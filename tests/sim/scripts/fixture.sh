@@ -37,7 +37,7 @@ run() {
 }
 
 # expect STATUS SCRIPT [ARGUMENT...]: runs the script and checks its exit status. If it fails, the last line on standard
-# error must begin with its name; if it succeeds, standard error must be empty. It must leave no files.
+# error must begin with its name; if it succeeds, standard error must be empty. It must leave no temporary files.
 expect() {
   local wanted=$1
   shift
@@ -58,7 +58,7 @@ refuses() {
   "$@" >out 2>err || status=$?
   [[ $status -ne 0 ]] || { echo "$1 succeeds"; return 1; }
   [[ $(wc -l <err) -eq 1 && $(cat err) == "${1##*/}: "* ]] ||
-    { echo "no error or several lines: $(cat err)"; return 1; }
+    { echo "$1 does not print one line that begins with its name: $(cat err)"; return 1; }
   [[ -z $(find . -name '.scratch*') ]] || { echo "leaves its scratch folder"; return 1; }
 }
 

@@ -81,7 +81,7 @@ corrupt_firmware() {
   expect 3 decrypt.sh /dev/sda
 }
 
-# fails_untouched STATUS SCRIPT [ARGUMENT...]
+# fails_untouched STATUS SCRIPT [ARGUMENT...]: the script exits with STATUS and does not change the internal memory.
 fails_untouched() {
   local before
   before=$(memory_hash)
@@ -147,8 +147,8 @@ it "a second update finds the version that the first update installed" second_up
 it "an update after an interrupted update keeps the presets" interrupted_update
 it "decrypt reads a drive without a partition table" whole_drive
 it "decrypt ignores the case of the file name" name_in_capitals
-it "the path of the device may be relative" relative_root
-it "the path of the device may contain quotes, spaces and shell characters" odd_root
+it "the path of the device's folder may be relative" relative_root
+it "the path of the device's folder may contain quotes, spaces and shell characters" odd_root
 it "decrypt exits 1 on a missing drive" drive_is rm -f
 it "decrypt exits 1 on an empty file" drive_is truncate -s 0
 it "decrypt exits 1 on a folder" drive_is mkdir
@@ -156,9 +156,9 @@ it "decrypt exits 1 on a drive without a file system" drive_is cp "$work/keys/si
 it "decrypt exits 2 on a drive without files" empty_drive
 it "decrypt exits 2 when other files have similar names" similar_names
 it "decrypt exits 3 when the firmware is corrupt" corrupt_firmware
-it "format changes nothing when the memory is too small for the firmware" too_small
+it "format fails and changes nothing when the memory is too small for the firmware" too_small
 it "install fails on a worn memory and keeps the presets" worn
 it "format fails when the memory is missing" without_memory
 it "a blank memory has no version, and a factory reset makes it usable" blank_memory
-it "with a FIFO script-steps, decrypt waits after each progress line" steps
+it "with a FIFO named script-steps, decrypt waits after each progress line" steps
 finish

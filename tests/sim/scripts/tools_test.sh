@@ -88,7 +88,7 @@ it "make_drive rejects wrong arguments and leaves no file" drive_arguments
 it "make_device copies no private key to the device" device_has_no_private_key
 it "make_device rejects wrong arguments and leaves no folder" device_arguments
 it "make_device installs the given version; with the version none, only the presets" device_has_version
-it "verify detects a wrong version and wrong presets" verify_compares_versions_and_presets
+it "verify rejects a wrong version, wrong presets and wrong arguments" verify_compares_versions_and_presets
 it "verify detects a missing file" verify_detects memory_command 'rm /firmware/config/audio.conf'
 it "verify detects an extra file" verify_detects add_stray_file
 it "verify detects a missing preset" verify_detects memory_command 'rm /presets/night-bus.preset'
