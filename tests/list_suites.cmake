@@ -1,6 +1,7 @@
-# Runs after a test program is linked: writes a file for CTest with the program's suites.
+# Runs after a test program is linked: writes a file that adds the program's suites or, with SEPARATE, its tests to
+# CTest.
 cmake_minimum_required(VERSION 3.25)
-list(REMOVE_ITEM PROGRAM "") # an absent emulator
+list(REMOVE_ITEM PROGRAM "") # the first item is empty if there is no emulator
 if(NOT COST)
     set(COST 0)
 endif()
@@ -26,7 +27,7 @@ function(add_entry name suite)
 endfunction()
 
 execute_process(COMMAND ${PROGRAM} --gtest_list_tests OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
-string(REGEX REPLACE " *#[^\n]*" "" output "${output}") # values of parameters
+string(REGEX REPLACE " *#[^\n]*" "" output "${output}") # removes the values of parameters
 string(REPLACE "\n" ";" lines "${output}")
 set(entries)
 foreach(line IN LISTS lines)

@@ -1,7 +1,8 @@
-# Adds each GoogleTest suite of a program as one CTest test, because starting a process takes longer than most tests.
+# By default, a GoogleTest suite is one CTest test, because starting a process takes longer than most tests.
 option(TONECRATE_SEPARATE_TESTS "Run each test in a process of its own" OFF)
 
-# add_suite_tests(TARGET PREFIX LONG SCREENS COST FILES): see add_folder_tests.
+# add_suite_tests(TARGET PREFIX LONG SCREENS COST FILES): adds the tests of the program TARGET to CTest, with names that
+# begin with PREFIX. For the other arguments, see add_folder_tests in CMakeLists.txt.
 function(add_suite_tests target prefix long screens cost files)
     set(suites ${CMAKE_CURRENT_BINARY_DIR}/${target}_suites.cmake)
     set(include_file ${CMAKE_CURRENT_BINARY_DIR}/${target}_include.cmake)

@@ -36,7 +36,8 @@ struct ResetWaits {
     std::chrono::nanoseconds ready = 200ms;
 };
 
-/// Each transfer takes 640 ns and is followed by the wait of its step, or by at least 360 ns.
+/// Passes a reset and the steps to the check. A transfer takes 640 ns; the pause after it is the wait of its step, but
+/// at least 360 ns.
 void play(BringUpCheck& check, const std::vector<Step>& steps, const ResetWaits& waits = {},
           Level initial = Level::Undefined)
 {

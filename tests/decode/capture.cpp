@@ -1,4 +1,4 @@
-// Generates, transforms and prints edges.
+// Generates, transforms, prints and decodes edges.
 #include "tests/decode/capture.h"
 
 #include "sim/decode/display_commands.h"

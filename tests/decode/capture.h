@@ -67,7 +67,7 @@ Bytes frameOf(const sim::Screen& screen);
 /// Exchanges two channels.
 Edges swapped(Edges edges, sim::Line a, sim::Line b);
 Edges inverted(Edges edges, sim::Line line);
-/// The edges from `from` until before `to`, preceded by the level of each line at `from`.
+/// The edges at or after `from` and before `to`, preceded by the level of each line at `from`.
 Edges part(const Edges& edges, std::chrono::nanoseconds from, std::chrono::nanoseconds to);
 /// The edges that a logic analyser with this sampling period records.
 Edges sampled(const Edges& edges, std::chrono::nanoseconds period);

@@ -39,7 +39,7 @@ TEST(Channels, ARequestSelectsTheNamedWire)
     EXPECT_EQ(wireOf(named, {{Line::Reset, "bus[3]"}}, Line::Reset), "top.bus[3]");
 }
 
-TEST(Channels, RejectsRequestsThatCannotBeMet)
+TEST(Channels, RejectsUnknownDuplicateAndMissingChannels)
 {
     EXPECT_EQ(findingError(analyser, {{Line::Clock, "D9"}}),
               "file: there is no channel D9; the channels are D0, D1, D2");

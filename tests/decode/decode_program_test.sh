@@ -75,7 +75,7 @@ damaged_file() {
   [[ $(tail -n 1 "$work/out") == "Failed. "* && -s cut-decoded/log.txt ]]
 }
 
-# The screens are equal, and their times differ by less than the sampling period, so the file names are equal too.
+# The file names are equal: they contain microseconds, and the times differ by less than the sampling period of 20 ns.
 session_file() {
   sigrok-cli -i "$work/good.vcd" -I vcd:downsample=20 -o -session:1.sr
   run ./-session:1.sr --output session
@@ -137,8 +137,8 @@ shows_help() {
   [[ $status -eq 0 && ! -s $work/err && $(head -n 1 "$work/out") == usage:* ]]
 }
 
-# ends_by_signal NAME: interrupts the decoder while it waits for a FIFO. Uses job control, because without it a
-# background job ignores SIGINT.
+# ends_by_signal NAME: interrupts the decoder while it waits for data from a FIFO. Uses job control, because without it
+# a background job ignores SIGINT.
 ends_by_signal() {
   set -m
   mkfifo pipe.vcd
@@ -152,7 +152,7 @@ ends_by_signal() {
   [[ ! -s $work/err && $status -eq $((128 + $(kill -l "$1"))) ]] || { echo "exit status $status"; return 1; }
 }
 
-# largest_memory FRAMES: prints the peak memory use of decoding in kilobytes.
+# largest_memory FRAMES: prints the peak memory use of decoding a capture with FRAMES frames, in kilobytes.
 largest_memory() {
   "$writer" "$1" | python3 -c 'import resource, subprocess, sys
 subprocess.run(sys.argv[1:], check=True, stdout=subprocess.DEVNULL)
@@ -171,15 +171,15 @@ it "a capture is decoded into a folder named after the capture" decodes_a_file
 it "a FIFO is decoded" decodes_a_fifo
 it "standard input is decoded" decodes_standard_input
 it "the exit status is 1 if an expected screen is missing" fails_without_what_is_expected
-it "the part before damage is decoded, and the damage is reported in one line" damaged_file
+it "a damaged capture is decoded up to the damage, which is reported in one line" damaged_file
 it "a sigrok session file yields the same screens as the VCD file, even with a dash and a colon in its name" session_file
 it "a damaged session file is reported in one line" damaged_session_file
 it "a missing sigrok-cli is reported in one line" without_sigrok
-it "standard input in another format than VCD is reported in one line" other_format_on_standard_input
+it "standard input in a format other than VCD is reported in one line" other_format_on_standard_input
 it "a missing file is reported in one line" fails_to_read none.vcd "cannot read none.vcd: No such file or directory"
 it "a folder instead of a capture is reported in one line" fails_to_read . "cannot read .: Is a directory"
 it "an empty file is reported in one line" fails_to_read empty.vcd "empty.vcd: the file is empty"
-it "a folder with other files is not replaced" foreign_folder
+it "an output folder that contains other files is not replaced" foreign_folder
 it "a failure to write to standard output is reported in one line" full_output
 it "--help prints the usage" shows_help
 it "a missing capture is a usage error" wrong_usage

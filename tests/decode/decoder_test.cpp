@@ -37,7 +37,7 @@ sim::Decoder::Setup setupWithout(const std::vector<Line>& lines)
     return setup;
 }
 
-TEST(Decoder, ShowsTheScreensOfTheModel)
+TEST(Decoder, ReportsEachScreenThatTheDisplayShows)
 {
     const Decoded decoded(session().edges());
     EXPECT_EQ(decoded.screens, (Lines{"0000", "0123", "3210"}));
@@ -45,7 +45,7 @@ TEST(Decoder, ShowsTheScreensOfTheModel)
     EXPECT_EQ(decoded.notes, Lines{});
 }
 
-TEST(Decoder, NamesTheCommandsByTheirPage)
+TEST(Decoder, NamesACommandAccordingToThePage)
 {
     const Decoded decoded(Capture()
                               .reset()
@@ -343,7 +343,7 @@ TEST(Decoder, ACaptureMayEndWithinAnI2cMessage)
     EXPECT_EQ(decoded.violations, Lines{});
 }
 
-TEST(Decoder, APowerCycleStartsWithNewModels)
+TEST(Decoder, AfterPowerOffTheDisplayNeedsAnotherReset)
 {
     Capture capture = session().i2c({0xD8, 0x00, 0x01});
     capture.set(Line::Reset, Level::Undefined).set(Line::DataCommand, Level::Undefined).wait(1ms);
@@ -352,7 +352,7 @@ TEST(Decoder, APowerCycleStartsWithNewModels)
     EXPECT_EQ(decoded.violations, Lines{"the controller was used before its reset"});
 }
 
-TEST(Decoder, AnInterruptedTransferIsNoViolationIfThePowerEnds)
+TEST(Decoder, ATransferInterruptedByPowerOffIsNoViolation)
 {
     Capture capture = session().low(Line::ChipSelect).wait(40ns).low(Line::Clock).wait(40ns).high(Line::Clock);
     capture.wait(1ms).high(Line::ChipSelect).set(Line::Reset, Level::Undefined).wait(1ms);
@@ -363,7 +363,7 @@ TEST(Decoder, AnInterruptedTransferIsNoViolationIfThePowerEnds)
 
 // Disturbed captures.
 
-TEST(Decoder, SamplingAtFourTimesTheClockDoesNotChangeTheResult)
+TEST(Decoder, SamplingAtFourOrMoreTimesTheClockDoesNotChangeTheResult)
 {
     for (const auto period : {1ns, 4ns, 10ns, 20ns}) {
         const Decoded exact(session().i2c({0xD8, 0x00, 0x01}).edges());

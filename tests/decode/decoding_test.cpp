@@ -102,7 +102,7 @@ TEST_F(DecodingTest, NamesGoldenScreens)
     EXPECT_TRUE(contains(report, "last          menu, since 0.")) << report;
 }
 
-TEST_F(DecodingTest, SavesEachDistinctScreenOnceWithItsTimeAndName)
+TEST_F(DecodingTest, SavesEachDistinctScreenOnceNamedAfterItsTime)
 {
     (void)decode(shortSession());
     EXPECT_EQ(resultFiles(), (Lines{"00000.240044.png", "00000.240052.png", "log.txt", "report.txt"}));

@@ -1,4 +1,4 @@
-// Tests for the explanations of captures that make no sense.
+// Tests for the diagnosis of captures that cannot be decoded.
 #include "sim/decode/diagnosis.h"
 
 #include "tests/decode/capture.h"

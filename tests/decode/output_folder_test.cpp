@@ -37,7 +37,7 @@ TEST(OutputFolder, CreatesTheParentFolders)
     EXPECT_TRUE(scratch.contains("a/b/log.txt"));
 }
 
-TEST(OutputFolder, ReplacesResults)
+TEST(OutputFolder, ReplacesResultsAndEmptyFolders)
 {
     const ScratchFolder scratch;
     complete(scratch / "results", {"log.txt", "report.txt", "00000.123456.png", "12345.000000-menu.png"});
@@ -48,7 +48,7 @@ TEST(OutputFolder, ReplacesResults)
     EXPECT_TRUE(scratch.contains("empty/log.txt"));
 }
 
-TEST(OutputFolder, DoesNotReplaceAnythingElse)
+TEST(OutputFolder, DoesNotReplaceAFolderWithOtherFiles)
 {
     for (const char* name :
          {"notes.txt", "photo.png", "1.png", "00000.1234567.png", "log.txt.bak", "00000.12345x.png"}) {

@@ -23,7 +23,7 @@ public:
     Lines edges;
 };
 
-/// Delivers the text in blocks of `blockSize` bytes.
+/// Delivers the text in blocks of at most `blockSize` bytes.
 sim::TokenReader::Source blocks(const std::string& text, std::size_t blockSize)
 {
     auto position = std::make_shared<std::size_t>(0);
@@ -35,7 +35,8 @@ sim::TokenReader::Source blocks(const std::string& text, std::size_t blockSize)
     };
 }
 
-/// Connects the wires "clk" or "bus[2]", and "dc". Returns the edges with times in picoseconds.
+/// Connects the wire "clk" or "bus[2]" to the clock line, and "dc" to the data/command line. Returns the edges with
+/// times in picoseconds.
 Lines edgesOf(const std::string& text, std::size_t blockSize = 4096)
 {
     VcdReader reader(blocks(text, blockSize), "file");
@@ -171,7 +172,7 @@ TEST(VcdReader, NamesWiresByScopeAndIndex)
     EXPECT_EQ(names, (Lines{"top.board D[3]", "top bus[0]", "top bus[1]"}));
 }
 
-TEST(VcdReader, SeveralNamesOfOneVariableChangeTogether)
+TEST(VcdReader, OneChangeAppliesToAllWiresWithTheSameIdentifier)
 {
     const std::string text = "$timescale 1 ps $end $var wire 1 id0 clk $end $var wire 1 id0 dc $end "
                              "$enddefinitions $end #1 1id0\n";
@@ -222,7 +223,7 @@ TEST(VcdReader, NamesThePositionAndTheReasonOfAnError)
     }
 }
 
-TEST(VcdReader, PassesTheChangesBeforeAnError)
+TEST(VcdReader, DeliversTheChangesBeforeAnError)
 {
     VcdReader reader(blocks(header + "#1\n1!\n#2\n0!\n1?\n", 100), "file");
     reader.connect(reader.wires().front(), Line::Clock);

@@ -1,4 +1,4 @@
-// Writes a capture to standard output: the display is initialised with a small window and receives frames.
+// Writes a capture to standard output: the display is reset and lit, and receives FRAMES frames of the whole screen.
 // Usage: decode_test_capture FRAMES
 #include "sim/wires/wire_recorder.h"
 
@@ -47,7 +47,7 @@ public:
     {
         recorder.observeUntil(time);
         recorder.flush();
-        header.end(); // sigrok-cli ignores the changes at the last time of a file
+        header.end(); // adds the end time, because sigrok-cli ignores the changes at the last time of a file
     }
 
 private:

@@ -112,7 +112,7 @@ describe("update", () => {
         await awaitDone(panel);
     });
 
-    test("appears on every open page", async () => {
+    test("inputs take effect on every open page", async () => {
         const one = await open();
         const other = await open(phone);
         await one.plugOrUnplug();
@@ -217,7 +217,7 @@ describe("time", () => {
         await panel.awaitStatus("Running");
     });
 
-    test("a short press is a click at every speed", async () => {
+    test("a short press is a click at every speed above 1", async () => {
         const panel = await open();
         await panel.plugOrUnplug();
         await panel.awaitScreen("menu");

@@ -58,7 +58,7 @@ private:
     Feed::Reader reader;
 };
 
-/// Shared by all tests, because creating the drive images takes long.
+/// Shared by all tests, because creating the drive images takes a long time.
 DeviceFiles& sharedFiles()
 {
     static DeviceFiles files(SIM_FOLDER "/scripts", SIM_FOLDER "/firmware");
@@ -84,7 +84,7 @@ TEST_F(LiveDeviceTest, RunsImmediatelyAfterConstruction)
     EXPECT_EQ(page.state["speed"], 1);
 }
 
-TEST_F(LiveDeviceTest, CountsIterationsAtSpeedOneOnly)
+TEST_F(LiveDeviceTest, ThePaceCountsIterationsAtSpeedOneOnly)
 {
     device.input("speed full");
     page.awaitState("speed", 0);
@@ -115,7 +115,7 @@ TEST_F(LongLiveDeviceTest, UpdatesTheFirmwareAtFullSpeed)
     EXPECT_EQ(device.screen(), device.movie().back().screen);
 }
 
-TEST_F(LiveDeviceTest, StandsStillWhilePaused)
+TEST_F(LiveDeviceTest, AdvancesOnlyByStepsWhilePaused)
 {
     device.input("pause");
     page.awaitState("running", false);
@@ -228,7 +228,7 @@ TEST_F(LiveDeviceTest, RunsWhileTheImageOfADriveIsMade)
     EXPECT_GT(page.state["iteration"], before + 50);
 }
 
-TEST_F(LiveDeviceTest, ContinuesAfterTheUpdaterHasEnded)
+TEST_F(LiveDeviceTest, APowerCycleRestartsAnUpdaterThatHasEnded)
 {
     device.replace("fault absent mem");
     page.await("ended", [&] { return page.state["ended"].is_string(); });

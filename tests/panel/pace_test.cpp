@@ -6,7 +6,7 @@ namespace sim {
 
 using namespace std::chrono_literals;
 
-TEST(Pace, CountsIterationsThatTakeTwoMillisecondsOrLonger)
+TEST(Pace, CountsOneLateIterationPerGapOfTwoMillisecondsOrLonger)
 {
     const Pace::TimePoint start{};
     Pace pace;

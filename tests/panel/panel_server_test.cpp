@@ -41,7 +41,8 @@ protected:
         return statusOf(fetch(server.port(), method, path, body, headers));
     }
 
-    /// Repeats the request if the server disconnects it: the connections of earlier clients may still be closing.
+    /// Repeats the request, for about 10 seconds, while the server disconnects it without a response: the connections
+    /// of earlier clients may still be closing.
     int statusWhenFree(const std::string& method, const std::string& path, const std::string& body = "") const
     {
         constexpr int attempts = 1000;
@@ -235,7 +236,7 @@ TEST_F(PanelServerTest, SurvivesMalformedRequests)
         HttpClient client(server.port());
         client.send(request);
         client.finishSending();
-        client.receiveAll(); // because the server must not end while it rejects a request; see ~HttpServer
+        client.receiveAll(); // because the server must not be destroyed while it rejects a request; see ~HttpServer
     }
     EXPECT_TRUE(inputs.empty());
     expectWorks();

@@ -1,5 +1,5 @@
-// Replaces operator new and delete with malloc and free. All forms are replaced, because sanitizers report mismatched
-// pairs.
+// Replaces operator new and delete with malloc and free. Matching forms are replaced, because sanitizers report
+// mismatched pairs.
 #include "tests/support/allocation_counter.h"
 
 #include <algorithm>

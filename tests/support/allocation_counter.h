@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-/// Counts the calling thread's allocations, made with any form of `new`, since construction.
+/// Counts the calling thread's allocations with `new` since construction.
 class AllocationCounter {
 public:
     AllocationCounter();

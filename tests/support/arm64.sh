@@ -5,8 +5,8 @@ PATH=$PATH:/usr/sbin:/sbin
 . "$(dirname -- "${BASH_SOURCE[0]}")/mirror.sh"
 namespace_process=
 
-# binfmt_misc handlers belong to a user namespace, so the machine's own handlers do not change. end_namespace must be
-# called at the end.
+# Creates the user namespace for in_arm64. binfmt_misc handlers belong to a user namespace, so the machine's handlers do
+# not change. The script must call end_namespace at its end.
 start_namespace() {
   unshare --user sleep infinity &
   namespace_process=$!
@@ -34,8 +34,8 @@ in_arm64() {
 }
 
 # make_arm64_base FOLDER PACKAGE...: creates a minimal Debian with the given packages in FOLDER, unless FOLDER already
-# contains this release with these packages. Uses this machine's release, because a program needs libraries at least as
-# new as at build time.
+# contains this release with these packages. Uses this machine's release, because programs built on this machine need
+# libraries at least as new as its own.
 make_arm64_base() {
   local folder=$1 release mirror packages
   shift

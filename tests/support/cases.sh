@@ -1,4 +1,4 @@
-# Sourced by tests that are shell scripts: runs, reports and counts their cases. Writes its log to the folder $work.
+# Sourced by tests that are shell scripts: runs, reports and counts their cases. Writes a case's output to $work/log.
 # shellcheck shell=bash disable=SC2154 # the sourcing script sets work
 passed=0 failed=0
 
@@ -7,8 +7,8 @@ around_case() {
   "$@"
 }
 
-# it SENTENCE FUNCTION [ARGUMENT...]: runs a case in a subshell. The case fails when any command of the
-# function fails.
+# it SENTENCE FUNCTION [ARGUMENT...]: runs a case in a subshell with `set -e`: the case fails at the first command that
+# fails.
 it() {
   local sentence=$1 outcome
   shift

@@ -8,7 +8,7 @@ seal() {
   seal_payload "$2" "${3-$(cat version.txt)}"
 }
 
-# seal_payload OUT VERSION: signs ./payload as one chunk.
+# seal_payload OUT VERSION: writes a container with ./payload as its only chunk.
 seal_payload() {
   local size
   size=$(stat -c %s payload)
@@ -17,7 +17,7 @@ seal_payload() {
   seal_manifest "$1"
 }
 
-# seal_manifest OUT: signs ./manifest and adds ./payload.
+# seal_manifest OUT: writes a container from ./manifest, which it signs, and ./payload.
 seal_manifest() {
   printf 'tonecrate-fw-02\n%08d\n' "$(stat -c %s manifest)" | cat - manifest >signed
   sign signed sealed "$work/keys"

@@ -76,7 +76,7 @@ TEST(DrawingModel, LinesInEveryDirectionEqualBresenhamsLines)
     }
 }
 
-TEST(AllocationCounterTest, CountsEveryFormOfNew)
+TEST(AllocationCounterTest, CountsPlainArrayNothrowAndAlignedNew)
 {
     const AllocationCounter counter;
     EXPECT_EQ(counter.count(), 0U);

@@ -18,8 +18,8 @@ host_mirror() {
   printf '%s\n' "$mirror"
 }
 
-# prepare_apt FOLDER ARCHITECTURE SUITE...: sets apt_options for a private apt configuration in FOLDER, with packages
-# from $mirror.
+# prepare_apt FOLDER ARCHITECTURE SUITE...: sets apt_options for a private apt configuration in FOLDER, and downloads
+# the package lists of the suites from $mirror.
 prepare_apt() {
   local root=$1 architecture=$2 suite
   shift 2

@@ -1,6 +1,6 @@
-// Overrides all functions of the C library that open a path or query its status, so that the test double intercepts
-// the device's paths. The dynamic linker resolves these names to the program's definitions first, even for calls from
-// shared libraries. All functions are overridden, because versions of libstdc++ differ in the functions that they call.
+// Overrides the C library's functions that open a file or query its status, so that the test double intercepts the
+// device's paths. The dynamic linker resolves these names to the program's definitions first, even for calls from
+// shared libraries. Every variant is overridden, because versions of libstdc++ differ in the variants that they call.
 #include "tests/support/system_calls.h"
 
 #include <cerrno>

@@ -1,5 +1,5 @@
-// Tests that the test double intercepts the device's paths in every C library function that takes a path. If these
-// tests fail, the test double may be the cause of other failures.
+// Tests that the test double intercepts the device's paths in the functions that open a file or query its status. If
+// these tests fail, the test double may be the cause of other failures.
 #include "tests/support/scratch_folder.h"
 #include "tests/support/system_calls.h"
 

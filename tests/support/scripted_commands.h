@@ -12,7 +12,7 @@
 #include <string>
 #include <sys/types.h>
 
-/// The result of one or more reads of a command's output: bytes, an error or, if both are empty, the end of the output.
+/// The result of one or more reads of a command's output: bytes, an error or, with neither, the end of the output.
 struct ScriptedRead {
     std::string bytes;
     int error = 0;
@@ -36,12 +36,12 @@ class ScriptedCommands {
 public:
     explicit ScriptedCommands(CallLog& callLog) : log(callLog) {}
 
-    /// Replaces the next start of `commandLine` by `command`. Unscripted commands run unchanged, except that an
+    /// Runs `command` at the next start of `commandLine`. Unscripted commands run unchanged, except that an
     /// unscripted command in /usr/sbin throws std::logic_error.
     void script(const std::string& commandLine, ScriptedCommand command) { scripts[commandLine] = std::move(command); }
     bool commandStartFails = false;
     bool exitStatusFails = false;
-    /// The descriptor of the pipe from the command that was started last; -1 after its end.
+    /// The descriptor of the pipe from the command that was started last; -1 after the pipe has been closed.
     [[nodiscard]] int commandDescriptor() const { return pipeFd; }
     [[nodiscard]] std::size_t commandReads() const { return readCount; }
 

@@ -18,7 +18,7 @@
 /// While an instance exists, it intercepts accesses to the device's fixed paths, sleeps, and starts of commands. All
 /// other calls go to the system. At most one instance may exist. system_calls.cmake links the test double to a program.
 ///
-/// The log has one line per call: the lines that DisplayBus and ScriptedCommands describe, and lines such as
+/// The log has the lines that DisplayBus and ScriptedCommands describe, and lines such as
 ///
 ///     open /dev/spidev0.0 flags 1      ioctl 40016B01 = 3         close /dev/spidev0.0
 ///     wait 20000 us                    mmap length 4096 ...       encoder read of 24 bytes
@@ -87,7 +87,7 @@ private:
     [[nodiscard]] const std::string& pathOf(int fd) const;
     ssize_t limited(std::size_t count) const;
 
-    /// Far above the descriptor limit of a process, so calls that bypass the double fail.
+    /// Far above the descriptors that a test opens, so calls that bypass the double fail.
     static constexpr int firstFd = 900000;
 
     /// Guards `devices`, which is also used by the product's threads.

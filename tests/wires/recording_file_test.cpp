@@ -258,7 +258,7 @@ TEST_F(RecordingFileTest, APipeWithoutAReaderCausesNoSignal)
     EXPECT_EQ(thrownMessage([&] { recording.finish(); }), "cannot write " + file.string() + ": Broken pipe");
 }
 
-/// The kernel then reports the part that it has written, but sends SIGPIPE.
+/// In this case, write(2) returns the number of bytes written before the pipe was closed, but the kernel sends SIGPIPE.
 TEST_F(RecordingFileTest, APipeThatIsClosedDuringAWriteCausesNoSignal)
 {
     ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
