@@ -18,29 +18,31 @@
 /// Every wait throws std::runtime_error if the board ends, or if three minutes pass, before its condition is met. The
 /// console output, the events on the wires and the last screen are stored in board_runs/NAME/ in the build folder, as
 /// is wires.vcd, a recording of the lines (see Bus::recordWires). The environment variable BOARD_WIRES_LIMIT sets the
-/// largest size of wires.vcd in bytes; default: 16 MiB. After a failed test, the card is kept there too.
+/// largest size of wires.vcd in bytes; default: 16 MiB. After a failed test, the board's copy of the card is kept
+/// there too.
 class Board {
 public:
     struct Setup {
         std::string name;
-        /// The SD card image, which the board modifies; default: a copy of the prepared card.
+        /// The SD card image, which the board modifies unless `discardsChanges` is set; default: a copy of the prepared
+        /// card.
         std::filesystem::path card = {};
-        /// Discards the changes of the card at the end.
+        /// Discards all changes to the card.
         bool discardsChanges = false;
         std::filesystem::path initramfs = std::filesystem::path(STAGE_DIR) / "initramfs";
-        /// Observes the wires from power-on. The constructor then does not wait until the board has booted.
+        /// Observes the wires from power-on. The constructor then does not wait for the boot.
         bool observesBoot = false;
         /// Kernel options that the updater needs.
         std::string kernelOptions = "iomem=relaxed spidev.bufsiz=10240";
         /// The kernel option that assigns the processors; default: all processes run on the first processor. The
         /// emulator runs the four processors in turn, so a processor that polls the SPI controller delays the others.
         std::string processors = "isolcpus=1-3";
-        /// The device tree, one of the prepared trees. With wired.dtb the I2C bus works, at the cost of continual
-        /// interrupts; with unwired.dtb every I2C transfer times out.
+        /// The file name of a device tree that make_board.sh created. With wired.dtb the I2C bus works, at the cost of
+        /// continual interrupts; with unwired.dtb every I2C transfer times out.
         std::string tree = "without_i2c.dtb";
     };
 
-    /// Boots the board, and returns when it accepts commands.
+    /// Boots the board. Unless `observesBoot` is set, returns when the board accepts commands.
     explicit Board(const Setup& setup);
     Board(const Board&) = delete;
     Board& operator=(const Board&) = delete;
@@ -51,7 +53,7 @@ public:
     /// Starts the updater. First makes the display's lines inputs, as they are at power-on without the overlay, so that
     /// the events include the updater's selection of their functions.
     void startUpdater();
-    /// Kills the updater and its scripts; the kernel keeps running.
+    /// Stops the updater and its scripts; the kernel keeps running.
     void stopUpdater();
     void turn(int detents);
     /// Presses and releases the button. After each change, waits until the debounced state has changed too.

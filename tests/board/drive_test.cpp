@@ -1,4 +1,4 @@
-// Drives without a valid update, and unusual drives.
+// Drives without a valid update, unusual drives, and fast turns in the menu.
 #include "tests/board/board_test.h"
 #include "updater/screen_texts.h"
 
@@ -115,7 +115,7 @@ TEST_F(Drive, ShowsTheLatestSelectionAfterFastTurns)
     board->pull();
 }
 
-/// The kernel creates /dev/sda before /dev/sda1, so the program may find the drive before its partition exists.
+/// The kernel creates /dev/sda before /dev/sda1, so the program may pass /dev/sda to decrypt.sh.
 TEST_F(Drive, AcceptsADriveFoundBeforeItsPartition)
 {
     board->stopUpdater();

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-/// Every operation throws std::runtime_error if the emulator has ended.
+/// Operations that need the emulator throw std::runtime_error if it has ended.
 class Emulator {
 public:
     /// Thrown by `execute` when the emulator rejects a command.

@@ -2,7 +2,7 @@
 # Downloads and unpacks the Debian packages of the emulated board; installs nothing.
 # Usage: fetch_packages.sh FOLDER
 # FOLDER/emulator        QEMU for this machine
-# FOLDER/board           the programs and libraries of the board and of its unit tests (64-bit Arm)
+# FOLDER/board           the board's kernel, programs and libraries, and the libraries of the unit tests (64-bit Arm)
 # FOLDER/kernel_version  the version of the kernel
 # Does nothing if FOLDER was filled by the same version of this script.
 set -euo pipefail
@@ -44,7 +44,7 @@ fetch_board() {
     prepare_apt "$work/board" arm64 "$release"
     kernel=$(apt-cache "${apt_options[@]}" show linux-image-arm64 |
         sed -n 's/^Depends: linux-image-\([^ ]*\).*/\1/p' | head -n 1)
-    [[ -n $kernel ]] || fail "Debian $release has no kernel for arm64 here"
+    [[ -n $kernel ]] || fail "found no kernel for arm64 in Debian $release"
     mkdir "$work/board/archives"
     (cd "$work/board/archives" && apt-get "${apt_options[@]}" download "linux-image-$kernel" "${board_packages[@]}")
     unpack_all "$work/board/archives" "$work/done/board"

@@ -10,8 +10,8 @@ namespace {
 
 using testing::Contains;
 
-/// The number of tested writes to each device. In one test, all writes fail from the tested write on; in another, only
-/// writes to its sectors fail.
+/// The number of writes to each device that the suite `All` tests. In one test, the tested write and all later writes
+/// fail; in another, only writes to its sectors fail.
 constexpr int pointsOfMemory = 20;
 constexpr int pointsOfBackup = 8;
 
@@ -38,7 +38,8 @@ protected:
                                [](const std::string& text, const std::string& line) { return text + line + "\n"; });
     }
 
-    /// Runs a command of io_errors.sh. Returns the script that failed because of the errors, or "none".
+    /// Runs a command of io_errors.sh. Returns the script that failed because of the errors, or "none"; empty for the
+    /// command `drive`.
     static std::string outcomeOf(const std::string& command)
     {
         const auto lines = board->run("io_errors.sh " + command);

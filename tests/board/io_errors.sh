@@ -1,14 +1,15 @@
 #!/bin/sh
-# Runs on the emulated board: updates a device whose memory, backup or drive has I/O errors, and then updates it again
-# without errors. Prints OUTCOME and the script that fails, or "none"; the command drive only runs decrypt.sh and prints
-# no outcome. Exits with status 1 and a reason when a script violates its contract.
+# Runs on the emulated board. The commands moment, place and unreadable update a device whose memory or backup has I/O
+# errors, print OUTCOME and the script that fails, or "none", and then update the device again without errors. The
+# command drive only runs decrypt.sh. Exits with status 1 and a reason if a script violates its contract.
 # Usage: io_errors.sh prepare                        the first command; the drive must be plugged in
-#        io_errors.sh moment DEVICE NUMBER COUNT     DEVICE rejects all writes from the command of the chosen write on
+#        io_errors.sh moment DEVICE NUMBER COUNT     DEVICE rejects the chosen write and all later writes
 #        io_errors.sh place DEVICE NUMBER COUNT      DEVICE rejects writes to the sectors of the chosen write
-#        io_errors.sh unreadable DEVICE FILE LINE    FILE on DEVICE has read and write errors after the progress LINE
+#        io_errors.sh unreadable DEVICE FILE LINE    FILE on DEVICE has read and write errors after progress line LINE
 #        io_errors.sh drive PART STATUS              decrypt.sh must exit with STATUS if PART of the drive has errors
-# DEVICE is memory or backup. NUMBER chooses one of COUNT evenly distributed writes of an update, and starts at 0. LINE
-# is the beginning of a progress line. PART is boot_sector, table, folder, header or payload.
+# DEVICE is memory or backup. NUMBER chooses one of COUNT evenly distributed writes of an update, and starts at 0; with
+# moment, the errors begin with the shell command that causes this write. LINE is the beginning of the line. PART is
+# boot_sector, table, folder, header or payload.
 export LC_ALL=C PATH=/usr/sbin:/usr/bin:/sbin:/bin
 export DM_DISABLE_UDEV=1 # so that dmsetup creates the device nodes
 settings=/etc/tonecrate/updater.conf
@@ -110,7 +111,8 @@ copy_contents() {
     cp -a $work/fw/firmware $work/fw/version.txt $work/old/presets $work/new/
 }
 
-# Lists the writes of an update to each device: the first sector, the number of sectors, and the number of the command.
+# Lists the writes of an update to the memory and to the backup: the first sector, the number of sectors, and the number
+# of the command.
 observe_update() {
     renew
     mount -t tracefs tracefs $trace
@@ -189,8 +191,8 @@ expect_no_backup() {
     umount $seen
 }
 
-# Updates with errors, then without errors. A successful update must be complete, and one that fails early must not
-# change the memory.
+# Updates with errors, then without errors. A successful update must be complete. An update that fails before it
+# formats the memory must not change the files on the memory.
 update_twice() {
     update
     [ -e $broken ] || die "there were no errors"
@@ -250,7 +252,7 @@ unreadable() {
     update_twice
 }
 
-# number OFFSET SIZE: prints the number of SIZE bytes at OFFSET in the drive's boot sector.
+# number OFFSET SIZE: prints the unsigned number that occupies SIZE bytes at OFFSET in the drive's boot sector.
 number() {
     od -A n -t "u$2" -j "$1" -N "$2" /dev/ram2 | tr -d ' '
 }

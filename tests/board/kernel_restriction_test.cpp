@@ -41,7 +41,7 @@ TEST(KernelRestriction, RejectedFramesLeaveTheDisplayBlank)
     // The busy indicator keeps turning, so the program keeps sending frames.
     const Events expected = Events{"line 5 output"} + expected::ledSetUp() + expected::displaySetUp() +
                             Events{"command 5C", "command 5C", "command 5C"};
-    board.waitFor("three frames", [&](const Bus& bus) { return bus.events().size() >= expected.size(); });
+    board.waitFor("three rejected frames", [&](const Bus& bus) { return bus.events().size() >= expected.size(); });
     EXPECT_EQ(firstDifference(eventsOf(board), expected), "");
     EXPECT_FALSE(board.withBus(hasScreen));
     EXPECT_THAT(board.linesOfUpdater(), ElementsAre("Starting updater..."));

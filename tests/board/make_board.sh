@@ -9,7 +9,7 @@
 #   card.img                            the SD card: firmware 1.4.2 and the user's presets on the third partition
 #   firmware/, presets/                 the files that an update installs, and the files that it keeps
 #   keys/                               the keys of the firmware files
-#   *.img                               USB drives
+#   drive*.img                          USB drives
 set -euo pipefail
 export LC_ALL=C
 PATH=$PATH:/usr/sbin:/sbin # an ordinary user's PATH lacks the file system tools

@@ -91,7 +91,7 @@ board_boots_this_image() {
   cmp -n "$(gzip -dc "$image" | wc -c)" <(gzip -dc "$image") "$build/board_stage/initramfs"
 }
 
-# Compresses each module of the image with gzip, xz or zstd, alternating.
+# Compresses the modules of the image with gzip, xz and zstd in turn.
 compressed_modules_are_unpacked() {
   local version source name count=0
   version=$(cat "$packages/kernel_version")

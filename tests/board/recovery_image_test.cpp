@@ -20,7 +20,7 @@ TEST(RecoveryImage, WaitsForALateEncoder)
 }
 
 /// Boots the image without the tests' own files.
-TEST(RecoveryImage, StartsTheUpdaterWithoutSettingsAndDevices)
+TEST(RecoveryImage, StartsTheUpdaterWithoutSettingsEncoderAndLeds)
 {
     Board board({.name = "RecoveryImageAlone",
                  .initramfs = std::filesystem::path(STAGE_DIR) / "recovery.cpio.gz",

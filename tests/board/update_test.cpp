@@ -1,4 +1,4 @@
-// Updates, a factory reset and power cuts with the example scripts, a FAT drive and a partition of the card.
+// Updates, factory resets and power cuts with the example scripts, on a FAT drive and the SD card's partitions.
 #include "tests/board/board_test.h"
 
 #include <memory>

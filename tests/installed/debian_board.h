@@ -6,23 +6,23 @@
 #include <filesystem>
 #include <string>
 
-/// The constructor returns when systemd has finished the boot.
+/// Unless `observesBoot` is set, the constructor returns when systemd has finished the boot.
 class DebianBoard : public Board {
 public:
     struct Options {
         std::string kernelOptions = {};
-        /// The device tree, one of the trees of the board.
+        /// The file name of a device tree; see Board::Setup::tree.
         std::string tree = "wired.dtb";
-        /// Observes the wires from power-on. The constructor then does not wait for the boot.
+        /// See Board::Setup::observesBoot.
         bool observesBoot = false;
     };
 
-    /// `card` names a card of make_system.sh; its changes are discarded.
+    /// `card` is the file name of a card that make_system.sh created; changes to it are discarded.
     DebianBoard(const std::string& name, const std::string& card, const Options& options);
 
-    /// Runs a shell command, which must succeed, and returns its output. Throws std::runtime_error when it fails.
+    /// Runs a shell command and returns its output. Throws std::runtime_error if the command fails.
     std::string query(const std::string& command);
-    /// Returns true when the shell command succeeds.
+    /// Runs a shell command. Returns true if it succeeds.
     bool succeeds(const std::string& command);
     /// The messages of the updater and its scripts, and of systemd about the service, since the last call.
     std::string journal();

@@ -92,7 +92,7 @@ std::unique_ptr<DebianBoard> InstalledPackage::board;
 bool InstalledPackage::isBroken = false;
 std::string InstalledPackage::presetsBefore;
 
-/// Lists all files except those that every installation of a package changes.
+/// Lists all files, except in folders whose contents also change for other reasons.
 const std::string listFiles = "find / -xdev -path /var/cache -prune -o -path /var/lib/dpkg -prune -o "
                               "-path /var/log -prune -o -path /var/lib/apt -prune -o -path /var/lib/systemd -prune -o "
                               "-path /var/tmp -prune -o -path /tmp -prune -o -print | sort";

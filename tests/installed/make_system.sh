@@ -1,5 +1,5 @@
 #!/bin/bash
-# Creates the SD cards of a Debian system with systemd for the emulated board, and the initramfs that starts it.
+# Creates SD cards with a Debian system for the emulated board, and the initramfs that starts the system.
 # Usage: make_system.sh BOARD_PACKAGES STAGE RECOVERY UPDATER_PACKAGES CACHE OUT   (needs root)
 #   BOARD_PACKAGES     the output of tests/board/fetch_packages.sh
 #   STAGE              the output of tests/board/make_board.sh
@@ -9,7 +9,7 @@
 # Replaces OUT with a folder that contains:
 #   initramfs       mounts the second partition of the card and starts systemd
 #   new.img         a card with the system; the packages are in /srv/packages, newer ones in /srv/packages/next
-#   installed.img   the same system; the packages were installed without systemd
+#   installed.img   the same system, with the packages installed while systemd was not running
 # Both cards also have the partitions of the card in STAGE.
 set -euo pipefail
 shopt -s inherit_errexit

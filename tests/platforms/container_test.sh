@@ -1,7 +1,7 @@
 #!/bin/bash
 # Builds the image described by Containerfile with Buildah, on a base system created by debootstrap, and runs
 # ./dev run and ./dev test in it. Needs root.
-# Usage: container_test.sh CACHE   (CACHE: folder in which the base system is kept)
+# Usage: container_test.sh CACHE   (CACHE: folder of the base system and the compiler cache)
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 . tests/platforms/root.sh

@@ -23,7 +23,8 @@ std::string nameOf(std::string fault)
     return fault;
 }
 
-/// Checks after each test that the updater is still running and has no additional threads, children or descriptors.
+/// Checks after each test that the updater is still running, and that it has no more threads, children or descriptors
+/// than before, except those of a running script.
 class FailingDevice : public testing::Test {
 protected:
     void SetUp() override
@@ -171,7 +172,8 @@ TEST_F(FastEncoder, OneRecordIsReadPerIteration)
 
 using Leds = std::array<std::uint8_t, 18>;
 
-// The number of transfers on the I2C bus, and the positions of some of them, counted from 1.
+// The number of transfers on the I2C bus, and the positions of some of them, counted from 1. Selecting a device counts
+// as a transfer.
 constexpr int i2cTransferCount = 23;
 constexpr int firstSelection = 1;
 constexpr int resetWrite = 2;

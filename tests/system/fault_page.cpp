@@ -124,10 +124,9 @@ void writeFault(std::ostream& page, const Fault& fault)
 
 void writeScriptFaults(std::ostream& page)
 {
-    page
-        << "\n## A script of another kind fails\n\n"
-           "Tested with scripts that do nothing else, so what survives depends on the script. Each entry is the screen "
-           "after the\nscript has ended.\n\n| The script";
+    page << "\n## A script other than the example scripts fails\n\n"
+            "Tested with scripts that do only what the first column says; what survives depends on the script. Each "
+            "entry is the\nscreen after the script has ended.\n\n| The script";
     for (const ScriptRun& run : allScriptRuns()) {
         page << " | " << run.title;
     }
@@ -175,9 +174,9 @@ std::string faultPage()
            "What goes wrong, when, what the owner sees, and what survives: "
         << cellCount()
         << " cells. `./dev test --all` tests each\n"
-           "cell on the simulated device with the example scripts. Do not edit this page: `./dev screens` generates it "
-           "from the\n"
-           "tables in `tests/system/fault_tables.cpp`.\n\n"
+           "cell on the simulated device, with the example scripts unless a section says otherwise. Do not edit this "
+           "page:\n"
+           "`./dev screens` generates it from the tables in `tests/system/fault_tables.cpp`.\n\n"
            "- When: the screen or the last progress line at which the fault begins. Unless its heading says otherwise, "
            "a "
            "fault\n"

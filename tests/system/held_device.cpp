@@ -59,7 +59,7 @@ DeviceParts::DeviceParts()
     makeDrives();
 }
 
-/// Small, because every cell of the fault matrix installs it.
+/// Small, because most cells of the fault matrix install it.
 void DeviceParts::makeFirmware()
 {
     fs::create_directories(folder / "firmware/engine");

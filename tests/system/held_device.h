@@ -33,7 +33,7 @@ private:
     std::map<std::string, std::filesystem::path> drives;
 };
 
-/// Operations throw std::runtime_error if the device cannot be used.
+/// `switchOn` and `release` throw std::runtime_error if they cannot use the FIFO that holds the scripts.
 class HeldDevice {
 public:
     HeldDevice();

@@ -11,7 +11,7 @@ enum class Act { TurnLeft, TurnRight, Click, LongPress, Wait, Progress, Noise, S
 
 struct Step {
     Act act;
-    /// Fail: the exit status. Wait and Noise: scales the length. Progress: the step number. Otherwise unused.
+    /// Fail: the exit status. Wait and Noise: scales the length. Progress: the number in the line. Otherwise unused.
     int number;
 };
 

@@ -1,4 +1,4 @@
-// The golden screens: every screen that the updater shows, compared with its picture in screens/.
+// The golden screens: every kind of screen that the updater shows, compared with its picture in screens/.
 #include "tests/system/system_test.h"
 
 #include "updater/timing.h"

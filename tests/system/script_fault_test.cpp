@@ -344,7 +344,7 @@ void ScriptFaults::expectNextInputIsHandled()
         EXPECT_TRUE(device->standardOutput().ends_with("Started install.sh\nEverything done"));
     } else if (model.place() == Place::Dialog) {
         EXPECT_TRUE(model.isReset());
-    } else { // a failure is final, even when another drive appears
+    } else { // the final screen stays, even when another drive appears
         device->unplug();
         device->run(600);
         device.writeFile("dev/sda", "");

@@ -15,7 +15,7 @@
 #include <memory>
 #include <string>
 
-/// A simulated device in virtual time. It is off until `switchOn` is called.
+/// A simulated device in virtual time. It is off at first.
 class TestDevice {
 public:
     TestDevice();
