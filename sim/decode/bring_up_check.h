@@ -1,4 +1,4 @@
-// Compares how the display is initialised with the required sequence, and measures the waits.
+// Checks whether the display is initialised with the required sequence, and measures the waits.
 #pragma once
 
 #include "sim/decode/captured_edge.h"
@@ -14,18 +14,19 @@
 namespace sim {
 
 /// A bring-up begins with the last rising edge of the reset line before a transfer, and ends when the display is
-/// switched on, or at the first wrong byte. Earlier pulses are ignored: the line may be low when the program makes it
-/// an output. Waits are measured from the end of a transfer to the beginning of the next transfer.
+/// switched on, at the first wrong byte, or when the reset line changes. Earlier pulses are ignored: the line may be
+/// low when the program makes it an output. The waits after commands are measured from the end of a transfer to the
+/// beginning of the next transfer.
 class BringUpCheck {
 public:
     struct Wait {
         /// Such as "after OTP up-load".
         std::string name;
         std::chrono::milliseconds required;
-        /// None if the wait began before the capture.
+        /// None if the capture does not contain the beginning of the wait.
         std::optional<CaptureTime> measured;
 
-        /// True if the wait was not measured. Tolerates 0.1 % for the clock of the logic analyser.
+        /// Also true if the wait was not measured. Tolerates 0.1 % for the clock of the logic analyser.
         [[nodiscard]] bool isLongEnough() const;
     };
 
@@ -51,7 +52,7 @@ private:
 
     Level reset = Level::Undefined;
     bool hasResetLevel = false;
-    // None if the phase began before the capture.
+    // None if the capture does not contain the beginning of the phase.
     std::optional<CaptureTime> highSince;
     std::optional<CaptureTime> highDuration;
     std::optional<CaptureTime> lowSince;

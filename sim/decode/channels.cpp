@@ -86,7 +86,7 @@ ChannelMap parseChannels(std::string_view list)
         list.remove_prefix(std::min(comma + 1, list.size()));
         const std::size_t equals = entry.find('=');
         if (equals == std::string_view::npos || equals + 1 == entry.size()) {
-            throw std::invalid_argument("expected NAME=CHANNEL, but found \"" + std::string(entry) + "\"");
+            throw std::invalid_argument("expected LINE=CHANNEL, but found \"" + std::string(entry) + "\"");
         }
         const std::optional<Line> line = lineNamed(entry.substr(0, equals));
         if (!line) {

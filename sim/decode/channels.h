@@ -20,9 +20,9 @@ using ChannelMap = std::map<Line, std::string>;
 /// The inverse of `parseChannels`.
 [[nodiscard]] std::string print(const ChannelMap& channels);
 
-/// Returns the wire of each line: the wire named in `requested`, or if there is no request, the first wire with the
-/// name of the line, or null. Names may include scopes, and case is ignored. Throws CaptureError if a requested wire
-/// does not exist, if two lines have the same wire, or if no line has a wire.
+/// Returns the wire of each line: the wire named in `requested`; if the line is not in `requested`, the first wire with
+/// the name of the line, or null. Names may include scopes, and case is ignored. Throws CaptureError if a requested
+/// wire does not exist, if two lines have the same wire, or if no line has a wire.
 [[nodiscard]] PerLine<const VcdWire*> findChannels(std::span<const VcdWire> wires, const ChannelMap& requested,
                                                    const std::string& file);
 

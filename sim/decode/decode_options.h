@@ -30,10 +30,10 @@ public:
 };
 
 /// Parses the arguments, without the program's name. The value of an option is the next argument or follows "=". Throws
-/// DecodeUsageError if an argument is invalid.
+/// DecodeUsageError if an argument is invalid or the capture is missing.
 [[nodiscard]] DecodeOptions parseDecodeOptions(std::span<const std::string> arguments);
 
-/// The text of --help. The first line is the usage line.
+/// The text of --help. The usage ends at the first empty line.
 [[nodiscard]] std::string decodeHelpText();
 
 } // namespace sim

@@ -24,12 +24,13 @@ public:
     /// Called for each block that is read.
     using Progress = std::function<void(const CaptureFile& file)>;
 
-    /// Opens the capture and reads its header. Throws CaptureError if the capture cannot be decoded at all, and
-    /// std::runtime_error if the folder cannot be created.
+    /// Opens the capture and reads its header. Throws CaptureError if the file cannot be read, its header is invalid,
+    /// or necessary channels are missing, and std::runtime_error if the folder cannot be created or must not be
+    /// replaced.
     Decoding(DecodeOptions decodeOptions, const ReferenceScreens& references);
 
     /// Decodes the capture up to its end or to the first damage, which is reported in Report::damage, and completes the
-    /// folder with the results. Throws CaptureError if the capture makes no sense, and std::runtime_error if the
+    /// folder with the results. Throws CaptureError if `diagnose` finds a reason, and std::runtime_error if the
     /// results cannot be written.
     void run(const Progress& progress);
     /// Requires that `run` has returned.

@@ -39,10 +39,10 @@ enum class BusState : std::uint8_t { Silent, Sensible, Senseless };
 [[nodiscard]] BusState displayState(const Decoder& decoder);
 [[nodiscard]] BusState ledState(const Decoder& decoder);
 
-/// Explains why `decoder`, set up with `setup`, decoded nothing sensible from a capture that begins with `edges`: two
+/// Explains why `decoder`, set up with `setup`, failed to decode a capture that begins with `edges`, or lost bits: two
 /// channels are swapped, a line is inverted, the SPI mode is wrong, the sampling rate is too low, or there are no
-/// edges. `channels` contains the name of each line that is present. Returns nothing if the capture was decoded, or if
-/// there is no explanation.
+/// edges. `channels` contains the channel of each line that is present. Returns nothing if the capture was decoded, or
+/// if there is no explanation.
 [[nodiscard]] std::optional<std::string> diagnose(std::span<const CapturedEdge> edges, const Decoder::Setup& setup,
                                                   const Decoder& decoder, const ChannelMap& channels);
 

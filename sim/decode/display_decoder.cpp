@@ -182,7 +182,8 @@ bool DisplayDecoder::drops(const SpiTransfer& transfer)
     }
     isDropping = false;
     if (dropped > 0) {
-        note(transfer.begin, std::to_string(dropped) + " transfers before the first complete command are ignored");
+        note(transfer.begin,
+             std::to_string(dropped) + " transfers before the first extension command or memory write are ignored");
     }
     return false;
 }

@@ -33,9 +33,9 @@ public:
     /// Logs the pending command, even if more of its data follow.
     void flush() { log.flush(); }
 
-    /// Transfers without violations.
+    /// Transfers without violations other than a wrong SPI mode.
     [[nodiscard]] std::uint64_t goodTransfers() const { return good; }
-    /// Transfers with violations or without clock edges.
+    /// Transfers with other violations or without clock edges.
     [[nodiscard]] std::uint64_t badTransfers() const { return bad; }
     /// The bytes of the good transfers.
     [[nodiscard]] std::uint64_t goodBytes() const { return bytes; }
@@ -85,7 +85,7 @@ private:
     bool mayBeInitialised = true;
     bool wasReset = false;
     bool isAssumed = false;
-    /// Whether transfers are dropped until a command that is certain to be complete.
+    /// Whether transfers are dropped until an extension command or a memory write.
     bool isDropping = false;
     std::uint64_t dropped = 0;
     bool isLeadingEdgeSampled = false;

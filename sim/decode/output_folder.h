@@ -9,8 +9,8 @@ namespace sim {
 
 class OutputFolder {
 public:
-    /// Throws std::runtime_error if `path` exists and contains anything but results of this program, or if the folder
-    /// cannot be created. The results are written to a temporary folder next to `path`.
+    /// Creates a temporary folder next to `path` for the results. Throws std::runtime_error if that fails, or if `path`
+    /// exists and is not a folder, or contains anything but results of this program.
     explicit OutputFolder(std::filesystem::path path);
     OutputFolder(const OutputFolder&) = delete;
     OutputFolder& operator=(const OutputFolder&) = delete;

@@ -121,9 +121,10 @@ void printLimits(Printer& printer, const Report& report)
         {hasClock && !has(Line::Mosi), "without mosi, the transfers are measured, but not decoded"},
         {hasClock && has(Line::Mosi) && !has(Line::DataCommand),
          "without dc, the bytes to the display are logged, but not decoded"},
-        {hasClock && !has(Line::ChipSelect), "without cs, dc and pauses of the clock separate the transfers"},
+        {hasClock && !has(Line::ChipSelect),
+         "without cs, the transfers are separated by dc and by pauses of the clock"},
         {hasClock && !has(Line::Reset), "without reset, the initialisation is not checked"},
-        {!has(Line::Scl) || !has(Line::Sda), "without scl and sda, the LEDs are not decoded"},
+        {!has(Line::Scl) || !has(Line::Sda), "the LEDs are decoded only with both scl and sda"},
     };
     for (const auto& limit : limits) {
         if (limit.applies) {

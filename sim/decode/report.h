@@ -16,7 +16,7 @@ namespace sim {
 struct Expectation {
     std::string text;
     bool isMet = false;
-    /// When it was met, or why not.
+    /// When it was met, or why it was not; may be empty.
     std::string detail{};
 };
 

@@ -20,7 +20,8 @@ struct SpiTransfer {
     std::uint64_t byteCount = 0;
     /// The number of bits after the last complete byte.
     int spareBits = 0;
-    /// Whether the data are sampled at the first of the two clock edges of a bit, as in SPI modes 0 and 2.
+    /// Whether the data are sampled at the first of the two clock edges of a bit, as in SPI modes 0 and 2. False if
+    /// chip select is not in the capture.
     bool samplesLeadingEdge = false;
 };
 

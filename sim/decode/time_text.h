@@ -11,7 +11,7 @@ namespace sim {
 [[nodiscard]] std::string timeText(CaptureTime time);
 /// Four significant digits with a suitable unit, such as "6.554 ms".
 [[nodiscard]] std::string durationText(CaptureTime duration);
-/// The frequency of a period in MHz, kHz or Hz, such as "12.50 MHz".
+/// The frequency of a period, in MHz, kHz or Hz, such as "12.50 MHz".
 [[nodiscard]] std::string frequencyText(CaptureTime period);
 
 } // namespace sim

@@ -58,7 +58,7 @@ bool TokenReader::refill()
 {
     const auto unread = static_cast<std::size_t>(end - position);
     if (unread == buffer.size()) {
-        throw std::length_error("a token of more than 1 MiB");
+        throw std::length_error("a token of 1 MiB or more");
     }
     std::copy(position, end, buffer.data());
     const std::size_t count = source(std::span(buffer).subspan(unread));

@@ -226,7 +226,7 @@ void VcdReader::readVariable(const std::vector<std::string>& scopes)
 {
     const std::vector<std::string> parts = words("$var");
     if (parts.size() < 4) {
-        fail("$var without type, size, identifier and name");
+        fail("incomplete $var: expected type, size, identifier and name");
     }
     const std::optional<std::uint64_t> width = parsed(parts[1]);
     if (!width) {
@@ -347,7 +347,7 @@ void VcdReader::readTime(std::string_view digits)
         fail("wrong time " + excerpt(digits));
     }
     if (*value > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max() / multiplier)) {
-        fail("time " + excerpt(digits) + " is after 106 days");
+        fail("time " + excerpt(digits) + " is too large");
     }
     if (*value < tick && firstTick) {
         fail("time " + std::to_string(*value) + " follows time " + std::to_string(tick));

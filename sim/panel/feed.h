@@ -16,7 +16,7 @@ namespace sim {
 /// Thread-safe.
 class Feed {
 public:
-    /// How many entries of the log a new reader receives.
+    /// How many of the latest log entries are kept for new and slow readers.
     static constexpr std::size_t maxLogEntries = 1000;
 
     /// The numbers of states, frames and log entries that had been published when the reader last received events.

@@ -53,9 +53,9 @@ public:
     /// For the request line and all headers together.
     static constexpr std::size_t maxHeadBytes = 32768;
 
+    /// An exception becomes the response 500 with its message.
     struct Handlers {
         std::function<Admission(const HttpRequest&)> admit;
-        /// An exception becomes the response 500 with its message.
         std::function<HttpResponse(const HttpRequest&)> respond;
     };
 
@@ -64,7 +64,7 @@ public:
     HttpServer(const std::string& address, std::uint16_t port, Handlers chosenHandlers);
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
-    /// Disconnects the clients. From now on, the streams must not block. libmicrohttpd 0.9.75 crashes if it rejects a
+    /// Disconnects the clients. Requires that no stream blocks any longer. libmicrohttpd 0.9.75 crashes if it rejects a
     /// malformed request at this moment; the program destroys its only server just before it exits.
     ~HttpServer();
 

@@ -22,7 +22,7 @@ constexpr auto counterInterval = std::chrono::milliseconds(50);
 /// How many iterations "step frame" runs if the device sends no frame.
 constexpr std::uint64_t longestStep = 2000;
 
-/// Each file has up to 64 MiB, and so does the drive image that contains it.
+/// Each file has up to 64 MiB, and the drive image that contains it up to 72 MiB.
 constexpr std::size_t maxOwnFiles = 10;
 
 /// Thrown to end a wait for the updater when the program ends.

@@ -1,4 +1,4 @@
-// A session that runs in real time, in its own thread.
+// A session that runs in its own thread, at a chosen speed.
 #pragma once
 
 #include "sim/panel/feed.h"
@@ -41,13 +41,16 @@ public:
 
     /// Accepts "click", "hold" and the inputs of the scenario language except "plug file", and also "pause", "resume",
     /// "speed 1", "speed 4", "speed 16", "speed full", "step iteration" and "step frame". Throws SyntaxError for all
-    /// other texts. Creates the image of a drive if it does not exist; the device runs meanwhile. Does not wait until
-    /// the input is applied; if applying it fails, the log contains the reason.
+    /// other texts. "plug" first creates the image of the drive if it does not exist, while the device runs on; throws
+    /// std::runtime_error if that fails. Does not wait until the input is applied; if applying it fails, the log
+    /// contains the reason.
     void input(const std::string& text);
-    /// Replaces the device. `setup` consists of set-up statements. Throws std::runtime_error.
+    /// Replaces the device. `setup` consists of set-up statements. Throws std::runtime_error if a statement is invalid
+    /// or the device cannot be created.
     void replace(const std::string& setup);
-    /// Plugs a drive that contains the file. Throws std::runtime_error. The recording names the file "tonecrate.fw",
-    /// and files with other contents "tonecrate-2.fw" and so on.
+    /// Plugs a drive that contains the file. The recording names the first file "tonecrate.fw", and files with other
+    /// contents "tonecrate-2.fw" and so on. Throws std::runtime_error if the drive cannot be created, or after ten
+    /// files with different contents.
     void plugFirmware(const std::string& content);
 
     [[nodiscard]] Screen screen();
@@ -78,7 +81,7 @@ private:
     /// Executes the job in the thread, and waits. Exceptions propagate.
     void execute(const Job& job);
 
-    // In the thread.
+    // These functions run in the thread.
 
     void runUntilStopped(std::promise<void>& started);
     void runDueIterations();

@@ -15,7 +15,7 @@ struct PanelState {
     bool isRunning;
     /// See LiveClock.
     int speed;
-    /// The name of the reference picture; empty if there is none.
+    /// The name of the reference picture that equals the screen; empty if none does.
     std::string screenName;
     /// Measured only at speed 1.
     Pace pace{};
@@ -23,7 +23,7 @@ struct PanelState {
     std::vector<std::string> neededFiles{};
 };
 
-// These functions return a single line of JSON. They replace bytes that are not UTF-8.
+// The functions named ...Json return a single line of JSON. They replace bytes that are not UTF-8.
 
 [[nodiscard]] std::string stateJson(const PanelState& state);
 [[nodiscard]] std::string eventJson(const Event& event);

@@ -62,9 +62,9 @@ TEST(Channels, RejectsWrongLists)
         const char* list;
         const char* message;
     } cases[] = {
-        {"clk", "expected NAME=CHANNEL, but found \"clk\""},
-        {"clk=", "expected NAME=CHANNEL, but found \"clk=\""},
-        {"clk=D0,,mosi=D1", "expected NAME=CHANNEL, but found \"\""},
+        {"clk", "expected LINE=CHANNEL, but found \"clk\""},
+        {"clk=", "expected LINE=CHANNEL, but found \"clk=\""},
+        {"clk=D0,,mosi=D1", "expected LINE=CHANNEL, but found \"\""},
         {"sck=D0", "unknown line \"sck\"; the lines are cs, clk, mosi, dc, reset, scl, sda, button, encoder_a, "
                    "encoder_b"},
         {"clk=D0,clk=D1", "two channels for clk"},

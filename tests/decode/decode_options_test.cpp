@@ -62,7 +62,7 @@ TEST(DecodeOptions, RejectsWrongArguments)
         {{"a.vcd", "--output="}, "--output needs a value"},
         {{"a.vcd", "--glitch", "few"}, "--glitch accepts only a number of nanoseconds (0 to 1000000)"},
         {{"a.vcd", "--glitch", "1000001"}, "--glitch accepts only a number of nanoseconds (0 to 1000000)"},
-        {{"a.vcd", "--channels", "clk"}, "--channels: expected NAME=CHANNEL, but found \"clk\""},
+        {{"a.vcd", "--channels", "clk"}, "--channels: expected LINE=CHANNEL, but found \"clk\""},
         {{"a.vcd", "--expect", "success"}, "--expect accepts only \"initialisation\" or \"screen NAME\""},
         {{"a.vcd", "--expect", "screen"}, "--expect screen needs a value"},
     };

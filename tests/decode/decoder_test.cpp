@@ -308,7 +308,8 @@ TEST(Decoder, IgnoresTransfersBeforeTheFirstCompleteCommand)
     const auto begin = Capture().bringUp().command(0x5C).now() - 500ns;
     const Edges edges = Capture().bringUp().frame(bytes).frame(bytes).edges();
     const Decoded decoded(part(edges, begin, 10s));
-    EXPECT_EQ(decoded.notes, (Lines{beginsLate, "1 transfers before the first complete command are ignored"}));
+    EXPECT_EQ(decoded.notes,
+              (Lines{beginsLate, "1 transfers before the first extension command or memory write are ignored"}));
     EXPECT_EQ(decoded.violations, Lines{});
     EXPECT_EQ(decoded.screens, Lines{"2222"});
 }

@@ -227,12 +227,12 @@ TEST_F(DecodingTest, ReportsMissingChannels)
         const char* line;
         const char* limit;
     } cases[] = {
-        {"cs", "without cs, dc and pauses of the clock separate the transfers\n"},
+        {"cs", "without cs, the transfers are separated by dc and by pauses of the clock\n"},
         {"mosi", "without mosi, the transfers are measured, but not decoded\n"},
         {"dc", "without dc, the bytes to the display are logged, but not decoded\n"},
         {"reset", "without reset, the initialisation is not checked\n"},
-        {"scl", "without scl and sda, the LEDs are not decoded\n"},
-        {"sda", "without scl and sda, the LEDs are not decoded\n"},
+        {"scl", "the LEDs are decoded only with both scl and sda\n"},
+        {"sda", "the LEDs are decoded only with both scl and sda\n"},
     };
     for (const auto& [line, limit] : cases) {
         std::string text = shortSession();

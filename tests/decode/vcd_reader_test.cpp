@@ -191,7 +191,7 @@ TEST(VcdReader, NamesThePositionAndTheReasonOfAnError)
         {"$timescale 1 ns $end\nclk\n", "file:2: expected a keyword such as $var, but found \"clk\""},
         {"$timescale 3 ns $end", "file:1: wrong timescale \"3ns\": expected 1, 10 or 100 with s, ms, us, ns, ps or fs"},
         {"$timescale 1 m $end", "file:1: wrong timescale \"1m\": expected 1, 10 or 100 with s, ms, us, ns, ps or fs"},
-        {"$var wire 1 $end", "file:1: $var without type, size, identifier and name"},
+        {"$var wire 1 $end", "file:1: incomplete $var: expected type, size, identifier and name"},
         {"$var wire one ! clk $end", "file:1: wrong size of a variable: \"one\""},
         {"$var wire 1 ! clk\n$var wire 1 \" dc $end", "file:2: $var without $end"},
         {"$upscope $end", "file:1: $upscope without $scope"},
@@ -200,7 +200,7 @@ TEST(VcdReader, NamesThePositionAndTheReasonOfAnError)
         {header + "#1x\n", "file:5: wrong time \"1x\""},
         {header + "#-1\n", "file:5: wrong time \"-1\""},
         {header + "#99999999999999999999\n", "file:5: wrong time \"99999999999999999999\""},
-        {header + "#9999999999999999\n0!\n#10000000000000000\n", "file:5: time \"9999999999999999\" is after 106 days"},
+        {header + "#9999999999999999\n0!\n#10000000000000000\n", "file:5: time \"9999999999999999\" is too large"},
         {header + "#1\n1?\n", "file:6: unknown identifier \"?\""},
         {header + "#1\n1!!", "file:6: truncated or unknown identifier \"!!\""},
         {header + "#1\n1\n", "file:6: a value without an identifier"},
@@ -216,7 +216,7 @@ TEST(VcdReader, NamesThePositionAndTheReasonOfAnError)
         {header + "#1\n\x01\xFF\x80 binary\n", "file:6: expected a time or a value, but found \"??\""},
         {header + "#1\n" + std::string(100, 'q') + "\n",
          "file:6: expected a time or a value, but found \"qqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqq...\""},
-        {header + std::string(2'000'000, 'q'), "file:5: a token of more than 1 MiB"},
+        {header + std::string(2'000'000, 'q'), "file:5: a token of 1 MiB or more"},
     };
     for (const auto& [text, message] : cases) {
         EXPECT_EQ(errorOf(text), message);

@@ -33,7 +33,7 @@ export class Display {
         this.setRegisters(false, {on: false, sleep: true, inverse: false, contrast: NOMINAL_CONTRAST});
     }
 
-    /** `base64`: two bits a pixel, row by row, the first pixel in the top bits. */
+    /** `base64`: two bits per pixel, row by row, the first pixel in the top bits. */
     setFrame(base64) {
         const bytes = atob(base64);
         for (let i = 0; i < this.#levels.length; ++i) {

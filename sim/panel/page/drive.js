@@ -21,7 +21,7 @@ export class Drive {
         this.#listenToDrops();
     }
 
-    /** `choices`: name and title of each prepared drive. Before this call, the drive cannot be plugged. */
+    /** `choices`: name and title of each prepared drive. Before this call, the stick is disabled. */
     setChoices(choices) {
         this.#elements.stick.disabled = false;
         this.#titles = new Map(choices.map(({name, title}) => [name, title]));

@@ -1,10 +1,12 @@
-// The knob: the mouse wheel, dragging its skirt and keys turn it; the pointer and the space bar press it.
+// The knob: turned with the mouse wheel, with the arrow keys, or by dragging its skirt; pressed with the pointer or the
+// space bar.
 
 const DEGREES_PER_STEP = 15;
 /** The radius of the cap as a fraction of the radius of the knob. The cap is pressed; the skirt around it is turned. */
 const CAP_RADIUS = 0.62;
-/** Wheel movements in CSS pixels. Larger movements are notches of a mouse wheel, smaller ones come from touchpads. */
+/** In CSS pixels: a wheel event of at least this length is a notch of a mouse wheel; it turns the knob by one step. */
 const WHEEL_NOTCH = 50;
+/** In CSS pixels: shorter events come from touchpads; each total of this length turns the knob by one step. */
 const WHEEL_STEP = 40;
 
 const STEPS_OF_KEY = {ArrowLeft: -1, ArrowDown: -1, ArrowRight: 1, ArrowUp: 1};
@@ -124,7 +126,7 @@ export class Knob {
         }, {passive: false});
     }
 
-    /** The keys act while the knob has the focus, or nothing has it. */
+    /** The keys act while the knob or no element has the focus. */
     #listenToKeys() {
         document.addEventListener("keydown", event => {
             const steps = STEPS_OF_KEY[event.key];

@@ -9,7 +9,7 @@ export class Log {
     #badge;
     #violations = 0;
     #pending = [];
-    /** Whether the end of the list stays visible: until the user scrolls up. */
+    /** Whether the list scrolls to new entries: true while its end is visible. */
     #isFollowing = true;
 
     constructor(list, badge) {
@@ -28,7 +28,7 @@ export class Log {
         this.#badge.hidden = true;
     }
 
-    /** `kind`: output, error, violation or event. */
+    /** `entry`: iteration, kind (output, error, violation or event) and text. */
     add(entry) {
         this.#pending.push(entry);
         if (this.#pending.length === 1) {

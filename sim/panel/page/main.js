@@ -74,7 +74,7 @@ new Stage(find("stage"), display);
 
 let shown = "";
 
-/** Changes the page only if something has changed, because drawing slows down the simulated device. */
+/** Changes more than the counters only if necessary, because drawing slows down the simulated device. */
 function show(state) {
     runState.setCounters(state);
     const {iteration, frames, pace, ...rest} = state;

@@ -12,7 +12,7 @@ export class Press {
     #timer = null;
     #isSent = false;
 
-    /** `send`: sends a statement. `isRealTime`: returns true while the device runs at its own speed. */
+    /** `send`: sends a statement. `isRealTime`: returns true while the device runs at speed 1. */
     constructor(send, isRealTime) {
         this.#send = send;
         this.#isRealTime = isRealTime;

@@ -2,7 +2,7 @@
 
 const DISPLAY_WIDTH = 256;
 const DISPLAY_HEIGHT = 160;
-/** CSS pixels. */
+/** The limits of the knob's diameter in CSS pixels, and its share of the display's width. */
 const MIN_KNOB = 150;
 const MAX_KNOB = 250;
 const KNOB_SHARE = 0.22;
