@@ -302,7 +302,7 @@ TEST(Decoder, ACaptureMayBeginWithinATransfer)
     EXPECT_EQ(decoded.screens, Lines{"1111"});
 }
 
-TEST(Decoder, IgnoresTransfersBeforeTheFirstCompleteCommand)
+TEST(Decoder, IgnoresTransfersBeforeTheFirstUnambiguousCommand)
 {
     const Bytes bytes(10240, 0x02);
     const auto begin = Capture().bringUp().command(0x5C).now() - 500ns;

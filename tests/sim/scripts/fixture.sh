@@ -1,4 +1,4 @@
-# Sourced by the tests in this folder: creates a simulated device with keys and firmware; plugs and pulls drives.
+# Sourced by the tests in this folder: creates a simulated device with keys and firmware; plugs drives.
 # shellcheck shell=bash
 
 repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../../..")
@@ -81,10 +81,6 @@ plug_firmware() {
   cp "$1" drive/tonecrate.fw
   "$scripts/make_drive.sh" --no-partition drive.img drive/tonecrate.fw
   plug_whole drive.img
-}
-
-unplug_drive() {
-  rm -f "$DEVICE_ROOT"/dev/sda*
 }
 
 verify() {
