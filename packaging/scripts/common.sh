@@ -187,7 +187,7 @@ storage=partitions minimum_version= # the defaults of optional settings
 . "$root/etc/tonecrate/updater.conf"
 # shellcheck source=partitions.sh
 . "$root/usr/lib/tonecrate/$storage.sh"
-content=$root/run/tonecrate/content # of a new file system
+content=$root/run/tonecrate/content # the files that format.sh puts in a new file system
 attached=$content/new/presets       # where format.sh mounts the presets temporarily
 unpacked=$root/tmp/fw               # from decrypt.sh for format.sh and install.sh
 trap - EXIT

@@ -1,4 +1,4 @@
-# Sourced by decrypt.sh and by the tool that verifies firmware files: reads a firmware file.
+# Sourced by decrypt.sh and by the manufacturer's commands: reads a firmware file.
 # Installed as /usr/lib/tonecrate/container.sh. Compatible with BusyBox ash, dash and bash.
 #
 # A firmware file consists of
@@ -7,11 +7,12 @@
 #   the manifest: lines with a name and a value (version, unpacked, payload, chunk), then the SHA-256 of every chunk
 #   the Ed25519 signature of everything before it, 64 bytes
 #   the payload: an archive of version.txt and the folder firmware, compressed by zstd and encrypted
-# The payload is read in chunks. A chunk is decrypted only after its checksum has been compared, so nothing that is not
-# signed is parsed, and the whole file is read once.
+# The payload is read in chunks. A chunk is decrypted only after its checksum has been compared, so no unsigned data is
+# decrypted or unpacked, although the file is read only once.
 #
-# The sourcing script sets `signing_key`, `firmware_key` and the folder `scratch`, and defines three functions that end
-# the script: `corrupt REASON`, `unreadable` (a read error) and `out_of_memory` ($scratch is full).
+# A script that reads a firmware file sets the folder `scratch`, and defines three functions that end the script:
+# `corrupt REASON`, `unreadable` (a read error) and `out_of_memory` ($scratch is full). check_signature also needs
+# `signing_key`, and unpack_payload needs `firmware_key`.
 # After a failed copy, the free space in $scratch shows whether $scratch is full or the read failed.
 # shellcheck shell=sh disable=SC2034,SC2154 # the sourcing scripts use and set some of the names
 
@@ -47,8 +48,8 @@ is_version() {
   [ "${#1}" -le 32 ]
 }
 
-# open_container FILE: opens the file at descriptor 4 and reads everything before the payload. Sets `version`,
-# `unpacked_size`, `payload_size` and `chunk_size`.
+# open_container FILE: opens the file as descriptor 4, and reads and checks everything before the payload. Sets
+# `version`, `unpacked_size`, `payload_size` and `chunk_size`.
 open_container() {
   command exec 4<"$1" || unreadable
   container_size=$(stat -L -c %s "$1") || unreadable
@@ -143,7 +144,7 @@ unpack_payload() {
       zstd -dcq && note expanded
     } | {
       complaints=$(umask 022 && tar --no-same-permissions -xomf - -C "$1" 2>&1) && note unpacked
-      cat >/dev/null # tar may end before the other stages. At the end of the input they have noted their results.
+      cat >/dev/null # waits for the other stages: tar may end before they have noted their results
       [ -z "$complaints" ] || note "$complaints"
     }
   } 5>&1)
@@ -173,8 +174,8 @@ unpacking_failed() {
   corrupt "not $1"
 }
 
-# available_kib FOLDER: prints the space that is left for files in FOLDER, in KiB. For a file system in
-# RAM, prints at most the available RAM.
+# available_kib FOLDER: prints the space that is left for files in FOLDER, in KiB. For a file system in RAM, prints at
+# most the available RAM.
 available_kib() {
   available=$(df -P -k "$1" | { read -r _ && read -r _ _ _ size _ && echo "$size"; })
   ram=$(sed -n 's/^MemAvailable: *\([0-9]*\) kB$/\1/p' /proc/meminfo)

@@ -17,7 +17,7 @@ silent() {
   [[ ! -s output ]]
 }
 
-# The program and the manual page that the unit names are not installed on this machine.
+# Verifies the unit in a root with stand-ins for the programs that it starts, and without its manual page.
 unit_is_valid() {
   mkdir -p root/usr/{sbin,lib/systemd/system}
   ln -s usr/lib root/lib # systemd 257 does not search /lib

@@ -31,8 +31,8 @@ stack_not_executable() {
   has '^ *GNU_STACK .* RW +0x' --program-headers
 }
 
-# The program is stripped, so this reads the objects that it is linked from.
 # objects_call FUNCTION: checks that an object of the product calls a function that matches the regular expression.
+# Reads the objects because the program is stripped.
 objects_call() {
   find "$build"/{app,graphics,hw,updater,widgets} -name '*.o' -exec readelf --wide --symbols {} + >symbols
   grep -E -q " UND ($1)\$" symbols
@@ -46,7 +46,7 @@ for build in "${builds[@]}"; do
   it "$name: the program is position-independent" position_independent
   it "$name: relocations are resolved at start and then read-only" relocations_read_only
   it "$name: the stack is not executable" stack_not_executable
-  it "$name: functions with buffers check the stack" objects_call __stack_chk_fail
-  it "$name: C library calls check the size of their buffers" objects_call '__[a-z]+_chk'
+  it "$name: the objects call the stack protector" objects_call __stack_chk_fail
+  it "$name: the objects call C library functions that check the size of a buffer" objects_call '__[a-z]+_chk'
 done
 finish

@@ -6,7 +6,7 @@ repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../..")
 work=$(mktemp -d) || exit 1
 readonly repository work maker=$repository/packaging/maker
 trap 'rm -rf -- "$work"' EXIT
-export LC_ALL=C TMPDIR=$work/tmp SHELL=/bin/false # the shell of system users
+export LC_ALL=C TMPDIR=$work/tmp SHELL=/bin/false # as for system users; the commands must not run it
 # shellcheck source=../support/cases.sh
 . "$repository/tests/support/cases.sh"
 # shellcheck source=../support/containers.sh
@@ -231,7 +231,7 @@ failed_pack_keeps_older_file() {
   [[ $(cat out.fw) == older ]]
 }
 
-# rows FILE COMPLETE: prints the rows that inspect must print for a file that pack wrote with --chunk 100.
+# rows FILE COMPLETE: prints the rows that inspect must print for FILE, which begins with the manifest of firmware.fw.
 rows() {
   local payload
   payload=$(tail -c +26 "$work/firmware.fw" | sed -n '3s/payload //p;3q')
@@ -375,8 +375,8 @@ it "make-keys makes different keys each time" keys_are_different_each_time
 it "make-keys overwrites no keys" keys_are_not_overwritten
 it "make-keys rejects wrong arguments" make_keys_arguments
 it "pack writes the documented format" file_has_the_documented_format
-it "pack divides the payload into chunks of 4 MiB" chunks_are_4_mib_by_default
-it "pack rejects chunks that are too small or too large" invalid_chunk_sizes
+it "pack divides the payload into chunks of 4 MiB by default" chunks_are_4_mib_by_default
+it "pack rejects invalid chunk sizes, and chunks that are too small for the firmware" invalid_chunk_sizes
 it "pack ignores times, read and write permissions, and special mode bits" archives_are_reproducible
 it "pack keeps files executable" executable_files_stay_executable
 it "pack stores hard-linked files as separate files" hard_links_become_files
@@ -389,23 +389,23 @@ it "pack rejects a line feed in a name" pack_refuses_folder touch $'folder/a\nb'
 it "pack rejects a path that is too long for the archive" pack_refuses_folder long_path
 it "pack rejects a folder without files" pack_refuses_folder rm -r folder/one folder/sub
 it "pack rejects invalid versions" pack_refuses_versions
-it "pack rejects keys that are missing, of the wrong kind, or do not match" pack_refuses_keys
+it "pack rejects missing, invalid and mismatched keys" pack_refuses_keys
 it "pack rejects wrong arguments" pack_arguments
 it "a failed pack keeps the old file" failed_pack_keeps_older_file
 it "inspect prints version, sizes and chunks without keys" inspect_prints_rows
 it "inspect reports a file that is too short or too long" inspect_reports_incomplete_files
 it "inspect rejects files that are not firmware files" not_firmware tonecrate-inspect-firmware
 it "inspect rejects invalid manifests" invalid_manifests tonecrate-inspect-firmware
-it "verify accepts firmware with the keys, the public key, or separate keys" verify_accepts_firmware
+it "verify accepts a folder of keys, the public key, or separate key files" verify_accepts_firmware
 it "verify works without the private key" verify_needs_no_private_key
-it "verify detects flipped bytes with the public key" verify_detects_flipped_bytes "$work/keys/signing.pub"
-it "verify detects flipped bytes with the keys" verify_detects_flipped_bytes "$work/keys"
-it "verify rejects other keys" verify_rejects_other_keys
+it "verify with only the public key detects flipped bytes" verify_detects_flipped_bytes "$work/keys/signing.pub"
+it "verify with the folder of keys detects flipped bytes" verify_detects_flipped_bytes "$work/keys"
+it "verify rejects wrong and missing keys" verify_rejects_other_keys
 it "verify rejects files that are not firmware files" not_firmware tonecrate-verify-firmware "$work/keys"
 it "verify rejects signed files with invalid manifests" invalid_manifests tonecrate-verify-firmware "$work/keys"
 it "verify checks the content when it has the firmware key" verify_checks_the_content
 it "verify prints the first of thousands of complaints about the archive" verify_prints_one_complaint
 it "verify rejects wrong arguments" verify_arguments
 it "--help prints a usage line" commands_have_help
-it "the commands run through symbolic links" commands_run_through_links
+it "a command runs through a symbolic link" commands_run_through_links
 finish

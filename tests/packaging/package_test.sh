@@ -132,7 +132,7 @@ make_arm64_base "$base" libstdc++6 openssl zstd >"$cache/log" 2>&1 ||
 cp -a "$base" "$work/system" || exit 1
 it "the updater's package installs with its dependencies" updater_installs
 it "the updater's package depends on the library versions that the program needs" declares_the_needed_library_versions
-it "the updater's package does not replace the device's scripts" leaves_scripts_alone
+it "the updater's package installs none of the device's scripts" leaves_scripts_alone
 it "the updater's package starts and enables no service" starts_nothing
 it "without devices the program reports that it cannot open /dev/mem" runs_without_devices
 it "the scripts' package installs the scripts and their settings" scripts_install

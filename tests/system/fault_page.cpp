@@ -124,7 +124,7 @@ void writeFault(std::ostream& page, const Fault& fault)
 
 void writeScriptFaults(std::ostream& page)
 {
-    page << "\n## A script other than the example scripts fails\n\n"
+    page << "\n## A device's own script fails\n\n"
             "Tested with scripts that do only what the first column says; what survives depends on the script. Each "
             "entry is the\nscreen after the script has ended.\n\n| The script";
     for (const ScriptRun& run : allScriptRuns()) {

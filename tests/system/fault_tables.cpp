@@ -188,7 +188,7 @@ constexpr Fault faults[] = {
     // Power and signals.
     {"PowerCut", "The power is cut", Effect::PowerCut, always},
     {"WorkKilled", "SIGKILL ends the process that does the script's work", Effect::WorkKilled, whileScriptRuns},
-    {"ScriptKilled", "SIGKILL ends the script's main process", Effect::ScriptKilled, whileScriptRuns},
+    {"ScriptKilled", "SIGKILL ends the script's first process", Effect::ScriptKilled, whileScriptRuns},
     {"AllKilled", "SIGKILL ends all processes of the script at once", Effect::AllKilled, whileScriptRuns},
 
     // The display, the knob and the LEDs.

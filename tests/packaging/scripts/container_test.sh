@@ -4,7 +4,7 @@ set -uo pipefail
 # shellcheck source=fixture.sh
 . "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
 
-# expect_corrupt FIRMWARE: decrypt.sh must exit with 3 and remove /tmp/fw.
+# expect_corrupt FIRMWARE: decrypt.sh must exit with 3 and leave no /tmp/fw.
 expect_corrupt() {
   plug_firmware "$1"
   expect 3 decrypt.sh /dev/sda1
@@ -85,7 +85,7 @@ good_parts() {
   cp "$work/good/manifest" "$work/good/payload" .
 }
 
-# signed_manifest COMMAND...: COMMAND changes the manifest before it is signed.
+# signed_manifest COMMAND...: COMMAND changes the manifest before it is signed. decrypt.sh must reject the file.
 signed_manifest() {
   good_parts
   "$@" <manifest >changed
@@ -94,7 +94,7 @@ signed_manifest() {
   expect_corrupt bad.fw
 }
 
-# header_with SIZE: the header contains SIZE instead of the manifest's size.
+# header_with SIZE: the header contains SIZE instead of the manifest's size. decrypt.sh must reject the file.
 header_with() {
   good_parts
   printf 'tonecrate-fw-02\n%s\n' "$1" | cat - manifest >signed
@@ -197,9 +197,9 @@ for change in 1d 2d 3d 4d 5d 's/^version .*/version/' 's/^version .*/version 9.8
   's/^unpacked .*/unpacked -1/' 's/^unpacked .*/unpacked 1e3/' 's/^payload .*/payload 0/' \
   's/^payload /payload 1/' 's/^chunk .*/chunk 0/' 's/^chunk .*/chunk 99999999999999999999/' 's/^chunk .*/chunk 7/' \
   '5s/^./x/' '5s/$/ x/' '5p' '1!G;h;$!d'; do
-  it "decrypt rejects a signed manifest after sed $change" signed_manifest sed "$change"
+  it "decrypt rejects a manifest that was changed by sed \"$change\" before it was signed" signed_manifest sed "$change"
 done
-it "decrypt accepts an independently sealed archive" independently_sealed_archive
+it "decrypt accepts a firmware file that was not made by tonecrate-pack-firmware" independently_sealed_archive
 it "decrypt rejects an absolute path" malicious_path "/tmp/evil"
 it "decrypt rejects an absolute path into the firmware" malicious_path "/firmware/evil"
 it "decrypt rejects a path out of the firmware folder" malicious_path "firmware/../../../evil"
@@ -210,8 +210,8 @@ it "decrypt rejects a name with a line feed" malicious_path 'firmware/evil\ntwo'
 it "decrypt rejects a symbolic link and files below it" symbolic_link
 it "decrypt rejects a hard link" hard_link
 it "decrypt rejects a named pipe" named_pipe
-it "decrypt rejects an archive without a version" archive_of_only firmware
-it "decrypt rejects an archive without files" archive_of_only version.txt
+it "decrypt rejects an archive without version.txt" archive_of_only firmware
+it "decrypt rejects an archive without the folder firmware" archive_of_only version.txt
 it "decrypt rejects a version that is empty, too long or not one printable word" invalid_versions
 it "decrypt rejects content that is not an archive" not_an_archive
 finish

@@ -86,7 +86,7 @@ larger_than_memory() {
   expect_reason "Failed: needs 10 MB of memory"
 }
 
-# shortage COMMAND: /tmp has enough space when decrypt.sh measures it, but not when tar writes.
+# shortage COMMAND: COMMAND fills /tmp after decrypt.sh has measured its free space and before tar writes.
 shortage() {
   if [[ ! -e $work/large.fw ]]; then # packing random data takes a second
     mkdir large
@@ -234,7 +234,7 @@ it "decrypt unpacks the firmware and writes both versions" partitioned_drive
 it "decrypt reads a drive without a partition table" drive_without_partition
 it "decrypt ignores the case of the file name" name_in_capitals
 it "decrypt removes the mounts of a killed script" mount_left_behind
-it "decrypt exits 1 without a drive" no_drive
+it "decrypt exits 1 without a drive and for wrong arguments" no_drive
 it "decrypt exits 1 on a drive without a file system" unreadable_drive
 it "decrypt exits 2 on a drive without tonecrate.fw" drive_without_firmware
 it "decrypt exits 2 when other files have similar names" drive_with_similar_names
@@ -278,7 +278,7 @@ it "decrypt does not follow a link at /tmp/fw" occupied_by 4 'ln -s /elsewhere /
 it "decrypt does not move the firmware into a folder at /tmp/fw" occupied_by 4 'mkdir /tmp/fw && : >/tmp/fw/injected'
 it "decrypt replaces an empty folder at /tmp/fw" occupied_by 0 'mkdir /tmp/fw'
 it "the old version is read from a memory that is mounted for writing" mounted_memory rw
-it "the old version is read from a memory that is mounted for reading" mounted_memory ro
+it "the old version is read from a memory that is mounted read-only" mounted_memory ro
 it "the old version is read from a memory that is mounted outside the chroot" mounted_outside_the_root
 it "the old version is empty when the memory has no version" old_version_is_empty_when none
 it "the old version is empty when the memory is blank" old_version_is_empty_when blank

@@ -1,6 +1,6 @@
 # Sourced by the tests in this folder: creates a device on which the scripts run. Its root contains only the programs
-# and files that the scripts may use. Its partitions and its drive are loop devices. Its mounts are in a separate
-# namespace.
+# and files that the scripts may use, and a few programs for the tests. Its partitions and its drive are loop devices.
+# Its mounts are in a separate namespace.
 # Usage of the tests: NAME_test.sh busybox|dash   (a root with BusyBox, or with dash and the GNU tools)
 # The sourcing test may set `files` to the files of the simulator's firmware that it needs; default: all files.
 # shellcheck shell=bash
@@ -144,7 +144,7 @@ plug_partitions() {
   plug mmcblk0p4 backup.img
 }
 
-# Mounts empty file systems on the folders whose content does not survive a loss of power.
+# Attaches the partitions, and mounts empty file systems on the folders whose content does not survive a loss of power.
 boot() {
   mount -t tmpfs -o size=40M tmpfs "$root/tmp"
   mount -t tmpfs -o size=4M tmpfs "$root/run"
@@ -303,7 +303,7 @@ before_command() {
   mkdir "$root/run/calls"
   {
     cat <<END
-# Processes that run at the same time must not get the same number, so a call takes it by creating a file.
+# Processes that run at the same time must not get the same number, so a call takes its number by creating a file.
 call=0
 count() {
   set -C

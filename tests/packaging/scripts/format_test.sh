@@ -109,7 +109,8 @@ one_device_for_both() {
   fails_untouched 0
 }
 
-# unpacked_is COMMAND...: changes the unpacked firmware in the folder /tmp/fw. format.sh must change nothing.
+# unpacked_is COMMAND...: COMMAND changes the unpacked firmware in /tmp/fw. format.sh must then fail and change neither
+# partition.
 unpacked_is() {
   (cd "$root/tmp/fw" && "$@")
   fails_untouched 0
@@ -407,7 +408,7 @@ it "format changes nothing when /run is full" prepared full_folder run
 it "the presets survive when /tmp fills up during formatting and the update is repeated" prepared unmarked
 it "format and install fail while another script is running" prepared other_run
 it "format fails and keeps presets that do not fit into the backup" prepared presets_too_large
-it "format for an update rejects a damaged memory, and a factory reset repairs it" prepared damaged_memory
+it "format for an update rejects a damaged memory, and a factory reset formats it" prepared damaged_memory
 it "format for an update rejects a memory without a version" prepared memory_without_version
 it "format detects that the saved presets differ" prepared unfaithful_copy "Saving"
 it "format fails when the backup cannot be marked complete" prepared lost_write mv "cannot be marked complete"

@@ -96,7 +96,7 @@ without_firmware() {
   [[ $(hash_of memory.img) == "$before" ]]
 }
 
-# unpacked_is COMMAND...: changes the unpacked firmware in the folder /tmp/fw after formatting.
+# unpacked_is COMMAND...: COMMAND changes the unpacked firmware in /tmp/fw after formatting. install.sh must then fail.
 unpacked_is() {
   prepare
   expect 0 format.sh 0
@@ -213,8 +213,8 @@ it "install rejects an unpacked firmware without its listing" unpacked_is rm con
 it "install rejects an unpacked firmware that was changed" unpacked_is flip firmware/engine/engine.bin 100
 it "install rejects an unpacked firmware that belongs to another user" unpacked_is chown 1 .
 it "format and install reject an unsigned firmware in /tmp/fw" unsigned_firmware
-it "install removes the unpacked firmware" removes_unpacked
-it "install keeps the backup when the presets on the memory differ, and the next update restores them" damaged_presets
+it "install removes the unpacked firmware, even if it fails" removes_unpacked
+it "install fails if a preset was deleted from the memory, and the next update restores the preset" damaged_presets
 it "a drive that is swapped after decryption has no effect" swapped_drive
 for line in "Formatting" "Restoring"; do
   it "the presets survive when the memory becomes read-only at \"$line\" and the update is repeated" \

@@ -2,8 +2,9 @@
 # Tests that SIGKILL of a script never loses the presets, and never makes the updater report an incomplete memory as
 # done. The updater runs a script through `sh -c`, which replaces itself with the script, and treats a fatal signal as
 # success; the test does the same.
-# Usage: kill_test.sh busybox|dash lines|update|reset|sample   (what is tested: all progress lines, all commands of an
-# update or of a factory reset, or a few of each)
+# Usage: kill_test.sh busybox|dash lines|update|reset|sample
+#   lines: kills at progress lines; update, reset: kills before every external command of an update or of a factory
+#   reset; sample: kills at a few progress lines and before a few external commands of an update
 set -uo pipefail
 files=(engine/engine.bin presets-factory/bass/cellar.preset) # few, because the scripts run hundreds of times
 # shellcheck source=fixture.sh
@@ -186,11 +187,12 @@ killed_at_every() {
   [[ $number -ge $3 ]] || { echo "only $number commands"; return 1; }
 }
 
-# update_killed_in SCRIPT LINE...: kills each process of the script at its progress lines in an update.
+# update_killed_in SCRIPT LINE...: kills each of the script's three processes at its progress lines in an update.
 update_killed_in() {
   local script=$1 line process
   for line in "${@:2}"; do
-    it "an update survives SIGKILL of $script.sh at \"$line\"" killed_at "$script" "$line" 'kill -s KILL $$' 0
+    it "an update survives SIGKILL of the first process of $script.sh at \"$line\"" \
+      killed_at "$script" "$line" 'kill -s KILL $$' 0
     for process in main middle; do
       it "an update survives SIGKILL of the $process process of $script.sh at \"$line\"" \
         killed_at "$script" "$line" "signal_$process KILL" 0
@@ -198,11 +200,12 @@ update_killed_in() {
   done
 }
 
-# reset_killed_in SCRIPT LINE...: kills two processes of the script at its progress lines in a factory reset.
+# reset_killed_in SCRIPT LINE...: kills the script's first and main process at its progress lines in a factory reset.
 reset_killed_in() {
   local script=$1 line
   for line in "${@:2}"; do
-    it "a factory reset survives SIGKILL of $script.sh at \"$line\"" killed_at "$script" "$line" 'kill -s KILL $$' 1
+    it "a factory reset survives SIGKILL of the first process of $script.sh at \"$line\"" \
+      killed_at "$script" "$line" 'kill -s KILL $$' 1
     it "a factory reset survives SIGKILL of the main process of $script.sh at \"$line\"" \
       killed_at "$script" "$line" 'signal_main KILL' 1
   done
@@ -220,7 +223,7 @@ every_line() {
 }
 
 sample() {
-  it "an update survives SIGKILL of format.sh" killed_at format "Formatting" 'kill -s KILL $$' 0
+  it "an update survives SIGKILL of the first process of format.sh" killed_at format "Formatting" 'kill -s KILL $$' 0
   it "an update survives SIGKILL of the main process of format.sh" killed_at format "Formatting" 'signal_main KILL' 0
   it "an update survives SIGKILL of the main process of install.sh" killed_at install "Writing to" 'signal_main KILL' 0
   it "an update survives SIGKILL before some external commands" killed_at_every 37 0 200
@@ -229,8 +232,8 @@ sample() {
 
 case ${2:-} in
 lines) every_line ;;
-update) it "an update survives SIGKILL before any external command" killed_at_every 1 0 200 ;;
-reset) it "a factory reset survives SIGKILL before any external command" killed_at_every 1 1 150 ;;
+update) it "an update survives SIGKILL before each external command" killed_at_every 1 0 200 ;;
+reset) it "a factory reset survives SIGKILL before each external command" killed_at_every 1 1 150 ;;
 sample) sample ;;
 *) echo "usage: kill_test.sh busybox|dash lines|update|reset|sample" >&2; exit 2 ;;
 esac

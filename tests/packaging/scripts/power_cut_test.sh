@@ -143,9 +143,9 @@ every_cut() {
   it "an update continues from the backup when the memory is incomplete" incomplete_memory
   it "an update uses a complete memory instead of an older backup" stale_backup
   it "an update fails when the backup of an incomplete memory is damaged, and a factory reset succeeds" damaged_backup
-  # Both shells run the same commands, so the device's shell is enough.
+  # Both shells run the same commands, so this runs only with the device's shell.
   [[ $shell == dash ]] ||
-    it "an update survives a power cut before any command that may write" cut_at_every_command
+    it "an update survives a power cut before each command that may write" cut_at_every_command
 }
 
 if [[ ${2:-} == sample ]]; then
