@@ -56,9 +56,9 @@ public:
     [[nodiscard]] const char* what() const noexcept override { return "the updater has ended"; }
 };
 
-/// Runs in virtual time, which passes only during `run`, `runTo` and `click`, and jumps from one event to the next.
-/// Operations throw DeviceEnded if the updater has ended, and std::runtime_error if the device cannot be started or
-/// does not reply in time.
+/// Runs in virtual time, which passes only during construction, `run`, `runTo` and `click`, and jumps from one event to
+/// the next. Operations throw DeviceEnded if the updater has ended, and std::runtime_error if the device cannot be
+/// started or does not reply in time.
 class SimulatedDevice {
 public:
     /// For how many iterations `click` presses, and then releases, the button: longer than debouncing takes.
@@ -88,7 +88,8 @@ public:
     void runTo(std::uint64_t targetIteration);
     /// Presses and releases the button, for `clickIterations` each.
     void click();
-    /// Waits, without running iterations, until `byteCount` bytes of script output are unread or the script has ended.
+    /// Without a script pace, waits until `byteCount` bytes of script output are unread or the script has ended. Runs
+    /// no iterations.
     void awaitScriptOutput(int byteCount);
     void awaitScriptEnd() { awaitScriptOutput(0); }
     /// With a script pace, waits until the script has written its next line or has closed its output.
@@ -109,7 +110,7 @@ public:
     [[nodiscard]] std::size_t violationCount() { return status().violations; }
     /// The protocol violations so far.
     [[nodiscard]] std::vector<std::string> violations();
-    /// The events on the buses and lines: the time in microseconds, a blank, and the event. See Board.
+    /// The traffic log. Each line is the time in microseconds, a blank, and an event. See Board.
     [[nodiscard]] std::vector<std::string> traffic();
     /// Everything that the updater has written.
     [[nodiscard]] const std::string& standardOutput();

@@ -16,7 +16,7 @@ namespace sim {
 
 /// What the owner sees, and the script that runs.
 struct Place {
-    /// If the screen shows the busy indicator, with a fixed frame of it (see WheelFrames).
+    /// The busy indicator, if shown, is replaced by one fixed frame of it (see WheelFrames).
     Screen screen{};
     Wheel wheel = Wheel::None;
     /// The file name and the arguments; empty if no script is running.
@@ -53,7 +53,7 @@ public:
     struct Programs {
         std::filesystem::path updater;
         std::filesystem::path preload;
-        /// The folder for the files of devices.
+        /// The folder in which the device's folder is created.
         std::filesystem::path work;
     };
 

@@ -42,8 +42,8 @@ bool isWorking(const State& state)
 
 } // namespace
 
-/// The statuses of decrypt.sh that have messages are 1, 2 and 3; 4 stands for all others. The other scripts have one
-/// message for every failure.
+/// The updater has a message for each of the exit statuses 1, 2 and 3 of decrypt.sh, and none for the others, which
+/// "exit 4" represents. After a failure of another script, its message does not depend on the exit status.
 const std::vector<Act>& allActs()
 {
     using Device = ExploredDevice;

@@ -21,8 +21,8 @@ struct Act {
 
 [[nodiscard]] const std::vector<Act>& allActs();
 
-/// Operations throw std::runtime_error if the program ends, violates a protocol, or reacts differently to the same
-/// acts.
+/// Operations throw DeviceEnded if the program ends, and std::runtime_error if it violates a protocol or reacts
+/// differently to the same acts.
 class Explorer {
 public:
     struct Transition {

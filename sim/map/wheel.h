@@ -22,7 +22,8 @@ public:
     /// `screens` must show the wheel in each of its frames. Throws std::runtime_error if they do not.
     explicit WheelFrames(std::span<const Screen> screens);
 
-    /// `screens` were shown during one turn of the wheel.
+    /// Returns None if the first screen does not show the wheel, Stopped if all screens are equal, and Turning
+    /// otherwise.
     [[nodiscard]] Wheel find(std::span<const Screen> screens) const;
     /// Replaces the wheel on the screen by a fixed frame, so that the result does not depend on the time.
     [[nodiscard]] Screen withFirstFrame(Screen screen) const;

@@ -75,7 +75,7 @@ void GpioBlock::takeSelect(int line, std::uint32_t select)
         outputs &= ~mask;
     } else if (select != selectsOutput && select != selectsInput && !bit(reportedSelects, line)) {
         reportedSelects |= mask;
-        violations.add("GPIO line " + std::to_string(line) + " was given the alternate function " +
+        violations.add("GPIO line " + std::to_string(line) + " was given the function select code " +
                        std::to_string(select));
     }
 }

@@ -48,7 +48,7 @@ private:
     /// The select registers at the last `sync`.
     std::array<std::uint32_t, 4> selects{};
     std::uint32_t outputs = 0;
-    /// Lines whose alternate function has been reported.
+    /// Lines for which an alternate function has been reported.
     std::uint32_t reportedSelects = 0;
     std::uint32_t latch = 0;
     std::uint32_t inputs = 0xFFFFFFFF;

@@ -26,7 +26,8 @@ namespace sim {
 
 enum class Endpoint : std::uint8_t { None, Memory, Spi, I2c, Encoder };
 
-/// The operations for the program return the same values as the system calls and set errno on failure. Thread-safe.
+/// The operations for the program return the same values as the system calls and set errno on failure. Thread-safe,
+/// except setFrameTime and refuseI2cTransfer, which must not be called during other calls.
 class Board {
 public:
     /// `deviceRoot` is the folder with the device's files.
@@ -41,7 +42,7 @@ public:
     [[nodiscard]] const std::string& getRoot() const { return root; }
     /// The path in the device's folder that replaces `path`, if the board simulates `path`.
     [[nodiscard]] std::optional<std::string> redirect(std::string_view path) const;
-    /// The endpoint at the device path `path`; None for all other paths.
+    /// The endpoint at `path`, such as Spi at /dev/spidev0.0; None if `path` is not the path of an endpoint.
     [[nodiscard]] static Endpoint endpointAt(std::string_view path);
     [[nodiscard]] Endpoint endpointOf(int fd) const;
 
@@ -83,8 +84,8 @@ public:
     [[nodiscard]] std::vector<std::string> violationList();
     /// If `on` is false, stops the traffic log, so that a long run does not exhaust the memory.
     void keepTraffic(bool on);
-    /// The events on the buses and lines, oldest first. Consecutive equal events share one line, with their count at
-    /// the end.
+    /// The events on the buses and lines, and the events that `note` has added, oldest first. Each line starts with the
+    /// time in microseconds. Consecutive equal events share one line, with their count at the end.
     [[nodiscard]] std::vector<std::string> traffic();
 
 private:
@@ -138,7 +139,7 @@ private:
     std::uint32_t spiSpeedHz = 500000;
     unsigned long i2cAddress = 0;
     int i2cTransfers = 0;
-    /// Chip select is high during the gap. It is shorter than on the device, where the kernel needs several
+    /// Chip select is high during the gap. The gap is shorter than on the device, where the kernel needs several
     /// microseconds.
     Bus spiBus = {.gap = std::chrono::microseconds(1)};
     Bus i2cBus = {.gap = {}};

@@ -171,7 +171,7 @@ constinit const ControllerLink::Request ControllerLink::requests[] = {
          link.board.queueEvent(type, code, take<std::int32_t>(words));
          return std::string();
      }},
-    // BYTES: replies when BYTES bytes of script output are unread or the script has ended.
+    // BYTES: replies when BYTES bytes of script output are unread or the script has ended; 0 waits for the end.
     {"await-output",
      [](ControllerLink& link, Words& words) {
          return std::string(link.script.awaitBytes(take<int>(words)) ? "" : "error timed out while waiting for the script");

@@ -12,9 +12,9 @@ namespace sim {
 /// one line of the script's output every `pace` iterations, and finally the end of the output, so the iteration at
 /// which the program reads a line does not depend on the speed of the script.
 ///
-/// A script that opens the FIFO "script-steps" of the device's folder after each line, and reads a line from it,
-/// continues only when that line has been passed on. The actions of such a script do not depend on its speed
-/// either.
+/// A script may wait after each line of its output: it opens the FIFO "script-steps" in the device's folder and reads
+/// from it, which blocks until its line has been passed on. The iterations in which such a script acts do not depend on
+/// its speed either.
 class ScriptOutput {
 public:
     /// `callWhileWaiting` is called every 100 ms while `pass` or `awaitStep` waits for output of the script.
@@ -23,13 +23,13 @@ public:
     ScriptOutput& operator=(const ScriptOutput&) = delete;
     ~ScriptOutput();
 
-    /// Takes effect at the next `start`. Returns false if the FIFO cannot be created.
+    /// Must be called while no script runs. Returns false if the FIFO cannot be created.
     [[nodiscard]] bool setPace(std::uint64_t iterations);
 
     /// Runs the script as popen does. `commandLine` is the command that the program passed to popen.
     std::FILE* start(const std::string& shellCommand, const char* mode, const std::string& commandLine,
                      std::uint64_t iteration);
-    /// Ends a script that `start` returned, as pclose does.
+    /// Closes the stream that `start` returned and waits for the script to end, as pclose does.
     int end();
     [[nodiscard]] bool isScript(const std::FILE* pipe) const { return pipe != nullptr && pipe == reader; }
 
@@ -41,7 +41,8 @@ public:
     void pass(std::uint64_t iteration);
     /// Waits until the script has written the next line, or has closed its output. Returns immediately at pace 0.
     void awaitStep();
-    /// At pace 0, waits until `byteCount` bytes are unread or the script has ended. Returns false after five minutes.
+    /// At pace 0, waits until `byteCount` bytes are unread or the script has ended; if `byteCount` is 0, waits for the
+    /// end. Returns false after five minutes.
     [[nodiscard]] bool awaitBytes(int byteCount) const;
 
 private:

@@ -10,10 +10,10 @@
 
 namespace sim {
 
-/// The clock advances only while the main thread sleeps, and it jumps from one event to the next: the end of a transfer
-/// on another thread, or the end of the sleep. A thread is busy unless it waits on a condition variable or for the end
-/// of a transfer. The clock does not advance while another thread is busy, so the order and the times of all events are
-/// independent of the speed of the machine.
+/// The clock advances only while the main thread is in `pass`, during a sleep or a transfer. It jumps from one event to
+/// the next: the end of a transfer or a sleep of any thread. A thread is busy unless it is in `pass` or waits on a
+/// condition variable. The clock does not advance while another thread is busy, so the order and the times of all
+/// events are independent of the speed of the machine.
 class Timeline {
 public:
     using Duration = std::chrono::nanoseconds;
@@ -27,7 +27,7 @@ public:
     /// Waits until no other thread is busy, so that all events up to the current time are complete.
     void awaitIdle();
 
-    // Called by the functions that override C library functions. They count the threads other than the main thread.
+    // Called by the functions that override C library functions, to count the busy threads other than the main thread.
 
     void threadStarts();
     void threadEnds();
@@ -47,7 +47,8 @@ public:
         /// A woken thread counts as busy immediately, before it runs.
         bool isWoken = false;
     };
-    /// Whether this class waits on the condition variable itself. Such waits must not be reported by `Waiting`.
+    /// Whether the condition variable is a member of this class. A thread that waits on a member must not create a
+    /// `Waiting`.
     [[nodiscard]] bool owns(const void* conditionVariable);
     /// Marks one thread that waits on the condition variable, or all of them, as busy.
     void wake(const void* conditionVariable, bool all);

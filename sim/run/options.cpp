@@ -1,4 +1,4 @@
-// Parses the options, and prints the help text.
+// Parses the options, and composes the help text.
 #include "sim/run/options.h"
 
 #include "sim/session/scenario.h"

@@ -12,8 +12,8 @@ namespace sim {
 
 class Pictures {
 public:
-    /// If a path is empty, the screens or the movie are not saved. Throws std::runtime_error if the folder cannot be
-    /// created.
+    /// Saves no screens if `frameFolder` is empty, and no movie if `movieFile` is empty. Throws std::runtime_error if
+    /// the folder cannot be created.
     Pictures(const std::filesystem::path& frameFolder, std::filesystem::path movieFile);
 
     /// Adds the current screen. `name` is its name; empty if it has none.

@@ -52,7 +52,7 @@ unmount() {
   release "$1"
 }
 
-# sync -f FOLDER: writes a mounted folder to its image.
+# sync -f FOLDER: writes a folder that is mounted for writing to its image.
 sync() {
   read -r image access <"$2.mounted" && { [ "$access" = ro ] || write_image "$image" "$2"; }
 }
@@ -71,8 +71,8 @@ mke2fs() {
   is_writable "$created" && command mke2fs "$@"
 }
 
-# write_image IMAGE FOLDER: fails when the image is read-only, or when the files need more than usable_kib, the limit of
-# a worn memory.
+# write_image IMAGE FOLDER: replaces the image with a new image of the files. Fails when the image is read-only, or when
+# the files need more than usable_kib KiB, the limit of a worn memory (0 for no limit).
 write_image() {
   is_writable "$1" || return
   [ "$usable_kib" -eq 0 ] || [ "$(du -sk --apparent-size "$2" | cut -f 1)" -le "$usable_kib" ] || return

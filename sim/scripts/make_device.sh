@@ -2,7 +2,8 @@
 # Creates the root folder of a simulated device: the device scripts, keys, an internal memory with a firmware and the
 # presets of the folder user_presets, and an empty backup.
 # Usage: make_device.sh ROOT KEYS [MEMORY_KIB [USABLE_KIB [VERSION]]]
-# ROOT is a new or empty folder. KEYS contains the keys. USABLE_KIB limits the files in a worn memory; 0 for no limit.
+# ROOT is a new or empty folder. KEYS is a folder with signing.pub and firmware.key. MEMORY_KIB is the size of the
+# memory (default: 8192). USABLE_KIB limits the files in a worn memory; 0 for no limit (default).
 # VERSION is the version of the firmware (default: 1.4.2), or none for a memory without firmware.
 set -eEuo pipefail
 # shellcheck source=common.sh
@@ -11,7 +12,8 @@ set -eEuo pipefail
 scripts=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")")
 readonly scripts device_scripts=$scripts/../../packaging/scripts backup_kib=8192
 
-# make_memory_content FOLDER VERSION: firmware 2.0.0 contains a different greeting.txt and no voices.conf.
+# make_memory_content FOLDER VERSION: creates the presets and, unless VERSION is none, a firmware. Firmware 2.0.0 has a
+# different greeting.txt and no voices.conf.
 make_memory_content() {
   mkdir "$1"
   cp -R "$scripts/user_presets" "$1/presets"

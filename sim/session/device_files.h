@@ -12,11 +12,11 @@
 
 namespace sim {
 
-/// Every operation throws std::runtime_error with a one-line message if it fails. Several threads may create devices
-/// and drives.
+/// Every operation throws std::runtime_error with a one-line message if it fails, or Interrupted after a termination
+/// signal. Several threads may create devices and drives.
 class DeviceFiles {
 public:
-    /// Runs the scripts in `scriptFolder`. The firmware on the drives contains the files in `firmwareFolder`.
+    /// `scriptFolder` contains the scripts. The firmware on the drives contains the files in `firmwareFolder`.
     DeviceFiles(std::filesystem::path scriptFolder, std::filesystem::path firmwareFolder);
     DeviceFiles(const DeviceFiles&) = delete;
     DeviceFiles& operator=(const DeviceFiles&) = delete;

@@ -17,7 +17,7 @@ public:
 
     /// `iteration` must not decrease from call to call.
     void add(std::uint64_t iteration, const Screen& screen);
-    /// The sequence of screens up to `iteration`, without repetitions. Empty before the first `add`.
+    /// The sequence of screens up to `iteration`; each differs from the previous one. Empty before the first `add`.
     [[nodiscard]] std::vector<TimedScreen> screens(std::uint64_t iteration) const;
 
 private:

@@ -21,7 +21,7 @@ struct Observation {
     std::uint64_t iteration = 0;
     /// The number of complete frames since the last power-on.
     std::uint64_t frames = 0;
-    /// The iterations and frames of all earlier power-ons.
+    /// The total iterations and frames before the last power-on.
     std::uint64_t earlierIterations = 0;
     std::uint64_t earlierFrames = 0;
     /// The picture on the display. It depends on all display registers except the contrast.
@@ -34,7 +34,7 @@ struct Observation {
     bool isButtonDown = false;
     /// The name and the arguments of the running script, such as "format.sh 0"; empty if no script is running.
     std::string script{};
-    /// The names of the injected faults, some of which take effect at the next power-on.
+    /// The names of the injected faults, some of which take effect only at the next power-on.
     std::set<std::string> faults{};
     /// What the updater has written since the last power-on.
     std::string output{};

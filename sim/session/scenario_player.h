@@ -13,12 +13,11 @@ namespace sim {
 
 class ScenarioPlayer {
 public:
-    /// How long an "await" waits, in iterations.
+    /// How long an "await" waits at most, in iterations.
     static constexpr std::uint64_t longestWait = 60000;
 
-    /// `chosenSession` must be new, with the set-up of the scenarios to be played. `callAfterRunning` is called at
-    /// the start, after each input, and at least every 20 iterations. The device sends at most one frame in 20
-    /// iterations.
+    /// `chosenSession` must be new, with the set-up of the scenario to be played. `callAfterRunning` is called at the
+    /// start, after each input, and at least every 20 iterations, in which the device sends at most one frame.
     ScenarioPlayer(Session& chosenSession, const DeviceFiles& files, const ReferenceScreens& screens,
                    std::function<void()> callAfterRunning);
 

@@ -26,9 +26,9 @@ struct Programs {
     RecordingFile* wires = nullptr;
 };
 
-/// Runs in virtual time, which passes only during `run`. Equal inputs at equal iterations produce equal frames, on any
-/// machine. Operations throw std::runtime_error if the device cannot be used. They do not throw if the updater ends;
-/// `observe` reports its end.
+/// Runs in virtual time, which passes only during `run`, and for one iteration at each power-on. Equal inputs at equal
+/// iterations produce equal frames, on any machine. Operations throw std::runtime_error if the device cannot be used.
+/// They do not throw if the updater ends; `observe` reports its end.
 class Session {
 public:
     /// The number of iterations from a script's start to its first line, and from each line to the next.

@@ -198,7 +198,7 @@ private:
 
 /// How well a statement matches a form.
 struct Match {
-    /// The number of tokens that match; meaningful only if the statement does not match.
+    /// The number of tokens that match the form.
     std::size_t matched = 0;
     /// What the form requires next; empty if the statement matches.
     std::string expected{};

@@ -1,4 +1,4 @@
-// A change of a line at a time.
+// The change of a line to a level, with its time.
 #pragma once
 
 #include "sim/wires/line.h"

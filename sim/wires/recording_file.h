@@ -8,8 +8,8 @@
 
 namespace sim {
 
-/// Creates the file, which the preloaded library in the updater's process writes. Each power cycle
-/// starts a new process, which continues the recording.
+/// Creates the file, which the preloaded library in the updater's process writes. Each power cycle starts a new
+/// process, which continues the recording.
 class RecordingFile {
 public:
     /// Replaces the file. `limit` is its largest size in bytes, at least `smallestLimit`; RecordingState::noLimit for
@@ -22,8 +22,8 @@ public:
 
     static constexpr std::uint64_t smallestLimit = 1024;
 
-    /// Must be called before each start of the updater. Except for the first start, returns all lines to their initial
-    /// levels, 1 ms after the time up to which the previous updater was observed.
+    /// Must be called before each start of the updater. Except before the first start, returns all lines to their
+    /// initial levels, 1 ms after the time up to which the previous updater was observed.
     void powerOn();
     /// Throws std::runtime_error if the file could not be written.
     void check() const;
@@ -35,13 +35,10 @@ public:
     /// The time of the last change in seconds.
     [[nodiscard]] double seconds() const { return static_cast<double>(state->lastChange) / 1e9; }
 
-    // For a WireRecorder in this process.
+    // For a WireRecorder. The updater's process inherits both descriptors, and maps the state from `stateDescriptor`.
 
     [[nodiscard]] int descriptor() const { return fileDescriptor; }
     [[nodiscard]] RecordingState& getState() { return *state; }
-
-    // Inherited by the updater's process, which also maps the RecordingState.
-
     [[nodiscard]] int stateDescriptor() const { return memoryDescriptor; }
 
 private:

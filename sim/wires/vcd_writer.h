@@ -38,7 +38,7 @@ public:
     void change(const Edge& edge);
     /// Records that the lines have not changed until `time`.
     void observeUntil(WireTime time);
-    /// Writes the buffer to the file. Also completes a write that was interrupted because its process was killed.
+    /// Writes the buffer to the file. Also repeats a write that was interrupted because its process was killed.
     void flush();
     /// Records the time up to which the lines have been observed, and writes the buffer to the file.
     void end();

@@ -12,7 +12,8 @@
 namespace sim {
 
 /// Converts transfers and other events into edges, and writes the edges in the order of their times. Times are relative
-/// to the creation of the recorder and must not decrease from call to call. The memory use is constant.
+/// to the creation of the recorder and must not decrease from call to call. The memory use does not grow with the
+/// length of the recording.
 class WireRecorder {
 public:
     /// Continues a recording at the time up to which its lines have been observed.

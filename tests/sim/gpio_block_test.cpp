@@ -206,8 +206,8 @@ TEST_F(Gpio, ReportsAnAlternateFunctionOncePerLine)
     select(7, 0b100);
     block.sync();
     select(8, 0b111);
-    EXPECT_EQ(violations.list(), (Lines{"GPIO line 7 was given the alternate function 4",
-                                        "GPIO line 8 was given the alternate function 7"}));
+    EXPECT_EQ(violations.list(), (Lines{"GPIO line 7 was given the function select code 4",
+                                        "GPIO line 8 was given the function select code 7"}));
     EXPECT_EQ(events, Lines{});
     EXPECT_FALSE(block.isOutput(7));
 }
