@@ -419,6 +419,18 @@ void Board::setInjectedFault(const std::string& fault, bool on)
     }
 }
 
+void Board::setFrameTime(Timeline::Duration duration)
+{
+    const std::lock_guard lock(mutex);
+    frameTime = duration;
+}
+
+void Board::refuseI2cTransfer(int number)
+{
+    const std::lock_guard lock(mutex);
+    refusedI2cTransfer = number;
+}
+
 void Board::setButton(bool pressed)
 {
     const std::lock_guard lock(mutex);

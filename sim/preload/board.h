@@ -26,8 +26,7 @@ namespace sim {
 
 enum class Endpoint : std::uint8_t { None, Memory, Spi, I2c, Encoder };
 
-/// The operations for the program return the same values as the system calls and set errno on failure. Thread-safe,
-/// except setFrameTime and refuseI2cTransfer, which must not be called during other calls.
+/// The operations for the program return the same values as the system calls and set errno on failure. Thread-safe.
 class Board {
 public:
     /// `deviceRoot` is the folder with the device's files.
@@ -65,10 +64,10 @@ public:
     /// spi".
     void setInjectedFault(const std::string& fault, bool on);
     /// Overrides the transfer time of a frame (10240 bytes); 0 restores the time that follows from the bus speed.
-    void setFrameTime(Timeline::Duration duration) { frameTime = duration; }
+    void setFrameTime(Timeline::Duration duration);
     /// Makes the I2C transfer with this number fail; 0 for none. Transfers, including device selections, are counted
     /// from 1.
-    void refuseI2cTransfer(int number) { refusedI2cTransfer = number; }
+    void refuseI2cTransfer(int number);
     void setButton(bool pressed);
     void turn(std::int32_t steps);
     void queueEvent(std::uint16_t type, std::uint16_t code, std::int32_t value);
@@ -124,8 +123,6 @@ private:
 
     const std::string root;
     std::array<std::atomic<Endpoint>, descriptorCount> endpoints{};
-    Timeline::Duration frameTime{};
-    int refusedI2cTransfer = 0;
 
     mutable std::mutex mutex;
     // Guarded by the mutex.
@@ -139,6 +136,8 @@ private:
     std::uint32_t spiSpeedHz = 500000;
     unsigned long i2cAddress = 0;
     int i2cTransfers = 0;
+    Timeline::Duration frameTime{};
+    int refusedI2cTransfer = 0;
     /// Chip select is high during the gap. The gap is shorter than on the device, where the kernel needs several
     /// microseconds.
     Bus spiBus = {.gap = std::chrono::microseconds(1)};
