@@ -34,8 +34,8 @@ void buildFonts()
 
 // Exceptions are deliberately not caught: if a process cannot be started or the drive cannot be queried, the exception
 // ends the program with SIGABRT, so the launcher can detect the failure. If the GPIO block could not be mapped, the
-// first register access ends the program with SIGSEGV. A script that is missing or fails does not cause an exception:
-// the screen reports the failure.
+// first register access ends the program with SIGSEGV. A script that is missing or exits with a non-zero status does
+// not cause an exception: the updater enters the state `Failed`.
 int main()
 {
     std::cout << "Starting updater..." << std::endl;

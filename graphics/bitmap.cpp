@@ -95,7 +95,7 @@ void Bitmap::fillRect(std::int32_t x, std::int32_t y, std::int32_t w, std::int32
     }
 }
 
-/// Places `source` at (x, y) and sets each pixel below it to combine(pixel, source pixel).
+/// Places `source` at (x, y) and sets each pixel that it covers to combine(pixel, source pixel).
 template <typename Combine>
 void Bitmap::overlay(std::int32_t x, std::int32_t y, const Bitmap& source, Combine combine)
 {

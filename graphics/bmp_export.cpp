@@ -30,7 +30,7 @@ std::uint8_t greyOf(Pixel value)
 std::vector<std::uint8_t> headers(std::int32_t width, std::int32_t height)
 {
     std::vector<std::uint8_t> bytes = {'B', 'M'};
-    // The file size. Deliberately excludes row padding, so it is exact only if no row needs padding, as in the canvas.
+    // The file size. Deliberately excludes row padding, so it is exact only if no row needs padding.
     append<4>(bytes, bytesPerPixel * width * height + fileHeaderSize + infoHeaderSize);
     append<4>(bytes, 0); // reserved
     append<4>(bytes, fileHeaderSize + infoHeaderSize);

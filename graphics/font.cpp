@@ -15,7 +15,8 @@ FontRegistry fontRegistry;
 namespace {
 
 /// Returns the hexadecimal number in the two characters before the ending of four characters: 0x41 for
-/// "img/font8/41.png". If only the first one is a hexadecimal digit, returns its value; if the first one is not, 0.
+/// "img/font8/41.png". If only the first character is a hexadecimal digit, returns its value. If the first character is
+/// not a hexadecimal digit or the path is shorter than six characters, returns 0.
 std::uint8_t codeOf(std::string_view path)
 {
     constexpr std::size_t digits = 2;
@@ -86,8 +87,9 @@ std::int64_t Font::advance(const Cell& cell) const
 }
 
 /// Breaks `text` at line feeds and before each glyph that would exceed `maxWidth` columns, and calls
-/// place(cell, column, line) for each glyph. A glyph wider than `maxWidth` is placed on its own line. Lays out at most
-/// `maxLines` lines, but at least one. Returns the index of the last line, counted from 0.
+/// place(cell, column, line) for each glyph. A glyph wider than `maxWidth` is placed on its own line; the break before
+/// it may leave an empty line. Lays out at most `maxLines` lines, but at least one. Returns the index of the last line,
+/// counted from 0.
 template <typename Place>
 std::int32_t Font::layOut(const std::string& text, std::int64_t maxWidth, std::int32_t maxLines, Place place) const
 {

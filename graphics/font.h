@@ -25,7 +25,8 @@ public:
     [[nodiscard]] std::int32_t getScale() const { return scale; }
     [[nodiscard]] const Glyphs& getGlyphs() const { return glyphs; }
 
-    // The functions below the class describe these operations; they take the name of the font.
+    // Documented below the class, at the free functions fontHeight, textWidth, countLines and drawText, which take the
+    // name of a font.
 
     [[nodiscard]] std::int32_t height() const;
     [[nodiscard]] std::uint32_t width(const std::string& text) const;

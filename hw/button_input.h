@@ -4,10 +4,12 @@
 #include <cstdint>
 
 /// Debounces all 32 lines of GPIO bank 0 at once; a pressed button pulls its line low. A change takes effect after four
-/// consecutive polls. Presses and releases stay latched until they are taken. Line numbers are 0 to 31.
+/// consecutive polls. Presses and releases stay latched until they are taken or `init` is called. Line numbers are 0 to
+/// 31.
 class ButtonInput {
 public:
-    /// Sets every line to released. Does not reset the debounce counters, which all instances share.
+    /// Sets every line to released and clears the latches. Does not reset the debounce counters, which all instances
+    /// share.
     void init();
     /// Runs one debounce step.
     void poll();

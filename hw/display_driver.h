@@ -12,8 +12,9 @@
 /// The destructor blocks until the last frame has been sent.
 class DisplayDriver {
 public:
-    /// Opens /dev/spidev`bus`.`chipSelect`, resets and initialises the controller and clears its memory, which takes at
-    /// least a third of a second. Call it once. Reports a failure on standard error; frames are then dropped.
+    /// Opens /dev/spidev`bus`.`chipSelect`, resets and initialises the controller, clears its memory and turns the
+    /// display on, which takes at least 330 ms. Call it once. Reports on standard error if the device cannot be opened
+    /// or configured; frames are then dropped. Write errors are ignored.
     void open(int bus, int chipSelect, std::uint32_t busSpeedHz, int dataCommandLine, int controllerResetLine);
     /// Packs the canvas, which must have at least 256 by 160 pixels with values 0 to 3, and returns without waiting for
     /// the transfer.

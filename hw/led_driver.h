@@ -28,7 +28,7 @@ private:
 
     I2cBus* bus = nullptr;
     std::uint8_t address = 0;
-    /// The bytes of one write: the number of the first register, then its value and the values of the following
-    /// registers. Byte k is register k.
+    /// The bytes of one write: the number of the first register, then the values of the registers from the first to the
+    /// last. The value of register k is byte k.
     std::array<std::uint8_t, lastRegister + 1> registerBlock{};
 };

@@ -7,8 +7,9 @@ class RotaryInput {
 public:
     /// Opens /dev/input/event0 in non-blocking mode. Reports a failure on standard error; `readStep` then returns 0.
     void open();
-    /// Returns the value of the next queued event, whatever its type: negative or positive for a movement, 0 if no
-    /// event is queued or the read fails. Consumes one event per call, in order.
+    /// Returns the value of the next queued event, whatever its type: negative or positive for a movement, 0 for a
+    /// synchronisation event. Also returns 0 if no event is queued or the read fails. Consumes at most one event per
+    /// call, in order.
     [[nodiscard]] std::int32_t readStep();
 
 private:

@@ -8,7 +8,8 @@
 #include <string>
 #include <string_view>
 
-/// The constructor starts the command. Its standard error is not captured. Other commands do not inherit the pipe.
+/// The constructor starts the command. The command's standard error is not captured. Other commands do not inherit the
+/// pipe.
 class CommandRunner {
 public:
     /// The result of `poll` while the command runs.
@@ -23,7 +24,7 @@ public:
 
     /// Reads everything the command has written so far. A zero byte discards up to 127 bytes after it and may end the
     /// call early. Returns `running` until the output ends or a read fails; then waits for the command to exit and
-    /// returns its exit status (0 to 255), or 0 if a signal killed it. Later calls return 0.
+    /// returns its exit status (0 to 255), 0 if a signal killed it, or 255 if the wait fails. Later calls return 0.
     std::uint32_t poll();
 
     [[nodiscard]] std::size_t lineCount() const { return lines.size(); }

@@ -129,7 +129,7 @@ UpdateState Updater::showMenu()
 {
     wheelFrame = noWheel;
     factoryButton.setVisible(true);
-    // Only a factory reset is possible without installed firmware.
+    // Without a known installed version, only a factory reset is offered.
     updateButton.setVisible(!oldVersion.empty());
     message.setVisible(false);
     noButton.setVisible(false);

@@ -38,7 +38,8 @@ public:
 
     /// Runs one step of the state machine. `iteration` increases by one per call, about every millisecond. Throws
     /// std::runtime_error if a process cannot be started, and std::filesystem::filesystem_error if the drive cannot be
-    /// queried. A script that is missing or fails does not cause an exception; the state becomes `Failed`.
+    /// queried. A script that is missing or exits with a non-zero status does not cause an exception; the state becomes
+    /// `Failed`.
     void update(std::uint64_t iteration) override;
     bool onInput(InputEvent event) override;
     void broadcast(std::int32_t code, EventData data) override;
@@ -46,8 +47,8 @@ public:
     void draw() override;
     void notify(std::string senderName, std::int32_t code, EventData data) override;
 
-    /// Shows the menu and hides the message, the dialog and the wheel. Shows the update button only if firmware is
-    /// installed. Returns the new state, `Choosing`.
+    /// Shows the menu and hides the message, the dialog and the wheel. Shows the update button only if the installed
+    /// version is known. Returns the new state, `Choosing`.
     UpdateState showMenu();
 
 private:

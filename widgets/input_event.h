@@ -8,7 +8,7 @@ enum class InputEvent : std::uint32_t {
     RotateLeft = 0,
     RotateRight = 1,
     Press = 2,
-    /// The end of a short press. A long press ends without an event.
+    /// The knob was released less than 1000 iterations after `Press`. A later release causes no event.
     Release = 4,
     /// The knob is still pressed 1000 iterations after `Press`.
     LongPress = 5,

@@ -24,7 +24,7 @@ void Text::draw()
     const std::int64_t gap = fontLineSpacing(font);
     const std::int64_t pitch = gap + fontHeight(font);
     if (pitch == 0) {
-        return; // unknown font
+        return; // the font is unknown, or its line spacing is minus its height
     }
     // Deliberate: the font's line spacing determines how many lines fit and where a centred block starts, but the lines
     // are drawn with a gap of one row.

@@ -32,7 +32,7 @@ public:
 
     /// Called once per iteration with the iteration number.
     virtual void update(std::uint64_t newTick);
-    /// Returns whether this widget or a descendant handled the event.
+    /// Returns whether this widget or a descendant handled the event. Children of a hidden widget do not receive it.
     virtual bool onInput(InputEvent event);
     virtual void broadcast(std::int32_t code, EventData data);
     /// Called after the surface has been resized.
@@ -54,7 +54,7 @@ public:
     void removeChild(Widget& child);
 
     void setSelectable(bool value);
-    /// Sends `selectionRequested` before the widget is selected; a root that is a plain `Widget` then deselects all
+    /// Sends `selectionRequested` before the widget is selected; at the root, `Widget::notify` then deselects all
     /// widgets of the tree.
     void setSelected(bool value);
     /// Always deselects the widget, even if `value` is true, so select a widget after showing it.

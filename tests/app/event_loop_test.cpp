@@ -180,7 +180,7 @@ TEST_F(Loop, PollsTheButtonInEveryTenthIterationStartingWith10)
     EXPECT_EQ(screen.events, Log({"40 Press"}));
 }
 
-TEST_F(Loop, DoesNotPollTheButtonInOtherIterations)
+TEST_F(Loop, DoesNotPollTheButtonBetweenMultiplesOf10Iterations)
 {
     for (int i = 1; i <= 200; ++i) {
         i % 10 == 0 ? release() : press();
@@ -242,7 +242,7 @@ TEST_F(Loop, BehavesTheSameWhetherOrNotTheScreenHandlesEvents)
 
 struct HoldCase {
     const char* name;
-    /// Iterations from the press edge to the release edge.
+    /// Iterations from the press to the release, before debouncing.
     std::uint64_t duration;
     Log events;
 };
@@ -263,7 +263,7 @@ TEST_P(LoopHold, DispatchesEventsByDuration)
     const std::size_t atTheEdge = screen.events.size();
     iterate(3000);
     EXPECT_EQ(screen.events, GetParam().events);
-    EXPECT_EQ(atTheEdge, screen.events.size()) << "an event was dispatched after the release edge";
+    EXPECT_EQ(atTheEdge, screen.events.size()) << "an event was dispatched after the debounced release";
 }
 
 INSTANTIATE_TEST_SUITE_P(For, LoopHold,
@@ -331,7 +331,7 @@ TEST_F(Loop, ClearsTheReleaseAfterALongPress)
     EXPECT_EQ(screen.events, Log({"40 Press", "1040 LongPress", "1640 Press"}));
 }
 
-TEST_F(Loop, IgnoresOtherGpioLines)
+TEST_F(Loop, IgnoresGpioLinesOtherThanTheButtonLine)
 {
     calls.gpio[13] = 1U << buttonLine;
     iterate(2000);
@@ -463,7 +463,7 @@ protected:
 TEST_F(UpdaterLoop, TenThousandIdleIterationsDoNotAllocate)
 {
     calls.setLogging(false);
-    iterate(20); // the first frame draws the texts
+    iterate(20); // draws the first frame, which may allocate
     const AllocationCounter counter;
     iterate(10000);
     EXPECT_EQ(counter.count(), 0U);

@@ -65,7 +65,7 @@ protected:
         return testing::internal::GetCapturedStderr();
     }
 
-    /// Waits for the last transfer and returns all transfers.
+    /// Closes the display, which waits for the last transfer. Returns all transfers.
     std::vector<Transfer> closeAndTakeTransfers()
     {
         display.reset();
@@ -92,7 +92,7 @@ protected:
 
 // Opening.
 
-TEST_F(Display, OpenResetsInitialisesAndClearsTheControllerThenTurnsTheDisplayOn)
+TEST_F(Display, OpenInitialisesTheControllerAndTurnsTheDisplayOn)
 {
     EXPECT_EQ(open(), "");
     EXPECT_EQ(firstDifference(calls.takeLog(), bringUpOfTheDevice), "");
@@ -105,7 +105,7 @@ TEST_F(Display, OpenSendsTheSameSequenceWhenEveryWriteFails)
     EXPECT_EQ(firstDifference(calls.takeLog(), bringUpOfTheDevice), "");
 }
 
-TEST_F(Display, OpenUsesTheGivenDeviceSpeedAndResetLine)
+TEST_F(Display, OpenUsesItsArguments)
 {
     display.emplace();
     display->open(1, 2, 400000, 7, 11);

@@ -37,7 +37,7 @@ TEST_F(GpioRegisters, TheBlockIsMappedOnceBeforeMain)
     EXPECT_EQ(SystemCalls::startupMapping().physicalBase, blockBase);
 }
 
-TEST_F(GpioRegisters, MappingOpensMapsAndClosesTheMemoryDevice)
+TEST_F(GpioRegisters, MapsTheBlockFromTheMemoryDeviceAndClosesTheDevice)
 {
     EXPECT_EQ(mapGpioRegisters(blockBase), calls.gpio.data());
 

@@ -154,7 +154,7 @@ TEST_F(Flow, AnErrorOtherThanAMissingFileThrows)
     }
 }
 
-TEST_F(Flow, DetectionShowsTheHeaderRestartsTheWheelAndPollsTheScript)
+TEST_F(Flow, DetectionRestartsTheWheelAndShowsTheHeaderAndPollsTheScript)
 {
     tickTo(usbCheckPeriod - 1);
     EXPECT_GT(screen->wheelFrame, 0);

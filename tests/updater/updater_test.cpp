@@ -21,7 +21,7 @@ protected:
 
 // Construction.
 
-TEST_F(Screen, StartsWithTitleMessageAndTheFirstWheelFrame)
+TEST_F(Screen, StartsWithTheTitleTheMessageAndTheFirstWheelFrame)
 {
     EXPECT_EQ(visible(), "title message");
     EXPECT_EQ(message(), texts::waiting);
@@ -133,7 +133,7 @@ TEST_F(Screen, ResizingLeavesItsChildrenUnchanged)
 
 // Input.
 
-TEST_F(Screen, HandlesEveryRotationEvenWithoutSelectableButtons)
+TEST_F(Screen, HandlesEveryRotationEvenIfNoButtonIsVisible)
 {
     EXPECT_TRUE(screen->onInput(InputEvent::RotateRight));
     EXPECT_TRUE(screen->onInput(InputEvent::RotateLeft));
@@ -205,7 +205,7 @@ TEST_F(Screen, OffersOnlyTheFactoryResetWithoutAnInstalledVersion)
     EXPECT_EQ(message(), texts::factoryQuestion("1.1"));
 }
 
-TEST_F(Screen, ShowMenuHidesTheWheelReturnsChoosingAndKeepsTheCommand)
+TEST_F(Screen, ShowMenuHidesTheWheelAndReturnsChoosingWhileTheCommandKeepsRunning)
 {
     startPreparing({nothingNow, nothingNow}, 0);
     draw();
@@ -282,7 +282,7 @@ INSTANTIATE_TEST_SUITE_P(
                     DialogCase{"FactoryReset", 4, 1, texts::factoryQuestion("1.1"), "/usr/sbin/format.sh 1"}),
     [](const auto& test) { return test.param.name; });
 
-TEST_F(Screen, IgnoresOtherNotifications)
+TEST_F(Screen, IgnoresNotificationsThatAreNotButtonActions)
 {
     reachMenu();
     input(InputEvent::RotateRight);

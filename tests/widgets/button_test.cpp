@@ -13,7 +13,7 @@
 
 namespace {
 
-/// A button with stored images and a label at (0, 0) in the small font.
+/// A button with stored images and a label at (0, 0) in the font "tiny".
 class TestButton : public Exposed<Button> {
 public:
     explicit TestButton(const std::string& text, std::int32_t maxWidth = 0, const std::string& imagePath = "plain.png",
@@ -51,7 +51,7 @@ protected:
     ProbeWidget screen{"screen"};
 };
 
-TEST_F(ButtonTest, InitiallyIsSelectableUnselectedVisibleDirtyAndNamedAfterItsLabel)
+TEST_F(ButtonTest, ANewButtonIsVisibleAndSelectableAndNamedAfterItsLabel)
 {
     const TestButton button("ab");
     EXPECT_TRUE(button.isSelectable());

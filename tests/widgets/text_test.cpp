@@ -36,7 +36,7 @@ protected:
     }
 };
 
-TEST_F(TextTest, InitiallyHasNoTextNameOrSize)
+TEST_F(TextTest, HasNoTextNoNameAndNoSizeInitially)
 {
     Label label;
     EXPECT_EQ(label.name, "");
@@ -54,7 +54,7 @@ TEST_F(TextTest, InitiallyHasNoTextNameOrSize)
     EXPECT_TRUE(shows(label.getSurface(), {"   ", "#  ", "   ", "#  ", "   "})) << "not centred, or not in full ink";
 }
 
-TEST_F(TextTest, TheFirstTextIsTheName)
+TEST_F(TextTest, TheInitialTextIsTheName)
 {
     Label label("tiny", "ab", 2);
     EXPECT_EQ(label.name, "ab");

@@ -96,7 +96,7 @@ TEST_F(WidgetTree, AWidgetHiddenByAChildsHandlerStillOffersTheEventToTheOtherChi
 
 // ---- notifications ----
 
-TEST_F(WidgetTree, NotifyPassesSenderCodeAndPayloadUnchangedUpToTheRoot)
+TEST_F(WidgetTree, NotifyPassesItsArgumentsUnchangedUpToTheRoot)
 {
     ProbeWidget grandchild("grandchild", &log);
     a.addChild(grandchild, 0, 0);
@@ -107,7 +107,7 @@ TEST_F(WidgetTree, NotifyPassesSenderCodeAndPayloadUnchangedUpToTheRoot)
     }
 }
 
-TEST_F(WidgetTree, ASelectionRequestAtAPlainRootClearsTheSelection)
+TEST_F(WidgetTree, ASelectionRequestThatReachesTheRootDeselectsAllWidgets)
 {
     root.passesNotificationsOn = false;
     for (ProbeWidget* widget : {&root, &a, &c}) {
@@ -120,7 +120,7 @@ TEST_F(WidgetTree, ASelectionRequestAtAPlainRootClearsTheSelection)
     }
 }
 
-TEST_F(WidgetTree, NoOtherNotificationClearsTheSelection)
+TEST_F(WidgetTree, OnlyASelectionRequestClearsTheSelection)
 {
     a.setSelected(true);
     for (const std::int32_t code : {0, 2, 3, 4, 5, 6, -1, lowest, highest}) {
@@ -174,13 +174,13 @@ TEST_F(WidgetTree, TraversalReachesSiblingsAddedByHandlers)
         top.passesNotificationsOn = false;
         ProbeWidget first("first");
         ProbeWidget last("last", &calls);
-        std::deque<ProbeWidget> siblings; // enough to reallocate the list of children several times
+        std::deque<ProbeWidget> siblings;
         for (Widget* child : {static_cast<Widget*>(&first), static_cast<Widget*>(&last)}) {
             top.addChild(*child, 0, 0);
             child->setSelected(true);
         }
         first.onCall = [&] {
-            for (int i = 0; i < 100; ++i) {
+            for (int i = 0; i < 100; ++i) { // enough to reallocate the list of children several times
                 top.addChild(siblings.emplace_back("sibling", &calls), 0, 0);
             }
         };

@@ -38,6 +38,7 @@ struct Node {
 /// The selection rules, applied to a flat list of nodes.
 struct SelectionModel {
     std::vector<Node> nodes;
+    /// True if the root calls Widget::notify, which deselects all widgets on a selection request.
     bool rootIsPlain;
 
     void setVisible(std::size_t node, bool value)

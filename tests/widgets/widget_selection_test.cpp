@@ -41,7 +41,7 @@ TEST_F(WidgetTree, SetSelectedToTheSameValueDoesNothing)
     }
 }
 
-TEST_F(WidgetTree, SetSelectedUnderAPlainRootFirstDeselectsAllOtherWidgets)
+TEST_F(WidgetTree, SetSelectedFirstDeselectsAllOtherWidgets)
 {
     ProbeWidget grandchild("grandchild", &log);
     a.addChild(grandchild, 0, 0);
@@ -177,8 +177,8 @@ TEST_F(Selection, MovingForwardWrapsAroundAndMovingBackwardBeyondTheFirstEntrySe
           Move{"", 1, "a"}, Move{"", -1, "c"}, Move{"", 0, "c"}, Move{"", 5, "a"}, Move{"", -5, "c"},
           Move{"", highest, "a"}, Move{"", lowest, "c"}}) {
         for (const bool rootIsPlain : {true, false}) {
-            SCOPED_TRACE(testing::Message()
-                         << '"' << move.before << "\" by " << move.step << ", plain root: " << rootIsPlain);
+            SCOPED_TRACE(testing::Message() << '"' << move.before << "\" by " << move.step
+                                            << ", root passes notifications on: " << rootIsPlain);
             root.passesNotificationsOn = rootIsPlain;
             root.clearSelection();
             for (ProbeWidget* widget : {&a, &b, &c}) {
