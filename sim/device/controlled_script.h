@@ -8,8 +8,8 @@ namespace sim {
 
 class SimulatedDevice;
 
-/// A shell script in the device's /usr/sbin/ that reads commands from a FIFO. No device time passes until the script
-/// has executed the command.
+/// A shell script in the device's /usr/sbin/ that reads commands from a FIFO. `print`, `exit` and `die` send a command
+/// and return when the script has executed it; no device time passes meanwhile.
 class ControlledScript {
 public:
     /// `name` is the file name, such as "format.sh".

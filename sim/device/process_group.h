@@ -1,4 +1,4 @@
-// A child process and its descendants.
+// A process group: a child process and its descendants.
 #pragma once
 
 #include <functional>
@@ -24,7 +24,7 @@ public:
     int waitForEnd();
     /// Returns -1 if no process was started.
     [[nodiscard]] pid_t getPid() const { return pid; }
-    /// Kills the process and its descendants.
+    /// Kills all processes of the group, and waits for the started process to end.
     void kill();
 
 private:

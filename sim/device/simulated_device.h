@@ -46,7 +46,8 @@ struct DeviceSetup {
     std::chrono::milliseconds timeout{0};
     /// How long the updater may run after it has closed its socket, before it is killed.
     std::chrono::milliseconds endTimeout{20000};
-    /// Called at least every 100 ms while waiting for the updater. An exception ends the wait and propagates.
+    /// Called at least every 100 ms while waiting for the updater, except in `waitForEnd`. An exception ends the wait
+    /// and propagates.
     std::function<void()> whileWaiting{};
 };
 
@@ -57,14 +58,15 @@ public:
 };
 
 /// Runs in virtual time, which passes only during construction, `run`, `runTo` and `click`, and jumps from one event to
-/// the next. Operations throw DeviceEnded if the updater has ended, and std::runtime_error if the device cannot be
-/// started or does not reply in time.
+/// the next. Operations that send a request to the updater throw DeviceEnded if it has ended, and std::runtime_error if
+/// it does not reply in time or reports an error.
 class SimulatedDevice {
 public:
     /// For how many iterations `click` presses, and then releases, the button: longer than debouncing takes.
     static constexpr std::uint64_t clickIterations = 60;
 
-    /// Switches the device on. Returns at the end of the first iteration.
+    /// Switches the device on. Returns at the end of the first iteration. Throws std::runtime_error if the updater
+    /// cannot be started.
     explicit SimulatedDevice(DeviceSetup deviceSetup);
     SimulatedDevice(const SimulatedDevice&) = delete;
     SimulatedDevice& operator=(const SimulatedDevice&) = delete;
@@ -88,8 +90,8 @@ public:
     void runTo(std::uint64_t targetIteration);
     /// Presses and releases the button, for `clickIterations` each.
     void click();
-    /// Without a script pace, waits until `byteCount` bytes of script output are unread or the script has ended. Runs
-    /// no iterations.
+    /// Without a script pace, waits until at least `byteCount` bytes of script output are unread or the script has
+    /// closed its output; if `byteCount` is 0, waits only for the output to be closed. Runs no iterations.
     void awaitScriptOutput(int byteCount);
     void awaitScriptEnd() { awaitScriptOutput(0); }
     /// With a script pace, waits until the script has written its next line or has closed its output.
@@ -112,7 +114,7 @@ public:
     [[nodiscard]] std::vector<std::string> violations();
     /// The traffic log. Each line is the time in microseconds, a blank, and an event. See Board.
     [[nodiscard]] std::vector<std::string> traffic();
-    /// Everything that the updater has written.
+    /// Everything that the updater has written. Standard error also contains what its scripts have written there.
     [[nodiscard]] const std::string& standardOutput();
     [[nodiscard]] const std::string& standardError();
 

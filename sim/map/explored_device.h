@@ -46,8 +46,8 @@ struct State {
     }
 };
 
-/// A new device, switched on. Operations throw DeviceEnded if the updater has ended, and std::runtime_error if the
-/// device cannot be used.
+/// A new device, switched on. Operations throw DeviceEnded if the updater has ended, and std::runtime_error on any
+/// other failure.
 class ExploredDevice {
 public:
     struct Programs {
@@ -76,7 +76,8 @@ public:
     // The running script.
 
     void printProgress();
-    /// decrypt.sh writes the version of the firmware and, if `findsInstalled`, the installed version.
+    /// Makes the script exit. decrypt.sh first writes the version of the firmware and, if `findsInstalled`, the
+    /// installed version.
     void endScript(int status, bool findsInstalled = false);
     void killScript();
 

@@ -42,8 +42,8 @@ bool isWorking(const State& state)
 
 } // namespace
 
-/// The updater has a message for each of the exit statuses 1, 2 and 3 of decrypt.sh, and none for the others, which
-/// "exit 4" represents. After a failure of another script, its message does not depend on the exit status.
+/// If decrypt.sh fails, the updater has a message for each of the exit statuses 1, 2 and 3, and none for the others,
+/// which "exit 4" represents. If another script fails, the message does not depend on the exit status.
 const std::vector<Act>& allActs()
 {
     using Device = ExploredDevice;

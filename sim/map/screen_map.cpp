@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// "format.sh 0" becomes "format-0"; the argument of decrypt.sh, a path, is omitted.
+/// "format.sh 0" becomes "format-0"; the argument of decrypt.sh, here always /dev/sda, is omitted.
 std::string shortName(const std::string& script)
 {
     const std::size_t dot = script.find('.');

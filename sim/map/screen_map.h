@@ -20,7 +20,7 @@ class ReferenceScreens;
 
 class ScreenMap {
 public:
-    /// Merges the states that show the same screen while the same script runs. `references` supplies names of screens.
+    /// Merges the states that have the same `place`. `references` supplies the names of the screens.
     ScreenMap(const std::vector<Explorer::Node>& nodes, const WheelFrames& wheel, const ReferenceScreens& references);
 
     /// Prints the screens in the order in which they were found, each with the acts that lead to another screen.

@@ -11,8 +11,8 @@
 
 namespace sim {
 
-/// The program under test stores directly into the register page. Stores cannot be trapped, so `sync` must be called at
-/// every system call of the program. Of several stores to the set register between two calls of `sync`, only the last
+/// The program under test stores directly into the register page. Stores cannot be trapped, so the board calls `sync`
+/// at the program's system calls. Of several stores to the set register between two calls of `sync`, only the last
 /// has an effect; likewise for the clear register.
 class GpioBlock {
 public:

@@ -15,7 +15,7 @@ class LedController {
 public:
     static constexpr std::uint8_t address = 0x6C;
     static constexpr std::size_t outputCount = 18;
-    /// The outputs for red, green and blue, by LED. The registers of LED 1 are in a different order.
+    /// The outputs for red, green and blue of each LED. The order differs for LED 1 (counted from 0).
     static constexpr std::array<std::array<std::size_t, 3>, 4> rgbOutputs = {
         {{9, 10, 11}, {7, 8, 6}, {0, 1, 2}, {3, 4, 5}}};
     /// The outputs from this one to the last belong to the bar.

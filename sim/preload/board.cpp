@@ -79,7 +79,7 @@ void Board::wire()
     gpio.onOutput([this](int line, bool level) {
         recordOutput(line, level);
         if (line == dataCommandLine) {
-            display.setDataCommandLine(level); // every SPI entry of the log contains this level
+            display.setDataCommandLine(level); // not logged here: every SPI entry of the log contains this level
             return;
         }
         log("gpio " + std::to_string(line) + (level ? " high" : " low"));

@@ -26,7 +26,8 @@ namespace sim {
 
 enum class Endpoint : std::uint8_t { None, Memory, Spi, I2c, Encoder };
 
-/// The operations for the program return the same values as the system calls and set errno on failure. Thread-safe.
+/// Thread-safe. `open`, `mapRegisters`, `write`, `read` and `control` return the same values as the system calls that
+/// they replace, and set errno on failure.
 class Board {
 public:
     /// `deviceRoot` is the folder with the device's files.
@@ -63,7 +64,8 @@ public:
     /// Injects the fault, or removes it if `on` is false. `fault` is a name from injected_faults.h, such as "absent
     /// spi".
     void setInjectedFault(const std::string& fault, bool on);
-    /// Overrides the transfer time of a frame (10240 bytes); 0 restores the time that follows from the bus speed.
+    /// Overrides the transfer time of a frame (10240 bytes), and of shorter transfers in proportion; 0 restores the
+    /// times that follow from the bus speed.
     void setFrameTime(Timeline::Duration duration);
     /// Makes the I2C transfer with this number fail; 0 for none. Transfers, including device selections, are counted
     /// from 1.
@@ -125,7 +127,7 @@ private:
     std::array<std::atomic<Endpoint>, descriptorCount> endpoints{};
 
     mutable std::mutex mutex;
-    // Guarded by the mutex.
+    // Guarded by the mutex; only the program accesses `registers` without it.
     alignas(GpioBlock::pageBytes) std::array<volatile std::uint32_t, GpioBlock::pageBytes / 4> registers{};
     Violations violations;
     GpioBlock gpio{registers.data(), violations};

@@ -107,7 +107,7 @@ constinit const ControllerLink::Request ControllerLink::requests[] = {
      [](ControllerLink& link, Words& words) {
          return std::string(link.script.setPace(take<std::uint64_t>(words)) ? "" : "error cannot create script-steps");
      }},
-    // MICROSECONDS: overrides the transfer time of a frame; 0 restores it.
+    // MICROSECONDS: overrides the transfer time of a frame; 0 restores the time that follows from the bus speed.
     {"frame-time",
      [](ControllerLink& link, Words& words) {
          link.board.setFrameTime(std::chrono::microseconds(take<std::int64_t>(words)));
@@ -171,12 +171,13 @@ constinit const ControllerLink::Request ControllerLink::requests[] = {
          link.board.queueEvent(type, code, take<std::int32_t>(words));
          return std::string();
      }},
-    // BYTES: replies when BYTES bytes of script output are unread or the script has ended; 0 waits for the end.
+    // BYTES: at pace 0, replies when at least BYTES bytes of script output are unread or the script has closed its
+    // output; if BYTES is 0, only when the script has closed its output.
     {"await-output",
      [](ControllerLink& link, Words& words) {
          return std::string(link.script.awaitBytes(take<int>(words)) ? "" : "error timed out while waiting for the script");
      }},
-    // No argument: with a script pace, replies when the script has written its next line or has ended.
+    // No argument: with a script pace, replies when the script has written its next line or has closed its output.
     {"await-step",
      [](ControllerLink& link, Words&) {
          link.script.awaitStep();

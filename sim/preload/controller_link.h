@@ -1,4 +1,5 @@
-// Executes the requests of the controller (the process that started the device) while the program's main thread sleeps.
+// Executes the requests of the controller (the process that started the device) before the program starts and while it
+// is stopped.
 #pragma once
 
 #include "sim/preload/board.h"

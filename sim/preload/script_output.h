@@ -23,10 +23,10 @@ public:
     ScriptOutput& operator=(const ScriptOutput&) = delete;
     ~ScriptOutput();
 
-    /// Must be called while no script runs. Returns false if the FIFO cannot be created.
+    /// Must be called while no script runs. Returns false if the FIFO cannot be created or opened.
     [[nodiscard]] bool setPace(std::uint64_t iterations);
 
-    /// Runs the script as popen does. `commandLine` is the command that the program passed to popen.
+    /// Starts the script as popen does. `commandLine` is the command that the program passed to popen.
     std::FILE* start(const std::string& shellCommand, const char* mode, const std::string& commandLine,
                      std::uint64_t iteration);
     /// Closes the stream that `start` returned and waits for the script to end, as pclose does.
@@ -41,8 +41,9 @@ public:
     void pass(std::uint64_t iteration);
     /// Waits until the script has written the next line, or has closed its output. Returns immediately at pace 0.
     void awaitStep();
-    /// At pace 0, waits until `byteCount` bytes are unread or the script has ended; if `byteCount` is 0, waits for the
-    /// end. Returns false after five minutes.
+    /// At pace 0, waits until at least `byteCount` bytes are unread or the script has closed its output; if `byteCount`
+    /// is 0, waits only for the output to be closed. Returns true immediately if no script is running, and false after
+    /// five minutes.
     [[nodiscard]] bool awaitBytes(int byteCount) const;
 
 private:

@@ -7,7 +7,7 @@
 
 namespace sim::fault {
 
-// Faults that must be injected before the device is switched on.
+// Faults that take effect only at power-on.
 
 inline constexpr const char* absentMemory = "absent mem";
 inline constexpr const char* mappingFails = "mmap fails";
@@ -18,12 +18,12 @@ inline constexpr const char* refusedMode = "refused mode";
 inline constexpr const char* refusedBits = "refused bits";
 inline constexpr const char* refusedSpeed = "refused speed";
 
-// Faults that can be injected at any time.
+// Faults that take effect immediately.
 
 inline constexpr const char* failingDisplay = "failing spi";
-/// A transfer of several bytes transmits only their first half.
+/// An SPI transfer of several bytes transmits only their first half.
 inline constexpr const char* shortTransfers = "short spi";
-/// A transfer takes one second.
+/// An SPI transfer takes one second.
 inline constexpr const char* hangingDisplay = "hanging spi";
 inline constexpr const char* failingLeds = "failing i2c";
 inline constexpr const char* failingEncoder = "failing encoder";

@@ -9,8 +9,8 @@
 
 namespace sim {
 
-/// Queues presses, so that they do not overlap. Durations are in iterations, the unit in which the device measures
-/// debouncing and long presses.
+/// Queues presses, so that they do not overlap; ignores further presses while four are queued. Durations are in
+/// iterations, the unit in which the device measures debouncing and long presses.
 class ButtonTimer {
 public:
     static constexpr std::uint64_t clickIterations = SimulatedDevice::clickIterations;

@@ -23,7 +23,8 @@ public:
     {}
 
     /// Returns when the user quits, SIGINT arrives or the updater ends. Throws Interrupted after any other termination
-    /// signal, and std::runtime_error if the terminal or the device fails.
+    /// signal, or after SIGINT while waiting for the updater's reply, and std::runtime_error if the terminal or the
+    /// device fails.
     void run();
     /// Prints the results; call it after `run`. Returns false if the updater ended or violated a protocol.
     [[nodiscard]] bool report() const;

@@ -44,7 +44,7 @@ public:
 /// The path of a scenario that --play can select.
 [[nodiscard]] std::filesystem::path scenarioFile(const std::filesystem::path& scenarios, const std::string& name);
 
-/// The text of --help, with the scenarios in the folder. The first line is the usage line.
+/// The text of --help, with the scenarios in the folder. The usage is in the first three lines.
 [[nodiscard]] std::string helpText(const std::filesystem::path& scenarios);
 
 } // namespace sim

@@ -17,7 +17,8 @@ public:
         : session(chosenSession), references(screens), pictures(chosenPictures), log(stream)
     {}
 
-    /// Prints the new events and the new screen since the last call. Throws std::runtime_error if the stream fails.
+    /// Prints the events since the last call. If the display has received a frame since then, prints and saves the
+    /// screen. Throws std::runtime_error if the stream fails.
     void update();
 
 private:

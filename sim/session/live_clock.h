@@ -6,14 +6,14 @@
 
 namespace sim {
 
-/// At speed 1, one iteration is due every millisecond. The caller passes the current time to every operation, and runs
-/// the iterations that `takeDue` returns.
+/// At speed 1, one iteration is due every millisecond. The caller runs as many iterations as `takeDue` returns. `now`
+/// is always the current time.
 class LiveClock {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
     using Duration = std::chrono::steady_clock::duration;
 
-    /// As many iterations as possible are due.
+    /// The speed at which as many iterations as possible are due.
     static constexpr int fullSpeed = 0;
     /// The most iterations that are due at once.
     static constexpr std::uint64_t longestBatch = 20;
@@ -31,7 +31,7 @@ public:
     /// Returns the number of iterations that are due, and counts them as run. Skips the missed iterations after a delay
     /// of more than 100 ms.
     [[nodiscard]] std::uint64_t takeDue(TimePoint now);
-    /// The time until the next iteration is due; at most 100 ms.
+    /// The time until the next iteration is due, but at most 100 ms; 100 ms while paused.
     [[nodiscard]] Duration untilDue(TimePoint now) const;
 
 private:

@@ -36,7 +36,7 @@ struct Observation {
     std::string script{};
     /// The names of the injected faults, some of which take effect only at the next power-on.
     std::set<std::string> faults{};
-    /// What the updater has written since the last power-on.
+    /// What the updater has written since the last power-on; `error` also contains what its scripts have written there.
     std::string output{};
     std::string error{};
     /// Since the creation of the device.

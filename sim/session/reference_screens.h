@@ -12,8 +12,8 @@ namespace sim {
 
 class ReferenceScreens {
 public:
-    /// Reads every NAME.png in the folder. Throws std::runtime_error if the folder does not exist, or if a picture does
-    /// not have the size and the greys of a screen.
+    /// Reads every NAME.png in the folder. Throws std::runtime_error if the folder does not exist, or if a picture
+    /// cannot be read or does not have the size and the greys of a screen.
     explicit ReferenceScreens(const std::filesystem::path& folder);
 
     [[nodiscard]] const std::map<Screen, std::string>& getNames() const { return names; }

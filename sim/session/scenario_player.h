@@ -21,9 +21,10 @@ public:
     ScenarioPlayer(Session& chosenSession, const DeviceFiles& files, const ReferenceScreens& screens,
                    std::function<void()> callAfterRunning);
 
-    /// Executes the lines of the scenario. Returns a description of the last expectation met. Throws std::runtime_error
-    /// with the message "NAME:LINE: ..." if an expectation is not met, if an awaited event does not occur, or after a
-    /// protocol violation or the end of the updater, unless the scenario expects it.
+    /// Executes the lines of the scenario. Returns a description of the last screen, memory contents or program state
+    /// that was as awaited or expected; empty if there was none. Throws std::runtime_error with the message
+    /// "NAME:LINE: ..." if an expectation is not met, if an awaited event does not occur, or after a protocol violation
+    /// or the end of the updater, unless the scenario expects it.
     std::string play(const Scenario& scenario, const std::string& name);
 
 private:
@@ -34,7 +35,8 @@ private:
 
     void await(const Statement& statement);
     [[nodiscard]] bool findScriptStart(const std::string& command);
-    /// Fails if `isTrue` is still false after `longestWait` iterations. `awaited` describes the event.
+    /// Runs until `isTrue` returns true. Throws if the updater is not running, or after `longestWait` iterations.
+    /// `awaited` describes the event.
     void runUntil(const std::function<bool()>& isTrue, const std::string& awaited);
 
     void expect(const Statement& statement);

@@ -27,8 +27,8 @@ struct Programs {
 };
 
 /// Runs in virtual time, which passes only during `run`, and for one iteration at each power-on. Equal inputs at equal
-/// iterations produce equal frames, on any machine. Operations throw std::runtime_error if the device cannot be used.
-/// They do not throw if the updater ends; `observe` reports its end.
+/// iterations produce equal frames, on any machine. Operations throw std::runtime_error on failure. They do not throw
+/// if the updater ends; `observe` reports its end.
 class Session {
 public:
     /// The number of iterations from a script's start to its first line, and from each line to the next.
@@ -43,11 +43,11 @@ public:
     /// Switches the device off, and removes its files.
     ~Session();
 
-    /// Applies and records an input (see isInput) at the current iteration; ignores its `at`. Inputs that change
-    /// nothing, such as "unplug" without a drive, have no effect, but are recorded. Throws std::logic_error for other
-    /// statements.
+    /// Applies and records an input (see isInput) at the current iteration; ignores its `at`. Throws std::logic_error
+    /// if the statement is not an input. Also records inputs that change nothing, such as "unplug" without a drive.
     void apply(const Statement& input);
-    /// Like `apply` for "plug" or "plug file", but plugs an existing image. `apply` creates the image.
+    /// Like `apply` for "plug" or "plug file", but with an existing image; `apply` itself creates the image if
+    /// necessary.
     void plug(const Statement& input, const std::filesystem::path& image);
     /// Runs `iterations` iterations, fewer if the updater ends. Has no effect while the device is off.
     void run(std::uint64_t iterations);
@@ -73,7 +73,7 @@ private:
     void setFault(const std::string& name, bool on);
     void applyToDevice(const Statement& input);
 
-    /// Calls `operation` if the updater runs. If the updater has ended, observes its end.
+    /// Calls `operation` if the updater is running. If `operation` throws DeviceEnded, records the end of the updater.
     void withDevice(const std::function<void()>& operation);
     void runSlice(std::uint64_t iterations);
     void observeDevice();
@@ -93,7 +93,7 @@ private:
 
     Observation observation;
     std::vector<Event> log;
-    /// The recorded inputs, with a check before each power-off after the updater has ended.
+    /// The recorded inputs, with a check before each power-off that follows the end of the updater.
     std::vector<Statement> inputs;
     /// The number of violations before the last power-on.
     std::size_t earlierViolations = 0;

@@ -56,14 +56,15 @@ enum class Verb {
 };
 
 [[nodiscard]] bool isSetUp(Verb verb);
-/// An input changes the device and takes no time.
+/// An input changes the device and takes no time, except that "power on" runs one iteration.
 [[nodiscard]] bool isInput(Verb verb);
 
 struct Statement {
     Verb verb;
     /// In canonical form: numbers are decimal, and texts are not quoted.
     std::vector<std::string> arguments{};
-    /// The iteration at which the statement is executed, counted from power-on; none for the current iteration.
+    /// The iteration at which the statement is executed, counted from the last power-on; none for the current
+    /// iteration.
     std::optional<std::uint64_t> at{};
 
     bool operator==(const Statement&) const = default;
@@ -80,7 +81,7 @@ public:
 
 /// Parses one statement, optionally followed by a comment. Throws SyntaxError.
 [[nodiscard]] Statement parseStatement(std::string_view line);
-/// Whether the line is empty or contains only blanks and a comment.
+/// Whether the line contains nothing except blanks and a comment.
 [[nodiscard]] bool isBlank(std::string_view line);
 /// The inverse of `parseStatement`.
 [[nodiscard]] std::string print(const Statement& statement);

@@ -8,12 +8,13 @@
 
 namespace sim {
 
-/// Creates the file, which the preloaded library in the updater's process writes. Each power cycle starts a new
-/// process, which continues the recording.
+/// Creates and completes the file. In between, a WireRecorder writes it, on the simulated device in the updater's
+/// process. Each power cycle starts a new process, which continues the recording.
 class RecordingFile {
 public:
     /// Replaces the file. `limit` is its largest size in bytes, at least `smallestLimit`; RecordingState::noLimit for
-    /// none. Throws std::runtime_error if the file cannot be written.
+    /// none. Throws std::runtime_error if the file cannot be opened for writing; `check` and `finish` report later
+    /// errors.
     RecordingFile(std::filesystem::path file, std::uint64_t limit);
     RecordingFile(const RecordingFile&) = delete;
     RecordingFile& operator=(const RecordingFile&) = delete;
@@ -32,7 +33,7 @@ public:
 
     /// Whether the limit has been reached. The file then ends at the last change that fits.
     [[nodiscard]] bool isFull() const { return state->isFull; }
-    /// The time of the last change in seconds.
+    /// The last recorded time, in seconds.
     [[nodiscard]] double seconds() const { return static_cast<double>(state->lastChange) / 1e9; }
 
     // For a WireRecorder. The updater's process inherits both descriptors, and maps the state from `stateDescriptor`.

@@ -9,7 +9,7 @@
 namespace sim {
 
 /// Resides in memory that outlives the writing process, so that another process can continue the recording, even if the
-/// first one was killed. Only one process at a time may use it.
+/// first one was killed. Only one process at a time may change it.
 struct RecordingState {
     static constexpr std::uint64_t noLimit = std::numeric_limits<std::uint64_t>::max();
 
@@ -17,7 +17,7 @@ struct RecordingState {
     std::uint64_t limit = noLimit;
     /// The size of the file in bytes, without the bytes of a write that was interrupted.
     std::uint64_t fileSize = 0;
-    /// The time of the last change, in nanoseconds.
+    /// The last recorded time, in nanoseconds: that of the last change, or the end of the completed recording.
     std::int64_t lastChange = 0;
     /// How far the lines have been observed, in nanoseconds; at least `lastChange`.
     std::int64_t end = 0;

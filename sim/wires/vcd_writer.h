@@ -36,7 +36,7 @@ public:
     void restart(WireTime time);
     /// Records a change. Times must not decrease. Has no effect if the line already has this level.
     void change(const Edge& edge);
-    /// Records that the lines have not changed until `time`.
+    /// Records that no line changes between the last change and `time`.
     void observeUntil(WireTime time);
     /// Writes the buffer to the file. Also repeats a write that was interrupted because its process was killed.
     void flush();
