@@ -14,8 +14,8 @@
 
 namespace {
 
-/// Puts a folder first in PATH whose `sync` command appends a line to "syncs", copies "picture.bmp" to "synced.bmp",
-/// and fails.
+/// Puts a folder first in PATH. Its `sync` command appends a line to "syncs", copies "picture.bmp" to "synced.bmp", and
+/// fails.
 class BmpExport : public testing::Test {
 protected:
     BmpExport() : oldPath(std::getenv("PATH"))
@@ -56,7 +56,7 @@ std::int64_t numberAt(const std::string& file, std::size_t offset, std::size_t s
     return static_cast<std::int32_t>(number);
 }
 
-TEST_F(BmpExport, WritesHeadersPixelsAndPadding)
+TEST_F(BmpExport, WritesHeadersAndPaddedRows)
 {
     const std::string header = bytes({
         'B', 'M', 63, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0,                    // file header

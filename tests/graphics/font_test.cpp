@@ -93,7 +93,7 @@ TEST_F(FontBuilding, ComparesTheDirectoryAsAPlainPrefix)
     EXPECT_EQ(codesOf("all"), (std::vector<int>{0, 0x41, 0x42, 0x43, 0x44, 0x45, 0x46}));
 }
 
-TEST_F(FontBuilding, TheLastPathWithTheSameCodeOverridesEarlierPaths)
+TEST_F(FontBuilding, TheLastOfSeveralPathsWithTheSameCodeDefinesTheGlyph)
 {
     storeImage("f/b 41.png", {"##"});
     storeImage("f/a 41.png", {"#"});

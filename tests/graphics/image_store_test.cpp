@@ -35,7 +35,7 @@ TEST_F(Images, TheStoreIsEmptyUntilItIsBuilt)
     EXPECT_TRUE(imageStore.empty());
 }
 
-TEST_F(Images, TheStoreContains113ImagesWith47656PixelsIncluding97Glyphs)
+TEST_F(Images, TheStoreContains113ImagesOfWhich97AreGlyphs)
 {
     buildImageStore();
     std::int32_t pixels = 0;

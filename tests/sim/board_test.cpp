@@ -29,7 +29,7 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr off_t gpioBase = 0xFE200000;
 constexpr std::size_t frameSize = 10240;
 
-/// The time between two transfers on the SPI bus.
+/// The minimum time between two transfers on the SPI bus.
 constexpr auto spiGap = 1us;
 
 constexpr int buttonLine = 6;
@@ -135,7 +135,7 @@ Failure failureOf(const std::function<long()>& call)
 
 // Paths.
 
-TEST_F(BoardTest, RedirectsDrivesFirmwareFilesAndScriptsToTheDeviceFolder)
+TEST_F(BoardTest, RedirectsSimulatedPathsToTheDeviceFolder)
 {
     for (const std::string path : {"/dev/sda", "/dev/sda1", "/tmp/fw/version.txt", "/tmp/fw/version.old.txt",
                                    "/tmp/fw/deep/er", "/usr/sbin/decrypt.sh", "/usr/sbin/install.sh"}) {

@@ -128,7 +128,7 @@ TEST_F(ChannelTest, HasMessageReportsAQueuedMessage)
 TEST_F(ChannelTest, ReceiveReturnsNothingWhenTheOtherEndIsClosed)
 {
     near.reset();
-    EXPECT_TRUE(far->hasMessage()) << "receive would block";
+    EXPECT_TRUE(far->hasMessage()) << "the closed end is not reported";
     EXPECT_FALSE(far->receive());
     EXPECT_FALSE(far->receive());
 }

@@ -126,7 +126,7 @@ TEST_F(LedControllerTest, TheResetRegisterResetsAllRegisters)
     EXPECT_TRUE(isFilledWith(controller.outputs(), 0)) << "the brightness registers were not reset";
 }
 
-TEST_F(LedControllerTest, ReadReturnsTheLastAddressedRegister)
+TEST_F(LedControllerTest, ReadReturnsTheRegisterSelectedByTheLastWrite)
 {
     write({0x20, 0x11, 0x22});
     EXPECT_EQ(controller.read(), 0x11);

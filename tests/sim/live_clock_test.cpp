@@ -10,7 +10,7 @@ using sim::LiveClock;
 
 constexpr LiveClock::TimePoint start{};
 
-/// The number of iterations that are due until `end` if the caller polls at this interval.
+/// The number of iterations that are due before `end` if the caller polls once per `interval`.
 std::uint64_t iterationsUntil(LiveClock& clock, LiveClock::TimePoint end, std::chrono::microseconds interval)
 {
     std::uint64_t count = 0;

@@ -11,7 +11,7 @@ struct Chunk {
     std::string data;
 };
 
-/// A big-endian number.
+/// Reads a big-endian number of `bytes` bytes.
 inline std::uint32_t numberAt(const std::string& text, std::size_t position, int bytes = 4)
 {
     std::uint32_t number = 0;

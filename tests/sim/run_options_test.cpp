@@ -69,7 +69,7 @@ TEST(RunOptions, WiresLimitAcceptsSizes)
         {"1K", std::uint64_t{1} << 10},
         {"500M", std::uint64_t{500} << 20},
         {"2G", std::uint64_t{2} << 30},
-        {"17179869183G", std::uint64_t{17179869183} << 30}, // the largest
+        {"17179869183G", std::uint64_t{17179869183} << 30}, // the largest in G
         {"0", sim::RecordingState::noLimit},
         {"0G", sim::RecordingState::noLimit},
     };

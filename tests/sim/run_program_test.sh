@@ -223,7 +223,7 @@ it "a replayed recording shows the same screens and records the same scenario" r
 it "a recording that cannot be written is reported in one line" unwritable_recording
 it "--movie saves an animated picture, the same in every run" saves_a_movie
 it "a movie that cannot be written is reported in one line" unwritable_movie
-it "--wires records the lines, the same in every run" records_the_wires
+it "--wires records the levels of the lines, the same in every run" records_the_wires
 it "a power cycle continues the recording of the lines" continues_the_wires
 it "the lines are recorded until the scenario fails" records_a_failure
 it "at the limit, the recording of the lines ends, but not the run" limits_the_wires

@@ -77,7 +77,7 @@ const std::string update = "plug good\n"
                            "await screen update-yes\n"
                            "click\n";
 
-TEST(ScenarioPlayer, ReportsFileLineAndCauseOfAFailure)
+TEST(ScenarioPlayer, ReportsTheFailedLineAndTheCause)
 {
     const struct {
         const char* text;

@@ -33,8 +33,9 @@ TEST(ScenarioPrinter, AMovieLastsAsLongAsAllPowerCycles)
     std::ostringstream output;
     sim::ScenarioPrinter printer(session, references, pictures, output);
     std::uint64_t total = 0;
-    for (const std::uint64_t iterations : {10U, 500U, 20U, 200U}) { // the second frame is complete in iteration 27
-        session.apply({sim::Verb::PowerOn});                        // no effect the first time
+    // The second frame is complete in iteration 27, so two of the power cycles have only one frame.
+    for (const std::uint64_t iterations : {10U, 500U, 20U, 200U}) {
+        session.apply({sim::Verb::PowerOn}); // no effect the first time
         printer.update();
         session.run(iterations - 1);
         printer.update();

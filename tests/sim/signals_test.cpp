@@ -71,7 +71,7 @@ TEST(Signals, InterruptAWaitThatHasBegun)
     EXPECT_EXIT(interrupt(), testing::ExitedWithCode(0), "");
 }
 
-TEST(Signals, DoNotDelayInput)
+TEST(Signals, AwaitInputReturnsIfInputIsAvailable)
 {
     const EmptyPipe pipe;
     pipe.fill();

@@ -575,7 +575,7 @@ TEST_F(PacedScript, ProgramEndsWithItsControllerWhileTheClockIsStopped)
     EXPECT_EQ(status, 0);
     const pid_t program = std::stoi(folder.read("device/updater.out").substr(4));
     EXPECT_TRUE(becomesTrue([program] { return hasEnded(program); }));
-    kill(-program, SIGKILL); // the script
+    kill(-program, SIGKILL); // the script, which is in the program's process group
 }
 
 // The environment of the program, and its end.

@@ -252,7 +252,7 @@ constexpr Command knownCommands[] = {
     {0xA7, 1, 0}, {0xAE, 1, 0}, {0xAF, 1, 0}, {0xBC, 1, 1}, {0xCA, 1, 3}, {0xF0, 1, 1}, {0x32, 2, 3}, {0x40, 2, 0},
     {0x41, 2, 0}, {0x51, 2, 1}, {0xD7, 2, 1}, {0xE0, 2, 1}, {0xE1, 2, 0}, {0xE3, 2, 0}, {0xF0, 2, 4}, {0xF2, 2, 3},
 };
-constexpr std::uint8_t writeMemory = 0x5C; // accepts any number of data bytes
+constexpr std::uint8_t writeMemory = 0x5C; // accepts as many data bytes as its window holds
 
 bool isKnown(unsigned code, int page)
 {

@@ -71,7 +71,7 @@ TEST(Statement, ParsesAndPrintsEveryForm)
     }
 }
 
-TEST(Statement, AcceptsBlanksCommentsAndOtherNotations)
+TEST(Statement, PrintsOtherNotationsInCanonicalForm)
 {
     const struct {
         const char* text;
@@ -79,7 +79,7 @@ TEST(Statement, AcceptsBlanksCommentsAndOtherNotations)
     } cases[] = {
         {"  turn\t1  ", "turn +1"},
         {"turn +01", "turn +1"},
-        {"wait +5 # half a frame", "wait 5"},
+        {"wait +5 # 5 ms", "wait 5"},
         {"press#at once", "press"},
         {"fault  absent   encoder\r", "fault absent encoder"},
         {"await output \"# no comment\" # a comment", "await output \"# no comment\""},

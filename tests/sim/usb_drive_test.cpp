@@ -159,7 +159,7 @@ TEST_F(Usb, RemovesItsNodesWhenUnplugged)
     EXPECT_NO_THROW(drive.unplug());
 }
 
-TEST_F(Usb, ReturnsEndOfFileWhenUnpluggedDuringARead)
+TEST_F(Usb, ReadsReturnEndOfFileAfterUnplugging)
 {
     plug(imageWith(fatPartition, 1000));
     for (const char* node : {"dev/sda", "dev/sda1"}) {
@@ -184,7 +184,7 @@ TEST_F(Usb, IsReplacedByTheNextDrive)
     EXPECT_TRUE(root.read("dev/sda") == fatBootSector());
 }
 
-TEST_F(Usb, NamesAMissingImageAndKeepsThePreviousDrive)
+TEST_F(Usb, NamesAnImageThatCannotBeReadAndKeepsThePreviousDrive)
 {
     plug(imageWith(fatPartition));
     for (const std::string name : {"missing.img", "dev"}) {

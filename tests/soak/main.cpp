@@ -1,4 +1,5 @@
-// Runs the updater for hours of device time and through many updates, and checks that its resource use does not grow.
+// Runs the updater on the waiting screen for hours of device time, then runs many updates. Checks the screens, and that
+// the use of resources does not grow.
 #include "tests/soak/options.h"
 #include "tests/soak/updates.h"
 #include "tests/soak/waiting.h"

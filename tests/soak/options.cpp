@@ -19,8 +19,8 @@ std::uint64_t parseNumber(std::string_view option, std::string_view text)
     std::uint64_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || end != text.data() + text.size() || number < fewest) {
-        throw UsageError(std::string(option) + " must be a number of at least " + std::to_string(fewest) + ", not \"" +
-                         std::string(text) + '"');
+        throw UsageError(std::string(option) + " must be a 64-bit integer of at least " + std::to_string(fewest) +
+                         ", not \"" + std::string(text) + '"');
     }
     return number;
 }

@@ -17,8 +17,8 @@ struct DecodedScreen {
     sim::Screen screen;
 };
 
-/// Adds a screen unless it is blank or equal to the last screen. Blank screens are omitted because the simulator
-/// observes one while the display is off, but the decoder reports none.
+/// Adds a screen unless it is blank or equal to the last screen. Blank screens are omitted because the simulator's
+/// screen is blank while the display is off, but the decoder then reports no screen.
 inline void addDistinct(std::vector<DecodedScreen>& screens, sim::CaptureTime time, const sim::Screen& screen)
 {
     if (screen != sim::Screen{} && (screens.empty() || screens.back().screen != screen)) {

@@ -121,7 +121,7 @@ TEST(RoundTripTimes, AreExact)
 
 class RoundTrip : public testing::TestWithParam<std::string> {};
 
-TEST_P(RoundTrip, PreservesScreensTimesAndViolations)
+TEST_P(RoundTrip, DecodingReproducesTheScreensAndViolations)
 {
     expectEqualAfterARoundTrip(GetParam());
 }

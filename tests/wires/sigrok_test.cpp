@@ -96,7 +96,7 @@ Decoded expectedFrom(const Lines& traffic, const std::string& frame)
     return expected;
 }
 
-TEST(LongSigrok, DecodesInitialisationLedWritesAndAFrame)
+TEST(LongSigrok, DecodesAllTransfersUpToTheFirstPicture)
 {
     constexpr std::uint64_t firstFrame = 27; // the iteration in which the transfer of the first picture ends
     const ScratchFolder folder;

@@ -153,7 +153,7 @@ constexpr std::uint8_t value = 0xA5;
 
 class I2cSignalTest : public WireRecorderTest, public testing::WithParamInterface<I2cCase> {};
 
-TEST_P(I2cSignalTest, HasStartAddressAcknowledgeDataAndStop)
+TEST_P(I2cSignalTest, HasTheWaveformOfTheI2cProtocol)
 {
     const auto& [name, transfer, sda] = GetParam();
     recorder->beginI2c(10us, transfer);
