@@ -23,7 +23,7 @@ public:
         /// Such as "after OTP up-load".
         std::string name;
         std::chrono::milliseconds required;
-        /// None if the capture does not contain the beginning of the wait.
+        /// None if the wait or its beginning is not in the capture.
         std::optional<CaptureTime> measured;
 
         /// Also true if the wait was not measured. Tolerates 0.1 % for the clock of the logic analyser.
@@ -52,7 +52,7 @@ private:
 
     Level reset = Level::Undefined;
     bool hasResetLevel = false;
-    // None if the capture does not contain the beginning of the phase.
+    // None if the phase or its beginning is not in the capture.
     std::optional<CaptureTime> highSince;
     std::optional<CaptureTime> highDuration;
     std::optional<CaptureTime> lowSince;

@@ -150,7 +150,7 @@ void CaptureFile::awaitConverter()
     }
 }
 
-/// The last line that sigrok-cli printed on standard error.
+/// The last line of the first 4096 bytes that sigrok-cli printed on standard error.
 std::string CaptureFile::converterMessage() const
 {
     std::array<char, 4096> text{};

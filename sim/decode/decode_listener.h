@@ -15,7 +15,7 @@ public:
     DecodeListener& operator=(const DecodeListener&) = delete;
     virtual ~DecodeListener() = default;
 
-    /// A transfer, or a change of a line or of the LEDs, as one line of text.
+    /// A command, a transfer, an I2C message, or a change of a line or of the LEDs, as one line of text.
     virtual void event(CaptureTime time, const std::string& text) = 0;
     /// Something unusual that the hardware allows, or a limitation of the capture.
     virtual void note(CaptureTime time, const std::string& text) = 0;

@@ -82,7 +82,8 @@ const Option& optionNamed(std::string_view name)
     throw DecodeUsageError("unknown option " + std::string(name));
 }
 
-/// NAME-decoded in the current folder, where NAME is the name of the capture without its extension.
+/// NAME-decoded in the current folder, where NAME is the name of the capture without its extension, or "capture" for
+/// standard input.
 fs::path defaultOutput(const fs::path& capture)
 {
     const std::string name = capture == "-" ? "" : capture.stem().string();
@@ -150,7 +151,8 @@ std::string decodeHelpText()
            "  --expect initialisation  require that the display is initialised correctly\n"
            "  --expect screen NAME     require a golden screen, such as menu or done; may be repeated\n"
            "\n"
-           "Exit status: 0 if everything expected was found and nothing was violated, 1 if not, 2 for a usage error.\n";
+           "Exit status: 0 if everything expected was found and nothing was violated, 1 if not or after\n"
+           "another error, 2 for a usage error.\n";
 }
 
 } // namespace sim

@@ -1,4 +1,4 @@
-// Distributes the edges to the decoders of the buses.
+// Distributes the edges to the decoders.
 #include "sim/decode/decoder.h"
 
 namespace sim {

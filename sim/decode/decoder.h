@@ -47,7 +47,7 @@ private:
     EdgeFilter edgeFilter;
     DisplayDecoder displayDecoder;
     SpiDecoder spiDecoder;
-    /// Like the panel decoder, reports to this object, which first logs the pending display command.
+    /// Reports to this object, as the panel decoder does; this object logs the pending display command first.
     LedDecoder ledDecoder;
     I2cDecoder i2cDecoder;
     PanelDecoder panelDecoder;

@@ -39,7 +39,7 @@ enum class BusState : std::uint8_t { Silent, Sensible, Senseless };
 [[nodiscard]] BusState displayState(const Decoder& decoder);
 [[nodiscard]] BusState ledState(const Decoder& decoder);
 
-/// Explains why `decoder`, set up with `setup`, failed to decode a capture that begins with `edges`, or lost bits: two
+/// Explains why `decoder`, set up with `setup`, could not decode all of a capture that begins with `edges`: two
 /// channels are swapped, a line is inverted, the SPI mode is wrong, the sampling rate is too low, or there are no
 /// edges. `channels` contains the channel of each line that is present. Returns nothing if the capture was decoded, or
 /// if there is no explanation.

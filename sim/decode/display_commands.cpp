@@ -97,7 +97,7 @@ constexpr BringUpStep steps[] = {
     {command, 0xA6},
     {command, 0x31},
     {command, 0x40},
-    // The address window: the whole display.
+    // The address window: the whole panel, and the pages below it.
     {command, 0x30},
     {command, 0x15},
     {data, 0x00},

@@ -48,7 +48,7 @@ public:
     [[nodiscard]] const Spread& frames() const { return frameTimes; }
     /// From the beginning of a frame to the beginning of the next frame.
     [[nodiscard]] const Spread& redraws() const { return redrawPeriods; }
-    /// Whether the capture does not contain the reset of the display, which is therefore assumed to be initialised.
+    /// Whether the display is assumed to be initialised, because the capture does not contain its reset.
     [[nodiscard]] bool assumesInitialisation() const { return isAssumed; }
     [[nodiscard]] bool isDisplayLit() const { return model->isLit(); }
     [[nodiscard]] const DisplayRegisters& registers() const { return model->registers(); }

@@ -9,11 +9,12 @@
 
 namespace sim {
 
-/// Delays each edge until it cannot be part of a glitch. Of simultaneous edges, those that end a bit or a transfer come
-/// first, then data, then those that begin a bit or a transfer.
+/// Delays each edge until it cannot be part of a glitch. Orders simultaneous edges: the power-off, edges of the SPI
+/// clock and edges that end an I2C bit, edges that end an SPI transfer, data, edges that begin an I2C bit or an SPI
+/// transfer.
 class EdgeFilter : public EdgeSink {
 public:
-    /// Pulses that are shorter than `shortestPulse` are glitches.
+    /// Pulses that are shorter than `shortestPulse` are glitches, as are pulses of length 0.
     EdgeFilter(CaptureTime shortestPulse, EdgeSink& edgeSink) : shortest(shortestPulse), sink(edgeSink) {}
 
     void take(const CapturedEdge& edge) override;

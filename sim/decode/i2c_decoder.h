@@ -45,7 +45,7 @@ public:
 
     void takeScl(CaptureTime time, Level level);
     void takeSda(CaptureTime time, Level level);
-    /// Must be called when the capture or the power ends.
+    /// Must be called at the end of the capture, and when the power is switched off.
     void finish(CaptureTime time, CutOff reason);
 
     /// The time between two rising edges of SCL within a byte.

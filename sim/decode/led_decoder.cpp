@@ -1,4 +1,4 @@
-// Logs the messages and passes them to the model.
+// Logs all I2C messages, and passes writes to the LED controller to the model.
 #include "sim/decode/led_decoder.h"
 
 #include "sim/decode/display_commands.h"

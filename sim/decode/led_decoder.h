@@ -26,7 +26,7 @@ public:
     [[nodiscard]] std::uint64_t acknowledged() const { return good; }
     /// Messages to the controller that it did not acknowledge completely.
     [[nodiscard]] std::uint64_t refused() const { return nacks; }
-    /// The number of violations, including messages that end within a byte.
+    /// The number of violations; a message that ends within a byte is one of them.
     [[nodiscard]] std::uint64_t badMessages() const { return bad; }
 
 private:
@@ -41,7 +41,7 @@ private:
     std::uint64_t bad = 0;
 };
 
-/// The LEDs in one line: four colours and the brightness of the bar's six LEDs.
+/// The LEDs in one line: "all off", or four colours and the brightness of the bar's six LEDs.
 [[nodiscard]] std::string ledText(const std::array<std::uint8_t, LedController::outputCount>& outputs);
 
 } // namespace sim

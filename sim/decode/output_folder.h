@@ -19,7 +19,7 @@ public:
 
     /// The path at which to write the file `name`.
     [[nodiscard]] std::filesystem::path file(const std::string& name) const { return temporary / name; }
-    /// Replaces `path` with the temporary folder.
+    /// Checks `path` again, and replaces it with the temporary folder. Throws std::runtime_error if either fails.
     void complete();
 
 private:

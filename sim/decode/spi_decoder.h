@@ -56,7 +56,7 @@ public:
     void takeChipSelect(CaptureTime time, Level level);
     /// Must be called when data/command changes, before the listener receives the change.
     void takeDataCommandChange();
-    /// Must be called when the capture or the power ends.
+    /// Must be called at the end of the capture, and when the power is switched off.
     void finish(CaptureTime time, CutOff reason);
 
     /// Within the bytes: the time between two sampling edges, and the part of it during which the clock is high.

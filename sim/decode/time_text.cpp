@@ -16,7 +16,7 @@ struct Unit {
     const char* name;
 };
 
-/// Uses the first unit that is at most as large as the value, and four significant digits.
+/// Uses the first unit that is not larger than the value, or else the last unit, and four significant digits.
 template <typename Units>
 std::string withUnit(double value, const Units& units)
 {

@@ -34,7 +34,7 @@ public:
     /// Returns the events that the reader has not received, as server-sent events. Waits for an event for at most
     /// `timeout`; returns a comment if none arrives. Returns nothing after `close`.
     [[nodiscard]] std::optional<std::string> next(Reader& reader, std::chrono::milliseconds timeout);
-    /// Ends all streams.
+    /// From now on, `next` returns nothing, also to readers that are waiting.
     void close();
 
 private:

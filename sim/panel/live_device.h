@@ -39,18 +39,18 @@ public:
     LiveDevice& operator=(const LiveDevice&) = delete;
     ~LiveDevice();
 
-    /// Accepts "click", "hold" and the inputs of the scenario language except "plug file", and also "pause", "resume",
-    /// "speed 1", "speed 4", "speed 16", "speed full", "step iteration" and "step frame". Throws SyntaxError for all
-    /// other texts. "plug" first creates the image of the drive if it does not exist, while the device runs on; throws
-    /// std::runtime_error if that fails. Does not wait until the input is applied; if applying it fails, the log
+    /// Accepts "click", "hold N" and the inputs of the scenario language except "plug file", and also "pause",
+    /// "resume", "speed 1", "speed 4", "speed 16", "speed full", "step iteration" and "step frame". Throws SyntaxError
+    /// for all other texts. "plug" first creates the image of the drive if it does not exist, while the device runs on;
+    /// throws std::runtime_error if that fails. Does not wait until the input is applied; if applying it fails, the log
     /// contains the reason.
     void input(const std::string& text);
     /// Replaces the device. `setup` consists of set-up statements. Throws std::runtime_error if a statement is invalid
     /// or the device cannot be created.
     void replace(const std::string& setup);
     /// Plugs a drive that contains the file. The recording names the first file "tonecrate.fw", and files with other
-    /// contents "tonecrate-2.fw" and so on. Throws std::runtime_error if the drive cannot be created, or after ten
-    /// files with different contents.
+    /// contents "tonecrate-2.fw" to "tonecrate-10.fw". Throws std::runtime_error for any further content, or if the
+    /// drive cannot be created.
     void plugFirmware(const std::string& content);
 
     [[nodiscard]] Screen screen();
@@ -118,7 +118,7 @@ private:
 
     std::unique_ptr<Session> session;
     LiveClock clock;
-    /// The movie of the last minute.
+    /// The movie of the last minute of device time.
     Movie shots{60000};
     /// The number of iterations of all devices so far.
     std::uint64_t elapsed = 0;

@@ -10,10 +10,11 @@ class Pace {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
 
-    /// An iteration that takes this long or longer is late.
+    /// See `add`.
     static constexpr std::chrono::milliseconds limit{2};
 
-    /// Counts iterations that end at `now`. If the last call was at least `limit` ago, one of them counts as late.
+    /// Counts iterations that end at `now`. If the last call was at least `limit` ago, one of them counts as late. The
+    /// first call counts nothing.
     void add(std::uint64_t iterations, TimePoint now)
     {
         if (!isInterrupted) {

@@ -128,7 +128,7 @@ std::string choicesJson()
     return lineOf(choices);
 }
 
-/// Three bytes are twelve pixels, so the last character group of a screen is incomplete.
+/// Four characters encode three bytes, which are twelve pixels. The last group of a screen has only four pixels.
 std::string frameText(const Screen& screen)
 {
     constexpr std::size_t pixelsPerGroup = 12;

@@ -75,7 +75,8 @@ damaged_file() {
   [[ $(tail -n 1 "$work/out") == "Failed. "* && -s cut-decoded/log.txt ]]
 }
 
-# The file names are equal: they contain microseconds, and the times differ by less than the sampling period of 20 ns.
+# The screens of both decodings have equal file names: the names contain microseconds, and the times differ by less than
+# the sampling period of 20 ns.
 session_file() {
   sigrok-cli -i "$work/good.vcd" -I vcd:downsample=20 -o -session:1.sr
   run ./-session:1.sr --output session

@@ -314,7 +314,7 @@ TEST(Decoder, IgnoresTransfersBeforeTheFirstUnambiguousCommand)
     EXPECT_EQ(decoded.screens, Lines{"2222"});
 }
 
-TEST(Decoder, ACaptureThatBeginsAnywhereCausesNoViolations)
+TEST(Decoder, ACaptureThatBeginsNearOrWithinAFrameCausesNoViolations)
 {
     const Edges edges = session().edges();
     const auto begin = beginOfFrames() - 100us;

@@ -19,7 +19,7 @@ const ChannelMap ownNames = [] {
     return channels;
 }();
 
-/// LED messages, a bring-up with a small window, and frames.
+/// LED messages, the commands that light the display with a small address window, and 20 frames.
 Edges session()
 {
     Capture capture;
@@ -129,7 +129,7 @@ TEST(Diagnosis, AcceptsACaptureWithOnlyLedMessages)
     EXPECT_EQ(diagnosisOf(Capture().i2c({0xD8, 0x00, 0x01}).edges()), "");
 }
 
-TEST(Diagnosis, ExplainsNothingIfTheBeginningOfTheCaptureIsCorrect)
+TEST(Diagnosis, ExplainsNothingIfOnlyTheEndOfTheCaptureIsWrong)
 {
     Edges edges = session();
     Capture noise = Capture().wait(1h);

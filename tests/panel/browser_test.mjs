@@ -419,7 +419,7 @@ async function measureLayout() {
     return {overflow, device: edges("device"), stage: edges("stage")};
 }
 
-/** Runs in the page. Returns the milliseconds from a key to the first different pixel on the canvas. */
+/** Runs in the page. Returns the milliseconds from a key to the first change in the canvas's top 60 rows. */
 async function measureLatency() {
     const canvas = document.getElementById("screen");
     const copy = new OffscreenCanvas(canvas.width, 60).getContext("2d", {willReadFrequently: true});

@@ -17,7 +17,7 @@ TEST(Pace, CountsOneLateIterationPerGapOfTwoMillisecondsOrLonger)
     EXPECT_EQ(pace.late(), 1U);
 }
 
-TEST(Pace, OmitsTheIterationsAfterAnInterruption)
+TEST(Pace, TheFirstCallOfAddAfterAnInterruptionCountsNothing)
 {
     const Pace::TimePoint start{};
     Pace pace;

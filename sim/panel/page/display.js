@@ -85,7 +85,7 @@ export class Display {
     }
 }
 
-/** A higher voltage darkens every grey, including the lightest; a lower voltage fades them. */
+/** A voltage above the nominal one darkens all greys but the darkest; a lower voltage fades all but the lightest. */
 function colourOf(darkness, contrast) {
     const excess = contrast - NOMINAL_CONTRAST;
     const reached = darkness * (1 + Math.min(0, 3 * excess)) + Math.max(0, 1.8 * excess);

@@ -18,7 +18,7 @@ export class Faults {
         this.#connection = connection;
     }
 
-    /** `choices`: name, title and group (see GROUPS) of each fault. */
+    /** `choices`: name, title and `when` (see GROUPS) of each fault. */
     setChoices(choices) {
         this.#boxes.clear();
         this.#list.replaceChildren(...GROUPS.map(group => this.#fieldset(group, choices)));
