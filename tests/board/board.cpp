@@ -52,10 +52,10 @@ std::uint64_t wiresLimit()
                                 : std::max<std::uint64_t>(std::stoull(requested), sim::RecordingFile::smallestLimit);
 }
 
-/// With `thread=single` the emulation is faster than with one thread per processor.
 std::vector<std::string> argumentsFor(const Board::Setup& setup, const fs::path& card)
 {
     const fs::path stage = STAGE_DIR;
+    // With thread=single, the emulation is faster than with one thread per processor.
     std::vector<std::string> arguments = {
         stage / "emulator", "-machine", "raspi4b", "-m", "2G", "-accel", "tcg,thread=single", "-kernel",
         stage / "kernel", "-initrd", setup.initramfs, "-dtb", stage / setup.tree, "-append",

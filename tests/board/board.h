@@ -18,8 +18,8 @@
 /// Every wait throws std::runtime_error if the board ends, or if three minutes pass, before its condition is met. The
 /// console output, the events on the wires and the last screen are stored in board_runs/NAME/ in the build folder, as
 /// is wires.vcd, a recording of the lines (see Bus::recordWires). The environment variable BOARD_WIRES_LIMIT sets the
-/// largest size of wires.vcd in bytes; default: 16 MiB. After a failed test, the board's copy of the card is kept
-/// there too.
+/// largest size of wires.vcd in bytes, at least 1024; default: 16 MiB. After a failed test, the board's copy of the
+/// card is kept there too.
 class Board {
 public:
     struct Setup {

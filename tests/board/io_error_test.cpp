@@ -90,7 +90,7 @@ TEST_P(IoErrors, BackupWithDefectiveSectorsLosesNoPresets)
 struct UnreadableFile {
     std::string device;
     std::string path;
-    /// The progress line after which the file cannot be read.
+    /// The beginning of the progress line after which the file cannot be read.
     std::string line;
     std::string failingScript;
 };

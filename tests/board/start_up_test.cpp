@@ -106,7 +106,7 @@ TEST_F(StartUp, ShowsTheWaitingScreenFirst)
     EXPECT_TRUE(matchesGolden(board->withBus([](const Bus& bus) { return bus.screens().front(); }), "waiting"));
 }
 
-TEST_F(StartUp, RecordsWiresThatDecodeToTheSameScreens)
+TEST_F(StartUp, RecordedWiresDecodeToTheObservedScreens)
 {
     constexpr std::size_t frames = 3;
     board->waitFor("three frames", [](const Bus& bus) { return bus.screens().size() >= frames; });

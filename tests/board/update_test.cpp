@@ -62,7 +62,8 @@ INSTANTIATE_TEST_SUITE_P(All, Job,
                          testing::Values(JobCase{"Update", false, "isolcpus=1-3"}, JobCase{"FactoryReset", true, ""}),
                          [](const auto& job) { return job.param.name; });
 
-/// A moment of an update: a script has shown the progress line, and since then `bytes` have been written to the card.
+/// A moment of an update: a script has shown the progress line, and since then at least `bytes` have been written to
+/// the card.
 struct Moment {
     std::string line;
     std::uint64_t bytes = 0;

@@ -1,6 +1,6 @@
 #!/bin/bash
 # Runs ./dev run and ./dev test in a fresh clone of HEAD on another Debian release. Needs root.
-# Usage: debian_test.sh RELEASE CACHE   (CACHE: folder of the system, its packages and the compiler cache)
+# Usage: debian_test.sh RELEASE CACHE   (CACHE: folder of the base system, the unpacked system and the compiler cache)
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 . tests/platforms/root.sh

@@ -76,7 +76,7 @@ TEST(DrawingModel, LinesInEveryDirectionEqualBresenhamsLines)
     }
 }
 
-TEST(AllocationCounterTest, CountsPlainArrayNothrowAndAlignedNew)
+TEST(AllocationCounterTest, CountsAllocationsByDifferentFormsOfNew)
 {
     const AllocationCounter counter;
     EXPECT_EQ(counter.count(), 0U);

@@ -20,9 +20,9 @@
 ///
 /// The log has the lines that DisplayBus and ScriptedCommands describe, and lines such as
 ///
-///     open /dev/spidev0.0 flags 1      ioctl 40016B01 = 3         close /dev/spidev0.0
-///     wait 20000 us                    mmap length 4096 ...       encoder read of 24 bytes
-///     address 6C                       i2c write 2F 00            i2c read of 1 bytes
+///     open /dev/spidev0.0 flags 1    ioctl 40016B01 = 3               close /dev/spidev0.0
+///     wait 20000 us                  mmap /dev/mem length 4096 ...    encoder read of 24 bytes
+///     address 6C                     i2c write 2F 00                  i2c read of 1 bytes
 class SystemCalls : private CallLog, public DisplayBus, public ScriptedCommands {
 public:
     SystemCalls();

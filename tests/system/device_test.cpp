@@ -85,7 +85,7 @@ protected:
     }
 };
 
-TEST_P(FailingDisplay, ShowsTheCurrentScreenOnceTheBusWorksAgain)
+TEST_P(FailingDisplay, ShowsTheCurrentScreenWithTheFirstPictureAfterTheFault)
 {
     goTo(std::get<Place>(GetParam()));
     const std::uint64_t frames = device->frameCount();
@@ -216,7 +216,7 @@ std::vector<std::string> expectedViolations(int refused)
     return std::vector<std::string>(unanswered, "an I2C write to an unused address");
 }
 
-TEST(RefusedI2cTransfer, LosesOnlyItsOwnEffect)
+TEST(RefusedI2cTransfer, DoesNotPreventLaterTransfersOrTheFirstPicture)
 {
     TestDevice healthy;
     healthy.switchOn();

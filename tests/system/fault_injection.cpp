@@ -58,7 +58,7 @@ void holdLock(HeldDevice& device)
     }
 }
 
-/// The shell that popen() starts either waits for the script or has been replaced by it.
+/// Also kills the shell that popen() starts, unless it has been replaced by the script.
 void killScript(HeldDevice& device)
 {
     const pid_t script = device.scriptProcess();

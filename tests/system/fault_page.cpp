@@ -19,7 +19,7 @@ std::string code(const std::string& line)
     return "`" + line + "`";
 }
 
-/// The script or the operation to which the moment belongs; empty if its name is sufficient.
+/// The operation and the script to which the moment belongs, if any. Moments up to the menu belong to both operations.
 std::string contextOf(const Moment& moment)
 {
     const std::string operation = moment.operation == Operation::Reset ? "factory reset, " : "update, ";
@@ -59,12 +59,10 @@ std::string sightOf(const Cell& cell, const Result& result)
     }
     if (result.screen != nullptr) {
         text += link(result.screen);
-    } else if (cell.fault->effect == Effect::WorkKilled) {
-        text += link("preparing-progress") + " with the last progress line, with the wheel stopped";
     } else if (result.message.empty()) {
-        text += link("preparing") + ", with the wheel stopped";
+        text += link("preparing") + ", with the wheel stopped or hidden";
     } else {
-        text += link("preparing-progress") + " with " + code(result.message) + ", with the wheel stopped";
+        text += link("preparing-progress") + " with " + code(result.message) + ", with the wheel stopped or hidden";
     }
     const bool isWrong = !result.hasFailed && result.memory == Memory::Incomplete;
     return text + (isWrong ? ", although the memory is not complete" : "");
@@ -125,8 +123,10 @@ void writeFault(std::ostream& page, const Fault& fault)
 void writeScriptFaults(std::ostream& page)
 {
     page << "\n## A device's own script fails\n\n"
-            "Tested with scripts that do only what the first column says; what survives depends on the script. Each "
-            "entry is the\nscreen after the script has ended.\n\n| The script";
+            "Tested with scripts that print progress lines and otherwise do only what the first column says; what "
+            "survives depends on\nthe script. Each entry is the screen after the script has ended. [preparing] and "
+            "[updating] keep the last progress line,\nif any; the wheel of [preparing] has stopped or is "
+            "hidden.\n\n| The script";
     for (const ScriptRun& run : allScriptRuns()) {
         page << " | " << run.title;
     }
@@ -135,7 +135,7 @@ void writeScriptFaults(std::ostream& page)
         page << "| " << fault.title;
         for (const ScriptRun& run : allScriptRuns()) {
             const char* screen = screenAfter(run.stage, run.operation, fault.status);
-            page << " | " << (screen == nullptr ? "the last progress line" : link(screen));
+            page << " | " << link(screen == nullptr ? "preparing" : screen);
         }
         page << " |\n";
     }
@@ -171,16 +171,18 @@ std::string faultPage()
     std::ostringstream page;
     page
         << "# Faults\n\n"
-           "What goes wrong, when, what the owner sees, and what survives: "
+           "What the owner sees and what survives when a fault begins at a moment of an update or a factory reset. "
+           "Each pair of a\n"
+           "fault and a moment is a cell, as is each entry of the last table: "
         << cellCount()
-        << " cells. `./dev test --all` tests each\n"
-           "cell on the simulated device, with the example scripts unless a section says otherwise. Do not edit this "
-           "page:\n"
+        << " cells. `./dev test --all` tests each cell on\n"
+           "the simulated device, with the example scripts unless a section says otherwise. Do not edit this page:\n"
            "`./dev screens` generates it from the tables in `tests/system/fault_tables.cpp`.\n\n"
            "- When: the screen or the last progress line at which the fault begins. Unless its heading says otherwise, "
            "a "
            "fault\n"
            "  lasts until the owner switches the device off.\n"
+           "- Cells: the number of moments in the row.\n"
            "- Firmware: the firmware on the internal memory afterwards. With \"none\", the normal system cannot "
            "start.\n"
            "- Next: what succeeds when the owner switches the device on again and the fault has ended.\n";

@@ -188,8 +188,10 @@ constexpr Fault faults[] = {
     // Power and signals.
     {"PowerCut", "The power is cut", Effect::PowerCut, always},
     {"WorkKilled", "SIGKILL ends the process that does the script's work", Effect::WorkKilled, whileScriptRuns},
-    {"ScriptKilled", "SIGKILL ends the script's first process", Effect::ScriptKilled, whileScriptRuns},
-    {"AllKilled", "SIGKILL ends all processes of the script at once", Effect::AllKilled, whileScriptRuns},
+    {"ScriptKilled", "SIGKILL ends the script's first process and the shell that waits for it, if any",
+     Effect::ScriptKilled, whileScriptRuns},
+    {"AllKilled", "SIGKILL ends all processes of the script and the shell that waits for it, if any", Effect::AllKilled,
+     whileScriptRuns},
 
     // The display, the knob and the LEDs.
     {"DisplayFails", "The display's bus rejects every transfer for half a second", Effect::DeviceFails, always, nothing,
@@ -227,8 +229,8 @@ constexpr ScriptFault scriptFaults[] = {
     {"Crashes", "is killed by SIGSEGV together with the shell that waits for it, if any", 0},
     {"Hangs", "hangs for an hour, then exits with status 0", 0},
     {"FloodsWith64MB", "prints 64 MB, then exits with status 1", 1},
-    {"PrintsNoNewline", "ends its last line without a line feed, then exits with status 0", 0},
-    {"PrintsZeroBytes", "prints zero bytes, then exits with status 3", 3},
+    {"PrintsNoNewline", "prints its last line without a line feed, then exits with status 0", 0},
+    {"PrintsZeroBytes", "prints NUL bytes, then exits with status 3", 3},
     {"ClosesItsOutputAndContinues", "closes its output, continues, then exits with status 1", 1},
     {"LeavesAChildWithAnOpenPipe", "exits with status 2 and leaves a child with an open output", 2},
     {"IsMissing", "is missing", 127},

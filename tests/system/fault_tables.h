@@ -63,9 +63,9 @@ enum class Effect {
     PowerCut,
     /// SIGKILL ends the process that does the work of the script.
     WorkKilled,
-    /// SIGKILL ends the process of the script that waits for the work.
+    /// SIGKILL ends the script's first process, and the shell that waits for it, if any. The work continues.
     ScriptKilled,
-    /// SIGKILL ends all processes of the script.
+    /// SIGKILL ends all processes of the script, and the shell that waits for it, if any.
     AllKilled,
     /// A device other than the storage fails for a short time.
     DeviceFails,
@@ -91,7 +91,7 @@ struct Fault {
 };
 
 struct Result {
-    /// The golden screen at the end; null if the header of decrypt.sh with `message` stays on the display.
+    /// The golden screen at the end; null if the header of the preparing screen with `message` stays on the display.
     const char* screen = nullptr;
     std::string message;
     /// False if the updater offers only the factory reset.
@@ -139,7 +139,8 @@ struct ScriptRun {
 
 [[nodiscard]] std::span<const ScriptFault> allScriptFaults();
 [[nodiscard]] std::span<const ScriptRun> allScriptRuns();
-/// The golden screen after a script has ended with `status`; null if the last progress line stays on the display.
+/// The golden screen after the script of `stage` has ended with `status`; null if the preparing screen stays on the
+/// display, and for stages without a script.
 [[nodiscard]] const char* screenAfter(Stage stage, Operation operation, int status);
 
 } // namespace matrix

@@ -49,6 +49,6 @@ private:
     std::uint64_t driveFoundAt = 0;
     /// The iteration in which the wheel was set to its first frame; empty while no wheel turns.
     std::optional<std::uint64_t> wheelStart = 0;
-    /// The frame that stays on the display after a failure without a message, because nothing is redrawn.
+    /// The frame that stays on the display if a script fails without a message and nothing is redrawn.
     std::optional<int> frozenWheel;
 };

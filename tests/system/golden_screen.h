@@ -1,4 +1,4 @@
-// Compares the device's screen with its golden picture.
+// Compares screens with golden pictures and with each other.
 #pragma once
 
 #include "sim/models/screen.h"

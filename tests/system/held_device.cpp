@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Appended to the storage functions for image files. Waits are skipped, because the test controls the speed.
+/// Appended to images.sh, which the scripts source. Skips waits, because the test controls the speed.
 constexpr const char* holding = R"(
 wait_for_test() { [ ! -p queue ] || read -r _ <queue; }
 show() { echo "$1" >line; printf 'SHOW: %s\n' "$1"; wait_for_test; }

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-/// Each operation acts on both the device and the model. Tests may replace the scripts before the drive is found.
+/// Each operation acts on both the device and the model. Tests may replace a script before it starts.
 class ModelledDevice {
 public:
     ModelledDevice(const std::string& oldVersion, const std::string& newVersion);
@@ -19,6 +19,7 @@ public:
     void advance(bool isReset);
     void turn(bool right);
     void click();
+    /// Presses the button for 1500 iterations, which is too long for a click and has no effect.
     void pressLong();
     /// Makes `script` print the progress line. The script must be running.
     void printProgress(const sim::ControlledScript& script, const std::string& progress);

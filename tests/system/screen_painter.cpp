@@ -1,4 +1,4 @@
-// The layout of the screens, drawn with the drawing model from the PNG files.
+// Lays out the expected screens. The drawing model draws them; the pictures and glyphs are the PNG files in img/.
 #include "tests/system/screen_painter.h"
 
 #include "sim/device/png_file.h"

@@ -9,7 +9,7 @@
 
 enum class Selection { None, First, Second };
 
-/// The frame (0 to 7) of a wheel that was set to its first frame in iteration `start`.
+/// The frame (0 to 7) in `iteration` of a wheel that was set to its first frame in iteration `start`.
 [[nodiscard]] int wheelFrameAt(std::uint64_t iteration, std::uint64_t start);
 
 /// The updater draws changes in iterations that are multiples of this number.

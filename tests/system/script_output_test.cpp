@@ -40,11 +40,11 @@ TEST_F(ScriptOutput, EachProgressLineReplacesThePreviousLine)
     EXPECT_EQ(device.decrypt.calls(), "/dev/sda1\n");
 }
 
-TEST_F(ScriptOutput, LinesPrintedAtOnceAreReadOnePerIteration)
+TEST_F(ScriptOutput, AtMostOneProgressLineTakesEffectPerIteration)
 {
     constexpr int lines = 10000;
     const std::string last = std::to_string(lines);
-    // The script waits for the test after its last line.
+    // After its last line, the script keeps waiting, so that its end does not change the screen.
     startWith("seq -f 'SHOW: %.0f' " + last + "; read -r _ < \"$DEVICE_ROOT/commands.decrypt.sh\"; exit 4");
     for (int i = 0; i < 1000 && !isProgressShown(last); ++i) {
         device->run(960);

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-/// Throws std::runtime_error with the tool's output if it fails.
+/// Returns the tool's output. Throws std::runtime_error with the output if the tool fails.
 inline std::string runTool(const std::filesystem::path& tool, const std::vector<std::string>& arguments)
 {
     sim::ProcessResult result = sim::runProcess(tool, arguments);

@@ -89,7 +89,7 @@ struct MissingDevice {
 
 class StartupFault : public SystemTest, public testing::WithParamInterface<MissingDevice> {};
 
-TEST_P(StartupFault, ContinuesWithTheOtherDevices)
+TEST_P(StartupFault, DoesNotEndTheUpdater)
 {
     device.switchOn({.injectedFaults = {GetParam().fault}});
     device->runTo(600);
