@@ -4,7 +4,7 @@
 usage: count.py PROGRAM [--accept]
 
 PROGRAM is the benchmark program, built for 64-bit Arm; it runs under QEMU. --accept rewrites the table, counts.txt.
-Exit status: 1 if a limit is exceeded or a count has grown by more than 2 %, 2 if counting failed, otherwise 0.
+Exit status: 0 success, 1 a limit is exceeded or a count is more than 2 % above the table, 2 any other failure.
 """
 
 import math

@@ -1,6 +1,6 @@
 #!/bin/bash
-# Fetches Debian's SWUpdate with its missing dependencies and unpacks them in FOLDER; installs nothing. Does nothing if
-# this version of the script has already filled FOLDER.
+# Fetches Debian's SWUpdate and those of its dependencies that are not installed, and unpacks them in FOLDER; installs
+# nothing. Does nothing if this version of the script has already filled FOLDER.
 # Usage: fetch_swupdate.sh FOLDER
 set -euo pipefail
 export LC_ALL=C

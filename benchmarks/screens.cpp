@@ -9,7 +9,7 @@
 
 namespace {
 
-/// A command that prints one progress line and then keeps running for 99 polls.
+/// A command that prints one progress line and is still running after 99 polls.
 ScriptedCommand endlessCommand()
 {
     ScriptedCommand command{.reads = {{.bytes = "SHOW: " + progressText + '\n'}}, .waitStatus = 0};

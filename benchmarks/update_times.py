@@ -272,7 +272,7 @@ def main(arguments):
 
 
 def need_root():
-    """Restarts the program in a private mount namespace, so its mounts disappear when it exits."""
+    """Fails unless root runs the program. Restarts it in a private mount namespace, so its mounts disappear at exit."""
     if os.geteuid() != 0:
         raise Failure("needs root")
     if os.environ.get("OWN_MOUNTS") != "yes":

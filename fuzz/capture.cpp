@@ -21,7 +21,7 @@ public:
     void violation(sim::CaptureTime /*time*/, const std::string& text) override { check(text); }
     void screen(sim::CaptureTime /*time*/, const sim::Screen& screen) override
     {
-        require(*std::max_element(screen.begin(), screen.end()) <= 3, "a screen has four greys");
+        require(*std::max_element(screen.begin(), screen.end()) <= 3, "the levels of a screen are 0 to 3");
     }
 
 private:

@@ -13,10 +13,10 @@ void checkAccepted(const sim::Scenario& scenario)
     const std::string text = print(scenario);
     const sim::Scenario again = sim::parseScenario(text, "printed");
     require(again.setup == scenario.setup, "the printed set-up is parsed to the same set-up");
-    require(again.lines.size() == scenario.lines.size(), "the printed scenario has the same number of events");
+    require(again.lines.size() == scenario.lines.size(), "the printed scenario has the same number of statements");
     for (std::size_t i = 0; i < again.lines.size(); ++i) {
         require(again.lines[i].statement == scenario.lines[i].statement,
-                "each printed event is parsed to the same event");
+                "each printed statement is parsed to the same statement");
     }
     require(print(again) == text, "a printed scenario that is parsed and printed again is the same text");
 }

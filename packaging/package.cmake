@@ -94,10 +94,10 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION TRUE)
 
 set(CPACK_DEBIAN_UPDATER_PACKAGE_NAME tonecrate-updater)
 set(CPACK_DEBIAN_UPDATER_PACKAGE_ARCHITECTURE arm64)
-# Not derived by dpkg-shlibdeps, because the cross compiler's C library has no dpkg symbols file.
-# `./dev package --test` compares them with the versions that it derives from an arm64 system.
+# dpkg-shlibdeps cannot derive these versions here, because the cross compiler's C library has no dpkg symbols file.
+# `./dev package --test` runs dpkg-shlibdeps on an arm64 system and compares the result.
 set(CPACK_DEBIAN_UPDATER_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1 (>= 3.0), libstdc++6 (>= 12)")
-# Not recommended, because apt would then install them over a device's own scripts.
+# Suggests instead of Recommends, because apt would install recommended scripts over a device's own scripts.
 set(CPACK_DEBIAN_UPDATER_PACKAGE_SUGGESTS tonecrate-updater-scripts)
 foreach(script IN ITEMS postinst prerm postrm)
     list(APPEND CPACK_DEBIAN_UPDATER_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/${script})
@@ -119,7 +119,7 @@ set(CPACK_DEBIAN_SCRIPTS_PACKAGE_ENHANCES tonecrate-updater)
 file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/package/conffiles "/etc/tonecrate/updater.conf\n")
 set(CPACK_DEBIAN_SCRIPTS_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_BINARY_DIR}/package/conffiles)
 set(CPACK_DEBIAN_SCRIPTS_DESCRIPTION
-"scripts of a Tonecrate device that install a firmware
+"scripts of a Tonecrate device that install firmware
 The updater of the device runs these scripts. They verify and decrypt a
 firmware file from a USB drive, save the owner's presets on a spare partition,
 format the internal memory, and install the firmware.

@@ -14,14 +14,14 @@ import sys
 from pathlib import Path
 
 INTRODUCTION = """<h1>All screens of the updater</h1>
-<p>Each picture is a screen that the running program has shown on the simulated device. An arrow is something that can
-happen: an input, the drive, or a result of a script. Its label is what happens, and it leads to the next screen.
-Everything that has no arrow leaves the screen unchanged: every other input, and unplugging the drive. A thick frame
-marks the last screens: the program stays there until the device is switched off. The text below a picture is its name
-and the script that is running. Two arrows with the same label lead to different screens because the program remembers
-what was chosen before, or whether decrypt.sh has found an installed version. The busy indicator turns on the screens
-with a script, and stands still where the name says so.</p>
-<p>The program was explored from power-on, every input and every result of a script in every screen, breadth first.
+<p>Each picture is a screen that the running program has shown on the simulated device. Each arrow leads to the next
+screen. Its label is the event: an input, plugging in the drive, or a progress line or the end of a script. Every event
+without an arrow, such as unplugging the drive, leaves the screen unchanged. A thick frame marks a final screen: the
+program shows it until the device is switched off. The text below a picture is the name of the screen, followed by the
+name of the running script. If two arrows from a screen have the same label, the next screen depends on what was chosen
+before, or on whether decrypt.sh has found an installed version. The busy indicator turns while a script is running; in
+screens whose names end with "stopped", it stands still.</p>
+<p>The explorer starts at power-on and tries every input and every result of a script in every state, breadth first.
 <code>./dev map</code> draws this page again, and a test compares the screens and arrows with the running program.</p>
 """
 

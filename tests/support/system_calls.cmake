@@ -10,7 +10,7 @@ if(NOT TARGET system_calls)
         target_link_options(system_calls INTERFACE -Wl,--wrap=${call})
     endforeach()
     if(TARGET test_support)
-        target_link_libraries(system_calls PRIVATE test_support) # precompiled headers need equal options
+        target_link_libraries(system_calls PRIVATE test_support) # for the options with which the headers were precompiled
         target_precompile_headers(system_calls REUSE_FROM test_support)
     endif()
 endif()
