@@ -26,8 +26,8 @@ function(install_manual component)
     endforeach()
 endfunction()
 
-# install_links(COMPONENT FOLDER TARGET NAME...): installs symbolic links to TARGET in FOLDER. "@" in TARGET is replaced
-# by the name of the link.
+# install_links(COMPONENT FOLDER TARGET NAME...): for each NAME, installs the symbolic link FOLDER/NAME, which points to
+# TARGET. "@" in TARGET is replaced by NAME.
 function(install_links component folder target)
     foreach(name IN LISTS ARGN)
         string(REPLACE @ ${name} link_target ${target})

@@ -1,12 +1,14 @@
 #!/bin/bash
 # Builds the recovery image, an initramfs that contains the updater and everything that it needs.
 # Usage: make_image.sh [--modules FOLDER|none] [--settings FOLDER] PACKAGES UPDATER OUT
-#   --modules    the kernel's modules, a folder /lib/modules/VERSION; default: those of the kernel in PACKAGES;
-#                none: the kernel contains all drivers
-#   --settings   the manufacturer's updater.conf, public key, pass phrase and prepare.sh, for /etc/tonecrate
-#   PACKAGES     the output of tests/board/fetch_packages.sh
+#   --modules    the folder /lib/modules/VERSION of a kernel; default: the modules of the kernel in PACKAGES; none: adds
+#                no modules, for a kernel that contains all drivers
+#   --settings   a folder with the manufacturer's updater.conf, public key, pass phrase and prepare.sh, which are copied
+#                to /etc/tonecrate; default: none
+#   PACKAGES     the output folder of tests/board/fetch_packages.sh
 #   UPDATER      the static program for the device
-# All files get the time SOURCE_DATE_EPOCH, so the same input gives the same bytes.
+#   OUT          the image
+# All files get the time SOURCE_DATE_EPOCH (default: 0), so the same input gives the same bytes.
 set -euo pipefail
 shopt -s inherit_errexit
 export LC_ALL=C
@@ -83,7 +85,7 @@ install_libraries_of() {
 # Maps from the names of modules, with underscores, as in the kernel.
 declare -A module_files=() is_built_in=() is_installed=()
 
-# module_name MODULE: sets `name` to the name of MODULE, a file or a name, with underscores.
+# module_name MODULE: sets `name` to the module's name, with underscores. MODULE is a path or a name.
 module_name() {
     name=${1##*/} name=${name%%.ko*} name=${name//-/_}
 }

@@ -16,7 +16,7 @@ script_name=${0##*/}
 root=${0%/usr/sbin/*} # empty on the device
 : "${unexpected_status:=1}" # the exit status when a signal or an unexpected error ends the script
 scratch= # a folder to remove when the script ends
-trap 'give_up "error in updater.conf"' EXIT # replaced after the settings have been read
+trap 'give_up "error in updater.conf"' EXIT # removed after the settings have been read
 
 # fail STATUS MESSAGE: ends the script.
 fail() {
@@ -86,7 +86,7 @@ hold_failure() {
   done
 }
 
-# Fails when a script, or a command that a killed script has left behind, is still running.
+# Fails when another script, or a command that a killed script has left behind, is still running.
 lock() {
   command -v flock >/dev/null || give_up "flock is missing"
   { mkdir -p "$root/run/tonecrate" && command exec 9>"$root/run/tonecrate/lock"; } || give_up "/run cannot be written"

@@ -165,7 +165,7 @@ has_result() {
   [ -n "$(printf '%s\n' "$results" | grep -x "$1")" ]
 }
 
-# unpacking_failed RESULT: a full /tmp must not be reported as a corrupt file.
+# unpacking_failed RESULT: ends the script because RESULT is missing. Does not report a full $scratch as a corrupt file.
 unpacking_failed() {
   case $results in
   *"No space left"* | *"Wrote only"*) out_of_memory ;;
@@ -186,16 +186,17 @@ available_kib() {
   echo "$available"
 }
 
-# check_content FOLDER: rejects everything except version.txt, and files and folders with plain names below firmware/.
+# check_content FOLDER: accepts only version.txt with the manifest's version, and files and folders with plain names
+# below firmware/.
 check_content() {
   [ "$(ls -A "$1")" = "firmware
 version.txt" ] || corrupt "contains a forbidden path or is incomplete"
-  { [ -d "$1/firmware" ] && [ ! -L "$1/firmware" ]; } || corrupt "contains no files"
-  [ -z "$(find "$1" ! -type f ! -type d)" ] || corrupt "contains a link or a device"
-  [ -z "$(find "$1" -type f -links +1)" ] || corrupt "contains a link"
+  { [ -d "$1/firmware" ] && [ ! -L "$1/firmware" ]; } || corrupt "firmware is not a folder"
+  [ -z "$(find "$1" ! -type f ! -type d)" ] || corrupt "contains something other than files and folders"
+  [ -z "$(find "$1" -type f -links +1)" ] || corrupt "contains a hard link"
   [ -z "$(find "$1/firmware" -name '*[!A-Za-z0-9._+\ -]*')" ] || corrupt "contains a forbidden name"
-  [ -f "$1/version.txt" ] || corrupt "contains no version"
+  [ -f "$1/version.txt" ] || corrupt "version.txt is not a file"
   unpacked_version=
   read -r unpacked_version _ <"$1/version.txt" || :
-  [ "$unpacked_version" = "$version" ] || corrupt "contains another version"
+  [ "$unpacked_version" = "$version" ] || corrupt "version.txt and the manifest contain different versions"
 }

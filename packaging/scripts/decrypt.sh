@@ -1,8 +1,9 @@
 #!/bin/sh
 # Unpacks the firmware file of a USB drive into /tmp/fw and writes the new and the installed version there.
 # Installed as /usr/sbin/decrypt.sh. Usage: decrypt.sh DRIVE, for example /dev/sda1 or /dev/sda
-# Exit status: 0 success, 1 drive not accessible, 2 no tonecrate.fw on the drive, 3 tonecrate.fw is corrupt, 4 any other
-# failure. The screen has a message for 1, 2 and 3, and keeps the last progress line for 4.
+# Exit status: 0 success, 1 drive not accessible or wrong arguments, 2 no tonecrate.fw on the drive, 3 tonecrate.fw is
+# corrupt or not signed by the manufacturer, 4 any other failure. The screen has a message for 1, 2 and 3, and keeps the
+# last progress line for 4.
 unexpected_status=4
 if [ ! -r "${0%/sbin/*}/lib/tonecrate/common.sh" ] || [ ! -r "${0%/sbin/*}/lib/tonecrate/container.sh" ]; then
   echo "SHOW: Failed: scripts are missing"
@@ -21,7 +22,8 @@ require_drive() {
   is_device "$drive" || fail 1 "$drive does not exist"
 }
 
-# stop REASON [DETAIL]: shows the reason, at most 40 characters, for 1 s, so that the updater displays it, and fails.
+# stop REASON [DETAIL]: shows the reason, at most 40 characters, for 1 s, so that the updater displays it. Then fails
+# with 4.
 stop() {
   show "$1"
   sleep 1
@@ -131,8 +133,9 @@ after_chunk() {
 }
 
 # Reads the installed version from the memory, or from the backup if an interrupted update left the memory incomplete.
-# The file is empty if there is no installed version. A memory that is mounted already can be read, although format.sh
-# will not format it. If it is mounted for writing in another namespace, the kernel rejects a read-only mount.
+# Writes an empty version.old.txt if there is no installed version. If the memory is already mounted elsewhere, reads
+# the version there, although format.sh will refuse to format it. Mounts read-write if mounting read-only fails: the
+# kernel rejects a read-only mount while another namespace has the memory mounted for writing.
 write_old_version() {
   show "Reading the old version... 85%"
   : >"$scratch/fw/version.old.txt"

@@ -38,7 +38,7 @@ measure_format() {
     free_inodes=$(header "Free inodes")
 }
 
-# header NAME: prints a number of the trial's superblock.
+# header FIELD: prints the number in FIELD of the superblock of $scratch/trial. Fails if it is missing.
 header() {
   sed -n "s/^$1: *\([0-9][0-9]*\)$/\1/p" "$scratch/trial.txt" | grep .
 }
@@ -54,8 +54,8 @@ add_needs() {
 }
 
 # require_room [FOLDER]: fails unless the firmware and the presets in FOLDER fit into the new file system. Each entry
-# also uses up to a quarter of a block in its folder. The margin includes the kernel's reserve, 2 % and at most 4096
-# blocks.
+# also uses up to a quarter of a block in its folder. The margin includes the kernel's reserve: 2 % of the blocks, at
+# most 4096 blocks.
 require_room() {
   blocks=64 inodes=16
   { add_needs "$unpacked/firmware" && { [ $# -eq 0 ] || add_needs "$1"; }; } || fail 1 "the files cannot be read"
@@ -63,7 +63,7 @@ require_room() {
   [ "$margin" -le 8192 ] || margin=8192
   blocks=$((blocks + inodes / 4 + margin))
   { [ "$blocks" -le "$free" ] && [ "$inodes" -le "$free_inodes" ]; } ||
-    fail 1 "the firmware and the presets need $blocks blocks and $inodes inodes of $free and $free_inodes"
+    fail 1 "the files need $blocks blocks and $inodes inodes, but only $free blocks and $free_inodes inodes are free"
 }
 
 # collect FOLDER: makes the presets in FOLDER appear in $content/new/presets, so that mke2fs copies them into a new file
@@ -85,7 +85,7 @@ save_presets() {
   show "Checking the saved presets... 30%"
   { mount_backup rw && same_presets "$memory_mount" "$backup_mount/new" &&
     cmp "$memory_mount/version.txt" "$backup_mount/new/version.txt" >&2; } ||
-    fail 1 "the saved presets differ from the presets"
+    fail 1 "the backup cannot be read or differs from the internal memory"
   # The kernel reports no error if it cannot write the rename, so the new name is read back from the disk.
   { mv "$backup_mount/new" "$backup_mount/complete" && unmount "$backup_mount" && mount_backup ro &&
     backup_is_complete; } || fail 1 "the saved presets cannot be marked complete"
@@ -107,7 +107,7 @@ same_presets() {
   fi
 }
 
-# Marks the memory incomplete before its first block changes.
+# Marks the memory incomplete before it is formatted.
 invalidate_memory() {
   show "Formatting... 45%"
   unmount "$memory_mount" || fail 1 "$memory_device is in use"
@@ -126,7 +126,7 @@ restore_presets() {
     fail 1 "cannot create a file system with the presets on $memory_device"
   show "Checking the presets... 90%"
   { mount_memory ro && same_presets "$backup_mount/complete" "$memory_mount"; } ||
-    fail 1 "the restored presets differ from the saved ones"
+    fail 1 "the restored presets cannot be read or differ from the saved ones"
   list_tree "$memory_mount/presets" >"$unpacked/presets" || fail 1 "$unpacked cannot be written"
 }
 

@@ -76,17 +76,18 @@ check_files() {
   show "Checking the files... 80%"
   mount_memory rw || fail 1 "$memory_device cannot be mounted"
   { list_tree "$memory_mount/firmware" && cat "$unpacked/version.txt"; } | cmp -s - "$unpacked/contents" ||
-    fail 1 "the installed files differ from the firmware"
+    fail 1 "the installed files cannot be read or differ from the firmware"
   check_presets
 }
 
-# Compares the presets with the list that format.sh wrote, because the backup may have failed since.
+# After an update, compares the presets with the list that format.sh wrote, because the backup may have failed since.
 check_presets() {
   if [ "$mode" = 0 ]; then
-    list_tree "$memory_mount/presets" | cmp -s - "$unpacked/presets" || fail 1 "the presets differ from the saved ones"
+    list_tree "$memory_mount/presets" | cmp -s - "$unpacked/presets" ||
+      fail 1 "the presets cannot be read or differ from the saved ones"
   elif [ -d "$firmware/presets-factory" ]; then
     same_tree "$firmware/presets-factory" "$memory_mount/presets" ||
-      fail 1 "the installed presets differ from the factory presets"
+      fail 1 "the installed presets cannot be read or differ from the factory presets"
   fi
 }
 

@@ -32,7 +32,8 @@ unmount() {
   done
 }
 
-# release FOLDER: detaches the mount even when it is in use; the kernel unmounts it after its last user.
+# release FOLDER: detaches the mount even when it is in use. The kernel then unmounts the file system after its last
+# use.
 release() {
   while is_mounted "$1"; do
     umount "$1" 2>/dev/null || umount -l "$1" || return 1
@@ -84,11 +85,11 @@ require_free() {
   for partition in "/sys/dev/block/$number"/*/partition; do
     [ ! -e "$partition" ] || fail 1 "$1 has partitions"
   done
-  # A trial of mke2fs writes nothing. It fails when the device is in use in any way, also in another namespace.
+  # mke2fs -n writes nothing, and fails when the device is in use in any way, also in another namespace.
   "$mke2fs" -n -q -F -t ext4 "$1" </dev/null >/dev/null || fail 1 "$1 is in use"
 }
 
-# The kernel escapes other characters in /proc/mounts.
+# Rejects characters that the kernel may escape in /proc/mounts.
 for folder in "$drive_mount" "$memory_mount" "$backup_mount"; do
   case $folder in
   *[!A-Za-z0-9/._-]*)

@@ -1,7 +1,7 @@
 # Sourced by packaging/scripts/common.sh on a simulated device: implements storage with image files, without root.
 # Mounting copies the files of an image into the folder. Unmounting a folder that was mounted for writing makes a new
-# image of its files. Device paths are relative to the device's root, so the root may contain characters that are
-# special to the tools. FOLDER.mounted contains the device and the mode of a mount.
+# image of its files. Device paths are relative to the device's root, so the path of the root may contain characters
+# that are special to the tools. FOLDER.mounted contains the device and the mode of a mount.
 # shellcheck shell=sh disable=SC2034,SC2154 # common.sh sets and uses some of the names
 
 cd "$root/" || exit "$unexpected_status"

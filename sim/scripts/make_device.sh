@@ -39,7 +39,7 @@ main() {
     fail 2 "usage: make_device.sh ROOT KEYS [MEMORY_KIB [USABLE_KIB [VERSION]]]"
   local root
   [[ ! -e $1 || -z $(ls -A -- "$1") ]] || fail 1 "$1 is not an empty folder"
-  [[ -s $2/signing.pub && -s $2/firmware.key ]] || fail 1 "$2 contains no keys"
+  [[ -s $2/signing.pub && -s $2/firmware.key ]] || fail 1 "signing.pub or firmware.key is missing or empty in $2"
   root=$(realpath -m -- "$1")
   make_scratch "${root%/*}/"
   make_memory_content "$scratch/content" "${5:-1.4.2}"

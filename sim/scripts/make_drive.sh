@@ -1,6 +1,6 @@
 #!/bin/bash
-# Creates the image of a USB drive: a FAT file system with the given files, in one partition at 1 MiB or on the whole
-# disk.
+# Creates the image of a USB drive: a FAT file system with the given files, in one partition at 1 MiB or, with
+# --no-partition, on the whole drive.
 # Usage: make_drive.sh [--no-partition] OUT.img [FILE...]
 set -eEuo pipefail
 # shellcheck source=common.sh

@@ -1,6 +1,6 @@
 #!/bin/bash
-# Tests the maintainer scripts of the package with recorded calls of systemctl, udevadm and modprobe, in a namespace
-# whose /run and /sys/module each case prepares.
+# Tests the maintainer scripts of the package with commands that only record their calls, in a namespace whose /run and
+# /sys/module each case prepares.
 set -uo pipefail
 
 repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../..")
@@ -118,5 +118,5 @@ it "the installation names the kernel option when spidev is built in" names_the_
 it "the installation does not reload a spidev whose buffer is large enough" leaves_a_sufficient_spidev
 it "in a chroot the maintainer scripts do nothing" does_nothing_in_a_chroot
 it "an upgrade stops nothing" upgrade_stops_nothing
-it "a removal stops the updater and removes its unit and its rules" removal_undoes_everything
+it "a removal stops the updater and unloads its unit and its rules" removal_undoes_everything
 finish

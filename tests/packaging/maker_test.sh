@@ -1,5 +1,5 @@
 #!/bin/bash
-# Tests the commands that make, print and verify keys and firmware files.
+# Tests the commands that make keys, and the commands that make, inspect and verify firmware files.
 set -uo pipefail
 
 repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../..")
@@ -231,7 +231,7 @@ failed_pack_keeps_older_file() {
   [[ $(cat out.fw) == older ]]
 }
 
-# rows FILE COMPLETE: prints the rows that inspect must print for FILE, which begins with the manifest of firmware.fw.
+# rows FILE COMPLETE: prints the rows that inspect must print for FILE, which contains the manifest of firmware.fw.
 rows() {
   local payload
   payload=$(tail -c +26 "$work/firmware.fw" | sed -n '3s/payload //p;3q')
@@ -271,7 +271,7 @@ not_firmware() {
   refuses "$1" folder "${@:2}"
 }
 
-# invalid_manifests COMMAND [ARGUMENT...]: checks that a command rejects each change of the manifest.
+# invalid_manifests COMMAND [ARGUMENT...]: checks that a command rejects signed files with invalid manifests.
 invalid_manifests() {
   local change size
   size=$((10#$(tail -c +17 "$work/firmware.fw" | head -c 8)))

@@ -275,7 +275,7 @@ done <<<'2 2.0
 02.1 2.1
 2.0.0 1.9.9'
 it "decrypt does not follow a link at /tmp/fw" occupied_by 4 'ln -s /elsewhere /tmp/fw'
-it "decrypt does not move the firmware into a folder at /tmp/fw" occupied_by 4 'mkdir /tmp/fw && : >/tmp/fw/injected'
+it "decrypt does not move the firmware into a non-empty folder at /tmp/fw" occupied_by 4 'mkdir /tmp/fw && : >/tmp/fw/injected'
 it "decrypt replaces an empty folder at /tmp/fw" occupied_by 0 'mkdir /tmp/fw'
 it "the old version is read from a memory that is mounted for writing" mounted_memory rw
 it "the old version is read from a memory that is mounted read-only" mounted_memory ro

@@ -1,11 +1,11 @@
 # Sourced by the tests in this folder: creates a device on which the scripts run. Its root contains only the programs
 # and files that the scripts may use, and a few programs for the tests. Its partitions and its drive are loop devices.
 # Its mounts are in a separate namespace.
-# Usage of the tests: NAME_test.sh busybox|dash   (a root with BusyBox, or with dash and the GNU tools)
+# Usage of the tests: NAME_test.sh busybox|dash [ARGUMENT]   (a root with BusyBox, or with dash and the GNU tools)
 # The sourcing test may set `files` to the files of the simulator's firmware that it needs; default: all files.
 # shellcheck shell=bash
 
-[[ ${1:-} == busybox || ${1:-} == dash ]] || { echo "usage: ${0##*/} busybox|dash" >&2; exit 2; }
+[[ ${1:-} == busybox || ${1:-} == dash ]] || { echo "usage: ${0##*/} busybox|dash [ARGUMENT]" >&2; exit 2; }
 unshare --mount true 2>/dev/null || { echo "skipped: no permission to mount, which needs root"; exit 77; }
 [[ -n ${OWN_MOUNTS:-} ]] || OWN_MOUNTS=yes exec unshare --mount --propagation private "${BASH_SOURCE[1]}" "$@"
 

@@ -1,5 +1,6 @@
 #!/bin/bash
-# Tests that format.sh 0 keeps the presets, and that a rejected request changes nothing.
+# Tests that format.sh keeps the presets for an update and deletes them for a factory reset, and which requests it
+# rejects.
 set -uo pipefail
 # shellcheck source=fixture.sh
 . "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
@@ -147,7 +148,7 @@ firmware_and_presets_too_large() {
   expect 0 install.sh
 }
 
-# The margin that format.sh adds to the firmware's size must not reject a firmware that fits.
+# The margin that format.sh adds to the firmware's size must be small enough to accept a firmware that fits.
 large_firmware_fits() {
   mkdir -p large
   head -c 9500K <(yes "a line of the engine") >large/engine.bin # packed faster than random data
@@ -410,10 +411,10 @@ it "format and install fail while another script is running" prepared other_run
 it "format fails and keeps presets that do not fit into the backup" prepared presets_too_large
 it "format for an update rejects a damaged memory, and a factory reset formats it" prepared damaged_memory
 it "format for an update rejects a memory without a version" prepared memory_without_version
-it "format detects that the saved presets differ" prepared unfaithful_copy "Saving"
+it "format detects saved presets that differ from the originals" prepared unfaithful_copy "Saving"
 it "format fails when the backup cannot be marked complete" prepared lost_write mv "cannot be marked complete"
 it "format fails when the memory cannot be marked incomplete" prepared lost_write rm "cannot be marked incomplete"
-it "format detects that the restored presets differ" prepared unfaithful_copy "Restoring"
+it "format detects restored presets that differ from the saved ones" prepared unfaithful_copy "Restoring"
 it "200 presets, links, pipes and modes survive an update" many_presets
 it "an update of a device without presets adds none" no_presets
 finish

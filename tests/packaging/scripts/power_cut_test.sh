@@ -135,7 +135,8 @@ every_cut() {
     it "an update after a power cut at \"$line\" succeeds and keeps the presets" cut_update "$line"
   done
   it "an update after two power cuts keeps the presets" cut_twice "Restoring" "Continuing"
-  it "an update after a power cut in each script keeps the presets" cut_twice "Checking the presets" "Writing to"
+  it "an update after a power cut in format.sh and one in install.sh keeps the presets" \
+    cut_twice "Checking the presets" "Writing to"
   for line in Formatting Formatted "Installing... 40" "Writing the version" "Installed"; do
     it "a factory reset after a power cut in a factory reset at \"$line\" succeeds" cut_reset "$line"
   done

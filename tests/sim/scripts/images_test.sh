@@ -149,9 +149,9 @@ it "decrypt reads a drive without a partition table" whole_drive
 it "decrypt ignores the case of the file name" name_in_capitals
 it "the path of the device's folder may be relative" relative_root
 it "the path of the device's folder may contain quotes, spaces and shell characters" odd_root
-it "decrypt exits 1 on a missing drive" drive_is rm -f
-it "decrypt exits 1 on an empty file" drive_is truncate -s 0
-it "decrypt exits 1 on a folder" drive_is mkdir
+it "decrypt exits 1 when the drive is missing" drive_is rm -f
+it "decrypt exits 1 when the drive is an empty file" drive_is truncate -s 0
+it "decrypt exits 1 when the drive is a folder" drive_is mkdir
 it "decrypt exits 1 on a drive without a file system" drive_is cp "$work/keys/signing.pub"
 it "decrypt exits 2 on a drive without files" empty_drive
 it "decrypt exits 2 when other files have similar names" similar_names
