@@ -1,4 +1,4 @@
-// The baseline: draws the measured screens straight into the canvas, without widgets, surfaces and clipping.
+// The baseline: draws the measured screens straight into the canvas, without widgets, surfaces or clipping.
 #pragma once
 
 #include "hw/frame.h"

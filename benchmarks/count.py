@@ -4,7 +4,8 @@
 usage: count.py PROGRAM [--accept]
 
 PROGRAM is the benchmark program, built for 64-bit Arm; it runs under QEMU. --accept rewrites the table, counts.txt.
-Exit status: 0 success, 1 a limit is exceeded or a count is more than 2 % above the table, 2 any other failure.
+Exit status: 0 success, 1 a limit is exceeded or a count is more than 2 % above the count in the table, 2 any other
+failure, 130 interrupted.
 """
 
 import math
@@ -21,7 +22,7 @@ SYSROOT = "/usr/aarch64-linux-gnu"
 CPU = "cortex-a72"  # the device's processor; QEMU's default depends on its version
 
 # Row, reference row, largest permitted ratio of the row's instructions to the reference row's. A row without a
-# reference row is only printed. The ratio for memset is high because the Cortex-A72 zeroes 64 bytes with one
+# reference row is only printed. The limit relative to memset is high because the Cortex-A72 zeroes 64 bytes with one
 # instruction (DC ZVA).
 RATIOS = [
     ("message screen", "baseline message screen", 2.5),
@@ -60,9 +61,9 @@ def qemu_command():
 
 
 def read_log(log):
-    """Returns the compiler's version, the rows by name, and the lines of the log that are neither an instruction
-    ("Trace ..."), nor a system call ("PID NAME(...) = RESULT"), nor a mark. The line of a mark may begin with the
-    system call that writes the mark.
+    """Returns the versions of the compiler and the C library, the rows by name, and the lines of the log that are
+    neither an instruction ("Trace ..."), nor a system call ("PID NAME(...) = RESULT"), nor a mark. The system call that
+    writes a mark is logged around the mark: "PID NAME(...)" before it, and "= RESULT" on the next line.
     """
     compiler, rows, rest = None, {}, []
     instructions = system_calls = 0
@@ -90,7 +91,7 @@ def read_log(log):
 
 
 def run(program):
-    """Returns the compiler's version and the counts of each row, excluding the cost of the marks."""
+    """Returns the versions of the compiler and the C library, and the counts of each row without the marks."""
     path = Path(program).resolve()
     if not path.is_file():
         raise Failure(f"{program} is missing")
@@ -111,7 +112,7 @@ def run(program):
 
 
 def read_table():
-    """Returns the compiler's version and the instructions of each row."""
+    """Returns the versions of the compiler and the C library, and the instructions of each row."""
     try:
         lines = [line for line in TABLE.read_text().splitlines() if not line.startswith("#")]
     except OSError as error:

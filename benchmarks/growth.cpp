@@ -52,7 +52,7 @@ void countRunnerOutput(SystemCalls& calls, std::size_t size)
 
 class PlainWidget final : public Widget {};
 
-/// A tree with ten children per widget; the last widget is a leaf at the deepest level.
+/// A tree with at most ten children per widget; the last widget is a leaf at the deepest level.
 class Tree {
 public:
     explicit Tree(std::size_t size)

@@ -1,5 +1,5 @@
 # Hardens the program as Debian 12 hardens its packages (dpkg-buildflags, hardening=+all).
-# Without -mbranch-protection: the device's Cortex-A72 executes the instructions that it adds as NOPs.
+# Omits -mbranch-protection, because the instructions that it adds are NOPs on the device's Cortex-A72.
 add_compile_options(-fPIE -fstack-protector-strong -Wformat -Wformat-security)
 if(NOT CMAKE_BUILD_TYPE STREQUAL Debug)
     add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2) # needs optimisation

@@ -13,7 +13,7 @@
 
 namespace {
 
-/// Requires that each text is one line.
+/// Requires that each text is one line, and that the levels of each screen are valid.
 class OneLineListener : public sim::DecodeListener {
 public:
     void event(sim::CaptureTime /*time*/, const std::string& text) override { check(text); }
@@ -50,7 +50,7 @@ private:
     sim::PerLine<std::optional<sim::Level>> levels;
 };
 
-/// Delivers the text in blocks of `blockSize` bytes.
+/// Delivers the text in blocks of at most `blockSize` bytes.
 sim::TokenReader::Source blocksOf(std::string_view text, std::size_t blockSize)
 {
     return [text, blockSize](std::span<char> buffer) mutable {
