@@ -41,8 +41,8 @@ private:
         std::int32_t width = 0;
         /// The glyph's first row with ink.
         std::int32_t top = 0;
-        /// The rows from the first to the last row with ink. A narrow glyph is padded on the right to 16 columns, so
-        /// one vector operation covers a row.
+        /// The rows from the first to the last row with ink. A glyph narrower than 16 columns is padded on the right to
+        /// 16 columns, so one vector operation covers a row.
         Bitmap mask;
     };
 
@@ -56,8 +56,8 @@ private:
     std::int32_t lineSpacing = 0;
     std::int32_t scale = 0;
     Glyphs glyphs;
-    /// The first cell is the glyph of code 0, which is drawn for every missing glyph. The cell is empty if the font has
-    /// no glyph of code 0.
+    /// The first cell is the glyph of code 0, which is drawn for every character without a glyph. The cell is empty if
+    /// the font has no glyph of code 0.
     std::vector<Cell> cells = std::vector<Cell>(1);
     /// The index in `cells` for each character code.
     std::array<std::uint8_t, 256> cellIndex{};
@@ -70,7 +70,7 @@ extern FontRegistry fontRegistry;
 
 /// Builds the font `name` from all stored images whose paths start with the string `directory`, enlarged `scale` times.
 /// The character code is the hexadecimal number in the two characters before the four-character ending. Replaces an
-/// existing font.
+/// existing font of this name.
 void buildFont(const std::string& name, const std::string& directory, std::int32_t letterSpacing,
                std::int32_t lineSpacing, std::int32_t scale);
 
@@ -78,7 +78,8 @@ void buildFont(const std::string& name, const std::string& directory, std::int32
 [[nodiscard]] std::int32_t fontHeight(const std::string& name);
 /// Returns the `lineSpacing` given to `buildFont`; 0 for an unknown font. `drawText` ignores it and uses `lineGap`.
 [[nodiscard]] std::int32_t fontLineSpacing(const std::string& name);
-/// Returns the width of `text` on one line in columns; 0 for an unknown font. A line feed counts as a missing glyph.
+/// Returns the width of `text` on one line in columns; 0 for an unknown font. A line feed counts like any other
+/// character.
 [[nodiscard]] std::uint32_t textWidth(const std::string& name, const std::string& text);
 /// Returns the number of lines into which `drawText` breaks `text` at `maxWidth` columns; 0 for an unknown font. In
 /// contrast to `drawText`, a `maxWidth` of 0 means 0 columns, not unlimited.

@@ -14,6 +14,6 @@ struct ImageRecord {
     std::size_t offset;
 };
 
-/// All images under img/, sorted by path. The build generates the definitions from the pictures.
+/// All images under img/, sorted by path, and their pixels. The build generates both tables from the image files.
 extern const std::span<const ImageRecord> imageRecords;
 extern const std::span<const std::uint8_t> imagePixels;

@@ -35,8 +35,9 @@ struct Axis {
     }
 };
 
-/// The distance that Bresenham's line has covered along its shorter axis: n * rise / run after n of its `run` steps,
-/// where halves are rounded up. Both lengths are below 2^32 and rise is at most run, so every product fits in 64 bits.
+/// The distance that Bresenham's line has covered along its shorter axis: after n of its `run` steps, n * rise / run,
+/// rounded to the nearest integer (halves up). Both lengths are below 2^32 and rise is at most run, so every product
+/// fits in 64 bits.
 class Slope {
 public:
     Slope(std::int64_t runLength, std::int64_t riseLength)
@@ -80,7 +81,7 @@ private:
     std::uint64_t run;
     std::uint64_t rise;
     std::int64_t distance = 0;
-    /// The remainder of the division by `run`.
+    /// The remainder of the division by `run` that yields `distance`.
     std::uint64_t error = 0;
 };
 

@@ -1,5 +1,5 @@
-// Debounces with a two-bit vertical counter per line: bit n of debounceCount1 and bit n of debounceCount0 count the
-// consecutive polls at which line n differs from its debounced state.
+// Debounces with a two-bit vertical counter per line: bit n of debounceCount1 (high) and bit n of debounceCount0 (low)
+// form the counter of the consecutive polls at which line n differs from its debounced state.
 #include "hw/button_input.h"
 
 #include "hw/gpio_registers.h"

@@ -3,9 +3,9 @@
 
 #include <cstdint>
 
-/// Debounces all 32 lines of GPIO bank 0 at once; a pressed button pulls its line low. A change takes effect after four
-/// consecutive polls. Presses and releases stay latched until they are taken or `init` is called. Line numbers are 0 to
-/// 31.
+/// Debounces all 32 lines of GPIO bank 0 at once; a pressed button pulls its line low. A change takes effect at the
+/// fourth consecutive poll that reads the new level. Presses and releases stay latched until they are taken or `init`
+/// is called. Line numbers are 0 to 31.
 class ButtonInput {
 public:
     /// Sets every line to released and clears the latches. Does not reset the debounce counters, which all instances

@@ -24,7 +24,8 @@ public:
 
     void writeCommand(std::uint8_t byte);
     void writeData(std::uint8_t byte);
-    /// Sets the address window to the whole display, once for all frames, and fills the display with zeros.
+    /// Sets the address window to the whole display, once for all frames, and fills the display memory with
+    /// zeros.
     void clearDisplayRam();
 
 private:

@@ -42,7 +42,8 @@ volatile std::uint32_t* mapGpioRegisters(off_t physicalBase)
     return static_cast<volatile std::uint32_t*>(block);
 }
 
-// The program accesses the registers here first, so without a mapping it faults here. UBSan must not report this first.
+// The program accesses the registers here first, so without a mapping it faults here. UBSan must not report the null
+// pointer before the fault.
 __attribute__((no_sanitize("null"))) void selectOutput(int line)
 {
     const int shift = line % linesPerSelect * bitsPerSelect;

@@ -9,7 +9,8 @@
 /// Null is deliberately not checked: without a mapping, the first access ends the program with SIGSEGV.
 extern volatile std::uint32_t* gpioRegisters;
 
-/// Maps the registers at `physicalBase` from /dev/mem. Reports a failure on standard error and returns null.
+/// Maps the registers at `physicalBase` from /dev/mem. If that fails, reports the failure on standard error and
+/// returns null.
 [[nodiscard]] volatile std::uint32_t* mapGpioRegisters(off_t physicalBase);
 
 // GPIO lines are numbered 0 to 31 (bank 0).

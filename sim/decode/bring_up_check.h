@@ -52,7 +52,7 @@ private:
 
     Level reset = Level::Undefined;
     bool hasResetLevel = false;
-    // None if the phase or its beginning is not in the capture.
+    // The latest high and low phases of the reset line. None if the phase or its beginning is not in the capture.
     std::optional<CaptureTime> highSince;
     std::optional<CaptureTime> highDuration;
     std::optional<CaptureTime> lowSince;

@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// The exit status of the child process if sigrok-cli is not installed.
+/// The exit status of the child process if it cannot execute sigrok-cli.
 constexpr int notFound = 127;
 
 /// The first character of a VCD file that is not white space begins a keyword.
@@ -60,7 +60,7 @@ CaptureFile::CaptureFile(const fs::path& path) : fileName(path == "-" ? "standar
     start.resize(recognisedBytes);
     start.resize(readDescriptor(start));
     if (start.empty()) {
-        throw CaptureError(fileName + ": the file is empty");
+        throw CaptureError(fileName + ": the capture is empty");
     }
     if (isVcd(start)) {
         return;

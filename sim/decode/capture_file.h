@@ -27,7 +27,7 @@ public:
 
     /// The name for messages.
     [[nodiscard]] const std::string& name() const { return fileName; }
-    /// The size of the file in bytes; 0 if it is unknown.
+    /// The size of the VCD text in bytes; 0 if it is unknown, as for a pipe or during a conversion.
     [[nodiscard]] std::uint64_t size() const { return fileSize; }
     /// The number of bytes read from the VCD text.
     [[nodiscard]] std::uint64_t position() const { return bytesRead; }

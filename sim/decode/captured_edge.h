@@ -17,13 +17,13 @@ using CaptureTime = std::chrono::duration<std::int64_t, std::pico>;
 struct CapturedEdge {
     CaptureTime time;
     Line line;
-    /// The first edge of a line is its initial level.
+    /// The level after the change. The first edge of a line is not a change: it contains the initial level.
     Level level;
 
     bool operator==(const CapturedEdge&) const = default;
 };
 
-/// Why a transfer is incomplete.
+/// Why an SPI transfer or an I2C message is incomplete.
 enum class CutOff : std::uint8_t { CaptureBegins, CaptureEnds, PowerEnds };
 
 [[nodiscard]] constexpr std::string_view textOf(CutOff reason)

@@ -116,7 +116,7 @@ DecodeOptions parseDecodeOptions(std::span<const std::string> arguments)
         if (argument.starts_with('-') && argument != "-") {
             takeOption(options, argument, rest);
         } else if (argument.empty() || !options.capture.empty()) {
-            throw DecodeUsageError("expected one capture, but found \"" + argument + "\"");
+            throw DecodeUsageError("unexpected argument \"" + argument + "\"");
         } else {
             options.capture = argument;
         }
@@ -145,14 +145,15 @@ std::string decodeHelpText()
            "                           channel with its name. The lines are cs, clk, mosi, dc, reset, scl, sda,\n"
            "                           button, encoder_a and encoder_b. A capture needs clk, or scl and sda;\n"
            "                           any other line may be missing.\n"
-           "  --output FOLDER          the folder for the results (default: NAME-decoded in the current folder,\n"
-           "                           for NAME.vcd); replaced only if it contains nothing but results\n"
+           "  --output FOLDER          the folder for the results (default: in the current folder, NAME-decoded for\n"
+           "                           NAME.vcd, capture-decoded for -); replaced only if it contains nothing but\n"
+           "                           results\n"
            "  --glitch NS              ignore pulses shorter than NS nanoseconds (default: 15)\n"
            "  --expect initialisation  require that the display is initialised correctly\n"
            "  --expect screen NAME     require a golden screen, such as menu or done; may be repeated\n"
            "\n"
-           "Exit status: 0 if everything expected was found and nothing was violated, 1 if not or after\n"
-           "another error, 2 for a usage error.\n";
+           "Exit status: 0 if the capture was decoded to its end, everything expected was found and nothing was\n"
+           "violated; 2 for a usage error; 1 otherwise.\n";
 }
 
 } // namespace sim

@@ -29,8 +29,8 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Parses the arguments, without the program's name. The value of an option is the next argument or follows "=". Throws
-/// DecodeUsageError if an argument is invalid or the capture is missing.
+/// `arguments` does not include the program's name. The value of an option is the next argument or follows "=". Throws
+/// DecodeUsageError if an argument is invalid or the capture is missing. Ignores everything after --help.
 [[nodiscard]] DecodeOptions parseDecodeOptions(std::span<const std::string> arguments);
 
 /// The text of --help. The usage ends at the first empty line.

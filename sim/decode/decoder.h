@@ -47,7 +47,7 @@ private:
     EdgeFilter edgeFilter;
     DisplayDecoder displayDecoder;
     SpiDecoder spiDecoder;
-    /// Reports to this object, as the panel decoder does; this object logs the pending display command first.
+    /// The LED decoder and the panel decoder report to this object, which first logs the pending display command.
     LedDecoder ledDecoder;
     I2cDecoder i2cDecoder;
     PanelDecoder panelDecoder;

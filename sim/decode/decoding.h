@@ -21,19 +21,19 @@ void requireKnownScreens(const DecodeOptions& options, const ReferenceScreens& r
 
 class Decoding {
 public:
-    /// Called for each block that is read.
+    /// Called by `run` after each read from the file.
     using Progress = std::function<void(const CaptureFile& file)>;
 
     /// Opens the capture and reads its header. Throws CaptureError if the file cannot be read, its header is invalid,
-    /// or necessary channels are missing, and std::runtime_error if the folder cannot be created or must not be
-    /// replaced.
+    /// or the lines cannot be assigned to its channels, and std::runtime_error if the folder cannot be created or must
+    /// not be replaced.
     Decoding(DecodeOptions decodeOptions, const ReferenceScreens& references);
 
     /// Decodes the capture up to its end or to the first damage, which is reported in Report::damage, and completes the
     /// folder with the results. Throws CaptureError if `diagnose` finds a reason, and std::runtime_error if the
     /// results cannot be written.
     void run(const Progress& progress);
-    /// Requires that `run` has returned.
+    /// Describes the decoded capture; call it after `run`.
     [[nodiscard]] Report report() const;
 
 private:

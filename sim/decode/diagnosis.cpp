@@ -30,6 +30,7 @@ struct Assumption {
     bool samplesFallingEdges = false;
 };
 
+/// The result of decoding the edges under an assumption.
 struct Trial {
     BusState display;
     BusState leds;
@@ -81,7 +82,8 @@ std::vector<Assumption> assumptions(const ChannelMap& channels)
     return all;
 }
 
-/// The option that corrects the swapped channels. Omits channels that have the name of their line.
+/// The --channels option that corrects the swapped channels, as part of the message. Omits channels that have the name
+/// of their line; if none remain, the message says to omit the option.
 std::string optionFor(ChannelMap channels, const Assumption& swapped)
 {
     std::swap(channels.at(swapped.first), channels.at(swapped.second));
@@ -102,7 +104,7 @@ std::string describe(const Assumption& assumption, const Trial& trial, const Cha
            " are swapped: decode " + optionFor(channels, assumption);
 }
 
-/// Whether a trial explains the capture: each bus is sensible, or silent as in the original decoding.
+/// Whether a trial explains the capture: each bus is sensible, or is silent now and was in the original decoding.
 bool isBetter(const Trial& trial, const Trial& original)
 {
     const auto explains = [](BusState now, BusState before) {

@@ -12,7 +12,7 @@
 
 namespace sim {
 
-/// Passes edges on, and keeps the first ones.
+/// Passes edges on, and keeps the first `mostKept`.
 class EdgeHistory : public EdgeSink {
 public:
     /// About 5 MB; enough for the bring-up.
@@ -46,7 +46,8 @@ enum class BusState : std::uint8_t { Silent, Sensible, Senseless };
 [[nodiscard]] std::optional<std::string> diagnose(std::span<const CapturedEdge> edges, const Decoder::Setup& setup,
                                                   const Decoder& decoder, const ChannelMap& channels);
 
-/// The shortest time between two changes, which is the sampling period unless the lines rarely change.
+/// The shortest time between two changes that are not simultaneous: the sampling period, unless the lines rarely
+/// change. CaptureTime::max() if there are no such changes.
 [[nodiscard]] CaptureTime resolutionOf(std::span<const CapturedEdge> edges);
 /// Whether the clock is sampled less than four times per period.
 [[nodiscard]] bool isUndersampled(CaptureTime resolution, const Decoder& decoder);

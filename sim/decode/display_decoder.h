@@ -33,11 +33,13 @@ public:
     /// Logs the pending command, even if more of its data follow.
     void flush() { log.flush(); }
 
+    // These counts do not include transfers that are dropped because their effect is unknown.
+
     /// Transfers without violations other than a wrong SPI mode.
     [[nodiscard]] std::uint64_t goodTransfers() const { return good; }
     /// Transfers with other violations or without clock edges.
     [[nodiscard]] std::uint64_t badTransfers() const { return bad; }
-    /// The bytes of the good transfers.
+    /// The number of bytes in the good transfers.
     [[nodiscard]] std::uint64_t goodBytes() const { return bytes; }
 
     [[nodiscard]] bool samplesLeadingEdge() const { return isLeadingEdgeSampled; }
@@ -81,7 +83,7 @@ private:
     Level dataCommand = Level::Undefined;
     int page = 1;
 
-    /// False if the capture contains the time before the reset line was driven.
+    /// False once the capture has contained a time at which the reset line was not driven.
     bool mayBeInitialised = true;
     bool wasReset = false;
     bool isAssumed = false;

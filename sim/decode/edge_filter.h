@@ -9,9 +9,9 @@
 
 namespace sim {
 
-/// Delays each edge until it cannot be part of a glitch. Orders simultaneous edges: the power-off, edges of the SPI
-/// clock and edges that end an I2C bit, edges that end an SPI transfer, data, edges that begin an I2C bit or an SPI
-/// transfer.
+/// Delays each edge until it cannot be part of a glitch. Orders simultaneous edges: first the power-off; then edges of
+/// the SPI clock and falling edges of SCL; then rising edges of chip select; then all other edges; last, rising edges
+/// of SCL and falling edges of chip select.
 class EdgeFilter : public EdgeSink {
 public:
     /// Pulses that are shorter than `shortestPulse` are glitches, as are pulses of length 0.

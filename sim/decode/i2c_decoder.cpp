@@ -21,7 +21,7 @@ void I2cDecoder::takeScl(CaptureTime time, Level level)
     }
 }
 
-/// While SCL is high, a falling edge is a start condition and a rising edge a stop condition.
+/// While SCL is high, a falling edge of SDA is a start condition, and a rising edge is a stop condition.
 void I2cDecoder::takeSda(CaptureTime time, Level level)
 {
     const Level before = sda;

@@ -20,7 +20,7 @@ struct I2cMessage {
     bool isAddressAcknowledged = false;
     /// At most `I2cDecoder::longestMessage` bytes, without the address.
     std::vector<std::uint8_t> bytes{};
-    /// Whether the receiver acknowledged each byte of a write.
+    /// Whether the receiver acknowledged each byte of a write; true for a read.
     bool areBytesAcknowledged = true;
     /// The number of bits after the last complete byte.
     int spareBits = 0;
@@ -48,7 +48,7 @@ public:
     /// Must be called at the end of the capture, and when the power is switched off.
     void finish(CaptureTime time, CutOff reason);
 
-    /// The time between two rising edges of SCL within a byte.
+    /// The time between successive rising edges of SCL within a byte and its acknowledge bit.
     [[nodiscard]] const Spread& clockPeriod() const { return period; }
     [[nodiscard]] std::uint64_t edges() const { return edgeCount; }
 

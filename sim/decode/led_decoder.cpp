@@ -1,4 +1,4 @@
-// Logs all I2C messages, and passes writes to the LED controller to the model.
+// Logs I2C messages. Writes for which the LED controller acknowledged its address also go to its model.
 #include "sim/decode/led_decoder.h"
 
 #include "sim/decode/display_commands.h"

@@ -55,8 +55,8 @@ TEST(DecodeOptions, RejectsWrongArguments)
         const char* message;
     } cases[] = {
         {{}, "the capture is missing"},
-        {{""}, "expected one capture, but found \"\""},
-        {{"a.vcd", "b.vcd"}, "expected one capture, but found \"b.vcd\""},
+        {{""}, "unexpected argument \"\""},
+        {{"a.vcd", "b.vcd"}, "unexpected argument \"b.vcd\""},
         {{"a.vcd", "--fast"}, "unknown option --fast"},
         {{"a.vcd", "--output"}, "--output needs a value"},
         {{"a.vcd", "--output="}, "--output needs a value"},

@@ -179,7 +179,7 @@ it "a missing sigrok-cli is reported in one line" without_sigrok
 it "standard input in a format other than VCD is reported in one line" other_format_on_standard_input
 it "a missing file is reported in one line" fails_to_read none.vcd "cannot read none.vcd: No such file or directory"
 it "a folder instead of a capture is reported in one line" fails_to_read . "cannot read .: Is a directory"
-it "an empty file is reported in one line" fails_to_read empty.vcd "empty.vcd: the file is empty"
+it "an empty file is reported in one line" fails_to_read empty.vcd "empty.vcd: the capture is empty"
 it "an output folder that contains other files is not replaced" foreign_folder
 it "a failure to write to standard output is reported in one line" full_output
 it "--help prints the usage" shows_help

@@ -261,7 +261,7 @@ TEST_F(DecodingTest, DescribesUnusableCapturesInOneLine)
         std::string text;
         const char* message;
     } cases[] = {
-        {"", ": the file is empty"},
+        {"", ": the capture is empty"},
         {"$var wire", ":1: truncated: the file ends within the header, before $enddefinitions"},
         {noClock, ": no channel has the name of a line (cs, clk, mosi, dc, reset, scl, sda, button, encoder_a, "
                   "encoder_b); the channels are D0, D1: assign them with --channels"},
