@@ -26,7 +26,7 @@ public:
     [[nodiscard]] std::uint64_t acknowledged() const { return good; }
     /// Messages to the controller that it did not acknowledge completely.
     [[nodiscard]] std::uint64_t refused() const { return nacks; }
-    /// The number of violations; a message that ends within a byte is one of them.
+    /// The number of violations, including messages that end within a byte.
     [[nodiscard]] std::uint64_t badMessages() const { return bad; }
 
 private:

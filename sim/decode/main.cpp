@@ -24,7 +24,7 @@ bool isColourful(int descriptor)
            std::string_view(terminal) != "dumb";
 }
 
-/// Prints the progress for large files if standard error is a terminal. The destructor clears the line.
+/// Prints the progress if the file has at least 20 MB and standard error is a terminal. The destructor clears the line.
 class Progress {
 public:
     Progress() = default;

@@ -9,8 +9,8 @@ namespace sim {
 
 class OutputFolder {
 public:
-    /// Creates a temporary folder next to `path` for the results. Throws std::runtime_error if that fails, or if `path`
-    /// exists and is not a folder, or contains anything but results of this program.
+    /// Creates a temporary folder next to `path` for the results. Throws std::runtime_error if it cannot be created, if
+    /// `path` exists and is not a folder, or if `path` contains anything but results of this program.
     explicit OutputFolder(std::filesystem::path path);
     OutputFolder(const OutputFolder&) = delete;
     OutputFolder& operator=(const OutputFolder&) = delete;
@@ -19,7 +19,8 @@ public:
 
     /// The path at which to write the file `name`.
     [[nodiscard]] std::filesystem::path file(const std::string& name) const { return temporary / name; }
-    /// Checks `path` again, and replaces it with the temporary folder. Throws std::runtime_error if either fails.
+    /// Checks the folder at `path` again, and replaces it with the temporary folder. Throws std::runtime_error if
+    /// either fails.
     void complete();
 
 private:

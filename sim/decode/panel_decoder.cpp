@@ -1,4 +1,4 @@
-// Counts quadrature steps.
+// Recognises button presses and quadrature steps.
 #include "sim/decode/panel_decoder.h"
 
 #include <utility>
@@ -9,7 +9,7 @@ namespace {
 
 constexpr int quartersPerStep = 4;
 
-/// The position in the cycle of a positive step, during which A changes before B.
+/// Numbers the four states of the lines in the order of a positive step, in which A changes before B.
 int phaseOf(Level a, Level b)
 {
     if (a == Level::High) {
@@ -28,7 +28,8 @@ void PanelDecoder::takeButton(CaptureTime time, Level level)
     }
 }
 
-/// Contact bounce moves back and forth between two phases. A step is complete when both lines are high again.
+/// A step is complete when both lines are high again after four quarters in one direction. Contact bounce moves back
+/// and forth between two phases, so its quarters cancel out.
 void PanelDecoder::takeEncoder(CaptureTime time, Line line, Level level)
 {
     const bool wasKnown = a && b;

@@ -20,7 +20,7 @@ private:
     std::optional<Level> button;
     std::optional<Level> a;
     std::optional<Level> b;
-    /// Quarters of a step since both lines were last high.
+    /// Quarters of a step since both lines were last high; negative for the other direction.
     int quarters = 0;
 };
 

@@ -108,7 +108,7 @@ void printChannels(Printer& printer, const Report& report)
     }
 }
 
-/// What cannot be decoded without the missing channels.
+/// Prints the consequences of missing channels for decoding.
 void printLimits(Printer& printer, const Report& report)
 {
     const auto has = [&](Line line) { return report.channels.contains(line); };

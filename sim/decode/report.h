@@ -22,7 +22,7 @@ struct Expectation {
 
 struct Report {
     std::string capture;
-    /// In bytes, after the conversion to VCD.
+    /// The number of bytes read, after the conversion to VCD.
     std::uint64_t size;
     std::string timescale;
     CaptureTime begin;
@@ -37,7 +37,7 @@ struct Report {
 
     /// Whether everything expected was found, there are no violations, and the capture was read to its end.
     [[nodiscard]] bool isPassed() const;
-    /// With colours if `isColoured`.
+    /// Prints with colours if `isColoured`.
     void print(std::ostream& out, bool isColoured) const;
 };
 

@@ -20,7 +20,7 @@ std::uint64_t hashOf(const Screen& screen)
     return std::hash<std::string_view>()({reinterpret_cast<const char*>(screen.data()), screen.size()});
 }
 
-/// Times in file names have a fixed width, so that sorting by name is sorting by time.
+/// Times below 100,000 s have a fixed width, so sorting the files by name also sorts them by time.
 std::string screenFile(CaptureTime time, const std::string& name)
 {
     const std::int64_t microseconds = std::chrono::duration_cast<std::chrono::microseconds>(time).count();

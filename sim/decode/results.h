@@ -42,7 +42,7 @@ public:
 
     [[nodiscard]] const Entries& notes() const { return allNotes; }
     [[nodiscard]] const Entries& violations() const { return allViolations; }
-    /// When each golden screen appeared first, in the order of the capture.
+    /// When each golden screen first appeared, in the order of the capture.
     [[nodiscard]] const std::vector<Entry>& knownScreens() const { return known; }
     [[nodiscard]] std::uint64_t distinctScreens() const { return saved.size(); }
     /// The last screen. The text is its name, or empty if it is not a golden screen.
@@ -55,7 +55,7 @@ private:
     const OutputFolder& folder;
     const ReferenceScreens& references;
     std::ofstream log;
-    /// The latest line, which is written when a different line follows.
+    /// The latest line. `write` writes it when a different line follows; `finish` writes the last line.
     std::optional<Entry> waiting;
     std::uint64_t repetitions = 0;
     CaptureTime lastRepetition{};

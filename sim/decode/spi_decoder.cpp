@@ -83,7 +83,8 @@ void SpiDecoder::measure(CaptureTime time)
     lastSample = time;
 }
 
-/// Within a transfer, the clock pauses for less than the time of two bytes.
+/// Whether more time has passed since the last sampling edge than two bytes take at the shortest clock period. Pauses
+/// within a transfer are shorter.
 bool SpiDecoder::isAfterPause(CaptureTime time) const
 {
     return period.count() > 0 && time - lastSample > 2 * bitsPerByte * period.shortest();

@@ -59,7 +59,8 @@ public:
     /// Must be called at the end of the capture, and when the power is switched off.
     void finish(CaptureTime time, CutOff reason);
 
-    /// Within the bytes: the time between two sampling edges, and the part of it during which the clock is high.
+    /// Between successive bits of a byte: the time from one sampling edge to the next, and the part of it during which
+    /// the clock is high.
     [[nodiscard]] const Spread& clockPeriod() const { return period; }
     [[nodiscard]] const Spread& clockHigh() const { return high; }
     /// From the last sampling edge to each change of the data within a byte.

@@ -16,7 +16,8 @@ struct Unit {
     const char* name;
 };
 
-/// Uses the first unit that is not larger than the value, or else the last unit, and four significant digits.
+/// Uses the largest unit that is not larger than the value, or the smallest unit if all are larger. Prints at least
+/// four digits.
 template <typename Units>
 std::string withUnit(double value, const Units& units)
 {

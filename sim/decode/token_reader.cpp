@@ -1,4 +1,4 @@
-// Keeps the unread part of the stream in one buffer.
+// Searches for tokens in a buffer, which it refills from the stream.
 #include "sim/decode/token_reader.h"
 
 #include <algorithm>

@@ -75,7 +75,8 @@ std::optional<Level> levelOf(char character)
     }
 }
 
-/// The level of a bit, counted from the right. A shorter value is extended to the left.
+/// The level of a bit, counted from the right. To the left of the value, bits are low, or undefined if its first
+/// character is undefined.
 Level levelAt(std::string_view value, std::size_t bit)
 {
     if (bit < value.size()) {
@@ -90,7 +91,8 @@ bool isVector(std::string_view value)
            std::all_of(value.begin(), value.end(), [](char character) { return levelOf(character).has_value(); });
 }
 
-/// The index of a bit in a range such as "[7:0]" or "[0:7]"; without a range, bits are counted from the right.
+/// Converts a position, counted from the right, to an index in a range such as "[7:0]" or "[0:7]". Without a range, the
+/// index equals the position.
 std::int64_t indexIn(const std::string& range, std::size_t bit)
 {
     const std::size_t colon = range.find(':');
@@ -137,7 +139,7 @@ std::string_view VcdReader::next()
     }
 }
 
-/// Returns the next token of an item that is not complete yet.
+/// Returns the next token. If the file ends, fails with a message that names `item`.
 std::string_view VcdReader::required(const char* item)
 {
     const std::string_view token = next();
@@ -153,7 +155,7 @@ void VcdReader::readHeader()
 {
     std::vector<std::string> scopes;
     for (;;) {
-        const std::string_view token = required("the header, before $enddefinitions");
+        const std::string_view token = required("the header");
         if (token.front() != '$') {
             fail("expected a keyword such as $var, but found " + excerpt(token));
         }
@@ -180,7 +182,7 @@ bool VcdReader::readDeclaration(std::string_view keyword, std::vector<std::strin
         }
         scopes.pop_back();
     } else {
-        while (required("the header, before $enddefinitions") != "$end") {
+        while (required("the header") != "$end") {
         }
     }
     return keyword != "$enddefinitions";
@@ -192,7 +194,7 @@ std::vector<std::string> VcdReader::words(const std::string& keyword)
     constexpr std::size_t most = 64;
     std::vector<std::string> result;
     for (;;) {
-        const std::string_view token = required("the header, before $enddefinitions");
+        const std::string_view token = required("the header");
         if (token == "$end") {
             return result;
         }

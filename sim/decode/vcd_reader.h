@@ -21,7 +21,7 @@ struct VcdWire {
     std::string name;
     /// The names of the scopes, separated by dots.
     std::string scope;
-    /// The variable and the bit of its value, counted from the right.
+    /// The index of the variable in the reader, and the bit of the variable's value, counted from the right.
     std::size_t variable = 0;
     std::size_t bit = 0;
 };
@@ -52,7 +52,7 @@ private:
         std::size_t bit;
         Line line;
     };
-    /// Several variables with the same identifier are one variable with several names.
+    /// Declarations with the same identifier share one variable.
     struct Variable {
         std::size_t width;
         bool hasLevels;

@@ -9,7 +9,7 @@ namespace sim {
 class SimulatedDevice;
 
 /// A shell script in the device's /usr/sbin/ that reads commands from a FIFO. `print`, `exit` and `die` send a command
-/// and return when the script has executed it; no device time passes meanwhile.
+/// to the running script and wait for its effect; no device time passes meanwhile.
 class ControlledScript {
 public:
     /// `name` is the file name, such as "format.sh".
@@ -18,7 +18,8 @@ public:
     ControlledScript& operator=(const ControlledScript&) = delete;
     ~ControlledScript();
 
-    /// Makes the script print `bytes` (at most 60,000) and returns when they are in the pipe to the updater.
+    /// Makes the script print `bytes` (at most 60,000). Returns when at least `bytes.size()` bytes are in the pipe to
+    /// the updater.
     void print(SimulatedDevice& device, const std::string& bytes) const;
     /// Makes the script exit.
     void exit(SimulatedDevice& device, int status) const;

@@ -72,7 +72,7 @@ void requireDynamic(const fs::path& program)
 {
     const std::string loader = interpreterOf(program);
     if (loader.empty() || loader != interpreterOf("/proc/self/exe") || changesItsUser(program)) {
-        throw std::runtime_error("not a program that loads the simulated hardware: " + program.string());
+        throw std::runtime_error("cannot preload the simulated hardware into " + program.string());
     }
 }
 

@@ -1,4 +1,4 @@
-// Starts the updater with the preloaded library, and sends requests to the board inside it.
+// Starts the updater with the preloaded library, and sends requests to the board in the library.
 #include "sim/device/simulated_device.h"
 
 #include "sim/device/program_file.h"
@@ -81,7 +81,7 @@ std::string pathOf(int file)
 /// hardware. Therefore the library is first loaded here, which reports any failure.
 int openLibrary(const fs::path& path)
 {
-    unsetenv(rootVariable); // without this variable the library does nothing
+    unsetenv(rootVariable); // without these two variables the library does nothing
     unsetenv(socketVariable);
     const int file = open(path.c_str(), O_RDONLY);
     if (file < 0) {
@@ -140,7 +140,7 @@ void SimulatedDevice::startProgram()
 
 void SimulatedDevice::becomeProgram(int socket) const
 {
-    // The program must not inherit the controller's other open files.
+    // The program must not inherit the controller's open files, except the socket and the recording.
     close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
     fcntl(socket, F_SETFD, 0);
     if (setup.wires != nullptr) {
@@ -205,7 +205,7 @@ void SimulatedDevice::configure()
     try {
         setStatus(request("status")); // the reply arrives at the end of the first iteration
     } catch (const DeviceEnded&) {
-        // Not an error here: the next request reports it.
+        // The updater has ended in its first iteration. The next request throws again.
     }
 }
 

@@ -51,7 +51,7 @@ struct DeviceSetup {
     std::function<void()> whileWaiting{};
 };
 
-/// Thrown when the updater has ended. The device can no longer be used.
+/// Thrown by a request if the updater has ended or ends before it replies. All later requests throw it too.
 class DeviceEnded : public std::exception {
 public:
     [[nodiscard]] const char* what() const noexcept override { return "the updater has ended"; }
@@ -65,8 +65,8 @@ public:
     /// For how many iterations `click` presses, and then releases, the button: longer than debouncing takes.
     static constexpr std::uint64_t clickIterations = 60;
 
-    /// Switches the device on. Returns at the end of the first iteration. Throws std::runtime_error if the updater
-    /// cannot be started.
+    /// Switches the device on. Returns at the end of the first iteration, or when the updater ends in that iteration.
+    /// Throws std::runtime_error if the updater cannot be started.
     explicit SimulatedDevice(DeviceSetup deviceSetup);
     SimulatedDevice(const SimulatedDevice&) = delete;
     SimulatedDevice& operator=(const SimulatedDevice&) = delete;
@@ -91,7 +91,8 @@ public:
     /// Presses and releases the button, for `clickIterations` each.
     void click();
     /// Without a script pace, waits until at least `byteCount` bytes of script output are unread or the script has
-    /// closed its output; if `byteCount` is 0, waits only for the output to be closed. Runs no iterations.
+    /// closed its output; if `byteCount` is 0, waits only for the output to be closed. Runs no iterations. Returns
+    /// immediately if no script is running.
     void awaitScriptOutput(int byteCount);
     void awaitScriptEnd() { awaitScriptOutput(0); }
     /// With a script pace, waits until the script has written its next line or has closed its output.
@@ -112,7 +113,7 @@ public:
     [[nodiscard]] std::size_t violationCount() { return status().violations; }
     /// The protocol violations so far.
     [[nodiscard]] std::vector<std::string> violations();
-    /// The traffic log. Each line is the time in microseconds, a blank, and an event. See Board.
+    /// The traffic log. Each line is the time in microseconds, a blank, and an event. See Board::traffic.
     [[nodiscard]] std::vector<std::string> traffic();
     /// Everything that the updater has written. Standard error also contains what its scripts have written there.
     [[nodiscard]] const std::string& standardOutput();

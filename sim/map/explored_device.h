@@ -16,7 +16,7 @@ namespace sim {
 
 /// What the owner sees, and the script that runs.
 struct Place {
-    /// The busy indicator, if shown, is replaced by one fixed frame of it (see WheelFrames).
+    /// If it shows the busy indicator, the indicator is always in the same frame; see WheelFrames.
     Screen screen{};
     Wheel wheel = Wheel::None;
     /// The file name and the arguments; empty if no script is running.
@@ -35,7 +35,7 @@ struct State {
     bool hasDrive = false;
     /// Whether decrypt.sh has found an installed version.
     bool isInstalled = false;
-    /// The scripts that have been started.
+    /// The scripts that have been started, with their arguments.
     std::vector<std::string> calls{};
 
     bool operator==(const State&) const = default;
@@ -61,7 +61,7 @@ public:
     ExploredDevice(const ExploredDevice&) = delete;
     ExploredDevice& operator=(const ExploredDevice&) = delete;
 
-    /// Waits until the device has reacted to the last operation. Returns the screens during one turn of the wheel.
+    /// Waits until the device has reacted to the last operation. Then returns one screen for each frame of the wheel.
     [[nodiscard]] std::vector<Screen> settle();
     [[nodiscard]] State state(const WheelFrames& wheel);
     /// The protocol violations so far.
@@ -76,8 +76,8 @@ public:
     // The running script.
 
     void printProgress();
-    /// Makes the script exit. decrypt.sh first writes the version of the firmware and, if `findsInstalled`, the
-    /// installed version.
+    /// Makes the script exit. For decrypt.sh, first writes the files with the new and the installed version; the latter
+    /// is empty unless `findsInstalled`.
     void endScript(int status, bool findsInstalled = false);
     void killScript();
 

@@ -12,7 +12,7 @@ WheelFrames::WheelFrames(std::span<const Screen> screens)
         frames.insert(areaOf(screen));
     }
     if (frames.size() != count) {
-        throw std::runtime_error("the first screen does not show the busy indicator");
+        throw std::runtime_error("the screens after power-on do not show every frame of the busy indicator");
     }
 }
 

@@ -10,8 +10,8 @@ namespace sim {
 
 class Encoder {
 public:
-    /// Queues the records that the kernel's rotary encoder driver sends for a turn: a relative movement and an
-    /// end-of-report record.
+    /// Queues one relative movement by `steps` and an end-of-report record. The kernel's rotary encoder driver sends
+    /// the same types of records.
     void turn(std::int32_t steps);
     void queue(std::uint16_t type, std::uint16_t code, std::int32_t value);
     /// Removes and returns the oldest record, if any.

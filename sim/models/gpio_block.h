@@ -22,9 +22,9 @@ public:
     /// `registerPage` has `pageBytes` bytes.
     GpioBlock(volatile std::uint32_t* registerPage, Violations& violationList);
 
-    /// Called when the level of an output line changes.
+    /// `listener` is called when the level of an output line changes.
     void onOutput(std::function<void(int line, bool level)> listener) { outputListener = std::move(listener); }
-    /// Called when a line becomes an output.
+    /// `listener` is called when a line becomes an output.
     void onSelect(std::function<void(int line)> listener) { selectListener = std::move(listener); }
 
     /// Processes the stores since the last call and updates the level register.
@@ -48,7 +48,7 @@ private:
     /// The select registers at the last `sync`.
     std::array<std::uint32_t, 4> selects{};
     std::uint32_t outputs = 0;
-    /// Lines for which an alternate function has been reported.
+    /// Lines for which the selection of an alternate function has been reported as a violation.
     std::uint32_t reportedSelects = 0;
     std::uint32_t latch = 0;
     std::uint32_t inputs = 0xFFFFFFFF;

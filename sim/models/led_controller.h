@@ -24,7 +24,8 @@ public:
     explicit LedController(Violations& violationList) : violations(violationList) {}
 
     void write(std::span<const std::uint8_t> bytes);
-    /// Returns the register whose number was the first byte of the last write; 0 if there is no such register.
+    /// Returns the value of the register whose number was the first byte of the last write; 0 if there is no such
+    /// register.
     [[nodiscard]] std::uint8_t read() const;
 
     /// The brightness of the outputs, in register order; 0 while the controller or the output is disabled.

@@ -202,7 +202,7 @@ void St75256::endWriting()
     isWriting = false;
 }
 
-/// The window may include pages below the panel; they have no memory.
+/// The last page of the window that has memory: the window may include pages below the panel, which have none.
 int St75256::lastPage() const
 {
     return std::min<int>(settings.pages.last, pageCount - 1);

@@ -262,7 +262,7 @@ TEST_F(DecodingTest, DescribesUnusableCapturesInOneLine)
         const char* message;
     } cases[] = {
         {"", ": the capture is empty"},
-        {"$var wire", ":1: truncated: the file ends within the header, before $enddefinitions"},
+        {"$var wire", ":1: truncated: the file ends within the header"},
         {noClock, ": no channel has the name of a line (cs, clk, mosi, dc, reset, scl, sda, button, encoder_a, "
                   "encoder_b); the channels are D0, D1: assign them with --channels"},
         {"$var wire 1 ! reset $end $enddefinitions $end\n", ": decoding needs the channel clk, or scl and sda"},

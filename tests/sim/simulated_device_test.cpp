@@ -779,7 +779,7 @@ TEST_F(StartCheck, RejectsFilesThatAreNotDynamicallyLinkedPrograms)
     fs::permissions(folder / "script", fs::perms::owner_all);
     for (const fs::path& program : {folder / "script", staticProgram(), fs::path(PRELOAD_LIBRARY)}) {
         setup.updater = program;
-        expectRejection("not a program that loads the simulated hardware: " + program.string());
+        expectRejection("cannot preload the simulated hardware into " + program.string());
     }
 }
 
@@ -788,7 +788,7 @@ TEST_F(StartCheck, RejectsASetUserIdProgram)
     fs::copy_file(PROBE_PROGRAM, folder / "program");
     fs::permissions(folder / "program", fs::perms::owner_all | fs::perms::set_uid);
     setup.updater = folder / "program";
-    expectRejection("not a program that loads the simulated hardware");
+    expectRejection("cannot preload the simulated hardware into ");
 }
 
 TEST_F(StartCheck, ReportsWhyTheProgramCannotBeRun)
