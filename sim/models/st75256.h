@@ -29,9 +29,9 @@ public:
 
     // The result.
 
-    /// The picture on the panel. Blank (all 0) unless the controller is awake, powered, switched on and in four-grey
-    /// mode.
+    /// The picture on the panel; blank (all 0) unless `isLit`.
     [[nodiscard]] Screen screen() const;
+    /// Whether the controller is awake, powered, switched on and in four-grey mode.
     [[nodiscard]] bool isLit() const;
     [[nodiscard]] const DisplayRegisters& registers() const { return settings.display; }
     /// The number of complete frames, that is, of memory writes that filled the address window.

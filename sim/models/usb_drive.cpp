@@ -30,7 +30,8 @@ std::uint32_t littleEndian32(const std::uint8_t* bytes)
 }
 
 /// Returns the first partition if the first sector contains a partition table. A FAT boot sector has the same
-/// signature, so the entry must also have a valid status byte and a type, and the partition must lie within the image.
+/// signature, so the table's first entry must also have a valid status byte and a type, and the partition must be
+/// non-empty and lie within the image, after the first sector.
 std::optional<Extent> firstPartition(const fs::path& image)
 {
     constexpr std::size_t entry = 446;
@@ -50,7 +51,7 @@ std::optional<Extent> firstPartition(const fs::path& image)
     return isTable ? std::optional(extent) : std::nullopt;
 }
 
-/// Skips blocks of zeros, because most of an image is empty: the copy is sparse.
+/// Makes a sparse copy by skipping blocks of zeros, because most of an image is empty.
 void copyExtent(const fs::path& from, const Extent& extent, const fs::path& to)
 {
     static constexpr std::array<char, 65536> zeros{};
@@ -97,7 +98,7 @@ void UsbDrive::plug(const fs::path& image)
     if (const auto extent = firstPartition(image)) {
         copyExtent(image, *extent, partition);
     }
-    // Renamed into place, so that a program never opens a partial copy.
+    // The disk is renamed into place, so that a program never opens a partial copy of it.
     const fs::path unfinished = disk.string() + ".part";
     copyExtent(image, {0, fs::file_size(image)}, unfinished);
     fs::rename(unfinished, disk);

@@ -7,7 +7,7 @@ namespace sim {
 
 namespace {
 
-/// Shows that the connection exists; browsers ignore it.
+/// A comment, which browsers ignore. Sending it reveals whether the client has disconnected.
 constexpr const char* heartbeat = ":\n\n";
 
 std::string eventOf(const char* name, const std::string& data)

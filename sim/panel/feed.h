@@ -12,8 +12,8 @@
 
 namespace sim {
 
-/// Publishing never waits for a reader: a slow reader misses states and frames, and the oldest entries of the log.
-/// Thread-safe.
+/// Publishing never waits for a reader. A slow reader receives only the newest state, the newest frame and the latest
+/// `maxLogEntries` log entries. Thread-safe.
 class Feed {
 public:
     /// How many of the latest log entries are kept for new and slow readers.
@@ -26,15 +26,15 @@ public:
         std::uint64_t log = 0;
     };
 
-    /// The texts are single lines.
+    /// The arguments of these three functions must be single lines.
     void publishState(const std::string& text);
     void publishFrame(const std::string& text);
     void addLogEntry(const std::string& entry);
 
-    /// Returns the events that the reader has not received, as server-sent events. Waits for an event for at most
-    /// `timeout`; returns a comment if none arrives. Returns nothing after `close`.
+    /// Returns the events that the reader has not received, as server-sent events. If there are none, waits at most
+    /// `timeout` for one; if none arrives, returns a comment. Returns nothing after `close`.
     [[nodiscard]] std::optional<std::string> next(Reader& reader, std::chrono::milliseconds timeout);
-    /// From now on, `next` returns nothing, also to readers that are waiting.
+    /// From now on, `next` returns nothing, even to readers that are already waiting.
     void close();
 
 private:

@@ -154,7 +154,7 @@ MHD_Result begin(const HttpServer::Handlers& handlers, MHD_Connection* connectio
     return admission.rejection ? send(connection, *admission.rejection) : MHD_YES;
 }
 
-/// Disconnects a client that sends a body of undeclared length and exceeds the limit.
+/// Adds a part of the body to the request. Disconnects the client if a body of undeclared length exceeds the limit.
 MHD_Result takeBody(Exchange& exchange, const char* data, std::size_t size)
 {
     if (size > exchange.maxBodyBytes - exchange.request.body.size()) {

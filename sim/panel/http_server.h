@@ -1,4 +1,4 @@
-// An HTTP server for few clients, with a limit on everything that a client sends.
+// An HTTP server for a few clients, with a limit on everything that a client sends.
 #pragma once
 
 #include <cstddef>
@@ -32,28 +32,28 @@ struct HttpResponse {
     std::string type = "text/plain; charset=utf-8";
     std::string body{};
     std::vector<std::pair<std::string, std::string>> headers{};
-    /// Replaces `body` if it is set.
+    /// If set, sent instead of `body`.
     Stream stream{};
 };
 
-/// Whether the body of a request is accepted, decided when only the headers have arrived.
+/// Whether a request is accepted; decided before its body arrives.
 struct Admission {
     std::size_t maxBodyBytes = 0;
-    /// If set, is sent at once; the body is not read.
+    /// If set, sent at once; the body of the request is not read.
     std::optional<HttpResponse> rejection{};
-    /// Released at the end of the request.
+    /// Kept until the end of the request, then released.
     std::shared_ptr<void> permit{};
 };
 
-/// Each client has its own thread, so a client that stalls blocks only itself. A client that is idle or does not read
-/// for 10 seconds is disconnected. While `maxClients` are connected, further clients wait or are disconnected.
+/// Each client has its own thread, so a client that stalls blocks only itself. A client is disconnected after 10
+/// seconds without traffic. While `maxClients` are connected, further clients wait or are disconnected.
 class HttpServer {
 public:
     static constexpr unsigned maxClients = 64;
     /// For the request line and all headers together.
     static constexpr std::size_t maxHeadBytes = 32768;
 
-    /// An exception becomes the response 500 with its message.
+    /// If a handler throws, the response is 500 with the message of the exception.
     struct Handlers {
         std::function<Admission(const HttpRequest&)> admit;
         std::function<HttpResponse(const HttpRequest&)> respond;
@@ -65,7 +65,7 @@ public:
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
     /// Disconnects the clients. Requires that no stream blocks any longer. libmicrohttpd 0.9.75 crashes if it rejects a
-    /// malformed request at this moment; the program destroys its only server just before it exits.
+    /// malformed request during this call; the program destroys its only server just before it exits.
     ~HttpServer();
 
     [[nodiscard]] std::uint16_t port() const { return listeningPort; }

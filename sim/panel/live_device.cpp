@@ -19,10 +19,10 @@ using Clock = std::chrono::steady_clock;
 constexpr auto publicationInterval = std::chrono::milliseconds(15);
 /// The same while only the counters change. It is longer, because drawing them in the browser slows down the device.
 constexpr auto counterInterval = std::chrono::milliseconds(50);
-/// How many iterations "step frame" runs if the device sends no frame.
+/// The number of iterations after which "step frame" stops if the device sends no frame.
 constexpr std::uint64_t longestStep = 2000;
 
-/// Each file has up to 64 MiB, and the drive image that contains it up to 72 MiB.
+/// Limits the disk space: each file has up to 64 MiB, and the drive image that contains it up to 72 MiB.
 constexpr std::size_t maxOwnFiles = 10;
 
 /// Thrown to end a wait for the updater when the program ends.
@@ -41,7 +41,7 @@ SessionSetup parseSetup(const std::string& text)
         }
         const Statement statement = parseStatement(line);
         if (!isSetUp(statement.verb)) {
-            throw SyntaxError("expected a statement of a set-up, not \"" + line + "\"");
+            throw SyntaxError("expected a set-up statement, not \"" + line + "\"");
         }
         setup.add(statement);
     }
@@ -54,7 +54,7 @@ Statement parseInput(const std::string& text)
     const bool isAccepted = (isInput(statement.verb) && statement.verb != Verb::PlugFile) ||
                             statement.verb == Verb::Click || statement.verb == Verb::Hold;
     if (!isAccepted || statement.at) {
-        throw SyntaxError("expected an input without an iteration, not \"" + text + "\"");
+        throw SyntaxError("expected an input without \"at\", not \"" + text + "\"");
     }
     return statement;
 }
@@ -145,7 +145,7 @@ void LiveDevice::plugFirmware(const std::string& content)
     });
 }
 
-/// Returns the file with this content. A file with a new content gets a new name.
+/// Returns the file with this content. If there is none, creates it under a new name.
 LiveDevice::OwnFile LiveDevice::keep(const std::string& content)
 {
     const std::lock_guard lock(ownFilesMutex);
@@ -357,7 +357,8 @@ void LiveDevice::observe()
     shots.add(elapsed, session->observe().screen);
 }
 
-/// Publishes the state and the screen at most once in each interval, because a page cannot show more.
+/// Publishes new log entries immediately, but the state and the screen at most once in each `publicationInterval`,
+/// because a page cannot show more.
 void LiveDevice::publish()
 {
     publishLog();

@@ -28,7 +28,8 @@
 
 namespace sim {
 
-/// Publishes the state, the screen and the log in a feed. The operations are thread-safe.
+/// Publishes the state, the screen and the log in a feed. The operations are thread-safe. After a termination signal,
+/// operations may throw Interrupted.
 class LiveDevice {
 public:
     /// Creates the device and switches it on. `uploads` is an existing folder for users' firmware files. All references
@@ -48,9 +49,9 @@ public:
     /// Replaces the device. `setup` consists of set-up statements. Throws std::runtime_error if a statement is invalid
     /// or the device cannot be created.
     void replace(const std::string& setup);
-    /// Plugs a drive that contains the file. The recording names the first file "tonecrate.fw", and files with other
-    /// contents "tonecrate-2.fw" to "tonecrate-10.fw". Throws std::runtime_error for any further content, or if the
-    /// drive cannot be created.
+    /// Plugs in a drive with a firmware file that has this content. The recording names the first content
+    /// "tonecrate.fw", and further ones "tonecrate-2.fw" to "tonecrate-10.fw"; equal contents have the same name.
+    /// Throws std::runtime_error for an eleventh content, or if the drive cannot be created.
     void plugFirmware(const std::string& content);
 
     [[nodiscard]] Screen screen();
@@ -60,7 +61,7 @@ public:
 
 private:
     using Job = std::function<void()>;
-    /// The parts of the state, except the screen and the counters, that can change without a job.
+    /// The parts of the state, besides the screen, that `publish` compares to detect changes between jobs.
     using Appearance =
         std::tuple<bool, bool, DisplayRegisters, std::array<std::uint8_t, 18>, std::string, std::optional<std::string>>;
 
@@ -78,7 +79,7 @@ private:
     [[nodiscard]] OwnFile keep(const std::string& content);
 
     void enqueue(Job job);
-    /// Executes the job in the thread, and waits. Exceptions propagate.
+    /// Executes the job in the thread, and waits until it has finished. Its exceptions propagate to the caller.
     void execute(const Job& job);
 
     // These functions run in the thread.

@@ -20,7 +20,7 @@ constexpr int failed = 1;
 constexpr int wrongUsage = 2;
 constexpr auto signalCheckInterval = std::chrono::milliseconds(50);
 
-/// The destructor removes the folder.
+/// A temporary folder for users' firmware files. The destructor removes it.
 class UploadFolder {
 public:
     UploadFolder()
@@ -45,7 +45,7 @@ private:
     fs::path folder;
 };
 
-/// Creates the images of all drives in the background, so that plugging does not have to wait for them.
+/// Creates the images of all drives in the background, so that plugging in does not have to wait for them.
 class DrivePreparation {
 public:
     explicit DrivePreparation(const sim::DeviceFiles& files) : thread([this, &files] { prepare(files); }) {}
@@ -67,7 +67,7 @@ private:
                 }
             }
         } catch (const std::exception&) {
-            // Plugging the drive reports the reason.
+            // Plugging in the drive repeats the attempt and reports the reason.
         }
     }
 

@@ -29,7 +29,7 @@ PanelOptions parsePanelOptions(std::span<const std::string> arguments)
             continue;
         }
         if (name != "--port" && name != "--bind") {
-            throw PanelUsageError("unknown option " + name);
+            throw PanelUsageError("unknown argument " + name);
         }
         if (++i == arguments.size()) {
             throw PanelUsageError(name + " needs a value");

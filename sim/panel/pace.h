@@ -10,11 +10,11 @@ class Pace {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
 
-    /// See `add`.
+    /// The shortest interval between two calls of `add` that makes an iteration late.
     static constexpr std::chrono::milliseconds limit{2};
 
-    /// Counts iterations that end at `now`. If the last call was at least `limit` ago, one of them counts as late. The
-    /// first call counts nothing.
+    /// Counts iterations that end at `now`. If the previous call was at least `limit` ago, one of them counts as late.
+    /// The first call counts nothing.
     void add(std::uint64_t iterations, TimePoint now)
     {
         if (!isInterrupted) {

@@ -7,7 +7,7 @@
 namespace sim {
 
 struct PageFile {
-    /// The path in the address, such as "/page.css".
+    /// The path of the URL, such as "/page.css".
     std::string_view path;
     /// The media type.
     std::string_view type;

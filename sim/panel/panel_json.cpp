@@ -140,7 +140,7 @@ std::string frameText(const Screen& screen)
         }
         appendBase64(text, group);
     }
-    // 10240 bytes are 3413 groups of three and one byte, which takes two characters.
+    // 10240 bytes are 3413 groups of three bytes, and a single byte, which takes two characters.
     constexpr std::size_t unusedCharacters = 2;
     static_assert(Screen().size() % pixelsPerGroup == 4);
     return text.replace(text.size() - unusedCharacters, unusedCharacters, "==");

@@ -30,7 +30,7 @@ struct PanelState {
 /// The drives, devices and faults that the page offers.
 [[nodiscard]] std::string choicesJson();
 
-/// Base64 of two bits for each pixel, row by row, the first pixel in the top bits.
+/// Base64 of two bits for each pixel, row by row; the first pixel of a byte is in its top bits.
 [[nodiscard]] std::string frameText(const Screen& screen);
 
 } // namespace sim

@@ -24,7 +24,7 @@ constexpr unsigned notFound = 404;
 constexpr unsigned methodNotAllowed = 405;
 constexpr unsigned unavailable = 503;
 
-/// The page loads nothing from other servers, and other pages cannot contain it.
+/// The page loads nothing from other servers, and no page can embed it.
 constexpr const char* contentPolicy = "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; "
                                       "connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
 

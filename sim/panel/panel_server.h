@@ -18,7 +18,7 @@ struct PanelActions {
     using Action = std::function<std::optional<std::string>(const std::string& text)>;
     using Document = std::function<std::string()>;
 
-    /// `text` is one statement.
+    /// `text` is one input, such as "plug good" or "pause".
     Action input;
     /// `text` is the set-up of a new device.
     Action replaceDevice;

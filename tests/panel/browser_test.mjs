@@ -169,7 +169,8 @@ describe("drive", () => {
         await panel.awaitScreen("failed-corrupt");
         assert.equal(await panel.find("sticker").textContent(), "Your own file");
         assert.match(await panel.recording(), /^at \d+ plug file "tonecrate.fw"$/m);
-        await panel.page.getByText("To replay the scenario, put your tonecrate.fw next to it.").waitFor();
+        await panel.page.getByText("To replay the scenario, save your own firmware next to it as tonecrate.fw.")
+            .waitFor();
     });
 
     test("can be plugged only after the list of drives has arrived", async () => {

@@ -16,13 +16,13 @@ export class Connection {
         source.addEventListener("log", event => handlers.log(JSON.parse(event.data)));
     }
 
-    /** Sends a statement, after all earlier ones. */
+    /** Sends an input after all earlier requests. */
     input(statement) {
         this.#queue.push({path: "input", body: statement});
         this.#sendNext();
     }
 
-    /** Sends a body to any path, after all earlier inputs. Resolves to true if the simulator accepted it. */
+    /** Sends a body to a path after all earlier requests. Resolves to whether the simulator has accepted it. */
     send(path, body) {
         return new Promise(resolve => {
             this.#queue.push({path, body, resolve});

@@ -1,4 +1,5 @@
-// The display: shows grey levels in the colours of an LCD panel. Each pixel covers a whole number of device pixels.
+// The display: shows grey levels in the colours of an LCD panel. Each display pixel is a whole number of device pixels
+// wide and high. Device pixels are the physical pixels of the user's screen.
 
 const WIDTH = 256;
 const HEIGHT = 160;
@@ -11,10 +12,10 @@ const DARKEST = [28, 33, 38];
 
 /** The darkness of each grey level at the nominal contrast, from 0 (lightest) to 1 (darkest). */
 const DARKNESS = [0, 0.3, 0.64, 1];
-/** The operating voltage that the panel is made for, as a fraction of the largest. */
+/** The operating voltage that the panel is made for, as a fraction of the highest voltage. */
 const NOMINAL_CONTRAST = 272 / 511;
 
-/** The gaps between the pixels are visible if a display pixel has at least this width in device pixels. */
+/** The gaps between the pixels are drawn if a display pixel is at least this wide, in device pixels. */
 const SCALE_WITH_GAPS = 3;
 
 export class Display {
@@ -33,7 +34,7 @@ export class Display {
         this.setRegisters(false, {on: false, sleep: true, inverse: false, contrast: NOMINAL_CONTRAST});
     }
 
-    /** `base64`: two bits per pixel, row by row, the first pixel in the top bits. */
+    /** `base64`: two bits for each pixel, row by row; the first pixel of a byte is in its top bits. */
     setFrame(base64) {
         const bytes = atob(base64);
         for (let i = 0; i < this.#levels.length; ++i) {

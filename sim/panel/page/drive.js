@@ -34,7 +34,7 @@ export class Drive {
 
     /** `name`: the drive in the port; null for none. */
     setPlugged(name) {
-        // If the state is unchanged, it may be older than a choice that the simulator has not applied yet.
+        // An unchanged state must not reset the choice: the simulator may not have applied the latest choice yet.
         if (name === this.#plugged) {
             return;
         }
@@ -79,7 +79,7 @@ export class Drive {
             show(-depth);
             this.#useFiles(event.dataTransfer.files);
         });
-        // A file that misses the drive must not replace the page.
+        // A file that is dropped beside the drive must not replace the page.
         for (const type of ["dragover", "drop"]) {
             addEventListener(type, event => event.preventDefault());
         }

@@ -25,7 +25,7 @@ export class Faults {
     }
 
     setActive(names) {
-        // If the state is unchanged, it may be older than a change that the simulator has not applied yet.
+        // An unchanged state must not reset the boxes: the simulator may not have applied the latest change yet.
         if (names.join() === this.#active) {
             return;
         }

@@ -2,11 +2,11 @@
 // space bar.
 
 const DEGREES_PER_STEP = 15;
-/** The radius of the cap as a fraction of the radius of the knob. The cap is pressed; the skirt around it is turned. */
+/** As a fraction of the knob's radius: up to here, the pointer presses the cap; farther out, it turns the skirt. */
 const CAP_RADIUS = 0.62;
 /** In CSS pixels: a wheel event of at least this length is a notch of a mouse wheel; it turns the knob by one step. */
 const WHEEL_NOTCH = 50;
-/** In CSS pixels: shorter events come from touchpads; each total of this length turns the knob by one step. */
+/** In CSS pixels: shorter events come from touchpads; the knob turns by one step when their sum reaches this length. */
 const WHEEL_STEP = 40;
 
 const STEPS_OF_KEY = {ArrowLeft: -1, ArrowDown: -1, ArrowRight: 1, ArrowUp: 1};

@@ -1,6 +1,6 @@
-// The LEDs, from the brightness of the LED controller's eighteen outputs.
+// The LEDs: show the brightness of the LED controller's eighteen outputs.
 
-/** The outputs of red, green and blue of each RGB LED. */
+/** The outputs for red, green and blue of each RGB LED. */
 const RGB_OUTPUTS = [[9, 10, 11], [7, 8, 6], [0, 1, 2], [3, 4, 5]];
 const BAR_OUTPUTS = [12, 13, 14, 15, 16, 17];
 const FULL = 255;

@@ -1,7 +1,7 @@
 // The log: output, errors, events and protocol violations.
 
 const MAX_ENTRIES = 1000;
-/** The list is at its end if fewer than this many CSS pixels are hidden below. */
+/** The end of the list counts as visible if fewer than this many CSS pixels are hidden below. */
 const END_RANGE = 24;
 
 export class Log {

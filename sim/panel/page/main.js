@@ -74,7 +74,7 @@ new Stage(find("stage"), display);
 
 let shown = "";
 
-/** Changes more than the counters only if necessary, because drawing slows down the simulated device. */
+/** Updates only the counters if nothing else has changed, because drawing slows down the simulated device. */
 function show(state) {
     runState.setCounters(state);
     const {iteration, frames, pace, ...rest} = state;
@@ -94,7 +94,8 @@ function showChanges(state) {
     faults.setActive(state.faults);
     runState.set(state);
     find("needed-files").hidden = state.neededFiles.length === 0;
-    find("needed-files").textContent = `To replay the scenario, put your ${state.neededFiles.join(" and ")} next to it.`;
+    find("needed-files").textContent =
+        `To replay the scenario, save your own firmware next to it as ${state.neededFiles.join(" and ")}.`;
 }
 
 async function loadChoices() {
