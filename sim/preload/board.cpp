@@ -79,7 +79,7 @@ void Board::wire()
     gpio.onOutput([this](int line, bool level) {
         recordOutput(line, level);
         if (line == dataCommandLine) {
-            display.setDataCommandLine(level); // not logged here: every SPI entry of the log contains this level
+            display.setDataCommandLine(level); // not logged here: each SPI transfer is logged with this level
             return;
         }
         log("gpio " + std::to_string(line) + (level ? " high" : " low"));
@@ -355,7 +355,7 @@ int Board::controlSpi(unsigned long request, unsigned long argument)
         if (injectedFaults.contains(setting.refusal)) {
             return static_cast<int>(fail(EINVAL));
         }
-        std::uint32_t value = 0; // little-endian on all supported machines
+        std::uint32_t value = 0; // memcpy sets the low bytes: all supported machines are little-endian
         // NOLINTNEXTLINE(performance-no-int-to-ptr): the request determines whether this is a number or a pointer
         std::memcpy(&value, reinterpret_cast<const void*>(argument), setting.size);
         if (request == SPI_IOC_WR_MAX_SPEED_HZ) {

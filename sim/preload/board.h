@@ -85,8 +85,10 @@ public:
     [[nodiscard]] std::vector<std::string> violationList();
     /// If `on` is false, stops the traffic log, so that a long run does not exhaust the memory.
     void keepTraffic(bool on);
-    /// The events on the buses and lines, and the events that `note` has added, oldest first. Each line starts with the
-    /// time in microseconds. Consecutive equal events share one line, with their count at the end.
+    /// The traffic log, oldest event first: writes to the buses, bus settings, lines that become outputs, changes of
+    /// their levels, and the events that `note` has added. The level of the data/command line is part of each SPI
+    /// transfer ("D" or "C"); its changes are not logged. Each line starts with the time in microseconds. Consecutive
+    /// equal events share one line, with the time of the first event, and the number of events at the end.
     [[nodiscard]] std::vector<std::string> traffic();
 
 private:

@@ -92,7 +92,7 @@ void ControllerLink::serveOne()
     }
 }
 
-/// Initialised before any constructor runs, because a constructor serves the first requests.
+/// Initialised at compile time, because setUp in system_calls.cpp serves the first requests when the library is loaded.
 constinit const ControllerLink::Request ControllerLink::requests[] = {
     // No argument: starts the program.
     {"start",
@@ -100,7 +100,7 @@ constinit const ControllerLink::Request ControllerLink::requests[] = {
          link.isResumed = true;
          return std::string();
      }},
-    // COUNT: runs COUNT iterations, then replies.
+    // COUNT: runs COUNT iterations, then replies like "status"; if COUNT is 0, replies immediately, without the status.
     {"run", [](ControllerLink& link, Words& words) { return link.resume(take<std::uint64_t>(words)); }},
     // ITERATIONS: the time from a script's start to its first line, and from each line to the next; 0 for no delay.
     {"script-pace",
@@ -177,7 +177,7 @@ constinit const ControllerLink::Request ControllerLink::requests[] = {
      [](ControllerLink& link, Words& words) {
          return std::string(link.script.awaitBytes(take<int>(words)) ? "" : "error timed out while waiting for the script");
      }},
-    // No argument: with a script pace, replies when the script has written its next line or has closed its output.
+    // No argument: at a pace other than 0, replies when the script has written its next line or has closed its output.
     {"await-step",
      [](ControllerLink& link, Words&) {
          link.script.awaitStep();
@@ -221,8 +221,8 @@ std::string ControllerLink::status()
     return text.str();
 }
 
-/// Ends the program if the controller has closed the connection. Called while the controller waits for a reply: it
-/// sends no message then, so `hasMessage` returns true only if the connection is closed.
+/// Ends the program if the controller has closed the connection. Called while the controller waits for a reply and
+/// sends no requests, so `hasMessage` returns true only if the connection is closed.
 void ControllerLink::endIfAbandoned() const
 {
     if (channel.hasMessage()) {

@@ -66,7 +66,8 @@ std::FILE* ScriptOutput::start(const std::string& shellCommand, const char* mode
     return reader;
 }
 
-/// Returns null if there are too many open files; the script has then ended.
+/// Creates the second pipe, and returns the stream from which the program reads it. If there are too many open files,
+/// waits for the script to end, and returns null with errno EMFILE.
 std::FILE* ScriptOutput::insertPipe(const char* mode)
 {
     std::array<int, 2> ends{};

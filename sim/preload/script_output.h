@@ -8,13 +8,14 @@
 
 namespace sim {
 
-/// At pace 0 the program reads the script's own pipe. At any other pace it reads a pipe into which this class passes
-/// one line of the script's output every `pace` iterations, and finally the end of the output, so the iteration at
-/// which the program reads a line does not depend on the speed of the script.
+/// The pace is a number of iterations. At pace 0 the program reads the script's own pipe. At any other pace it reads a
+/// second pipe. This class writes one line of the script's output to the second pipe every `pace` iterations, and
+/// closes it after the last line, so the iteration at which the program reads a line does not depend on the speed of
+/// the script.
 ///
-/// A script may wait after each line of its output: it opens the FIFO "script-steps" in the device's folder and reads
-/// from it, which blocks until its line has been passed on. The iterations in which such a script acts do not depend on
-/// its speed either.
+/// At a pace other than 0, a script can wait after each line of its output: it opens the FIFO "script-steps" in the
+/// device's folder and reads from it, which blocks until the line has been passed on. The iterations in which such a
+/// script acts do not depend on its speed either.
 class ScriptOutput {
 public:
     /// `callWhileWaiting` is called every 100 ms while `pass` or `awaitStep` waits for output of the script.
@@ -23,10 +24,10 @@ public:
     ScriptOutput& operator=(const ScriptOutput&) = delete;
     ~ScriptOutput();
 
-    /// Must be called while no script runs. Returns false if the FIFO cannot be created or opened.
+    /// Sets the pace. Must be called while no script runs. Returns false if the FIFO cannot be created or opened.
     [[nodiscard]] bool setPace(std::uint64_t iterations);
 
-    /// Starts the script as popen does. `commandLine` is the command that the program passed to popen.
+    /// Runs `shellCommand` as popen does. `commandLine` is the command that the program passed to popen.
     std::FILE* start(const std::string& shellCommand, const char* mode, const std::string& commandLine,
                      std::uint64_t iteration);
     /// Closes the stream that `start` returned and waits for the script to end, as pclose does.
@@ -39,7 +40,8 @@ public:
     /// Called at the end of each iteration. If the next line, or the end of the output, is due, waits for it and passes
     /// it on.
     void pass(std::uint64_t iteration);
-    /// Waits until the script has written the next line, or has closed its output. Returns immediately at pace 0.
+    /// Waits until the script has written the next line, or has closed its output. Returns immediately at pace 0, or if
+    /// no script is running.
     void awaitStep();
     /// At pace 0, waits until at least `byteCount` bytes are unread or the script has closed its output; if `byteCount`
     /// is 0, waits only for the output to be closed. Returns true immediately if no script is running, and false after

@@ -1,5 +1,5 @@
-// The C library functions that the preloaded library overrides. Calls for the device's hardware and files go to the
-// simulated board, all other calls to the C library.
+// The C library functions that the preloaded library overrides. Calls that concern the device's hardware, files or
+// scripts, sleeps or threads go to the simulation, all other calls to the C library.
 #include "sim/preload/board.h"
 #include "sim/preload/controller_link.h"
 #include "sim/preload/real_calls.h"

@@ -36,7 +36,7 @@ void Timeline::pass(Duration duration)
     transferEnded.wait(lock, [&] { return transfer.isOver; });
 }
 
-/// Returns true if `time` is the next event, so the calling thread can advance the clock itself without a thread
+/// Returns true if the next event is at `time`, so the calling thread can advance the clock itself without a thread
 /// switch.
 bool Timeline::canAdvanceTo(Duration time) const
 {

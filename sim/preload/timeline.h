@@ -10,15 +10,15 @@
 
 namespace sim {
 
-/// The clock advances only while the main thread is in `pass`, during a sleep or a transfer. It jumps from one event to
-/// the next: the end of a transfer or a sleep of any thread. A thread is busy unless it is in `pass` or waits on a
-/// condition variable. The clock does not advance while another thread is busy, so the order and the times of all
-/// events are independent of the speed of the machine.
+/// The clock advances only while the main thread is in `pass`, during a sleep or a transfer, and no other thread is
+/// busy. A thread is busy unless it is in `pass` or waits on a condition variable. The clock jumps from one event to
+/// the next: the end of a transfer or a sleep of any thread. So the order and the times of all events are independent
+/// of the speed of the machine.
 class Timeline {
 public:
     using Duration = std::chrono::nanoseconds;
 
-    /// Time since the start.
+    /// The simulated time since construction.
     [[nodiscard]] Duration now();
 
     /// Blocks the calling thread for `duration` of simulated time.

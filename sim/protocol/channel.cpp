@@ -53,7 +53,8 @@ Channel::~Channel()
 bool Channel::send(std::string_view message)
 {
     const auto size = static_cast<std::uint32_t>(message.size());
-    std::string bytes(reinterpret_cast<const char*>(&size), sizeof size); // one write wakes the receiver once
+    // Sends the size and the message in one call, so that the receiver wakes up only once.
+    std::string bytes(reinterpret_cast<const char*>(&size), sizeof size);
     bytes += message;
     return sendAll(fd, bytes.data(), bytes.size());
 }

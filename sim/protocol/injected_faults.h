@@ -1,4 +1,4 @@
-// The faults that a test can inject into a device, by name.
+// The names of the faults that can be injected into a device.
 #pragma once
 
 #include <algorithm>
@@ -27,7 +27,7 @@ inline constexpr const char* shortTransfers = "short spi";
 inline constexpr const char* hangingDisplay = "hanging spi";
 inline constexpr const char* failingLeds = "failing i2c";
 inline constexpr const char* failingEncoder = "failing encoder";
-/// A read returns end-of-file.
+/// Reading the encoder returns end-of-file.
 inline constexpr const char* endedEncoder = "ended encoder";
 /// No script can be started.
 inline constexpr const char* noProcesses = "no processes";

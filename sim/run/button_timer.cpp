@@ -20,7 +20,7 @@ std::optional<bool> ButtonTimer::update(std::uint64_t iteration)
 
 void ButtonTimer::queue(std::uint64_t duration)
 {
-    constexpr std::size_t maxQueued = 4; // because a key that is held down repeats
+    constexpr std::size_t maxQueued = 4; // limited, because a key that is held down repeats
     if (durations.size() < maxQueued) {
         durations.push_back(duration);
     }

@@ -15,8 +15,8 @@ public:
     /// the folder cannot be created.
     explicit FrameFolder(std::filesystem::path path);
 
-    /// Saves the screen under the next number, as 0001.png or, if it has a name, as 0001-NAME.png. Ignores a screen
-    /// that has already been saved.
+    /// Saves the screen under the next number: as NUMBER-NAME.png, or as NUMBER.png if `name` is empty. The first
+    /// number is 0001. Ignores a screen that has already been saved.
     void add(const Screen& screen, const std::string& name);
 
 private:

@@ -43,7 +43,7 @@ private:
     Pictures& pictures;
 
     ButtonTimer buttonTimer;
-    /// The result of the last command.
+    /// The result of the last insert, eject or save command; empty for none.
     std::string message;
     std::vector<std::string> screenshots;
     bool hasQuit = false;

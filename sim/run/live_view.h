@@ -11,7 +11,7 @@
 
 namespace sim {
 
-/// How the screen is drawn, which depends on the size of the window.
+/// How the screen is drawn, which depends on the size of the window and on the terminal's colours.
 enum class Detail {
     /// Every pixel in four greys.
     Greys,
@@ -27,7 +27,7 @@ class LiveView {
 public:
     explicit LiveView(Terminal& chosenTerminal) : terminal(chosenTerminal) {}
 
-    /// `message` is the result of the user's last command.
+    /// Shows `message` after the state.
     void draw(const Observation& seen, const std::string& message);
     /// Makes the next `draw` redraw everything for the current size of the window.
     void reset();

@@ -27,7 +27,7 @@ void play(Options& options, const std::string& name)
     }
 }
 
-/// K, M and G are powers of 1024. Returns nothing if `text` is not a size.
+/// The size in bytes; nothing if `text` is not a size. The units K, M and G are powers of 1024.
 std::optional<std::uint64_t> sizeIn(const std::string& text)
 {
     constexpr std::string_view units = "KMG";
@@ -149,8 +149,8 @@ std::string helpText(const fs::path& scenarios)
             "                   end the VCD file at SIZE bytes, such as 500M (default: 1G; 0 for no limit)\n"
             "  --updater PATH   the updater to run\n"
             "  --preload PATH   the library that simulates the device's hardware\n"
-            "  --scripts DIR    the folder with the scripts that create and verify devices and drives\n"
-            "  --play NAME      play a scenario of the folder scenarios/ (without a terminal, default: update):\n";
+            "  --scripts DIR    the folder with the scripts that create devices and drives\n"
+            "  --play NAME      play a scenario of the folder scenarios/ (default without a terminal: update):\n";
     for (const fs::path& file : filesIn(scenarios)) {
         constexpr std::size_t width = 28;
         const std::string name = file.stem().string();

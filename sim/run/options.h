@@ -12,7 +12,7 @@ namespace sim {
 struct Options {
     std::filesystem::path updater{};
     std::filesystem::path preload{};
-    /// The folder with the scripts that create and verify devices and drives.
+    /// The folder with the scripts that create devices and drives.
     std::filesystem::path scripts{};
     /// The folder with the scenarios that --play selects.
     std::filesystem::path scenarios{};
@@ -41,7 +41,7 @@ public:
 /// the next argument or follows "=". Throws UsageError if an argument is invalid.
 [[nodiscard]] Options parseOptions(std::span<const std::string> arguments, const Options& defaults);
 
-/// The path of a scenario that --play can select.
+/// The path of the scenario `name` in the folder `scenarios`.
 [[nodiscard]] std::filesystem::path scenarioFile(const std::filesystem::path& scenarios, const std::string& name);
 
 /// The text of --help, with the scenarios in the folder. The usage is in the first three lines.

@@ -14,11 +14,12 @@ class ScenarioLog {
 public:
     explicit ScenarioLog(std::ostream& stream) : out(stream) {}
 
-    // Both operations print the iteration as a time in seconds, and throw std::runtime_error if the stream fails.
+    // Both operations print a line that starts with the iteration as a time in seconds. They throw std::runtime_error
+    // if the line cannot be written.
 
     void printEvent(std::uint64_t iteration, const std::string& text);
     /// Prints nothing if only the busy indicator has changed since the last call. If the screen has no name and the
-    /// changes span at most 24 rows, prints only these rows.
+    /// changes span at most 24 pixel rows, prints only these rows.
     void printScreen(std::uint64_t iteration, const Screen& screen, const std::string& name);
 
 private:

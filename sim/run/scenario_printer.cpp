@@ -1,4 +1,4 @@
-// Prints each event with its caption.
+// Prints a line for each event, and each new screen.
 #include "sim/run/scenario_printer.h"
 
 #include <string>

@@ -17,8 +17,8 @@ public:
         : session(chosenSession), references(screens), pictures(chosenPictures), log(stream)
     {}
 
-    /// Prints the events since the last call. If the display has received a frame since then, prints and saves the
-    /// screen. Throws std::runtime_error if the stream fails.
+    /// Prints the events since the last call. If the display has received a frame since then, saves the screen, and
+    /// prints it as ScenarioLog::printScreen does. Throws std::runtime_error if printing or saving fails.
     void update();
 
 private:
@@ -27,7 +27,7 @@ private:
     Pictures& pictures;
     ScenarioLog log;
     std::size_t eventsPrinted = 0;
-    /// The number of frames since the first power-on.
+    /// The number of frames between the first power-on and the last call of `update`.
     std::uint64_t framesPrinted = 0;
 };
 

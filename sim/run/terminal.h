@@ -1,4 +1,4 @@
-// Draws on a terminal in colour, and reads its keys.
+// Draws on a terminal, in colour if possible, and reads its keys.
 #pragma once
 
 #include "sim/run/text_picture.h"
@@ -24,7 +24,7 @@ enum class Command {
 
 enum class Ink {
     Plain,
-    /// Black on white.
+    /// Black on white; the same as `Plain` if the terminal has too few colours.
     Display,
     Warning,
 };
@@ -33,7 +33,7 @@ enum class Ink {
 /// `flush`.
 class Terminal {
 public:
-    /// Throws std::runtime_error if the terminal cannot position its cursor.
+    /// Throws std::runtime_error if the terminal's type is unknown or the terminal cannot position its cursor.
     Terminal();
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;

@@ -1,8 +1,8 @@
-// Turns a press of the knob into statements, so that a short press is a click at every speed of the simulation.
+// Converts a press of the knob to input statements, so that a short press is a click at every speed of the simulation.
 
 /** In milliseconds; longer than the device's debouncing takes. */
 const SHORTEST_PRESS = 60;
-/** In milliseconds: unless the device runs in real time, a shorter press is sent as a click. */
+/** In milliseconds; a shorter press is sent as a click, unless the device runs in real time. */
 const CLICK_LIMIT = 500;
 
 export class Press {

@@ -1,4 +1,4 @@
-// The state of the run, and the controls for pausing, stepping and speed.
+// Shows the status, the script and the counters, and handles the controls for pausing, stepping and speed.
 
 const ITERATIONS_PER_SECOND = 1000;
 const FULL_SPEED = 0;

@@ -1,4 +1,4 @@
-// Chooses the largest display that fits the window.
+// Chooses the largest whole-number scale at which the display fits the window (at least 1), and the knob's diameter.
 
 const DISPLAY_WIDTH = 256;
 const DISPLAY_HEIGHT = 160;
