@@ -53,7 +53,7 @@ Dots dotsOf(const Screen& screen)
 
 Dots halfSizeDots(const Screen& screen)
 {
-    constexpr int reach = 5; // pixels around a dot that count as its surroundings, about the height of a letter
+    constexpr int reach = 5; // how many pixels the surroundings of a dot extend in each direction
     const Dots full = dotsOf(screen);
     Dots half = {screenWidth / 2, screenHeight / 2, {}};
     for (int y = 0; y < screenHeight; y += 2) {

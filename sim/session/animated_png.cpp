@@ -1,5 +1,5 @@
-// Writes the chunks of the PNG format (Portable Network Graphics, third edition), four pixels to a byte. libpng cannot
-// write animations.
+// Writes the chunks of PNG files (Portable Network Graphics, third edition) with four pixels per byte. Does not use
+// libpng, which cannot write animations.
 #include "sim/session/animated_png.h"
 
 #include <algorithm>
@@ -109,7 +109,7 @@ std::string header()
            chunk("IHDR", bigEndian(screenWidth) + bigEndian(screenHeight) + std::string(pixelFormat));
 }
 
-/// The chunks `fcTL` and `fdAT` share one sequence of numbers.
+/// Writes the frames of an animation. Their `fcTL` and `fdAT` chunks are numbered in one sequence.
 class FrameWriter {
 public:
     void add(const Area& area, const TimedScreen& timed)

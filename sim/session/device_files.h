@@ -1,4 +1,4 @@
-// Runs scripts that create devices and drives for the simulator in a temporary folder.
+// Creates devices and drives for the simulator, in a temporary folder.
 #pragma once
 
 #include "sim/session/drives.h"
@@ -12,11 +12,12 @@
 
 namespace sim {
 
-/// Every operation throws std::runtime_error with a one-line message if it fails, or Interrupted after a termination
-/// signal. Several threads may create devices and drives.
+/// Operations throw std::runtime_error with a one-line message on failure. Operations that run a script throw
+/// Interrupted after a termination signal. Several threads may create devices and drives at the same time.
 class DeviceFiles {
 public:
-    /// `scriptFolder` contains the scripts. The firmware on the drives contains the files in `firmwareFolder`.
+    /// `scriptFolder` contains make_device.sh, make_drive.sh and verify_memory.sh. The firmware on the drives contains
+    /// the files in `firmwareFolder`.
     DeviceFiles(std::filesystem::path scriptFolder, std::filesystem::path firmwareFolder);
     DeviceFiles(const DeviceFiles&) = delete;
     DeviceFiles& operator=(const DeviceFiles&) = delete;
@@ -27,10 +28,10 @@ public:
     [[nodiscard]] std::filesystem::path makeDevice(const SessionSetup& setup);
     /// The image of a drive. `name` is a name from `driveKinds`. The first call for a name creates the image.
     [[nodiscard]] std::filesystem::path drive(std::string_view name) const;
-    /// Creates a new drive image that contains `firmwareFile` as tonecrate.fw.
+    /// Creates a new drive image with a copy of `firmwareFile`, named tonecrate.fw.
     [[nodiscard]] std::filesystem::path makeDriveWith(const std::filesystem::path& firmwareFile) const;
-    /// Compares the internal memory byte by byte with the expected contents. `version` is the version of the firmware,
-    /// or "none"; `presets` is "kept" or "lost". Returns a line that describes the contents.
+    /// Checks the firmware and the presets in the internal memory, as verify_memory.sh describes. `version` is the
+    /// expected version, or "none"; `presets` is "kept" or "lost". Returns a line that describes the contents.
     std::string verify(const std::filesystem::path& device, const std::string& version,
                        const std::string& presets) const;
 

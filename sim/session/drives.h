@@ -10,13 +10,13 @@ namespace sim {
 struct DriveKind {
     /// The name in scenarios.
     std::string_view name;
-    /// The text that the user sees.
+    /// The text on the page of the front panel.
     std::string_view title;
 };
 
 inline constexpr DriveKind driveKinds[] = {
     {"good", "Firmware 2.0.0"},
-    {"older", "Firmware 1.0.0, older than the installed one"},
+    {"older", "Firmware 1.0.0, older than 1.4.2"},
     {"empty", "No firmware file"},
     {"corrupt", "Firmware with one wrong byte"},
     {"unsigned", "Firmware with a wrong signature"},

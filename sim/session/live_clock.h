@@ -13,9 +13,9 @@ public:
     using TimePoint = std::chrono::steady_clock::time_point;
     using Duration = std::chrono::steady_clock::duration;
 
-    /// The speed at which as many iterations as possible are due.
+    /// At this speed, `takeDue` returns `longestBatch` unless the clock is paused.
     static constexpr int fullSpeed = 0;
-    /// The most iterations that are due at once.
+    /// The largest result of `takeDue`.
     static constexpr std::uint64_t longestBatch = 20;
 
     /// Starts running, at speed 1.

@@ -11,7 +11,7 @@ void Movie::add(std::uint64_t iteration, const Screen& screen)
         return;
     }
     shots.push_back({iteration, screen});
-    // If the second screen appeared before the movie begins, the first screen is not visible.
+    // If the second screen appeared by the start of the movie, the first screen is not visible.
     while (shots.size() > 1 && shots[1].iteration + length <= iteration) {
         shots.pop_front();
     }

@@ -17,7 +17,7 @@ namespace sim {
 /// empty. `drive`, `isButtonDown` and `faults` stay current; everything else keeps its last value.
 struct Observation {
     bool isOn = false;
-    /// Since the last power-on. If the updater has ended, it has not run beyond this iteration.
+    /// The number of completed iterations since the last power-on; an upper bound if the updater has ended.
     std::uint64_t iteration = 0;
     /// The number of complete frames since the last power-on.
     std::uint64_t frames = 0;
@@ -36,10 +36,11 @@ struct Observation {
     std::string script{};
     /// The names of the injected faults, some of which take effect only at the next power-on.
     std::set<std::string> faults{};
-    /// What the updater has written since the last power-on; `error` also contains what its scripts have written there.
+    /// The updater's standard output and standard error since the last power-on; `error` includes the standard error of
+    /// its scripts.
     std::string output{};
     std::string error{};
-    /// Since the creation of the device.
+    /// The protocol violations since the creation of the device.
     std::vector<std::string> violations{};
     /// How the updater ended, such as "signal 11 (Segmentation fault)"; none while it runs or the device is off.
     std::optional<std::string> end{};

@@ -49,14 +49,14 @@ struct Scenario {
 /// Changes the relative paths of firmware files from one base folder to another.
 void rebase(Scenario& scenario, const std::filesystem::path& from, const std::filesystem::path& to);
 
-// In a scenario file, paths of firmware files are relative to the folder of the scenario file; in a Scenario, to the
-// current folder.
+// `readScenario` and `writeScenario` convert relative paths of firmware files: in the file, they start in the folder of
+// the scenario file; in the Scenario, in the current folder.
 
 /// Throws std::runtime_error if the file cannot be read, and SyntaxError if its text is not a scenario.
 [[nodiscard]] Scenario readScenario(const std::filesystem::path& file);
 /// Throws std::runtime_error if the file cannot be written.
 void writeScenario(Scenario scenario, const std::filesystem::path& file);
-/// The text from which `parseScenario` produces the same scenario.
+/// The text from which `parseScenario` produces the same scenario, apart from line numbers.
 [[nodiscard]] std::string print(const Scenario& scenario);
 
 } // namespace sim

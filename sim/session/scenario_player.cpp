@@ -24,7 +24,7 @@ bool hasVerb(const Scenario& scenario, Verb verb)
                        [&](const Scenario::Line& line) { return line.statement.verb == verb; });
 }
 
-/// An empty text stands for none.
+/// The message describes an empty text as "no output", for example.
 void expectEqual(const std::string& what, const std::string& expected, const std::string& found)
 {
     const auto describe = [&](const std::string& text) {
@@ -140,12 +140,12 @@ void ScenarioPlayer::await(const Statement& statement)
         return runUntil([&] { return findScriptStart(statement.text()); }, "start of " + statement.text());
     default: {
         const auto count = static_cast<std::uint64_t>(statement.number());
-        return runUntil([&] { return seen.frames >= count; }, statement.text() + " frames");
+        return runUntil([&] { return seen.frames >= count; }, "frame " + statement.text());
     }
     }
 }
 
-/// Ignores the starts of other scripts, and the starts that earlier calls have found.
+/// Searches only the events that earlier calls have not searched. Ignores the starts of other scripts.
 bool ScenarioPlayer::findScriptStart(const std::string& command)
 {
     const std::vector<Event>& events = session.events();

@@ -16,15 +16,15 @@ public:
     /// How long an "await" waits at most, in iterations.
     static constexpr std::uint64_t longestWait = 60000;
 
-    /// `chosenSession` must be new, with the set-up of the scenario to be played. `callAfterRunning` is called at the
-    /// start, after each input, and at least every 20 iterations, in which the device sends at most one frame.
+    /// `chosenSession` must be new, with the set-up of the scenario to be played. `play` calls `callAfterRunning` at
+    /// its start, after each input, and at least every 20 iterations. The device sends at most one frame in 20
+    /// iterations.
     ScenarioPlayer(Session& chosenSession, const DeviceFiles& files, const ReferenceScreens& screens,
                    std::function<void()> callAfterRunning);
 
-    /// Executes the lines of the scenario. Returns a description of the last screen, memory contents or program state
-    /// that was as awaited or expected; empty if there was none. Throws std::runtime_error with the message
-    /// "NAME:LINE: ..." if an expectation is not met, if an awaited event does not occur, or after a protocol violation
-    /// or the end of the updater, unless the scenario expects it.
+    /// Executes the lines of the scenario. Returns a description of the last awaited or expected screen, memory
+    /// contents or program state; empty if there was none. Throws std::runtime_error with the message "NAME:LINE: ..."
+    /// if a statement fails, or after a protocol violation or the end of the updater, unless the scenario expects it.
     std::string play(const Scenario& scenario, const std::string& name);
 
 private:

@@ -14,10 +14,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// The number of iterations between two observations of the device, which sends at most one frame in that time.
+/// The most iterations between two observations of the device, which sends at most one frame in that time.
 constexpr std::uint64_t observationInterval = 20;
 
-/// How long the updater may take to reply, and how long a step of a script may take.
+/// How long the updater may take to reply, including a step of a script that it waits for, and to end after it has
+/// closed its socket.
 constexpr auto replyTimeout = std::chrono::seconds(60);
 
 /// The folders whose contents are lost at power-off.

@@ -26,7 +26,7 @@ struct Programs {
     RecordingFile* wires = nullptr;
 };
 
-/// Runs in virtual time, which passes only during `run`, and for one iteration at each power-on. Equal inputs at equal
+/// Runs in virtual time, which passes only during `run` and for one iteration at each power-on. Equal inputs at equal
 /// iterations produce equal frames, on any machine. Operations throw std::runtime_error on failure. They do not throw
 /// if the updater ends; `observe` reports its end.
 class Session {
@@ -55,9 +55,8 @@ public:
     [[nodiscard]] const Observation& observe() const { return observation; }
     /// All events since the creation of the device, oldest first.
     [[nodiscard]] const std::vector<Event>& events() const { return log; }
-    /// The set-up, every input with its iteration, and checks: that the updater had ended before a power-off, that it
-    /// is now running or has ended, and that the same protocol violations have occurred. Replaying this scenario
-    /// produces the same frames.
+    /// A scenario that produces the same frames: the set-up, and every input, with its iteration if the device was on.
+    /// It also checks that the updater ends or is running, and that protocol violations occur, as in this session.
     [[nodiscard]] Scenario recording() const;
 
     /// The folder with the device's files.

@@ -1,4 +1,4 @@
-// Quadrature cycles.
+// Computes the edges of quadrature cycles.
 #include "sim/wires/encoder_signal.h"
 
 #include <algorithm>

@@ -12,7 +12,8 @@ using namespace std::chrono_literals;
 constexpr WireTime bitTime = 10us;
 constexpr std::size_t bitsPerByte = 9; // with the acknowledge bit
 
-/// A bit has three changes, as do the start and stop conditions. These are their times within the bit.
+/// A bit has three changes, as do the start and stop conditions. These are the times of the changes, counted from the
+/// start of the bit or condition.
 constexpr std::array<WireTime, 3> changeTimes = {2500ns, 5us, 10us};
 
 struct Change {

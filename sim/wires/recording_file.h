@@ -8,13 +8,13 @@
 
 namespace sim {
 
-/// Creates and completes the file. In between, a WireRecorder writes it, on the simulated device in the updater's
-/// process. Each power cycle starts a new process, which continues the recording.
+/// Creates and completes the file. In between, a WireRecorder in the updater's process writes it. Each power-on starts
+/// a new process, which continues the recording.
 class RecordingFile {
 public:
     /// Replaces the file. `limit` is its largest size in bytes, at least `smallestLimit`; RecordingState::noLimit for
-    /// none. Throws std::runtime_error if the file cannot be opened for writing; `check` and `finish` report later
-    /// errors.
+    /// none. Throws std::runtime_error if the file cannot be opened for writing or the shared memory cannot be created;
+    /// `check` and `finish` report later errors.
     RecordingFile(std::filesystem::path file, std::uint64_t limit);
     RecordingFile(const RecordingFile&) = delete;
     RecordingFile& operator=(const RecordingFile&) = delete;

@@ -60,7 +60,7 @@ void SpiSignal::computeEdge()
     }
 }
 
-/// Divides before multiplying, so that long transfers do not overflow. `quarter` is in quarters of a bit.
+/// The time after `quarter` quarters of a bit. Divides before multiplying, so that long transfers do not overflow.
 WireTime SpiSignal::timeOf(std::int64_t quarter) const
 {
     return start + WireTime(wholePerQuarter * quarter + restOfDuration * quarter / quarterCount);

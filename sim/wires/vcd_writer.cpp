@@ -49,8 +49,8 @@ std::string timeLine(std::int64_t time)
     return "#" + std::to_string(time) + "\n";
 }
 
-/// Like write(2), but a pipe without a reader causes no SIGPIPE. The kernel also sends it if the pipe is closed after a
-/// part has been written, and then returns the size of this part.
+/// Like write(2), but a pipe without a reader causes no SIGPIPE. The kernel also sends SIGPIPE if the pipe is closed
+/// after a part has been written; `write` then returns the size of this part.
 ssize_t writeQuietly(int file, const char* bytes, std::size_t size)
 {
     sigset_t pipeSignal;

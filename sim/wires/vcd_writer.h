@@ -9,7 +9,7 @@
 
 namespace sim {
 
-/// The levels of all lines while the device is off. The data/command and reset lines are undefined until the program
+/// The levels of all lines while the device is off. The data/command and reset lines are undefined until the updater
 /// drives them; pull-up resistors keep the inputs and the I2C bus high.
 inline constexpr std::array<Level, lineCount> initialLevels = {
     Level::High,      // cs

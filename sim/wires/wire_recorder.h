@@ -27,7 +27,7 @@ public:
     void beginI2c(WireTime now, const I2cTransfer& transfer);
     /// The encoder is turned. A turn begins after the previous one has ended.
     void turn(WireTime now, std::int32_t steps);
-    /// Records all edges before `now`.
+    /// Records all edges before `now`, and that the lines have been observed up to `now`.
     void observeUntil(WireTime now);
     /// Writes what has been recorded to the file.
     void flush() { writer.flush(); }

@@ -88,7 +88,7 @@ protected:
         encoder.open();
         calls.gpio[13] = 0xFFFFFFFF;
         button.init();
-        button.poll(); // resets the shared counters
+        button.poll(); // resets the debounce counters, which all instances share
         loop.emplace(screen, display, encoder, button);
         calls.takeLog();
     }
@@ -148,9 +148,9 @@ TEST_F(Loop, RunsTheStepsOfAnIterationInOrder)
     EXPECT_EQ(log, Log({"update", "encoder read of 24 bytes", "RotateRight", "Press", "draw", "wait 1000 us"}));
 }
 
-TEST_F(Loop, PollsTheButtonAfterTheUpdateAndBeforeReadingTheEncoder)
+TEST_F(Loop, PollsTheButtonAfterTheUpdateAndBeforeDispatchingARotation)
 {
-    // In the iteration of the fourth poll, the button is pressed only between the update and the encoder's event.
+    // In the iteration of the fourth poll, the button is pressed only between the update and the rotation event.
     press();
     iterate(39);
     release();
@@ -196,7 +196,7 @@ struct StepCase {
     Log events;
 };
 
-TEST_F(Loop, DispatchesOneRotationPerEncoderEventInTheDirectionOfItsSign)
+TEST_F(Loop, DispatchesOneRotationPerNonzeroStepInTheDirectionOfItsSign)
 {
     const StepCase cases[] = {
         {1, {"1 RotateRight"}},
@@ -224,7 +224,7 @@ TEST_F(Loop, ReadsOneQueuedStepPerIteration)
     EXPECT_EQ(screen.events, Log({"1 RotateRight", "3 RotateLeft", "4 RotateRight"}));
 }
 
-TEST_F(Loop, BehavesTheSameWhetherOrNotTheScreenHandlesEvents)
+TEST_F(Loop, DispatchesAllEventsWhetherOrNotTheScreenHandlesThem)
 {
     for (const bool isHandling : {false, true}) {
         screen.isHandling = isHandling;
@@ -266,17 +266,17 @@ TEST_P(LoopHold, DispatchesEventsByDuration)
     EXPECT_EQ(atTheEdge, screen.events.size()) << "an event was dispatched after the debounced release";
 }
 
-INSTANTIATE_TEST_SUITE_P(For, LoopHold,
-                         testing::Values(HoldCase{"TheShortestPress", 40, {"40 Press", "80 Release"}},
-                                         HoldCase{"500Iterations", 500, {"40 Press", "540 Release"}},
-                                         HoldCase{"990IterationsAreAClick", 990, {"40 Press", "1030 Release"}},
-                                         HoldCase{"1000IterationsAreOnlyAPress", 1000, {"40 Press"}},
-                                         HoldCase{"1010IterationsAreALongPress", 1010, {"40 Press", "1040 LongPress"}},
-                                         HoldCase{
-                                             "3000IterationsAreOneLongPress", 3000, {"40 Press", "1040 LongPress"}}),
-                         [](const auto& name) { return name.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    For, LoopHold,
+    testing::Values(HoldCase{"TheShortestPress", 40, {"40 Press", "80 Release"}},
+                    HoldCase{"500Iterations", 500, {"40 Press", "540 Release"}},
+                    HoldCase{"990IterationsDispatchARelease", 990, {"40 Press", "1030 Release"}},
+                    HoldCase{"1000IterationsDispatchOnlyAPress", 1000, {"40 Press"}},
+                    HoldCase{"1010IterationsDispatchALongPress", 1010, {"40 Press", "1040 LongPress"}},
+                    HoldCase{"3000IterationsDispatchOneLongPress", 3000, {"40 Press", "1040 LongPress"}}),
+    [](const auto& name) { return name.param.name; });
 
-TEST_F(Loop, MeasuresEachLongPressFromItsPress)
+TEST_F(Loop, MeasuresALongPressFromTheLastPress)
 {
     press();
     iterateTo(100);

@@ -90,7 +90,7 @@ TEST(ScenarioPlayer, ReportsTheFailedLineAndTheCause)
         {"await output \"Started\"\n",
          ":1: no output \"Started\" within 60 s of device time; the last known screen is \"waiting\""},
         {"await frames 1000000\n",
-         ":1: no 1000000 frames within 60 s of device time; the last known screen is \"waiting\""},
+         ":1: no frame 1000000 within 60 s of device time; the last known screen is \"waiting\""},
         {"expect screen menu\n", ":1: expected screen \"menu\", but the last known screen is \"\""},
         {"await script decrypt.sh\n",
          ":1: no start of decrypt.sh within 60 s of device time; the last known screen is \"waiting\""},
