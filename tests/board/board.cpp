@@ -26,7 +26,7 @@ constexpr std::uint32_t buttonLine = 1U << 6;
 constexpr unsigned dataCommandLine = 7;
 constexpr unsigned resetLine = 25;
 
-/// After a level change, the debounced state of the button changes within this number of polls.
+/// A level change takes effect at the fourth poll. At the fifth poll, the updater has handled it.
 constexpr int debouncePolls = 5;
 
 fs::path makeFolder(const std::string& name)
@@ -134,8 +134,8 @@ fs::path Board::recordedWires()
     return folder / "wires.vcd";
 }
 
-/// Calls take(line) for every line with the mutex locked. The mutex is locked once for all lines of one read. Reads at
-/// intervals, because waking this thread for every line costs the emulator more time than writing the line.
+/// Calls take(line) for every line with the mutex locked; locks the mutex once for all lines of one read. Sleeps after
+/// each read, because waking this thread for every line costs the emulator more time than writing the line.
 void Board::readLines(int fd, const std::function<void(std::string_view)>& take)
 {
     std::string pending;

@@ -15,34 +15,35 @@
 #include <thread>
 #include <vector>
 
-/// Every wait throws std::runtime_error if the board ends, or if three minutes pass, before its condition is met. The
-/// console output, the events on the wires and the last screen are stored in board_runs/NAME/ in the build folder, as
-/// is wires.vcd, a recording of the lines (see Bus::recordWires). The environment variable BOARD_WIRES_LIMIT sets the
-/// largest size of wires.vcd in bytes, at least 1024; default: 16 MiB. After a failed test, the board's copy of the
-/// card is kept there too.
+/// Every wait throws std::runtime_error if the emulator ends, or if three minutes pass, before its condition is met.
+/// The folder board_runs/NAME/ in the build folder contains the emulator's standard error and wires.vcd, a recording of
+/// the lines (see Bus::recordWires). The destructor adds the console output, the events on the wires and the last
+/// screen, and removes the board's copy of the card unless a test has failed. The environment variable
+/// BOARD_WIRES_LIMIT sets the largest size of wires.vcd in bytes, at least 1024; default: 16 MiB.
 class Board {
 public:
     struct Setup {
         std::string name;
         /// The SD card image, which the board modifies unless `discardsChanges` is set; default: a copy of the prepared
-        /// card.
+        /// card (card.img of make_board.sh).
         std::filesystem::path card = {};
         /// Discards all changes to the card.
         bool discardsChanges = false;
         std::filesystem::path initramfs = std::filesystem::path(STAGE_DIR) / "initramfs";
-        /// Observes the wires from power-on. The constructor then does not wait for the boot.
+        /// Observes the wires from power-on, not only from `startUpdater` on. The constructor then does not wait for
+        /// the boot.
         bool observesBoot = false;
-        /// Kernel options that the updater needs.
+        /// Default: the kernel options that the updater needs.
         std::string kernelOptions = "iomem=relaxed spidev.bufsiz=10240";
-        /// The kernel option that assigns the processors; default: all processes run on the first processor. The
+        /// A kernel option that isolates processors, or empty; default: all processes run on the first processor. The
         /// emulator runs the four processors in turn, so a processor that polls the SPI controller delays the others.
         std::string processors = "isolcpus=1-3";
         /// The file name of a device tree that make_board.sh created. With wired.dtb the I2C bus works, at the cost of
-        /// continual interrupts; with unwired.dtb every I2C transfer times out.
+        /// continual interrupts; with unwired.dtb every I2C transfer times out; without_i2c.dtb has no I2C controller.
         std::string tree = "without_i2c.dtb";
     };
 
-    /// Boots the board. Unless `observesBoot` is set, returns when the board accepts commands.
+    /// Switches the board on. Unless `observesBoot` is set, waits until the board accepts commands.
     explicit Board(const Setup& setup);
     Board(const Board&) = delete;
     Board& operator=(const Board&) = delete;
@@ -50,8 +51,8 @@ public:
 
     // Operating the board.
 
-    /// Starts the updater. First makes the display's lines inputs, as they are at power-on without the overlay, so that
-    /// the events include the updater's selection of their functions.
+    /// Starts the updater. First makes the display's reset and data/command lines inputs, as they are at power-on
+    /// without the overlay, so that the events include the updater's selection of their functions.
     void startUpdater();
     /// Stops the updater and its scripts; the kernel keeps running.
     void stopUpdater();
@@ -78,7 +79,7 @@ public:
     void waitForPolls(int count);
     /// The console lines after the line that `waitForLine` found last.
     [[nodiscard]] std::vector<std::string> lines();
-    /// The same lines without those of the recovery image.
+    /// `lines()` without the messages of the recovery image ("recovery: ...").
     [[nodiscard]] std::vector<std::string> linesOfUpdater();
     /// The registers that route the GPIO lines, read from outside the board's processors.
     [[nodiscard]] Pins readPins();

@@ -23,7 +23,8 @@ namespace boardTest {
 /// Checks that the card still equals the prepared card byte for byte.
 [[nodiscard]] testing::AssertionResult isUnchanged(const std::filesystem::path& card);
 
-/// Waits for the menu, chooses the operation and confirms it. A drive must be plugged in.
+/// Waits for the menu, chooses the operation, confirms it, and waits until it has started. A drive must be plugged in.
+/// The question about an update may name any of `oldVersions`.
 void chooseAndConfirm(Board& board, bool factoryReset,
                       const std::vector<std::string>& oldVersions = {scenes::preparedVersion});
 

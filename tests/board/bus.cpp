@@ -27,7 +27,7 @@ constexpr std::int64_t coreClockHz = 562'500'000;
 /// The divider that the value 0 selects.
 constexpr std::int64_t largestDivider = 65536;
 
-/// The minimum time that chip select stays high between two transfers.
+/// The minimum time for which chip select is high between two recorded transfers.
 constexpr sim::WireTime pauseBetweenTransfers = std::chrono::microseconds(1);
 
 constexpr int buttonLine = 6;
@@ -171,7 +171,7 @@ void Bus::drive(std::uint32_t lines, bool level)
         recordOutput(line);
         if (line == dataCommandLine) {
             display.setDataCommandLine(level);
-            continue; // not logged: the event of each transfer includes the level
+            continue; // not logged: each transfer's event contains the level, as "command" or "data"
         }
         log.push_back("line " + std::to_string(line) + (level ? " high" : " low"));
         if (line == resetLine) {

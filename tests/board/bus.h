@@ -21,22 +21,23 @@ class Bus {
 public:
     Bus() : display(violationList), leds(violationList) {}
 
-    /// Sets the initial values of the function select registers; only changes to these values are events.
+    /// Sets the initial values of the function select registers. A store to such a register is an event only for the
+    /// lines whose function changes.
     void setFunctionSelects(const std::array<std::uint32_t, 6>& registers) { selects = registers; }
     /// Records the lines; null to stop. The trace contains no times of single bits: an SPI transfer begins at its
     /// first event, or 1 microsecond after the end of the previous transfer if that is later, and takes the time that
     /// follows from the clock; an I2C write begins at its last event. Later events are delayed if necessary, so that
-    /// their order stays the same. Reads on the I2C bus and the encoder are not in the trace.
+    /// their order stays the same. The trace contains neither reads on the I2C bus nor turns of the encoder.
     void recordWires(sim::WireRecorder* recorder) { wires = recorder; }
-    /// Decodes one line of the trace. Times are optional: "PROCESS@SECONDS.MICROSECONDS:EVENT".
+    /// Decodes one line of the trace: "PROCESS@SECONDS.MICROSECONDS:EVENT", or only "EVENT".
     void take(std::string_view line);
 
-    /// The events in order, in these forms: "line 25 high", "line 5 output", "GPIO register 88" (a store to any other
-    /// GPIO register, with its offset), "command 30" and "data 9F" (one byte), "frame" (10240 data bytes), "data, 512
-    /// bytes" (any other transfer) and "i2c 6C: 2F 00". Level changes of the chip-select and data/command lines are not
-    /// included.
+    /// The events in order, in these forms: "line 25 high", "line 5 output", "GPIO register 88" (a store to any GPIO
+    /// register except GPFSELn, GPSET0 and GPCLR0, with its decimal offset), "command 30" and "data 9F" (one byte),
+    /// "frame" (10240 data bytes), "command, 2 bytes" and "data, 512 bytes" (any other transfer) and
+    /// "i2c 6C: 2F 00". Level changes of the chip-select and data/command lines are not included.
     [[nodiscard]] const std::vector<std::string>& events() const { return log; }
-    /// The screen after each frame that arrived while the display was on.
+    /// The screen after each complete frame that arrived while the display was lit.
     [[nodiscard]] const std::vector<sim::Screen>& screens() const { return shown; }
     [[nodiscard]] const std::vector<std::string>& violations() const { return violationList.list(); }
     [[nodiscard]] std::array<std::uint8_t, sim::LedController::outputCount> ledOutputs() const

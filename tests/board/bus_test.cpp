@@ -24,7 +24,7 @@ std::string hex(std::uint32_t value)
 
 class BusTest : public testing::Test {
 protected:
-    // Passes a register access, in the emulator's trace format, to `bus`.
+    // Passes a register access, in the emulator's trace format, to `bus`. `cpu` is -1 for an access by the test.
     void access(const std::string& kind, int cpu, std::uint32_t address, std::uint32_t value)
     {
         bus.take("memory_region_ops_" + kind + " cpu " + std::to_string(cpu) + " mr 0x7f36533f9690 addr " +
@@ -68,7 +68,7 @@ TEST_F(BusTest, ReportsALineOnlyWhenItsLevelChanges)
     EXPECT_EQ(bus.events(), (Lines{"line 25 high", "line 5 low", "line 25 low"}));
 }
 
-TEST_F(BusTest, IgnoresChipSelectAndTheTestsWrites)
+TEST_F(BusTest, ReportsNeitherChipSelectNorTheTestsWrites)
 {
     setLines(chipSelect);
     access("write", -1, 0xFE20001C, 1U << 6);
@@ -94,7 +94,7 @@ TEST_F(BusTest, DistinguishesCommandsFromDataByTheDataCommandLine)
     EXPECT_EQ(bus.spiModes(), std::set<int>{3});
 }
 
-TEST_F(BusTest, RecordsEveryClockDivider)
+TEST_F(BusTest, CollectsTheClockDividers)
 {
     store(0xFE204008, 46);
     store(0xFE204008, 46);
@@ -102,7 +102,7 @@ TEST_F(BusTest, RecordsEveryClockDivider)
     EXPECT_EQ(bus.clockDividers(), (std::set<std::uint32_t>{2, 46}));
 }
 
-TEST_F(BusTest, ReportsADataCommandChangeDuringATransfer)
+TEST_F(BusTest, ADataCommandChangeDuringATransferIsAViolation)
 {
     clearLines(dataCommand);
     store(0xFE204000, 0x8C);
@@ -245,7 +245,7 @@ TEST_F(BusRecordingTest, RecordsTheTestsButtonPresses)
     EXPECT_EQ(recorded().timesOf(Line::Button), (Times{10us, 20us}));
 }
 
-TEST_F(BusRecordingTest, OutputsAreUndefinedUntilTheyAreSelected)
+TEST_F(BusRecordingTest, ResetAndDataCommandAreUndefinedUntilTheyAreOutputs)
 {
     takeAt(10, "");
     store(0xFE200008, 1U << 15);

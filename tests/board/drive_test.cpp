@@ -100,8 +100,8 @@ TEST_F(Drive, ShowsTheLatestSelectionAfterFastTurns)
     board->plug("drive.img");
     board->waitForScene(scenes::menu());
     const std::size_t menuScreens = screensFrom(*board).size();
-    // The first detent selects the upper of the two entries; an even number of further detents returns to it. The
-    // kernel queues at most 64 records, two per detent.
+    // The first detent selects the upper of the two entries; an even number of further detents returns to it. A turn
+    // is at most 32 detents, because the kernel queues at most 64 records, two per detent.
     for (const int detents : {21, -20, 20, -20, 20}) {
         board->turn(detents);
         board->waitForPolls(40); // 400 iterations, enough to send all frames

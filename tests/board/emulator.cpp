@@ -40,7 +40,7 @@ Pair pipePair(bool weWrite)
     if (pipe(ends.data()) != 0) {
         fail("cannot create a pipe");
     }
-    constexpr int bytes = 1 << 20; // the most that an ordinary user may request
+    constexpr int bytes = 1 << 20; // by default, the most that an ordinary user may request
     fcntl(ends[0], F_SETPIPE_SZ, bytes);
     const std::size_t ours = weWrite ? 1 : 0;
     fcntl(ends[ours], F_SETFD, FD_CLOEXEC);

@@ -20,13 +20,13 @@ public:
         using std::runtime_error::runtime_error;
     };
 
-    /// Starts the emulator with `arguments` and with additional arguments for the monitor, memory access, console and
-    /// trace. The emulator's standard error is written to the file `errorLog`.
+    /// Starts the emulator, whose path is the first of `arguments`, and adds arguments for the monitor, memory access,
+    /// console and trace. The emulator's standard error is written to the file `errorLog`.
     Emulator(const std::vector<std::string>& arguments, const std::filesystem::path& errorLog);
 
     /// Executes a command of the QEMU machine protocol (QMP) and returns its "return" value.
     nlohmann::json execute(const std::string& command, const nlohmann::json& arguments = nlohmann::json::object());
-    /// Writes or reads the board's physical memory without involving its processors.
+    /// Writes or reads 32 bits at a physical address of the board, without involving its processors.
     void writeWord(std::uint32_t address, std::uint32_t value);
     [[nodiscard]] std::uint32_t readWord(std::uint32_t address);
 

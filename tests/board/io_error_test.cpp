@@ -10,12 +10,12 @@ namespace {
 
 using testing::Contains;
 
-/// The number of writes to each device that the suite `All` tests. In one test, the tested write and all later writes
-/// fail; in another, only writes to its sectors fail.
+/// The number of writes to each device that the instantiation `All` tests. In one test, the tested write and all later
+/// writes fail; in another, only writes to the sectors of the tested write fail.
 constexpr int pointsOfMemory = 20;
 constexpr int pointsOfBackup = 8;
 
-/// The tests of a suite share one boot. The parameter is the distance between the tested writes; 1 tests all of them.
+/// The tests of an instantiation share one boot. With the parameter n, they test every nth of the writes.
 class IoErrors : public testing::TestWithParam<int> {
 protected:
     static void SetUpTestSuite()
@@ -114,7 +114,7 @@ TEST_P(IoErrors, UnreadableFilesMakeTheUpdateFailAndLoseNoPresets)
     }
 }
 
-/// The kernel skips unreadable sectors of a folder on a FAT drive, so the firmware seems to be missing.
+/// The kernel skips unreadable sectors of a folder on a FAT drive, so decrypt.sh does not find the firmware: status 2.
 TEST_P(IoErrors, UnreadableDrivesAreNotReportedAsCorruptFirmware)
 {
     for (const char* part : {"boot_sector 1", "table 1", "folder 2", "header 1", "payload 1"}) {

@@ -1,15 +1,16 @@
 #!/bin/sh
-# Runs on the emulated board. The commands moment, place and unreadable update a device whose memory or backup has I/O
-# errors, print OUTCOME and the script that fails, or "none", and then update the device again without errors. The
-# command drive only runs decrypt.sh. Exits with status 1 and a reason if a script violates its contract.
+# Runs on the emulated board. The commands moment, place and unreadable run format.sh and install.sh while the memory or
+# the backup has I/O errors, print OUTCOME and the script that fails, or "none", and then run both again without errors.
+# The command drive only runs decrypt.sh. Fails and prints a reason if a script violates its contract, or if the errors
+# cannot be simulated.
 # Usage: io_errors.sh prepare                        the first command; the drive must be plugged in
 #        io_errors.sh moment DEVICE NUMBER COUNT     DEVICE rejects the chosen write and all later writes
 #        io_errors.sh place DEVICE NUMBER COUNT      DEVICE rejects writes to the sectors of the chosen write
-#        io_errors.sh unreadable DEVICE FILE LINE    FILE on DEVICE has read and write errors after progress line LINE
+#        io_errors.sh unreadable DEVICE FILE LINE    FILE on DEVICE has I/O errors from progress line LINE on
 #        io_errors.sh drive PART STATUS              decrypt.sh must exit with STATUS if PART of the drive has errors
-# DEVICE is memory or backup. NUMBER chooses one of COUNT evenly distributed writes of an update, and starts at 0; with
-# moment, the errors begin with the shell command that causes this write. LINE is the beginning of the line. PART is
-# boot_sector, table, folder, header or payload.
+# DEVICE is memory or backup. NUMBER (from 0) chooses one of COUNT evenly distributed writes to DEVICE during an update;
+# with moment, the errors begin with the shell command that causes this write. LINE is the beginning of the line. PART
+# is boot_sector, table, folder, header or payload.
 export LC_ALL=C PATH=/usr/sbin:/usr/bin:/sbin:/bin
 export DM_DISABLE_UDEV=1 # so that dmsetup creates the device nodes
 settings=/etc/tonecrate/updater.conf
@@ -42,7 +43,8 @@ size_of() {
     esac
 }
 
-# part DEVICE FIRST END: prints the line of a device mapper table that maps these sectors to the RAM disk.
+# part DEVICE FIRST END: prints the line of a device mapper table that maps the sectors from FIRST to END - 1 to the RAM
+# disk; nothing if there are none.
 part() {
     [ "$2" -eq "$3" ] || echo "$2 $(($3 - $2)) linear $(real "$1") $2"
 }
@@ -57,7 +59,7 @@ part_with_errors() {
     echo "$2 $(($3 - $2)) error"
 }
 
-# load_errors DEVICE KIND FIRST END: prepares a table in which part_KIND describes the sectors from FIRST to END.
+# load_errors DEVICE KIND FIRST END: prepares a table in which part_KIND describes the sectors from FIRST to END - 1.
 load_errors() {
     { part "$1" 0 "$3" && "part_$2" "$1" "$3" "$4" && part "$1" "$4" "$(size_of "$1")"; } | dmsetup load "$1"
 }
@@ -67,6 +69,7 @@ activate() {
     dmsetup resume --noflush --nolockfs "$1" || die "cannot change $1"
 }
 
+# Also removes the functions that a command has added to the settings.
 remove_errors() {
     for device in memory backup drive; do
         part "$device" 0 "$(size_of "$device")" | dmsetup load "$device" && activate "$device"
@@ -111,8 +114,8 @@ copy_contents() {
     cp -a $work/fw/firmware $work/fw/version.txt $work/old/presets $work/new/
 }
 
-# Lists the writes of an update to the memory and to the backup: the first sector, the number of sectors, and the number
-# of the command.
+# Runs an update, and writes a list of its writes to each device to $work/writes.DEVICE. Each line contains the first
+# sector, the number of sectors, and the number of the last command before the write (see before_commands).
 observe_update() {
     renew
     mount -t tracefs tracefs $trace
@@ -139,7 +142,7 @@ renew() {
 }
 
 # before_commands ACTION: an update runs ACTION before every command that may change a device. $number counts these
-# commands, from 0. The scripts read their settings last, so the functions in the settings replace the commands.
+# commands, from 0. The scripts source the settings, so functions in the settings replace the commands.
 before_commands() {
     echo 0 >$work/count
     {
@@ -152,7 +155,8 @@ before_commands() {
     } >>$settings
 }
 
-# on_line PREFIX COMMAND: an update runs COMMAND after each progress line that starts with PREFIX.
+# on_line PREFIX COMMAND: an update runs COMMAND after each progress line that starts with PREFIX. The scripts define
+# `show` before they source the settings, so the settings can replace it.
 on_line() {
     echo "show() { echo \"SHOW: \$1\"; case \$1 in '$1'*) $2 ;; esac; }" >>$settings
 }
@@ -176,7 +180,7 @@ run() {
     return 1
 }
 
-# expect_memory FOLDER: requires that the memory contains exactly the files in FOLDER.
+# expect_memory FOLDER: requires an undamaged file system on the memory, with exactly the files in FOLDER.
 expect_memory() {
     report=$(e2fsck -fn /dev/mapper/memory 2>&1) || die "the memory is damaged: $report"
     mount -t ext4 -o ro /dev/mapper/memory $seen || die "the memory cannot be mounted"
@@ -191,11 +195,11 @@ expect_no_backup() {
     umount $seen
 }
 
-# Updates with errors, then without errors. A successful update must be complete. An update that fails before it
-# formats the memory must not change the files on the memory.
+# Updates with errors, then without errors. After a successful update, the memory must contain exactly the files in
+# $work/new. An update that fails before it formats the memory must not change the files on the memory.
 update_twice() {
     update
-    [ -e $broken ] || die "there were no errors"
+    [ -e $broken ] || die "the I/O errors did not begin"
     echo "OUTCOME ${failed:-none}"
     cat $work/err
     remove_errors

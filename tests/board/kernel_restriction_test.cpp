@@ -27,7 +27,7 @@ TEST(KernelRestriction, DeniedGpioMappingCausesACrashAtTheFirstAccess)
     const std::string message = "mmap error 0xffffffffffffffff";
     board.waitForLine(message);
     board.waitForLine("Starting updater...");
-    board.waitForLine("recovery: the updater ended with status 139; switch the device off and on"); // SIGSEGV
+    board.waitForLine("recovery: the updater ended with status 139; switch the device off and on"); // 139: SIGSEGV
     EXPECT_THAT(board.run("true"), ElementsAre("BOARD exit status 0")); // the kernel has not panicked
     EXPECT_THAT(eventsOf(board), IsEmpty());
     EXPECT_THAT(devicePage(), HasSubstr(message));
@@ -48,7 +48,7 @@ TEST(KernelRestriction, RejectedFramesLeaveTheDisplayBlank)
     EXPECT_THAT(devicePage(), HasSubstr("spidev.bufsiz=10240"));
 }
 
-TEST(KernelRestriction, LedBusTimeoutsOnlyDelayTheStartAndLeaveTheLedsDark)
+TEST(KernelRestriction, StartsWithDarkLedsWhenTheI2cBusTimesOut)
 {
     Board board({.name = "NoLeds", .tree = "unwired.dtb"});
     board.startUpdater();

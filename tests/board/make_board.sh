@@ -36,8 +36,8 @@ install_error_simulation() {
     install -m 644 -t "$root/$modules" "$board/$modules"/kernel/drivers/{block/brd,dax/dax,md/dm-mod,md/dm-flakey}.ko
 }
 
-# The tests' own files: the settings, the program and the driver of the simulated encoder, the hook that starts the
-# encoder and executes commands from the console, and the simulation of I/O errors.
+# Appends the tests' own files to the recovery image: the settings and keys, the program and the driver of the simulated
+# encoder, the hook that starts the encoder and executes commands from the console, and the simulation of I/O errors.
 make_initramfs() {
     local root=$work/root modules=lib/modules/$kernel
     install -D -m 644 -t "$root/etc/tonecrate" "$packaging/scripts/updater.conf" "$work"/out/keys/{signing.pub,firmware.key}
@@ -93,9 +93,9 @@ make_device_tree() {
     fdtput -d "$tree" /soc/mmc@7e300000 mmc-pwrseq
 }
 
-# The emulator does not connect the I2C controller's interrupt. `wired` uses the interrupt of the USB controller, which
-# occurs continually; without an interrupt every transfer times out, as on a bus that hangs. `without_i2c` has no
-# I2C controller.
+# The emulator does not connect the I2C controller's interrupt, so with `unwired` every transfer times out, as on a bus
+# that hangs. `wired` uses the interrupt of the USB controller, which occurs continually. `without_i2c` has no I2C
+# controller.
 make_device_trees() {
     local folder=$work/out
     make_device_tree "$folder/unwired.dtb"
@@ -105,7 +105,8 @@ make_device_trees() {
     set_property "$folder/without_i2c.dtb" s /soc/i2c@7e804000 status disabled
 }
 
-# Creates the partitions that updater.conf names. The emulator requires a card size that is a power of two.
+# Creates four partitions; updater.conf names the third (memory) and the fourth (backup). The emulator requires a card
+# size that is a power of two.
 make_card() {
     local content=$work/content
     mkdir "$content"

@@ -5,7 +5,7 @@
 #   stop       kills the updater and its scripts
 #   turn N     turns the encoder by N detents
 #   run TEXT   runs a shell command and reports its exit status
-# The option board.encoder on the kernel's command line delays the encoder by a number of seconds.
+# With board.encoder=SECONDS on the kernel's command line, the encoder appears only after that time.
 stty raw -echo </dev/console
 
 insmod "/lib/modules/$(uname -r)/uinput.ko"

@@ -155,14 +155,14 @@ next_case() {
 
 next_case "a second build gives the same bytes, whatever the time zone, the umask and the files' times" is_reproducible
 next_case "the image contains only what the updater and the scripts need, owned by root" contains_only_needed_files
-next_case "the emulated board boots this image" board_boots_this_image
+next_case "the emulated board's initramfs begins with this image" board_boots_this_image
 next_case "compressed modules give the same image" compressed_modules_are_unpacked
-next_case "the image of a kernel with built-in drivers contains no modules" kernel_without_modules
-next_case "a missing driver is reported" missing_driver_is_rejected
+next_case "with --modules none, the image contains no modules" kernel_without_modules
+next_case "kernel modules without a required driver are rejected" missing_driver_is_rejected
 next_case "a folder without modules is rejected" rejects "/sys is not a folder of kernel modules" --modules /sys
-next_case "settings are readable only by root" settings_are_added
+next_case "settings are added and are readable only by root" settings_are_added
 next_case "settings without updater.conf are rejected" rejects "no updater.conf in /sys" --settings /sys
 next_case "private keys are rejected" private_keys_are_rejected
-next_case "a missing folder is reported" rejects "no such file: missing" --modules missing
+next_case "a missing folder is rejected" rejects "no such file: missing" --modules missing
 next_case "an unknown option is rejected" rejects "usage: " --unknown value
 finish

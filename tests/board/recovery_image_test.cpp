@@ -1,4 +1,4 @@
-// The first process of the recovery image: waiting for devices.
+// The first process of the recovery image: late and missing devices, and missing settings.
 #include "tests/board/board_test.h"
 #include "tests/system/golden_screen.h"
 
@@ -20,7 +20,7 @@ TEST(RecoveryImage, WaitsForALateEncoder)
 }
 
 /// Boots the image without the tests' own files.
-TEST(RecoveryImage, StartsTheUpdaterWithoutSettingsEncoderAndLeds)
+TEST(RecoveryImage, StartsTheUpdaterWithoutSettingsAndDevices)
 {
     Board board({.name = "RecoveryImageAlone",
                  .initramfs = std::filesystem::path(STAGE_DIR) / "recovery.cpio.gz",

@@ -1,6 +1,6 @@
 #!/bin/bash
-# Builds the programs for the device again in another folder and compares them with the existing programs.
-# Usage: reproducible_build_test.sh BUILD PRESET...   (BUILD contains a build folder for each preset)
+# Builds the updater again with each preset in another folder, and compares it with the program in BUILD.
+# Usage: reproducible_build_test.sh BUILD PRESET...   (BUILD is the project's folder build, with a folder per preset)
 set -euo pipefail
 build=$(realpath -- "$1")
 readonly build project=$build/..

@@ -131,7 +131,7 @@ Scene factoryResetSelected()
 
 Scene question(bool factoryReset, bool yes, const std::vector<std::string>& oldVersions)
 {
-    Scene scene{yes ? "\"Yes\"" : "\"No\"", {}};
+    Scene scene{yes ? "Yes selected" : "No selected", {}};
     for (const std::string& oldVersion : oldVersions) {
         scene.screens.push_back(ScreenPainter()
                                     .message(factoryReset ? texts::factoryQuestion(newVersion)

@@ -1,4 +1,4 @@
-// From the program's start to its first frame.
+// The overlay's pins, and the program's start-up to its first screens.
 #include "tests/board/board_test.h"
 #include "tests/board/expected_events.h"
 #include "tests/system/golden_screen.h"
@@ -66,7 +66,7 @@ TEST_F(StartUp, PrintsOnlyTheStartingLine)
     EXPECT_THAT(board->linesOfUpdater(), ElementsAre("Starting updater..."));
 }
 
-TEST_F(StartUp, SendsTheExpectedSetUpToLinesLedsAndDisplay)
+TEST_F(StartUp, StartsWithTheExpectedEvents)
 {
     EXPECT_EQ(firstDifference(eventsOf(*board), Events{"line 5 output"} + expected::ledSetUp() +
                                                     expected::displaySetUp() + Events{"command 5C", "frame"}),

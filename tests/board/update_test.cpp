@@ -62,21 +62,22 @@ INSTANTIATE_TEST_SUITE_P(All, Job,
                          testing::Values(JobCase{"Update", false, "isolcpus=1-3"}, JobCase{"FactoryReset", true, ""}),
                          [](const auto& job) { return job.param.name; });
 
-/// A moment of an update: a script has shown the progress line, and since then at least `bytes` have been written to
-/// the card.
+/// A moment of an update: a script has shown the progress line `line`, and since then the board has written at least
+/// `bytes` bytes to the card.
 struct Moment {
     std::string line;
     std::uint64_t bytes = 0;
+    /// decrypt.sh shows the line, so nothing is chosen in the menu.
     bool isBeforeMenu = false;
 };
 
 struct CutCase {
     const char* name;
-    /// The moments of the power failures. Each failure interrupts the update that follows the previous failure.
+    /// The moments of the power cuts. Each cut interrupts the update that follows the previous cut.
     std::vector<Moment> cuts;
     /// The installed versions that the last update may find.
     Versions oldVersions;
-    /// The power fails while the memory is incomplete and the backup is complete.
+    /// The last power cut leaves the memory incomplete and the backup complete.
     bool needsBackup = false;
 };
 

@@ -36,8 +36,8 @@ struct ResetWaits {
     std::chrono::nanoseconds ready = 200ms;
 };
 
-/// Passes a reset and the steps to the check. A transfer takes 640 ns; the pause after it is the wait of its step, but
-/// at least 360 ns.
+/// Passes a reset and the steps to the check. The reset line begins at `initial`. A transfer takes 640 ns; the pause
+/// after it is the wait of its step, but at least 360 ns.
 void play(BringUpCheck& check, const std::vector<Step>& steps, const ResetWaits& waits = {},
           Level initial = Level::Undefined)
 {

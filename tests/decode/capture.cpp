@@ -1,4 +1,4 @@
-// Generates, transforms, prints and decodes edges.
+// Generates, modifies and decodes edges, and formats them as a VCD file.
 #include "tests/decode/capture.h"
 
 #include "sim/decode/display_commands.h"
