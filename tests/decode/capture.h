@@ -1,4 +1,4 @@
-// Builds captures from the bytes on the buses, and damages them.
+// Builds captures from the bytes on the buses, modifies captures, and decodes them.
 #pragma once
 
 #include "sim/decode/captured_edge.h"
@@ -15,12 +15,12 @@ using Bytes = std::vector<std::uint8_t>;
 using Edges = std::vector<sim::CapturedEdge>;
 
 /// The edges on the wires, in the order of their times. SPI uses mode 3 at 12.5 MHz, and I2C runs at 100 kHz.
-/// Operations return the object, so that calls can be chained.
+/// Each operation returns the object, so that calls can be chained.
 class Capture {
 public:
     using Duration = std::chrono::nanoseconds;
 
-    /// Begins with the levels of a board that has just been switched on.
+    /// Sets the initial levels of the lines at time 0. The operations begin at 1 µs.
     Capture();
 
     Capture& wait(Duration duration);
@@ -34,11 +34,12 @@ public:
     /// Data bytes in one transfer.
     Capture& data(const Bytes& bytes);
     Capture& reset();
-    /// Resets the display and sends only the commands that light it. The address window is 4 columns of one page.
+    /// A short initialisation: resets the display, sets the address window to 4 columns of one page, and switches the
+    /// display on.
     Capture& light();
     /// The complete bring-up that BringUpCheck accepts.
     Capture& bringUp();
-    /// Writes to the address window.
+    /// Writes bytes to the display memory, from the beginning of the address window.
     Capture& frame(const Bytes& bytes) { return command(0x5C).data(bytes); }
     /// An I2C message; the first byte contains the address and the R/W bit.
     Capture& i2c(const Bytes& bytes, bool isAcknowledged = true);
@@ -67,17 +68,18 @@ Bytes frameOf(const sim::Screen& screen);
 /// Exchanges two channels.
 Edges swapped(Edges edges, sim::Line a, sim::Line b);
 Edges inverted(Edges edges, sim::Line line);
-/// The edges at or after `from` and before `to`, preceded by the level of each line at `from`.
+/// The edges at or after `from` and before `to`, preceded by the level of each line just before `from`. An
+/// undefined level before `from` becomes low.
 Edges part(const Edges& edges, std::chrono::nanoseconds from, std::chrono::nanoseconds to);
 /// The edges that a logic analyser with this sampling period records.
 Edges sampled(const Edges& edges, std::chrono::nanoseconds period);
 Edges without(Edges edges, sim::Line line);
 /// Delays each edge after time 0 by a pseudo-random time of at most `most`.
 Edges jittered(Edges edges, std::chrono::nanoseconds most);
-/// Adds a pulse of length `length` to the line, `delay` after each of its edges except at time 0.
+/// Adds a pulse of length `length` to the line, `delay` after each of its edges except those at time 0.
 Edges withGlitches(const Edges& edges, sim::Line line, std::chrono::nanoseconds delay, std::chrono::nanoseconds length);
 
-/// Decodes edges, and keeps the reports of the decoder, with the times of violations and screens.
+/// Decodes edges, and keeps the events, notes, violations and screens that the decoder reports.
 class Decoded : public sim::DecodeListener {
 public:
     explicit Decoded(const Edges& edges, const sim::Decoder::Setup& setup = {});

@@ -49,7 +49,7 @@ TEST(Channels, RejectsUnknownDuplicateAndMissingChannels)
                                     "button, encoder_a, encoder_b); the file has no channels");
 }
 
-TEST(Channels, ParsesAList)
+TEST(Channels, ParsesAndPrintsLists)
 {
     const ChannelMap channels = sim::parseChannels("clk=D0,mosi=top.bus[3],encoder_a=A=1");
     EXPECT_EQ(channels, (ChannelMap{{Line::Clock, "D0"}, {Line::Mosi, "top.bus[3]"}, {Line::EncoderA, "A=1"}}));

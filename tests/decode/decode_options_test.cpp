@@ -18,7 +18,7 @@ std::string errorFor(const Lines& arguments)
     return thrownMessage<sim::DecodeUsageError>([&] { (void)parsed(arguments); });
 }
 
-TEST(DecodeOptions, DerivesTheFolderFromTheCapture)
+TEST(DecodeOptions, DerivesTheOutputFolderFromTheCaptureName)
 {
     EXPECT_EQ(parsed({"captures/update.vcd"}).output, "update-decoded");
     EXPECT_EQ(parsed({"update.1.sr"}).output, "update.1-decoded");
@@ -71,7 +71,7 @@ TEST(DecodeOptions, RejectsWrongArguments)
     }
 }
 
-TEST(DecodeOptions, HelpListsEveryOption)
+TEST(DecodeOptions, HelpIgnoresLaterArgumentsAndListsTheOptions)
 {
     EXPECT_TRUE(parsed({"--help", "--fast"}).wantsHelp);
     const std::string help = sim::decodeHelpText();

@@ -1,6 +1,6 @@
 #!/bin/bash
-# Tests the decoder as a program: exit status, sources of captures, other formats through sigrok-cli, failures, signals
-# and memory.
+# Tests the decoder as a program: exit status, captures from files, FIFOs and standard input, other formats through
+# sigrok-cli, failures, signals and memory use.
 # Usage: decode_program_test.sh DECODER CAPTURE_WRITER
 set -uo pipefail
 
@@ -36,7 +36,8 @@ passes() {
   [[ $status -eq 0 && ! -s $work/err && $(tail -n 1 "$work/out") == "Passed. The folder "* ]]
 }
 
-# fails_with PATTERN: the last run exited with status 1 and printed one line that matches PATTERN on standard error.
+# fails_with PATTERN: succeeds if the last run exited with status 1 and printed only one line on standard error, which
+# matches PATTERN.
 fails_with() {
   cat "$work/err"
   # shellcheck disable=SC2053 # a pattern
@@ -75,8 +76,8 @@ damaged_file() {
   [[ $(tail -n 1 "$work/out") == "Failed. "* && -s cut-decoded/log.txt ]]
 }
 
-# The screens of both decodings have equal file names: the names contain microseconds, and the times differ by less than
-# the sampling period of 20 ns.
+# The file names of the screens contain times in microseconds. Sampling with a period of 20 ns moves none of these times
+# into another microsecond, so the names are equal in both folders.
 session_file() {
   sigrok-cli -i "$work/good.vcd" -I vcd:downsample=20 -o -session:1.sr
   run ./-session:1.sr --output session
@@ -138,8 +139,8 @@ shows_help() {
   [[ $status -eq 0 && ! -s $work/err && $(head -n 1 "$work/out") == usage:* ]]
 }
 
-# ends_by_signal NAME: interrupts the decoder while it waits for data from a FIFO. Uses job control, because without it
-# a background job ignores SIGINT.
+# ends_by_signal SIGNAL: sends SIGNAL to the decoder while it waits for data from a FIFO. Uses job control, because
+# without it a background job ignores SIGINT.
 ends_by_signal() {
   set -m
   mkfifo pipe.vcd
@@ -173,20 +174,20 @@ it "a FIFO is decoded" decodes_a_fifo
 it "standard input is decoded" decodes_standard_input
 it "the exit status is 1 if an expected screen is missing" fails_without_what_is_expected
 it "a damaged capture is decoded up to the damage, which is reported in one line" damaged_file
-it "a sigrok session file yields the same screens as the VCD file, even with a dash and a colon in its name" session_file
+it "a sigrok session file whose name contains a dash and a colon yields the same screens as the VCD file" session_file
 it "a damaged session file is reported in one line" damaged_session_file
 it "a missing sigrok-cli is reported in one line" without_sigrok
 it "standard input in a format other than VCD is reported in one line" other_format_on_standard_input
 it "a missing file is reported in one line" fails_to_read none.vcd "cannot read none.vcd: No such file or directory"
 it "a folder instead of a capture is reported in one line" fails_to_read . "cannot read .: Is a directory"
 it "an empty file is reported in one line" fails_to_read empty.vcd "empty.vcd: the capture is empty"
-it "an output folder that contains other files is not replaced" foreign_folder
+it "an output folder is not replaced if it contains a file that is not a result" foreign_folder
 it "a failure to write to standard output is reported in one line" full_output
 it "--help prints the usage" shows_help
-it "a missing capture is a usage error" wrong_usage
+it "a missing capture argument is a usage error" wrong_usage
 it "an unknown option is a usage error" wrong_usage capture.vcd --fast
 it "an unknown golden screen is a usage error" wrong_usage capture.vcd --expect screen chess
 it "SIGINT ends the decoder without leaving a temporary folder" ends_by_signal INT
 it "SIGTERM ends the decoder without leaving a temporary folder" ends_by_signal TERM
-it "the memory does not grow with the capture" needs_constant_memory
+it "memory use does not grow with the size of the capture" needs_constant_memory
 finish

@@ -1,4 +1,4 @@
-// Tests for the decoding of the buses: transfers, messages, screens, and captures that are damaged or incomplete.
+// Tests for decoding the buses and the front panel, including captures that are disturbed or incomplete.
 #include "sim/decode/decoder.h"
 
 #include "tests/decode/capture.h"
@@ -45,7 +45,7 @@ TEST(Decoder, ReportsEachScreenThatTheDisplayShows)
     EXPECT_EQ(decoded.notes, Lines{});
 }
 
-TEST(Decoder, NamesACommandAccordingToThePage)
+TEST(Decoder, NamesCommandsByExtensionPage)
 {
     const Decoded decoded(Capture()
                               .reset()
@@ -87,7 +87,7 @@ TEST(Decoder, MeasuresTheClockWithinBytes)
     EXPECT_EQ(decoded.decoder.spi().clockHigh().mean(), 40ns);
 }
 
-TEST(Decoder, MeasuresTheTransfersAndTheirGaps)
+TEST(Decoder, MeasuresTransfersAndTheGapsBetweenThem)
 {
     const Decoded decoded(Capture().reset().transfer({0x30}).wait(99us).transfer({0x94, 0x94}).edges());
     const sim::BusTiming& timing = decoded.decoder.display().timing();
@@ -97,7 +97,7 @@ TEST(Decoder, MeasuresTheTransfersAndTheirGaps)
     EXPECT_EQ(timing.idleGaps().mean(), 100us);
 }
 
-TEST(Decoder, ReportsTheViolationsOfTheModelWithTheirTimes)
+TEST(Decoder, ReportsViolationsDetectedByTheModelAndTheirTimes)
 {
     Capture capture = Capture().light();
     const auto begin = capture.low(Line::DataCommand).wait(1us).now();
@@ -106,7 +106,7 @@ TEST(Decoder, ReportsTheViolationsOfTheModelWithTheirTimes)
     EXPECT_EQ(decoded.violationTimes.front(), begin + 640ns);
 }
 
-TEST(Decoder, ReportsWhatTheHardwareDoesNotAllow)
+TEST(Decoder, ReportsProtocolViolations)
 {
     const struct {
         const char* violation;
@@ -146,7 +146,7 @@ TEST(Decoder, ReportsBitsThatDoNotFillAByte)
     EXPECT_EQ(decoded.violations.front(), "a transfer of 1 bytes and 3 bits");
 }
 
-TEST(Decoder, ReportsATransferThatIsTooLongToDecode)
+TEST(Decoder, ReportsATransferThatIsTooLongToDecodeCompletely)
 {
     const Decoded decoded(Capture().light().data(Bytes(65537, 0)).edges());
     EXPECT_EQ(decoded.violations.front(), "a transfer of 65537 bytes, of which 65536 are decoded");
@@ -267,7 +267,7 @@ TEST(Decoder, WithoutChipSelectPausesSeparateTheTransfers)
 {
     Capture capture = Capture().light();
     capture.command(0x5C).high(Line::DataCommand).wait(1us);
-    for (int bit = 0; bit < 3; ++bit) { // the first bits of an incomplete byte
+    for (int bit = 0; bit < 3; ++bit) { // an incomplete byte
         capture.wait(40ns).low(Line::Clock).wait(40ns).high(Line::Clock);
     }
     const Edges edges = capture.wait(100us).data(stripes).edges();
@@ -362,9 +362,9 @@ TEST(Decoder, ATransferInterruptedByPowerOffIsNoViolation)
     EXPECT_EQ(decoded.notes.front(), "the power is switched off within a transfer; 0 bytes of it are ignored");
 }
 
-// Disturbed captures.
+// Sampling, disturbances and wrong signals.
 
-TEST(Decoder, SamplingAtFourOrMoreTimesTheClockDoesNotChangeTheResult)
+TEST(Decoder, SamplingAtFourOrMoreTimesTheClockFrequencyDoesNotChangeTheEvents)
 {
     for (const auto period : {1ns, 4ns, 10ns, 20ns}) {
         const Decoded exact(session().i2c({0xD8, 0x00, 0x01}).edges());

@@ -1,4 +1,4 @@
-// Tests for decoding a capture file into the folder with the results.
+// Tests for decoding a capture file into a results folder.
 #include "sim/decode/decoding.h"
 
 #include "sim/decode/capture_error.h"
@@ -31,7 +31,7 @@ sim::Screen golden(const std::string& name)
     throw std::runtime_error("no screen " + name);
 }
 
-/// The LEDs and the display are initialised, and two golden screens appear.
+/// The LED controller receives a message, the display is initialised, and two golden screens appear.
 const std::string& startUp()
 {
     static const std::string text = Capture()
@@ -102,13 +102,13 @@ TEST_F(DecodingTest, NamesGoldenScreens)
     EXPECT_TRUE(contains(report, "last          menu, since 0.")) << report;
 }
 
-TEST_F(DecodingTest, SavesEachDistinctScreenOnceNamedAfterItsTime)
+TEST_F(DecodingTest, SavesDistinctScreensInFilesNamedAfterTheirTimes)
 {
     (void)decode(shortSession());
     EXPECT_EQ(resultFiles(), (Lines{"00000.240044.png", "00000.240052.png", "log.txt", "report.txt"}));
 }
 
-TEST_F(DecodingTest, ThePictureEqualsTheGoldenScreen)
+TEST_F(DecodingTest, TheSavedPictureEqualsTheGoldenScreen)
 {
     (void)decode(startUp());
     int found = 0;
@@ -127,7 +127,7 @@ TEST_F(DecodingTest, SavesTheReport)
     EXPECT_EQ(folder.read("results/report.txt"), report);
 }
 
-TEST_F(DecodingTest, LogsEverythingWithItsTime)
+TEST_F(DecodingTest, LogsEventsAndScreensWithTheirTimes)
 {
     (void)decode(shortSession());
     const std::string log = folder.read("results/log.txt");
@@ -136,7 +136,7 @@ TEST_F(DecodingTest, LogsEverythingWithItsTime)
     EXPECT_TRUE(contains(log, " s  screen: 00000.240052.png\n")) << log;
 }
 
-TEST_F(DecodingTest, JoinsEqualLinesOfTheLog)
+TEST_F(DecodingTest, JoinsConsecutiveEqualLinesOfTheLog)
 {
     (void)decode(Capture().light().command(0xA6).command(0xA6).command(0xA6).vcd());
     EXPECT_TRUE(
@@ -158,7 +158,7 @@ TEST_F(DecodingTest, ReportsTheTiming)
     }
 }
 
-TEST_F(DecodingTest, FindsWhatIsExpected)
+TEST_F(DecodingTest, FindsTheExpectedInitialisationAndScreens)
 {
     sim::DecodeOptions options = optionsFor(startUp());
     options.expectsInitialisation = true;
@@ -277,7 +277,7 @@ TEST_F(DecodingTest, DescribesUnusableCapturesInOneLine)
     }
 }
 
-TEST_F(DecodingTest, AFailureLeavesTheFormerResults)
+TEST_F(DecodingTest, AFailureKeepsTheFormerResults)
 {
     (void)decode(shortSession());
     const Lines before = resultFiles();

@@ -19,7 +19,7 @@ const ChannelMap ownNames = [] {
     return channels;
 }();
 
-/// LED messages, the commands that light the display with a small address window, and 20 frames.
+/// LED messages, a short initialisation of the display, and 20 frames.
 Edges session()
 {
     Capture capture;
@@ -115,7 +115,7 @@ TEST(Diagnosis, NamesTheSamplingRateThatIsNeeded)
     }
 }
 
-TEST(Diagnosis, NamesLinesThatDoNotChange)
+TEST(Diagnosis, ReportsBusesWithoutEdges)
 {
     EXPECT_EQ(diagnosisOf(Capture().wait(1s).edges()), "no edges on clk");
     EXPECT_EQ(diagnosisOf({}), "no edges on clk");

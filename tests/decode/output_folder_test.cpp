@@ -1,4 +1,4 @@
-// Tests for the folder with the results.
+// Tests for the folder that contains the results.
 #include "sim/decode/output_folder.h"
 
 #include "tests/sim/comparisons.h"
@@ -48,7 +48,7 @@ TEST(OutputFolder, ReplacesResultsAndEmptyFolders)
     EXPECT_TRUE(scratch.contains("empty/log.txt"));
 }
 
-TEST(OutputFolder, DoesNotReplaceAFolderWithOtherFiles)
+TEST(OutputFolder, DoesNotReplaceAFolderThatContainsFilesOtherThanResults)
 {
     for (const char* name :
          {"notes.txt", "photo.png", "1.png", "00000.1234567.png", "log.txt.bak", "00000.12345x.png"}) {

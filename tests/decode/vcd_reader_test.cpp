@@ -77,7 +77,7 @@ TEST(VcdReader, AcceptsBlocksOfAnySize)
     }
 }
 
-TEST(VcdReader, ConvertsEveryTimescale)
+TEST(VcdReader, ConvertsEveryTimeUnit)
 {
     const struct {
         const char* timescale;
@@ -100,7 +100,7 @@ TEST(VcdReader, ConvertsEveryTimescale)
     }
 }
 
-TEST(VcdReader, RoundsTimesInFemtosecondsDown)
+TEST(VcdReader, RoundsFemtosecondsDownToPicoseconds)
 {
     const std::string text = "$timescale 1 fs $end $var wire 1 ! clk $end $enddefinitions $end #1999 1! #2000 0!\n";
     EXPECT_EQ(edgesOf(text), (Lines{"1 clk 1", "2 clk 0"}));
@@ -179,7 +179,7 @@ TEST(VcdReader, OneChangeAppliesToAllWiresWithTheSameIdentifier)
     EXPECT_EQ(edgesOf(text), (Lines{"1 clk 1", "1 dc 1"}));
 }
 
-TEST(VcdReader, NamesThePositionAndTheReasonOfAnError)
+TEST(VcdReader, ErrorsNameTheLineAndTheReason)
 {
     const struct {
         std::string text;

@@ -1,4 +1,4 @@
-// Tests of the bitmap's storage and drawing operations, with small pictures.
+// Tests of the bitmap's storage and drawing operations.
 #include "graphics/bitmap.h"
 
 #include "tests/support/allocation_counter.h"
@@ -71,7 +71,7 @@ TEST(Bitmap, OperationsOnAnEmptyBitmapDoNothing)
     }
 }
 
-TEST(Bitmap, DrawingAtAnEmptySizeKeepsTheStoredPixels)
+TEST(Bitmap, DrawingAfterAResizeToAnEmptySizeKeepsTheStoredPixels)
 {
     for (const auto& [width, height] : emptySizes) {
         SCOPED_TRACE(testing::Message() << width << " by " << height);
@@ -92,7 +92,7 @@ TEST(Bitmap, SourceBytesAreCopiedRowByRow)
     EXPECT_EQ(sizeOf(Bitmap(5, 0, {})), Size(5, 0));
 }
 
-TEST(Bitmap, SourceBytesWithANegativePixelCountThrowBadArrayNewLength)
+TEST(Bitmap, ConstructionFromBytesThrowsBadArrayNewLengthIfThePixelCountIsNegative)
 {
     EXPECT_THROW(Bitmap(-1, 5, {}), std::bad_array_new_length);
     EXPECT_THROW(Bitmap(5, -1, {}), std::bad_array_new_length);
@@ -101,7 +101,7 @@ TEST(Bitmap, SourceBytesWithANegativePixelCountThrowBadArrayNewLength)
 
 TEST(Bitmap, HugeSizesThrowBadArrayNewLengthInsteadOfWrappingAround)
 {
-    // In 32 bits, these products would be 0, 65536, 1, 0 and negative numbers.
+    // In 32 bits, these products would be 0, 65536, 1, 0, -2147483648 and -2.
     for (const auto& [width, height] : {Size(65536, 65536), Size(65537, 65536), Size(highest, highest),
                                         Size(lowest, lowest), Size(65536, 32768), Size(highest, 2)}) {
         SCOPED_TRACE(testing::Message() << width << " by " << height);
@@ -133,7 +133,7 @@ TEST(Bitmap, CopiesAreDeep)
     EXPECT_TRUE(shows(copy, {"##", "##"}));
 }
 
-TEST(Bitmap, AssigningASmallerBitmapKeepsTheArray)
+TEST(Bitmap, AssigningASmallerBitmapDoesNotAllocate)
 {
     Bitmap target = filledBitmap(16, 16, 0);
     const Bitmap source = bitmapOf({"#.", ".+"});
@@ -141,7 +141,7 @@ TEST(Bitmap, AssigningASmallerBitmapKeepsTheArray)
     target = source;
     target.resize(16, 16);
     target = Bitmap(source);
-    EXPECT_LE(counter.count(), 1U) << "an assignment or the resize allocated an array";
+    EXPECT_LE(counter.count(), 1U) << "allocated more than the array of the temporary bitmap";
     EXPECT_TRUE(shows(target, {"#.", ".+"}));
     target.fill(1);
     EXPECT_TRUE(shows(source, {"#.", ".+"}));
@@ -228,7 +228,7 @@ void expectPictures(const std::vector<Drawing>& drawings)
     }
 }
 
-TEST(Bitmap, FillRectFillsItsColumnsAndRowsWithinTheBitmap)
+TEST(Bitmap, FillRectFillsThePartOfTheRectangleWithinTheBitmap)
 {
     expectPictures({
         {"inside", [](Bitmap& b) { b.fillRect(1, 1, 3, 2, 3); }, {".....", ".###.", ".###.", "....."}},

@@ -14,8 +14,8 @@
 
 namespace {
 
-/// Puts a folder first in PATH. Its `sync` command appends a line to "syncs", copies "picture.bmp" to "synced.bmp", and
-/// fails.
+/// Puts a folder with a script named `sync` first in PATH. The script appends a line to "syncs", copies "picture.bmp"
+/// to "synced.bmp", and exits with status 7.
 class BmpExport : public testing::Test {
 protected:
     BmpExport() : oldPath(std::getenv("PATH"))

@@ -1,4 +1,4 @@
-// Makes random drawing calls and draws random texts. Every pixel must match the drawing model.
+// Compares random drawing calls, random texts and selected lines with the drawing model, pixel by pixel.
 #include "graphics/font.h"
 #include "tests/support/drawing_call.h"
 #include "tests/support/test_font.h"
@@ -114,8 +114,8 @@ std::string anyText()
     return *rc::gen::container<std::string>(static_cast<std::size_t>(*rc::gen::inRange(0, 41)), character);
 }
 
-/// Builds a font named "any", with glyphs of random width and a random spacing. Some fonts have no replacement glyph;
-/// some have a glyph for the line feed, which must not be drawn.
+/// Builds a font named "any" with random glyph widths, letter spacing and scale, and returns its model. Some fonts have
+/// no replacement glyph; some have a glyph for the line feed, which must not be drawn.
 model::Font buildAnyFont()
 {
     std::string codes = "\x80\xff"
@@ -180,7 +180,7 @@ void expectSameLine(model::Raster expected, const std::array<std::int32_t, 4>& e
     ASSERT_TRUE(shows(actual, bitmapOf(expected))) << testing::PrintToString(ends);
 }
 
-TEST(DrawLine, ClippedLinesMatchTheModel)
+TEST(DrawLine, LinesInAndAroundASmallBitmapMatchTheModel)
 {
     constexpr std::int32_t outside = 4;
     const model::Raster blank(3, 2);

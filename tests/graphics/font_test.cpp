@@ -68,11 +68,11 @@ TEST_F(FontBuilding, ReadsCodesFromTheTwoCharactersBeforeTheEnding)
           Case{"f/a0.png", 0xa0}, Case{"f/long name 41.png", 0x41}, Case{"f/41.bmp", 0x41},
           // The ending is any four characters.
           Case{"f/41fpng", 0x41}, Case{"fa.png", 0xfa},
-          // Only the first character is a digit.
+          // Only the first character is a hexadecimal digit.
           Case{"f/7g.png", 0x07}, Case{"f/b..png", 0x0b},
-          // The first character is not a digit, or it is 0 and the second is not a digit.
+          // The first character is not a hexadecimal digit, or it is 0 and the second is not.
           Case{"f/g7.png", 0}, Case{"f/+7.png", 0}, Case{"f/-1.png", 0}, Case{"f/0x.png", 0}, Case{"f/4.png", 0},
-          // Too short.
+          // The path is shorter than six characters.
           Case{"f/41", 0}, Case{"f", 0}}) {
         imageStore.clear();
         storeImage(c.path, {"#"});
@@ -133,7 +133,7 @@ TEST_F(FontBuilding, AFontWithoutGlyphsHasWidthAndHeightZeroAndDrawsNothing)
     EXPECT_EQ(fontLineSpacing("empty"), 2);
 }
 
-TEST_F(FontBuilding, PicturesOfANegativeSizeBecomeEmptyGlyphs)
+TEST_F(FontBuilding, ImagesOfANegativeSizeBecomeEmptyGlyphs)
 {
     for (const auto& [width, height] : {std::pair{-3, 8}, std::pair{3, -8}, std::pair{-3, -8}}) {
         SCOPED_TRACE(testing::Message() << width << " by " << height);
@@ -258,7 +258,7 @@ TEST_F(RealFonts, AnUnknownFontMeasuresZeroAndDrawsNothing)
     EXPECT_EQ(fontRegistry.size(), 3U);
 }
 
-// ---- measuring and drawing with the small font ----
+// ---- measuring and drawing with the font "tiny" ----
 
 class TinyFont : public GraphicsTest {
 protected:
@@ -303,8 +303,8 @@ TEST_F(TinyFont, DrawTextLaysOutGlyphsInLines)
         {"maxLines 0 draws one line", "i\ni", 0, 0, 0, 0, 1, {"#", ".", "#", ".", ".", ".", "."}},
         {"negative maxLines draws one line", "i\ni", 0, 0, 0, -9, 1, {"#", ".", "#", ".", ".", ".", "."}},
         // The first 'a' covers columns 0 and 1, the second 'a' columns 3 and 4.
-        {"a width filled to its last column", "aa", 0, 0, 5, 9, 1, {"#..#.", "##.##", "#..#.", ".....", "....."}},
-        {"a wrap before the glyph that exceeds the width",
+        {"text exactly as wide as maxWidth", "aa", 0, 0, 5, 9, 1, {"#..#.", "##.##", "#..#.", ".....", "....."}},
+        {"a wrap before the glyph that exceeds maxWidth",
          "aa",
          0,
          0,
@@ -313,11 +313,11 @@ TEST_F(TinyFont, DrawTextLaysOutGlyphsInLines)
          1,
          {"#....", "##...", "#....", ".....", "#....", "##...", "#...."}},
         {"a wrap on the last line ends the text", "aai", 0, 0, 4, 1, 1, {"#....", "##...", "#....", ".....", "....."}},
-        {"a glyph wider than the width", "ib", 0, 0, 1, 9, 0, {"#...", "....", "#...", "#.#.", ".#..", "#.#."}},
-        {"a first glyph wider than the width", "b", 0, 0, 2, 9, 0, {"...", "...", "...", "#.#", ".#.", "#.#"}},
+        {"a glyph wider than maxWidth", "ib", 0, 0, 1, 9, 0, {"#...", "....", "#...", "#.#.", ".#..", "#.#."}},
+        {"a first glyph wider than maxWidth", "b", 0, 0, 2, 9, 0, {"...", "...", "...", "#.#", ".#.", "#.#"}},
         {"a first glyph too wide for the only line", "b", 0, 0, 2, 1, 0, {"...", "...", "...", "..."}},
         // The line feed is 4 columns wide like the replacement glyph, so after "i" it exceeds a width of 5.
-        {"a line feed that exceeds the width breaks the line once",
+        {"a line feed that exceeds maxWidth breaks the line once",
          "i\ni",
          0,
          0,
@@ -325,7 +325,7 @@ TEST_F(TinyFont, DrawTextLaysOutGlyphsInLines)
          9,
          0,
          {"#", ".", "#", "#", ".", "#", ".", ".", "."}},
-        {"a second line feed after one that exceeds the width",
+        {"a second line feed after a line feed that exceeds maxWidth",
          "i\n\ni",
          0,
          0,
@@ -333,7 +333,7 @@ TEST_F(TinyFont, DrawTextLaysOutGlyphsInLines)
          9,
          0,
          {"#", ".", "#", ".", ".", ".", "#", ".", "#", "."}},
-        {"no width limit at 0",
+        {"maxWidth 0 does not limit the width",
          "aaaa",
          0,
          0,
@@ -341,14 +341,7 @@ TEST_F(TinyFont, DrawTextLaysOutGlyphsInLines)
          9,
          1,
          {"#..#..#..#.", "##.##.##.##", "#..#..#..#.", "...........", "..........."}},
-        {"a width counted from the left edge of the text",
-         "ii",
-         2,
-         0,
-         1,
-         9,
-         0,
-         {"..#.", "....", "..#.", "..#.", "....", "..#."}},
+        {"maxWidth is measured from x", "ii", 2, 0, 1, 9, 0, {"..#.", "....", "..#.", "..#.", "....", "..#."}},
         {"clipped at the top left", "aa", -1, -1, 0, 1, 1, {"#.##", "..#."}},
         {"clipped at the bottom right", "aa", 1, 1, 0, 1, 1, {"....", ".#..", ".##."}},
     };

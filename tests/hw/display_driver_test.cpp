@@ -162,7 +162,7 @@ TEST_F(Display, AbortsIfACommandOrDataFollowsTheFirstFrame)
 
 // Failures.
 
-TEST_F(Display, ReportsAMissingDeviceAndMakesBothLinesOutputsWithoutAReset)
+TEST_F(Display, ReportsAMissingDeviceAndDoesNotResetTheController)
 {
     calls.missingDevices = {"/dev/spidev0.0"};
     EXPECT_EQ(open(), "Unable to open SPI\n");

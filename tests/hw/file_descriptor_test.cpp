@@ -1,4 +1,4 @@
-// Tests of FileDescriptor, which owns a descriptor.
+// Tests of FileDescriptor, which owns a file descriptor.
 #include "hw/file_descriptor.h"
 
 #include "tests/support/system_calls.h"

@@ -43,7 +43,7 @@ protected:
         writer->post(frame);
         EXPECT_NE(frame, nullptr) << "post did not return a buffer";
     }
-    /// Posts the frame and waits until its transfer has begun. The transfer blocks until it is released.
+    /// Posts the first frame and waits until its transfer has begun. The transfer blocks until it is released.
     void postHeld(std::uint32_t number)
     {
         calls.holdTransfers();
@@ -121,7 +121,7 @@ TEST_F(Writer, PostDuringATransferReplacesTheQueuedFrameWithoutBlocking)
     EXPECT_EQ(sentNumbers(), Numbers({1, 1000}));
 }
 
-TEST_F(Writer, WritingToTheReturnedBufferDoesNotChangeSentFrames)
+TEST_F(Writer, WritingToTheReturnedBufferDoesNotChangePostedFrames)
 {
     postHeld(1);
     auto frame = numberedFrame(2);
@@ -135,7 +135,7 @@ TEST_F(Writer, WritingToTheReturnedBufferDoesNotChangeSentFrames)
     EXPECT_EQ(sentNumbers(), Numbers({1, 2}));
 }
 
-TEST_F(Writer, ChangesNeitherTheLineNorTheBytesDuringATransfer)
+TEST_F(Writer, ChangesNeitherTheDataCommandLineNorTheBytesDuringATransfer)
 {
     postHeld(1);
     post(2);
