@@ -3,6 +3,7 @@
 #include "sim/device/simulated_device.h"
 
 #include "tests/sim/comparisons.h"
+#include "tests/support/process_census.h"
 #include "tests/support/scratch_folder.h"
 
 #include <algorithm>
@@ -42,15 +43,6 @@ bool becomesTrue(const std::function<bool()>& condition)
         std::this_thread::sleep_for(1ms);
     }
     return true;
-}
-
-/// Whether the process has ended; its parent may not have waited for it yet.
-bool hasEnded(pid_t pid)
-{
-    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
-    const std::string status{std::istreambuf_iterator<char>(file), {}};
-    const std::size_t name = status.rfind(')');
-    return name == std::string::npos || status.at(name + 2) == 'Z';
 }
 
 class Device : public testing::Test {
@@ -427,9 +419,9 @@ TEST_F(Device, KillsItsScriptsWhenItIsSwitchedOff)
     device->awaitScriptOutput(2);
     device->run(1);
     const pid_t script = std::stoi(device->standardOutput());
-    EXPECT_FALSE(hasEnded(script));
+    EXPECT_TRUE(isRunning(script));
     device.reset();
-    EXPECT_TRUE(becomesTrue([script] { return hasEnded(script); }));
+    EXPECT_TRUE(becomesTrue([script] { return !isRunning(script); }));
 }
 
 // Scripts whose output is paced in iterations. A probe program that starts a script before its first iteration reads
@@ -574,7 +566,7 @@ TEST_F(PacedScript, ProgramEndsWithItsControllerWhileTheClockIsStopped)
     ASSERT_EQ(waitpid(controller, &status, 0), controller);
     EXPECT_EQ(status, 0);
     const pid_t program = std::stoi(folder.read("device/updater.out").substr(4));
-    EXPECT_TRUE(becomesTrue([program] { return hasEnded(program); }));
+    EXPECT_TRUE(becomesTrue([program] { return !isRunning(program); }));
     kill(-program, SIGKILL); // the script, which is in the program's process group
 }
 
@@ -689,7 +681,7 @@ TEST_F(Device, ProgramEndsWithItsController)
     const std::string output = folder.read("device/updater.out");
     ASSERT_TRUE(output.starts_with("pid ")) << output;
     const pid_t program = std::stoi(output.substr(4));
-    EXPECT_TRUE(becomesTrue([program] { return hasEnded(program); }));
+    EXPECT_TRUE(becomesTrue([program] { return !isRunning(program); }));
 }
 
 TEST_F(Device, IsIndependentOfOtherDevices)
