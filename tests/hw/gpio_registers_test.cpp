@@ -62,7 +62,7 @@ TEST_F(GpioRegisters, MappingPrintsAMessageAndReturnsNullIfTheMemoryDeviceCannot
     EXPECT_EQ(calls.takeLog(), Log({opening}));
 }
 
-TEST_F(GpioRegisters, AFailedMappingPrintsTheFailureValueAndClosesTheDevice)
+TEST_F(GpioRegisters, AFailedMmapPrintsItsReturnValueAndClosesTheDevice)
 {
     calls.mappingFails = true;
     testing::internal::CaptureStderr();

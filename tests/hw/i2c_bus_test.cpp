@@ -15,7 +15,7 @@ std::string opening(const std::string& path)
     return "open " + path + " flags " + std::to_string(O_RDWR | O_CLOEXEC);
 }
 
-/// Checks that nothing is printed to standard error.
+/// Each test also checks that nothing is printed to standard error.
 class I2c : public testing::Test {
 protected:
     void TearDown() override { EXPECT_EQ(testing::internal::GetCapturedStderr(), ""); }

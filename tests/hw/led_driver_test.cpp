@@ -44,7 +44,7 @@ TEST_F(Leds, InitWakesTheControllerAndWritesTheOutputSettingsInAscendingOrder)
     EXPECT_EQ(calls.takeLog(), expected);
 }
 
-TEST_F(Leds, TheConstructorCallsInit)
+TEST_F(Leds, TheConstructorWithABusCallsInit)
 {
     leds.init(bus, 0x6C);
     const Log initialisation = calls.takeLog();
@@ -52,7 +52,7 @@ TEST_F(Leds, TheConstructorCallsInit)
     EXPECT_EQ(calls.takeLog(), initialisation);
 }
 
-TEST_F(Leds, InitTurnsAllLedsOff)
+TEST_F(Leds, TheFlushAfterInitTurnsAllLedsOff)
 {
     EXPECT_EQ(flushed(), allOff);
     leds.setLevel(10);

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// The tests share one boot. The package was installed while systemd was not running.
+/// The tests share one boot. The packages were installed while systemd was not running.
 class ColdStart : public testing::Test {
 protected:
     static void SetUpTestSuite()
@@ -38,7 +38,7 @@ TEST_F(ColdStart, ShowsTheWaitingScreenFirst)
     EXPECT_TRUE(boardTest::hasNoViolations(*board));
 }
 
-TEST_F(ColdStart, LightsTheLedsAlthoughTheirDriverIsLoadedDuringTheBoot)
+TEST_F(ColdStart, LightsTheLedsAlthoughTheI2cDriverIsLoadedDuringTheBoot)
 {
     EXPECT_THAT(board->withBus([](const Bus& bus) { return bus.ledOutputs(); }), testing::Contains(255).Times(6));
 }

@@ -50,7 +50,7 @@ protected:
         return board->query("systemctl show --property=ActiveState --value tonecrate-updater");
     }
 
-    /// Plugs in the drive and confirms the operation. The updater must be running.
+    /// Plugs in the drive, chooses the operation and confirms it. The updater must be running.
     static void begin(bool factoryReset, const std::string& oldVersion)
     {
         board->plug("drive.img");
@@ -69,7 +69,7 @@ protected:
         finishWith(scenes::done());
         board->stopUpdater();
     }
-    /// Runs a shell command in the mounted internal memory.
+    /// Mounts the internal memory, runs a shell command there, and unmounts the memory. Returns the command's output.
     static std::string inMemory(const std::string& command)
     {
         return board->query("mount /dev/mmcblk0p3 /mnt && { cd /mnt && " + command +
@@ -92,7 +92,8 @@ std::unique_ptr<DebianBoard> InstalledPackage::board;
 bool InstalledPackage::isBroken = false;
 std::string InstalledPackage::presetsBefore;
 
-/// Lists all files, except in folders whose contents also change for other reasons.
+/// A command that lists the files on the root file system, except caches, logs, temporary files and the states of dpkg,
+/// apt and systemd.
 const std::string listFiles = "find / -xdev -path /var/cache -prune -o -path /var/lib/dpkg -prune -o "
                               "-path /var/log -prune -o -path /var/lib/apt -prune -o -path /var/lib/systemd -prune -o "
                               "-path /var/tmp -prune -o -path /tmp -prune -o -print | sort";
@@ -103,7 +104,7 @@ TEST_F(InstalledPackage, TheSystemStartsWithoutFailedUnits)
     board->query(listFiles + " >/run/files.before");
 }
 
-TEST_F(InstalledPackage, InstallsWithoutANetworkAndStartsNothing)
+TEST_F(InstalledPackage, InstallsWithoutANetworkAndDoesNotStartTheService)
 {
     board->query("apt-get --yes install /srv/packages/*.deb");
     EXPECT_EQ(state(), "inactive\n");
@@ -122,7 +123,7 @@ TEST_F(InstalledPackage, StartsDirectlyAfterItsInstallation)
     board->stopUpdater();
 }
 
-TEST_F(InstalledPackage, DoesNotWaitForALedControllerThatDoesNotExist)
+TEST_F(InstalledPackage, StartsInTimeWithoutAnLedController)
 {
     board->query("modprobe --remove i2c-bcm2835 && udevadm settle && test ! -e /dev/i2c-22");
     const double seconds = board->startAndMeasure();
@@ -155,7 +156,7 @@ std::string documentedDropIn()
     return text;
 }
 
-/// The service `player`, which the next test also uses, keeps a file on the memory open.
+/// Creates the service `player`, which keeps a file in the internal memory open. The next test also uses the service.
 TEST_F(InstalledPackage, AMemoryThatAProgramUsesIsNotFormatted)
 {
     inMemory("chown -R 1000:29 presets && chmod -R g+xs presets");

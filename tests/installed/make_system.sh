@@ -10,7 +10,7 @@
 #   initramfs       mounts the second partition of the card and starts systemd
 #   new.img         a card with the system; the packages are in /srv/packages, newer ones in /srv/packages/next
 #   installed.img   the same system, with the packages installed while systemd was not running
-# Both cards also have the partitions of the card in STAGE.
+# Both cards have the partitions of the card in STAGE, except the second, which contains the system.
 set -euo pipefail
 shopt -s inherit_errexit
 export LC_ALL=C
@@ -62,8 +62,8 @@ install_controls() {
     ln -s ../board-encoder.service "$services/sysinit.target.wants/"
 }
 
-# Configures the system as if it had been booted before: it has a machine ID, and its caches are up to date. Without
-# package lists, apt considers only the installed packages, and takes seconds instead of minutes.
+# Configures the system as if it had been booted before: it has a machine ID, and /etc and /var are marked as updated.
+# Without package lists, apt considers only the installed packages, and takes seconds instead of minutes.
 configure() {
     local unit
     rm -rf "$system"/var/lib/apt/lists/*
@@ -78,7 +78,8 @@ configure() {
     touch "$system"/{etc,var}/.updated
 }
 
-# add_packages FOLDER: copies the packages, and builds packages with the same files and a higher version.
+# add_packages FOLDER: copies the packages to FOLDER. Builds packages with the same files and a higher version in
+# FOLDER/next.
 add_packages() {
     local package content=$work/content
     mkdir -p "$1/next"
@@ -91,8 +92,8 @@ add_packages() {
     done
 }
 
-# make_card FILE: copies the card of STAGE, and moves its second partition behind the others, for the system. The
-# emulator requires a size that is a power of two.
+# make_card FILE: copies the card of STAGE, moves its second partition behind the others, enlarges it, and fills it with
+# the system. The emulator requires a card size that is a power of two.
 make_card() {
     cp --sparse=always "$stage/card.img" "$1"
     truncate -s 1G "$1"

@@ -34,7 +34,7 @@ async function confirmUpdate(panel) {
     await panel.click();
 }
 
-/** Runs the scripts at 16 times their real speed. */
+/** Sets 16 times the real speed, and waits for the screen "done". */
 async function awaitDone(panel) {
     await panel.setSpeed("16");
     await panel.awaitScreen("done");
@@ -112,7 +112,7 @@ describe("update", () => {
         await awaitDone(panel);
     });
 
-    test("inputs take effect on every open page", async () => {
+    test("can be operated from several open pages", async () => {
         const one = await open();
         const other = await open(phone);
         await one.plugOrUnplug();
@@ -275,7 +275,7 @@ describe("device", () => {
         await panel.awaitScreen("menu-without-update");
     });
 
-    test("the end of the log stays visible when the list of faults opens", async () => {
+    test("keeps the end of the log visible when the list of faults opens", async () => {
         const panel = await open({viewport: {width: 1440, height: 700}});
         await panel.find("pause").click();
         await panel.awaitStatus("Paused");
@@ -336,7 +336,7 @@ describe("accessibility", () => {
 
 describe("appearance", () => {
     const ratios = [1, 1.25, 1.5, 2, 3];
-    test("every display pixel has the same whole number of device pixels", async () => {
+    test("each display pixel is a whole number of device pixels wide", async () => {
         for (const deviceScaleFactor of ratios) {
             const panel = await open({deviceScaleFactor});
             const width = await panel.find("lcd").evaluate(lcd => lcd.getBoundingClientRect().width * devicePixelRatio);
@@ -420,7 +420,7 @@ async function measureLayout() {
     return {overflow, device: edges("device"), stage: edges("stage")};
 }
 
-/** Runs in the page. Returns the milliseconds from a key to the first change in the canvas's top 60 rows. */
+/** Runs in the page. Returns the milliseconds from a key press to the first change in the canvas's top 60 rows. */
 async function measureLatency() {
     const canvas = document.getElementById("screen");
     const copy = new OffscreenCanvas(canvas.width, 60).getContext("2d", {willReadFrequently: true});

@@ -50,7 +50,7 @@ std::string HttpClient::receiveUntil(const std::string& text)
     while (text.empty() || received.find(text) == std::string::npos) {
         const ssize_t count = recv(fd, buffer.data(), buffer.size(), 0);
         if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-            throw std::runtime_error("no answer for a minute");
+            throw std::runtime_error("nothing received for a minute");
         }
         if (count <= 0) {
             break;

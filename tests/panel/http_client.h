@@ -31,5 +31,5 @@ private:
 std::string fetch(std::uint16_t port, const std::string& method, const std::string& path, const std::string& body = "",
                   const std::string& headers = "Host: localhost\r\n");
 
-/// The status code; 0 if the response is not an HTTP response.
+/// The status code; 0 if `response` is empty or does not start with an HTTP/1.1 status line.
 int statusOf(const std::string& response);

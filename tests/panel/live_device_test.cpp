@@ -12,7 +12,7 @@ using nlohmann::json;
 
 namespace {
 
-/// A page that keeps the newest state and the whole log.
+/// Reads the feed as a page does. Keeps the newest state and the whole log.
 class Page {
 public:
     explicit Page(Feed& chosenFeed) : feed(chosenFeed) {}

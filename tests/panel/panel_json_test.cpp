@@ -54,7 +54,7 @@ TEST(PanelJson, AbsentValuesAreNull)
     }
 }
 
-TEST(PanelJson, EventHasItsKind)
+TEST(PanelJson, AnEventNamesItsKindAndAnEndIsAnError)
 {
     EXPECT_EQ(eventJson({7, Event::Kind::Violation, "a \"quoted\" text"}),
               R"({"iteration":7,"kind":"violation","text":"a \"quoted\" text"})");

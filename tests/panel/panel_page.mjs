@@ -5,7 +5,7 @@ import {fileURLToPath} from "node:url";
 
 const screensFolder = fileURLToPath(new URL("../../screens/", import.meta.url));
 
-/** In milliseconds; scripts take a few seconds of device time. */
+/** The limit of each wait, in milliseconds. */
 export const TIMEOUT = 90_000;
 const POLLING_PERIOD = 20;
 /** CSS pixels that a notch of a mouse wheel scrolls. */
@@ -96,7 +96,7 @@ export class PanelPage {
         }
     }
 
-    /** Waits for the screen and compares every pixel with its reference picture. */
+    /** Waits until the page names the screen, then compares all pixels with the reference picture of the screen. */
     async awaitScreen(name) {
         await this.await(() => document.getElementById("screen").ariaLabel, `Display: ${name}`);
         assert.equal(await this.levels(), await this.#referenceLevels(name), `pixels of ${name}`);

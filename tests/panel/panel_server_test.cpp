@@ -41,8 +41,8 @@ protected:
         return statusOf(fetch(server.port(), method, path, body, headers));
     }
 
-    /// Repeats the request, for about 10 seconds, while the server disconnects it without a response: the connections
-    /// of earlier clients may still be closing.
+    /// Repeats the request until the server responds, for at most about 10 seconds. While connections of earlier
+    /// clients are still closing, the server may disconnect the client without a response.
     int statusWhenFree(const std::string& method, const std::string& path, const std::string& body = "") const
     {
         constexpr int attempts = 1000;
@@ -153,7 +153,7 @@ TEST_F(PanelServerTest, RejectsForeignOrigins)
     EXPECT_EQ(status("POST", "/input", "press", "Host: localhost:7\r\nOrigin: http://localhost:7\r\n"), 204);
 }
 
-TEST_F(PanelServerTest, RejectsUnknownAddressesAndMethods)
+TEST_F(PanelServerTest, RejectsUnknownPathsAndWrongMethods)
 {
     for (const char* path : {"/nothing", "/page", "/../page.html", "/events/", "//", "/input%20"}) {
         EXPECT_EQ(status("GET", path), 404) << path;

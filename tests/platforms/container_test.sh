@@ -1,6 +1,6 @@
 #!/bin/bash
-# Builds the image described by Containerfile with Buildah, on a base system created by debootstrap, and runs
-# ./dev run and ./dev test in it. Needs root.
+# Builds the image of Containerfile from a clone of HEAD, with Buildah and a base system created by debootstrap. Runs
+# ./dev run and ./dev test in the image. Needs root.
 # Usage: container_test.sh CACHE   (CACHE: folder of the base system and the compiler cache)
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."

@@ -16,8 +16,8 @@ release_name() {
   printf '%s\n' "$name"
 }
 
-# Both tests compile the same files, in /tonecrate and with the same options: on the same release, the second test takes
-# the object files from a cache.
+# Both tests compile the same files, in /tonecrate and with the same options: on the same release, the test that runs
+# second takes the object files from the cache.
 readonly environment=(TONECRATE_WARNINGS_AS_ERRORS="${TONECRATE_WARNINGS_AS_ERRORS:-}" CCACHE_DIR=/ccache
   CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_SLOPPINESS="pch_defines,time_macros")
 
@@ -39,8 +39,8 @@ unpack_base() {
     rm -rf --one-file-system -- "$2"
 }
 
-# in_root ROOT CACHE COMMAND [ARGUMENT...]: runs a command in private namespaces, so its processes and mounts disappear
-# when it exits. CACHE: folder of the compiler cache.
+# in_root ROOT CACHE COMMAND [ARGUMENT...]: runs a command in the system in ROOT. The command has private namespaces, so
+# its processes and mounts disappear when it exits. CACHE: folder of the compiler cache.
 in_root() {
   # shellcheck disable=SC2016 # for the inner shell
   unshare --mount --pid --fork --kill-child --propagation private sh -euc '

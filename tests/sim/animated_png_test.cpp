@@ -57,7 +57,7 @@ TEST(AnimatedPng, ViewersWithoutAnimationShowTheFirstScreen)
     EXPECT_EQ(decoded(animatedPngOf(screens)).pixels, pictureOf(stripes(1)).pixels);
 }
 
-TEST(AnimatedPng, NumbersFramesAndDataInOneSequence)
+TEST(AnimatedPng, TheChunksFcTLAndFdATShareOneSequenceOfNumbers)
 {
     const std::vector<TimedScreen> screens = {{stripes(0), 20}, {stripes(1), 40}, {stripes(2), 70000}};
     const auto chunks = chunksOf(animatedPngOf(screens));

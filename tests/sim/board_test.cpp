@@ -1,4 +1,4 @@
-// Tests for the board: its endpoints, injected faults, and the traffic log.
+// Tests for the simulated board: its endpoints, injected faults, and the traffic log.
 #include "sim/preload/board.h"
 
 #include "tests/sim/comparisons.h"
@@ -594,14 +594,14 @@ TEST_F(BoardDuringAFrame, ReportsADataCommandLineChange)
     EXPECT_EQ(board->violationList(), std::vector<std::string>(2, "the data/command line changed during a transfer"));
 }
 
-TEST_F(BoardDuringAFrame, ReportsADataCommandLineChangedWithoutASystemCall)
+TEST_F(BoardDuringAFrame, ReportsADataCommandLineChangeWithoutASystemCall)
 {
     registers()[10] = 1U << dataCommandLine;
     board->timeline.pass(60ms);
     EXPECT_EQ(board->violationList().front(), "the data/command line changed during a transfer");
 }
 
-/// Like spidev, the board carries out one transfer after another.
+/// Like spidev, the board carries out one SPI transfer after another.
 TEST_F(BoardDuringAFrame, CarriesOutTheNextTransferAfterTheFrame)
 {
     transfer(otherFrame);
