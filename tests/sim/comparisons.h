@@ -20,7 +20,7 @@ inline bool contains(const std::string& text, const std::string& part)
     return text.find(part) != std::string::npos;
 }
 
-/// Returns the message of the exception that `call` throws. Fails the test if it throws none.
+/// Returns the message of the `Exception` that `call` throws. Fails the test if `call` throws nothing.
 template <typename Exception = std::runtime_error, typename Call>
 std::string thrownMessage(const Call& call)
 {

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Type, code and value.
+/// The type, code and value of each record.
 using Records = std::vector<std::tuple<int, int, std::int32_t>>;
 
 Records allOf(sim::Encoder& encoder)

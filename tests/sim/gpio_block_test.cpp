@@ -75,7 +75,7 @@ TEST_F(Gpio, ReadsTheFunctionOfEveryLineFromItsThreeBits)
     EXPECT_EQ(violations.list(), Lines{});
 }
 
-TEST_F(Gpio, ReportsANewOutputOnce)
+TEST_F(Gpio, ReportsALineEachTimeItBecomesAnOutput)
 {
     select(25, output);
     block.sync();

@@ -36,7 +36,7 @@ protected:
         write({enableRegister, 1});
         writeFrom(firstSetting, LedController::outputCount, 0x10);
     }
-    /// Output k gets the brightness 10 + k.
+    /// Writes 10 + k to the brightness register of output k.
     void writeDistinctBrightness()
     {
         std::vector<std::uint8_t> bytes = {firstBrightness};

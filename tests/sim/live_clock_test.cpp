@@ -20,7 +20,7 @@ std::uint64_t iterationsUntil(LiveClock& clock, LiveClock::TimePoint end, std::c
     return count;
 }
 
-TEST(LiveClock, RunsAsManyIterationsPerMillisecondAsItsSpeed)
+TEST(LiveClock, SpeedIsTheNumberOfIterationsPerMillisecond)
 {
     for (const int speed : {1, 4, 16}) {
         for (const auto interval : {100us, 700us, 1100us}) {
@@ -32,7 +32,7 @@ TEST(LiveClock, RunsAsManyIterationsPerMillisecondAsItsSpeed)
     }
 }
 
-TEST(LiveClock, IsDueOncePerMillisecond)
+TEST(LiveClock, AnIterationIsDueEveryMillisecond)
 {
     LiveClock clock(start);
     EXPECT_EQ(clock.takeDue(start), 1U);
@@ -43,7 +43,7 @@ TEST(LiveClock, IsDueOncePerMillisecond)
     EXPECT_EQ(clock.takeDue(start + 5ms), 4U);
 }
 
-TEST(LiveClock, MakesUpForAShortDelayInSmallBatches)
+TEST(LiveClock, MakesUpForAShortDelayInSeveralBatches)
 {
     LiveClock clock(start);
     EXPECT_EQ(clock.takeDue(start + 49ms), LiveClock::longestBatch);
@@ -58,7 +58,7 @@ TEST(LiveClock, SkipsTheIterationsMissedInALongDelay)
     EXPECT_EQ(clock.takeDue(start + 1min), 0U);
 }
 
-TEST(LiveClock, RunsBatchAfterBatchAtFullSpeed)
+TEST(LiveClock, AtFullSpeedTakeDueReturnsTheLongestBatch)
 {
     LiveClock clock(start);
     clock.setSpeed(LiveClock::fullSpeed, start);

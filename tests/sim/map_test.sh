@@ -1,5 +1,5 @@
 #!/bin/bash
-# Tests the map of the screens.
+# Tests the map of the screens and the programs that create it.
 # Usage: map_test.sh EXPLORER (the program that explores the updater)
 set -uo pipefail
 project=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../..")
@@ -9,7 +9,8 @@ trap 'rm -rf -- "$work"' EXIT
 # shellcheck source-path=SCRIPTDIR source=../support/cases.sh
 . "$project/tests/support/cases.sh"
 
-# The pictures are not compared: the screens have the names of golden screens, which other tests compare.
+# Compares only the text. The pictures need no comparison, because the name of a screen is derived from the golden
+# screen that shows the same picture.
 map_is_current() {
   "$explorer" "$work/map"
   diff -u "$project/docs/screen_map.txt" "$work/map/screen_map.txt" || { echo "run ./dev map" && return 1; }
@@ -25,8 +26,8 @@ drawing_is_current() {
     sort -u) <(sed -n 's/&#45;/-/g; s/&gt;/>/g; s|^<title>\([^ %]*\)</title>$|\1|p' "$project/docs/screen_map.svg" | sort)
 }
 
-# refuses PATTERN COMMAND...: checks that a command fails and prints only one line, which matches PATTERN, on standard
-# error.
+# refuses PATTERN COMMAND...: checks that a command fails and prints nothing except one line on standard error, which
+# matches PATTERN.
 refuses() {
   local status=0
   "${@:2}" >"$work/out" 2>"$work/err" || status=$?

@@ -13,7 +13,7 @@ Screen filledWith(std::uint8_t level)
     return screen;
 }
 
-/// The grey level and the duration of each screen.
+/// The grey level of each screen, and its duration in milliseconds.
 std::vector<std::pair<int, unsigned>> contentOf(const Movie& movie, std::uint64_t iteration)
 {
     std::vector<std::pair<int, unsigned>> content;
@@ -37,7 +37,7 @@ TEST(Movie, ShowsEachScreenUntilTheNext)
     EXPECT_EQ(contentOf(movie, 1000), (Content{{0, 100}, {1, 200}, {2, 700}}));
 }
 
-TEST(Movie, ContainsTheScreenOfTheLastIterationWithDuration0)
+TEST(Movie, AScreenAddedInTheLastIterationHasDuration0)
 {
     Movie movie;
     movie.add(0, filledWith(3));

@@ -92,7 +92,7 @@ TEST(PngFile, NamesTheFileThatCannotBeRead)
     EXPECT_TRUE(contains(thrownMessage(read), "cannot read " + path.string()));
 }
 
-TEST(PngFile, NamesTheTruncatedFile)
+TEST(PngFile, NamesATruncatedFile)
 {
     const ScratchFolder folder;
     const std::filesystem::path path = folder / "screen.png";

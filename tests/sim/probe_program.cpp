@@ -1,5 +1,5 @@
-// A test program for the simulated device. It executes the commands in the environment variable PROBE, which are
-// separated by semicolons and have at most one argument, and then iterates forever.
+// A test program for the simulated device. It executes the commands in the environment variable PROBE, and then
+// iterates forever. Semicolons separate the commands. The text after a command's first blank is its argument.
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -28,8 +28,8 @@ volatile std::uint32_t* registers = nullptr;
 int spi = -1;
 int encoder = -1;
 std::FILE* script = nullptr;
-/// The first iteration that reads the script's output: two iterations after the start, so the controller can stop the
-/// program before it reads any output.
+/// The first iteration that reads the script's output: the second after the script's start, so the controller can stop
+/// the program before it reads any output.
 long firstScriptIteration = 0;
 std::uint8_t frame[frameSize];
 

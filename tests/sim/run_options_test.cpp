@@ -69,7 +69,7 @@ TEST(RunOptions, WiresLimitAcceptsSizes)
         {"1K", std::uint64_t{1} << 10},
         {"500M", std::uint64_t{500} << 20},
         {"2G", std::uint64_t{2} << 30},
-        {"17179869183G", std::uint64_t{17179869183} << 30}, // the largest in G
+        {"17179869183G", std::uint64_t{17179869183} << 30}, // the largest number of GiB that fits in 64 bits
         {"0", sim::RecordingState::noLimit},
         {"0G", sim::RecordingState::noLimit},
     };
@@ -111,7 +111,7 @@ TEST(RunOptions, HelpIgnoresLaterArguments)
     EXPECT_TRUE(parsed({"-h"}).wantsHelp);
 }
 
-TEST(RunOptions, HelpListsEveryOption)
+TEST(RunOptions, HelpListsEveryOptionThatTakesAValue)
 {
     const std::string help = sim::helpText(SCENARIOS_DIR);
     EXPECT_TRUE(help.starts_with("usage: "));

@@ -1,7 +1,7 @@
 #!/bin/bash
-# Tests the simulator as a program: playing and recording scenarios, the failures that a scenario detects, usage errors,
-# and the removal of temporary files.
-# Usage: run_program_test.sh SIMULATOR SCRIPTS
+# Tests the simulator as a program: scenarios, recordings, movies, errors, exit statuses, and the removal of temporary
+# files.
+# Usage: run_program_test.sh SIMULATOR SCRIPTS (SCRIPTS is the folder sim/scripts)
 set -uo pipefail
 
 simulator=$1 scripts=$2
@@ -12,7 +12,7 @@ export TMPDIR=$work/tmp
 # shellcheck source-path=SCRIPTDIR source=../support/cases.sh
 . "$(dirname -- "${BASH_SOURCE[0]}")/../support/cases.sh"
 
-# Enough for most tests: a few frames of a device without a drive.
+# For the tests of --movie and --wires: a few frames of a device without a drive.
 printf 'wait 100\nturn +1\nwait 100\n' >"$work/short.scenario"
 
 around_case() {
@@ -30,7 +30,8 @@ run() {
   "$simulator" "$@" </dev/null >"$work/out" 2>"$work/err" || status=$?
 }
 
-# fails_with STATUS PATTERN: the last run exited with STATUS and printed one line that matches PATTERN on standard error.
+# fails_with STATUS PATTERN: checks that the last run exited with STATUS and printed exactly one line on standard error,
+# which matches PATTERN.
 fails_with() {
   cat "$work/err"
   # shellcheck disable=SC2053 # a pattern
@@ -75,7 +76,8 @@ reached_by() {
   echo $((${last#'#'} / 1000000))
 }
 
-# The recording contains both power cycles. The first lasts 454 ms: 354 ms of start-up and 100 iterations.
+# The recording contains both power cycles. The first lasts 454 ms: 354 ms of start-up and 100 iterations. The second
+# lasts 20 ms longer.
 continues_the_wires() {
   printf 'wait 100\npower off\npower on\nwait 100\nturn 1\nwait 20\n' >"$work/cycle.scenario"
   run --scenario "$work/cycle.scenario" --wires "$work/wires.vcd"
@@ -138,7 +140,8 @@ missing_scenario() {
   fails_with 1 "none: failed: cannot read $work/none.scenario: No such file or directory"
 }
 
-# wrong_usage ARGUMENT...
+# wrong_usage ARGUMENT...: checks that the simulator exits with status 2 and prints nothing except the error and a line
+# of usage on standard error.
 wrong_usage() {
   run "$@"
   [[ $status -eq 2 && ! -s $work/out && $(wc -l <"$work/err") -eq 2 && $(tail -n 1 "$work/err") == usage:* ]]
@@ -205,7 +208,8 @@ full_output() {
   fails_with 1 'corrupt: failed: *: cannot write to standard output'
 }
 
-# ends_by_signal NAME: uses job control, because without it a background job ignores SIGINT.
+# ends_by_signal NAME: checks that the signal ends the simulator during a scenario, and that the simulator prints no
+# error. Uses job control, because without it a background job ignores SIGINT.
 ends_by_signal() {
   set -m
   : >"$work/out"
@@ -224,7 +228,7 @@ it "a recording that cannot be written is reported in one line" unwritable_recor
 it "--movie saves an animated picture, the same in every run" saves_a_movie
 it "a movie that cannot be written is reported in one line" unwritable_movie
 it "--wires records the levels of the lines, the same in every run" records_the_wires
-it "a power cycle continues the recording of the lines" continues_the_wires
+it "the recording of the lines continues after a power cycle" continues_the_wires
 it "the lines are recorded until the scenario fails" records_a_failure
 it "at the limit, the recording of the lines ends, but not the run" limits_the_wires
 it "the lines can be recorded into a pipe" pipes_the_wires
@@ -234,9 +238,9 @@ it "a wrong statement is reported in one line, with file and line" wrong_stateme
 it "a missing scenario file is reported in one line" missing_scenario
 it "an unknown option is a usage error" wrong_usage --fast
 it "an unknown scenario is a usage error" wrong_usage --play chess
-it "a wrong limit is a usage error" wrong_usage --wires-limit 2T
+it "an invalid limit is a usage error" wrong_usage --wires-limit 2T
 it "an option without a value is a usage error" wrong_usage --frames
-it "a scenario fails if a failed script changed the internal memory" format_that_writes
+it "\"expect memory unchanged\" fails if a script has changed the internal memory" format_that_writes
 it "the default scenario is \"update\", which fails if the updater ends" updater_that_ends
 it "a missing updater is reported in one line" missing_updater
 it "a missing folder for temporary files is reported in one line" no_temporary_folder

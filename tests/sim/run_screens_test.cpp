@@ -15,7 +15,7 @@ using sim::FrameFolder;
 using sim::ReferenceScreens;
 using sim::Screen;
 
-/// Columns of the four grey levels, starting with `firstLevel`.
+/// Columns, one pixel wide, of the four grey levels in turn, starting with `firstLevel`.
 std::unique_ptr<Screen> stripedScreen(int firstLevel)
 {
     auto screen = std::make_unique<Screen>();
@@ -39,7 +39,7 @@ TEST(ReferenceScreens, RecognisesAScreenByItsPicture)
     EXPECT_FALSE(references.contains("notes"));
 }
 
-TEST(ReferenceScreens, RejectsAPictureOfAnotherSize)
+TEST(ReferenceScreens, RejectsAPictureOfTheWrongSize)
 {
     const ScratchFolder folder;
     sim::writePng(folder / "one.png", sim::pictureOf(*stripedScreen(1), 2));
@@ -75,7 +75,7 @@ TEST(FrameFolder, NumbersScreensAndSavesEachOnce)
     EXPECT_EQ(sim::readPng(folder / "a/b/0003.png").pixels, sim::pictureOf(*stripedScreen(2)).pixels);
 }
 
-TEST(FrameFolder, SavesNothingWithoutAFolder)
+TEST(FrameFolder, AddDoesNotThrowIfThePathIsEmpty)
 {
     FrameFolder frames("");
     EXPECT_NO_THROW(frames.add(*stripedScreen(0), ""));
@@ -86,7 +86,7 @@ TEST(FrameFolder, RejectsAFolderThatCannotBeCreated)
     EXPECT_THROW(FrameFolder("/dev/null/frames"), std::runtime_error);
 }
 
-TEST(LiveView, ShowsAsMuchDetailAsTheWindowAllows)
+TEST(LiveView, ShowsAsMuchDetailAsTheTerminalAllows)
 {
     EXPECT_EQ(sim::detailFor(256, 84, true), Detail::Greys);
     EXPECT_EQ(sim::detailFor(255, 84, true), Detail::Pixels);

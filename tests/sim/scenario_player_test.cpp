@@ -28,7 +28,8 @@ sim::DeviceFiles& files()
     return shared;
 }
 
-/// The frames of a run in order, each with its iteration; the recording; and the player's result.
+/// The frames of a run in order, each with the iteration at which it was observed; the recording; and the player's
+/// result.
 struct Played {
     std::vector<std::pair<std::uint64_t, Screen>> frames{};
     std::string recording{};
@@ -155,7 +156,7 @@ TEST(ScenarioPlayer, ComparesOutputAndTheRunningScriptExactly)
                          "at 501 expect script decrypt.sh /dev/sda1\n"));
 }
 
-TEST(ScenarioPlayer, DescribesTheLastExpectation)
+TEST(ScenarioPlayer, ResultDescribesTheExpectedState)
 {
     EXPECT_EQ(play("wait 100\nexpect screen waiting\nexpect memory unchanged\n").result,
               "screen \"waiting\", internal memory unchanged");

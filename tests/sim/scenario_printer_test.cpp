@@ -23,7 +23,7 @@ std::uint64_t millisecondsOf(const std::string& movie)
     return sum;
 }
 
-TEST(ScenarioPrinter, AMovieLastsAsLongAsAllPowerCycles)
+TEST(ScenarioPrinter, AMovieLastsAsLongAsAllPowerCyclesTogether)
 {
     const ScratchFolder folder;
     sim::DeviceFiles files(SIM_DIR "/scripts", SIM_DIR "/firmware");

@@ -30,7 +30,8 @@ private:
 
 constexpr unsigned longestWaitSeconds = 60;
 
-/// Exits with 0 if waiting for input is interrupted.
+/// Waits for input. Exits with 0 if a watched signal interrupts the wait, or with 1 if input arrives. SIGALRM kills the
+/// process if neither happens in time.
 [[noreturn]] void exitAfterWaiting(int descriptor)
 {
     alarm(longestWaitSeconds);

@@ -156,13 +156,13 @@ TEST_F(Device, ShowsAFrameSentByTheMainThread)
     EXPECT_EQ(device->violations(), Lines{});
 }
 
-TEST_F(Device, ShowsAFrameSentByAnotherThreadInTheIterationInWhichItEnds)
+TEST_F(Device, ShowsAFrameSentByAnotherThreadInTheIterationInWhichTheTransferEnds)
 {
     const struct {
         std::chrono::microseconds frameTime;
         std::uint64_t lastWithout;
     } cases[] = {
-        // Sent at the start of iteration 11, after a command byte, which also takes time.
+        // The frame is sent at the start of iteration 11, after a command byte, whose transfer also takes time.
         {60ms, 11 + 60},
         {0ms, 11 + 6}, // 6.55 ms at the bus speed
         {998us, 11},
@@ -367,7 +367,7 @@ TEST_F(Device, PassesArgumentsAndTheRootToAScript)
                                (setup.root / "usr/sbin/format.sh").string()}));
 }
 
-/// ls opens the folder that it lists as the lowest free descriptor.
+/// The descriptor on which `ls` opens the folder that it lists: the lowest that it has not inherited.
 constexpr const char* descriptorOfLs = "3";
 
 TEST_F(Device, HidesItsVariablesAndDescriptorsFromScripts)
@@ -402,7 +402,7 @@ TEST_F(Device, DoesNotInheritTheControllersFiles)
     close(inheritable);
 }
 
-TEST_F(Device, RunsOtherCommandsUnchanged)
+TEST_F(Device, RunsCommandsThatAreNotScriptsUnchanged)
 {
     start("script echo plain");
     EXPECT_FALSE(device->isScriptRunning());
@@ -435,8 +435,8 @@ protected:
         fs::create_directories(setup.root);
     }
 
-    /// Runs install.sh until it has ended. Returns the pieces of output that the program reads, each with the last
-    /// iteration before the program reads it.
+    /// Runs install.sh until it has ended, or until iteration 2000. Returns the program's output in pieces "N: TEXT":
+    /// the program prints TEXT in iteration N + 1.
     Lines readings(const std::string& body)
     {
         device.reset();
@@ -478,7 +478,7 @@ TEST_F(PacedScript, PassesEachLineAFixedNumberOfIterationsAfterThePreviousOne)
     }
 }
 
-/// The status depends on the shell that runs the script.
+/// The exit status of a killed script depends on the shell that runs it.
 TEST_F(PacedScript, AKilledScriptHasTheSameStatusAsWithoutPacing)
 {
     const std::string body = "echo one\nkill -9 $$\n";
@@ -501,7 +501,7 @@ TEST_F(PacedScript, PassesALongLineCompletely)
     EXPECT_EQ(text, std::string(5000, 'x') + "\nscript ended with 0\n");
 }
 
-TEST_F(PacedScript, AScriptContinuesOnlyWhenItsLineHasBeenPassed)
+TEST_F(PacedScript, AWaitingScriptContinuesOnlyWhenItsLineHasBeenPassedOn)
 {
     addScript("install.sh", "for step in 1 2 3; do\n"
                             "  echo $step >>\"$DEVICE_ROOT/done\"\n"
@@ -579,7 +579,7 @@ TEST_F(Device, RecordsTheOutputOfTheProgram)
     EXPECT_EQ(device->standardError(), "to the other\n");
 }
 
-TEST_F(Device, AddsToTheEnvironmentOfTheProgramAndItsScripts)
+TEST_F(Device, AddsVariablesToTheEnvironmentOfTheProgramAndItsScripts)
 {
     setup.environment.emplace_back("COLOUR=deep blue");
     addScript("format.sh", "echo \"$COLOUR\"\n");
@@ -714,7 +714,7 @@ TEST_F(DeviceInSpecialFolder, QuotesThePathForTheShell)
     EXPECT_EQ(output(), (Lines{"1.2.3", "1 in " + setup.root.string(), "script ended with 0"}));
 }
 
-// Programs and libraries that must be rejected, because the program would use the real hardware.
+// Programs and libraries that must be rejected, because the program would otherwise use the real hardware.
 
 class StartCheck : public Device {
 protected:
@@ -810,6 +810,8 @@ TEST(ProgramFile, ReadsTheLoaderOfDynamicProgramsOnly)
     }
 }
 
+// Other behaviour.
+
 TEST_F(Device, RejectsUnknownFaultsAndLeavesNoProcess)
 {
     setup.injectedFaults = {"no such fault"};
@@ -840,7 +842,7 @@ TEST_F(Device, StopsWaitingWhenTheCallbackThrows)
     EXPECT_THROW(device->awaitScriptEnd(), std::logic_error);
 }
 
-TEST_F(Device, DescribesSignalsByNumberAndName)
+TEST_F(Device, ExplainsSignalsByNumberAndName)
 {
     EXPECT_EQ(SimulatedDevice::explain(SIGSEGV), "signal 11 (Segmentation fault)");
     EXPECT_EQ(SimulatedDevice::explain(1 << 8), "exit status 1");

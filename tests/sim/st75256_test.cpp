@@ -18,7 +18,7 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::size_t frameSize = 10240;
 
-/// A controller and its input lines. Operations return the object, so that calls can be chained.
+/// A controller and its input lines. The input operations return the object, so that calls can be chained.
 class Wires {
 public:
     Wires& resetLine(bool level)
@@ -432,7 +432,7 @@ TEST_F(Display, ResetSelectsCommandPage1)
     EXPECT_EQ(violations.list(), Lines{});
 }
 
-TEST(St75256, ReportsTheRegistersThatChangeHowThePanelLooks)
+TEST(St75256, DisplayRegistersFollowTheCommands)
 {
     using Registers = sim::DisplayRegisters;
     Wires wires;

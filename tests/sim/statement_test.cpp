@@ -141,7 +141,7 @@ TEST(Statement, ReportsWhatWasExpected)
     }
 }
 
-TEST(Statement, DistinguishesSetUpsAndInputs)
+TEST(Statement, IdentifiesSetUpStatementsAndInputs)
 {
     EXPECT_TRUE(sim::isSetUp(Verb::DeviceInstalled) && sim::isSetUp(Verb::BusSlow));
     EXPECT_TRUE(!sim::isSetUp(Verb::Turn) && !sim::isInput(Verb::BusSlow));
@@ -149,7 +149,7 @@ TEST(Statement, DistinguishesSetUpsAndInputs)
     EXPECT_TRUE(!sim::isInput(Verb::Click) && !sim::isInput(Verb::ExpectEndedBySignal));
 }
 
-TEST(Scenario, ReadsASummaryASetUpAndEvents)
+TEST(Scenario, ReadsAllParts)
 {
     const sim::Scenario scenario = sim::parseScenario("# A summary.\n"
                                                       "# More.\n"
@@ -168,7 +168,7 @@ TEST(Scenario, ReadsASummaryASetUpAndEvents)
     EXPECT_EQ(scenario.lines[1].statement, (Statement{Verb::Click, {}, 700}));
 }
 
-TEST(Scenario, AcceptsLineEndsOfOtherSystems)
+TEST(Scenario, AcceptsLinesThatEndWithCrLf)
 {
     const sim::Scenario scenario = sim::parseScenario("\r\n# A summary.\r\npress\r\n", "a");
     EXPECT_EQ(sim::print(scenario), "# A summary.\npress\n");
@@ -210,7 +210,7 @@ TEST(Scenario, ReportsAFileThatCannotBeRead)
     EXPECT_EQ(thrownMessage([] { (void)sim::readScenario("/"); }), "cannot read /: Is a directory");
 }
 
-TEST(Scenario, RelativePathsStartInTheFolderOfTheFile)
+TEST(Scenario, RelativePathsAreRelativeToTheScenarioFile)
 {
     const ScratchFolder folder;
     const std::filesystem::path file = folder.path() / "some.scenario";
