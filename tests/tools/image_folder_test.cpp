@@ -17,7 +17,7 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-/// Adds an empty file, because listPictures does not read the contents of files.
+/// Adds an empty file and its parent folders. listPictures does not read the contents of files.
 void addFile(const fs::path& file)
 {
     fs::create_directories(file.parent_path());

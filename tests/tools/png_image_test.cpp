@@ -93,7 +93,7 @@ PngPicture stripes(png_uint_32 length)
     return picture;
 }
 
-/// Returns a PNG file with every kind of chunk that affects the pixels: header, palette, transparency, pixels, end.
+/// Returns a PNG file with every type of chunk that readPngImage uses: IHDR, PLTE, tRNS, IDAT and IEND.
 std::string pngWithAllChunks()
 {
     return encodePng(interlaced(paletteRow(2, {0, 1, 2, 3}, greyPalette, {255, 255})));
@@ -209,7 +209,7 @@ TEST_F(ReadPngImage, IgnoresChunksThatDoNotAffectThePixels)
     EXPECT_EQ(levelsOf(withChunk(encodePng({}), "abCd", "unknown ancillary chunk")), "3");
 }
 
-TEST_F(ReadPngImage, RejectsTransparentPixelsAndColoursOutsideTheFourGreys)
+TEST_F(ReadPngImage, RejectsPixelsOtherThanTheFourOpaqueGreys)
 {
     struct Case {
         PngPicture picture;
@@ -250,8 +250,9 @@ TEST_F(ReadPngImage, ReportsTheFirstInvalidPixelInReadingOrder)
     EXPECT_TRUE(refusalOf(interlaced(picture)).starts_with("pixel (4, 2) is #010101"));
 }
 
-/// The text in parentheses comes from libpng and depends on its version, so the test compares only the beginning.
-TEST_F(ReadPngImage, RejectsInvalidAndTooLargeFilesAndTrailingData)
+/// The text in parentheses comes from libpng and depends on its version, so the test compares only the beginning of
+/// each message.
+TEST_F(ReadPngImage, RejectsInvalidFilesOversizedPicturesAndTrailingData)
 {
     struct Case {
         std::string content;

@@ -1,4 +1,4 @@
-// Encodes PNG files with libpng. libpng aborts the process if the PngPicture is invalid.
+// Encodes PNG files with libpng. There is no error handling: libpng aborts the process on an error.
 #include "tests/tools/png_writing.h"
 
 #include <zlib.h>

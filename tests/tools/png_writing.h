@@ -29,7 +29,7 @@ std::string encodePng(const PngPicture& picture);
 /// Returns a grey picture of one row with 8 bits per pixel.
 PngPicture greyRow(const std::vector<unsigned int>& greys);
 
-/// Inserts a chunk with a valid checksum directly after the header.
+/// Returns `png` with a chunk inserted directly after the header. The checksum of the chunk is valid.
 std::string withChunk(const std::string& png, const std::string& type, const std::string& data);
 
 /// Returns a PNG file without pixels, whose header declares the given size.

@@ -54,7 +54,7 @@ protected:
     std::optional<CommandRunner> runner;
 };
 
-// Lines.
+// Lines. A chunk is the result of one read, at most 128 bytes.
 
 struct LinesCase {
     const char* name;

@@ -63,7 +63,7 @@ protected:
         build();
     }
 
-    /// Replaces the screen with a new screen.
+    /// Replaces the screen with a new screen and restarts the iteration count.
     void build()
     {
         screen.reset();
@@ -121,7 +121,7 @@ protected:
         startPreparing({}, 0);
         ASSERT_EQ(screen->state, UpdateState::Choosing);
     }
-    /// Confirms the operation, which starts the format script.
+    /// Reaches the menu, then chooses and confirms the operation, which starts the format script.
     void startWork(bool factoryReset, std::deque<ScriptedRead> reads, int exitCode)
     {
         reachMenu();
@@ -167,7 +167,7 @@ protected:
         return testing::internal::GetCapturedStdout();
     }
 
-    /// Returns the message of the exception that `action` must throw.
+    /// Returns the message of the exception that `action` throws, or "no exception".
     template <typename Exception>
     static std::string thrownBy(const std::function<void()>& action)
     {

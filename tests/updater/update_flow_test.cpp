@@ -142,7 +142,7 @@ TEST_F(Flow, ADanglingLinkOrAPathBelowAFileIsNotDetectedAsADrive)
     }
 }
 
-TEST_F(Flow, AnErrorOtherThanAMissingFileThrows)
+TEST_F(Flow, QueryingTheDriveThrowsOnAnErrorOtherThanAMissingFile)
 {
     fs::create_symlink(folder / "loop", folder / "loop"); // "too many levels of symbolic links"
     for (const char* path : {"/dev/sda1", "/dev/sda"}) {
@@ -172,7 +172,7 @@ TEST_F(Flow, DetectionRestartsTheWheelAndShowsTheHeaderAndPollsTheScript)
 struct ProgressCase {
     const char* name;
     std::string output;
-    /// The progress shown after one iteration; no value if the output is ignored.
+    /// The progress that the iteration shows; no value if it shows no progress.
     std::optional<std::string> shown;
 };
 
@@ -199,7 +199,7 @@ INSTANTIATE_TEST_SUITE_P(For, FlowProgress,
                                          ProgressCase{"ThePrefixWithoutItsSpaceIsIgnored", "SHOW:\n", {}},
                                          ProgressCase{"ALineWithoutThePrefixIsIgnored", "10%\n", {}},
                                          ProgressCase{"AnEmptyLineIsIgnored", "\n", {}},
-                                         ProgressCase{"LowerCaseIsIgnored", "show: 10%\n", {}},
+                                         ProgressCase{"ALowerCasePrefixIsIgnored", "show: 10%\n", {}},
                                          ProgressCase{"AnIndentedLineIsIgnored", " SHOW: 10%\n", {}},
                                          ProgressCase{"ALineWithoutItsLineFeedIsNotShownYet", "SHOW: 10%", {}},
                                          ProgressCase{"OnlyTheFirstPrefixIsRemoved", "SHOW: SHOW: a\n", "SHOW: a"},
@@ -482,7 +482,7 @@ TEST_F(Flow, IgnoresInputInFinalStates)
     }
 }
 
-TEST_F(Flow, AScriptThatCannotBeStartedThrows)
+TEST_F(Flow, ThrowsIfTheProcessOfAScriptCannotBeStarted)
 {
     plugDrive();
     calls.commandStartFails = true;

@@ -76,7 +76,7 @@ TEST_F(Screen, DestructorClosesTheBusAndLeavesTheLedsOn)
     EXPECT_EQ(calls.takeLog(), Log({"close /dev/i2c-22"}));
 }
 
-TEST_F(Screen, ReportsMissingImagesInOrderAndIsUsableWithoutThem)
+TEST_F(Screen, ReportsMissingImagesAndIsUsableWithoutThem)
 {
     imageStore.clear();
     testing::internal::CaptureStderr();
@@ -193,7 +193,7 @@ TEST_F(Screen, HandlesAReleaseOnlyWhenAButtonIsSelected)
 
 // The menu and the dialogs.
 
-TEST_F(Screen, OffersOnlyTheFactoryResetWithoutAnInstalledVersion)
+TEST_F(Screen, WithoutAnInstalledVersionOffersOnlyTheFactoryReset)
 {
     reachMenu("", "1.1");
     EXPECT_EQ(visible(), "title factory");

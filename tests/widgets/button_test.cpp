@@ -218,7 +218,7 @@ TEST_F(ButtonTest, ASelectedButtonSendsTheActionOfTheEvent)
     }
 }
 
-TEST_F(ButtonTest, OffersEventsThatItDoesNotHandleToItsChildrenIfVisible)
+TEST_F(ButtonTest, AVisibleButtonOffersEventsThatItDoesNotHandleToItsChildren)
 {
     TestButton button("ab");
     Log log;

@@ -25,7 +25,7 @@ class TextTest : public GraphicsTest {
 protected:
     TextTest() { buildTinyFont(); }
 
-    /// Draws a label of the given size.
+    /// Returns the surface of a label of the given size after drawing it.
     static Bitmap drawn(const std::string& font, const std::string& text, Size size, bool centred)
     {
         Label label(font, text, 3);
@@ -67,6 +67,7 @@ TEST_F(TextTest, TheInitialTextIsTheName)
 TEST_F(TextTest, EverySetterMarksTheLabelDirtyEvenIfTheValueIsUnchanged)
 {
     storeImage("back.png", {"."});
+    // All cases except setBackgroundImage set the value that the label already has.
     struct Case {
         const char* name;
         std::function<void(Text&)> set;
@@ -122,7 +123,7 @@ TEST_F(TextTest, AMissingBackgroundImageIsReportedAndMakesTheLabelEmpty)
     EXPECT_EQ(sizeOf(label), Size(0, 0));
 }
 
-TEST_F(TextTest, AnUnknownFontDrawsOnlyTheBackgroundImage)
+TEST_F(TextTest, DrawsOnlyTheBackgroundImageIfTheFontIsUnknown)
 {
     storeImage("back.png", {".-+", "#.-"});
     Label label("font12", "a", 3);
@@ -165,8 +166,8 @@ TEST_F(TextTest, LaysOutTheLinesThatFit)
         {"one of three lines fits in 7 rows", "i\ni\ni", true, {" ", " ", "#", " ", "#", " ", " "}},
         {"a wrap at the width", "aa", false, {"#   ", "##  ", "#   ", "    ", "#   ", "##  ", "#   ", "    "}},
         {"a line as wide as the label", "aa", false, {"#  # ", "## ##", "#  # ", "     ", "     "}},
-        {"no line fits: the first is below the label", "i", true, {" ", " "}},
-        {"no line fits: the first is clipped", "i", false, {"#", " "}},
+        {"no line fits: the first is drawn below the label", "i", true, {" ", " "}},
+        {"no line fits: the first is drawn and clipped", "i", false, {"#", " "}},
         {"empty text", "", true, {"  ", "  ", "  "}},
     };
     for (const auto& [description, text, centred, picture] : layouts) {

@@ -63,7 +63,7 @@ TEST_F(WidgetTree, DrawTreeFillsWithTheBackgroundThenDrawsTheWidgetThenItsChildr
     EXPECT_TRUE(shows(root.getSurface(), {"##+#", "---+", "----"}));
 }
 
-TEST_F(WidgetTree, DrawTreeDrawsOnlyDirtyChildrenAndCompositesTheOthersFromTheirSurfaces)
+TEST_F(WidgetTree, DrawTreeDrawsOnlyChildrenThatNeedARedrawAndCompositesTheOthersFromTheirSurfaces)
 {
     root.setSize(3, 1);
     for (ProbeWidget* child : {&a, &b, &c}) {

@@ -84,7 +84,8 @@ struct SelectionModel {
         }
         nodes[list[static_cast<std::size_t>(current)]].selected = false;
         const std::int64_t sum = current + step;
-        const bool isNegative = sum < 0 || sum > std::numeric_limits<std::int32_t>::max(); // in 32 bits
+        // The widget adds 32-bit integers, so a sum above the limit becomes negative.
+        const bool isNegative = sum < 0 || sum > std::numeric_limits<std::int32_t>::max();
         select(list[static_cast<std::size_t>(isNegative ? count - 1 : sum % count)]);
     }
 
@@ -162,7 +163,7 @@ RC_GTEST_PROP(WidgetProperties, TheSelectionMatchesTheModel, (bool rootIsPlain))
 
 // ---- compositing ----
 
-/// Draws a diagonal whose value depends on the selection, so that an outdated surface is detected.
+/// Draws a diagonal whose value depends on the selection and on `repaint`, so the test detects an outdated surface.
 class PaintedWidget final : public Exposed<Widget> {
 public:
     void draw() override { surface.drawLine(0, 0, 20, 20, ownValue()); }
@@ -172,7 +173,7 @@ public:
         markDirty();
     }
 
-    /// Draws the whole subtree without cached surfaces.
+    /// Returns the picture of the whole subtree, drawn without cached surfaces.
     [[nodiscard]] model::Raster expectedPicture() const
     {
         model::Raster picture(surface.getWidth(), surface.getHeight(), background);

@@ -76,7 +76,7 @@ TEST_F(WidgetTree, ClearSelectionDeselectsEachWidgetBeforeItsChildren)
     EXPECT_TRUE(other.isSelected());
 }
 
-TEST_F(WidgetTree, SetSelectableDeselectsTheWidgetIfFalseAndNeverSelectsIt)
+TEST_F(WidgetTree, SetSelectableToFalseDeselectsTheWidgetAndToTrueDoesNotSelectIt)
 {
     a.setSelectable(true);
     EXPECT_TRUE(a.isSelectable());
@@ -118,7 +118,7 @@ protected:
             widget->setSelectable(true);
         }
     }
-    /// Returns the names of all selected widgets in the tree.
+    /// Returns the names of all selected widgets in the tree, concatenated.
     std::string selected() const
     {
         std::string names;

@@ -71,7 +71,7 @@ TEST_F(WidgetTree, SetParentOnlyStoresTheLink)
     EXPECT_FALSE(root.dirty);
 }
 
-TEST_F(WidgetTree, SetPositionMarksOnlyTheParentDirtyEvenIfUnchanged)
+TEST_F(WidgetTree, SetPositionMarksOnlyTheParentDirtyEvenIfThePositionIsUnchanged)
 {
     for (const auto& [x, y] : {std::pair(0, 0), std::pair(-3, 17)}) {
         a.setPosition(x, y);
@@ -109,7 +109,7 @@ TEST_F(WidgetTree, AddChildAppendsTheChildAtItsPositionAndMarksTheParentDirty)
     EXPECT_FALSE(other.dirty);
 }
 
-TEST_F(WidgetTree, AddChildWithoutAFullSizeKeepsTheChildsSize)
+TEST_F(WidgetTree, AddChildKeepsTheChildsSizeUnlessWidthAndHeightAreGiven)
 {
     other.setSize(7, 5);
     other.drawTree();
