@@ -25,7 +25,7 @@ std::uint8_t& pixelOf(Screen& screen, int x, int y)
     return screen[static_cast<std::size_t>(y * sim::screenWidth + x)];
 }
 
-/// Rows of '#' for ink and '.' for none.
+/// In `rows`, '#' is ink; any other character is not.
 Dots dotsFrom(const std::vector<std::string>& rows)
 {
     Dots dots = {static_cast<int>(rows.front().size()), static_cast<int>(rows.size()), {}};
@@ -40,7 +40,7 @@ bool inkAt(const Dots& dots, int x, int y)
     return dots.ink[static_cast<std::size_t>(y * dots.width + x)];
 }
 
-TEST(TextPicture, ShowsTheTwoDarkerGreysAsInk)
+TEST(TextPicture, GreyLevels2And3AreInk)
 {
     const auto screen = filledScreen(0);
     for (int level = 0; level < 4; ++level) {

@@ -1,4 +1,4 @@
-// Tests for the device's clock. If the clock waits for the wrong thread, the test hangs.
+// Tests for the device's clock. If the clock waits for a thread that is not busy, the test hangs.
 #include "sim/preload/timeline.h"
 
 #include <algorithm>
@@ -26,7 +26,7 @@ class VirtualTime : public testing::Test {
 protected:
     ~VirtualTime() override { join(); }
 
-    /// Starts a thread that counts as busy until it waits or ends.
+    /// Starts a thread and reports its start and its end to the clock.
     void start(std::function<void()> body)
     {
         timeline.threadStarts();
@@ -49,7 +49,7 @@ protected:
         notes.emplace_back(number, now);
     }
 
-    /// A condition variable that reports its waits to the clock, as the preloaded library does.
+    /// A condition variable that reports waits and wake-ups to the clock, as the preloaded library does.
     class Condition {
     public:
         explicit Condition(Timeline& owner) : timeline(owner) {}
@@ -178,7 +178,7 @@ TEST_F(VirtualTime, StartsTheNextTransferOfAThreadWhenThePreviousOneEnds)
     EXPECT_EQ(notes, (Notes{{0, 400us}, {1, 800us}, {2, 1200us}}));
 }
 
-TEST_F(VirtualTime, OrdersShortTransfersOfSeveralThreads)
+TEST_F(VirtualTime, InterleavesTheTransfersOfTwoThreadsByTheirEndTimes)
 {
     start([this] {
         timeline.pass(500us);

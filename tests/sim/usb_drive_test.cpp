@@ -30,7 +30,7 @@ void store32(std::string& bytes, std::size_t at, std::uint32_t value)
     }
 }
 
-/// The first sector contains the partition table. Each of the following sectors is filled with one letter: b, c, d, ...
+/// The first sector contains the partition table. Each of the other sectors repeats one character: 'b', 'c', 'd', ...
 std::string imageWith(const Partition& partition, std::size_t sectors = 8)
 {
     std::string bytes(sectorSize, '\0');
@@ -130,7 +130,7 @@ TEST_F(Usb, HasNoPartitionWithoutAValidTable)
     }
 }
 
-TEST_F(Usb, CreatesNoOtherFiles)
+TEST_F(Usb, CreatesOnlyTheTwoNodes)
 {
     plug(imageWith(fatPartition));
     const auto count = [this] { return std::distance(std::filesystem::directory_iterator(root / "dev"), {}); };
@@ -184,7 +184,7 @@ TEST_F(Usb, IsReplacedByTheNextDrive)
     EXPECT_TRUE(root.read("dev/sda") == fatBootSector());
 }
 
-TEST_F(Usb, NamesAnImageThatCannotBeReadAndKeepsThePreviousDrive)
+TEST_F(Usb, ReportsAnUnreadableImageAndKeepsThePreviousDrive)
 {
     plug(imageWith(fatPartition));
     for (const std::string name : {"missing.img", "dev"}) {

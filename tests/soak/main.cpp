@@ -1,5 +1,5 @@
-// Runs the updater on the waiting screen for hours of device time, then runs many updates. Checks the screens, and that
-// the use of resources does not grow.
+// Runs the updater on the waiting screen for a long time, then runs many updates. Checks the screens, and that resource
+// use does not grow.
 #include "tests/soak/options.h"
 #include "tests/soak/updates.h"
 #include "tests/soak/waiting.h"

@@ -11,7 +11,7 @@ namespace soak {
 
 namespace {
 
-/// The minimum of both options. With fewer updates, the warm-up would have fewer than two samples.
+/// The smallest valid value of either option. With fewer updates, the warm-up would have fewer than two samples.
 constexpr std::uint64_t fewest = 2 * SampleSeries::warmUpDivisor;
 
 std::uint64_t parseNumber(std::string_view option, std::string_view text)

@@ -8,7 +8,7 @@
 namespace soak {
 
 struct Options {
-    /// Iterations on the waiting screen; default: 24 h.
+    /// Iterations (1 ms each) on the waiting screen; default: 24 h.
     std::uint64_t iterations = 86'400'000;
     /// The number of runs; updates and factory resets alternate.
     std::uint64_t updates = 1000;

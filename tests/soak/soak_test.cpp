@@ -1,4 +1,4 @@
-// Tests of the checks and options of the soak test.
+// Tests of the sample series and the options of the soak test.
 #include "tests/soak/options.h"
 #include "tests/soak/sample_series.h"
 

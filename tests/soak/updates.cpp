@@ -91,7 +91,7 @@ struct Summary {
         threads.add(outcome.updater.threads);
         children.add(outcome.updater.children);
     }
-    /// Compares everything except the resident memory, which varies with the address space layout.
+    /// Does not compare the resident memory, because it varies with the address space layout.
     [[nodiscard]] bool isUniform() const
     {
         return frames[0].isOne() && frames[1].isOne() && descriptors.isOne() && threads.isOne() && children.isOne();

@@ -17,7 +17,7 @@ constexpr std::uint64_t sampleCount = samplesPerWarmUp * SampleSeries::warmUpDiv
 /// Returns the expected number of frames: the cleared display, the first picture, and one frame for each wheel step.
 std::uint64_t framesDue(std::uint64_t iterations)
 {
-    constexpr std::uint64_t firstPictureShown = 20 + 7;
+    constexpr std::uint64_t firstPictureShown = 20 + 7; // drawn in iteration 20, on the display 7 iterations later
     return iterations < firstPictureShown ? 1 : 2 + wheelStepsShown(firstPictureShown, iterations);
 }
 

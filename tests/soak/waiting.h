@@ -6,8 +6,8 @@
 
 namespace soak {
 
-/// Runs a device without a drive for `iterations` and prints the resources of its updater and its frame count. Returns
-/// true if its resource use did not grow, and the frame count, the last screen and the output are correct.
+/// Runs a device without a drive for `iterations` and prints the updater's resources and frame count. Returns true if
+/// the updater's resource use did not grow, and the frame count, the last screen and the output are correct.
 [[nodiscard]] bool soakWaiting(std::uint64_t iterations, std::ostream& table);
 
 } // namespace soak

@@ -1,5 +1,5 @@
-// Replaces operator new and delete with malloc and free. Matching forms are replaced, because sanitizers report
-// mismatched pairs.
+// Implements operator new with malloc and operator delete with free. Every form of delete that matches a replaced form
+// of new is replaced too, because sanitizers report mismatched pairs.
 #include "tests/support/allocation_counter.h"
 
 #include <algorithm>

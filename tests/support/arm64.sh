@@ -19,9 +19,9 @@ end_namespace() {
   [[ -z $namespace_process ]] || kill "$namespace_process"
 }
 
-# in_arm64 FOLDER COMMAND [ARGUMENT...]: runs a command in the system in FOLDER.
+# in_arm64 FOLDER COMMAND [ARGUMENT...]: runs a command in the system in FOLDER. Call start_namespace first.
 in_arm64() {
-  # shellcheck disable=SC2016 # for the inner shell
+  # shellcheck disable=SC2016 # the inner shell expands the variables
   nsenter --user --target "$namespace_process" unshare --mount --propagation private sh -euc '
     mount -t binfmt_misc binfmt_misc /proc/sys/fs/binfmt_misc
     cat /usr/lib/binfmt.d/qemu-aarch64.conf >/proc/sys/fs/binfmt_misc/register
@@ -35,7 +35,7 @@ in_arm64() {
 
 # make_arm64_base FOLDER PACKAGE...: creates a minimal Debian with the given packages in FOLDER, unless FOLDER already
 # contains this release with these packages. Uses this machine's release, because programs built on this machine need
-# libraries at least as new as its own.
+# libraries at least as new as this machine's.
 make_arm64_base() {
   local folder=$1 release mirror packages
   shift

@@ -51,7 +51,7 @@ inline const std::vector<std::string> addressWindow = {
 };
 // clang-format on
 
-/// Zeros for the controller's entire memory, four pixels per byte.
+/// A zero byte for every four pixels of the display.
 inline const std::vector<std::string> clearedRam = std::vector<std::string>(10240, "data 00");
 
 } // namespace bringUp

@@ -1,4 +1,4 @@
-// A log of the calls that a simulated board receives, in order.
+// A log of intercepted system calls and their effects, in order.
 #pragma once
 
 #include <mutex>
@@ -12,7 +12,7 @@ class CallLog {
 public:
     /// Formats like printf.
     void note(const char* format, ...) __attribute__((format(printf, 2, 3)));
-    /// Returns the entries since the last call, and clears the log.
+    /// Returns all entries and clears the log.
     Log take();
 
     /// If false, `note` does nothing and does not allocate.

@@ -2,13 +2,13 @@
 # shellcheck shell=bash disable=SC2154 # the sourcing script sets work
 passed=0 failed=0
 
-# Sets up, runs and tears down one case. A test may redefine it.
+# Runs one case. A test may redefine it to set up before the case and clean up after it.
 around_case() {
   "$@"
 }
 
-# it SENTENCE FUNCTION [ARGUMENT...]: runs a case in a subshell with `set -e`: the case fails at the first command that
-# fails.
+# it SENTENCE FUNCTION [ARGUMENT...]: runs a case in a subshell with `set -e`, so the case fails at the first
+# command that fails.
 it() {
   local sentence=$1 outcome
   shift

@@ -1,4 +1,4 @@
-// The board's side of the display: the GPIO block, the data/command line, and the bytes on the SPI bus.
+// The part of SystemCalls that simulates the GPIO block and the display's SPI bus.
 #pragma once
 
 #include "tests/support/call_log.h"

@@ -1,4 +1,4 @@
-// Drawing calls as data, so that a test makes the same calls on the product's bitmap and on the model's raster.
+// Drawing calls as data, so that a test can make the same calls on the product's bitmap and on the model's raster.
 #pragma once
 
 #include "graphics/bitmap.h"

@@ -8,7 +8,7 @@
 
 namespace model {
 
-/// Has the operations of `Bitmap`. Coordinates and sizes are 64-bit, so sums of 32-bit numbers do not overflow.
+/// Has the drawing operations of `Bitmap`. Coordinates and sizes are 64-bit, so sums of 32-bit numbers do not overflow.
 struct Raster {
     std::int64_t width = 0;
     std::int64_t height = 0;

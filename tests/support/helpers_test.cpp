@@ -39,7 +39,7 @@ TEST(PictureTest, MismatchFailsWithBothPicturesSideBySide)
                                                         "|##|      |#.|  <- differs\n");
 }
 
-/// Draws Bresenham's line step by step. Both ends must be within the raster.
+/// Draws Bresenham's line step by step.
 model::Raster steppedLine(model::Raster raster, std::int64_t x, std::int64_t y, std::int64_t x1, std::int64_t y1)
 {
     const std::int64_t dx = std::abs(x1 - x);

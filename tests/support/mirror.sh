@@ -12,7 +12,7 @@ host_mirror() {
   local mirror
   mirror=$(apt-get indextargets --format "\$(ORIGIN) \$(CODENAME) \$(REPO_URI)" 2>/dev/null |
     sed -n "s/^Debian $(host_release) //p" | sed -n 1p)
-  # Debian's cloud images name a file with a list of mirrors.
+  # In Debian's cloud images, the source is a file that lists mirrors; the first one is used.
   [[ $mirror != mirror+file:* ]] || mirror=$(sed -n '/^http/{s/[[:space:]].*//p;q}' "${mirror#mirror+file:}")
   [[ -n $mirror ]] || { echo "${0##*/}: no package source for Debian $(host_release) (try apt-get update)" >&2; return 1; }
   printf '%s\n' "$mirror"
@@ -34,8 +34,8 @@ prepare_apt() {
   apt-get "${apt_options[@]}" update
 }
 
-# begin_fetch FOLDER: ends the script if this version of it has already filled FOLDER. Otherwise sets `folder`, `mirror`,
-# and `work`, a folder next to FOLDER that is removed at exit.
+# begin_fetch FOLDER: ends the script with status 0 if this version of the script has already filled FOLDER. Otherwise
+# sets `folder`, `mirror`, and `work`, a folder next to FOLDER that is removed at exit.
 begin_fetch() {
   [[ $# -eq 1 ]] || { echo "usage: ${0##*/} FOLDER" >&2; exit 1; }
   folder=$1
@@ -48,12 +48,12 @@ begin_fetch() {
   trap 'rm -rf -- "$work"' EXIT
 }
 
-# finish_fetch: records that FOLDER is complete.
+# finish_fetch: records that the FOLDER of begin_fetch is complete.
 finish_fetch() {
   printf '%s\n' "$stamp" >"$folder/stamp"
 }
 
-# unpack_all ARCHIVES FOLDER: unpacks each package of the folder ARCHIVES.
+# unpack_all ARCHIVES FOLDER: unpacks all packages in the folder ARCHIVES into FOLDER.
 unpack_all() {
   local package
   mkdir -p "$2"

@@ -13,7 +13,7 @@
 using Picture = std::vector<std::string>;
 
 /// A picture without rows becomes a 0 by 0 bitmap. Throws std::invalid_argument if the rows differ in length or
-/// contain any other character.
+/// contain an invalid character.
 [[nodiscard]] Bitmap bitmapOf(const Picture& picture);
 [[nodiscard]] Picture pictureOf(const Bitmap& bitmap);
 [[nodiscard]] char letterOf(Pixel value);
@@ -25,5 +25,6 @@ using Picture = std::vector<std::string>;
 [[nodiscard]] std::string sideBySide(const Picture& expected, const Picture& actual);
 
 /// Succeeds if the bitmap has the size and the pixels of `expected`: EXPECT_TRUE(shows(bitmap, {"..#", "##."})).
+/// All values that print as '?' count as equal.
 [[nodiscard]] testing::AssertionResult shows(const Bitmap& bitmap, const Picture& expected);
 [[nodiscard]] testing::AssertionResult shows(const Bitmap& bitmap, const Bitmap& expected);

@@ -27,7 +27,7 @@ struct ScriptedCommand {
     std::string shellLine = "exit 0";
     /// The results of the reads, followed by the end of the output. If empty, reads return the output of `shellLine`.
     std::deque<ScriptedRead> reads;
-    /// The wait status (waitpid(2)). If it is set, no process is started, and `reads` must be set.
+    /// The wait status (waitpid(2)). If it is set, no process is started, and `reads` must not be empty.
     std::optional<int> waitStatus = std::nullopt;
 };
 
@@ -36,8 +36,8 @@ class ScriptedCommands {
 public:
     explicit ScriptedCommands(CallLog& callLog) : log(callLog) {}
 
-    /// Runs `command` at the next start of `commandLine`. Unscripted commands run unchanged, except that an
-    /// unscripted command in /usr/sbin throws std::logic_error.
+    /// Runs `command` at the next start of `commandLine`. Other command lines run unchanged, except that starting a
+    /// command in /usr/sbin throws std::logic_error.
     void script(const std::string& commandLine, ScriptedCommand command) { scripts[commandLine] = std::move(command); }
     bool commandStartFails = false;
     bool exitStatusFails = false;

@@ -1,5 +1,6 @@
-# Links a program with the test double of the system calls. The double overrides the functions that take a path, even
-# for calls from the standard library. The linker redirects the other system calls of the product.
+# use_system_calls(TARGET) links a program with the test double of the system calls. The double overrides the functions
+# that take a path, even for calls from the standard library. The linker redirects the other system calls of the
+# product.
 if(NOT TARGET system_calls)
     set(parts call_log.cpp display_bus.cpp path_calls.cpp scripted_commands.cpp system_calls.cpp wrapped_calls.cpp)
     list(TRANSFORM parts PREPEND ${CMAKE_CURRENT_LIST_DIR}/)

@@ -15,14 +15,14 @@
 #include <string_view>
 #include <sys/types.h>
 
-/// While an instance exists, it intercepts accesses to the device's fixed paths, sleeps, and starts of commands. All
+/// While an instance exists, it intercepts sleeps, starts of commands, and accesses to the device's fixed paths. All
 /// other calls go to the system. At most one instance may exist. system_calls.cmake links the test double to a program.
 ///
 /// The log has the lines that DisplayBus and ScriptedCommands describe, and lines such as
 ///
-///     open /dev/spidev0.0 flags 1    ioctl 40016B01 = 3               close /dev/spidev0.0
-///     wait 20000 us                  mmap /dev/mem length 4096 ...    encoder read of 24 bytes
-///     address 6C                     i2c write 2F 00                  i2c read of 1 bytes
+///     open /dev/spidev0.0 flags 524289    ioctl 40016B01 = 3               close /dev/spidev0.0
+///     wait 20000 us                       mmap /dev/mem length 4096 ...    encoder read of 24 bytes
+///     address 6C                          i2c write 2F 00                  i2c read of 1 bytes
 class SystemCalls : private CallLog, public DisplayBus, public ScriptedCommands {
 public:
     SystemCalls();

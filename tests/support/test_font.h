@@ -1,4 +1,4 @@
-// Fills the image store and the font registry for tests.
+// Fills and empties the image store and the font registry for tests.
 #pragma once
 
 #include "graphics/font.h"

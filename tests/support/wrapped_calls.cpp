@@ -1,5 +1,6 @@
 // Wrappers for the C library's functions for descriptors, sleeps and processes (ld(1), --wrap). Each wrapper passes
-// intercepted calls to the test double, if an instance exists, and all other calls to the C library.
+// intercepted calls to the test double, if an instance exists, and all other calls to the C library. Without an
+// instance, /dev/mem is simulated and no other device can be opened.
 #include "tests/support/system_calls.h"
 
 #include <cerrno>
@@ -18,7 +19,7 @@ int __real_pclose(FILE* pipe);
 
 namespace {
 
-// For calls before `main`: the product maps the GPIO registers during static initialisation.
+// /dev/mem before `main`: the product maps the GPIO registers during static initialisation.
 constexpr int startupFd = 899999;
 constinit std::uint32_t startupBlock[1024] = {};
 constinit SystemCalls::StartupMapping startup;

@@ -1,4 +1,5 @@
-// Hardware devices that fail while the updater runs, and transfers that the LED controller refuses.
+// Hardware devices that fail while the updater runs, a burst of encoder events, and transfers that the LED controller
+// refuses.
 #include "tests/support/process_census.h"
 #include "tests/system/modelled_device.h"
 
@@ -182,7 +183,7 @@ constexpr int firstOutputWrite = 4;
 constexpr int secondSelection = 22;
 constexpr int brightnessWrite = 23;
 
-/// Without the times, because a refused transfer takes less time.
+/// Returns the I2C events without their times, because a refused transfer takes less time.
 std::vector<std::string> i2cEvents(const std::vector<std::string>& traffic)
 {
     std::vector<std::string> events;
@@ -195,7 +196,8 @@ std::vector<std::string> i2cEvents(const std::vector<std::string>& traffic)
     return events;
 }
 
-/// The expected outputs after transfer `refused` fails; 0 for none. The bar is lit unless a required transfer fails.
+/// Returns the expected outputs if transfer `refused` fails, or if none fails (0). The bar is lit unless a required
+/// transfer fails.
 Leds ledsWithout(int refused)
 {
     Leds leds{};

@@ -35,7 +35,7 @@ void makeReadOnly(const fs::path& image)
     fs::permissions(image, fs::perms::owner_read);
 }
 
-/// Removes a file of the firmware and a file of the presets; ignores files that do not exist.
+/// Removes one file of the firmware and one of the presets; ignores files that do not exist.
 void removeFiles(const fs::path& image)
 {
     for (const char* lost : {"/firmware/engine/voices.conf", "/presets/night-bus.preset"}) {

@@ -6,7 +6,8 @@
 
 namespace matrix {
 
-/// The device must be on; a running script must be waiting. Throws std::runtime_error if the fault cannot be injected.
+/// The device must be on; a running script must be waiting for `release`. Throws std::runtime_error if the fault
+/// cannot be injected.
 void beginFault(const Fault& fault, HeldDevice& device);
 
 /// Repairs what a temporary fault has changed, and removes the drive. The device must be off. Throws std::runtime_error

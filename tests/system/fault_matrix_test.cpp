@@ -95,7 +95,7 @@ void FaultMatrix::verifyMemory(bool arePresetsKept)
                                                               arePresetsKept ? "kept" : "lost"}));
 }
 
-/// The files on an image.
+/// Returns the paths and contents of the files on an image.
 std::string listingOf(const fs::path& image)
 {
     const ScratchFolder folder;
@@ -158,7 +158,7 @@ TEST_P(FaultMatrix, EndsAndRecoversAsExpected)
 
 // Several cells in one run, for faults of devices other than the storage.
 
-constexpr std::uint64_t faultTime = 500;
+constexpr std::uint64_t faultTime = 500; // iterations
 
 struct Walk {
     const Fault* fault;
@@ -270,7 +270,7 @@ std::vector<Cell> cellsOfFaults(std::initializer_list<const char*> names)
     return cells;
 }
 
-/// A few cells of different faults.
+/// Every 250th cell.
 std::vector<Cell> sample()
 {
     std::vector<Cell> cells;
