@@ -303,7 +303,10 @@ std::string ScenarioPlayer::screenName() const
 std::string ScenarioPlayer::describeScreen() const
 {
     const std::string name = screenName();
-    return name.empty() ? "the last known screen is " + quote(lastScreen) : "the screen is " + quote(name);
+    if (!name.empty()) {
+        return "the screen is " + quote(name);
+    }
+    return lastScreen.empty() ? "no known screen has been shown" : "the last known screen is " + quote(lastScreen);
 }
 
 std::string ScenarioPlayer::describeEnd() const

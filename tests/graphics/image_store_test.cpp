@@ -30,11 +30,6 @@ std::string standardErrorOfGetImage(const std::string& path, Bitmap& image)
     return testing::internal::GetCapturedStderr();
 }
 
-TEST_F(Images, TheStoreIsEmptyUntilItIsBuilt)
-{
-    EXPECT_TRUE(imageStore.empty());
-}
-
 TEST_F(Images, TheStoreContains113ImagesOfWhich97AreGlyphs)
 {
     buildImageStore();

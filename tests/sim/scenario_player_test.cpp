@@ -92,7 +92,7 @@ TEST(ScenarioPlayer, ReportsTheFailedLineAndTheCause)
          ":1: no output \"Started\" within 60 s of device time; the last known screen is \"waiting\""},
         {"await frames 1000000\n",
          ":1: no frame 1000000 within 60 s of device time; the last known screen is \"waiting\""},
-        {"expect screen menu\n", ":1: expected screen \"menu\", but the last known screen is \"\""},
+        {"expect screen menu\n", ":1: expected screen \"menu\", but no known screen has been shown"},
         {"await script decrypt.sh\n",
          ":1: no start of decrypt.sh within 60 s of device time; the last known screen is \"waiting\""},
         {"wait 100\nat 100 press\n", ":2: iteration 100 has passed: the device is at iteration 101"},

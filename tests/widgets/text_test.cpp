@@ -67,7 +67,6 @@ TEST_F(TextTest, TheInitialTextIsTheName)
 TEST_F(TextTest, EverySetterMarksTheLabelDirtyEvenIfTheValueIsUnchanged)
 {
     storeImage("back.png", {"."});
-    // All cases except setBackgroundImage set the value that the label already has.
     struct Case {
         const char* name;
         std::function<void(Text&)> set;
@@ -79,6 +78,7 @@ TEST_F(TextTest, EverySetterMarksTheLabelDirtyEvenIfTheValueIsUnchanged)
                           Case{"setVerticallyCentered", [](Text& text) { text.setVerticallyCentered(true); }},
                           Case{"setBackgroundImage", [](Text& text) { text.setBackgroundImage("back.png"); }}}) {
         Label label("tiny", "ab", 3);
+        label.setBackgroundImage("back.png");
         label.drawTree();
         c.set(label);
         EXPECT_TRUE(label.dirty) << c.name;
