@@ -1,4 +1,5 @@
-// Writes one table per fault, with one row for consecutive moments that have the same result.
+// Writes one table per fault, in which consecutive moments with the same result share a row, and a table of the faults
+// of scripts.
 #include "tests/system/fault_page.h"
 
 #include "tests/system/fault_tables.h"
@@ -19,10 +20,11 @@ std::string code(const std::string& line)
     return "`" + line + "`";
 }
 
-/// The operation and the script to which the moment belongs, if any. Moments up to the menu belong to both operations.
+/// The operation and the script that the moment belongs to, each if any. Both operations share the moments up to the
+/// menu.
 std::string contextOf(const Moment& moment)
 {
-    const std::string operation = moment.operation == Operation::Reset ? "factory reset, " : "update, ";
+    const std::string operation = moment.operation == Operation::Reset ? "factory reset: " : "update: ";
     switch (moment.stage) {
     case Stage::Decrypting:
         return "`decrypt.sh`, ";
@@ -49,7 +51,7 @@ std::string sightOf(const Cell& cell, const Result& result)
 {
     std::string text;
     if (cell.fault->effect == Effect::PowerCut) {
-        return "nothing, and " + link(result.screen) + " after switching on";
+        return "nothing; after switching on, " + link(result.screen);
     }
     if (cell.fault->symptom != nullptr) {
         text = std::string(cell.fault->symptom) + "; at the end ";
@@ -99,7 +101,7 @@ void writeRow(std::ostream& page, const std::vector<Cell>& cells, std::size_t fi
     const Moment& end = *cells[last].moment;
     page << "| " << contextOf(begin) << nameOf(begin);
     if (last > first) {
-        page << " to " << (contextOf(begin) == contextOf(end) ? "" : contextOf(end)) << nameOf(end);
+        page << " up to " << (contextOf(begin) == contextOf(end) ? "" : contextOf(end)) << nameOf(end);
     }
     page << " | " << last - first + 1 << " | " << resultOf(cells[first]) << '\n';
 }
@@ -122,7 +124,7 @@ void writeFault(std::ostream& page, const Fault& fault)
 
 void writeScriptFaults(std::ostream& page)
 {
-    page << "\n## A device's own script fails\n\n"
+    page << "\n## A device's own script does not do what the updater expects\n\n"
             "Tested with scripts that print progress lines and otherwise do only what the first column says; what "
             "survives depends on\nthe script. Each entry is the screen after the script has ended. [preparing] and "
             "[updating] keep the last progress line,\nif any; the wheel of [preparing] has stopped or is "
@@ -171,17 +173,15 @@ std::string faultPage()
     std::ostringstream page;
     page
         << "# Faults\n\n"
-           "What the owner sees and what survives when a fault begins at a moment of an update or a factory reset. "
-           "Each pair of a\n"
-           "fault and a moment is a cell, as is each entry of the last table: "
+           "This page lists what the owner sees and what survives when a fault begins at a moment of an update or a "
+           "factory reset.\n"
+           "A cell is a fault that begins at one moment, or an entry of the last table. `./dev test --all` tests all "
         << cellCount()
-        << " cells. `./dev test --all` tests each cell on\n"
-           "the simulated device, with the example scripts unless a section says otherwise. Do not edit this page:\n"
+        << " cells\n"
+           "on the simulated device, with the example scripts unless a section says otherwise. Do not edit this page:\n"
            "`./dev screens` generates it from the tables in `tests/system/fault_tables.cpp`.\n\n"
-           "- When: the screen or the last progress line at which the fault begins. Unless its heading says otherwise, "
-           "a "
-           "fault\n"
-           "  lasts until the owner switches the device off.\n"
+           "- When: the screen or the latest progress line when the fault begins, or the first and last of several.\n"
+           "  Unless its heading says otherwise, a fault lasts until the owner switches the device off.\n"
            "- Cells: the number of moments in the row.\n"
            "- Firmware: the firmware on the internal memory afterwards. With \"none\", the normal system cannot "
            "start.\n"

@@ -1,4 +1,5 @@
-// Compares docs/faults.md with the tables of the fault matrix.
+// Compares docs/faults.md with the page generated from the tables of the fault matrix. If the environment variable
+// UPDATE_SCREENS is set, writes the page instead.
 #include "tests/system/fault_page.h"
 
 #include <cstdlib>

@@ -100,7 +100,7 @@ bool beforeDriveIsRead(const Moment& moment)
     return moment.stage == Waiting || (moment.needs & driveContent) != 0;
 }
 
-/// A running script holds the lock, so another script cannot take it.
+/// The moments at which another script can take the lock before the next script needs it. A running script holds it.
 bool whileNoScriptRuns(const Moment& moment)
 {
     return !whileScriptRuns(moment) && moment.stage != Done;
@@ -232,7 +232,7 @@ constexpr ScriptFault scriptFaults[] = {
     {"PrintsNoNewline", "prints its last line without a line feed, then exits with status 0", 0},
     {"PrintsZeroBytes", "prints NUL bytes, then exits with status 3", 3},
     {"ClosesItsOutputAndContinues", "closes its output, continues, then exits with status 1", 1},
-    {"LeavesAChildWithAnOpenPipe", "exits with status 2 and leaves a child with an open output", 2},
+    {"LeavesAChildWithAnOpenPipe", "exits with status 2 and leaves a child that keeps the output open", 2},
     {"IsMissing", "is missing", 127},
     {"IsNotExecutable", "is not executable", 126},
 };
@@ -334,7 +334,7 @@ Result afterWorkKilled(const Moment& moment)
     return result;
 }
 
-/// The updater reads status 0 and continues with the next script.
+/// The updater reads status 0 and continues as if the script had succeeded.
 Result afterAllKilled(const Moment& moment)
 {
     Result result = failure(moment, moment.operation);

@@ -1,4 +1,5 @@
-// The fault matrix: the table of moments, the table of faults, and the rules that derive the result of every cell.
+// The fault matrix: the tables of moments, faults, and faults of scripts, and the rules that derive the result of every
+// cell.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +16,8 @@ enum class Stage { Waiting, Decrypting, Menu, Dialog, Formatting, Installing, Do
 /// The contents of the internal memory. A memory without version.txt is incomplete.
 enum class Memory { Old, Incomplete, New, Destroyed };
 
-/// The contents of the spare partition: the saved presets, if complete.
+/// The contents of the spare partition. A complete backup contains the saved presets; an empty or incomplete one is
+/// `Empty`.
 enum class Backup { Empty, Complete, Destroyed };
 
 /// What the work after a moment, up to the next moment, requires.
@@ -32,7 +34,7 @@ enum Need : unsigned {
     memoryAttached = 1U << 7,
     memoryContent = 1U << 8,
     memoryWrites = 1U << 9,
-    /// The files on the memory are compared with the originals.
+    /// All files that have been written; they are compared with the originals.
     memoryFiles = 1U << 10,
     backupAttached = 1U << 11,
     backupContent = 1U << 12,
@@ -48,7 +50,7 @@ struct Moment {
     /// Moments up to the menu belong to the update, but the factory reset passes through them as well.
     Operation operation;
     unsigned needs;
-    /// What is mounted. An image file can be replaced only while it is not mounted.
+    /// The mounted storage. Faults replace the contents of an image file only while it is not mounted.
     unsigned mounted;
     Memory memory;
     Backup backup;
@@ -67,7 +69,7 @@ enum class Effect {
     ScriptKilled,
     /// SIGKILL ends all processes of the script, and the shell that waits for it, if any.
     AllKilled,
-    /// A device other than the storage fails for a short time.
+    /// The display, the encoder or the LED controller fails for half a second.
     DeviceFails,
 };
 
@@ -81,7 +83,8 @@ struct Fault {
     unsigned needs = nothing;
     /// The storage whose contents are lost for ever.
     unsigned destroys = none;
-    /// The screen after decrypt.sh has failed: a golden screen. Null if decrypt.sh shows `message` instead.
+    /// The golden screen after decrypt.sh has failed; null if the preparing screen stays, with `message`, or if
+    /// decrypt.sh does not fail.
     const char* screen = nullptr;
     /// The last progress line when decrypt.sh exits with status 4.
     const char* message = "";
@@ -91,7 +94,7 @@ struct Fault {
 };
 
 struct Result {
-    /// The golden screen at the end; null if the header of the preparing screen with `message` stays on the display.
+    /// The golden screen at the end; null if the preparing screen stays, with the progress line `message`.
     const char* screen = nullptr;
     std::string message;
     /// False if the updater offers only the factory reset.
@@ -110,6 +113,7 @@ struct Result {
     [[nodiscard]] bool arePresetsKept() const;
 };
 
+/// A fault that begins at a moment.
 struct Cell {
     const Fault* fault;
     const Moment* moment;

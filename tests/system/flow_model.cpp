@@ -106,7 +106,8 @@ void FlowModel::fail(int status, std::uint64_t iteration)
     wheelStart.reset();
 }
 
-/// True if the drive was found or the wheel turned after the last drawing; the updater then draws again.
+/// True if the drive was found or the wheel turned after the last drawing before `iteration`. The updater then draws
+/// once more, without the wheel.
 bool FlowModel::isRedrawnAfter(std::uint64_t iteration) const
 {
     const std::uint64_t drawn = (iteration - 1) / drawingInterval * drawingInterval;

@@ -1,4 +1,4 @@
-// Makes devices and drives, and holds the scripts with a FIFO.
+// Makes devices and drives, and makes the scripts wait with a FIFO.
 #include "tests/system/held_device.h"
 
 #include "sim/session/process.h"
@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Appended to images.sh, which the scripts source. Skips waits, because the test controls the speed.
+/// Appended to images.sh, which the scripts source. Makes the scripts wait for the test, and skips their own delays.
 constexpr const char* holding = R"(
 wait_for_test() { [ ! -p queue ] || read -r _ <queue; }
 show() { echo "$1" >line; printf 'SHOW: %s\n' "$1"; wait_for_test; }

@@ -10,7 +10,7 @@
 #include <optional>
 #include <string>
 
-/// The files from which a test program makes its devices and drives; created once.
+/// The folder that a test program copies for each device, the firmware, and the images of the drives; created once.
 class DeviceParts {
 public:
     static const DeviceParts& shared();
@@ -18,7 +18,7 @@ public:
     [[nodiscard]] std::filesystem::path device() const { return folder / "device"; }
     [[nodiscard]] std::filesystem::path firmware() const { return folder / "firmware"; }
     [[nodiscard]] std::filesystem::path goodDrive() const { return drives.at("firmware"); }
-    /// `content` is a key of the table of drives, such as "wrong byte".
+    /// The image of a drive. `content` is a key of `drives`, such as "wrong byte".
     [[nodiscard]] std::filesystem::path driveWith(const std::string& content) const { return drives.at(content); }
 
 private:
@@ -33,7 +33,7 @@ private:
     std::map<std::string, std::filesystem::path> drives;
 };
 
-/// `switchOn` and `release` throw std::runtime_error if they cannot use the FIFO that holds the scripts.
+/// `switchOn` and `release` throw std::runtime_error if they cannot use the FIFO that makes the scripts wait.
 class HeldDevice {
 public:
     HeldDevice();
@@ -55,7 +55,7 @@ public:
     /// Continues the waiting script.
     void release() const;
 
-    /// The process of the running script, and its descendant that does the work.
+    /// The first process of the running script, and its descendant that does the work.
     [[nodiscard]] pid_t scriptProcess() const;
     [[nodiscard]] pid_t workProcess() const;
     /// The child of scriptProcess() and parent of workProcess().

@@ -15,7 +15,7 @@ protected:
         menu = device->screen();
     }
 
-    /// Holds the button for this number of polls. A click opens the dialog.
+    /// Presses the button for `polls` polls and releases it. If this causes a click, the dialog replaces the menu.
     void holdForPolls(std::uint64_t polls)
     {
         device->press();

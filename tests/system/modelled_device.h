@@ -23,7 +23,8 @@ public:
     void pressLong();
     /// Makes `script` print the progress line. The script must be running.
     void printProgress(const sim::ControlledScript& script, const std::string& progress);
-    /// Waits until the running script has ended. `status` is its exit status.
+    /// Waits until the running script has ended or has closed its output. `status` is the exit status that the updater
+    /// will read.
     void awaitScriptEnd(int status);
     /// The running script. A script must be running.
     [[nodiscard]] const sim::ControlledScript& currentScript() const;

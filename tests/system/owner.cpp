@@ -50,7 +50,8 @@ void Owner::operate(Operation operation)
     }
 }
 
-/// Turns the knob until the menu shows `screen`.
+/// Turns the knob until the menu shows `screen`, at most three times. In a menu with only the factory reset, turns it
+/// once, which selects the factory reset.
 void Owner::select(const std::string& screen)
 {
     constexpr int longest = 3;

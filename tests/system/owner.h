@@ -9,7 +9,7 @@
 
 namespace matrix {
 
-/// Performs the owner's operations. At each moment it calls `visit`, and stops when the device has been switched off.
+/// Performs the owner's operations. Calls `visit` at each moment, and stops if `visit` has switched the device off.
 class Owner {
 public:
     Owner() = default;
@@ -21,14 +21,14 @@ protected:
     virtual void visit(const Moment& moment) = 0;
 
     /// Switches the device on, plugs in a good drive unless a drive is plugged in, and follows decrypt.sh. Returns true
-    /// if the menu appears.
+    /// if the menu appears and `visit` has not switched the device off.
     bool reachMenu();
-    /// Chooses the operation in the menu, and follows it to the end.
+    /// Chooses and confirms the operation, and follows its scripts to the end.
     void operate(Operation operation);
 
     /// Runs until the display shows every change and no transfer to the display is in progress.
     void settle();
-    /// True if the screen shows exactly `message` with any frame of the wheel or, unless the wheel turns, without it.
+    /// True if the screen shows exactly `message` with any frame of the wheel or, unless `wheelTurns`, without it.
     [[nodiscard]] bool isShown(const std::string& message, bool wheelTurns);
 
     HeldDevice device;

@@ -1,4 +1,5 @@
-// Random sequences of user input, progress and script results, compared with the flow model after every step.
+// Performs random sequences of user input, progress and script results, and compares the screen with the flow model
+// after every step.
 #include "tests/system/modelled_device.h"
 
 #include <iostream>

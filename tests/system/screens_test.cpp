@@ -11,7 +11,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Chooses "Yes" in the dialog and runs until the busy indicator shows its first frame again.
+/// Opens the dialog, chooses "Yes", and runs until the busy indicator shows its first frame again.
 void startWork(TestDevice& device, bool factoryReset)
 {
     factoryReset ? device.toFactoryDialog() : device.toUpdateDialog();

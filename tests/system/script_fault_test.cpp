@@ -24,10 +24,10 @@ class ScriptFaults;
 
 enum class File { Present, Missing, NotExecutable };
 
-/// How the script fails.
+/// What the faulty script does.
 struct Behaviour {
     std::string_view fault;
-    /// The script's commands after `opening`. They can call `await` again.
+    /// The script's commands after `opening`. They can call its functions `await` and `die`.
     const char* body;
     /// Checks the device while the script runs, and releases the script from each further `await`.
     void (ScriptFaults::*watch)() = nullptr;
@@ -388,7 +388,7 @@ std::vector<Cell> allCells()
     return cells;
 }
 
-/// Every fault in one script run, and several faults in every script run.
+/// One cell per fault, distributed over all script runs.
 std::vector<Cell> someCells()
 {
     const auto runs = matrix::allScriptRuns();

@@ -1,4 +1,4 @@
-// Progress lines, and scripts with large or invalid output.
+// Progress lines, large or invalid output of scripts, and their standard error.
 #include "tests/system/system_test.h"
 
 namespace {

@@ -33,7 +33,7 @@ public:
     void setVersions(const std::string& oldVersion, const std::string& newVersion) const;
 
     /// Plugs in a drive with a partition, switches the device on if it is off, and runs until the updater finds the
-    /// drive.
+    /// drive. Must be called before iteration 501, in which the updater first checks for the drive.
     void toPreparing();
 
     // Each of these operations returns once the display shows every change.

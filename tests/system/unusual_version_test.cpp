@@ -1,4 +1,4 @@
-// The confirmation dialog with version files that are not plain short text.
+// The confirmation dialog when the version is very long or contains bytes other than printable ASCII.
 #include "tests/system/system_test.h"
 
 namespace {
