@@ -1,12 +1,12 @@
-# Sourced by the scripts in this folder that run on the build machine: file systems, and the functions of errors.sh.
+# Sourced by make_device.sh, make_drive.sh and verify_memory.sh: ext4 images, and the functions of errors.sh.
 # shellcheck shell=bash
 
 PATH=$PATH:/usr/sbin:/sbin # a normal user's PATH lacks the file system tools
 # shellcheck source=../../packaging/maker/errors.sh
 . "${BASH_SOURCE[0]%/*}/../../packaging/maker/errors.sh"
 
-# make_file_system IMAGE KIB FOLDER: creates an ext4 image with the content of FOLDER. Fails when the content does not
-# fit.
+# make_file_system IMAGE KIB FOLDER: creates an ext4 image of KIB KiB with the content of FOLDER. Fails when the content
+# does not fit.
 make_file_system() {
   mke2fs -q -F -t ext4 -b 1024 -i 2048 -m 0 -d "$3" "$1" "$2k" </dev/null >/dev/null 2>&1
 }

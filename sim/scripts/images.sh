@@ -1,7 +1,7 @@
 # Sourced by packaging/scripts/common.sh on a simulated device: implements storage with image files, without root.
-# Mounting copies the files of an image into the folder. Unmounting a folder that was mounted for writing makes a new
-# image of its files. Device paths are relative to the device's root, so the path of the root may contain characters
-# that are special to the tools. FOLDER.mounted contains the device and the mode of a mount.
+# `mount_at` copies the files of an image into the mount point. `unmount` makes a new image of the files if they were
+# mounted for writing. All paths are relative to the device's root, so the path of the root may contain characters that
+# are special to the tools. While FOLDER is mounted, FOLDER.mounted contains the source of the mount, and ro or rw.
 # shellcheck shell=sh disable=SC2034,SC2154 # common.sh sets and uses some of the names
 
 cd "$root/" || exit "$unexpected_status"
@@ -26,15 +26,15 @@ mount_at() {
   esac && echo "$4 $3" >"$1.mounted"
 }
 
-# copy_ext4 IMAGE FOLDER: debugfs does not report errors in its exit status, and without root prints errors for
-# successful copies.
+# copy_ext4 IMAGE FOLDER: copies all files. Fails only when the image has no ext4 file system: debugfs does not report
+# errors in its exit status, and without root prints errors for successful copies.
 copy_ext4() {
   dumpe2fs -h "$1" >/dev/null 2>&1 || return
   debugfs -R "rdump / $2" "$1" >/dev/null 2>&1
   rmdir "$2/lost+found" 2>/dev/null || true
 }
 
-# mcopy fails when there are no files.
+# is_empty_fat IMAGE: succeeds when the image has a FAT file system. mcopy fails on a file system without files.
 is_empty_fat() {
   mdir -f -b -i "$1" :: </dev/null >/dev/null 2>&1
 }
@@ -52,12 +52,12 @@ unmount() {
   release "$1"
 }
 
-# sync -f FOLDER: writes a folder that is mounted for writing to its image.
+# sync -f FOLDER: if FOLDER is mounted for writing, makes a new image of its files.
 sync() {
   read -r image access <"$2.mounted" && { [ "$access" = ro ] || write_image "$image" "$2"; }
 }
 
-# is_writable IMAGE: fails when the owner has no write permission for the image; unlike `test -w`, also for root.
+# is_writable IMAGE: fails when the owner has no write permission for the image, even if the script runs as root.
 is_writable() {
   case $(stat -c %A "$1") in
   ??w*) ;;
@@ -65,14 +65,15 @@ is_writable() {
   esac
 }
 
-# mke2fs [ARGUMENT...] IMAGE
+# mke2fs [ARGUMENT...] IMAGE: fails when the image is read-only.
 mke2fs() {
   for created; do :; done
   is_writable "$created" && command mke2fs "$@"
 }
 
-# write_image IMAGE FOLDER: replaces the image with a new image of the files. Fails when the image is read-only, or when
-# the files need more than usable_kib KiB, the limit of a worn memory (0 for no limit).
+# write_image IMAGE FOLDER: replaces the image with a new image of the files in FOLDER. Fails when the image is
+# read-only, when the files do not fit, or, to simulate a worn memory, when they need more than usable_kib KiB (0 for no
+# limit).
 write_image() {
   is_writable "$1" || return
   [ "$usable_kib" -eq 0 ] || [ "$(du -sk --apparent-size "$2" | cut -f 1)" -le "$usable_kib" ] || return
@@ -81,8 +82,8 @@ write_image() {
   return 1
 }
 
-# release FOLDER: unmounts the folder and discards changes that have not been written. Removes the folder last, because
-# rm may be killed.
+# release FOLDER: unmounts the folder and discards changes that have not been written. Removes the folder last: if rm is
+# killed, the next call removes the rest.
 release() {
   [ ! -e "$1" ] || rm -rf "$1.mounted" "$1"
 }
@@ -112,7 +113,8 @@ require_free() {
   is_device "$1" || fail 1 "$1 does not exist"
 }
 
-# While the FIFO script-steps exists, waits after each progress line until the updater has received the line.
+# Replaces the function of common.sh: while the FIFO script-steps exists, waits after each progress line until the
+# simulator has passed the line to the updater.
 show() {
   printf 'SHOW: %s\n' "$1"
   [ ! -p script-steps ] || read -r _ <script-steps

@@ -3,7 +3,7 @@
 # presets of the folder user_presets, and an empty backup.
 # Usage: make_device.sh ROOT KEYS [MEMORY_KIB [USABLE_KIB [VERSION]]]
 # ROOT is a new or empty folder. KEYS is a folder with signing.pub and firmware.key. MEMORY_KIB is the size of the
-# memory (default: 8192). USABLE_KIB limits the files in a worn memory; 0 for no limit (default).
+# memory (default: 8192). USABLE_KIB is the total size of the files that a worn memory accepts; 0 (default): no limit.
 # VERSION is the version of the firmware (default: 1.4.2), or none for a memory without firmware.
 set -eEuo pipefail
 # shellcheck source=common.sh
@@ -12,8 +12,8 @@ set -eEuo pipefail
 scripts=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")")
 readonly scripts device_scripts=$scripts/../../packaging/scripts backup_kib=8192
 
-# make_memory_content FOLDER VERSION: creates the presets and, unless VERSION is none, a firmware. Firmware 2.0.0 has a
-# different greeting.txt and no voices.conf.
+# make_memory_content FOLDER VERSION: creates the presets and, unless VERSION is none, a firmware. The firmware in
+# sim/firmware has a different greeting.txt and no voices.conf, so an update must replace and remove files.
 make_memory_content() {
   mkdir "$1"
   cp -R "$scripts/user_presets" "$1/presets"

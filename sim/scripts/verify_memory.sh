@@ -1,8 +1,10 @@
 #!/bin/bash
-# Checks that a device's internal memory contains exactly the expected firmware, byte by byte, and the expected presets.
+# Checks that the file system in ROOT/dev/memory is undamaged, and that its version, firmware files and presets are
+# exactly the expected ones.
 # Usage: verify_memory.sh ROOT FIRMWARE_FOLDER VERSION kept|lost
 # VERSION none: the memory must contain no version.txt; firmware files are not checked.
-# kept: exactly the presets of the folder user_presets; lost: exactly the factory presets of the firmware.
+# kept: exactly the presets of the folder user_presets; lost: exactly those of FIRMWARE_FOLDER/presets-factory, or no
+# presets if this folder does not exist.
 set -eEuo pipefail
 # shellcheck source=common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"

@@ -66,7 +66,8 @@ override() {
     tr -c '[:print:]' '\n' | sed '/^$/d' | paste -sd ' '
 }
 
-# dtoverlay=tonecrate,line_a=17 replaces the cells at the parameter's offsets, which must contain the line number.
+# dtoverlay=tonecrate,line_a=17 replaces the cells at the offsets of line_a. The test checks that these cells contain
+# the default line number.
 overlay_has_parameters() {
   dtc -q -@ -I dts -O dtb -o overlay.dtbo "$packaging/tonecrate-overlay.dts"
   [[ $(fdtget overlay.dtbo /fragment@4/__overlay__/rotary-encoder gpios | cut -d ' ' -f 2,5) == "23 24" ]]

@@ -1,5 +1,5 @@
 #!/bin/bash
-# Checks that a program for the device is hardened: by its ELF headers, and by the functions that its objects call.
+# Checks that the updater for the device is hardened: reads its ELF headers, and the functions that its objects call.
 # Usage: hardening_test.sh BUILD...   (build folders of the presets `device` and `device-static`)
 set -uo pipefail
 
@@ -31,8 +31,8 @@ stack_not_executable() {
   has '^ *GNU_STACK .* RW +0x' --program-headers
 }
 
-# objects_call FUNCTION: checks that an object of the product calls a function that matches the regular expression.
-# Reads the objects because the program is stripped.
+# objects_call PATTERN: checks that an object of the product calls a function that matches the extended regular
+# expression. Reads the objects because the program is stripped.
 objects_call() {
   find "$build"/{app,graphics,hw,updater,widgets} -name '*.o' -exec readelf --wide --symbols {} + >symbols
   grep -E -q " UND ($1)\$" symbols

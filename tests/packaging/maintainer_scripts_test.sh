@@ -1,6 +1,6 @@
 #!/bin/bash
-# Tests the maintainer scripts of the package with commands that only record their calls, in a namespace whose /run and
-# /sys/module each case prepares.
+# Tests the maintainer scripts of the package tonecrate-updater, with commands that only record their calls. The scripts
+# run in a namespace whose /run and /sys/module each case prepares.
 set -uo pipefail
 
 repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../..")

@@ -1,5 +1,5 @@
 #!/bin/bash
-# Tests the commands that make keys, and the commands that make, inspect and verify firmware files.
+# Tests the maker's commands: make-keys, pack-firmware, inspect-firmware and verify-firmware.
 set -uo pipefail
 
 repository=$(realpath -- "$(dirname -- "${BASH_SOURCE[0]}")/../..")
@@ -39,8 +39,8 @@ pack() {
   "$maker/tonecrate-pack-firmware" "$@" folder 1.0 "$work/keys" out.fw
 }
 
-# refuses COMMAND [ARGUMENT...]: checks that a command fails, prints one line that begins with its name, and leaves no
-# scratch folder.
+# refuses COMMAND [ARGUMENT...]: checks that a command fails, prints only one line, on standard error, that begins with
+# the command's name, and leaves no scratch folder.
 refuses() {
   run "$@"
   [[ $status -ne 0 && ! -s out ]] || { echo "$* exits $status: $(cat out)"; return 1; }
@@ -57,7 +57,8 @@ run() {
 
 # one_error_line COMMAND
 one_error_line() {
-  [[ $(wc -l <err) -eq 1 && $(cat err) == "$1: "* ]] || { echo "no error or several lines: $(cat err)"; return 1; }
+  [[ $(wc -l <err) -eq 1 && $(cat err) == "$1: "* ]] ||
+    { echo "does not print one line that begins with its name: $(cat err)"; return 1; }
   ! grep -n unexpected err
 }
 

@@ -133,10 +133,10 @@ cp -a "$base" "$work/system" || exit 1
 it "the updater's package installs with its dependencies" updater_installs
 it "the updater's package depends on the library versions that the program needs" declares_the_needed_library_versions
 it "the updater's package installs none of the device's scripts" leaves_scripts_alone
-it "the updater's package starts and enables no service" starts_nothing
+it "the updater's package enables no service and has no unexpected control files" starts_nothing
 it "without devices the program reports that it cannot open /dev/mem" runs_without_devices
 it "the scripts' package installs the scripts and their settings" scripts_install
-it "the installed scripts run and report that the keys are missing" scripts_run
+it "the installed decrypt.sh runs and reports that a key is missing" scripts_run
 it "reinstalling the scripts' package keeps changed settings" settings_survive_reinstallation
 it "the maker's commands make and verify a firmware file" commands_run
 it "removal and purge leave no files" removes

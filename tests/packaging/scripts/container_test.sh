@@ -56,7 +56,6 @@ exchanged_chunks() {
   "$maker/tonecrate-pack-firmware" --chunk 30000 "$firmware" 2.0.0 "$work/keys" chunks.fw
   size=$(stat -c %s chunks.fw)
   header=$((size - $(sed -n 's/^payload //p' chunks.fw)))
-  # The second chunk, then the first one.
   {
     head -c "$header" chunks.fw
     dd if=chunks.fw iflag=skip_bytes,count_bytes skip=$((header + 30000)) count=30000 status=none
@@ -110,7 +109,8 @@ older_format() {
   expect_corrupt bad.fw
 }
 
-# expect_archive_rejected: seals ./archive validly. decrypt.sh must reject it and leave none of its files.
+# expect_archive_rejected: seals ./archive with the right keys. decrypt.sh must reject it and leave no file named
+# evil*.
 expect_archive_rejected() {
   seal archive bad.fw
   expect_corrupt bad.fw
@@ -212,6 +212,6 @@ it "decrypt rejects a hard link" hard_link
 it "decrypt rejects a named pipe" named_pipe
 it "decrypt rejects an archive without version.txt" archive_of_only firmware
 it "decrypt rejects an archive without the folder firmware" archive_of_only version.txt
-it "decrypt rejects a version that is empty, too long or not one printable word" invalid_versions
+it "decrypt rejects a version that is empty, blank or too long, or contains a control character" invalid_versions
 it "decrypt rejects content that is not an archive" not_an_archive
 finish

@@ -63,7 +63,7 @@ drive_with_similar_names() {
   expect 2 decrypt.sh /dev/sda1
 }
 
-# without_file FILE STATUS: checks the exit status without FILE, a path below the root.
+# without_file FILE STATUS: decrypt.sh exits with STATUS when FILE, a path below the root, is missing.
 without_file() {
   plug_drive
   mv "$root/$1" aside
@@ -86,7 +86,7 @@ larger_than_memory() {
   expect_reason "Failed: needs 10 MB of memory"
 }
 
-# shortage COMMAND: COMMAND fills /tmp after decrypt.sh has measured its free space and before tar writes.
+# shortage COMMAND: COMMAND takes space in /tmp after decrypt.sh has measured the free space and before tar writes.
 shortage() {
   if [[ ! -e $work/large.fw ]]; then # packing random data takes a second
     mkdir large
@@ -163,7 +163,8 @@ mounted_outside_the_root() {
   [[ $(cat "$root/tmp/fw/version.old.txt") == 1.4.2 ]]
 }
 
-# occupied_by STATUS COMMAND: COMMAND creates /tmp/fw while decrypt.sh runs, as another user could.
+# occupied_by STATUS COMMAND: COMMAND creates a folder or link at /tmp/fw while decrypt.sh runs, as another user could.
+# decrypt.sh must exit with STATUS and not move its result into the folder or through the link.
 occupied_by() {
   plug_drive
   on_line "Ready" "$2"

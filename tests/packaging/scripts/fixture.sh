@@ -6,7 +6,7 @@
 # shellcheck shell=bash
 
 [[ ${1:-} == busybox || ${1:-} == dash ]] || { echo "usage: ${0##*/} busybox|dash [ARGUMENT]" >&2; exit 2; }
-unshare --mount true 2>/dev/null || { echo "skipped: no permission to mount, which needs root"; exit 77; }
+unshare --mount true 2>/dev/null || { echo "skipped: no permission to mount (needs root)"; exit 77; }
 [[ -n ${OWN_MOUNTS:-} ]] || OWN_MOUNTS=yes exec unshare --mount --propagation private "${BASH_SOURCE[1]}" "$@"
 
 shell=$1
@@ -36,7 +36,7 @@ clean_up() {
   rmdir -- "$work"
 }
 
-# add_program FOLDER PROGRAM...: copies programs and their libraries into the root.
+# add_program FOLDER PROGRAM...: copies programs into FOLDER of the root, and their libraries into the root.
 add_program() {
   local folder=$root$1 program programs=()
   for program in "${@:2}"; do
@@ -82,7 +82,7 @@ make_fixtures() {
   truncate -s 8M "$work/backup.img"
 }
 
-# make_drive IMAGE [FILE...]: makes a drive with the files in one partition at 1 MiB.
+# make_drive IMAGE [FILE...]: makes a drive with the files in a file system at 1 MiB.
 make_drive() {
   local image=$1
   shift
@@ -162,7 +162,7 @@ shut_down() {
   unplug_all
 }
 
-# mounted_below FOLDER: prints the mount points. Fails when there is none.
+# mounted_below FOLDER: prints the mount points below FOLDER. Fails when there is none.
 mounted_below() {
   local folder status=1
   while read -r _ folder _; do
@@ -175,7 +175,8 @@ reset_settings() {
   cp "$work/updater.conf" "$root/etc/tonecrate/"
 }
 
-# cut_power: restarts the device with the current content of its partitions.
+# cut_power: restarts the device with the current content of its partitions, without data that the file systems have not
+# written. Also resets the settings.
 cut_power() {
   cp --sparse=always memory.img memory.cut
   cp --sparse=always backup.img backup.cut
@@ -270,7 +271,7 @@ prepare() {
   cp -a "$work/unpacked" "$root/tmp/fw"
 }
 
-# update: runs all three scripts.
+# update: runs all three scripts for an update.
 update() {
   decrypt_firmware
   expect 0 format.sh 0
@@ -324,8 +325,8 @@ END
 }
 
 # signal_main: defines two functions for on_line and before_command. `signal_main SIGNAL` signals the process that runs
-# `main`, a grandchild of the script; `signal_middle SIGNAL` signals the parent of this grandchild. Both fail unless the
-# caller is the grandchild or a descendant of it.
+# `main`, a grandchild of the script's first process; `signal_middle SIGNAL` signals the process between these two. Both
+# fail unless the caller is the grandchild or a descendant of it.
 signal_main() {
   cat >>"$root/etc/tonecrate/updater.conf" <<'END'
 find_main() {

@@ -1,6 +1,5 @@
 #!/bin/bash
-# Tests that format.sh keeps the presets for an update and deletes them for a factory reset, and which requests it
-# rejects.
+# Tests that format.sh keeps the presets for an update and deletes them for a factory reset, and when it fails.
 set -uo pipefail
 # shellcheck source=fixture.sh
 . "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
@@ -406,7 +405,7 @@ it "a factory reset succeeds when the backup is read-only" prepared reset_withou
 it "a factory reset succeeds when the backup contains garbage" prepared \
   reset_without_backup dd if=/dev/urandom of=backup.img bs=1M count=8 conv=notrunc status=none
 it "format changes nothing when /run is full" prepared full_folder run
-it "the presets survive when /tmp fills up during formatting and the update is repeated" prepared unmarked
+it "the presets survive when /tmp is full after formatting and the update is repeated" prepared unmarked
 it "format and install fail while another script is running" prepared other_run
 it "format fails and keeps presets that do not fit into the backup" prepared presets_too_large
 it "format for an update rejects a damaged memory, and a factory reset formats it" prepared damaged_memory

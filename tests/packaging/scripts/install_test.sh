@@ -1,5 +1,5 @@
 #!/bin/bash
-# Tests that install.sh writes every file, and detects files that were not written correctly.
+# Tests install.sh, and whole updates and factory resets.
 set -uo pipefail
 # shellcheck source=fixture.sh
 . "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
@@ -74,7 +74,7 @@ does_not_fit() {
   [[ -z $(memory_command 'cat version.txt') ]]
 }
 
-# unfaithful_copy DAMAGE: cp damages its copy and reports success.
+# unfaithful_copy DAMAGE: cp runs DAMAGE, which changes $copy, and reports success. install.sh must fail.
 unfaithful_copy() {
   prepare
   expect 0 format.sh 0
@@ -125,7 +125,7 @@ removes_unpacked() {
   [[ ! -e $root/tmp/fw ]]
 }
 
-# A preset on the memory is deleted after format.sh has checked it.
+# A preset in the memory is deleted after format.sh has checked it.
 damaged_presets() {
   prepare
   expect 0 format.sh 0
@@ -150,7 +150,7 @@ swapped_drive() {
   verify "$user_presets"
 }
 
-# read_only_at LINE SCRIPT [ARGUMENT]: the memory becomes read-only while the script runs.
+# read_only_at LINE SCRIPT [ARGUMENT]: the memory becomes read-only after the progress line LINE of the script.
 read_only_at() {
   prepare
   [[ $2 == format.sh ]] || expect 0 format.sh 0
@@ -215,7 +215,7 @@ it "install rejects an unpacked firmware that belongs to another user" unpacked_
 it "format and install reject an unsigned firmware in /tmp/fw" unsigned_firmware
 it "install removes the unpacked firmware, even if it fails" removes_unpacked
 it "install fails if a preset was deleted from the memory, and the next update restores the preset" damaged_presets
-it "a drive that is swapped after decryption has no effect" swapped_drive
+it "swapping the drive after decryption has no effect" swapped_drive
 for line in "Formatting" "Restoring"; do
   it "the presets survive when the memory becomes read-only at \"$line\" and the update is repeated" \
     read_only_at "$line" format.sh 0

@@ -1,15 +1,16 @@
 #!/bin/bash
 # Tests that I/O errors of the memory or of the backup never lose the presets, and never make a script report an
-# incomplete memory as complete. The partition's image is in a file system that becomes full, so the kernel reports an
-# I/O error for each block that no longer fits.
-# Usage: io_error_test.sh busybox|dash [sample]   (sample: tests only a few points)
+# incomplete memory as complete. The image of the tested partition is in a file system that becomes full, so the kernel
+# reports an I/O error for each block that no longer fits.
+# Usage: io_error_test.sh busybox|dash [sample]   (sample: tests only 3 of 20 sizes of this file system)
 set -uo pipefail
 # shellcheck source=fixture.sh
 . "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
 
 readonly card=$root/card # shut_down unmounts everything in the root
 
-# restart_with PARTITION KIB: restarts the device with new contents. The image of PARTITION accepts KIB KiB of data.
+# restart_with PARTITION KIB: restarts the device with the images of a new device. The image of PARTITION accepts only
+# another KIB KiB of data.
 restart_with() {
   shut_down
   mkdir -p "$card"
@@ -37,8 +38,9 @@ operate() {
   [[ $status -ne 0 ]] || failed=
 }
 
-# errors_at_points STEP PARTITION MOST OUTCOMES: tests every STEP-th of 20 points between 0 and MOST KiB of data. Each of
-# OUTCOMES must occur: the script that fails, or none.
+# errors_at_points STEP PARTITION MOST OUTCOMES: runs an update in which PARTITION accepts a limited amount of data, and
+# then an update with enough space. Tests every STEP-th of 20 limits from 0 to 95 % of MOST KiB. OUTCOMES lists the
+# scripts that must fail at a limit, and `none` if both scripts must succeed at a limit.
 errors_at_points() {
   local point seen=
   for ((point = 0; point < 20; point += $1)); do

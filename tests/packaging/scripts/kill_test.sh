@@ -1,7 +1,7 @@
 #!/bin/bash
-# Tests that SIGKILL of a script never loses the presets, and never makes the updater report an incomplete memory as
-# done. The updater runs a script through `sh -c`, which replaces itself with the script, and treats a fatal signal as
-# success; the test does the same.
+# Tests that SIGKILL of a script never loses the presets, and never makes the updater report success when the memory is
+# incomplete. The updater runs a script through `sh -c`, which replaces itself with the script. The updater treats a
+# fatal signal as success. The test does the same.
 # Usage: kill_test.sh busybox|dash lines|update|reset|sample
 #   lines: kills at progress lines; update, reset: kills before every external command of an update or of a factory
 #   reset; sample: kills at a few progress lines and before a few external commands of an update
@@ -13,8 +13,8 @@ files=(engine/engine.bin presets-factory/bass/cellar.preset) # few, because the 
 readonly commands=(cat chmod cmp cp cut dd df dumpe2fs e2fsck expr find flock grep head id ls mkdir mount mv openssl
   rm sed sort stat sync tail tar truncate umount wc zstd)
 
-# run_as_updater SCRIPT [ARGUMENT]: waits for the end of the output, also from processes that the script leaves behind.
-# Sets $status as the updater does.
+# run_as_updater SCRIPT [ARGUMENT]: runs a script, and waits until its output is closed, also by processes that the
+# script leaves behind. Sets $status as the updater does.
 run_as_updater() {
   status=0
   in_root /bin/sh -c "/usr/sbin/$*" 2>>err </dev/null | cat >out || status=$?
@@ -31,8 +31,8 @@ run_step() {
   esac && [[ $status -eq 0 ]]
 }
 
-# operate MODE [SCRIPT]: runs all scripts, or SCRIPT and the following ones. Sets $outcome to the end of the operation:
-# decrypt, format, install (the step that failed), or done.
+# operate MODE [SCRIPT]: runs all scripts, or SCRIPT and the following ones. Sets $outcome to the step that failed
+# (decrypt, format or install), or to done.
 operate() {
   local script
   outcome=
@@ -50,8 +50,8 @@ verify_operation() {
   verify "${presets[$1]}"
 }
 
-# check_outcome MODE: checks an operation in which a process was killed, and then that the next one succeeds. Operations
-# that end equally and leave equal states are checked once.
+# check_outcome MODE: called after an operation in which a process was killed. If the operation is done, checks the
+# memory. Then checks that the next operation succeeds. Checks operations with the same outcome and state only once.
 check_outcome() {
   local state=unknown
   ! describe_state || state="$1 $outcome $(sha256sum <state.tar)"
@@ -64,7 +64,7 @@ check_outcome() {
   [[ $state == unknown ]] || echo "$state" >>"$work/checked_states"
 }
 
-# Writes all that the next operation finds to state.tar: /tmp, /run, and the content of both partitions. Fails if a
+# Writes to state.tar what the next operation will find: /tmp, /run, and the content of both partitions. Fails if a
 # partition is mounted, because its image is then incomplete.
 describe_state() {
   ! mounted_below "$root/run" >/dev/null || return 1
@@ -75,8 +75,8 @@ describe_state() {
   tar --sort=name --mtime=@0 --exclude=run/calls -cf state.tar state -C "$root" tmp run
 }
 
-# describe_partition NAME: describes a file system by its content, because the scripts do not depend on its times, UUID
-# and mount count. Copies the image instead when the file system has errors or needs recovery.
+# describe_partition NAME: describes a file system by its files and its superblock, without fields on which the scripts
+# do not depend, such as times and UUID. Copies the image instead when the file system has errors or needs recovery.
 describe_partition() {
   local varying='UUID|Hash Seed|created|time|checked|Mount count|Journal sequence|[Cc]hecksum:'
   if e2fsck -fn "$1.img" && dumpe2fs -h "$1.img" >header && ! grep needs_recovery header; then
@@ -88,8 +88,8 @@ describe_partition() {
   fi >/dev/null 2>&1
 }
 
-# fails_after_kill LINE: install.sh is killed at the progress line LINE, and its remaining processes fail. They must
-# keep the output open, because otherwise the updater would report success.
+# fails_after_kill LINE: the first process of install.sh is killed at the progress line LINE, and the other processes
+# fail. They must keep the output open, because otherwise the updater would report success.
 fails_after_kill() {
   local tries=100
   plug_drive
@@ -114,7 +114,7 @@ fails_after_kill() {
   verify "$user_presets"
 }
 
-# skip_pauses: the scripts skip pauses of at most 1 s, in which the owner could read the reason for a failure.
+# skip_pauses: the scripts skip pauses of at most 1 s, to save time.
 skip_pauses() {
   cat >>"$root/etc/tonecrate/updater.conf" <<'END'
 sleep() { [ "$1" -le 1 ] || command sleep "$1"; }
@@ -167,8 +167,8 @@ killed_at() {
   check_outcome "$4"
 }
 
-# killed_at_every STEP MODE LEAST: tests every STEP-th external command of an operation. The operation must have at least
-# LEAST commands.
+# killed_at_every STEP MODE LEAST: kills the main process before every STEP-th external command, each time in a new
+# operation. The operation must have at least LEAST commands.
 killed_at_every() {
   local number=0 script before
   save_points "$2"
@@ -187,7 +187,8 @@ killed_at_every() {
   [[ $number -ge $3 ]] || { echo "only $number commands"; return 1; }
 }
 
-# update_killed_in SCRIPT LINE...: kills each of the script's three processes at its progress lines in an update.
+# update_killed_in SCRIPT LINE...: kills each of the script's three processes at each of these progress lines of an
+# update.
 update_killed_in() {
   local script=$1 line process
   for line in "${@:2}"; do
@@ -200,7 +201,8 @@ update_killed_in() {
   done
 }
 
-# reset_killed_in SCRIPT LINE...: kills the script's first and main process at its progress lines in a factory reset.
+# reset_killed_in SCRIPT LINE...: kills the script's first and main process at each of these progress lines of a factory
+# reset.
 reset_killed_in() {
   local script=$1 line
   for line in "${@:2}"; do

@@ -1,13 +1,13 @@
 #!/bin/bash
 # Tests that an update after a power cut in format.sh or install.sh succeeds and keeps the presets. A power cut kills
-# all processes of the script at once and discards the data that its file systems have not written.
+# all processes of the script at once and discards the data that the file systems have not written.
 # Usage: power_cut_test.sh busybox|dash [sample]   (sample: tests only a few cuts)
 set -uo pipefail
 # shellcheck source=fixture.sh
 . "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
 
-# run_until_cut ARGUMENT: runs format.sh and install.sh for an update (0) or a factory reset (1). Sets $cut to yes when
-# a script was killed.
+# run_until_cut ARGUMENT: runs format.sh and install.sh for an update (0) or a factory reset (1). Sets $cut to yes if a
+# script was killed, otherwise to no.
 run_until_cut() {
   local script status
   cut=no
@@ -79,7 +79,7 @@ cut_reset() {
   verify "$firmware/presets-factory"
 }
 
-# An interrupted factory reset has deleted the presets.
+# The interrupted factory reset has already deleted the presets that the interrupted update had saved.
 reset_discards_backup() {
   cut_at "Restoring" 0
   cut_at "Formatted" 1
@@ -138,13 +138,13 @@ every_cut() {
   it "an update after a power cut in format.sh and one in install.sh keeps the presets" \
     cut_twice "Checking the presets" "Writing to"
   for line in Formatting Formatted "Installing... 40" "Writing the version" "Installed"; do
-    it "a factory reset after a power cut in a factory reset at \"$line\" succeeds" cut_reset "$line"
+    it "a factory reset succeeds after a power cut at \"$line\" in the previous one" cut_reset "$line"
   done
   it "a factory reset discards the saved presets" reset_discards_backup
   it "an update continues from the backup when the memory is incomplete" incomplete_memory
   it "an update uses a complete memory instead of an older backup" stale_backup
   it "an update fails when the backup of an incomplete memory is damaged, and a factory reset succeeds" damaged_backup
-  # Both shells run the same commands, so this runs only with the device's shell.
+  # Both shells run the same commands, so this runs only with BusyBox.
   [[ $shell == dash ]] ||
     it "an update survives a power cut before each command that may write" cut_at_every_command
 }
@@ -152,7 +152,7 @@ every_cut() {
 if [[ ${2:-} == sample ]]; then
   it "an update after a power cut in format.sh succeeds and keeps the presets" cut_update "Restoring"
   it "an update after a power cut in install.sh succeeds and keeps the presets" cut_update "Installing... 40"
-  it "a factory reset after a power cut in a factory reset succeeds" cut_reset "Writing the version"
+  it "a factory reset succeeds after a power cut in the previous one" cut_reset "Writing the version"
 else
   every_cut
 fi

@@ -63,7 +63,8 @@ refuses() {
 }
 
 no_leftovers() {
-  [[ ! -e $DEVICE_ROOT/tmp/fw.new && ! -e $DEVICE_ROOT/run/tonecrate/memory ]] || { echo "leaves its files"; return 1; }
+  [[ ! -e $DEVICE_ROOT/tmp/fw.new && ! -e $DEVICE_ROOT/run/tonecrate/memory ]] ||
+    { echo "leaves temporary files"; return 1; }
 }
 
 plug_partitioned() {

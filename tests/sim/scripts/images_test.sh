@@ -1,6 +1,6 @@
 #!/bin/bash
-# Tests the storage functions of images.sh: runs the device scripts on image files, which needs no root. The tests on
-# block devices test the scripts themselves.
+# Tests the storage functions of images.sh: runs the device scripts on image files, which needs no root. The tests in
+# tests/packaging/scripts, on loop devices, test the scripts themselves.
 set -uo pipefail
 # shellcheck source=fixture.sh
 . "$(dirname "${BASH_SOURCE[0]}")/fixture.sh"
@@ -148,7 +148,7 @@ it "an update after an interrupted update keeps the presets" interrupted_update
 it "decrypt reads a drive without a partition table" whole_drive
 it "decrypt ignores the case of the file name" name_in_capitals
 it "the path of the device's folder may be relative" relative_root
-it "the path of the device's folder may contain quotes, spaces and shell characters" odd_root
+it "the path of the device's folder may contain spaces and special characters" odd_root
 it "decrypt exits 1 when the drive is missing" drive_is rm -f
 it "decrypt exits 1 when the drive is an empty file" drive_is truncate -s 0
 it "decrypt exits 1 when the drive is a folder" drive_is mkdir
