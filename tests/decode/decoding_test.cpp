@@ -8,6 +8,7 @@
 #include "tests/support/scratch_folder.h"
 
 #include <cstring>
+#include <map>
 #include <sstream>
 
 namespace {
