@@ -1,5 +1,5 @@
 # Defines the Debian packages. cpack creates them in the build folder of the preset `device`:
-#   tonecrate-updater          the program for the device, its unit, and its documentation
+#   tonecrate-updater          the program for the device, its unit, udev rules and modprobe option, and documentation
 #   tonecrate-updater-scripts  the scripts that the program runs on the device
 #   tonecrate-maker            the commands that make keys and firmware files, for the manufacturer
 set(compressed ${CMAKE_CURRENT_BINARY_DIR}/package)
@@ -95,7 +95,7 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION TRUE)
 set(CPACK_DEBIAN_UPDATER_PACKAGE_NAME tonecrate-updater)
 set(CPACK_DEBIAN_UPDATER_PACKAGE_ARCHITECTURE arm64)
 # dpkg-shlibdeps cannot derive these versions here, because the cross compiler's C library has no dpkg symbols file.
-# `./dev package --test` runs dpkg-shlibdeps on an arm64 system and compares the result.
+# `./dev package --test` runs dpkg-shlibdeps with the symbols files of an arm64 system and compares the result.
 set(CPACK_DEBIAN_UPDATER_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1 (>= 3.0), libstdc++6 (>= 12)")
 # Suggests instead of Recommends, because apt would install recommended scripts over a device's own scripts.
 set(CPACK_DEBIAN_UPDATER_PACKAGE_SUGGESTS tonecrate-updater-scripts)
@@ -134,6 +134,6 @@ set(CPACK_DEBIAN_MAKER_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_MAKER_DESCRIPTION
 "firmware files for Tonecrate devices
 Commands for the manufacturer of a device: they create the keys, pack a folder
-into an encrypted and signed firmware file, print what a firmware file
-contains, and verify it as a device does.")
+into an encrypted and signed firmware file, print the version and the sizes of
+a firmware file, and verify it as a device does.")
 include(CPack)

@@ -1,5 +1,5 @@
-# Sourced by the commands in this folder: --help, wrong arguments, and the operations of errors.sh.
-# The command sets `arguments`, the part of its usage line after its name.
+# Sourced by the commands in this folder: handles --help, and provides `usage` and the functions of errors.sh.
+# The command first sets `arguments`, the part of its usage line after its name.
 # shellcheck shell=bash disable=SC2154
 
 # shellcheck source=errors.sh

@@ -1,5 +1,5 @@
-# Sourced by the maker's commands and by the simulator's tools: one-line errors, and a scratch folder that is removed at
-# exit.
+# Sourced by the commands in this folder and by the simulator's scripts: one-line errors, and a scratch folder that is
+# removed at exit.
 # shellcheck shell=bash
 
 command_name=${0##*/}
@@ -7,7 +7,7 @@ scratch=
 exec {messages}>&2
 export LC_ALL=C
 
-# fail STATUS MESSAGE
+# fail STATUS MESSAGE: prints MESSAGE to the standard error that the command had at the start, and exits with STATUS.
 fail() {
   trap - ERR
   printf '%s: %s\n' "$command_name" "${2//[[:cntrl:]]/?}" >&"$messages"
@@ -21,7 +21,7 @@ make_scratch() {
 }
 
 trap '[[ -z $scratch ]] || rm -rf -- "$scratch"' EXIT
-# An error in a subshell ends the subshell, and the calling shell reports the error once.
+# A subshell reports no error, so that only the calling shell reports it.
 trap '((BASH_SUBSHELL > 0)) || fail 1 "unexpected failure in line $LINENO"' ERR
 trap 'exit 129' HUP
 trap 'exit 130' INT

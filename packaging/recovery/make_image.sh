@@ -1,10 +1,11 @@
 #!/bin/bash
-# Builds the recovery image, an initramfs that contains the updater and everything that it needs.
+# Builds the recovery image, an initramfs with the updater, the scripts, and the programs, libraries and kernel modules
+# that they need. The settings and keys are optional.
 # Usage: make_image.sh [--modules FOLDER|none] [--settings FOLDER] PACKAGES UPDATER OUT
 #   --modules    the folder /lib/modules/VERSION of a kernel; default: the modules of the kernel in PACKAGES; none: adds
 #                no modules, for a kernel that contains all drivers
-#   --settings   a folder with the manufacturer's updater.conf, public key, pass phrase and prepare.sh, which are copied
-#                to /etc/tonecrate; default: none
+#   --settings   a folder whose files are copied to /etc/tonecrate: the manufacturer's updater.conf, which is required,
+#                and usually the public key, the pass phrase and prepare.sh; default: no settings
 #   PACKAGES     the output folder of tests/board/fetch_packages.sh
 #   UPDATER      the static program for the device
 #   OUT          the image
@@ -82,10 +83,10 @@ install_libraries_of() {
     done
 }
 
-# Maps from the names of modules, with underscores, as in the kernel.
+# The keys are module names with underscores instead of hyphens, as in the kernel.
 declare -A module_files=() is_built_in=() is_installed=()
 
-# module_name MODULE: sets `name` to the module's name, with underscores. MODULE is a path or a name.
+# module_name MODULE: sets `name` to the key of MODULE, a path or a name.
 module_name() {
     name=${1##*/} name=${name%%.ko*} name=${name//-/_}
 }
@@ -112,7 +113,8 @@ unpacked() {
     esac
 }
 
-# install_module NAME [optional]: installs the module and its dependencies, and adds them to the order of loading.
+# install_module NAME [optional]: installs the module and its dependencies, and appends them to the file `order`, the
+# dependencies first. Without "optional", a missing module is an error.
 install_module() {
     local name file copy dependency
     module_name "$1"

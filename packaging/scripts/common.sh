@@ -3,10 +3,10 @@
 #
 # The unpacked firmware is complete when it contains "contents", which decrypt.sh writes last: a listing with checksums.
 # The memory is formatted when the unpacked firmware contains "formatted", which format.sh writes last.
-# The memory is complete when it contains version.txt, which is removed before any other change and written last.
+# The memory is complete when it contains version.txt, which is the first file removed and the last file written.
 # The backup is complete when it contains the folder "complete", which gets this name after its content is on the disk.
 # At every moment of an update the memory or the backup is complete and contains the owner's presets, so a power cut
-# or a killed script loses nothing. When both are complete, the memory is newer.
+# or a killed script loses no presets. When both are complete, the memory takes precedence.
 # shellcheck shell=sh disable=SC2034 # the sourcing scripts use some of the names
 
 export LC_ALL=C
@@ -18,7 +18,7 @@ root=${0%/usr/sbin/*} # empty on the device
 scratch= # a folder to remove when the script ends
 trap 'give_up "error in updater.conf"' EXIT # removed after the settings have been read
 
-# fail STATUS MESSAGE: ends the script.
+# fail STATUS MESSAGE: ends `main`, and with it the script.
 fail() {
   printf '%s: %s\n' "$script_name" "$2" >&2
   exit $((result_offset + $1))
@@ -44,7 +44,7 @@ succeed() {
   exit "$result_offset"
 }
 
-# show TEXT: prints one progress line, at most 40 characters, the width of the display.
+# show TEXT: prints a progress line. TEXT has at most 40 characters, the width of the display.
 show() {
   printf 'SHOW: %s\n' "$1"
 }
@@ -169,13 +169,13 @@ require_firmware() {
   [ -s "$unpacked/contents" ] || fail 1 "the unpacked firmware is incomplete"
 }
 
-# Fails when the internal memory is missing, in use or read-only.
+# Fails when the internal memory is missing, in use, read-only or divided into partitions.
 require_memory() {
   unmount "$memory_mount" || fail 1 "the internal memory is in use"
   require_free "$memory_device"
 }
 
-# Fails when the backup is missing, in use, read-only, or the same device as the memory.
+# Fails when the backup is missing, in use, read-only, divided into partitions, or the same device as the memory.
 require_backup() {
   unmount "$backup_mount" || fail 1 "the backup is in use"
   require_free "$backup_device"

@@ -1,16 +1,17 @@
 # Sourced by decrypt.sh and by the manufacturer's commands: reads a firmware file.
-# Installed as /usr/lib/tonecrate/container.sh. Compatible with BusyBox ash, dash and bash.
+# Installed in /usr/lib/tonecrate and in /usr/share/tonecrate-maker. Compatible with BusyBox ash, dash and bash.
 #
 # A firmware file consists of
 #   "tonecrate-fw-02" and a line feed
 #   the size of the manifest in bytes: 8 decimal digits and a line feed
-#   the manifest: lines with a name and a value (version, unpacked, payload, chunk), then the SHA-256 of every chunk
+#   the manifest: lines with a name and a value (version, unpacked, payload, chunk), then the SHA-256 of each
+#   chunk, one per line
 #   the Ed25519 signature of everything before it, 64 bytes
 #   the payload: an archive of version.txt and the folder firmware, compressed by zstd and encrypted
 # The payload is read in chunks. A chunk is decrypted only after its checksum has been compared, so no unsigned data is
 # decrypted or unpacked, although the file is read only once.
 #
-# A script that reads a firmware file sets the folder `scratch`, and defines three functions that end the script:
+# A script that reads a firmware file sets `scratch` to a folder, and defines three functions that end the script:
 # `corrupt REASON`, `unreadable` (a read error) and `out_of_memory` ($scratch is full). check_signature also needs
 # `signing_key`, and unpack_payload needs `firmware_key`.
 # After a failed copy, the free space in $scratch shows whether $scratch is full or the read failed.
@@ -73,7 +74,7 @@ read_manifest() {
 
 check_signature() {
   openssl pkeyutl -verify -pubin -inkey "$signing_key" -rawin -in "$scratch/signed" \
-    -sigfile "$scratch/signature" >/dev/null || corrupt "not signed with $signing_key"
+    -sigfile "$scratch/signature" >/dev/null || corrupt "the signature does not match $signing_key"
 }
 
 parse_manifest() {
@@ -131,8 +132,8 @@ note() {
   printf '%s\n' "$1" >&5
 }
 
-# unpack_payload FOLDER: decrypts the payload into the new folder FOLDER. Does not trust the archive: its content is
-# checked afterwards, and tar writes only below FOLDER.
+# unpack_payload FOLDER: decrypts and unpacks the payload into the new folder FOLDER. Does not trust the archive: its
+# content is checked afterwards, and tar writes only below FOLDER.
 unpack_payload() {
   mkdir "$1" || out_of_memory
   exec 3>&1
@@ -160,7 +161,7 @@ unpack_payload() {
 
 # has_result RESULT
 has_result() {
-  # With -q, grep may end while printf is writing, and the pipeline fails under `pipefail`.
+  # grep -q could end while printf is still writing, and the pipeline would fail under `pipefail`.
   # shellcheck disable=SC2143
   [ -n "$(printf '%s\n' "$results" | grep -x "$1")" ]
 }

@@ -72,7 +72,7 @@ try_mount() {
   return 1
 }
 
-# Sets `file` to the firmware file on the drive, whose name may have any case.
+# Sets `file` to the firmware file on the drive. The case of its name is ignored.
 find_firmware() {
   for file in "$drive_mount"/[Tt][Oo][Nn][Ee][Cc][Rr][Aa][Tt][Ee].[Ff][Ww]; do
     [ ! -f "$file" ] || return 0
@@ -96,8 +96,9 @@ sorts_before() {
   [ $? -ne 1 ]
 }
 
-# is_older VERSION VERSION: succeeds when the first one is older. Compares components as numbers, by length first
-# because a number may have 32 digits, and then the texts after the numbers. A missing component is 0.
+# is_older VERSION VERSION: succeeds when the first one is older. Compares the leading numbers of components, by length
+# first because a number may have 32 digits, and then the texts after the numbers. A missing component is 0. The dot
+# appended to a text sorts after "-" and before letters: 2.0-rc1 is older than 2.0, and 2.0a is newer.
 is_older() {
   for number in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16; do
     component "$1." "$number"
@@ -127,7 +128,7 @@ check_memory() {
   [ "$(available_kib "$scratch")" -ge "$needed" ] || stop "Failed: needs $((needed / 1024 + 1)) MB of memory"
 }
 
-# Shows progress from 15 % to 80 %.
+# Shows progress between 15 % and 80 %.
 after_chunk() {
   show "Unpacking... $((15 + $1 * chunk_size * 65 / (payload_size + chunk_size)))%"
 }

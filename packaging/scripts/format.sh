@@ -2,7 +2,8 @@
 # Formats the internal memory: format.sh 0 keeps the presets, format.sh 1 deletes them.
 # Installed as /usr/sbin/format.sh. Exit status: 0 success, 1 failure, 2 wrong argument.
 # Formats nothing unless the unpacked firmware is complete and, with the presets, fits into the new file system.
-# After a power cut at any moment, format.sh 0 continues from the memory if it is complete, otherwise from the backup.
+# After a power cut during an update, format.sh 0 continues from the memory if it is complete, otherwise from the
+# backup.
 [ -r "${0%/sbin/*}/lib/tonecrate/common.sh" ] || exit 1
 # shellcheck source=common.sh
 . "${0%/sbin/*}/lib/tonecrate/common.sh"
@@ -27,8 +28,8 @@ find_presets() {
   fi
 }
 
-# measure_format: creates the file system in a sparse file of the memory's size. Sets `total` and `free` (blocks),
-# `block_size` and `free_inodes`.
+# measure_format: creates a trial of the new file system in a sparse file of the memory's size. Sets `total` and `free`
+# (blocks), `block_size` (bytes) and `free_inodes`.
 measure_format() {
   make_scratch && truncate -s "$(device_size "$memory_device")" "$scratch/trial" &&
     MKE2FS_DEVICE_SECTSIZE=$(sector_size "$memory_device") \
@@ -43,7 +44,7 @@ header() {
   sed -n "s/^$1: *\([0-9][0-9]*\)$/\1/p" "$scratch/trial.txt" | grep .
 }
 
-# add_needs FOLDER: adds to `blocks` and `inodes` what the files in FOLDER need.
+# add_needs FOLDER: adds to `blocks` and `inodes` what FOLDER and everything in it need.
 add_needs() {
   [ -d "$1" ] || return 0
   sizes=$(find "$1" -exec stat -c %s {} +) || return
@@ -53,9 +54,9 @@ add_needs() {
   done
 }
 
-# require_room [FOLDER]: fails unless the firmware and the presets in FOLDER fit into the new file system. Each entry
-# also uses up to a quarter of a block in its folder. The margin includes the kernel's reserve: 2 % of the blocks, at
-# most 4096 blocks.
+# require_room [PRESETS]: fails unless the firmware and the folder PRESETS fit into the new file system. Each entry also
+# uses up to a quarter of a block in its folder. The kernel reserves 2 % of the blocks, at most 4096; the margin is
+# larger.
 require_room() {
   blocks=64 inodes=16
   { add_needs "$unpacked/firmware" && { [ $# -eq 0 ] || add_needs "$1"; }; } || fail 1 "the files cannot be read"
@@ -63,11 +64,11 @@ require_room() {
   [ "$margin" -le 8192 ] || margin=8192
   blocks=$((blocks + inodes / 4 + margin))
   { [ "$blocks" -le "$free" ] && [ "$inodes" -le "$free_inodes" ]; } ||
-    fail 1 "the files need $blocks blocks and $inodes inodes, but only $free blocks and $free_inodes inodes are free"
+    fail 1 "the files need $blocks blocks and $inodes inodes, but $free blocks and $free_inodes inodes are free"
 }
 
-# collect FOLDER: makes the presets in FOLDER appear in $content/new/presets, so that mke2fs copies them into a new file
-# system. cp would need the privileges to change owners and to set setgid bits.
+# collect FOLDER: makes the content of FOLDER/presets appear in $content/new/presets, so that mke2fs copies it into a
+# new file system. cp would need the privileges to change owners and to set setgid bits.
 collect() {
   discard_content && mkdir -p "$attached" || return
   ! has_presets "$1" || attach "$1/presets" "$attached"
@@ -130,8 +131,8 @@ restore_presets() {
   list_tree "$memory_mount/presets" >"$unpacked/presets" || fail 1 "$unpacked cannot be written"
 }
 
-# Marks the backup incomplete first. Also formats a backup that cannot be mounted, because a later repair could make it
-# complete again. A factory reset does not need the backup, so it continues without one.
+# Marks the backup incomplete and formats it. Also formats a backup that cannot be mounted, because a later repair could
+# make it complete. Ignores failures, because a factory reset does not need the backup.
 discard_backup() {
   show "Discarding saved presets... 15%"
   (require_backup) || return 0

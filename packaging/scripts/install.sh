@@ -1,8 +1,8 @@
 #!/bin/sh
 # Copies the unpacked firmware to the internal memory, reads it back and compares it, and then writes version.txt.
-# After a factory reset, installs the firmware's presets-factory as presets.
+# In a factory reset, also installs the firmware's presets-factory as presets.
 # Installed as /usr/sbin/install.sh. Exit status: 0 success, 1 failure, 2 wrong argument.
-# Requires that format.sh has finished, and removes the unpacked firmware at the end.
+# Requires that format.sh has finished. Removes the unpacked firmware when it ends, also after a failure.
 [ -r "${0%/sbin/*}/lib/tonecrate/common.sh" ] || exit 1
 # shellcheck source=common.sh
 . "${0%/sbin/*}/lib/tonecrate/common.sh"
@@ -31,7 +31,8 @@ copy_folders() {
   done
 }
 
-# Copies the files in batches of about 1 % of the progress, each from one folder. Shows progress from 10 % to 70 %.
+# Copies the files in batches, each from one folder and of at most 1/60 of all files plus one. After each batch, shows
+# progress, from 10 % to 70 %.
 copy_files() {
   count=$(find "$firmware" -type f | wc -l)
   copied=0
@@ -80,7 +81,8 @@ check_files() {
   check_presets
 }
 
-# After an update, compares the presets with the list that format.sh wrote, because the backup may have failed since.
+# In an update, compares the presets with the list that format.sh wrote: the backup may have become unreadable since. In
+# a factory reset, compares them with presets-factory, if the firmware contains it.
 check_presets() {
   if [ "$mode" = 0 ]; then
     list_tree "$memory_mount/presets" | cmp -s - "$unpacked/presets" ||
@@ -101,12 +103,12 @@ write_version() {
     fail 1 "the version cannot be written"
 }
 
-# Ignores failures, because a complete memory takes precedence over the backup. A remaining backup would restore old
-# presets if the memory were damaged later.
+# Deletes the backup, from which a later update would restore old presets if the memory were damaged. Ignores failures,
+# because a complete memory takes precedence over the backup.
 drop_backup() {
   (require_backup) || return 0
   if ! mount_backup rw; then
-    make_file_system "$backup_device" || : # otherwise a repair could make the backup complete
+    make_file_system "$backup_device" || : # a later repair could make the backup complete
     return
   fi
   if backup_is_complete; then

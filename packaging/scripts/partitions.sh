@@ -50,20 +50,21 @@ same_device() {
   [ "$(device_number "$1")" = "$(device_number "$2")" ]
 }
 
-# device_size DEVICE: prints the size in bytes.
+# device_size DEVICE: prints the size of DEVICE in bytes.
 device_size() {
   read -r sectors <"/sys/dev/block/$(device_number "$1")/size"
   echo $((sectors * 512))
 }
 
-# sector_size DEVICE: prints the size in bytes.
+# sector_size DEVICE: prints the size of a sector in bytes.
 sector_size() {
   folder=/sys/dev/block/$(device_number "$1")
   [ -d "$folder/queue" ] || folder=$folder/..
   cat "$folder/queue/logical_block_size"
 }
 
-# mount_point_of DEVICE: prints where the root folder of DEVICE is mounted. Fails when it is not mounted.
+# mount_point_of DEVICE: prints where the root folder of the file system on DEVICE is mounted. Fails when it is not
+# mounted.
 mount_point_of() {
   number=$(device_number "$1" 2>/dev/null) || return 1
   while read -r _ _ device_of_mount source folder _; do
@@ -76,7 +77,7 @@ mount_point_of() {
   return 1
 }
 
-# require_free DEVICE: fails unless it is a block device that can be written and is not in use.
+# require_free DEVICE: fails unless DEVICE is a writable block device that has no partitions and is not in use.
 require_free() {
   [ -b "$1" ] || fail 1 "$1 is not a block device"
   ! folder=$(mount_point_of "$1") || fail 1 "$1 is mounted at $folder: stop what uses it before the update"
@@ -85,11 +86,11 @@ require_free() {
   for partition in "/sys/dev/block/$number"/*/partition; do
     [ ! -e "$partition" ] || fail 1 "$1 has partitions"
   done
-  # mke2fs -n writes nothing, and fails when the device is in use in any way, also in another namespace.
+  # mke2fs -n writes nothing, and fails when the device is in use, for example mounted in another namespace.
   "$mke2fs" -n -q -F -t ext4 "$1" </dev/null >/dev/null || fail 1 "$1 is in use"
 }
 
-# Rejects characters that the kernel may escape in /proc/mounts.
+# Rejects mount points with characters that the kernel may escape in /proc/mounts.
 for folder in "$drive_mount" "$memory_mount" "$backup_mount"; do
   case $folder in
   *[!A-Za-z0-9/._-]*)
