@@ -1,8 +1,8 @@
 #!/usr/bin/env -S python3 -B
-"""Runs the tests of a build, except the tests that have already passed with the same files.
+"""Runs the tests of a preset, except the tests that have already passed with the same files.
 
-A test's files are its program, the absolute paths in its command, and its REQUIRED_FILES; a folder stands for all files
-in it. If the installed packages change, every test runs again.
+A test's files are the absolute paths in its command, such as its program, and its REQUIRED_FILES; a folder stands for
+all files in it. A test also runs again if its command, its environment or any installed package changes.
 """
 
 import argparse
@@ -21,7 +21,7 @@ INSTALLED_PACKAGES = pathlib.Path("/var/lib/dpkg/status")
 
 @functools.cache
 def digest_of(path):
-    """Returns the digest of a file, or of the names and contents of all files in a folder."""
+    """Returns the digest of a file and its executable permission, or of all names and files in a folder."""
     digest = hashlib.sha256()
     if path.is_dir():
         for inner in sorted(path.iterdir()):

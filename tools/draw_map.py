@@ -15,14 +15,15 @@ from pathlib import Path
 
 INTRODUCTION = """<h1>All screens of the updater</h1>
 <p>Each picture is a screen that the running program has shown on the simulated device. Each arrow leads to the next
-screen. Its label is the event: an input, plugging in the drive, or a progress line or the end of a script. Every event
-without an arrow, such as unplugging the drive, leaves the screen unchanged. A thick frame marks a final screen: the
-program shows it until the device is switched off. The text below a picture is the name of the screen, followed by the
-name of the running script. If two arrows from a screen have the same label, the next screen depends on what was chosen
-before, or on whether decrypt.sh has found an installed version. The busy indicator turns while a script is running; in
-screens whose names end with "stopped", it stands still.</p>
-<p>The explorer starts at power-on and tries every input and every result of a script in every state, breadth first.
-<code>./dev map</code> draws this page again, and a test compares the screens and arrows with the running program.</p>
+screen. Its label lists the events that lead there: an input, plugging in the drive, a progress line of a script, or the
+end of a script. Every event without an arrow, such as unplugging the drive, leaves the screen unchanged. A thick frame
+marks a final screen: the program shows it until the device is switched off. The text below a picture is the name of the
+screen, followed by the name of the running script, if any. If two arrows from a screen have the same label, the next
+screen depends on what was chosen before, or on whether decrypt.sh has found an installed version. The busy indicator
+turns while the program waits for the drive and while a script is running; in screens whose names end with "stopped", it
+stands still.</p>
+<p><code>./dev map</code> draws this page: it starts the program and tries every input and every result of a script in
+every state, breadth first. A test compares the screens and arrows with the running program.</p>
 """
 
 STYLE = """
@@ -37,7 +38,7 @@ PAGE_STYLE = """
 
 
 class Failure(Exception):
-    """An error reported to the user in one line."""
+    """An error reported to the user without a traceback."""
 
 
 def read_map(path):

@@ -1,4 +1,4 @@
-// Walks the image folder in sorted order, so the first reported error does not depend on the file system.
+// Walks the image folder in sorted order, so the same error is reported on every file system.
 #include "tools/image_folder.h"
 
 #include "tools/refusal.h"
@@ -40,7 +40,8 @@ bool isPictureName(std::string_view name)
            std::all_of(name.begin(), name.end(), isAllowed);
 }
 
-/// The font loads every path with this prefix as a glyph, so files such as font8x.png are checked too.
+/// The fonts load every image whose path starts with the string "img/font8", so files such as font8x.png are checked
+/// too.
 bool hasGlyphPrefix(std::string_view path)
 {
     return path.starts_with(glyphFolder);
@@ -71,10 +72,12 @@ std::vector<std::string> sortedNamesIn(const fs::path& folder)
 void checkPicture(const fs::path& file, const std::string& path, const std::string& name)
 {
     if (!isPictureName(name)) {
-        throw Refusal(file, "is not a valid picture name: use lower-case letters, digits, '_' and '.', then \".png\"");
+        throw Refusal(file, "is not a valid picture name: use lower-case letters, digits, '_' and '.', not '.' first, "
+                            "then \".png\"");
     }
     if (hasGlyphPrefix(path) && !isGlyphPath(path)) {
-        throw Refusal(file, "is not a valid glyph name: use font8/XX.png, where XX is the lower-case hexadecimal code");
+        throw Refusal(file, "is not a valid glyph name: use font8/XX.png, where XX is the character code in lower-case "
+                            "hexadecimal");
     }
 }
 

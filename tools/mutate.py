@@ -2,8 +2,8 @@
 """Mutation testing: changes one operator, constant or statement of the product at a time and runs the tests.
 
 Each worker builds a private copy of the tree under build/mutate/. The results are also stored there, so the next run
-resumes an interrupted run. All mutants of a changed file are tested again. tools/survivors.txt lists known survivors
-with reasons.
+resumes an interrupted run. If a file changes, all its mutants are tested again, except the known survivors, which
+tools/survivors.txt lists with reasons.
 """
 
 import argparse
@@ -48,14 +48,14 @@ Test = collections.namedtuple("Test", "name program command environment")
 
 
 class Refusal(Exception):
-    """An error reported to the user in one line."""
+    """An error reported to the user without a traceback."""
 
 
 # Mutants
 
 
 def lines_around(source, mutation, mutated):
-    """Returns the changed lines before and after the mutation, each joined to one line."""
+    """Returns the lines that the mutation changes, in their old and new form, each joined to one line."""
     first = source.rfind("\n", 0, mutation.start) + 1
     before = source[first : source.find("\n", mutation.end)]
     after = mutated[first : mutated.find("\n", mutation.start + len(mutation.text))]
@@ -104,7 +104,7 @@ class Tree:
         self.build = self.root / "build" / "test"
 
     def refresh(self):
-        """Copies the changed files only, so the next build is short. Removes files that are gone from the project."""
+        """Copies only the changed files, so the next build is short. Removes files that are gone from the project."""
         listed = subprocess.run(
             ["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
             cwd=ROOT, check=True, capture_output=True, text=True,
@@ -137,7 +137,7 @@ class Tree:
             raise Refusal(f"cannot build {self.root}:\n{done.stdout[-3000:]}")
 
     def tests(self, programs):
-        """Returns the tests of each program, in CTest's order, without the excluded labels."""
+        """Returns the tests of each program, in CTest's order, except tests with an excluded label."""
         listed = subprocess.run(
             ["ctest", "--test-dir", self.build, "--show-only=json-v1"], check=True, capture_output=True, text=True
         )
@@ -191,7 +191,7 @@ def run_once(test, seconds):
 
 
 def run_test(test, seconds):
-    """Repeats a failing system test once, because the simulated device may be too slow on a busy machine."""
+    """Repeats a failed system test once, because the simulated device may be too slow on a busy machine."""
     result = run_once(test, seconds)
     return run_once(test, seconds) if result == "failed" and test.program == SYSTEM else result
 
@@ -218,7 +218,7 @@ class Worker:
     def measured_limit(test):
         started = time.monotonic()
         if run_test(test, 600) != "passed":
-            raise Refusal(f"{test.name} fails without a mutation")
+            raise Refusal(f"{test.name} does not pass without a mutation")
         return 5 + 4 * (time.monotonic() - started)
 
     def verdict(self, mutant):
@@ -291,7 +291,7 @@ def load_survivors():
 
 
 def lines_of(mutant):
-    """Returns the key that identifies a mutant in survivors.txt. Several mutants of a file may have the same key."""
+    """Returns the key of a mutant in survivors.txt. Several mutants of a file may have the same key."""
     return mutant.path, mutant.before, mutant.after
 
 
@@ -341,7 +341,7 @@ def test_mutants(pending, jobs):
 
 
 def outcomes_of(mutants, results):
-    """Yields mutant, verdict and reason for each mutant that compiles and has been tested or is a known survivor."""
+    """Yields mutant, verdict and reason for each tested mutant that compiles, and for each untested known survivor."""
     survivors = load_survivors()
     for mutant in mutants:
         verdict = results.get(mutant.key, {}).get("verdict")
@@ -353,7 +353,7 @@ def outcomes_of(mutants, results):
 
 
 def print_table(outcomes):
-    """Prints the counts by folder. The share is the percentage of caught mutants; equivalent mutants do not count."""
+    """Prints the counts by folder. The share is the percentage of non-equivalent mutants that are caught."""
     counts = collections.defaultdict(collections.Counter)
     for mutant, verdict, _ in outcomes:
         counts[folder_of(mutant)][verdict] += 1
@@ -410,7 +410,8 @@ def arguments():
     parser.add_argument("--jobs", type=number_from(1, 64), default=os.cpu_count(), metavar="N",
                         help="number of workers, each with its own tree (default: number of processors)")
     parser.add_argument("--share", type=number_from(1, 100), default=100, metavar="PERCENT",
-                        help="test this percentage of the mutants, the same mutants in every run (default: 100)")
+                        help="test about this percentage of the mutants; unchanged files yield the same mutants "
+                             "(default: 100)")
     parser.add_argument("--retry", action="store_true",
                         help="test survivors again, including those in tools/survivors.txt")
     parser.add_argument("--report", action="store_true", help="print the stored results without testing")

@@ -40,7 +40,7 @@ KEPT = re.compile(
 
 @dataclass(frozen=True)
 class Mutation:
-    """Replaces characters `start` to `end` of the source by `text`."""
+    """Replaces `source[start:end]` with `text`."""
 
     start: int
     end: int

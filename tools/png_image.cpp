@@ -17,7 +17,7 @@
 namespace {
 
 constexpr png_uint_32 maxLength = 4096;
-/// Converts an 8-bit sample to the 16-bit sample of the same brightness.
+/// The factor that converts an 8-bit sample to the 16-bit sample of the same brightness.
 constexpr unsigned int wideFactor = 257;
 
 /// 16 bits per channel; alpha 0xffff is opaque.

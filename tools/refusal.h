@@ -1,4 +1,4 @@
-// The exception for invalid input: one line about one file.
+// The exception for a file that is invalid or cannot be read or written.
 #pragma once
 
 #include <filesystem>
@@ -7,7 +7,6 @@
 
 class Refusal : public std::runtime_error {
 public:
-    /// `reason` completes a sentence that starts with the file's name, such as "is not a PNG file". what() is one
-    /// printable line.
+    /// what() is one printable line: the file's name, a colon and `reason`, such as "is not a PNG file".
     Refusal(const std::filesystem::path& file, const std::string& reason);
 };

@@ -1,4 +1,4 @@
-# Sourced by dev and by long-running scripts: runs steps and shows their progress on standard error.
+# Sourced by dev and tests/platforms/root.sh: runs steps and shows their progress on standard error. Requires pipefail.
 # shellcheck shell=bash
 step_log=build/dev.log
 
@@ -8,8 +8,8 @@ die() {
 }
 
 # step TITLE COMMAND [ARGUMENT...]: runs a step; ends the script if the command fails. In a terminal, prints one line
-# and updates it every second; otherwise prints one line at the start and one line per minute. The command's output goes
-# to $step_log. After a failure, it is shown without the progress lines of Ninja and CTest.
+# and updates it every second; otherwise prints one line at the start and one line per minute. The command's output
+# overwrites $step_log. If the command fails, step prints the output without the progress lines of Ninja and CTest.
 step() {
     local title=$1
     shift

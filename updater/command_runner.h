@@ -1,4 +1,4 @@
-// Runs a shell command and collects its output without blocking.
+// Runs a shell command and collects its output.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,7 @@
 /// pipe.
 class CommandRunner {
 public:
-    /// The result of `poll` while the command runs.
+    /// The result of `poll` before the command's output ends.
     static constexpr std::uint32_t running = 0xFFFFFFFF;
 
     /// `command` is a complete shell command line. Throws std::runtime_error if no process can be started.
@@ -23,8 +23,9 @@ public:
     ~CommandRunner();
 
     /// Reads everything the command has written so far. A zero byte discards up to 127 bytes after it and may end the
-    /// call early. Returns `running` until the output ends or a read fails; then waits for the command to exit and
-    /// returns its exit status (0 to 255), 0 if a signal killed it, or 255 if the wait fails. Later calls return 0.
+    /// call early. Returns `running`, without blocking, until the output ends or a read fails. Then blocks until the
+    /// shell ends and returns its exit status (0 to 255), 0 if a signal killed it, or 255 if the wait fails. Later
+    /// calls return 0.
     std::uint32_t poll();
 
     [[nodiscard]] std::size_t lineCount() const { return lines.size(); }

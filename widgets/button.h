@@ -12,7 +12,8 @@
 class Button : public Widget {
 public:
     /// Takes the size of the unselected picture; an unknown path yields an empty picture. The label's top-left corner
-    /// is (labelLeft, labelTop). The label is cut off at `maxLabelWidth` columns; 0 means no limit.
+    /// is (labelLeft, labelTop). The label ends before a glyph that would exceed `maxLabelWidth` columns; 0 means no
+    /// limit.
     Button(const std::string& imagePath, const std::string& selectedImagePath, std::int32_t labelLeft,
            std::int32_t labelTop, Pixel color, Pixel selectedColor, std::string fontName, std::string labelText,
            std::int32_t maxLabelWidth);

@@ -1,5 +1,5 @@
 // A text label that wraps at its own width. Draws at most as many lines as fit in its height at the font's line
-// spacing, but always the first line.
+// spacing, but always the first line. Draws no text if the font is unknown.
 #pragma once
 
 #include "widgets/widget.h"

@@ -13,6 +13,7 @@
 inline constexpr std::int32_t lowest = std::numeric_limits<std::int32_t>::min();
 inline constexpr std::int32_t highest = std::numeric_limits<std::int32_t>::max();
 
+/// Includes the unused value 3.
 inline const std::vector<InputEvent> allEvents = {InputEvent::RotateLeft, InputEvent::RotateRight, InputEvent::Press,
                                                   InputEvent::Release,    InputEvent::LongPress,   InputEvent{3}};
 

@@ -47,7 +47,7 @@ public:
         correctBringUps = decoder.display().bringUp().correctCount();
     }
 
-    /// Without blank screens.
+    /// Excludes blank screens and repetitions; see addDistinct().
     [[nodiscard]] const std::vector<DecodedScreen>& screens() const { return shown; }
     [[nodiscard]] const std::vector<std::string>& violations() const { return violationList; }
     [[nodiscard]] std::uint64_t bringUps() const { return correctBringUps; }

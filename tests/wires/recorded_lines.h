@@ -11,10 +11,11 @@
 #include <string>
 #include <vector>
 
-/// Accepts only the times and changes that VcdWriter writes, so it also checks their syntax.
+/// Accepts times and changes only in the form that VcdWriter writes.
 class RecordedLines {
 public:
-    /// Throws std::runtime_error if the file is not valid, if its last line is incomplete, or if times do not increase.
+    /// Throws std::runtime_error if a line is invalid or incomplete, if a time does not increase, or if the initial
+    /// levels are missing.
     explicit RecordedLines(const std::filesystem::path& path)
     {
         std::ifstream file(path, std::ios::binary);

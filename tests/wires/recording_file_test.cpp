@@ -150,7 +150,7 @@ TEST_F(RecordingFileTest, ContinuesAfterAProcessWasKilledDuringATransfer)
 }
 
 /// Simulates a process that was killed during write(2).
-TEST_F(RecordingFileTest, CompletesAWriteThatWasInterrupted)
+TEST_F(RecordingFileTest, RepeatsAnInterruptedWrite)
 {
     RecordingFile recording(file, RecordingState::noLimit);
     WireRecorder recorder = recorderOf(recording);
@@ -173,7 +173,7 @@ TEST_F(RecordingFileTest, IsCompletedByTheDestructor)
 
 // The limit.
 
-TEST_F(RecordingFileTest, EndsAtTheLastChangeThatFitsTheLimit)
+TEST_F(RecordingFileTest, EndsAtTheLastChangeWithinTheLimit)
 {
     RecordingFile unlimited(file, RecordingState::noLimit);
     WireRecorder recorder = recorderOf(unlimited);
@@ -185,7 +185,7 @@ TEST_F(RecordingFileTest, EndsAtTheLastChangeThatFitsTheLimit)
         recording.powerOn();
         WireRecorder limited = recorderOf(recording);
         recordFrame(limited, 0ns);
-        recording.powerOn(); // records nothing
+        recording.powerOn(); // records nothing, because the file is full
         limited.observeUntil(1s);
         recording.finish();
         EXPECT_TRUE(recording.isFull());
@@ -258,7 +258,8 @@ TEST_F(RecordingFileTest, APipeWithoutAReaderCausesNoSignal)
     EXPECT_EQ(thrownMessage([&] { recording.finish(); }), "cannot write " + file.string() + ": Broken pipe");
 }
 
-/// In this case, write(2) returns the number of bytes written before the pipe was closed, but the kernel sends SIGPIPE.
+/// In this case, write(2) returns the number of bytes written before the pipe was closed, and the kernel nevertheless
+/// sends SIGPIPE.
 TEST_F(RecordingFileTest, APipeThatIsClosedDuringAWriteCausesNoSignal)
 {
     ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
@@ -270,7 +271,7 @@ TEST_F(RecordingFileTest, APipeThatIsClosedDuringAWriteCausesNoSignal)
         for (int unread = 0; unread < capacity && ioctl(reader, FIONREAD, &unread) == 0;) {
             std::this_thread::sleep_for(1ms);
         }
-        std::this_thread::sleep_for(10ms); // until the writer waits
+        std::this_thread::sleep_for(10ms); // gives the writer time to block
         close(reader);
     });
     WireRecorder recorder = recorderOf(recording);

@@ -1,5 +1,5 @@
-// Decodes the recordings of scenarios while they run: the wires carry the same screens and the same protocol violations
-// as the simulator reports.
+// Tests that a decoded recording has the screens and protocol violations that the simulator reports. Most tests play a
+// scenario and decode its recording at the same time.
 #include "sim/device/simulated_device.h"
 #include "sim/session/scenario_player.h"
 #include "sim/wires/recording_file.h"
@@ -33,7 +33,8 @@ sim::DeviceFiles& files()
     return shared;
 }
 
-/// The screens that the simulator shows, observed at intervals. Each appeared later than its time in `after`.
+/// The screens that the simulator shows, observed at intervals. Screen i appeared later than `after[i]`, but no later
+/// than `list[i].time`.
 struct ObservedScreens {
     std::vector<DecodedScreen> list;
     std::vector<CaptureTime> after;
@@ -87,7 +88,8 @@ void expectEqualAfterARoundTrip(const std::string& name)
     }
 }
 
-/// The times at which the transfers of the frames end, computed from the whole microseconds of the log.
+/// The times at which the transfers of the frames end. The log contains the times at which they begin, in whole
+/// microseconds.
 std::vector<CaptureTime> endsOfFrames(const Lines& traffic)
 {
     constexpr std::chrono::nanoseconds frameTime(10240 * 8 * 80);
@@ -100,9 +102,9 @@ std::vector<CaptureTime> endsOfFrames(const Lines& traffic)
     return ends;
 }
 
-TEST(RoundTripTimes, AreExact)
+TEST(RoundTripTimes, AgreeWithTheLogToTheMicrosecond)
 {
-    constexpr std::uint64_t someFrames = 600;
+    constexpr std::uint64_t someFrames = 600; // iterations; the test requires more than three frames
     const ScratchFolder folder;
     sim::RecordingFile recording(folder / "wires.vcd", sim::RecordingState::noLimit);
     sim::SimulatedDevice device(
@@ -126,7 +128,8 @@ TEST_P(RoundTrip, DecodingReproducesTheScreensAndViolations)
     expectEqualAfterARoundTrip(GetParam());
 }
 
-/// Every second scenario, beginning with the one at `first` in alphabetical order.
+/// Every second scenario in alphabetical order, beginning with the first scenario if `first` is 0, or with the second
+/// if `first` is 1.
 std::vector<std::string> everySecondScenario(std::size_t first)
 {
     const std::set<fs::path> sorted{fs::directory_iterator(SCENARIOS_DIR), {}};

@@ -13,13 +13,14 @@ namespace {
 using namespace std::chrono_literals;
 using Lines = std::vector<std::string>;
 
-/// The output of sigrok's decoders without their names: the transfers of SPI, and the events of I2C.
+/// The lines that sigrok's decoders print, without the name of the decoder: one for each SPI transfer or I2C event.
 struct Decoded {
     Lines spi;
     Lines i2c;
 };
 
-/// sigrok stores every sample, so the file is imported with one sample per 10 ns and without long idle periods.
+/// sigrok stores every sample, so the file is imported with one sample per 10 ns and with long idle periods
+/// shortened.
 Decoded decode(const std::filesystem::path& file)
 {
     const std::string command =
@@ -96,9 +97,9 @@ Decoded expectedFrom(const Lines& traffic, const std::string& frame)
     return expected;
 }
 
-TEST(LongSigrok, DecodesAllTransfersUpToTheFirstPicture)
+TEST(LongSigrok, DecodesAllTransfersUpToTheFirstFrame)
 {
-    constexpr std::uint64_t firstFrame = 27; // the iteration in which the transfer of the first picture ends
+    constexpr std::uint64_t firstFrame = 27; // the iteration in which the transfer of the first frame ends
     const ScratchFolder folder;
     sim::RecordingFile recording(folder / "wires.vcd", sim::RecordingState::noLimit);
     sim::SimulatedDevice device(
@@ -107,7 +108,7 @@ TEST(LongSigrok, DecodesAllTransfersUpToTheFirstPicture)
     recording.finish();
     const Decoded expected = expectedFrom(device.traffic(), hexBytes(packed(device.screen())));
     ASSERT_EQ(expected.spi.size(), 10299U) << "the initialisation, the bytes that clear the display, and the frame";
-    ASSERT_EQ(expected.i2c.size(), 20U * 9U + 45U) << "twenty registers and the brightness of all outputs";
+    ASSERT_EQ(expected.i2c.size(), 20U * 9U + 45U) << "twenty single registers, then the brightness of all outputs";
 
     const Decoded decoded = decode(folder / "wires.vcd");
     EXPECT_EQ(decoded.i2c, expected.i2c);

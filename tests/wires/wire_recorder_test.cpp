@@ -170,7 +170,7 @@ TEST_P(I2cSignalTest, HasTheWaveformOfTheI2cProtocol)
     EXPECT_EQ(lines.levelAt(Line::Sda, 1s), Level::High);
 }
 
-/// Every bit of SDA is visible for four samples, from the second sample of its slot on.
+/// SDA lags SCL by one sample: the level of each bit begins at the second sample of the bit and lasts four samples.
 const I2cCase i2cCases[] = {
     {"Write",
      {.address = address, .bytes = {&value, 1}},
@@ -277,7 +277,7 @@ TEST_F(WireRecorderTest, ATurnBeginsAfterThePreviousTurn)
 
 // Levels.
 
-TEST_F(WireRecorderTest, LinesAreIdleUntilSomethingDrivesThem)
+TEST_F(WireRecorderTest, LinesHaveTheirInitialLevelsBeforeTheFirstChange)
 {
     const RecordedLines lines = recorded(); // checks the initial levels
     EXPECT_EQ(lines.levelAt(Line::DataCommand, 0ns), Level::Undefined);
