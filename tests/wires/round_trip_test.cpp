@@ -104,12 +104,12 @@ std::vector<CaptureTime> endsOfFrames(const Lines& traffic)
 
 TEST(RoundTripTimes, AgreeWithTheLogToTheMicrosecond)
 {
-    constexpr std::uint64_t someFrames = 600; // iterations; the test requires more than three frames
+    constexpr std::uint64_t someIterations = 600; // iterations; the test requires more than three frames
     const ScratchFolder folder;
     sim::RecordingFile recording(folder / "wires.vcd", sim::RecordingState::noLimit);
     sim::SimulatedDevice device(
         {.updater = UPDATER, .preload = PRELOAD, .root = folder / "device", .wires = &recording});
-    device.runTo(someFrames);
+    device.runTo(someIterations);
     recording.finish();
     const std::vector<CaptureTime> expected = endsOfFrames(device.traffic());
     const DecodedRecording decoded(folder / "wires.vcd");
