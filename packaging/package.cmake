@@ -107,9 +107,10 @@ set(CPACK_DEBIAN_UPDATER_DESCRIPTION
 The updater uses the display and the knob of the device. It waits for a USB
 drive and performs a firmware update or a factory reset.
 .
-The scripts that decrypt, format and install are part of the device. The
-package tonecrate-updater-scripts contains scripts for a device whose internal
-memory is one partition.")
+This package does not contain the scripts that decrypt, format and install. A
+device can provide its own, or use those in the package
+tonecrate-updater-scripts, which are for a device whose internal memory is one
+partition.")
 
 set(CPACK_DEBIAN_SCRIPTS_PACKAGE_NAME tonecrate-updater-scripts)
 set(CPACK_DEBIAN_SCRIPTS_PACKAGE_SOURCE tonecrate-updater)
@@ -132,7 +133,7 @@ set(CPACK_DEBIAN_MAKER_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_MAKER_PACKAGE_DEPENDS "openssl, zstd")
 set(CPACK_DEBIAN_MAKER_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_MAKER_DESCRIPTION
-"firmware files for Tonecrate devices
+"commands that create and verify firmware for Tonecrate devices
 Commands for the manufacturer of a device: they create the keys, pack a folder
 into an encrypted and signed firmware file, print the version and the sizes of
 a firmware file, and verify it as a device does.")

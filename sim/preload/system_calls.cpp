@@ -1,5 +1,5 @@
-// The C library functions that the preloaded library overrides. Calls that concern the device's hardware, files or
-// scripts, sleeps or threads go to the simulation, all other calls to the C library.
+// The C library functions that the preloaded library overrides. The simulation handles all sleeps and thread functions,
+// and calls that concern the device's hardware, files or scripts. All other calls go to the C library.
 #include "sim/preload/board.h"
 #include "sim/preload/controller_link.h"
 #include "sim/preload/real_calls.h"

@@ -1,4 +1,4 @@
-// The drives that scenarios and views can plug in.
+// The drives that can be plugged in by scenarios, in live sessions and on the front panel.
 #pragma once
 
 #include <algorithm>

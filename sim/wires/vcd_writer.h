@@ -9,7 +9,7 @@
 
 namespace sim {
 
-/// The levels of all lines while the device is off. The data/command and reset lines are undefined until the updater
+/// The levels of all lines before the updater starts. The data/command and reset lines are undefined until the updater
 /// drives them; pull-up resistors keep the inputs and the I2C bus high.
 inline constexpr std::array<Level, lineCount> initialLevels = {
     Level::High,      // cs
@@ -38,7 +38,8 @@ public:
     void change(const Edge& edge);
     /// Records that no line changes between the last change and `time`.
     void observeUntil(WireTime time);
-    /// Writes the buffer to the file. Also repeats a write that was interrupted because its process was killed.
+    /// Writes the buffer to the file. If an earlier process was killed while it was writing the buffer, first discards
+    /// the incomplete part, except in a pipe.
     void flush();
     /// Records the time up to which the lines have been observed, and writes the buffer to the file.
     void end();

@@ -63,7 +63,7 @@ public:
     void plug(const std::string& image);
     /// Unplugs the drive, and returns when the board's kernel has released it.
     void pull();
-    /// Kills the emulator between two instructions. Afterwards, call only operations that do not need the emulator.
+    /// Kills the emulator at once. Afterwards, call only operations that do not need the emulator.
     void cutPower();
 
     // Observing the board.

@@ -36,7 +36,7 @@ public:
     /// The read end of the trace. The emulator blocks when the pipe is full.
     [[nodiscard]] int trace() const { return traceOutput.get(); }
 
-    /// Kills the emulator between two instructions, like a power cut.
+    /// Kills the emulator at once, without shutting the board down, like a power cut.
     void kill() { process.kill(); }
 
 private:

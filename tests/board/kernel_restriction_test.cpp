@@ -1,4 +1,4 @@
-// Kernels that lack an option or an interrupt that the program needs.
+// The updater without a required kernel option, and on an I2C bus that times out.
 #include "tests/board/board_test.h"
 #include "tests/board/expected_events.h"
 #include "tests/system/golden_screen.h"

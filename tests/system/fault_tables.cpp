@@ -139,7 +139,7 @@ bool beforeFilesAreCompared(const Moment& moment)
 
 constexpr const char* tooOld = "Failed: older than the minimum version";
 constexpr const char* stale = "the picture from before the fault, until the next change";
-constexpr const char* noTurning = "the knob has no effect during the fault";
+constexpr const char* noTurning = "turning the knob has no effect during the fault";
 
 constexpr Fault faults[] = {
     // The drive.
@@ -243,7 +243,7 @@ bool belongsTo(const Moment& moment, Operation operation)
     return moment.operation == operation || isShared;
 }
 
-/// The first moment from `first` on whose work fails, or null.
+/// The first moment, starting with `first`, whose work fails; null if there is none.
 const Moment* firstFailure(const Cell& cell, Operation operation, const Moment* first)
 {
     for (const Moment* moment : path(operation)) {
@@ -288,7 +288,7 @@ Result success(const Cell& cell, Operation operation)
     return result;
 }
 
-/// The result if the script that works after `moment` fails.
+/// The result if the script of the moment's stage fails; for the dialog, format.sh.
 Result failure(const Moment& moment, Operation operation)
 {
     Result result;

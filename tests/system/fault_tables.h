@@ -102,7 +102,7 @@ struct Result {
     /// What the owner does: a factory reset if nothing else is offered.
     Operation operation = Operation::Update;
     bool hasFailed = false;
-    /// install.sh has been started.
+    /// install.sh has been started. Not set after a power cut.
     bool hasInstalled = false;
     Memory memory = Memory::Old;
     Backup backup = Backup::Empty;
@@ -126,7 +126,7 @@ struct Cell {
 [[nodiscard]] std::vector<Cell> cellsOf(const Fault& fault);
 [[nodiscard]] Result expectedResult(const Cell& cell);
 
-/// A kind of script that does not do what the updater expects, and the exit status that the updater reads.
+/// A way in which a script can misbehave, and the exit status that the updater then reads.
 struct ScriptFault {
     const char* name;
     const char* title;

@@ -45,7 +45,7 @@ void ModelledDevice::pressLong()
     press(1500);
 }
 
-/// Presses the button for the given number of iterations, starting at the next poll.
+/// Presses the button for the given number of iterations, starting immediately after a poll.
 void ModelledDevice::press(std::uint64_t iterations)
 {
     device->runTo((device->iteration() + 9) / 10 * 10);
