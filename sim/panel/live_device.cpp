@@ -54,7 +54,7 @@ Statement parseInput(const std::string& text)
     const bool isAccepted = (isInput(statement.verb) && statement.verb != Verb::PlugFile) ||
                             statement.verb == Verb::Click || statement.verb == Verb::Hold;
     if (!isAccepted || statement.at) {
-        throw SyntaxError("expected an input without \"at\", not \"" + text + "\"");
+        throw SyntaxError(R"(expected an input without "at", not ")" + text + "\"");
     }
     return statement;
 }
