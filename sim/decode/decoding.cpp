@@ -2,6 +2,7 @@
 #include "sim/decode/decoding.h"
 
 #include "sim/decode/capture_error.h"
+#include "sim/decode/count_text.h"
 #include "sim/decode/time_text.h"
 
 #include <algorithm>
@@ -84,7 +85,7 @@ void Decoding::noteLimits()
                                        ", less than four times the clock: bits can be lost");
     }
     if (reader.pauses() > 0) {
-        results.note(reader.end(), "the recording was switched off " + std::to_string(reader.pauses()) + " times");
+        results.note(reader.end(), "the recording has " + countText(reader.pauses(), "pause"));
     }
 }
 

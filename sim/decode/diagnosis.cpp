@@ -188,7 +188,9 @@ std::optional<std::string> diagnose(std::span<const CapturedEdge> edges, const D
                frequencyText(busPeriod) + " needs at least " + frequencyText(busPeriod / samplesPerPeriod);
     }
     if (display == BusState::Silent && leds != BusState::Sensible) {
-        return channels.contains(Line::Clock) ? "no edges on clk" : "no edges on scl and sda";
+        return channels.contains(Line::Clock) ? "no edges on clk"
+               : leds == BusState::Silent     ? "no edges on scl and sda"
+                                              : "no messages on scl and sda";
     }
     return std::nullopt;
 }

@@ -1,6 +1,7 @@
 // Passes transfers to the model, and reports what they change.
 #include "sim/decode/display_decoder.h"
 
+#include "sim/decode/count_text.h"
 #include "sim/decode/display_commands.h"
 #include "sim/decode/time_text.h"
 
@@ -128,7 +129,7 @@ void DisplayDecoder::transferEnds(const SpiTransfer& transfer)
     checkSignals(transfer);
     if (!isDecodable()) {
         listener.event(transfer.begin, "transfer: " + (setup.hasData ? hexBytes(transfer.bytes)
-                                                                     : std::to_string(transfer.byteCount) + " bytes"));
+                                                                     : countText(transfer.byteCount, "byte")));
     } else if (drops(transfer)) {
         ++dropped;
         model->endTransfer({});
@@ -158,11 +159,11 @@ void DisplayDecoder::takeEmpty(const SpiTransfer& transfer)
 void DisplayDecoder::checkSignals(const SpiTransfer& transfer)
 {
     if (transfer.spareBits > 0) {
-        reportViolation(transfer.end, "a transfer of " + std::to_string(transfer.byteCount) + " bytes and " +
-                                          std::to_string(transfer.spareBits) + " bits");
+        reportViolation(transfer.end, "a transfer of " + countText(transfer.byteCount, "byte") + " and " +
+                                          countText(transfer.spareBits, "bit"));
     }
     if (transfer.byteCount > transfer.bytes.size()) {
-        reportViolation(transfer.end, "a transfer of " + std::to_string(transfer.byteCount) + " bytes, of which " +
+        reportViolation(transfer.end, "a transfer of " + countText(transfer.byteCount, "byte") + ", of which " +
                                           std::to_string(transfer.bytes.size()) + " are decoded");
     }
     if (transfer.samplesLeadingEdge && !std::exchange(isLeadingEdgeSampled, true)) {
@@ -183,7 +184,7 @@ bool DisplayDecoder::drops(const SpiTransfer& transfer)
     isDropping = false;
     if (dropped > 0) {
         note(transfer.begin,
-             std::to_string(dropped) + " transfers before the first extension command or memory write are ignored");
+             "ignored: " + countText(dropped, "transfer") + " before the first extension command or memory write");
     }
     return false;
 }
@@ -257,8 +258,7 @@ void DisplayDecoder::showScreen(CaptureTime time)
 
 void DisplayDecoder::transferIsCutOff(CaptureTime time, std::uint64_t byteCount, CutOff reason)
 {
-    note(time,
-         std::string(textOf(reason)) + " within a transfer; " + std::to_string(byteCount) + " bytes of it are ignored");
+    note(time, std::string(textOf(reason)) + " within a transfer, which is ignored: " + countText(byteCount, "byte"));
 }
 
 void DisplayDecoder::reportModelViolations(CaptureTime time)

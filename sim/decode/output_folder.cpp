@@ -58,7 +58,8 @@ OutputFolder::OutputFolder(fs::path path) : target(std::move(path))
     temporary += ".part-" + std::to_string(getpid());
     std::error_code error;
     if (!fs::create_directories(temporary, error)) {
-        throw std::runtime_error("cannot create the folder " + temporary.string() + ": " + error.message());
+        throw std::runtime_error("cannot create the folder " + temporary.string() + ": " +
+                                 (error ? error.message() : "it exists"));
     }
 }
 

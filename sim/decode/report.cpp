@@ -1,6 +1,7 @@
 // Prints the sections of the report.
 #include "sim/decode/report.h"
 
+#include "sim/decode/count_text.h"
 #include "sim/decode/time_text.h"
 
 #include <algorithm>
@@ -70,7 +71,7 @@ std::string sizeText(std::uint64_t bytes)
     constexpr double kilo = 1000;
     const auto size = static_cast<double>(bytes);
     if (size < kilo) {
-        return std::to_string(bytes) + " bytes";
+        return countText(bytes, "byte");
     }
     return size < kilo * kilo ? fixed(size / kilo, 1) + " kB" : fixed(size / (kilo * kilo), 1) + " MB";
 }
@@ -137,15 +138,16 @@ void printBringUp(Printer& printer, const Report& report)
 {
     const BringUpCheck& check = report.decoder.display().bringUp();
     const bool isCorrect = check.correctCount() > 0 && check.firstDifference().empty();
-    const bool isDecoded = report.channels.contains(Line::Clock) && report.channels.contains(Line::Mosi) &&
-                           report.channels.contains(Line::DataCommand);
-    std::string verdict = isDecoded ? "not in the capture" : "not checked";
+    constexpr Line required[] = {Line::Clock, Line::Mosi, Line::DataCommand, Line::Reset};
+    const bool isChecked = std::all_of(std::begin(required), std::end(required),
+                                       [&](Line line) { return report.channels.contains(line); });
+    std::string verdict = isChecked ? "not in the capture" : "not checked";
     if (!check.firstDifference().empty()) {
         verdict = printer.styled(Style::Bad, "wrong") + " " + check.firstDifference();
     } else if (isCorrect) {
         verdict = printer.styled(Style::Good, "correct");
         verdict += check.correctCount() > 1 ? ", " + std::to_string(check.correctCount()) + " times" : "";
-    } else if (isDecoded && !check.waits().empty()) {
+    } else if (isChecked && !check.waits().empty()) {
         verdict = "incomplete";
     }
     printer.section("Initialisation", verdict);
@@ -199,8 +201,8 @@ void printTiming(Printer& printer, const Report& report)
                                  durationText(period.shortest()) + " to " + durationText(period.longest()));
     }
     if (bus.transfers().count() > 0) {
-        printer.row("transfers", std::to_string(bus.transfers().count()) + " with " + std::to_string(bus.byteCount()) +
-                                     " bytes; the bus is busy for " +
+        printer.row("transfers", std::to_string(bus.transfers().count()) + " with " +
+                                     countText(bus.byteCount(), "byte") + "; the bus is busy for " +
                                      share(bus.transfers().sum(), report.end - report.begin) + " of the time");
     }
     if (bus.idleGaps().count() > 0) {

@@ -143,7 +143,7 @@ TEST(Decoder, ReportsBitsThatDoNotFillAByte)
         capture.wait(40ns).low(Line::Clock).wait(40ns).high(Line::Clock);
     }
     const Decoded decoded(capture.wait(40ns).high(Line::ChipSelect).wait(1us).edges());
-    EXPECT_EQ(decoded.violations.front(), "a transfer of 1 bytes and 3 bits");
+    EXPECT_EQ(decoded.violations.front(), "a transfer of 1 byte and 3 bits");
 }
 
 TEST(Decoder, ReportsATransferThatIsTooLongToDecodeCompletely)
@@ -296,7 +296,7 @@ TEST(Decoder, ACaptureMayBeginWithinATransfer)
     const auto begin = Capture().bringUp().wait(1ms).command(0x5C).wait(3ms).now();
     const Decoded decoded(part(edges, begin, 10s));
     ASSERT_EQ(decoded.notes.size(), 2U);
-    EXPECT_TRUE(decoded.notes[0].starts_with("the capture begins within a transfer; ")) << decoded.notes[0];
+    EXPECT_TRUE(decoded.notes[0].starts_with("the capture begins within a transfer, ")) << decoded.notes[0];
     EXPECT_EQ(decoded.notes[1], beginsLate);
     EXPECT_EQ(decoded.violations, Lines{});
     EXPECT_EQ(decoded.screens, Lines{"1111"});
@@ -309,7 +309,7 @@ TEST(Decoder, IgnoresTransfersBeforeTheFirstUnambiguousCommand)
     const Edges edges = Capture().bringUp().frame(bytes).frame(bytes).edges();
     const Decoded decoded(part(edges, begin, 10s));
     EXPECT_EQ(decoded.notes,
-              (Lines{beginsLate, "1 transfers before the first extension command or memory write are ignored"}));
+              (Lines{beginsLate, "ignored: 1 transfer before the first extension command or memory write"}));
     EXPECT_EQ(decoded.violations, Lines{});
     EXPECT_EQ(decoded.screens, Lines{"2222"});
 }
@@ -333,7 +333,7 @@ TEST(Decoder, ACaptureMayEndWithinATransfer)
     }
     const Decoded decoded(part(edges, 0s, begin + 500us + 4us + 1us));
     ASSERT_EQ(decoded.notes.size(), 1U);
-    EXPECT_TRUE(decoded.notes[0].starts_with("the capture ends within a transfer; ")) << decoded.notes[0];
+    EXPECT_TRUE(decoded.notes[0].starts_with("the capture ends within a transfer, ")) << decoded.notes[0];
 }
 
 TEST(Decoder, ACaptureMayEndWithinAnI2cMessage)
@@ -359,7 +359,7 @@ TEST(Decoder, ATransferInterruptedByPowerOffIsNoViolation)
     capture.wait(1ms).high(Line::ChipSelect).set(Line::Reset, Level::Undefined).wait(1ms);
     const Decoded decoded(capture.edges());
     EXPECT_EQ(decoded.violations, Lines{});
-    EXPECT_EQ(decoded.notes.front(), "the power is switched off within a transfer; 0 bytes of it are ignored");
+    EXPECT_EQ(decoded.notes.front(), "the power is switched off within a transfer, which is ignored: 0 bytes");
 }
 
 // Sampling, disturbances and wrong signals.

@@ -124,6 +124,12 @@ TEST(Diagnosis, ReportsBusesWithoutEdges)
               "no edges on scl and sda");
 }
 
+TEST(Diagnosis, ReportsAnI2cBusWithoutMessages)
+{
+    const Edges edges = {{1ms, Line::Scl, Level::High}, {2ms, Line::Scl, Level::Low}};
+    EXPECT_EQ(diagnosisOf(edges, {{Line::Scl, "scl"}, {Line::Sda, "sda"}}), "no messages on scl and sda");
+}
+
 TEST(Diagnosis, AcceptsACaptureWithOnlyLedMessages)
 {
     EXPECT_EQ(diagnosisOf(Capture().i2c({0xD8, 0x00, 0x01}).edges()), "");

@@ -30,6 +30,14 @@ TEST(OutputFolder, AppearsWhenItIsComplete)
     EXPECT_TRUE(scratch.contains("results/log.txt"));
 }
 
+TEST(OutputFolder, DoesNotUseATemporaryFolderThatExists)
+{
+    const ScratchFolder scratch;
+    const sim::OutputFolder first(scratch / "results");
+    const std::string message = thrownMessage([&] { const sim::OutputFolder second(scratch / "results"); });
+    EXPECT_TRUE(message.ends_with(": it exists")) << message;
+}
+
 TEST(OutputFolder, CreatesTheParentFolders)
 {
     const ScratchFolder scratch;
