@@ -94,14 +94,22 @@ void UsbDrive::plug(const fs::path& image)
         throw std::runtime_error("no such drive image: " + image.string());
     }
     unplug();
-    // The partition is created first, because a program that finds the disk may check for the partition immediately.
-    if (const auto extent = firstPartition(image)) {
-        copyExtent(image, *extent, partition);
-    }
     // The disk is renamed into place, so that a program never opens a partial copy of it.
     const fs::path unfinished = disk.string() + ".part";
-    copyExtent(image, {0, fs::file_size(image)}, unfinished);
-    fs::rename(unfinished, disk);
+    try {
+        // The partition is created first, because a program that finds the disk may check for the partition
+        // immediately.
+        if (const auto extent = firstPartition(image)) {
+            copyExtent(image, *extent, partition);
+        }
+        copyExtent(image, {0, fs::file_size(image)}, unfinished);
+        fs::rename(unfinished, disk);
+    } catch (...) {
+        std::error_code ignored;
+        fs::remove(unfinished, ignored);
+        unplug();
+        throw;
+    }
 }
 
 void UsbDrive::unplug()

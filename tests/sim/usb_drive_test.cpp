@@ -193,4 +193,11 @@ TEST_F(Usb, ReportsAnUnreadableImageAndKeepsThePreviousDrive)
     EXPECT_TRUE(hasDisk() && hasPartition());
 }
 
+TEST_F(Usb, LeavesNoPartOfADriveThatCannotBeCopied)
+{
+    std::filesystem::create_directory(root / "dev/sda.part");
+    EXPECT_NE(thrownMessage([&] { plug(imageWith(fatPartition)); }), "");
+    EXPECT_FALSE(hasDisk() || hasPartition());
+}
+
 } // namespace
