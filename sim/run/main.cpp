@@ -47,8 +47,8 @@ void requireFiles(const sim::Options& options)
 }
 
 /// The objects that every session uses.
-struct Workshop {
-    explicit Workshop(const sim::Options& options)
+struct SessionObjects {
+    explicit SessionObjects(const sim::Options& options)
         : references(TONECRATE_SCREENS), pictures(options.frames, options.movie),
           deviceFiles(options.scripts, TONECRATE_SIM_FOLDER "/firmware")
     {
@@ -63,21 +63,21 @@ struct Workshop {
     std::optional<sim::RecordingFile> wires;
 };
 
-sim::Programs programsOf(const sim::Options& options, Workshop& workshop)
+sim::Programs programsOf(const sim::Options& options, SessionObjects& objects)
 {
     return {fs::absolute(options.updater), fs::absolute(options.preload), sim::checkSignals,
-            workshop.wires ? &*workshop.wires : nullptr};
+            objects.wires ? &*objects.wires : nullptr};
 }
 
 /// Completes the recording of the lines if --wires is given.
-void finishWires(const sim::Options& options, Workshop& workshop)
+void finishWires(const sim::Options& options, SessionObjects& objects)
 {
-    if (!workshop.wires) {
+    if (!objects.wires) {
         return;
     }
-    workshop.wires->finish();
-    if (workshop.wires->isFull()) {
-        std::cerr << "tonecrate-simulator: " << options.wires.string() << " ends at " << workshop.wires->seconds()
+    objects.wires->finish();
+    if (objects.wires->isFull()) {
+        std::cerr << "tonecrate-simulator: " << options.wires.string() << " ends at " << objects.wires->seconds()
                   << " s of device time, at the limit of " << options.wiresLimit << " bytes (--wires-limit)\n";
     }
 }
@@ -93,17 +93,17 @@ void record(const sim::Options& options, const sim::Session& session)
 std::string play(const sim::Options& options, const fs::path& file)
 {
     const sim::Scenario scenario = sim::readScenario(file);
-    Workshop workshop(options);
-    sim::Session session(workshop.deviceFiles, programsOf(options, workshop), scenario.setup);
-    sim::ScenarioPrinter printer(session, workshop.references, workshop.pictures, std::cout);
-    sim::ScenarioPlayer player(session, workshop.deviceFiles, workshop.references, [&] {
+    SessionObjects objects(options);
+    sim::Session session(objects.deviceFiles, programsOf(options, objects), scenario.setup);
+    sim::ScenarioPrinter printer(session, objects.references, objects.pictures, std::cout);
+    sim::ScenarioPlayer player(session, objects.deviceFiles, objects.references, [&] {
         sim::checkSignals();
         printer.update();
     });
     std::string result = player.play(scenario, file.string());
     record(options, session);
-    finishWires(options, workshop);
-    workshop.pictures.writeMovie(session.observe());
+    finishWires(options, objects);
+    objects.pictures.writeMovie(session.observe());
     return result;
 }
 
@@ -123,15 +123,15 @@ int runScenario(const sim::Options& options, const fs::path& file)
 
 int runLive(const sim::Options& options)
 {
-    Workshop workshop(options);
+    SessionObjects objects(options);
     std::cout << "Creating a device and a drive ..." << std::endl;
-    (void)workshop.deviceFiles.drive(sim::LiveSession::drive);
-    sim::Session session(workshop.deviceFiles, programsOf(options, workshop));
-    sim::LiveSession live(session, workshop.references, workshop.pictures);
+    (void)objects.deviceFiles.drive(sim::LiveSession::drive);
+    sim::Session session(objects.deviceFiles, programsOf(options, objects));
+    sim::LiveSession live(session, objects.references, objects.pictures);
     live.run();
     record(options, session);
-    finishWires(options, workshop);
-    workshop.pictures.writeMovie(session.observe());
+    finishWires(options, objects);
+    objects.pictures.writeMovie(session.observe());
     return live.report() ? 0 : failed;
 }
 
@@ -172,7 +172,7 @@ int main(int argc, char** argv)
         return run(options);
     } catch (const sim::UsageError& error) {
         const std::string help = sim::helpText(TONECRATE_SCENARIOS);
-        std::cerr << "tonecrate-simulator: " << error.what() << '\n' << help.substr(0, help.find('\n')) << '\n';
+        std::cerr << "tonecrate-simulator: " << error.what() << '\n' << help.substr(0, help.find("\n\n")) << '\n';
         return wrongUsage;
     } catch (const sim::Interrupted&) {
         sim::endBySignal(sim::caughtSignal());

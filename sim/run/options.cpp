@@ -132,7 +132,7 @@ std::string helpText(const fs::path& scenarios)
     std::ostringstream text;
     text << "usage: tonecrate-simulator [--scenario FILE | --play NAME] [--record FILE] [--movie FILE]\n"
             "                           [--frames DIR] [--wires FILE] [--wires-limit SIZE]\n"
-            "                           [--updater PATH] [--preload PATH] [--scripts DIR]\n"
+            "                           [--updater PATH] [--preload PATH] [--scripts DIR] [--help]\n"
             "\n"
             "Runs the updater on a simulated device. In a terminal, shows the screen and accepts keys for the knob, "
             "the\n"

@@ -44,7 +44,7 @@ public:
 /// The path of the scenario `name` in the folder `scenarios`.
 [[nodiscard]] std::filesystem::path scenarioFile(const std::filesystem::path& scenarios, const std::string& name);
 
-/// The text of --help, with the scenarios in the folder. The usage is in the first three lines.
+/// The text of --help, with the scenarios in the folder. The usage ends at the first empty line.
 [[nodiscard]] std::string helpText(const std::filesystem::path& scenarios);
 
 } // namespace sim

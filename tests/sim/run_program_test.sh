@@ -140,11 +140,11 @@ missing_scenario() {
   fails_with 1 "none: failed: cannot read $work/none.scenario: No such file or directory"
 }
 
-# wrong_usage ARGUMENT...: checks that the simulator exits with status 2 and prints nothing except the error and a line
-# of usage on standard error.
+# wrong_usage ARGUMENT...: checks that the simulator exits with status 2 and prints nothing except the error and the
+# three lines of usage on standard error.
 wrong_usage() {
   run "$@"
-  [[ $status -eq 2 && ! -s $work/out && $(wc -l <"$work/err") -eq 2 && $(tail -n 1 "$work/err") == usage:* ]]
+  [[ $status -eq 2 && ! -s $work/out && $(wc -l <"$work/err") -eq 4 && $(sed -n 2p "$work/err") == usage:* ]]
 }
 
 shows_help() {
