@@ -21,7 +21,8 @@ fail() {
 }
 
 usage() {
-    fail "usage: make_image.sh [--modules FOLDER|none] [--settings FOLDER] PACKAGES UPDATER OUT"
+    echo "make_image.sh: usage: make_image.sh [--modules FOLDER|none] [--settings FOLDER] PACKAGES UPDATER OUT" >&2
+    exit 2
 }
 
 # absolute PATH: prints the absolute path of an existing file or folder.

@@ -22,7 +22,7 @@ mount_at() {
   release "$1" && mkdir -p "$1" || return
   case $2 in
   ext4) copy_ext4 "$4" "$1" ;;
-  vfat) mcopy -s -n -m -i "$4" '::*' "$1/" </dev/null >/dev/null 2>&1 || is_empty_fat "$4" ;;
+  vfat) mcopy -s -n -m -i "$4" '::*' "$1/" </dev/null >/dev/null 2>&1 || has_fat "$4" ;;
   esac && echo "$4 $3" >"$1.mounted"
 }
 
@@ -34,8 +34,8 @@ copy_ext4() {
   rmdir "$2/lost+found" 2>/dev/null || true
 }
 
-# is_empty_fat IMAGE: succeeds when the image has a FAT file system. mcopy fails on a file system without files.
-is_empty_fat() {
+# has_fat IMAGE: succeeds when the image has a FAT file system. mcopy also fails on a file system without files.
+has_fat() {
   mdir -f -b -i "$1" :: </dev/null >/dev/null 2>&1
 }
 

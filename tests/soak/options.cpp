@@ -33,7 +33,7 @@ Options parseOptions(std::span<char*> arguments)
     for (std::size_t i = 0; i < arguments.size(); i += 2) {
         const std::string_view name = arguments[i];
         if (name != "--iterations" && name != "--updates") {
-            throw UsageError("unknown option " + std::string(name));
+            throw UsageError("unknown " + std::string(name.starts_with('-') ? "option " : "argument ").append(name));
         }
         if (i + 1 == arguments.size()) {
             throw UsageError(std::string(name) + " needs a value");
