@@ -22,6 +22,10 @@ constexpr const char* workProgress = "SHOW: Installing... 66%\n";
 /// Longer than the period of the updater's drive check (501 iterations) plus a redraw.
 constexpr std::uint64_t settlingIterations = 560;
 
+/// Every frame of the wheel is in at least one of the screens if each frame lasts 80 to 250 iterations.
+constexpr std::uint64_t screenInterval = 80;
+constexpr int screensPerTurn = 25;
+
 constexpr std::uint64_t longPressIterations = 1500;
 
 DeviceSetup setupOf(const ExploredDevice::Programs& programs, const fs::path& root)
@@ -53,8 +57,8 @@ std::vector<Screen> ExploredDevice::settle()
 {
     device.run(settlingIterations);
     std::vector<Screen> screens;
-    for (std::size_t i = 0; i < WheelFrames::count; ++i) {
-        device.run(WheelFrames::period);
+    for (int i = 0; i < screensPerTurn; ++i) {
+        device.run(screenInterval);
         screens.push_back(device.screen());
     }
     return screens;

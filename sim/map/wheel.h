@@ -15,8 +15,6 @@ enum class Wheel { None, Turning, Stopped };
 
 class WheelFrames {
 public:
-    /// How long the wheel shows each frame, in iterations, and the number of frames.
-    static constexpr std::uint64_t period = 142;
     static constexpr std::size_t count = 8;
 
     /// `screens` must show the wheel in each of its frames. Throws std::runtime_error if they do not.

@@ -1,5 +1,6 @@
 // When the busy indicator turns, and which frames a slow display bus transfers.
 #include "tests/system/system_test.h"
+#include "updater/timing.h"
 
 #include <set>
 
@@ -8,11 +9,11 @@ namespace {
 class Display : public SystemTest {};
 
 /// A step is drawn at the next multiple of 20 and takes 7 iterations to reach the display.
-TEST_F(Display, TurnsTheWheelEvery142Iterations)
+TEST_F(Display, TurnsTheWheelOncePerPeriod)
 {
     device.switchOn();
     for (int step = 1; step <= 16; ++step) {
-        const auto drawnAt = static_cast<std::uint64_t>((142 * step + 19) / 20 * 20);
+        const std::uint64_t drawnAt = (wheelPeriod * static_cast<std::uint64_t>(step) + 19) / 20 * 20;
         device->runTo(drawnAt + 6);
         EXPECT_EQ(device.shownWheel(), (step - 1) % 8) << "before step " << step;
         device->run(1);
