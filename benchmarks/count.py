@@ -43,7 +43,7 @@ EVENTS = [
 ]
 
 # The program counts each of these at several sizes; the rows are named "text 8" and so on.
-LINEAR = ["text", "runner output", "tree, all dirty", "tree, one dirty"]
+LINEAR = ["text", "runner output", "runner line", "tree, all dirty", "tree, one dirty"]
 LARGEST_EXPONENT = 1.10
 
 

@@ -50,6 +50,15 @@ void countRunnerOutput(SystemCalls& calls, std::size_t size)
     }
 }
 
+/// Reads one line without a line feed, which the runner keeps until the command ends.
+void countRunnerLine(SystemCalls& calls, std::size_t size)
+{
+    calls.script("/usr/sbin/install.sh", {.reads = {{std::string(size, 'a')}}, .waitStatus = 0});
+    CommandRunner runner("/usr/sbin/install.sh");
+    const Counter counter(rowName("runner line", size), 1);
+    runner.poll();
+}
+
 class PlainWidget final : public Widget {};
 
 /// A tree with at most ten children per widget; the last widget is a leaf at the deepest level.
@@ -98,5 +107,6 @@ void countGrowth(SystemCalls& calls)
     }
     for (const std::size_t size : {512, 4096, 32768, 262144}) {
         countRunnerOutput(calls, size);
+        countRunnerLine(calls, size);
     }
 }

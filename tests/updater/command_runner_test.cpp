@@ -330,7 +330,6 @@ TEST_F(Runner, ReadsTheExitStatusOnceAtTheEndOfTheOutputOrInTheDestructor)
     EXPECT_EQ(calls.takeLog(), Log({"run the command", "exit status taken"}));
 }
 
-// If the cost were quadratic in the length of the line, this test would time out.
 TEST_F(Runner, AnIncompleteLineOf48MegabytesIsReadOnceAndDiscarded)
 {
     constexpr std::size_t size = 48 * 1024 * 1024;
