@@ -14,6 +14,9 @@ namespace sim {
 /// Picoseconds are precise enough for the sampling rates of logic analysers, and cover 106 days.
 using CaptureTime = std::chrono::duration<std::int64_t, std::pico>;
 
+/// On SPI and I2C, without the acknowledge bit.
+inline constexpr int bitsPerByte = 8;
+
 struct CapturedEdge {
     CaptureTime time;
     Line line;

@@ -5,12 +5,6 @@
 
 namespace sim {
 
-namespace {
-
-constexpr int bitsPerByte = 8;
-
-} // namespace
-
 void I2cDecoder::takeScl(CaptureTime time, Level level)
 {
     const bool isRise = scl == Level::Low && level == Level::High;

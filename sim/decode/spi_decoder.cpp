@@ -3,12 +3,6 @@
 
 namespace sim {
 
-namespace {
-
-constexpr int bitsPerByte = 8;
-
-} // namespace
-
 void SpiDecoder::takeChipSelect(CaptureTime time, Level level)
 {
     const std::optional<Level> before = chipSelect;

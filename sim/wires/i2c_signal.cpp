@@ -10,7 +10,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr WireTime bitTime = 10us;
-constexpr std::size_t bitsPerByte = 9; // with the acknowledge bit
+constexpr std::size_t bitsWithAcknowledge = 9;
 
 /// A bit has three changes, as do the start and stop conditions. These are the times of the changes, counted from the
 /// start of the bit or condition.
@@ -49,7 +49,7 @@ void appendByte(std::vector<Level>& bits, unsigned byte, bool isAcknowledged)
 WireTime I2cTransfer::duration() const
 {
     constexpr std::int64_t conditions = 2;
-    return bitTime * (static_cast<std::int64_t>(byteCount(*this) * bitsPerByte) + conditions);
+    return bitTime * (static_cast<std::int64_t>(byteCount(*this) * bitsWithAcknowledge) + conditions);
 }
 
 /// The master acknowledges every byte that it reads, except the last.

@@ -20,7 +20,7 @@ const ChannelMap ownNames = [] {
 }();
 
 /// LED messages, a short initialisation of the display, and 20 frames.
-Edges session()
+Edges recording()
 {
     Capture capture;
     capture.i2c({0xD8, 0x2F, 0x00}).i2c({0xD8, 0x00, 0x01}).i2c({0xD8, 0x14, 0x10}).light();
@@ -42,8 +42,8 @@ std::string diagnosisOf(const Edges& edges, const ChannelMap& channels = ownName
 
 TEST(Diagnosis, FindsNothingWrongWithACaptureThatDecodes)
 {
-    EXPECT_EQ(diagnosisOf(session()), "");
-    EXPECT_EQ(diagnosisOf(sampled(session(), 20ns)), "");
+    EXPECT_EQ(diagnosisOf(recording()), "");
+    EXPECT_EQ(diagnosisOf(sampled(recording(), 20ns)), "");
     EXPECT_EQ(diagnosisOf(Capture().light().frame({1, 2, 3, 4}).edges()), "");
 }
 
@@ -58,16 +58,16 @@ TEST(Diagnosis, NamesTwoChannelsThatAreSwapped)
             }
             const std::string first(nameOf(a));
             const std::string second(nameOf(b));
-            EXPECT_EQ(diagnosisOf(swapped(session(), a, b)), first + " and " + second +
-                                                                 " are swapped: decode with --channels " + first + "=" +
-                                                                 second + "," + second + "=" + first);
+            EXPECT_EQ(diagnosisOf(swapped(recording(), a, b)), first + " and " + second +
+                                                                   " are swapped: decode with --channels " + first +
+                                                                   "=" + second + "," + second + "=" + first);
         }
     }
 }
 
 TEST(Diagnosis, NamesABusLineThatIsSwappedWithTheButton)
 {
-    EXPECT_EQ(diagnosisOf(swapped(session(), Line::Clock, Line::Button)),
+    EXPECT_EQ(diagnosisOf(swapped(recording(), Line::Clock, Line::Button)),
               "clk and button are swapped: decode with --channels clk=button,button=clk");
 }
 
@@ -77,25 +77,25 @@ TEST(Diagnosis, SuggestsTheCompleteChannelsOption)
     channels[Line::Clock] = "D1";
     channels[Line::Mosi] = "D0";
     channels[Line::Reset] = "D4";
-    EXPECT_EQ(diagnosisOf(swapped(session(), Line::Clock, Line::Mosi), channels),
+    EXPECT_EQ(diagnosisOf(swapped(recording(), Line::Clock, Line::Mosi), channels),
               "clk and mosi are swapped: decode with --channels clk=D0,mosi=D1,reset=D4");
     channels = ownNames;
     channels[Line::Clock] = "mosi";
     channels[Line::Mosi] = "clk";
-    EXPECT_EQ(diagnosisOf(swapped(session(), Line::Clock, Line::Mosi), channels),
+    EXPECT_EQ(diagnosisOf(swapped(recording(), Line::Clock, Line::Mosi), channels),
               "clk and mosi are swapped: decode without --channels");
 }
 
 TEST(Diagnosis, NamesTheSpiModeThatFits)
 {
-    EXPECT_EQ(diagnosisOf(inverted(session(), Line::Clock)),
+    EXPECT_EQ(diagnosisOf(inverted(recording(), Line::Clock)),
               "the data are valid at the falling edges of the clock: SPI mode 1 instead of mode 3, or clk is inverted");
 }
 
 TEST(Diagnosis, NamesALineThatIsInverted)
 {
     for (const Line line : {Line::ChipSelect, Line::Mosi, Line::DataCommand, Line::Reset, Line::Scl, Line::Sda}) {
-        EXPECT_EQ(diagnosisOf(inverted(session(), line)), std::string(nameOf(line)) + " is inverted") << nameOf(line);
+        EXPECT_EQ(diagnosisOf(inverted(recording(), line)), std::string(nameOf(line)) + " is inverted") << nameOf(line);
     }
 }
 
@@ -109,8 +109,8 @@ TEST(Diagnosis, NamesTheSamplingRateThatIsNeeded)
         {100ns, "10.00 MHz"}, {250ns, "4.000 MHz"}, {1us, "1.000 MHz"},
     };
     for (const auto& [period, rate] : cases) {
-        EXPECT_EQ(diagnosisOf(sampled(session(), period)), "undersampled: the sampling rate is " + std::string(rate) +
-                                                               "; the clock of 12.50 MHz needs at least 50.00 MHz")
+        EXPECT_EQ(diagnosisOf(sampled(recording(), period)), "undersampled: the sampling rate is " + std::string(rate) +
+                                                                 "; the clock of 12.50 MHz needs at least 50.00 MHz")
             << period.count();
     }
 }
@@ -137,7 +137,7 @@ TEST(Diagnosis, AcceptsACaptureWithOnlyLedMessages)
 
 TEST(Diagnosis, ExplainsNothingIfOnlyTheEndOfTheCaptureIsWrong)
 {
-    Edges edges = session();
+    Edges edges = recording();
     Capture noise = Capture().wait(1h);
     for (int i = 0; i < 200; ++i) {
         noise.transfer({0x99, 0x98});

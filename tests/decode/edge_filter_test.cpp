@@ -10,7 +10,7 @@ using sim::Level;
 using sim::Line;
 using namespace std::chrono_literals;
 
-class Recorder : public sim::EdgeSink {
+class FilteredEdges : public sim::EdgeSink {
 public:
     void take(const CapturedEdge& edge) override
     {
@@ -37,7 +37,7 @@ public:
         filter.flush();
     }
 
-    Recorder recorder;
+    FilteredEdges recorder;
     sim::EdgeFilter filter;
 };
 

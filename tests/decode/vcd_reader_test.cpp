@@ -13,7 +13,7 @@ using sim::Level;
 using sim::Line;
 using sim::VcdReader;
 
-class Recorder : public sim::EdgeSink {
+class ReadEdges : public sim::EdgeSink {
 public:
     void take(const CapturedEdge& edge) override
     {
@@ -47,7 +47,7 @@ Lines edgesOf(const std::string& text, std::size_t blockSize = 4096)
             reader.connect(wire, Line::DataCommand);
         }
     }
-    Recorder recorder;
+    ReadEdges recorder;
     reader.read(recorder);
     return recorder.edges;
 }
@@ -226,7 +226,7 @@ TEST(VcdReader, DeliversTheChangesBeforeAnError)
 {
     VcdReader reader(blocks(header + "#1\n1!\n#2\n0!\n1?\n", 100), "file");
     reader.connect(reader.wires().front(), Line::Clock);
-    Recorder recorder;
+    ReadEdges recorder;
     EXPECT_THROW(reader.read(recorder), sim::CaptureError);
     EXPECT_EQ(recorder.edges, (Lines{"1000 clk 1", "2000 clk 0"}));
     EXPECT_EQ(reader.begin(), std::chrono::nanoseconds(1));

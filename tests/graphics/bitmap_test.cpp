@@ -2,6 +2,7 @@
 #include "graphics/bitmap.h"
 
 #include "tests/support/allocation_counter.h"
+#include "tests/support/extremes.h"
 #include "tests/support/picture.h"
 
 #include <gtest/gtest.h>
@@ -9,16 +10,12 @@
 #include <array>
 #include <cstdint>
 #include <functional>
-#include <limits>
 #include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace {
-
-constexpr std::int32_t lowest = std::numeric_limits<std::int32_t>::min();
-constexpr std::int32_t highest = std::numeric_limits<std::int32_t>::max();
 
 using Size = std::pair<std::int32_t, std::int32_t>;
 

@@ -1,20 +1,17 @@
 // Compares random drawing calls, random texts and selected lines with the drawing model, pixel by pixel.
 #include "graphics/font.h"
 #include "tests/support/drawing_call.h"
+#include "tests/support/extremes.h"
 #include "tests/support/test_font.h"
 
 #include <rapidcheck/gtest.h>
 
 #include <cstdint>
-#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace {
-
-constexpr std::int32_t lowest = std::numeric_limits<std::int32_t>::min();
-constexpr std::int32_t highest = std::numeric_limits<std::int32_t>::max();
 
 model::Raster anyRaster()
 {

@@ -2,19 +2,16 @@
 #include "graphics/font.h"
 
 #include "tests/support/allocation_counter.h"
+#include "tests/support/extremes.h"
 #include "tests/support/test_font.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <limits>
 #include <string>
 #include <vector>
 
 namespace {
-
-constexpr std::int32_t lowest = std::numeric_limits<std::int32_t>::min();
-constexpr std::int32_t highest = std::numeric_limits<std::int32_t>::max();
 
 /// Draws the text with full ink on a blank bitmap of the text's size.
 Bitmap drawn(const std::string& font, const std::string& text)

@@ -10,7 +10,7 @@
 namespace {
 
 constexpr off_t blockBase = 0xFE200000;
-const std::string opening = "open /dev/mem flags " + std::to_string(O_RDWR | O_SYNC | O_CLOEXEC);
+const std::string memoryOpening = "open /dev/mem flags " + std::to_string(O_RDWR | O_SYNC | O_CLOEXEC);
 
 class GpioRegisters : public testing::Test {
 protected:
@@ -41,7 +41,7 @@ TEST_F(GpioRegisters, MapsTheBlockFromTheMemoryDeviceAndClosesTheDevice)
 {
     EXPECT_EQ(mapGpioRegisters(blockBase), calls.gpio.data());
 
-    EXPECT_EQ(calls.takeLog(), Log({opening,
+    EXPECT_EQ(calls.takeLog(), Log({memoryOpening,
                                     "mmap /dev/mem length 4096 protection " + std::to_string(PROT_READ | PROT_WRITE) +
                                         " flags " + std::to_string(MAP_SHARED) + " offset FE200000",
                                     "close /dev/mem"}));
@@ -59,7 +59,7 @@ TEST_F(GpioRegisters, MappingPrintsAMessageAndReturnsNullIfTheMemoryDeviceCannot
     testing::internal::CaptureStderr();
     EXPECT_EQ(mapGpioRegisters(blockBase), nullptr);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "can't open /dev/mem! Make sure you are root!\n");
-    EXPECT_EQ(calls.takeLog(), Log({opening}));
+    EXPECT_EQ(calls.takeLog(), Log({memoryOpening}));
 }
 
 TEST_F(GpioRegisters, AFailedMmapPrintsItsReturnValueAndClosesTheDevice)

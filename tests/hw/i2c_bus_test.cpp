@@ -10,7 +10,7 @@
 
 namespace {
 
-std::string opening(const std::string& path)
+std::string busOpening(const std::string& path)
 {
     return "open " + path + " flags " + std::to_string(O_RDWR | O_CLOEXEC);
 }
@@ -29,7 +29,7 @@ TEST_F(I2c, OpensTheBusByItsNumberForReadingAndWriting)
 {
     const I2cBus first(0);
     const I2cBus last(255);
-    EXPECT_EQ(calls.takeLog(), Log({opening("/dev/i2c-22"), opening("/dev/i2c-0"), opening("/dev/i2c-255")}));
+    EXPECT_EQ(calls.takeLog(), Log({busOpening("/dev/i2c-22"), busOpening("/dev/i2c-0"), busOpening("/dev/i2c-255")}));
 }
 
 TEST_F(I2c, CloseAndDestructorCloseTheBusOnce)
@@ -41,7 +41,7 @@ TEST_F(I2c, CloseAndDestructorCloseTheBusOnce)
         closed.close();
     }
     EXPECT_EQ(calls.takeLog(),
-              Log({opening("/dev/i2c-1"), opening("/dev/i2c-2"), "close /dev/i2c-2", "close /dev/i2c-1"}));
+              Log({busOpening("/dev/i2c-1"), busOpening("/dev/i2c-2"), "close /dev/i2c-2", "close /dev/i2c-1"}));
 }
 
 TEST_F(I2c, OpeningAgainClosesThePreviousBus)
@@ -50,7 +50,7 @@ TEST_F(I2c, OpeningAgainClosesThePreviousBus)
     bus.open(23);
     Log log = calls.takeLog();
     std::sort(log.begin(), log.end()); // the order is unspecified
-    EXPECT_EQ(log, Log({"close /dev/i2c-22", opening("/dev/i2c-23")}));
+    EXPECT_EQ(log, Log({"close /dev/i2c-22", busOpening("/dev/i2c-23")}));
     bus.close();
     EXPECT_EQ(calls.takeLog(), Log({"close /dev/i2c-23"}));
 }

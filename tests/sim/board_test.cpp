@@ -27,7 +27,6 @@ using sim::LedController;
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr off_t gpioBase = 0xFE200000;
-constexpr std::size_t frameSize = 10240;
 
 /// The minimum time between two transfers on the SPI bus.
 constexpr auto spiGap = 1us;

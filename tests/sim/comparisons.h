@@ -1,11 +1,15 @@
-// Helpers that check the simulator's results and exceptions.
+// Constants, and helpers that check the simulator's results and exceptions.
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+/// In bytes.
+constexpr std::size_t frameSize = 10240;
 
 using Lines = std::vector<std::string>;
 

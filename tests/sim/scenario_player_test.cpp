@@ -2,6 +2,7 @@
 #include "sim/session/scenario_player.h"
 
 #include "tests/sim/comparisons.h"
+#include "tests/sim/reference_screens.h"
 
 #include <algorithm>
 #include <atomic>
@@ -15,12 +16,6 @@ using sim::Screen;
 using sim::Session;
 
 namespace fs = std::filesystem;
-
-const sim::ReferenceScreens& references()
-{
-    static const sim::ReferenceScreens screens(SCREENS_DIR);
-    return screens;
-}
 
 sim::DeviceFiles& files()
 {

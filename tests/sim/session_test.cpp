@@ -1,8 +1,8 @@
 // Tests for sessions with the real updater, scripts and files.
-#include "sim/session/reference_screens.h"
 #include "sim/session/session.h"
 
 #include "tests/sim/comparisons.h"
+#include "tests/sim/reference_screens.h"
 
 #include <functional>
 
@@ -13,12 +13,6 @@ using sim::Session;
 using sim::SessionSetup;
 
 namespace fs = std::filesystem;
-
-const sim::ReferenceScreens& references()
-{
-    static const sim::ReferenceScreens screens(SCREENS_DIR);
-    return screens;
-}
 
 class SessionTest : public testing::Test {
 protected:

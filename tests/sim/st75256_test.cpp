@@ -16,8 +16,6 @@ using sim::Violations;
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr std::size_t frameSize = 10240;
-
 /// A controller and its input lines. The input operations return the object, so that calls can be chained.
 class Wires {
 public:

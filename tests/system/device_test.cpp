@@ -107,28 +107,29 @@ TEST_P(FailingDisplay, ShowsTheCurrentScreenWithTheFirstPictureAfterTheFault)
     }
 }
 
-constexpr auto nameOfCell = [](const auto& test) {
+constexpr auto nameOfFaultAndPlace = [](const auto& test) {
     return nameOf(std::get<std::string>(test.param)) + "_from_" + nameOf(std::get<Place>(test.param));
 };
 
-using Cell = std::tuple<std::string, Place>;
+using FaultAndPlace = std::tuple<std::string, Place>;
 
 INSTANTIATE_TEST_SUITE_P(Short, FailingDisplay,
-                         testing::Values(Cell(sim::fault::failingDisplay, Place::Waiting),
-                                         Cell(sim::fault::shortTransfers, Place::Menu),
-                                         Cell(sim::fault::hangingDisplay, Place::Formatting)),
-                         nameOfCell);
+                         testing::Values(FaultAndPlace(sim::fault::failingDisplay, Place::Waiting),
+                                         FaultAndPlace(sim::fault::shortTransfers, Place::Menu),
+                                         FaultAndPlace(sim::fault::hangingDisplay, Place::Formatting)),
+                         nameOfFaultAndPlace);
 
 INSTANTIATE_TEST_SUITE_P(Long, FailingDisplay,
                          testing::Combine(testing::Values(sim::fault::failingDisplay, sim::fault::shortTransfers,
                                                           sim::fault::hangingDisplay),
                                           testing::Values(Place::Waiting, Place::Preparing, Place::Menu, Place::Dialog,
                                                           Place::Formatting)),
-                         nameOfCell);
+                         nameOfFaultAndPlace);
 
 // After the last step nothing is redrawn, so a lost picture never arrives. Only a delayed picture can be tested.
-INSTANTIATE_TEST_SUITE_P(LastStep, FailingDisplay, testing::Values(Cell(sim::fault::hangingDisplay, Place::Installing)),
-                         nameOfCell);
+INSTANTIATE_TEST_SUITE_P(LastStep, FailingDisplay,
+                         testing::Values(FaultAndPlace(sim::fault::hangingDisplay, Place::Installing)),
+                         nameOfFaultAndPlace);
 
 // The encoder.
 

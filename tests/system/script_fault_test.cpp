@@ -399,9 +399,11 @@ std::vector<Cell> someCells()
     return cells;
 }
 
-constexpr auto nameOfCell = [](const auto& test) { return std::string(test.param.run->name) + test.param.fault->name; };
+constexpr auto nameOfRunAndFault = [](const auto& test) {
+    return std::string(test.param.run->name) + test.param.fault->name;
+};
 
-INSTANTIATE_TEST_SUITE_P(Short, ScriptFaults, testing::ValuesIn(someCells()), nameOfCell);
-INSTANTIATE_TEST_SUITE_P(Long, ScriptFaults, testing::ValuesIn(allCells()), nameOfCell);
+INSTANTIATE_TEST_SUITE_P(Short, ScriptFaults, testing::ValuesIn(someCells()), nameOfRunAndFault);
+INSTANTIATE_TEST_SUITE_P(Long, ScriptFaults, testing::ValuesIn(allCells()), nameOfRunAndFault);
 
 } // namespace
