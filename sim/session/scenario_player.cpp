@@ -38,9 +38,9 @@ void expectEqual(const std::string& what, const std::string& expected, const std
 } // namespace
 
 ScenarioPlayer::ScenarioPlayer(Session& chosenSession, const DeviceFiles& files, const ReferenceScreens& screens,
-                               std::function<void()> callAfterRunning)
+                               std::function<void()> callAfterRunning, std::uint64_t chosenWaitLimit)
     : session(chosenSession), deviceFiles(files), references(screens), afterRunning(std::move(callAfterRunning)),
-      initialMemory(memoryContent(session.root()))
+      waitLimit(chosenWaitLimit), initialMemory(memoryContent(session.root()))
 {}
 
 std::string ScenarioPlayer::play(const Scenario& scenario, const std::string& name)
@@ -164,8 +164,8 @@ void ScenarioPlayer::runUntil(const std::function<bool()>& isTrue, const std::st
         if (session.observe().end || !session.observe().isOn) {
             throw std::runtime_error("no " + awaited + ": " + describeEnd());
         }
-        if (waited >= longestWait) {
-            throw std::runtime_error("no " + awaited + " within " + std::to_string(longestWait / 1000) +
+        if (waited >= waitLimit) {
+            throw std::runtime_error("no " + awaited + " within " + std::to_string(waitLimit / 1000) +
                                      " s of device time; " + describeScreen());
         }
         run(longestRun);

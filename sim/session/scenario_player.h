@@ -13,14 +13,14 @@ namespace sim {
 
 class ScenarioPlayer {
 public:
-    /// How long an "await" waits at most, in iterations.
+    /// How long an "await" waits by default, in iterations.
     static constexpr std::uint64_t longestWait = 60000;
 
     /// `chosenSession` must be new, with the set-up of the scenario to be played. `play` calls `callAfterRunning` at
     /// its start, after each input, and at least every 20 iterations. The device sends at most one frame in 20
-    /// iterations.
+    /// iterations. An "await" fails after `chosenWaitLimit` iterations.
     ScenarioPlayer(Session& chosenSession, const DeviceFiles& files, const ReferenceScreens& screens,
-                   std::function<void()> callAfterRunning);
+                   std::function<void()> callAfterRunning, std::uint64_t chosenWaitLimit = longestWait);
 
     /// Executes the lines of the scenario. Returns a description of the last awaited or expected screen, memory
     /// contents or program state; empty if there was none. Throws std::runtime_error with the message "NAME:LINE: ..."
@@ -35,7 +35,7 @@ private:
 
     void await(const Statement& statement);
     [[nodiscard]] bool findScriptStart(const std::string& command);
-    /// Runs until `isTrue` returns true. Throws if the updater is not running, or after `longestWait` iterations.
+    /// Runs until `isTrue` returns true. Throws if the updater is not running, or after `waitLimit` iterations.
     /// `awaited` describes the event.
     void runUntil(const std::function<bool()>& isTrue, const std::string& awaited);
 
@@ -57,6 +57,7 @@ private:
     const DeviceFiles& deviceFiles;
     const ReferenceScreens& references;
     const std::function<void()> afterRunning;
+    const std::uint64_t waitLimit;
     /// The internal memory at the last power-on.
     std::string initialMemory;
     std::size_t eventsSearched = 0;

@@ -31,17 +31,20 @@ struct Played {
     std::string result{};
 };
 
-Played play(const sim::Scenario& scenario)
+Played play(const sim::Scenario& scenario, std::uint64_t waitLimit = sim::ScenarioPlayer::longestWait)
 {
     Session session(files(), {UPDATER, PRELOAD, {}}, scenario.setup);
     Played run;
     std::uint64_t frames = 0;
-    sim::ScenarioPlayer player(session, files(), references(), [&] {
-        const std::uint64_t now = session.observe().earlierFrames + session.observe().frames;
-        if (std::exchange(frames, now) != now) {
-            run.frames.emplace_back(session.observe().iteration, session.observe().screen);
-        }
-    });
+    sim::ScenarioPlayer player(
+        session, files(), references(),
+        [&] {
+            const std::uint64_t now = session.observe().earlierFrames + session.observe().frames;
+            if (std::exchange(frames, now) != now) {
+                run.frames.emplace_back(session.observe().iteration, session.observe().screen);
+            }
+        },
+        waitLimit);
     run.result = player.play(scenario, "test.scenario");
     run.recording = sim::print(session.recording());
     return run;
@@ -58,9 +61,9 @@ std::vector<fs::path> scenarioFiles()
     return {sorted.begin(), sorted.end()};
 }
 
-std::string failureOf(const std::string& text)
+std::string failureOf(const std::string& text, std::uint64_t waitLimit = 1000)
 {
-    return thrownMessage([&] { (void)play(text); });
+    return thrownMessage([&] { (void)play(sim::parseScenario(text, "test.scenario"), waitLimit); });
 }
 
 const std::string update = "plug good\n"
@@ -81,15 +84,15 @@ TEST(ScenarioPlayer, ReportsTheFailedLineAndTheCause)
     } cases[] = {
         {"wait 100\nexpect screen menu\n", ":2: expected screen \"menu\", but the screen is \"waiting\""},
         {"# A comment.\nawait screen menu\n",
-         ":2: no screen \"menu\" within 60 s of device time; the last known screen is \"waiting\""},
+         ":2: no screen \"menu\" within 1 s of device time; the last known screen is \"waiting\""},
         {"await screen no-such-screen\n", ":1: no reference picture no-such-screen.png"},
         {"await output \"Started\"\n",
-         ":1: no output \"Started\" within 60 s of device time; the last known screen is \"waiting\""},
+         ":1: no output \"Started\" within 1 s of device time; the last known screen is \"waiting\""},
         {"await frames 1000000\n",
-         ":1: no frame 1000000 within 60 s of device time; the last known screen is \"waiting\""},
+         ":1: no frame 1000000 within 1 s of device time; the last known screen is \"waiting\""},
         {"expect screen menu\n", ":1: expected screen \"menu\", but no known screen has been shown"},
         {"await script decrypt.sh\n",
-         ":1: no start of decrypt.sh within 60 s of device time; the last known screen is \"waiting\""},
+         ":1: no start of decrypt.sh within 1 s of device time; the last known screen is \"waiting\""},
         {"wait 100\nat 100 press\n", ":2: iteration 100 has passed: the device is at iteration 101"},
         {"power off\nawait screen menu\n", ":2: no screen \"menu\": the device is off"},
         {"expect memory firmware 2.0.0 presets kept\n",
@@ -108,7 +111,7 @@ TEST(ScenarioPlayer, ReportsTheFailedLineAndTheCause)
          ":1: expected output \"Starting\", but found output \"Starting updater...\\n\""},
         {"expect error \"a\\nb\"\n", ":1: expected error \"a\\nb\", but found no error"},
         {"await error \"a\\nb\"\n",
-         ":1: no error \"a\\nb\" within 60 s of device time; the last known screen is \"waiting\""},
+         ":1: no error \"a\\nb\" within 1 s of device time; the last known screen is \"waiting\""},
         {"expect script format.sh\n", ":1: expected script \"format.sh\", but found no script"},
         {"plug empty\nat 501 expect script none\n",
          ":2: expected no script, but found script \"decrypt.sh /dev/sda1\""},
@@ -121,6 +124,12 @@ TEST(ScenarioPlayer, ReportsTheFailedLineAndTheCause)
     for (const auto& [text, message] : cases) {
         EXPECT_EQ(failureOf(text), std::string("test.scenario") + message) << text;
     }
+}
+
+TEST(LongAwait, FailsAfterAMinuteOfDeviceTime)
+{
+    EXPECT_EQ(failureOf("await screen menu\n", sim::ScenarioPlayer::longestWait),
+              "test.scenario:1: no screen \"menu\" within 60 s of device time; the last known screen is \"waiting\"");
 }
 
 TEST(ScenarioPlayer, AViolationFailsTheScenarioUnlessItIsExpected)

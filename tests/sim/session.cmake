@@ -3,7 +3,7 @@ add_folder_tests(sim_session
     SOURCES animated_png_test.cpp live_clock_test.cpp movie_test.cpp scenario_player_test.cpp session_test.cpp
             signals_test.cpp statement_test.cpp
     LIBRARIES sim_session
-    LONG Scenarios/LongReplay LongBusyReplay LongRecordingReplay
+    LONG LongAwait Scenarios/LongReplay LongBusyReplay LongRecordingReplay
     COST 15
     FILES ${simulated_device_files} ${PROJECT_SOURCE_DIR}/scenarios)
 target_compile_definitions(sim_session_tests PRIVATE
