@@ -126,9 +126,16 @@ fs::path DeviceFiles::keys(const std::string& name) const
 fs::path DeviceFiles::makeDevice(const SessionSetup& setup)
 {
     const std::lock_guard lock(mutex);
+    const std::string memory = std::to_string(setup.memoryKib);
+    const std::string usable = std::to_string(setup.usableKib);
+    const std::string version = setup.installedVersion.empty() ? "none" : setup.installedVersion;
+    // Copying takes a tenth of the time of making.
+    const fs::path pattern = folder / ("new-" + memory + "-" + usable + "-" + version);
+    if (!fs::exists(pattern)) {
+        run("make_device.sh", {pattern, keys(deviceKeys), memory, usable, version});
+    }
     fs::path device = folder / ("device" + std::to_string(++devices));
-    run("make_device.sh", {device, keys(deviceKeys), std::to_string(setup.memoryKib), std::to_string(setup.usableKib),
-                           setup.installedVersion.empty() ? "none" : setup.installedVersion});
+    run("/bin/cp", {"-a", "--sparse=always", pattern, device});
     return device;
 }
 

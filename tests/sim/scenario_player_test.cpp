@@ -2,7 +2,7 @@
 #include "sim/session/scenario_player.h"
 
 #include "tests/sim/comparisons.h"
-#include "tests/sim/reference_screens.h"
+#include "tests/sim/session_files.h"
 
 #include <algorithm>
 #include <atomic>
@@ -16,12 +16,6 @@ using sim::Screen;
 using sim::Session;
 
 namespace fs = std::filesystem;
-
-sim::DeviceFiles& files()
-{
-    static sim::DeviceFiles shared(SIM_DIR "/scripts", SIM_DIR "/firmware");
-    return shared;
-}
 
 /// The frames of a run in order, each with the iteration at which it was observed; the recording; and the player's
 /// result.

@@ -2,7 +2,7 @@
 #include "sim/session/session.h"
 
 #include "tests/sim/comparisons.h"
-#include "tests/sim/reference_screens.h"
+#include "tests/sim/session_files.h"
 
 #include <functional>
 
@@ -18,7 +18,7 @@ class SessionTest : public testing::Test {
 protected:
     Session& start(const SessionSetup& setup = {})
     {
-        session = std::make_unique<Session>(files, sim::Programs{UPDATER, PRELOAD, {}}, setup);
+        session = std::make_unique<Session>(files(), sim::Programs{UPDATER, PRELOAD, {}}, setup);
         return *session;
     }
     void apply(const char* statement) { session->apply(sim::parseStatement(statement)); }
@@ -53,7 +53,6 @@ protected:
         return result;
     }
 
-    sim::DeviceFiles files{SIM_DIR "/scripts", SIM_DIR "/firmware"};
     std::unique_ptr<Session> session;
 };
 
@@ -88,7 +87,7 @@ TEST_F(SessionTest, ObservesAnUpdate)
     EXPECT_EQ(logged(Event::Kind::Script), (Lines{"decrypt.sh /dev/sda1", "format.sh 0", "install.sh"}));
     EXPECT_EQ(logged(Event::Kind::Output), (Lines{"Starting updater...", "Started install.sh", "Everything done"}));
     EXPECT_EQ(logged(Event::Kind::Violation), Lines{});
-    EXPECT_NO_THROW(files.verify(session->root(), "2.0.0", "kept"));
+    EXPECT_NO_THROW(files().verify(session->root(), "2.0.0", "kept"));
 }
 
 TEST_F(SessionTest, KeepsTheDriveWhileTheDeviceIsOff)
