@@ -15,15 +15,14 @@ add_test(NAME sim_run.program COMMAND ${program_test} $<TARGET_FILE:simulate> ${
 set_tests_properties(sim_run.program PROPERTIES
     ${test_properties} REQUIRED_FILES "${simulated_device_files};${PROJECT_SOURCE_DIR}/scenarios")
 
-# Each scenario is a test. All except these have the label `long`:
-set(short_scenarios factory-reset update)
+# Each scenario is a test. All except `update` have the label `long`.
 file(GLOB scenarios CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/scenarios/*.scenario)
 foreach(scenario IN LISTS scenarios)
     cmake_path(GET scenario STEM name)
     add_test(NAME scenario.${name} COMMAND simulate --scenario ${scenario})
     set_tests_properties(scenario.${name} PROPERTIES
         ${test_properties} REQUIRED_FILES "${simulated_device_files};${scenario}")
-    if(NOT name IN_LIST short_scenarios)
+    if(NOT name STREQUAL update)
         set_tests_properties(scenario.${name} PROPERTIES LABELS long)
     endif()
 endforeach()

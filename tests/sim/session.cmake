@@ -5,7 +5,8 @@ add_folder_tests(sim_session
     LIBRARIES sim_session
     LONG LongAwait Scenarios/LongReplay LongBusyReplay LongRecordingReplay
     COST 15
-    FILES ${simulated_device_files} ${PROJECT_SOURCE_DIR}/scenarios)
+    FILES ${simulated_device_files} ${PROJECT_SOURCE_DIR}/scenarios
+    FILE_USERS ScenarioPlayer SessionTest LongAwait .*Replay)
 target_compile_definitions(sim_session_tests PRIVATE
     UPDATER="$<TARGET_FILE:tonecrate-updater>" PRELOAD="$<TARGET_FILE:sim_preload>"
     SIM_DIR="${PROJECT_SOURCE_DIR}/sim" SCREENS_DIR="${PROJECT_SOURCE_DIR}/screens"
