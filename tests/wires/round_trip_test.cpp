@@ -3,6 +3,7 @@
 #include "sim/device/simulated_device.h"
 #include "sim/session/scenario_player.h"
 #include "sim/wires/recording_file.h"
+#include "tests/sim/session_files.h"
 #include "tests/support/scratch_folder.h"
 #include "tests/wires/decoded_recording.h"
 
@@ -20,18 +21,6 @@ namespace fs = std::filesystem;
 using Lines = std::vector<std::string>;
 using sim::CaptureTime;
 using sim::Screen;
-
-const sim::ReferenceScreens& references()
-{
-    static const sim::ReferenceScreens screens(SCREENS_DIR);
-    return screens;
-}
-
-sim::DeviceFiles& files()
-{
-    static sim::DeviceFiles shared(SIM_DIR "/scripts", SIM_DIR "/firmware");
-    return shared;
-}
 
 /// The screens that the simulator shows, observed at intervals. Screen i appeared later than `after[i]`, but no later
 /// than `list[i].time`.
