@@ -1,10 +1,10 @@
 // Creates and removes the drive's device nodes.
 #include "sim/models/usb_drive.h"
 
-#include <algorithm>
+#include "sim/models/sparse_copy.h"
+
 #include <array>
 #include <cstdint>
-#include <cstring>
 #include <fstream>
 #include <optional>
 #include <stdexcept>
@@ -17,11 +17,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::size_t sectorSize = 512;
-
-struct Extent {
-    std::uint64_t offset;
-    std::uint64_t size;
-};
 
 std::uint32_t littleEndian32(const std::uint8_t* bytes)
 {
@@ -51,30 +46,6 @@ std::optional<Extent> firstPartition(const fs::path& image)
     return isTable ? std::optional(extent) : std::nullopt;
 }
 
-/// Makes a sparse copy by skipping blocks of zeros, because most of an image is empty.
-void copyExtent(const fs::path& from, const Extent& extent, const fs::path& to)
-{
-    static constexpr std::array<char, 65536> zeros{};
-    std::array<char, zeros.size()> block;
-    std::ifstream in(from, std::ios::binary);
-    in.seekg(static_cast<std::streamoff>(extent.offset));
-    std::ofstream out(to, std::ios::binary);
-    for (std::uint64_t rest = extent.size; rest > 0 && in && out;) {
-        const std::size_t size = std::min<std::uint64_t>(rest, block.size());
-        in.read(block.data(), static_cast<std::streamsize>(size));
-        if (std::memcmp(block.data(), zeros.data(), size) == 0) {
-            out.seekp(static_cast<std::streamoff>(size), std::ios::cur);
-        } else {
-            out.write(block.data(), static_cast<std::streamsize>(size));
-        }
-        rest -= size;
-    }
-    if (!in || !out.flush()) {
-        throw std::runtime_error("cannot copy " + from.string());
-    }
-    fs::resize_file(to, extent.size);
-}
-
 void removeNode(const fs::path& node)
 {
     if (fs::is_regular_file(node)) {
@@ -100,9 +71,9 @@ void UsbDrive::plug(const fs::path& image)
         // The partition is created first, because a program that finds the disk may check for the partition
         // immediately.
         if (const auto extent = firstPartition(image)) {
-            copyExtent(image, *extent, partition);
+            copySparse(image, *extent, partition);
         }
-        copyExtent(image, {0, fs::file_size(image)}, unfinished);
+        copySparse(image, {0, fs::file_size(image)}, unfinished);
         fs::rename(unfinished, disk);
     } catch (...) {
         std::error_code ignored;

@@ -1,6 +1,7 @@
 // Runs the scripts that create devices and drives, and removes their files.
 #include "sim/session/device_files.h"
 
+#include "sim/models/sparse_copy.h"
 #include "sim/session/process.h"
 #include "sim/session/signals.h"
 
@@ -135,7 +136,7 @@ fs::path DeviceFiles::makeDevice(const SessionSetup& setup)
         run("make_device.sh", {pattern, keys(deviceKeys), memory, usable, version});
     }
     fs::path device = folder / ("device" + std::to_string(++devices));
-    run("/bin/cp", {"-a", "--sparse=always", pattern, device});
+    copyFolderSparse(pattern, device);
     return device;
 }
 

@@ -40,13 +40,17 @@ void expectEqual(const std::string& what, const std::string& expected, const std
 ScenarioPlayer::ScenarioPlayer(Session& chosenSession, const DeviceFiles& files, const ReferenceScreens& screens,
                                std::function<void()> callAfterRunning, std::uint64_t chosenWaitLimit)
     : session(chosenSession), deviceFiles(files), references(screens), afterRunning(std::move(callAfterRunning)),
-      waitLimit(chosenWaitLimit), initialMemory(memoryContent(session.root()))
+      waitLimit(chosenWaitLimit)
 {}
 
 std::string ScenarioPlayer::play(const Scenario& scenario, const std::string& name)
 {
     std::size_t line = 1;
+    comparesMemory = std::any_of(scenario.lines.begin(), scenario.lines.end(), [](const Scenario::Line& entry) {
+        return entry.statement.verb == Verb::ExpectMemoryUnchanged;
+    });
     try {
+        keepMemory();
         afterRunning();
         checkHealth(scenario);
         for (const auto& [statement, number] : scenario.lines) {
@@ -68,7 +72,7 @@ void ScenarioPlayer::execute(const Statement& statement)
     if (isInput(statement.verb)) {
         session.apply(statement);
         if (statement.verb == Verb::PowerOn) {
-            initialMemory = memoryContent(session.root());
+            keepMemory();
         }
         return afterRunning();
     }
@@ -217,6 +221,13 @@ void ScenarioPlayer::expect(const Statement& statement)
             throw std::runtime_error("protocol violation: " + session.observe().violations.front());
         }
         return;
+    }
+}
+
+void ScenarioPlayer::keepMemory()
+{
+    if (comparesMemory) {
+        initialMemory = memoryContent(session.root());
     }
 }
 

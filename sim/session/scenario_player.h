@@ -40,6 +40,7 @@ private:
     void runUntil(const std::function<bool()>& isTrue, const std::string& awaited);
 
     void expect(const Statement& statement);
+    void keepMemory();
     void expectMemoryUnchanged();
     void expectLeds(const Statement& statement);
     void expectLevel(std::size_t output, std::int64_t expected);
@@ -58,7 +59,8 @@ private:
     const ReferenceScreens& references;
     const std::function<void()> afterRunning;
     const std::uint64_t waitLimit;
-    /// The internal memory at the last power-on.
+    bool comparesMemory = false; ///< whether the scenario contains "expect memory unchanged"
+    /// The internal memory at the last power-on, if `comparesMemory`.
     std::string initialMemory;
     std::size_t eventsSearched = 0;
     std::string lastScreen;

@@ -1,6 +1,7 @@
 // Makes devices and drives, and makes the scripts wait with a FIFO.
 #include "tests/system/held_device.h"
 
+#include "sim/models/sparse_copy.h"
 #include "sim/session/process.h"
 #include "tests/system/script_tools.h"
 
@@ -110,7 +111,7 @@ void DeviceParts::makeDrive(const std::string& content, const std::string& name,
 
 HeldDevice::HeldDevice()
 {
-    fs::copy(DeviceParts::shared().device(), root, fs::copy_options::recursive);
+    sim::copyFolderSparse(DeviceParts::shared().device(), root);
 }
 
 HeldDevice::~HeldDevice()
