@@ -89,7 +89,7 @@ TEST_F(LiveDeviceTest, ThePaceCountsIterationsAtSpeedOneOnly)
     device.input("speed full");
     page.awaitState("speed", 0);
     const std::uint64_t counted = page.state["pace"]["iterations"];
-    page.await("iteration", [&] { return page.state["iteration"] > 5000; });
+    page.await("iteration", [&] { return page.state["iteration"] > 2000; });
     EXPECT_EQ(page.state["pace"]["iterations"], counted);
     device.input("speed 1");
     page.await("pace", [&] { return page.state["pace"]["iterations"] > counted; });
@@ -126,7 +126,7 @@ TEST_F(LiveDeviceTest, AdvancesOnlyByStepsWhilePaused)
     device.input("step frame");
     page.awaitState("frames", frames + 1);
     device.input("resume");
-    page.await("iteration", [&] { return page.state["iteration"] > iteration + 1000; });
+    page.await("iteration", [&] { return page.state["iteration"] > iteration + 10; });
 }
 
 TEST_F(LiveDeviceTest, RecordsAClickAsPressAndRelease)
@@ -181,11 +181,11 @@ TEST_F(LiveDeviceTest, RejectsWhatIsNotAnInput)
 
 TEST_F(LiveDeviceTest, ReplacesTheDevice)
 {
-    device.input("speed full");
     device.replace("# comment\n\ndevice installed none\nfault absent i2c\n");
-    device.input("plug good");
-    page.awaitState("screen", "menu-without-update");
+    device.input("plug empty");
+    page.awaitState("drive", "empty");
     EXPECT_EQ(page.state["faults"], json({"absent i2c"}));
+    EXPECT_TRUE(device.recording().starts_with("device installed none\nfault absent i2c\n"));
     EXPECT_THROW(device.replace("press"), SyntaxError);
     EXPECT_THROW(device.replace("device installed"), SyntaxError);
     device.input("unplug");

@@ -48,12 +48,14 @@ constexpr unsigned longestWaitSeconds = 60;
 TEST(Signals, InterruptAWaitThatBeginsAfterTheSignal)
 {
     const EmptyPipe pipe;
-    const auto interrupt = [&] {
-        watchSignals();
-        std::raise(SIGTERM);
-        exitAfterWaiting(pipe.output());
-    };
-    EXPECT_EXIT(interrupt(), testing::ExitedWithCode(0), "");
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        const auto interrupt = [&] {
+            watchSignals();
+            std::raise(signal);
+            exitAfterWaiting(pipe.output());
+        };
+        EXPECT_EXIT(interrupt(), testing::ExitedWithCode(0), "") << signal;
+    }
 }
 
 TEST(Signals, InterruptAWaitThatHasBegun)

@@ -13,8 +13,8 @@ int main(int argc, char** argv)
     constexpr int wrongUsage = 2;
     try {
         const soak::Options options = soak::parseOptions({argv + 1, argv + argc});
-        const bool isSteady = soak::soakWaiting(options.iterations, std::cout);
-        const bool areRight = soak::soakUpdates(options.updates, std::cout << std::flush);
+        const bool isSteady = options.iterations == 0 || soak::soakWaiting(options.iterations, std::cout);
+        const bool areRight = options.updates == 0 || soak::soakUpdates(options.updates, std::cout << std::flush);
         std::cout << std::flush;
         return isSteady && areRight && std::cout ? 0 : failed;
     } catch (const soak::UsageError& error) {

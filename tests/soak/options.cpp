@@ -11,15 +11,16 @@ namespace soak {
 
 namespace {
 
-/// The smallest valid value of either option. With fewer updates, the warm-up would have fewer than two samples.
+/// The smallest valid value of either option except 0. With fewer updates, the warm-up would have fewer than two
+/// samples.
 constexpr std::uint64_t fewest = 2 * SampleSeries::warmUpDivisor;
 
 std::uint64_t parseNumber(std::string_view option, std::string_view text)
 {
     std::uint64_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size() || number < fewest) {
-        throw UsageError(std::string(option) + " must be a 64-bit integer of at least " + std::to_string(fewest) +
+    if (error != std::errc() || end != text.data() + text.size() || (number != 0 && number < fewest)) {
+        throw UsageError(std::string(option) + " must be 0 or a 64-bit integer of at least " + std::to_string(fewest) +
                          ", not \"" + std::string(text) + '"');
     }
     return number;

@@ -8,9 +8,9 @@
 namespace soak {
 
 struct Options {
-    /// Iterations (1 ms each) on the waiting screen; default: 24 h.
+    /// Iterations (1 ms each) on the waiting screen; default: 24 h; 0 for none.
     std::uint64_t iterations = 86'400'000;
-    /// The number of runs; updates and factory resets alternate.
+    /// The number of runs; updates and factory resets alternate; 0 for none.
     std::uint64_t updates = 1000;
 };
 

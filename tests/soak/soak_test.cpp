@@ -54,6 +54,7 @@ TEST(SoakOptions, OverrideTheDefaultsOfADayAndAThousandUpdates)
     const soak::Options options = parse({"--updates", "48", "--iterations", "3600000"});
     EXPECT_EQ(options.iterations, 3'600'000U);
     EXPECT_EQ(options.updates, 48U);
+    EXPECT_EQ(parse({"--updates", "0"}).updates, 0U);
 }
 
 TEST(SoakOptions, RejectInvalidArguments)
