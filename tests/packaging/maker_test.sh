@@ -338,7 +338,7 @@ verify_checks_the_content() {
 
 verify_prints_one_complaint() {
   archive_parts
-  seq -f 'firmware/%g' 3000 | xargs touch
+  seq -f 'firmware/%g' 1500 | xargs touch
   tar --format=pax --pax-option=unknown:=value -cf archive version.txt firmware
   seal archive bad.fw
   refuses tonecrate-verify-firmware bad.fw "$work/keys"
@@ -405,7 +405,7 @@ it "verify rejects wrong and missing keys" verify_rejects_other_keys
 it "verify rejects files that are not firmware files" not_firmware tonecrate-verify-firmware "$work/keys"
 it "verify rejects signed files with invalid manifests" invalid_manifests tonecrate-verify-firmware "$work/keys"
 it "verify checks the content when it has the firmware key" verify_checks_the_content
-it "verify prints the first of thousands of complaints about the archive" verify_prints_one_complaint
+it "verify prints the first of many complaints about the archive" verify_prints_one_complaint
 it "verify rejects wrong arguments" verify_arguments
 it "--help prints a usage line" commands_have_help
 it "a command runs through a symbolic link" commands_run_through_links
