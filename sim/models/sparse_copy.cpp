@@ -2,7 +2,9 @@
 #include "sim/models/sparse_copy.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <memory>
 #include <stdexcept>
@@ -16,24 +18,35 @@ namespace fs = std::filesystem;
 
 namespace {
 
+constexpr off_t largestPart = 1 << 20; // bytes; limits the memory that a copy needs
+
+[[noreturn]] void failToRead(const fs::path& path)
+{
+    const int reason = errno;
+    throw std::runtime_error("cannot read " + path.string() + ": " + std::strerror(reason));
+}
+
 /// Returns the parts of the extent that are not holes. Without support by the file system, nothing is a hole.
 std::vector<Extent> dataIn(const fs::path& path, const Extent& extent)
 {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
     if (!file) {
-        throw std::runtime_error("cannot read " + path.string());
+        failToRead(path);
     }
-    const int descriptor = fileno(file.get());
+    const auto seek = [&](off_t from, int kind) {
+        const off_t found = lseek(fileno(file.get()), from, kind);
+        if (found < 0 && errno != ENXIO) { // ENXIO: no more data
+            failToRead(path);
+        }
+        return found;
+    };
     const auto end = static_cast<off_t>(extent.offset + extent.size);
     std::vector<Extent> parts;
-    for (auto data = static_cast<off_t>(extent.offset); data < end;) {
-        data = lseek(descriptor, data, SEEK_DATA);
-        if (data < 0 || data >= end) {
-            break;
-        }
-        const off_t hole = std::min(lseek(descriptor, data, SEEK_HOLE), end);
-        parts.push_back({static_cast<std::uint64_t>(data), static_cast<std::uint64_t>(hole - data)});
-        data = hole;
+    off_t data = seek(static_cast<off_t>(extent.offset), SEEK_DATA);
+    while (data >= 0 && data < end) {
+        const off_t partEnd = std::min({seek(data, SEEK_HOLE), end, data + largestPart});
+        parts.push_back({static_cast<std::uint64_t>(data), static_cast<std::uint64_t>(partEnd - data)});
+        data = seek(partEnd, SEEK_DATA);
     }
     return parts;
 }

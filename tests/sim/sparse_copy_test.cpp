@@ -4,6 +4,7 @@
 #include "tests/sim/comparisons.h"
 #include "tests/support/scratch_folder.h"
 
+#include <algorithm>
 #include <string>
 #include <sys/stat.h>
 
@@ -43,6 +44,15 @@ TEST_F(SparseCopy, HasTheBytesOfTheExtent)
     }
 }
 
+TEST_F(SparseCopy, CopiesMoreThanItKeepsInMemory)
+{
+    std::string bytes(3 * mebibyte + 1, '\0');
+    std::generate(bytes.begin(), bytes.end(), [i = 0U]() mutable { return static_cast<char>(++i % 251); });
+    folder.write("data", bytes);
+    sim::copySparse(folder / "data", {3, 3 * mebibyte - 3}, folder / "copy");
+    EXPECT_TRUE(folder.read("copy") == bytes.substr(3, 3 * mebibyte - 3));
+}
+
 TEST_F(SparseCopy, OfAFolderHasTheHolesAndPermissions)
 {
     fs::permissions(folder / "from/inner/image", fs::perms::owner_read | fs::perms::owner_exec);
@@ -55,7 +65,8 @@ TEST_F(SparseCopy, OfAFolderHasTheHolesAndPermissions)
 TEST_F(SparseCopy, ReportsAFileThatCannotBeReadOrWritten)
 {
     const std::string missing = (folder / "missing").string();
-    EXPECT_EQ(thrownMessage([&] { sim::copySparse(missing, {0, 1}, folder / "copy"); }), "cannot read " + missing);
+    EXPECT_EQ(thrownMessage([&] { sim::copySparse(missing, {0, 1}, folder / "copy"); }),
+              "cannot read " + missing + ": No such file or directory");
     EXPECT_EQ(thrownMessage([&] { sim::copySparse(folder / "from/inner/image", {0, 1}, folder / "no/copy"); }),
               "cannot copy " + (folder / "from/inner/image").string() + " to " + (folder / "no/copy").string());
 }
