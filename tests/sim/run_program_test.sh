@@ -48,6 +48,7 @@ saves_everything() {
 replays_a_recording() {
   saves_everything first "$work/short.scenario"
   saves_everything second "$work/first.scenario"
+  [[ $(tail -n 1 "$work/out") == "first: passed: the updater is running" ]]
   local suffix
   for suffix in '' .scenario .png .vcd; do diff -r "$work/first$suffix" "$work/second$suffix"; done
 }
